@@ -1,0 +1,28 @@
+# Language level, warnings and sanitizers of our own code; GoogleTest does not link this target.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)
+endif()
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+set(SUBTITLE_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
+if(SUBTITLE_SANITIZE)
+  # Everything that is linked together is instrumented, GoogleTest included.
+  add_compile_options(-fsanitize=${SUBTITLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SUBTITLE_SANITIZE})
+endif()
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+add_library(project_settings INTERFACE)
+target_compile_definitions(project_settings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_compile_options(project_settings INTERFACE
+  -Werror -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+  -Wcast-align -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wdouble-promotion
+  -Wformat=2 -Wimplicit-fallthrough -Wvla
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wsuggest-override>)
+target_link_libraries(project_settings INTERFACE Threads::Threads)

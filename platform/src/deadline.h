@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+
+/// A point in time to wait for, or none; on the monotonic clock, so that setting the wall clock
+/// changes no wait.
+class Deadline {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// \p waitMs milliseconds from now; negative for no limit.
+    explicit Deadline(int waitMs)
+        : limited(waitMs >= 0), at(Clock::now() + std::chrono::milliseconds(limited ? waitMs : 0))
+    {
+    }
+
+    bool IsLimited() const { return limited; }
+    Clock::time_point At() const { return at; }
+    bool HasPassed() const { return limited && Clock::now() >= at; }
+
+    /// Milliseconds left, rounded up, so that a wait of that length never ends early; -1 for no
+    /// limit, as poll() takes it.
+    int RemainingMs() const
+    {
+        if (!limited) {
+            return -1;
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(at - Clock::now()).count();
+        return left > 0 ? static_cast<int>(left) : 0;
+    }
+
+private:
+    bool limited;
+    Clock::time_point at;
+};

@@ -1,0 +1,192 @@
+#include "messaging_directory.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+/// An environment variable that a program with more rights than its caller must not trust.
+std::string TrustedEnvironment(const char* name)
+{
+    const char* value = secure_getenv(name);
+    return value ? value : "";
+}
+
+std::string ConfiguredPath()
+{
+    std::string path = TrustedEnvironment("LINX_DIR");
+    if (path.empty()) {
+        path = TrustedEnvironment("XDG_RUNTIME_DIR");
+        path = path.empty() ? "/tmp/linx-" + std::to_string(geteuid()) : path + "/linx";
+    }
+    // With a slash at the end the last part would be followed even where it is a symlink.
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
+}
+
+bool IsPart(const std::string& part)
+{
+    if (part.empty() || part == "." || part == ".." || part.size() > NAME_MAX) {
+        return false;
+    }
+    for (const char c : part) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Connecting is the one step that can wait: a service that is stopped and has a full backlog.
+void LimitConnect(int fd, const Deadline& deadline)
+{
+    const int ms = deadline.IsLimited() && deadline.RemainingMs() < 1 ? 1 : deadline.RemainingMs();
+    timeval limit{};
+    if (ms > 0) {
+        limit.tv_sec = ms / 1000;
+        limit.tv_usec = ms % 1000 * 1000;
+    }
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
+/// Connects through the descriptor of the socket file itself, which has room in any address and
+/// cannot be swapped for another one after it was found.
+int ConnectThrough(int fd, int socketFile, const Deadline& deadline)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string link = "/proc/self/fd/" + std::to_string(socketFile);
+    std::memcpy(address.sun_path, link.c_str(), link.size() + 1);
+    LimitConnect(fd, deadline);
+    while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        if (errno != EINTR) {
+            return errno == EAGAIN ? ETIMEDOUT : errno;
+        }
+        if (deadline.HasPassed()) {
+            return ETIMEDOUT;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int MessagingDirectory::Refuse(int error, const std::string& reason)
+{
+    problem = "messaging directory " + path + ": " + reason;
+    folder = Descriptor();
+    return error;
+}
+
+int MessagingDirectory::Open()
+{
+    path = ConfiguredPath();
+    problem.clear();
+    if (path.front() != '/') {
+        return Refuse(EINVAL, "not an absolute path");
+    }
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        return Refuse(errno, std::string("cannot be made: ") + std::strerror(errno));
+    }
+    folder = Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder) {
+        const int error = errno;
+        struct stat link {};
+        const bool isLink = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
+        return Refuse(error, isLink ? "is a symbolic link"
+                                    : std::string("cannot be opened: ") + std::strerror(error));
+    }
+    struct stat found {};
+    if (fstat(folder.Get(), &found) != 0) {
+        return Refuse(errno, std::strerror(errno));
+    }
+    if (found.st_uid != geteuid()) {
+        return Refuse(EPERM, "belongs to another user");
+    }
+    if ((found.st_mode & 07777) != 0700) {
+        return Refuse(EPERM, "has another mode than 0700");
+    }
+    return 0;
+}
+
+int MessagingDirectory::Connect(const std::string& name, const Deadline& deadline,
+                                Descriptor& connected) const
+{
+    if (!folder) {
+        return ENOTCONN;
+    }
+    if (!IsEndpointName(name)) {
+        return EINVAL;
+    }
+    std::string lastPart;
+    const Descriptor parent = OpenParent(folder.Get(), name, lastPart);
+    if (!parent) {
+        return errno;
+    }
+    const Descriptor socketFile(
+        openat(parent.Get(), lastPart.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!socketFile) {
+        return errno;
+    }
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!fd) {
+        return errno;
+    }
+    const int error = ConnectThrough(fd.Get(), socketFile.Get(), deadline);
+    if (error != 0) {
+        return error;
+    }
+    if (!IsTrustedPeer(fd.Get())) {
+        return EACCES;
+    }
+    connected = std::move(fd);
+    return 0;
+}
+
+bool IsEndpointName(const std::string& name)
+{
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t slash = name.find('/', start);
+        if (!IsPart(name.substr(start, slash - start))) {
+            return false;
+        }
+        if (slash == std::string::npos) {
+            return true;
+        }
+        start = slash + 1;
+    }
+}
+
+Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart)
+{
+    Descriptor parent(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    std::size_t start = 0;
+    std::size_t slash;
+    while (parent && (slash = name.find('/', start)) != std::string::npos) {
+        const std::string part = name.substr(start, slash - start);
+        parent = Descriptor(
+            openat(parent.Get(), part.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        start = slash + 1;
+    }
+    lastPart = name.substr(start);
+    return parent;
+}
+
+bool IsTrustedPeer(int fd)
+{
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+           (peer.uid == geteuid() || peer.uid == 0);
+}

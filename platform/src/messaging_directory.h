@@ -1,0 +1,47 @@
+#pragma once
+
+#include "deadline.h"
+#include "descriptor.h"
+
+#include <string>
+
+/// The folder below which every endpoint name is a socket: `LINX_DIR`, else `XDG_RUNTIME_DIR/linx`,
+/// else `/tmp/linx-<uid>`. Results are 0 or an errno value.
+class MessagingDirectory {
+public:
+    /// Opens the folder and makes it, with mode 0700, when it is missing. It must be an absolute
+    /// path to a folder, no symlink, that belongs to this user and has the mode 0700; anything else
+    /// is refused and never repaired.
+    int Open();
+
+    /// Connects to the service \p name and makes sure that it runs under this user or root.
+    ///
+    /// The name is resolved below the folder that Open() found, part by part and through no
+    /// symlink, so nothing outside is ever touched, and no path is too long for a socket address.
+    int Connect(const std::string& name, const Deadline& deadline, Descriptor& connected) const;
+
+    /// -1 before Open() succeeded.
+    int Fd() const { return folder.Get(); }
+    const std::string& Path() const { return path; }
+
+    /// Why Open() failed, as a sentence with the path; empty when it did not.
+    const std::string& Problem() const { return problem; }
+
+private:
+    int Refuse(int error, const std::string& reason);
+
+    std::string path;
+    std::string problem;
+    Descriptor folder;
+};
+
+/// Whether \p name is one or more parts with '/' between them, none of them empty, `.`, `..` or
+/// longer than a file name (255 bytes), and without control bytes.
+bool IsEndpointName(const std::string& name);
+
+/// Opens the folder that the last part of \p name stands in, below \p folder.
+/// \return the folder, or none with errno set; \p lastPart becomes the rest of the name
+Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart);
+
+/// Whether the process at the other end of the connected socket \p fd has our user id, or is root.
+bool IsTrustedPeer(int fd);
