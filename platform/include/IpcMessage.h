@@ -27,6 +27,7 @@ public:
     virtual unsigned char* Payload();
 
 private:
+    friend class Connection;
     friend class Endpoint;
 
     /// Shows \p length bytes that stay the endpoint's and are only valid while it says so.

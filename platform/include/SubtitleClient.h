@@ -2,7 +2,6 @@
 
 #include <SubscribeClient.h>
 
-class IpcMessage;
 class PaletteItem;
 class RegionDataItem;
 class RegionVisItem;
@@ -23,8 +22,8 @@ enum e_Sensors {
 /// refused, else as LinxIpc::Request() and IpcMessage::Allocate() do.
 class SubtitleClient : public SubscribeClient {
 public:
-    /// \param ipc  must outlive this object
-    SubtitleClient(LinxIpc& ipc, int timeoutMs);
+    /// \param endpoint  must outlive this object
+    SubtitleClient(LinxIpc& endpoint, int requestTimeoutMs);
 
     int SetRegionData(RegionDataItem& item);
     int SetRegionVisibility(RegionVisItem& item);
@@ -39,5 +38,4 @@ public:
 
 private:
     int SendRecord(unsigned int messageId, const Item& item);
-    int SendAndConfirm(IpcMessage& request, unsigned int messageId);
 };

@@ -18,6 +18,15 @@ public:
     Clock::time_point At() const { return at; }
     bool HasPassed() const { return limited && Clock::now() >= at; }
 
+    /// This point in time or \p other, whichever comes first.
+    Deadline Sooner(Clock::time_point other) const
+    {
+        Deadline sooner = *this;
+        sooner.at = limited && at < other ? at : other;
+        sooner.limited = true;
+        return sooner;
+    }
+
     /// Milliseconds left, rounded up, so that a wait of that length never ends early; -1 for no
     /// limit, as poll() takes it.
     int RemainingMs() const

@@ -1,0 +1,245 @@
+#include "endpoint.h"
+
+#include "log_sink.h"
+
+#include <LinxIpc.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr auto reconnectInterval = std::chrono::milliseconds(500);
+constexpr int roomLimitMs = 2000;
+
+/// A late Receive() of a thread that outlives its endpoint: out of the way, without spinning.
+void SleepOut(int waitMs)
+{
+    do {
+        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
+    } while (waitMs < 0);
+}
+
+}  // namespace
+
+class Endpoint::Call {
+public:
+    explicit Call(Endpoint& called) : endpoint(called) { ++endpoint.calls; }
+    ~Call()
+    {
+        --endpoint.calls;
+        if (endpoint.state.closed) {
+            endpoint.state.changed.notify_all();
+        }
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+private:
+    Endpoint& endpoint;
+};
+
+Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
+    : name(endpointName), owner(ownerIpc), initResult(ENOTCONN)
+{
+}
+
+Endpoint& Endpoint::Create(const char* name, LinxIpc& owner)
+{
+    // Kept reachable, so that a leak checker knows that these are meant to stay.
+    static std::mutex& mutex = *new std::mutex;
+    static std::vector<Endpoint*>& all = *new std::vector<Endpoint*>;
+    const std::lock_guard<std::mutex> lock(mutex);
+    all.push_back(new Endpoint(name, owner));
+    return *all.back();
+}
+
+int Endpoint::Init()
+{
+    Lock lock(state.mutex);
+    initResult = state.directory.Open();
+    lock.unlock();
+    if (initResult != 0) {
+        LogFromLibrary(logErrors, "endpoint " + name + ": " + state.directory.Problem());
+    }
+    return initResult;
+}
+
+int Endpoint::Usable(const std::string& server, const IpcMessage& message) const
+{
+    if (state.closed) {
+        return ESHUTDOWN;
+    }
+    if (initResult != 0) {
+        return initResult;
+    }
+    return IsEndpointName(server) && message.frame ? 0 : EINVAL;
+}
+
+Connection& Endpoint::ConnectionTo(const std::string& server)
+{
+    return connections.try_emplace(server, state, server).first->second;
+}
+
+int Endpoint::Request(const std::string& server, IpcMessage& request, unsigned int replyId,
+                      int waitMs, IpcMessage* reply)
+{
+    Lock lock(state.mutex);
+    const Call call(*this);
+    const int error = Usable(server, request);
+    return error != 0 ? error
+                      : ConnectionTo(server).Request(lock, request, replyId, Deadline(waitMs), reply);
+}
+
+int Endpoint::Notify(const std::string& server, IpcMessage& message, bool mayWait)
+{
+    Lock lock(state.mutex);
+    const Call call(*this);
+    const int error = Usable(server, message);
+    return error != 0 ? error
+                      : ConnectionTo(server).Notify(lock, message, Deadline(mayWait ? roomLimitMs : 0));
+}
+
+int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message)
+{
+    Lock lock(state.mutex);
+    if (state.closed) {
+        lock.unlock();
+        SleepOut(waitMs);
+        return ESHUTDOWN;
+    }
+    if (receiving) {
+        return EBUSY;
+    }
+    const Call call(*this);
+    receiving = true;
+    current = ReceivedFrame{};
+    // The constant itself is not looked into: at the end of the process it may be gone already.
+    const bool isFromAnyone =
+        &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
+    const int error = AwaitNotification(lock, Deadline(waitMs), id, isFromAnyone);
+    if (error == 0) {
+        RunCallback(lock, message);
+    }
+    receiving = false;
+    return error;
+}
+
+int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id,
+                                bool isFromAnyone)
+{
+    for (bool hasLooked = false;; hasLooked = true) {
+        if (state.closed) {
+            return ESHUTDOWN;
+        }
+        if (isFromAnyone && state.notifications.Pop(id, current)) {
+            return 0;
+        }
+        if (hasLooked && deadline.HasPassed()) {
+            return ETIMEDOUT;
+        }
+        AwaitArrival(lock, deadline);
+    }
+}
+
+/// Waits for something to happen on the connection that notifications come from, and makes that
+/// connection again when it was lost.
+void Endpoint::AwaitArrival(Lock& lock, const Deadline& deadline)
+{
+    const auto publisher = connections.find(state.publisher);
+    if (publisher == connections.end() || !state.subscriptions.HasAccepted()) {
+        state.WaitForChange(lock, deadline);
+        return;
+    }
+    Connection& connection = publisher->second;
+    if (connection.IsOpen()) {
+        if (connection.IsBeingRead()) {
+            state.WaitForChange(lock, deadline);
+        } else {
+            connection.Read(lock, deadline.RemainingMs());
+        }
+        return;
+    }
+    const auto nextAttempt = connection.LastAttempt() + reconnectInterval;
+    if (Deadline::Clock::now() >= nextAttempt) {
+        connection.Open(lock, deadline);
+    } else {
+        state.WaitForChange(lock, deadline.Sooner(nextAttempt));
+    }
+}
+
+void Endpoint::RunCallback(Lock& lock, IpcMessage* message)
+{
+    LogDropped(lock);
+    const FrameHeader& header = current.header;
+    received.Show(header.messageId, current.payload, header.length);
+    if (message) {
+        Connection::Copy(current, *message);
+    }
+    const Subscription* found = state.subscriptions.Find(header.correlation, header.messageId);
+    if (!found) {
+        return;
+    }
+    const Subscription subscription = *found;
+    lock.unlock();
+    subscription.callback(&owner, subscription.userData);
+    lock.lock();
+}
+
+void Endpoint::LogDropped(Lock& lock)
+{
+    const unsigned int dropped = state.notifications.TakeDropped();
+    if (dropped > 0) {
+        lock.unlock();
+        LogFromLibrary(logErrors, "endpoint " + name + ": dropped " + std::to_string(dropped) +
+                                      " notifications that nobody received in time");
+        lock.lock();
+    }
+}
+
+int Endpoint::BeginSubscription(const std::string& server, const Subscription& subscription)
+{
+    const Lock lock(state.mutex);
+    if (!state.publisher.empty() && state.publisher != server) {
+        return EINVAL;
+    }
+    state.publisher = server;
+    state.subscriptions.Add(subscription);
+    return 0;
+}
+
+void Endpoint::SettleSubscription(unsigned int number, bool accepted)
+{
+    const Lock lock(state.mutex);
+    state.subscriptions.Settle(number, accepted);
+    state.changed.notify_all();
+}
+
+void Endpoint::EndSubscription(unsigned int number)
+{
+    const Lock lock(state.mutex);
+    state.subscriptions.Remove(number);
+    state.notifications.Remove([this](const FrameHeader& header) {
+        return state.subscriptions.Find(header.correlation, header.messageId) == nullptr;
+    });
+}
+
+void Endpoint::Close()
+{
+    Lock lock(state.mutex);
+    state.closed = true;
+    for (auto& entry : connections) {
+        entry.second.Shutdown();
+    }
+    state.changed.notify_all();
+    while (calls > 0) {
+        state.changed.wait(lock);
+    }
+    connections.clear();
+    state.notifications.Clear();
+    current = ReceivedFrame{};
+    received.Show(0, nullptr, 0);
+}

@@ -1,0 +1,91 @@
+#include "input_blocks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr std::size_t blockSize = 64 * 1024;
+
+/// With less room than this behind the last bytes a read would be too short to be worth it.
+constexpr std::size_t leastRoom = 4 * 1024;
+
+}  // namespace
+
+InputBlock::InputBlock(std::size_t size) : capacity(size), bytes(new unsigned char[size]) {}
+
+/// Size of the frame whose first bytes are here, as far as it is known already.
+std::size_t InputBlocks::FrameInProgress() const
+{
+    FrameHeader header{};
+    if (Unread() < frameHeaderSize || DecodeFrameHeader(current->bytes.get() + begin, header)) {
+        return frameHeaderSize + leastRoom;
+    }
+    return frameHeaderSize + header.length;
+}
+
+bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
+{
+    if (!spare || spare.use_count() > 1 || spare->capacity != capacity) {
+        try {
+            spare = std::make_shared<InputBlock>(capacity);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+    if (current) {
+        std::memcpy(spare->bytes.get(), current->bytes.get() + begin, Unread());
+    }
+    current.swap(spare);
+    if (spare && spare->capacity > blockSize) {
+        spare.reset();  // the memory of a very large frame goes with it
+    }
+    end -= begin;
+    begin = 0;
+    return true;
+}
+
+unsigned char* InputBlocks::Room(std::size_t& size)
+{
+    const bool isIdle = begin == end;
+    if (!current || (isIdle && current->capacity > blockSize)) {
+        if (!MoveUnreadToFreshBlock(blockSize)) {
+            return nullptr;
+        }
+    }
+    const std::size_t frame = FrameInProgress();
+    const bool isAlone = current.use_count() == 1;
+    if (isAlone && begin > 0 && (isIdle || begin + frame > current->capacity)) {
+        std::memmove(current->bytes.get(), current->bytes.get() + begin, Unread());
+        end -= begin;
+        begin = 0;
+    }
+    if (current->capacity - end < std::min(leastRoom, frame - Unread()) &&
+        !MoveUnreadToFreshBlock(std::max(blockSize, std::min(frame, 2 * Unread())))) {
+        return nullptr;
+    }
+    size = current->capacity - end;
+    return current->bytes.get() + end;
+}
+
+void InputBlocks::Received(std::size_t count) { end += count; }
+
+InputBlocks::Cut InputBlocks::Next(ReceivedFrame& frame, const char*& problem)
+{
+    if (Unread() < frameHeaderSize) {
+        return Cut::NeedMore;
+    }
+    unsigned char* const bytes = current->bytes.get() + begin;
+    problem = DecodeFrameHeader(bytes, frame.header);
+    if (problem) {
+        return Cut::Malformed;
+    }
+    if (frame.header.length > Unread() - frameHeaderSize) {
+        return Cut::NeedMore;
+    }
+    frame.payload = bytes + frameHeaderSize;
+    frame.block = current;
+    begin += frameHeaderSize + frame.header.length;
+    return Cut::Frame;
+}

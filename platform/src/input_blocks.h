@@ -1,0 +1,54 @@
+#pragma once
+
+#include "wire_format.h"
+
+#include <cstddef>
+#include <memory>
+
+/// A piece of memory that received frames stay in while they are used.
+struct InputBlock {
+    explicit InputBlock(std::size_t size);
+
+    const std::size_t capacity;
+    const std::unique_ptr<unsigned char[]> bytes;
+};
+
+/// One complete frame; \p payload stays valid as long as \p block is held.
+struct ReceivedFrame {
+    FrameHeader header;
+    unsigned char* payload;
+    std::shared_ptr<InputBlock> block;
+};
+
+/// The input side of one connection: hands out room to receive into and cuts what came into frames.
+///
+/// Frames are not copied out. They keep their block alive; new bytes go behind them or, when there
+/// is no room left, into another block, so in step with its reader a connection uses one block of
+/// 64 KiB for ever. Only the beginning of a cut frame is ever moved. Blocks grow with the bytes
+/// that really came, never with what a length field claims.
+///
+/// Not synchronised; the room may be written without the lock that guards the rest.
+class InputBlocks {
+public:
+    /// Room for at least one byte. \return null when there is no memory
+    unsigned char* Room(std::size_t& size);
+
+    /// \p count bytes were written to the room.
+    void Received(std::size_t count);
+
+    enum class Cut { Frame, NeedMore, Malformed };
+
+    /// Takes out the next complete frame.
+    /// \param problem  what is wrong when the answer is Malformed; nothing can be cut after that
+    Cut Next(ReceivedFrame& frame, const char*& problem);
+
+private:
+    std::size_t Unread() const { return end - begin; }
+    std::size_t FrameInProgress() const;
+    bool MoveUnreadToFreshBlock(std::size_t capacity);
+
+    std::shared_ptr<InputBlock> current;
+    std::shared_ptr<InputBlock> spare;  ///< free again once nobody else holds it
+    std::size_t begin = 0;              ///< of the bytes not cut yet, within `current`
+    std::size_t end = 0;
+};

@@ -1,0 +1,48 @@
+#include "notification_queue.h"
+
+#include <utility>
+
+ReceivedFrame NotificationQueue::PopAt(std::size_t index)
+{
+    ReceivedFrame taken = std::move(At(index));
+    // Those before it close up: it is nearly always the first.
+    for (; index > 0; --index) {
+        At(index) = std::move(At(index - 1));
+    }
+    At(0) = ReceivedFrame{};
+    first = (first + 1) % mostFrames;
+    --count;
+    bytes -= SizeOf(taken);
+    return taken;
+}
+
+void NotificationQueue::Push(ReceivedFrame&& frame)
+{
+    while (count > 0 && (count == mostFrames || bytes + SizeOf(frame) > mostBytes)) {
+        PopAt(0);
+        ++dropped;
+    }
+    bytes += SizeOf(frame);
+    At(count) = std::move(frame);
+    ++count;
+}
+
+bool NotificationQueue::Pop(unsigned int messageId, ReceivedFrame& frame)
+{
+    for (std::size_t index = 0; index < count; ++index) {
+        if (messageId == 0 || At(index).header.messageId == messageId) {
+            frame = PopAt(index);
+            return true;
+        }
+    }
+    return false;
+}
+
+void NotificationQueue::Clear()
+{
+    while (count > 0) {
+        PopAt(0);
+    }
+}
+
+unsigned int NotificationQueue::TakeDropped() { return std::exchange(dropped, 0u); }
