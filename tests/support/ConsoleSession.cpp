@@ -1,0 +1,94 @@
+#include "tests/support/ConsoleSession.h"
+
+#include "tests/support/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
+#include <stdexcept>
+#include <thread>
+
+ConsoleSession::ConsoleSession() : service(directory.Path()) {}
+
+ConsoleSession::~ConsoleSession()
+{
+    // A report of a sanitizer ends the client early, which a test that kills it would not notice.
+    if (client) {
+        EXPECT_EQ(client->Errors().find("Sanitizer"), std::string::npos) << client->Errors();
+    }
+}
+
+void ConsoleSession::StartService() { service.Start(); }
+
+ChildProcess::Options ConsoleSession::ClientSettings() const
+{
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = directory.Path();
+    settings.environment["SUBTITLE_LOG"] = files / "log";
+    // Neither getopt_long()'s order nor its words may depend on who runs the tests.
+    settings.environment["POSIXLY_CORRECT"] = "";
+    settings.environment["LC_ALL"] = "C";
+    return settings;
+}
+
+void ConsoleSession::StartClient(const std::vector<std::string>& options)
+{
+    std::vector<std::string> arguments{ClientProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    client = std::make_unique<ChildProcess>(arguments, ClientSettings());
+}
+
+void ConsoleSession::StartClientOnTerminal(const std::vector<std::string>& options)
+{
+    std::vector<std::string> arguments{ClientProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ChildProcess::Options settings = ClientSettings();
+    settings.onTerminal = true;
+    client = std::make_unique<ChildProcess>(arguments, settings);
+}
+
+void ConsoleSession::RunClient(const std::vector<std::string>& options)
+{
+    StartClient(options);
+    Client().CloseInput();
+    Client().WaitForExit();
+}
+
+ChildProcess& ConsoleSession::Client()
+{
+    if (!client) {
+        throw std::logic_error("the client was not started");
+    }
+    return *client;
+}
+
+std::string ConsoleSession::ConsoleText()
+{
+    Client().WaitForExit();
+    return Client().Output();
+}
+
+std::string ConsoleSession::ErrorText()
+{
+    Client().WaitForExit();
+    return Client().Errors();
+}
+
+int ConsoleSession::ExitStatus() { return Client().WaitForExit(); }
+
+std::string ConsoleSession::LogText() const { return ReadWholeFile(files / "log"); }
+
+void ConsoleSession::ExpectLog(const std::string& text) const
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (;;) {
+        const bool last = deadline.HasPassed();
+        const std::string log = LogText();
+        if (log.find(text) != std::string::npos) {
+            return;
+        }
+        if (last) {
+            throw std::runtime_error("waited in vain for \"" + text + "\" in the log:\n" + log);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}

@@ -1,0 +1,168 @@
+#include "tests/support/SimulatedService.h"
+
+#include "tests/support/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace {
+
+/// The journal is a file, and no event tells of its growth; what is awaited is still the line.
+constexpr auto lookAgainAfter = std::chrono::milliseconds(2);
+
+std::vector<std::string> WaitForLines(
+    const SimulatedService& service, const std::string& what,
+    const std::function<bool(const std::vector<std::string>&)>& complete)
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (;;) {
+        const bool last = deadline.HasPassed();
+        std::vector<std::string> lines = service.JournalLines();
+        if (complete(lines)) {
+            return lines;
+        }
+        if (last) {
+            std::string found;
+            for (const std::string& line : lines) {
+                found += "\n" + line;
+            }
+            throw std::runtime_error("waited in vain for " + what + " in the journal:" + found);
+        }
+        std::this_thread::sleep_for(lookAgainAfter);
+    }
+}
+
+}  // namespace
+
+const char* ClientProgram() { return CLIENT_PROGRAM; }
+const char* ServiceProgram() { return SERVICE_PROGRAM; }
+
+SimulatedService::SimulatedService(std::string messagingDirectory)
+    : directory(std::move(messagingDirectory))
+{
+}
+
+SimulatedService::~SimulatedService()
+{
+    if (process && !killed) {
+        EndAndCheck();
+    }
+}
+
+SimulatedService& SimulatedService::Name(const std::string& newName)
+{
+    name = newName;
+    return Option("--name").Option(newName);
+}
+
+SimulatedService& SimulatedService::Fault(const std::string& kind)
+{
+    return Option("--fault").Option(kind);
+}
+
+SimulatedService& SimulatedService::Play(const std::string& scenario)
+{
+    WriteWholeFile(files / "scenario", scenario);
+    return PlayFile(files / "scenario");
+}
+
+SimulatedService& SimulatedService::PlayFile(const std::string& path)
+{
+    return Option("--play").Option(path);
+}
+
+SimulatedService& SimulatedService::Loop() { return Option("--loop"); }
+SimulatedService& SimulatedService::Quiet() { return Option("--quiet"); }
+SimulatedService& SimulatedService::Journal() { return Option("--journal").Option(files / "journal"); }
+
+SimulatedService& SimulatedService::Option(const std::string& option)
+{
+    options.push_back(option);
+    return *this;
+}
+
+SimulatedService& SimulatedService::Start()
+{
+    StartUnawaited();
+    process->WaitForOutput("ready\n");
+    return *this;
+}
+
+SimulatedService& SimulatedService::StartUnawaited()
+{
+    std::vector<std::string> arguments{ServiceProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = directory;
+    process = std::make_unique<ChildProcess>(arguments, settings);
+    killed = false;
+    return *this;
+}
+
+void SimulatedService::Stop()
+{
+    EndAndCheck();
+    process.reset();
+}
+
+void SimulatedService::EndAndCheck()
+{
+    try {
+        process->Signal(SIGTERM);
+        EXPECT_EQ(process->WaitForExit(), 0) << "the service's standard error:\n"
+                                             << process->Errors();
+    } catch (const std::exception& problem) {
+        ADD_FAILURE() << problem.what();
+    }
+}
+
+void SimulatedService::Kill()
+{
+    process->Signal(SIGKILL);
+    process->WaitForExit();
+    process.reset();
+    killed = true;
+}
+
+std::vector<std::string> SimulatedService::JournalLines() const
+{
+    std::vector<std::string> lines;
+    std::istringstream text(ReadWholeFile(files / "journal"));
+    for (std::string line; std::getline(text, line) && !text.eof();) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> SimulatedService::WaitForJournalLines(std::size_t count) const
+{
+    return WaitForLines(*this, std::to_string(count) + " lines",
+                        [=](const auto& lines) { return lines.size() >= count; });
+}
+
+void SimulatedService::WaitForJournalLine(const std::string& line) const
+{
+    WaitForLines(*this, line, [&](const auto& lines) {
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    });
+}
+
+std::string SimulatedService::SocketPath() const { return directory + "/" + name; }
+
+ChildProcess& SimulatedService::Process()
+{
+    if (!process) {
+        throw std::logic_error("the service was not started");
+    }
+    return *process;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+/// The published texts of the client, written out once for all tests.
+
+std::string UsageText();
+
+/// State of the console as its menu names it.
+constexpr const char* subscribed = "subscribed";
+constexpr const char* unsubscribed = "unsubscribed";
+
+/// The menu from its empty line to its empty line.
+std::string Menu(const std::string& state);
+
+/// What key 1 prints when the service accepts everything.
+std::string AcceptedSubscriptions();
+
+/// The statistics report.
+///
+/// \param rows        rows of regions with traffic, by region, without the newline
+/// \param otherShare  the share of all other regions, 5 columns: "  nan" as long as no bytes have
+///                    been counted in any region, else "  0.0"
+std::string RegionReport(const std::map<unsigned, std::string>& rows, const std::string& otherShare);
+inline std::string EmptyRegionReport() { return RegionReport({}, "  nan"); }

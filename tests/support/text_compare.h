@@ -1,0 +1,16 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+/// \p text with every blank, control byte and byte above 126 made visible: a blank as ·, a newline
+/// as \n followed by a real one, everything else as \xNN.
+std::string VisibleText(const std::string& text);
+
+/// Success when both are the same bytes, else both texts with the first difference marked.
+testing::AssertionResult CompareTexts(const char* actualExpression, const char* expectedExpression,
+                                      const std::string& actual, const std::string& expected);
+
+#define EXPECT_TEXT(actual, expected) EXPECT_PRED_FORMAT2(CompareTexts, actual, expected)
+#define ASSERT_TEXT(actual, expected) ASSERT_PRED_FORMAT2(CompareTexts, actual, expected)
