@@ -85,8 +85,8 @@ void RawConnection::Send(const std::string& bytes)
     const Deadline deadline(eventDeadlineMs);
     for (std::size_t sent = 0; sent < bytes.size();) {
         WaitReady(fd.Get(), POLLOUT, deadline, "to send");
-        const ssize_t count = send(fd.Get(), bytes.data() + sent, bytes.size() - sent,
-                                   MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t count =
+            send(fd.Get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count >= 0) {
             sent += static_cast<std::size_t>(count);
         } else if (errno != EAGAIN && errno != EINTR) {
@@ -149,8 +149,7 @@ RawFrame RawConnection::ExpectRequest(unsigned int messageId)
     if (frame.header.kind != FrameKind::Request || frame.header.messageId != messageId) {
         throw std::runtime_error("raw peer: awaited request " + std::to_string(messageId) +
                                  ", received " + std::to_string(frame.header.messageId) +
-                                 " of kind " +
-                                 std::to_string(static_cast<int>(frame.header.kind)));
+                                 " of kind " + std::to_string(static_cast<int>(frame.header.kind)));
     }
     return frame;
 }

@@ -83,7 +83,10 @@ SimulatedService& SimulatedService::PlayFile(const std::string& path)
 
 SimulatedService& SimulatedService::Loop() { return Option("--loop"); }
 SimulatedService& SimulatedService::Quiet() { return Option("--quiet"); }
-SimulatedService& SimulatedService::Journal() { return Option("--journal").Option(files / "journal"); }
+SimulatedService& SimulatedService::Journal()
+{
+    return Option("--journal").Option(files / "journal");
+}
 
 SimulatedService& SimulatedService::Option(const std::string& option)
 {

@@ -97,7 +97,8 @@ TEST(AChildProcess, SeesATerminalWhenAsked)
 {
     ChildProcess::Options options;
     options.onTerminal = true;
-    ChildProcess child({"sh", "-c", "test -t 0 && test -t 1 && test -t 2 && echo yes; cat"}, options);
+    ChildProcess child({"sh", "-c", "test -t 0 && test -t 1 && test -t 2 && echo yes; cat"},
+                       options);
     child.WaitForOutput("yes\r\n");
     child.Write("typed\n");
     child.WaitForOutput("typed\r\ntyped\r\n");  // the echo, and what cat makes of it

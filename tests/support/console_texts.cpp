@@ -13,22 +13,36 @@ std::string UsageText()
            "\n";
 }
 
-std::string Menu(const std::string& state)
+namespace {
+
+constexpr const char* menuBehindItsState = "2) Unsubscribe for subtitles\n"
+                                           "3) Modify Region Data\n"
+                                           "4) Modify Region Visibility\n"
+                                           "5) Modify Palette Data\n"
+                                           "6) Invert Region Data\n"
+                                           "7) Run dynamic test\n"
+                                           "8) Send sensor changes\n"
+                                           "r) Refresh all subtitles\n"
+                                           "s) View statistics\n"
+                                           "x) Exit\n"
+                                           "\n";
+
+}  // namespace
+
+std::string SubscribedMenu()
 {
-    return "\n"
-           "Choose an option:\n"
-           "1) Subscribe for subtitles                 (currently " + state + ")\n"
-           "2) Unsubscribe for subtitles\n"
-           "3) Modify Region Data\n"
-           "4) Modify Region Visibility\n"
-           "5) Modify Palette Data\n"
-           "6) Invert Region Data\n"
-           "7) Run dynamic test\n"
-           "8) Send sensor changes\n"
-           "r) Refresh all subtitles\n"
-           "s) View statistics\n"
-           "x) Exit\n"
-           "\n";
+    return std::string("\n"
+                       "Choose an option:\n"
+                       "1) Subscribe for subtitles                 (currently subscribed)\n") +
+           menuBehindItsState;
+}
+
+std::string UnsubscribedMenu()
+{
+    return std::string("\n"
+                       "Choose an option:\n"
+                       "1) Subscribe for subtitles                 (currently unsubscribed)\n") +
+           menuBehindItsState;
 }
 
 std::string AcceptedSubscriptions()

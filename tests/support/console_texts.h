@@ -7,12 +7,9 @@
 
 std::string UsageText();
 
-/// State of the console as its menu names it.
-constexpr const char* subscribed = "subscribed";
-constexpr const char* unsubscribed = "unsubscribed";
-
-/// The menu from its empty line to its empty line.
-std::string Menu(const std::string& state);
+/// The menu from its empty line to its empty line, in each of its two states.
+std::string SubscribedMenu();
+std::string UnsubscribedMenu();
 
 /// What key 1 prints when the service accepts everything.
 std::string AcceptedSubscriptions();
@@ -22,5 +19,6 @@ std::string AcceptedSubscriptions();
 /// \param rows        rows of regions with traffic, by region, without the newline
 /// \param otherShare  the share of all other regions, 5 columns: "  nan" as long as no bytes have
 ///                    been counted in any region, else "  0.0"
-std::string RegionReport(const std::map<unsigned, std::string>& rows, const std::string& otherShare);
+std::string RegionReport(const std::map<unsigned, std::string>& rows,
+                         const std::string& otherShare);
 inline std::string EmptyRegionReport() { return RegionReport({}, "  nan"); }

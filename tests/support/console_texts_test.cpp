@@ -38,8 +38,11 @@ TEST(TheReportText, HasThePublishedWidths)
 
 TEST(TheMenuText, HasSeventeenBlanksBeforeTheState)
 {
-    const std::string line = Lines(Menu(subscribed))[2];
-    EXPECT_EQ(line, "1) Subscribe for subtitles" + std::string(17, ' ') + "(currently subscribed)");
+    const std::string blanks(17, ' ');
+    EXPECT_EQ(Lines(SubscribedMenu())[2],
+              "1) Subscribe for subtitles" + blanks + "(currently subscribed)");
+    EXPECT_EQ(Lines(UnsubscribedMenu())[2],
+              "1) Subscribe for subtitles" + blanks + "(currently unsubscribed)");
 }
 
 TEST(AComparisonOfTexts, MarksTheFirstDifferenceAndShowsBlanks)
@@ -59,7 +62,4 @@ TEST(AComparisonOfTexts, SeesWhatIsMissingAtTheEnd)
     EXPECT_TRUE(CompareTexts("a", "b", "one ", "one "));
 }
 
-TEST(VisibleText, ShowsControlBytes)
-{
-    EXPECT_EQ(VisibleText("a\x0f\xff\n"), "a\\x0f\\xff\\n\n");
-}
+TEST(VisibleText, ShowsControlBytes) { EXPECT_EQ(VisibleText("a\x0f\xff\n"), "a\\x0f\\xff\\n\n"); }
