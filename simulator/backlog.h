@@ -1,0 +1,66 @@
+#pragma once
+
+#include "simulator/notification.h"
+#include "simulator/ring.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <sys/uio.h>
+
+/// What waits to be sent to one peer, in order: replies, which are never lost, and notifications,
+/// of which the oldest go when a peer does not read.
+class Backlog {
+public:
+    static constexpr std::size_t maxNotifications = 256;
+    static constexpr std::size_t maxNotificationBytes = 1024 * 1024;
+    static constexpr std::size_t maxReplySize = 24;
+
+    /// Whether \p frames notifications of \p bytes together can be added without any loss.
+    bool HasRoomFor(std::size_t frames, std::size_t bytes) const;
+
+    /// Adds a notification, which is kept whatever its size; older ones make room for it.
+    /// \return how many were dropped
+    unsigned int AddNotification(SharedFrame frame);
+
+    /// Adds a reply of at most maxReplySize bytes, which are copied.
+    void AddReply(const unsigned char* bytes, std::size_t length);
+
+    /// Lists what is to be sent next.
+    /// \return the number of pieces used, at most \p most; \p total becomes their bytes
+    unsigned int Gather(iovec* pieces, unsigned int most, std::size_t& total) const;
+
+    /// The first \p bytes of what Gather() listed have been sent.
+    void Sent(std::size_t bytes);
+
+    void Clear();
+
+    bool IsEmpty() const { return replies.IsEmpty() && notifications.IsEmpty(); }
+    std::size_t Replies() const { return replies.Size(); }
+    std::size_t Notifications() const { return notifications.Size(); }
+
+    /// Of the notifications, headers included; one that is partly sent counts in full.
+    std::size_t NotificationBytes() const { return notificationBytes; }
+
+private:
+    /// Both queues are in order of `sequence`, and the lower of their fronts is sent first. Thus
+    /// the oldest notification can be dropped from between replies without moving anything.
+    struct Reply {
+        std::uint64_t sequence = 0;
+        std::size_t length = 0;
+        unsigned char bytes[maxReplySize] = {};
+    };
+    struct Notification {
+        std::uint64_t sequence = 0;
+        SharedFrame frame;
+    };
+
+    bool NotificationIsFirst() const;
+    bool NotificationIsPartlySent() const { return sentOfFirst > 0 && NotificationIsFirst(); }
+    void DropOldestNotification();
+
+    Ring<Reply> replies;
+    Ring<Notification> notifications;
+    std::size_t notificationBytes = 0;
+    std::size_t sentOfFirst = 0;  ///< bytes of the first frame that are already on their way
+    std::uint64_t nextSequence = 0;
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+/// Writes one line about the service itself on standard error, in one piece.
+void Say(const std::string& text);
+
+/// The lines on standard error that say what the service does for its clients.
+class Commentary {
+public:
+    /// \param quiet  no line for a request that is served; refusals and losses are always told
+    explicit Commentary(bool keepQuiet) : quiet(keepQuiet) {}
+
+    /// Whether a served request is told at all; asked first, so that no text is made for nothing.
+    bool TellsServed() const { return !quiet; }
+
+    /// \param client  number of the client, counted from 1 in order of connection
+    static void Tell(unsigned int client, const std::string& text);
+
+private:
+    bool quiet;
+};

@@ -1,0 +1,34 @@
+#include "simulator/file_contents.h"
+
+#include <descriptor.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+bool ReadWholeFile(const std::string& path, std::size_t limit, std::string& contents,
+                   std::string& problem)
+{
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    contents.clear();
+    for (;;) {
+        char buffer[65536];
+        const ssize_t got = read(file.Get(), buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            problem = std::strerror(errno);
+            return false;
+        }
+        if (got == 0) {
+            return true;
+        }
+        contents.append(buffer, static_cast<std::size_t>(got));
+        if (contents.size() > limit) {
+            problem = "more than " + std::to_string(limit) + " bytes";
+            return false;
+        }
+    }
+}

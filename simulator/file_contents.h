@@ -1,0 +1,9 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// Reads the whole file \p path, which must not be longer than \p limit bytes.
+/// \return false with the reason, without the path, in \p problem
+bool ReadWholeFile(const std::string& path, std::size_t limit, std::string& contents,
+                   std::string& problem);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "simulator/request.h"
+
+#include <descriptor.h>
+
+#include <string>
+
+/// One line of the journal, a JSON object, without a line end.
+std::string JournalLine(const Request& request);
+
+/// The file that lists the requests in order of arrival.
+class Journal {
+public:
+    /// Opens \p path to append to it. \return false with the reason in \p problem
+    bool Open(const std::string& path, std::string& problem);
+
+    /// Adds a line; does nothing without an open journal. The first line that cannot be written is
+    /// told on standard error, and the service goes on.
+    void Add(const Request& request);
+
+private:
+    bool Write(const std::string& line) const;
+
+    Descriptor file;
+    bool complained = false;
+};

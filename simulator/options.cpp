@@ -1,0 +1,88 @@
+#include "simulator/options.h"
+
+#include <messaging_directory.h>
+
+#include <CLI/CLI.hpp>
+
+#include <vector>
+
+namespace {
+
+struct FaultName {
+    const char* text;
+    bool Faults::*fault;
+};
+
+constexpr FaultName faultNames[] = {
+    {"refuse-subscribe", &Faults::refuseSubscribe},
+    {"refuse-refresh", &Faults::refuseRefresh},
+    {"refuse-sensor", &Faults::refuseSensor},
+    {"mute", &Faults::mute},
+    {"hang-up", &Faults::hangUp},
+    {"garbage", &Faults::garbage},
+};
+
+std::string CheckFault(std::string& text)
+{
+    std::string known;
+    for (const FaultName& name : faultNames) {
+        if (text == name.text) {
+            return "";
+        }
+        known += known.empty() ? name.text : std::string(", ") + name.text;
+    }
+    return "not a fault; there are " + known;
+}
+
+std::string CheckName(std::string& text)
+{
+    return IsEndpointName(text) ? "" : "not an endpoint name";
+}
+
+Faults FaultsNamed(const std::vector<std::string>& texts)
+{
+    Faults faults;
+    for (const std::string& text : texts) {
+        for (const FaultName& name : faultNames) {
+            if (text == name.text) {
+                faults.*name.fault = true;
+            }
+        }
+    }
+    return faults;
+}
+
+}  // namespace
+
+bool ParseOptions(int argc, char** argv, Options& options, int& status)
+{
+    CLI::App app("A simulated subtitle service, reached through the messaging directory.",
+                 "SubtitleMgrSim");
+    app.set_version_flag("--version", std::string("SubtitleMgrSim ") + SUBTITLE_VERSION);
+    app.add_option("--name", options.name, "endpoint name, like SubtitleMgr or node1/SubtitleMgr")
+        ->type_name("NAME")
+        ->check(CLI::Validator(CheckName, ""));
+    app.add_option("--journal", options.journal, "append a JSON object a line for each request")
+        ->type_name("FILE");
+    CLI::Option* play =
+        app.add_option("--play", options.scenario, "play a scenario")->type_name("FILE");
+    app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
+    app.add_flag("--quiet", options.quiet,
+                 "no line on standard error for each request served; lines about refusals, losses "
+                 "and dropped clients stay");
+    std::vector<std::string> faults;
+    app.add_option("--fault", faults,
+                   "do wrong on purpose: refuse-subscribe, refuse-refresh, refuse-sensor, mute, "
+                   "hang-up or garbage; may be given several times")
+        ->type_name("KIND")
+        ->allow_extra_args(false)
+        ->check(CLI::Validator(CheckFault, ""));
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        status = app.exit(error) == 0 ? exitDone : exitBadInput;
+        return false;
+    }
+    options.faults = FaultsNamed(faults);
+    return true;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "simulator/faults.h"
+
+#include <string>
+
+/// What the command line asks for.
+struct Options {
+    std::string name = "SubtitleMgr";
+    std::string journal;   ///< empty for none
+    std::string scenario;  ///< empty for none
+    bool loop = false;
+    bool quiet = false;
+    Faults faults;
+};
+
+/// Exit statuses of the program.
+enum ExitStatus : int {
+    exitDone = 0,
+    exitCannotStart = 1,  ///< the name is taken, or a file or folder cannot be used
+    exitBadInput = 2,     ///< the command line or the scenario
+};
+
+/// Reads the command line; prints help, version or what is wrong.
+/// \return true to go on; false to end with \p status
+bool ParseOptions(int argc, char** argv, Options& options, int& status);

@@ -1,0 +1,71 @@
+#include "simulator/peer.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <utility>
+
+namespace {
+
+/// Asked for; the kernel grants what the machine's limit allows.
+constexpr int sendBufferSize = 1024 * 1024;
+
+constexpr unsigned int maxPieces = 64;
+
+}  // namespace
+
+Peer::Peer(Descriptor connected, unsigned int peerNumber)
+    : number(peerNumber), fd(std::move(connected))
+{
+    setsockopt(fd.Get(), SOL_SOCKET, SO_SNDBUF, &sendBufferSize, sizeof sendBufferSize);
+}
+
+Peer::Arrival Peer::Receive(unsigned char* buffer, std::size_t size)
+{
+    ssize_t received;
+    do {
+        received = recv(fd.Get(), buffer, size, MSG_DONTWAIT);
+    } while (received < 0 && errno == EINTR);
+    if (received > 0) {
+        input.Offer(buffer, static_cast<std::size_t>(received));
+        return Arrival::Bytes;
+    }
+    // A peer that is gone is seen as an end or as an error, depending on what it left unread.
+    return received < 0 && errno == EAGAIN ? Arrival::NothingNow : Arrival::End;
+}
+
+void Peer::Flush()
+{
+    blocked = false;
+    while (!backlog.IsEmpty()) {
+        iovec pieces[maxPieces];
+        std::size_t total = 0;
+        msghdr message{};
+        message.msg_iov = pieces;
+        message.msg_iovlen = backlog.Gather(pieces, maxPieces, total);
+        const ssize_t sent = sendmsg(fd.Get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent < 0 && errno != EAGAIN) {
+            dead = true;
+            backlog.Clear();
+            return;
+        }
+        if (sent > 0) {
+            backlog.Sent(static_cast<std::size_t>(sent));
+            tookSomething = true;
+        }
+        if (sent < 0 || static_cast<std::size_t>(sent) < total) {
+            blocked = true;
+            return;
+        }
+    }
+}
+
+void Peer::Close()
+{
+    fd = Descriptor();
+    subscriptions.Clear();
+    backlog.Clear();
+    blocked = false;
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "simulator/backlog.h"
+#include "simulator/frame_splitter.h"
+#include "simulator/subscriptions.h"
+
+#include <deadline.h>
+#include <descriptor.h>
+
+#include <cstddef>
+
+/// One connected client.
+class Peer {
+public:
+    /// Requests of a peer that has more replies than this still to read are left unread.
+    static constexpr std::size_t maxUnsentReplies = 64;
+
+    /// \param number  counted from 1, for the lines about it
+    Peer(Descriptor connected, unsigned int number);
+
+    enum class Arrival { Bytes, NothingNow, End };
+
+    /// Reads once, into \p buffer, and offers what arrived to Input().
+    Arrival Receive(unsigned char* buffer, std::size_t size);
+
+    /// Sends as much of the backlog as the socket takes.
+    void Flush();
+
+    /// Ends the connection; nothing is read or sent any more.
+    void Close();
+
+    int Fd() const { return fd.Get(); }
+    bool IsClosed() const { return !fd; }
+    bool IsBlocked() const { return blocked; }
+    bool IsDead() const { return dead; }
+    bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
+
+    const unsigned int number;
+    FrameSplitter input;
+    Subscriptions subscriptions;
+    Backlog backlog;
+
+    // Kept by the server
+    unsigned int watchedEvents = 0;  ///< what the poller looks for
+    bool inputEnded = false;         ///< the peer sends no more, but may still read
+    bool hasWaitingInput = false;    ///< more than its share of a turn arrived
+    bool isQueuedForTurn = false;
+    bool isQueuedForFlush = false;
+    bool isStalled = false;          ///< has taken nothing for a second; nobody waits for it
+    bool isInTrouble = false;        ///< stalled, or lost something, and has not caught up since
+    unsigned int lost = 0;           ///< notifications, since isInTrouble
+    bool tookSomething = false;      ///< since it was last looked at
+    Deadline::Clock::time_point lastTook{};
+
+private:
+    Descriptor fd;
+    bool blocked = false;  ///< the socket is full
+    bool dead = false;     ///< the peer reads no more
+};

@@ -1,0 +1,104 @@
+#include "simulator/request_handler.h"
+
+#include <big_endian.h>
+#include <wire_format.h>
+
+#include <cstdio>
+
+namespace {
+
+std::string MessageNumber(unsigned int messageId)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%04X", messageId);
+    return text;
+}
+
+void QueueReply(Peer& peer, unsigned int messageId, unsigned int correlation,
+                const unsigned char* payload, unsigned int length)
+{
+    unsigned char bytes[Backlog::maxReplySize];
+    EncodeFrameHeader({FrameKind::Reply, messageId, correlation, length}, bytes);
+    for (unsigned int i = 0; i < length; ++i) {
+        bytes[frameHeaderSize + i] = payload[i];
+    }
+    peer.backlog.AddReply(bytes, frameHeaderSize + length);
+}
+
+}  // namespace
+
+RequestHandler::RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
+                               const Commentary& commentaryToGive, Audience& everybody)
+    : faults(faultsToMake), journal(journalToKeep), commentary(commentaryToGive),
+      audience(everybody), service(faultsToMake)
+{
+}
+
+RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const FrameSplitter::Frame& frame)
+{
+    const FrameHeader& header = frame.header;
+    if (header.kind == FrameKind::Reply || header.kind == FrameKind::Notification) {
+        Commentary::Tell(peer.number, "dropped: it sent what only a service may send");
+        return Verdict::DropPeer;
+    }
+    if (!IsKnownRequest(header.kind, header.messageId) ||
+        !IsWellFormed(header.messageId, frame.payload, header.length)) {
+        return NotUnderstood(peer, header);
+    }
+    DecodeRequest(header.messageId, frame.payload, request);
+    journal.Add(request);
+    if (header.messageId == messages::quit) {
+        if (commentary.TellsServed()) {
+            Commentary::Tell(peer.number, Describe(request));
+        }
+        return Verdict::Quit;
+    }
+    if (faults.hangUp) {
+        Commentary::Tell(peer.number, "hung up on: " + Describe(request));
+        return Verdict::DropPeer;
+    }
+    if (faults.mute) {
+        if (commentary.TellsServed()) {
+            Commentary::Tell(peer.number, "not answered: " + Describe(request));
+        }
+        return Verdict::GoOn;
+    }
+    const Result result = service.Serve(request, peer.subscriptions);
+    Reply(peer, header, result);
+    if (result == Result::Refused) {
+        Commentary::Tell(peer.number, "refused: " + Describe(request));
+        return Verdict::GoOn;
+    }
+    if (commentary.TellsServed()) {
+        Commentary::Tell(peer.number, Describe(request));
+    }
+    service.PublishOutcome(request, audience);
+    return Verdict::GoOn;
+}
+
+RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHeader& header)
+{
+    const bool isRequest = header.kind == FrameKind::Request;
+    Commentary::Tell(peer.number, std::string("not understood: ") +
+                                      (isRequest ? "request " : "one-way message ") +
+                                      MessageNumber(header.messageId) + ", " +
+                                      std::to_string(header.length) + " bytes");
+    if (isRequest && !faults.mute && !faults.hangUp) {
+        QueueReply(peer, messages::notUnderstood, header.correlation, nullptr, 0);
+    }
+    return isRequest && faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
+}
+
+void RequestHandler::Reply(Peer& peer, const FrameHeader& asked, Result result)
+{
+    unsigned char payload[8];
+    PutU32(payload, static_cast<unsigned int>(result));
+    PutU32(payload + 4, service.LogLevel());
+    unsigned int length = 4;
+    if (asked.messageId == messages::ping) {
+        length = 0;
+    } else if (asked.messageId == messages::getLogLevel) {
+        length = 8;
+    }
+    QueueReply(peer, messages::ReplyTo(asked.messageId), asked.correlation, payload, length);
+}

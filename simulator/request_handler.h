@@ -1,0 +1,36 @@
+#pragma once
+
+#include "simulator/audience.h"
+#include "simulator/commentary.h"
+#include "simulator/faults.h"
+#include "simulator/frame_splitter.h"
+#include "simulator/journal.h"
+#include "simulator/peer.h"
+#include "simulator/request.h"
+#include "simulator/subtitle_service.h"
+
+/// Takes the frames of all peers: journal, service, reply, publications, in this order.
+class RequestHandler {
+public:
+    enum class Verdict {
+        GoOn,
+        DropPeer,
+        Quit,  ///< the service was asked to end
+    };
+
+    RequestHandler(const Faults& faults, Journal& journal, const Commentary& commentary,
+                   Audience& audience);
+
+    Verdict Handle(Peer& peer, const FrameSplitter::Frame& frame);
+
+private:
+    Verdict NotUnderstood(Peer& peer, const FrameHeader& header);
+    void Reply(Peer& peer, const FrameHeader& request, Result result);
+
+    const Faults& faults;
+    Journal& journal;
+    const Commentary& commentary;
+    Audience& audience;
+    SubtitleService service;
+    Request request;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "simulator/audience.h"
+#include "simulator/scenario.h"
+
+#include <deadline.h>
+
+/// Plays a scenario, a little in each turn of the event loop and never faster than those take it
+/// who read.
+class ScenarioPlayer {
+public:
+    /// Nothing to do at any time; only something that happens can change that.
+    static constexpr int waitForEvent = -1;
+
+    ScenarioPlayer(const Scenario& scenario, bool loop, Audience& audience);
+
+    /// Plays this turn's share.
+    /// \return milliseconds after which there is more to do, or waitForEvent
+    int Advance();
+
+private:
+    using Clock = Deadline::Clock;
+
+    enum class Step { Done, MustWait };
+
+    Step Play(const Directive& directive);
+    Step PlaySleep(unsigned int milliseconds);
+    Step PlayPublication(const Directive& directive);
+    void StartAgain();
+    void RestUntil(Clock::time_point time);
+    int RestMs() const;
+
+    const Scenario& scenario;
+    const bool loop;
+    Audience& audience;
+    std::size_t next = 0;
+    bool sleeps = false;           ///< the sleep at `next` has begun
+    bool rests = false;            ///< `restEnd` is still to come
+    Clock::time_point restEnd{};
+    bool passReachedAnyone = false;  ///< a reader, or a sleep: this pass took its time
+    std::size_t queuedBytes = 0;   ///< in this turn, over all subscribers
+};

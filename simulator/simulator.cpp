@@ -1,0 +1,100 @@
+#include "simulator/simulator.h"
+
+#include "simulator/commentary.h"
+#include "simulator/journal.h"
+#include "simulator/listener.h"
+#include "simulator/options.h"
+#include "simulator/scenario.h"
+#include "simulator/server.h"
+
+#include <LogClient.h>
+
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+int CannotStart(const std::string& problem)
+{
+    Say(problem);
+    return exitCannotStart;
+}
+
+void PrepareSignals()
+{
+    sigset_t stops;
+    sigemptyset(&stops);
+    sigaddset(&stops, SIGTERM);
+    sigaddset(&stops, SIGINT);
+    sigprocmask(SIG_BLOCK, &stops, nullptr);
+    // Its lines may be read by a program that ends before the service does.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+/// A descriptor for each peer, and some for the service itself, where the system allows them.
+void RaiseDescriptorLimit()
+{
+    constexpr rlim_t wanted = Server::maxPeers + 64;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wanted) {
+        limit.rlim_cur = limit.rlim_max < wanted ? limit.rlim_max : wanted;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+void AnnounceReadiness()
+{
+    static const char line[] = "ready\n";
+    while (write(STDOUT_FILENO, line, sizeof line - 1) < 0 && errno == EINTR) {
+    }
+}
+
+int Serve(const Options& options)
+{
+    std::string problem;
+    Scenario scenario;
+    if (!options.scenario.empty() && !LoadScenario(options.scenario, scenario, problem)) {
+        problem += "\n";
+        while (write(STDERR_FILENO, problem.data(), problem.size()) < 0 && errno == EINTR) {
+        }
+        return exitBadInput;
+    }
+    PrepareSignals();
+    RaiseDescriptorLimit();
+    Journal journal;
+    if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
+        return CannotStart(problem);
+    }
+    Listener listener;
+    if (!listener.Open(options.name, problem)) {
+        return CannotStart(problem);
+    }
+    Server server(listener.Fd(), options, scenario, journal);
+    if (!server.Open(problem)) {
+        return CannotStart(problem);
+    }
+    AnnounceReadiness();
+    server.Run();
+    return exitDone;
+}
+
+}  // namespace
+
+int RunSimulator(int argc, char** argv)
+{
+    LogClient::Instance().ProcessName("SubtitleMgrSim");
+    Options options;
+    int status = exitDone;
+    if (!ParseOptions(argc, argv, options, status)) {
+        return status;
+    }
+    try {
+        return Serve(options);
+    } catch (const std::exception& error) {
+        return CannotStart(error.what());
+    }
+}
