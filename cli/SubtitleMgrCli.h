@@ -1,0 +1,60 @@
+#pragma once
+
+#include <CommonCli.h>
+#include <IpcMessage.h>
+#include <SubtitleClient.h>
+
+#include <pthread.h>
+#include <string>
+#include <vector>
+
+class PaletteItem;
+class RegionDataItem;
+class RegionVisItem;
+
+/// The command-line test and diagnostic client of the subtitle service.
+///
+/// One class, three rooms. Each group below names the file that defines it:
+///   cli/         options, connection, ping and quit
+///   console/     interactive console, region and palette editing
+///   generators/  test pattern, dynamic test, sensor test
+///
+/// Everything here runs on the main thread. Overrides stand in the order of CommonCli's virtual
+/// table: append, never sort.
+class SubtitleMgrCli : public CommonCli {
+public:
+    // Life; defined in cli/SubtitleMgrCli.cpp
+    SubtitleMgrCli();
+    ~SubtitleMgrCli() override;
+
+    // Options; defined in cli/options.cpp
+    void Usage() override;
+    int ProcessOption(int option, const char* argument) override;
+    int RunIt() override;
+    void DumpTsAppConfig();
+
+    // Connection and receive thread; defined in cli/connection.cpp
+    int PreInit() override;
+    void ExtraConnectionInfo(std::string prefix);
+
+    // Requests; defined in cli/requests.cpp
+    void Ping();
+    void Quit();
+
+    // Interactive console; defined in console/main_menu.cpp
+    unsigned ExecuteTestMode();
+
+private:
+    // Console commands; defined in console/subscriptions.cpp
+    void SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& vis, PaletteItem& palette);
+    void UnsubscribeForSubtitles();
+    void RefreshAllSubtitles();
+
+    // Console commands; defined in console/region_data.cpp
+    void InvertRegionData();
+
+    IpcMessage requestMsg;          ///< allocated afresh by each ping and quit
+    std::string serverName;         ///< where ping and quit go; -e puts prefixes in front
+    SubtitleClient subtitleClient;  ///< every other request; never sees a prefix
+    pthread_t receiveThread;        ///< never stopped or joined: it ends with the process
+};

@@ -1,0 +1,48 @@
+// The connection of SubtitleMgrCli to the service, and the receive thread.
+
+#include "cli/SubtitleMgrCli.h"
+#include "cli/process_objects.h"
+
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+constexpr int receiveWaitMs = 10;  // fits into the console's pause after clearing `subscribed`
+constexpr useconds_t idlePauseUs = 500000;
+
+/// Body of the receive thread. While `subscribed` is true it receives back to back, and the
+/// notification handlers run inside Receive(); otherwise it looks at the flag twice a second.
+/// Kept on purpose: nothing tells it to end. It is left behind when the process ends.
+[[noreturn]] void* clientThread(void*)
+{
+    for (;;) {
+        while (subscribed) {
+            linxIpc.Receive(receiveWaitMs, 0, LinxIpc::emptyString, nullptr);
+        }
+        usleep(idlePauseUs);
+    }
+}
+
+}  // namespace
+
+int SubtitleMgrCli::PreInit()
+{
+    int result = 1;
+    if (linxIpc.Init() != 0) {
+        std::cerr << "Error initializing the connection" << std::endl;
+        result = 2;
+    }
+    // Kept on purpose: the thread is started even when the endpoint could not be opened. The
+    // failure has been reported, and the run goes on as the frame decides.
+    if (pthread_create(&receiveThread, nullptr, clientThread, nullptr) != 0) {
+        result = 2;
+    }
+    return result;
+}
+
+void SubtitleMgrCli::ExtraConnectionInfo(std::string prefix)
+{
+    serverName.insert(0, "/");
+    serverName.insert(0, prefix);
+}

@@ -1,0 +1,29 @@
+#include "cli/SubtitleMgrCli.h"
+#include "cli/client_name.h"
+#include "cli/options.h"
+
+#include <LogClient.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+namespace {
+
+constexpr unsigned int everyLogLevel = 63;  // a mask: errors (2) and notes of success (8) too
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    SubtitleMgrCli client;
+    // The frame may write into the table that it gets.
+    struct option options[longOptionCount];
+    std::copy(std::begin(longOptions), std::end(longOptions), options);
+
+    LogClient::Instance().Level(everyLogLevel);
+    LogClient::Instance().ProcessName(clientName);
+    client.Go(argv, argc, shortOptions, options);
+    // Kept on purpose: the exit status is 0 whatever happened. Failures are told in words.
+    return 0;
+}

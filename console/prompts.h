@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+// How every command of the console, the dynamic test and the sensor test read standard input.
+//
+// - A prompt has no line end, only its own trailing blanks; the answer is typed behind it.
+// - All reads are formatted extractions, which skip leading white space. What was typed beyond the
+//   answer stays in the input for the next read: "12" and Enter are two menu keys.
+// - After its last answer a command that says so discards one character, normally the newline.
+// - Kept on purpose: the state of std::cin is neither tested nor cleared. A number that does not
+//   parse becomes 0, and from then on every read takes nothing and leaves its variable as it was,
+//   for ever; so does the end of the input. The last menu key is then carried out again and again.
+
+/// Reads one character into \p key, which keeps its value when there is none.
+void ReadMenuKey(char& key);
+
+/// Prompts for a decimal number; \p number keeps its value when there is nothing to read.
+void AskNumber(const char* prompt, unsigned int& number);
+
+/// Prompts for one word without white space. \return it; empty when there is nothing to read
+std::string AskWord(const char* prompt);
+
+/// Prompts for a word that StringUtilities::StringToBool() understands.
+bool AskYesNo(const char* prompt);
+
+void DiscardOneCharacter();
