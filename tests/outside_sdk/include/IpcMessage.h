@@ -1,0 +1,13 @@
+#pragma once
+
+class IpcMessage {
+public:
+    IpcMessage();
+    virtual ~IpcMessage();
+    int Allocate(unsigned int id, unsigned int length, char* data);
+    virtual unsigned char* Payload();
+
+private:
+    unsigned int signalNumber = 0;
+    unsigned char bytes[4] = {};
+};
