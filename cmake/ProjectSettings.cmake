@@ -10,6 +10,8 @@ if(SUBTITLE_SANITIZE)
   # Everything that is linked together is instrumented, GoogleTest included.
   add_compile_options(-fsanitize=${SUBTITLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${SUBTITLE_SANITIZE})
+  # g++ warns of the standard library's own headers once it has instrumented them.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 set(CMAKE_CXX_STANDARD 17)

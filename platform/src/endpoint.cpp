@@ -117,6 +117,7 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
     const Call call(*this);
     receiving = true;
     current = ReceivedFrame{};
+    LogDropped(lock);
     // The constant itself is not looked into: at the end of the process it may be gone already.
     const bool isFromAnyone =
         &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
@@ -173,17 +174,13 @@ void Endpoint::AwaitArrival(Lock& lock, const Deadline& deadline)
 
 void Endpoint::RunCallback(Lock& lock, IpcMessage* message)
 {
-    LogDropped(lock);
     const FrameHeader& header = current.header;
     received.Show(header.messageId, current.payload, header.length);
     if (message) {
         Connection::Copy(current, *message);
     }
-    const Subscription* found = state.subscriptions.Find(header.correlation, header.messageId);
-    if (!found) {
-        return;
-    }
-    const Subscription subscription = *found;
+    const Subscription subscription =
+        *state.subscriptions.Find(header.correlation, header.messageId);
     lock.unlock();
     subscription.callback(&owner, subscription.userData);
     lock.lock();
@@ -215,6 +212,7 @@ void Endpoint::SettleSubscription(unsigned int number, bool accepted)
 {
     const Lock lock(state.mutex);
     state.subscriptions.Settle(number, accepted);
+    RemoveUnwanted();
     state.changed.notify_all();
 }
 
@@ -222,6 +220,12 @@ void Endpoint::EndSubscription(unsigned int number)
 {
     const Lock lock(state.mutex);
     state.subscriptions.Remove(number);
+    RemoveUnwanted();
+}
+
+/// Whatever is queued has a subscription.
+void Endpoint::RemoveUnwanted()
+{
     state.notifications.Remove([this](const FrameHeader& header) {
         return state.subscriptions.Find(header.correlation, header.messageId) == nullptr;
     });

@@ -48,6 +48,7 @@ private:
     int AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAnyone);
     void AwaitArrival(Lock& lock, const Deadline& deadline);
     void RunCallback(Lock& lock, IpcMessage* message);
+    void RemoveUnwanted();
     void LogDropped(Lock& lock);
 
     const std::string name;

@@ -15,14 +15,16 @@ constexpr std::size_t leastRoom = 4 * 1024;
 
 InputBlock::InputBlock(std::size_t size) : capacity(size), bytes(new unsigned char[size]) {}
 
-/// Size of the frame whose first bytes are here, as far as it is known already.
-std::size_t InputBlocks::FrameInProgress() const
+/// What is still to come of the frame whose first bytes are here, as far as that is known.
+std::size_t InputBlocks::Missing() const
 {
     FrameHeader header{};
-    if (Unread() < frameHeaderSize || DecodeFrameHeader(current->bytes.get() + begin, header)) {
-        return frameHeaderSize + leastRoom;
+    if (Unread() >= frameHeaderSize &&
+        !DecodeFrameHeader(current->bytes.get() + begin, header) &&
+        header.length > Unread() - frameHeaderSize) {
+        return header.length - (Unread() - frameHeaderSize);
     }
-    return frameHeaderSize + header.length;
+    return leastRoom;
 }
 
 bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
@@ -54,16 +56,18 @@ unsigned char* InputBlocks::Room(std::size_t& size)
             return nullptr;
         }
     }
-    const std::size_t frame = FrameInProgress();
+    const std::size_t missing = Missing();
     const bool isAlone = current.use_count() == 1;
-    if (isAlone && begin > 0 && (isIdle || begin + frame > current->capacity)) {
+    if (isAlone && begin > 0 && (isIdle || end + missing > current->capacity)) {
         std::memmove(current->bytes.get(), current->bytes.get() + begin, Unread());
         end -= begin;
         begin = 0;
     }
-    if (current->capacity - end < std::min(leastRoom, frame - Unread()) &&
-        !MoveUnreadToFreshBlock(std::max(blockSize, std::min(frame, 2 * Unread())))) {
-        return nullptr;
+    if (current->capacity - end < std::min(leastRoom, missing)) {
+        const std::size_t wanted = Unread() + std::min(missing, Unread());
+        if (!MoveUnreadToFreshBlock(std::max(blockSize, wanted))) {
+            return nullptr;
+        }
     }
     size = current->capacity - end;
     return current->bytes.get() + end;

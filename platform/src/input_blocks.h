@@ -44,7 +44,7 @@ public:
 
 private:
     std::size_t Unread() const { return end - begin; }
-    std::size_t FrameInProgress() const;
+    std::size_t Missing() const;
     bool MoveUnreadToFreshBlock(std::size_t capacity);
 
     std::shared_ptr<InputBlock> current;

@@ -1,0 +1,137 @@
+#include <CommonCli.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// A tool that writes down what the frame calls.
+class RecordingTool : public CommonCli {
+public:
+    void Usage() override { calls.emplace_back("usage"); }
+    int ProcessOption(int option, const char* argument) override
+    {
+        calls.push_back(std::string(1, static_cast<char>(option)) + (argument ? argument : ""));
+        const auto result = results.find(option);
+        return result == results.end() ? 3 : result->second;
+    }
+    int RunIt() override
+    {
+        calls.emplace_back("run");
+        return 1;
+    }
+    int PreInit() override
+    {
+        calls.emplace_back("pre");
+        return preInitResult;
+    }
+    int PostInit() override
+    {
+        calls.emplace_back("post");
+        return CommonCli::PostInit();
+    }
+
+    std::vector<std::string> calls;
+    std::map<int, int> results;
+    int preInitResult = 1;
+};
+
+using Calls = std::vector<std::string>;
+
+class TheFrame : public testing::Test {
+protected:
+    Calls Run(std::vector<std::string> words)
+    {
+        static option longOptions[] = {{"alpha", no_argument, nullptr, 'a'},
+                                       {"beta", required_argument, nullptr, 'b'},
+                                       {nullptr, 0, nullptr, 0}};
+        words.insert(words.begin(), "TheTool");
+        std::vector<char*> argv;
+        for (std::string& word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        testing::internal::CaptureStderr();
+        result = tool.Go(argv.data(), static_cast<int>(words.size()), "ab:c", longOptions);
+        errors = testing::internal::GetCapturedStderr();
+        return tool.calls;
+    }
+
+    RecordingTool tool;
+    int result = 0;
+    std::string errors;
+};
+
+TEST_F(TheFrame, CallsEachOptionInItsOrder)
+{
+    EXPECT_EQ(Run({"-c", "--beta", "x", "-a", "-by"}),
+              (Calls{"pre", "c", "bx", "a", "by", "run", "post"}));
+    EXPECT_EQ(result, 1);
+}
+
+TEST_F(TheFrame, GoesOnWhenPreInitFailed)
+{
+    tool.preInitResult = 2;
+    EXPECT_EQ(Run({"-a"}), (Calls{"pre", "a", "run", "post"}));
+}
+
+TEST_F(TheFrame, HandlesNoOptionAfterAMistake)
+{
+    tool.results['a'] = 2;
+    EXPECT_EQ(Run({"-c", "-a", "-c", "stray"}), (Calls{"pre", "c", "a", "run", "post"}));
+    EXPECT_EQ(result, 2);
+}
+
+TEST_F(TheFrame, GoesOnAfterAnOptionThatOnlyConfigures)
+{
+    tool.results['c'] = 1;
+    EXPECT_EQ(Run({"-c", "-a"}), (Calls{"pre", "c", "a", "run", "post"}));
+}
+
+TEST_F(TheFrame, ShowsTheUsageWithoutAnyOption)
+{
+    EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
+    EXPECT_EQ(result, 2);
+}
+
+TEST_F(TheFrame, ActsOnTheOptionsAndThenShowsTheUsageForAStrayWord)
+{
+    EXPECT_EQ(Run({"stray", "-a"}), (Calls{"pre", "a", "usage", "run", "post"}));
+}
+
+TEST_F(TheFrame, TakesWhatFollowsTwoDashesAsAStrayWord)
+{
+    EXPECT_EQ(Run({"-a", "--", "-c"}), (Calls{"pre", "a", "usage", "run", "post"}));
+}
+
+TEST_F(TheFrame, PassesAnUnknownOptionOnAndNamesTheProgram)
+{
+    tool.results['?'] = 2;
+    EXPECT_EQ(Run({"-z", "-a"}), (Calls{"pre", "?", "run", "post"}));
+    EXPECT_EQ(errors, "TheTool: invalid option -- 'z'\n");
+}
+
+TEST_F(TheFrame, PassesAMissingArgumentOnAndNamesTheProgram)
+{
+    tool.results['?'] = 2;
+    EXPECT_EQ(Run({"-b"}), (Calls{"pre", "?", "run", "post"}));
+    EXPECT_EQ(errors, "TheTool: option requires an argument -- 'b'\n");
+}
+
+TEST_F(TheFrame, TakesAnAbbreviatedLongOption)
+{
+    EXPECT_EQ(Run({"--al"}), (Calls{"pre", "a", "run", "post"}));
+}
+
+TEST_F(TheFrame, ShowsTheUsageWithoutEvenAProgramName)
+{
+    char* none[] = {nullptr};
+    option longOptions[] = {{nullptr, 0, nullptr, 0}};
+    EXPECT_EQ(tool.Go(none, 0, "a", longOptions), 2);
+    EXPECT_EQ(tool.calls, (Calls{"pre", "usage", "run", "post"}));
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include <LogClient.h>
+#include <SysLogMsg.h>
+
+#include "platform/src/log_sink.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <regex>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+class TheLogFile : public testing::Test {
+protected:
+    TheLogFile() : path(folder / "log")
+    {
+        setenv("SUBTITLE_LOG", path.c_str(), 1);
+        LogClient::Instance().Level(63);
+        LogClient::Instance().ProcessName("TheProcess");
+    }
+    ~TheLogFile() override { unsetenv("SUBTITLE_LOG"); }
+
+    void Entry(unsigned level, const std::string& text)
+    {
+        SysLogMsg entry;
+        entry.Log(level, LogClient::Instance().ProcessName()) << text;
+    }
+
+    TempDir folder;
+    std::string path;
+};
+
+TEST_F(TheLogFile, HoldsOneLineAnEntry)
+{
+    Entry(2, "Error opening file x");
+    Entry(8, "fine");
+    const std::string pid = std::to_string(getpid());
+    const std::regex form("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z TheProcess\\[" + pid +
+                          "\\] level=2 Error opening file x\n"
+                          "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z TheProcess\\[" +
+                          pid + "\\] level=8 fine\n");
+    const std::string content = ReadWholeFile(path);
+    EXPECT_TRUE(std::regex_match(content, form)) << content;
+}
+
+TEST_F(TheLogFile, BelongsToItsUserAlone)
+{
+    umask(0);
+    Entry(2, "x");
+    struct stat found {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0600u);
+}
+
+TEST_F(TheLogFile, ShowsControlBytesEscaped)
+{
+    Entry(2, std::string("a\x1b[2J\n\x7f\x9b\x80", 9) + '\0' + "z\xC3\xA4");
+    const std::string content = ReadWholeFile(path);
+    EXPECT_NE(content.find("level=2 a\\x1b[2J\\x0a\\x7f\\x9b\\x80\\x00z\xC3\xA4\n"), std::string::npos)
+        << content;
+}
+
+TEST_F(TheLogFile, CutsAVeryLongText)
+{
+    Entry(2, std::string(100000, 'x'));
+    const std::string content = ReadWholeFile(path);
+    EXPECT_NE(content.find(" " + std::string(8192, 'x') + "...\n"), std::string::npos);
+    EXPECT_LT(content.size(), 8300u);
+}
+
+TEST_F(TheLogFile, IsNeverReachedThroughASymlink)
+{
+    ASSERT_EQ(symlink((folder / "victim").c_str(), path.c_str()), 0);
+    Entry(2, "x");
+    EXPECT_NE(access((folder / "victim").c_str(), F_OK), 0);
+}
+
+TEST_F(TheLogFile, MayBeAbsentOrAFullDisk)
+{
+    setenv("SUBTITLE_LOG", (folder / "no/such/folder").c_str(), 1);
+    Entry(2, "x");
+    setenv("SUBTITLE_LOG", "/dev/full", 1);
+    Entry(2, "x");
+}
+
+TEST_F(TheLogFile, MayBeAPipeThatNobodyReads)
+{
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    Entry(2, "x");  // would wait for a reader for ever
+}
+
+TEST_F(TheLogFile, TakesWholeLinesFromTwoThreads)
+{
+    const std::string longText(3000, 'x');
+    std::thread other([&] {
+        for (int i = 0; i < 500; ++i) {
+            Entry(2, longText);
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        Entry(8, longText);
+    }
+    other.join();
+    const std::string content = ReadWholeFile(path);
+    std::size_t lines = 0;
+    for (std::size_t start = 0; start < content.size(); ++lines) {
+        const std::size_t end = content.find('\n', start);
+        ASSERT_NE(end, std::string::npos);
+        ASSERT_EQ(content.substr(end - 3001, 3001), " " + longText);
+        start = end + 1;
+    }
+    EXPECT_EQ(lines, 1000u);
+}
+
+TEST_F(TheLogFile, GetsTheLibrarysOwnEntriesOnlyWhenTheirLevelIsOn)
+{
+    LogClient::Instance().Level(8);
+    LogFromLibrary(logErrors, "off");
+    EXPECT_EQ(ReadWholeFile(path), "");
+    LogClient::Instance().Level(2);
+    LogFromLibrary(logErrors, "on");
+    EXPECT_NE(ReadWholeFile(path).find("level=2 on\n"), std::string::npos);
+}
+
+}  // namespace
