@@ -7,8 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-bool ReadWholeFile(const std::string& path, std::size_t limit, std::string& contents,
-                   std::string& problem)
+bool ReadFileContents(const std::string& path, std::size_t limit, std::string& contents,
+                      std::string& problem)
 {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     contents.clear();

@@ -5,5 +5,5 @@
 
 /// Reads the whole file \p path, which must not be longer than \p limit bytes.
 /// \return false with the reason, without the path, in \p problem
-bool ReadWholeFile(const std::string& path, std::size_t limit, std::string& contents,
-                   std::string& problem);
+bool ReadFileContents(const std::string& path, std::size_t limit, std::string& contents,
+                      std::string& problem);

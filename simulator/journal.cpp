@@ -38,9 +38,7 @@ void AddFields(Json& line, const Request& request)
         line["subscription"] = request.subscription;
         line["itemId"] = request.itemId;
         break;
-    case messages::unsubscribe:
-        line["subscription"] = request.subscription;
-        break;
+    case messages::unsubscribe: line["subscription"] = request.subscription; break;
     case messages::setRegionData:
         line["regionId"] = request.regionData.regionId;
         line["subtitleFormat"] = request.regionData.subtitleFormat;
@@ -56,18 +54,13 @@ void AddFields(Json& line, const Request& request)
         line["fill"] = request.palette.fill;
         line["backgroundCode"] = request.palette.backgroundCode;
         break;
-    case messages::invertRegionData:
-        line["regionId"] = request.regionId;
-        break;
+    case messages::invertRegionData: line["regionId"] = request.regionId; break;
     case messages::sendSensorUpdate:
         line["on"] = request.on;
         line["sensor"] = request.sensor;
         break;
-    case messages::setLogLevel:
-        line["level"] = request.level;
-        break;
-    default:
-        break;
+    case messages::setLogLevel: line["level"] = request.level; break;
+    default: break;
     }
 }
 
@@ -83,8 +76,8 @@ std::string JournalLine(const Request& request)
 
 bool Journal::Open(const std::string& path, std::string& problem)
 {
-    file = Descriptor(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY,
-                           0666));
+    file =
+        Descriptor(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0666));
     if (!file) {
         problem = "journal " + path + ": " + std::strerror(errno);
     }

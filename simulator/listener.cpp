@@ -92,9 +92,9 @@ bool Listener::TryLock(bool& again, std::string& problem)
 {
     again = false;
     // Non-blocking for the case that somebody put a pipe there.
-    lock = Descriptor(openat(folder.Get(), lockName.c_str(),
-                             O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
-                             0600));
+    lock =
+        Descriptor(openat(folder.Get(), lockName.c_str(),
+                          O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600));
     struct stat found {};
     if (!lock || fstat(lock.Get(), &found) != 0) {
         problem = path + ".lock: cannot be opened: " + Why();
@@ -141,8 +141,7 @@ bool Listener::Bind(std::string& problem)
 {
     // Through the descriptor: the folder cannot be swapped, and however long its path is, the name
     // alone has to fit a socket address.
-    const std::string address =
-        "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
+    const std::string address = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
     sockaddr_un target{};
     target.sun_family = AF_UNIX;
     if (address.size() >= sizeof target.sun_path) {

@@ -33,7 +33,7 @@ private:
     Descriptor folder;     ///< in which socket and lock file stand
     std::string fileName;  ///< of the socket
     std::string lockName;
-    std::string path;      ///< of the socket, for messages
+    std::string path;  ///< of the socket, for messages
     Descriptor lock;
     bool locked = false;
     Descriptor socketFd;

@@ -40,16 +40,16 @@ public:
     Subscriptions subscriptions;
     Backlog backlog;
 
-    // Kept by the server
+    // Kept by the server and its table of peers
     unsigned int watchedEvents = 0;  ///< what the poller looks for
-    bool inputEnded = false;         ///< the peer sends no more, but may still read
-    bool hasWaitingInput = false;    ///< more than its share of a turn arrived
-    bool isQueuedForTurn = false;
-    bool isQueuedForFlush = false;
-    bool isStalled = false;          ///< has taken nothing for a second; nobody waits for it
-    bool isInTrouble = false;        ///< stalled, or lost something, and has not caught up since
-    unsigned int lost = 0;           ///< notifications, since isInTrouble
-    bool tookSomething = false;      ///< since it was last looked at
+    bool inputEnded = false;         ///< sends no more, but may still read
+    bool hasWaitingInput = false;    ///< `input` may hold more complete frames
+    bool isDueForTurn = false;
+    bool isDueForFlush = false;
+    bool isStalled = false;      ///< has taken nothing for a second; nobody waits for it
+    bool isInTrouble = false;    ///< stalled, or lost something, and has not caught up since
+    unsigned int lost = 0;       ///< notifications, since isInTrouble
+    bool tookSomething = false;  ///< since it was last looked at
     Deadline::Clock::time_point lastTook{};
 
 private:

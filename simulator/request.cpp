@@ -12,8 +12,7 @@ std::string Details(const Request& request)
     switch (request.messageId) {
     case messages::subscribe:
         return " " + Number(request.subscription) + ", item " + Number(request.itemId);
-    case messages::unsubscribe:
-        return " " + Number(request.subscription);
+    case messages::unsubscribe: return " " + Number(request.subscription);
     case messages::setRegionData:
         return " region " + Number(request.regionData.regionId) + ", format " +
                Number(request.regionData.subtitleFormat) + ", " +
@@ -25,14 +24,11 @@ std::string Details(const Request& request)
         return " region " + Number(request.palette.regionId) + ", background " +
                Number(request.palette.backgroundCode) + ", fill " + OnOff(request.palette.fill) +
                ", " + std::to_string(request.palette.paletteData.size()) + " bytes";
-    case messages::invertRegionData:
-        return " region " + Number(request.regionId);
+    case messages::invertRegionData: return " region " + Number(request.regionId);
     case messages::sendSensorUpdate:
         return " sensor " + Number(request.sensor) + " " + OnOff(request.on);
-    case messages::setLogLevel:
-        return " " + Number(request.level);
-    default:
-        return "";
+    case messages::setLogLevel: return " " + Number(request.level);
+    default: return "";
     }
 }
 
@@ -59,8 +55,7 @@ const char* RequestName(unsigned int messageId)
 
 bool IsKnownRequest(FrameKind kind, unsigned int messageId)
 {
-    const FrameKind expected =
-        messageId == messages::quit ? FrameKind::OneWay : FrameKind::Request;
+    const FrameKind expected = messageId == messages::quit ? FrameKind::OneWay : FrameKind::Request;
     return kind == expected && RequestName(messageId) != nullptr;
 }
 
@@ -72,30 +67,17 @@ void DecodeRequest(unsigned int messageId, unsigned char* payload, Request& requ
         request.subscription = GetU32(payload);
         request.itemId = GetU32(payload + 4);
         break;
-    case messages::unsubscribe:
-        request.subscription = GetU32(payload);
-        break;
-    case messages::setRegionData:
-        request.regionData.Decode(payload);
-        break;
-    case messages::setRegionVisibility:
-        request.visibility.Decode(payload);
-        break;
-    case messages::setPaletteData:
-        request.palette.Decode(payload);
-        break;
-    case messages::invertRegionData:
-        request.regionId = GetU32(payload);
-        break;
+    case messages::unsubscribe: request.subscription = GetU32(payload); break;
+    case messages::setRegionData: request.regionData.Decode(payload); break;
+    case messages::setRegionVisibility: request.visibility.Decode(payload); break;
+    case messages::setPaletteData: request.palette.Decode(payload); break;
+    case messages::invertRegionData: request.regionId = GetU32(payload); break;
     case messages::sendSensorUpdate:
         request.sensor = GetU32(payload);
         request.on = payload[4] != 0;
         break;
-    case messages::setLogLevel:
-        request.level = GetU32(payload);
-        break;
-    default:
-        break;
+    case messages::setLogLevel: request.level = GetU32(payload); break;
+    default: break;
     }
 }
 

@@ -47,10 +47,13 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const FrameSplitter::
     }
     DecodeRequest(header.messageId, frame.payload, request);
     journal.Add(request);
+    return Serve(peer, header);
+}
+
+RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
+{
     if (header.messageId == messages::quit) {
-        if (commentary.TellsServed()) {
-            Commentary::Tell(peer.number, Describe(request));
-        }
+        TellServed(peer, "");
         return Verdict::Quit;
     }
     if (faults.hangUp) {
@@ -58,9 +61,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const FrameSplitter::
         return Verdict::DropPeer;
     }
     if (faults.mute) {
-        if (commentary.TellsServed()) {
-            Commentary::Tell(peer.number, "not answered: " + Describe(request));
-        }
+        TellServed(peer, "not answered: ");
         return Verdict::GoOn;
     }
     const Result result = service.Serve(request, peer.subscriptions);
@@ -69,11 +70,16 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const FrameSplitter::
         Commentary::Tell(peer.number, "refused: " + Describe(request));
         return Verdict::GoOn;
     }
-    if (commentary.TellsServed()) {
-        Commentary::Tell(peer.number, Describe(request));
-    }
+    TellServed(peer, "");
     service.PublishOutcome(request, audience);
     return Verdict::GoOn;
+}
+
+void RequestHandler::TellServed(const Peer& peer, const char* remark) const
+{
+    if (commentary.TellsServed()) {
+        Commentary::Tell(peer.number, remark + Describe(request));
+    }
 }
 
 RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHeader& header)

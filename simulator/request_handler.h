@@ -24,6 +24,8 @@ public:
     Verdict Handle(Peer& peer, const FrameSplitter::Frame& frame);
 
 private:
+    Verdict Serve(Peer& peer, const FrameHeader& header);
+    void TellServed(const Peer& peer, const char* remark) const;
     Verdict NotUnderstood(Peer& peer, const FrameHeader& header);
     void Reply(Peer& peer, const FrameHeader& request, Result result);
 

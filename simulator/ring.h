@@ -13,10 +13,7 @@ public:
 
     /// \p index counted from the oldest entry, below Size().
     Entry& At(std::size_t index) { return slots[(first + index) & (slots.size() - 1)]; }
-    const Entry& At(std::size_t index) const
-    {
-        return slots[(first + index) & (slots.size() - 1)];
-    }
+    const Entry& At(std::size_t index) const { return slots[(first + index) & (slots.size() - 1)]; }
     Entry& Front() { return At(0); }
     const Entry& Front() const { return At(0); }
 

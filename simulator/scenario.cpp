@@ -191,8 +191,7 @@ bool Parser::ParseWait(const Words& words, Directive& directive)
     if (!HasArguments(words, 1, "wait-subscribers SUBSCRIPTION")) {
         return false;
     }
-    if (!ParseNumber(words[1], 255, directive.number) ||
-        !Subscriptions::Exists(directive.number)) {
+    if (!ParseNumber(words[1], 255, directive.number) || !Subscriptions::Exists(directive.number)) {
         return Refuse("there is no subscription " + Quoted(words[1]) +
                       "; there are 1, 2, 3, 4, 6, 10 and 12");
     }
@@ -205,8 +204,8 @@ bool Parser::ParseRegionData(const Words& words, Directive& directive)
     return HasArguments(words, 3, "region-data REGION FORMAT DATA") &&
            Byte(words[1], "region", record.regionId) &&
            Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
-           Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem,
-                  record, directive);
+           Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem, record,
+                  directive);
 }
 
 bool Parser::ParseVisibility(const Words& words, Directive& directive)
@@ -249,7 +248,8 @@ bool Parser::Byte(const std::string& word, const char* what, unsigned char& valu
 bool Parser::TrueOrFalse(const std::string& word, const char* what, bool& value)
 {
     value = word == "t";
-    return value || word == "f" || Refuse(std::string(what) + " " + Quoted(word) + " is not t or f");
+    return value || word == "f" ||
+           Refuse(std::string(what) + " " + Quoted(word) + " is not t or f");
 }
 
 bool Parser::Bytes(const std::string& word, std::vector<unsigned char>& bytes)
@@ -268,7 +268,7 @@ bool Parser::Bytes(const std::string& word, std::vector<unsigned char>& bytes)
     }
     std::string contents;
     std::string problem;
-    if (!ReadWholeFile(name[0] == '/' ? name : folder + name, maxPayload, contents, problem)) {
+    if (!ReadFileContents(name[0] == '/' ? name : folder + name, maxPayload, contents, problem)) {
         return Refuse(Quoted(word) + " cannot be read: " + problem);
     }
     bytes.assign(contents.begin(), contents.end());
@@ -309,7 +309,7 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
 bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
 {
     std::string text;
-    if (!ReadWholeFile(path, maxScenario, text, problem)) {
+    if (!ReadFileContents(path, maxScenario, text, problem)) {
         problem = path + ": cannot be read: " + problem;
         return false;
     }

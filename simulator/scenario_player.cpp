@@ -49,12 +49,10 @@ int ScenarioPlayer::Advance()
 ScenarioPlayer::Step ScenarioPlayer::Play(const Directive& directive)
 {
     switch (directive.kind) {
-    case Directive::Kind::Sleep:
-        return PlaySleep(directive.number);
+    case Directive::Kind::Sleep: return PlaySleep(directive.number);
     case Directive::Kind::WaitSubscribers:
         return audience.HasSubscriber(directive.number) ? Step::Done : Step::MustWait;
-    case Directive::Kind::Publish:
-        break;
+    case Directive::Kind::Publish: break;
     }
     return PlayPublication(directive);
 }
@@ -74,13 +72,9 @@ ScenarioPlayer::Step ScenarioPlayer::PlaySleep(unsigned int milliseconds)
 ScenarioPlayer::Step ScenarioPlayer::PlayPublication(const Directive& directive)
 {
     switch (audience.ReadinessFor(directive.number, directive.frame->size())) {
-    case Audience::Readiness::Full:
-        return Step::MustWait;
-    case Audience::Readiness::Ready:
-        passReachedAnyone = true;
-        break;
-    case Audience::Readiness::Nobody:
-        break;
+    case Audience::Readiness::Full: return Step::MustWait;
+    case Audience::Readiness::Ready: passReachedAnyone = true; break;
+    case Audience::Readiness::Nobody: break;
     }
     queuedBytes += audience.Publish(directive.number, directive.frame) * directive.frame->size();
     return Step::Done;

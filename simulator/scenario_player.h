@@ -34,9 +34,9 @@ private:
     const bool loop;
     Audience& audience;
     std::size_t next = 0;
-    bool sleeps = false;           ///< the sleep at `next` has begun
-    bool rests = false;            ///< `restEnd` is still to come
+    bool sleeps = false;  ///< the sleep at `next` has begun
+    bool rests = false;   ///< `restEnd` is still to come
     Clock::time_point restEnd{};
     bool passReachedAnyone = false;  ///< a reader, or a sleep: this pass took its time
-    std::size_t queuedBytes = 0;   ///< in this turn, over all subscribers
+    std::size_t queuedBytes = 0;     ///< in this turn, over all subscribers
 };

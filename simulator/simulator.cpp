@@ -38,7 +38,7 @@ void PrepareSignals()
 /// A descriptor for each peer, and some for the service itself, where the system allows them.
 void RaiseDescriptorLimit()
 {
-    constexpr rlim_t wanted = Server::maxPeers + 64;
+    constexpr rlim_t wanted = PeerTable::maxPeers + 64;
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wanted) {
         limit.rlim_cur = limit.rlim_max < wanted ? limit.rlim_max : wanted;

@@ -18,14 +18,10 @@ unsigned int ItemOf(unsigned int number)
     case subscriptions::regionDataHd:
     case subscriptions::regionDataSd:
     case subscriptions::regionDataCif:
-    case subscriptions::regionDataOther:
-        return messages::regionDataItem;
-    case subscriptions::regionVisibility:
-        return messages::regionVisItem;
-    case subscriptions::palette:
-        return messages::paletteItem;
-    default:
-        return 0;
+    case subscriptions::regionDataOther: return messages::regionDataItem;
+    case subscriptions::regionVisibility: return messages::regionVisItem;
+    case subscriptions::palette: return messages::paletteItem;
+    default: return 0;
     }
 }
 
@@ -54,9 +50,8 @@ bool Subscriptions::Remove(unsigned int number)
 
 bool Subscriptions::Include(unsigned int number) const
 {
-    return (held & Bit(number)) != 0 ||
-           ((held & Bit(subscriptions::everyRegionData)) != 0 &&
-            (Bit(number) & regionDataBits) != 0);
+    return (held & Bit(number)) != 0 || ((held & Bit(subscriptions::everyRegionData)) != 0 &&
+                                         (Bit(number) & regionDataBits) != 0);
 }
 
 bool Subscriptions::Exists(unsigned int number) { return ItemOf(number) != 0; }

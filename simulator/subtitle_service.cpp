@@ -28,8 +28,7 @@ Result SubtitleService::Serve(const Request& request, Subscriptions& subscriptio
     case messages::subscribe:
         return Accepted(!faults.refuseSubscribe &&
                         subscriptions.Add(request.subscription, request.itemId));
-    case messages::unsubscribe:
-        return Accepted(subscriptions.Remove(request.subscription));
+    case messages::unsubscribe: return Accepted(subscriptions.Remove(request.subscription));
     case messages::setRegionData:
         if (!IsRegion(request.regionData.regionId)) {
             return Result::Refused;
@@ -54,19 +53,15 @@ Result SubtitleService::Serve(const Request& request, Subscriptions& subscriptio
         }
         Invert(request.regionId);
         return Result::Accepted;
-    case messages::refreshRegions:
-        return Accepted(!faults.refuseRefresh);
+    case messages::refreshRegions: return Accepted(!faults.refuseRefresh);
     case messages::sendSensorUpdate:
         if (faults.refuseSensor || request.sensor >= sensorCount) {
             return Result::Refused;
         }
         sensors[request.sensor] = request.on;
         return Result::Accepted;
-    case messages::setLogLevel:
-        logLevel = request.level;
-        return Result::Accepted;
-    default:
-        return Result::Accepted;
+    case messages::setLogLevel: logLevel = request.level; return Result::Accepted;
+    default: return Result::Accepted;
     }
 }
 
@@ -82,9 +77,7 @@ void SubtitleService::PublishOutcome(const Request& request, Audience& audience)
     case messages::setPaletteData:
         PublishPalette(RegionOf(request.palette.regionId), audience);
         break;
-    case messages::invertRegionData:
-        PublishBitmap(RegionOf(request.regionId), audience);
-        break;
+    case messages::invertRegionData: PublishBitmap(RegionOf(request.regionId), audience); break;
     case messages::refreshRegions:
         for (const Region& region : regions) {
             PublishBitmap(region, audience);
@@ -92,8 +85,7 @@ void SubtitleService::PublishOutcome(const Request& request, Audience& audience)
             PublishPalette(region, audience);
         }
         break;
-    default:
-        break;
+    default: break;
     }
 }
 

@@ -1,0 +1,33 @@
+#include "simulator/poller.h"
+
+bool Poller::Open()
+{
+    epoll = Descriptor(epoll_create1(EPOLL_CLOEXEC));
+    return static_cast<bool>(epoll);
+}
+
+bool Poller::Add(int fd, unsigned int events, void* tag)
+{
+    return Control(EPOLL_CTL_ADD, fd, events, tag);
+}
+
+bool Poller::Change(int fd, unsigned int events, void* tag)
+{
+    return Control(EPOLL_CTL_MOD, fd, events, tag);
+}
+
+void Poller::Remove(int fd) { epoll_ctl(epoll.Get(), EPOLL_CTL_DEL, fd, nullptr); }
+
+int Poller::Wait(epoll_event (&events)[maxEvents], int waitMs)
+{
+    const int count = epoll_wait(epoll.Get(), events, maxEvents, waitMs);
+    return count > 0 ? count : 0;
+}
+
+bool Poller::Control(int operation, int fd, unsigned int events, void* tag)
+{
+    epoll_event event{};
+    event.events = events;
+    event.data.ptr = tag;
+    return epoll_ctl(epoll.Get(), operation, fd, &event) == 0;
+}
