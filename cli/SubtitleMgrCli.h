@@ -44,6 +44,10 @@ public:
     // Interactive console; defined in console/main_menu.cpp
     unsigned ExecuteTestMode();
 
+    // Region and palette files; defined in console/region_files.cpp
+    void ReadFile(const std::string& path, unsigned int size, std::vector<unsigned char>& data);
+    void WriteFile(const std::string& path, unsigned int size, std::vector<unsigned char>& data);
+
 private:
     // Console commands; defined in console/subscriptions.cpp
     void SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& vis, PaletteItem& palette);
@@ -51,6 +55,7 @@ private:
     void RefreshAllSubtitles();
 
     // Console commands; defined in console/region_data.cpp
+    void ModifyRegionData();
     void InvertRegionData();
 
     IpcMessage requestMsg;          ///< allocated afresh by each ping and quit

@@ -51,6 +51,7 @@ unsigned SubtitleMgrCli::ExecuteTestMode()
         switch (key) {
         case '1': SubscribeForSubtitles(data, visibility, palette); break;
         case '2': UnsubscribeForSubtitles(); break;
+        case '3': ModifyRegionData(); break;
         case '6': InvertRegionData(); break;
         case 'r': RefreshAllSubtitles(); break;
         case 's': subtitleStats.Display(); break;

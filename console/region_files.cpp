@@ -1,0 +1,93 @@
+// File reading and writing of SubtitleMgrCli. File trouble goes to the log and never to the
+// console.
+
+#include "cli/SubtitleMgrCli.h"
+#include "console/log_entry.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <new>
+
+namespace {
+
+/// Kept on purpose: the notes on reading name an operation that the client does not have, and
+/// those on writing name none. People search their logs for these words.
+constexpr char readNote[] = "SubtitleRegion::UpdateRegionFile() - ";
+
+/// Makes \p data hold exactly the \p size bytes at \p bytes.
+/// \return false when there is no memory for them; \p data is then as it was
+bool Replace(std::vector<unsigned char>& data, const unsigned char* bytes, std::size_t size)
+{
+    try {
+        data.reserve(size);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    data.clear();
+    data.insert(data.end(), bytes, bytes + size);
+    return true;
+}
+
+/// Kept on purpose: one fread(), so any short count is a failure.
+/// \return the bytes read: \p size when \p data now holds them, else \p data is as it was. Memory
+///         that cannot be had counts as nothing read
+std::size_t ReadInto(std::vector<unsigned char>& data, std::size_t size, std::FILE* file)
+{
+    // Not zeroed: a size far beyond the file's end costs no more than the bytes that are there.
+    const std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[size]);
+    if (!buffer) {
+        return 0;
+    }
+    const std::size_t count = std::fread(buffer.get(), 1, size, file);
+    if (count < size) {
+        return count;
+    }
+    return Replace(data, buffer.get(), size) ? size : 0;
+}
+
+}  // namespace
+
+void SubtitleMgrCli::ReadFile(const std::string& path, unsigned int size,
+                              std::vector<unsigned char>& data)
+{
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) {
+        MakeLogEntry(logErrors, __LINE__, readNote, "Error opening file ", path);
+        return;
+    }
+    MakeLogEntry(logSuccess, __LINE__, readNote, "Successfully opened file ", path);
+
+    const std::size_t count = ReadInto(data, size, file);
+    if (count < size) {
+        MakeLogEntry(logErrors, __LINE__, readNote, "Error reading file ( ", count, " of ", size,
+                     " )");
+    }
+    std::fclose(file);
+}
+
+void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
+                               std::vector<unsigned char>& data)
+{
+    // The count is the caller's, not the vector's. A table that could not be read is shorter, and
+    // then an output file of an earlier run stays as it is.
+    if (size > data.size()) {
+        MakeLogEntry(logErrors, __LINE__, "Error writing output file ( ", 0, " of ", size, " )");
+        return;
+    }
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) {
+        MakeLogEntry(logErrors, __LINE__, "Error opening output file ", path);
+        return;
+    }
+    MakeLogEntry(logSuccess, __LINE__, "Successfully opened output file ", path);
+
+    // Unbuffered: a full disk then shows in fwrite()'s count and not in fclose(), which nobody asks.
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    const std::size_t count = std::fwrite(data.data(), 1, size, file);
+    if (count < size) {
+        MakeLogEntry(logErrors, __LINE__, "Error writing output file ( ", count, " of ", size,
+                     " )");
+    }
+    std::fclose(file);
+}
