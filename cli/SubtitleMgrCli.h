@@ -48,6 +48,9 @@ public:
     void ReadFile(const std::string& path, unsigned int size, std::vector<unsigned char>& data);
     void WriteFile(const std::string& path, unsigned int size, std::vector<unsigned char>& data);
 
+    // Palette conversion; defined in console/palette_conversion.cpp
+    void ConvertPalette(PaletteItem& palette);
+
 private:
     // Console commands; defined in console/subscriptions.cpp
     void SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& vis, PaletteItem& palette);
@@ -57,6 +60,12 @@ private:
     // Console commands; defined in console/region_data.cpp
     void ModifyRegionData();
     void InvertRegionData();
+
+    // Console command; defined in console/region_visibility.cpp
+    void ModifyRegionVisibility();
+
+    // Console command; defined in console/palette.cpp
+    void ModifyPaletteData();
 
     IpcMessage requestMsg;          ///< allocated afresh by each ping and quit
     std::string serverName;         ///< where ping and quit go; -e puts prefixes in front

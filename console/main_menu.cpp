@@ -52,6 +52,8 @@ unsigned SubtitleMgrCli::ExecuteTestMode()
         case '1': SubscribeForSubtitles(data, visibility, palette); break;
         case '2': UnsubscribeForSubtitles(); break;
         case '3': ModifyRegionData(); break;
+        case '4': ModifyRegionVisibility(); break;
+        case '5': ModifyPaletteData(); break;
         case '6': InvertRegionData(); break;
         case 'r': RefreshAllSubtitles(); break;
         case 's': subtitleStats.Display(); break;
