@@ -51,6 +51,15 @@ public:
     // Palette conversion; defined in console/palette_conversion.cpp
     void ConvertPalette(PaletteItem& palette);
 
+    // Test pattern; defined in generators/test_pattern.cpp
+    void GenerateTestPattern(RegionDataItem& item, unsigned char startValue,
+                             unsigned char increment, unsigned int segmentWidth,
+                             unsigned int segmentHeight);
+    void AddShapes(RegionDataItem& item);
+
+    // Dynamic test; defined in generators/dynamic_test.cpp
+    unsigned DynamicTest();
+
 private:
     // Console commands; defined in console/subscriptions.cpp
     void SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& vis, PaletteItem& palette);
