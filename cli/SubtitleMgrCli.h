@@ -60,6 +60,9 @@ public:
     // Dynamic test; defined in generators/dynamic_test.cpp
     unsigned DynamicTest();
 
+    // Sensor test; defined in generators/sensor_test.cpp
+    void SensorTest();
+
 private:
     // Console commands; defined in console/subscriptions.cpp
     void SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& vis, PaletteItem& palette);

@@ -56,6 +56,7 @@ unsigned SubtitleMgrCli::ExecuteTestMode()
         case '5': ModifyPaletteData(); break;
         case '6': InvertRegionData(); break;
         case '7': DynamicTest(); break;
+        case '8': SensorTest(); break;
         case 'r': RefreshAllSubtitles(); break;
         case 's': subtitleStats.Display(); break;
         // Kept on purpose: c, k and q are not in the menu.
