@@ -7,23 +7,23 @@
 #include <stdexcept>
 #include <thread>
 
-ConsoleSession::ConsoleSession() : service(directory.Path()) {}
+ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
 
 ConsoleSession::~ConsoleSession()
 {
     // A report of a sanitizer ends the client early, which a test that kills it would not notice.
-    if (client) {
-        EXPECT_EQ(client->Errors().find("Sanitizer"), std::string::npos) << client->Errors();
+    if (program) {
+        EXPECT_EQ(program->Errors().find("Sanitizer"), std::string::npos) << program->Errors();
     }
 }
 
-void ConsoleSession::StartService() { service.Start(); }
+void ConsoleSession::StartService() { simulated.Start(); }
 
 ChildProcess::Options ConsoleSession::ClientSettings() const
 {
     ChildProcess::Options settings;
-    settings.environment["LINX_DIR"] = directory.Path();
-    settings.environment["SUBTITLE_LOG"] = files / "log";
+    settings.environment["LINX_DIR"] = messaging.Path();
+    settings.environment["SUBTITLE_LOG"] = ownFiles / "log";
     // Neither getopt_long()'s order nor its words may depend on who runs the tests.
     settings.environment["POSIXLY_CORRECT"] = "";
     settings.environment["LC_ALL"] = "C";
@@ -34,7 +34,7 @@ void ConsoleSession::StartClient(const std::vector<std::string>& options)
 {
     std::vector<std::string> arguments{ClientProgram()};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    client = std::make_unique<ChildProcess>(arguments, ClientSettings());
+    program = std::make_unique<ChildProcess>(arguments, ClientSettings());
 }
 
 void ConsoleSession::StartClientOnTerminal(const std::vector<std::string>& options)
@@ -43,7 +43,7 @@ void ConsoleSession::StartClientOnTerminal(const std::vector<std::string>& optio
     arguments.insert(arguments.end(), options.begin(), options.end());
     ChildProcess::Options settings = ClientSettings();
     settings.onTerminal = true;
-    client = std::make_unique<ChildProcess>(arguments, settings);
+    program = std::make_unique<ChildProcess>(arguments, settings);
 }
 
 void ConsoleSession::RunClient(const std::vector<std::string>& options)
@@ -55,10 +55,10 @@ void ConsoleSession::RunClient(const std::vector<std::string>& options)
 
 ChildProcess& ConsoleSession::Client()
 {
-    if (!client) {
+    if (!program) {
         throw std::logic_error("the client was not started");
     }
-    return *client;
+    return *program;
 }
 
 std::string ConsoleSession::ConsoleText()
@@ -75,7 +75,7 @@ std::string ConsoleSession::ErrorText()
 
 int ConsoleSession::ExitStatus() { return Client().WaitForExit(); }
 
-std::string ConsoleSession::LogText() const { return ReadWholeFile(files / "log"); }
+std::string ConsoleSession::LogText() const { return ReadWholeFile(ownFiles / "log"); }
 
 void ConsoleSession::ExpectLog(const std::string& text) const
 {

@@ -20,7 +20,7 @@ protected:
     ~ConsoleSession() override;
 
     /// The service, to be described before StartService().
-    SimulatedService& Service() { return service; }
+    SimulatedService& Service() { return simulated; }
     void StartService();
 
     /// Starts the client with these options; a client that still runs is ended first.
@@ -45,8 +45,8 @@ protected:
     ChildProcess& Client();
 
     /// The service's journal; the first starts it, before StartService().
-    void KeepJournal() { service.Journal(); }
-    std::vector<std::string> Journal() const { return service.JournalLines(); }
+    void KeepJournal() { simulated.Journal(); }
+    std::vector<std::string> Journal() const { return simulated.JournalLines(); }
 
     /// All log entries of the client so far.
     std::string LogText() const;
@@ -54,15 +54,15 @@ protected:
     void ExpectLog(const std::string& text) const;
 
     /// The messaging directory.
-    const TempDir& Directory() const { return directory; }
+    const TempDir& Directory() const { return messaging; }
     /// A folder for the test's own files, the log among them.
-    const TempDir& Files() const { return files; }
+    const TempDir& Files() const { return ownFiles; }
     /// What a client gets as environment.
     ChildProcess::Options ClientSettings() const;
 
 private:
-    TempDir directory;
-    TempDir files;
-    SimulatedService service;
-    std::unique_ptr<ChildProcess> client;
+    TempDir messaging;
+    TempDir ownFiles;
+    SimulatedService simulated;
+    std::unique_ptr<ChildProcess> program;
 };

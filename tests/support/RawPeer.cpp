@@ -174,6 +174,17 @@ void RawConnection::ExpectClosed()
     }
 }
 
+bool RawConnection::IsSilentFor(int ms) const
+{
+    const Deadline deadline(ms);
+    pollfd wait{fd.Get(), POLLIN, 0};
+    int ready = 0;
+    do {
+        ready = poll(&wait, 1, deadline.RemainingMs());
+    } while (ready < 0);
+    return ready == 0;
+}
+
 void RawConnection::Close() { fd = Descriptor(); }
 
 RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}
@@ -189,6 +200,12 @@ RawService::RawService(const std::string& socketPath)
 }
 
 RawService::~RawService() { unlink(path.c_str()); }
+
+bool RawService::HasClient() const
+{
+    pollfd wait{listener.Get(), POLLIN, 0};
+    return poll(&wait, 1, 0) > 0;
+}
 
 std::unique_ptr<RawConnection> RawService::Accept()
 {

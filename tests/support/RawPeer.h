@@ -47,6 +47,9 @@ public:
     /// Waits until the peer has closed the connection; frames that still come are dropped.
     void ExpectClosed();
 
+    /// Whether the peer sends nothing for this long and does not close either.
+    bool IsSilentFor(int ms) const;
+
     void Close();
 
 private:
@@ -72,6 +75,9 @@ public:
     RawService& operator=(const RawService&) = delete;
 
     std::unique_ptr<RawConnection> Accept();
+
+    /// Whether a client has connected that was not accepted yet.
+    bool HasClient() const;
 
 private:
     std::string path;

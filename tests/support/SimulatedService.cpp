@@ -81,6 +81,13 @@ SimulatedService& SimulatedService::PlayFile(const std::string& path)
     return Option("--play").Option(path);
 }
 
+SimulatedService& SimulatedService::Accompany(const std::string& fileName,
+                                              const std::string& content)
+{
+    WriteWholeFile(files / fileName, content);
+    return *this;
+}
+
 SimulatedService& SimulatedService::Loop() { return Option("--loop"); }
 SimulatedService& SimulatedService::Quiet() { return Option("--quiet"); }
 SimulatedService& SimulatedService::Journal()

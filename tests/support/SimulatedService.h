@@ -25,6 +25,8 @@ public:
     SimulatedService& Play(const std::string& scenario);
     /// Plays the scenario at this path.
     SimulatedService& PlayFile(const std::string& path);
+    /// A file beside the scenario of Play(), which names it as @\p name.
+    SimulatedService& Accompany(const std::string& name, const std::string& content);
     SimulatedService& Loop();
     SimulatedService& Quiet();
     /// Keeps a journal, see JournalLines().

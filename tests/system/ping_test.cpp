@@ -1,0 +1,228 @@
+// Option -p, against services in every state.
+
+#include "tests/support/ConsoleSession.h"
+#include "tests/support/RawPeer.h"
+
+#include <chrono>
+#include <filesystem>
+#include <sys/stat.h>
+#include <thread>
+
+namespace {
+
+const std::string announced = "Let's Ping\n";
+const std::string failed = "Error running ping\n";
+
+class Ping : public ConsoleSession {
+protected:
+    void ExpectFailure(const std::vector<std::string>& options)
+    {
+        RunClient(options);
+        EXPECT_TEXT(ConsoleText(), announced);
+        EXPECT_TEXT(ErrorText(), failed);
+        EXPECT_EQ(ExitStatus(), 0);
+    }
+
+    void StartMuteService()
+    {
+        KeepJournal();
+        Service().Fault("mute");
+        StartService();
+    }
+
+    std::string SocketPath() const { return Directory() / "SubtitleMgr"; }
+};
+
+}  // namespace
+
+TEST_F(Ping, SaysOnStandardOutputThatItSucceeded)
+{
+    StartService();
+    RunClient({"-p"});
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+    EXPECT_TEXT(ErrorText(), "");
+    EXPECT_EQ(ExitStatus(), 0);
+}
+
+TEST_F(Ping, SendsAnEmptyRequestOfItsNumber)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ReceiveFrame();
+    EXPECT_EQ(request.header.kind, FrameKind::Request);
+    EXPECT_EQ(request.header.messageId, 0x3B01u);
+    EXPECT_EQ(request.payload, "");
+    client->SendFrame(FrameKind::Reply, 0x3B02, request.header.correlation);
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, TakesAReplyThatComesByteByByte)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ExpectRequest(messages::ping);
+    for (const char byte :
+         FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")) {
+        client->Send(std::string(1, byte));
+    }
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, FailsOnAReplyOfAnotherNumber)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ExpectRequest(messages::ping);
+    client->SendFrame(FrameKind::Reply, 0x3B03, request.header.correlation);
+    EXPECT_TEXT(ErrorText(), failed);
+}
+
+TEST_F(Ping, WaitsOnBesidesRepliesThatAreNotItsOwn)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ExpectRequest(messages::ping);
+    client->SendFrame(FrameKind::Reply, 0x3B02, request.header.correlation + 1);
+    client->Reply(request);
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, FailsWithoutAService) { ExpectFailure({"-p"}); }
+
+TEST_F(Ping, FailsOnASocketThatNobodyListensAt)
+{
+    StartService();
+    Service().Kill();
+    ASSERT_TRUE(std::filesystem::is_socket(SocketPath()));
+    ExpectFailure({"-p"});
+}
+
+TEST_F(Ping, FailsOnAnOrdinaryFile)
+{
+    WriteWholeFile(SocketPath(), "");
+    ExpectFailure({"-p"});
+}
+
+TEST_F(Ping, FailsWhenTheServiceHangsUp)
+{
+    Service().Fault("hang-up");
+    StartService();
+    ExpectFailure({"-p"});
+}
+
+TEST_F(Ping, FailsWhenTheServiceDiesWhileItWaits)
+{
+    StartMuteService();
+    StartClient({"-p"});
+    Service().WaitForJournalLine(R"({"request":"Ping"})");
+    Service().Kill();
+    EXPECT_TEXT(ConsoleText(), announced);
+    EXPECT_TEXT(ErrorText(), failed);
+    EXPECT_EQ(ExitStatus(), 0);
+}
+
+TEST_F(Ping, FailsWhenTheServiceDiesInsideTheReply)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ExpectRequest(messages::ping);
+    client->Send(FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "").substr(0, 15));
+    client->Close();
+    EXPECT_TEXT(ErrorText(), failed);
+}
+
+TEST_F(Ping, WaitsForAMuteServiceLongerThanAnyOtherRequest)
+{
+    StartMuteService();
+    StartClient({"-p"});
+    Service().WaitForJournalLine(R"({"request":"Ping"})");
+    // Every other request gives up after two seconds. That this one does not can only be shown by
+    // waiting longer.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    EXPECT_TRUE(Client().IsRunning());
+    EXPECT_TEXT(Client().Output(), announced);
+    EXPECT_TEXT(Client().Errors(), "");
+}
+
+TEST_F(Ping, GoesOnAfterTheClientWasStopped)
+{
+    RawService service(SocketPath());
+    StartClient({"-p"});
+    const auto client = service.Accept();
+    const RawFrame request = client->ExpectRequest(messages::ping);
+    Client().Stop();
+    Client().Continue();
+    client->Reply(request);
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, IsAnsweredOnceAStoppedServiceGoesOn)
+{
+    StartService();
+    Service().Process().Stop();
+    StartClient({"-p"});
+    ExpectConsole(announced);
+    Service().Process().Continue();
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, RefusesANameThatIsNoneAndLeavesTheMessagingDirectoryAlone)
+{
+    for (const std::string& prefix :
+         {std::string(".."), std::string("."), std::string("a/../b"), std::string(""),
+          std::string("a//b"), std::string("/"), std::string(256, 'n'), std::string("a\nb")}) {
+        ExpectFailure({"-e", prefix, "-p"});
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(Directory().Path()));
+}
+
+TEST_F(Ping, TakesThePartsOfANameUpToTheLengthOfAFileName)
+{
+    const std::string part(255, 'n');
+    Service().Name(part + "/SubtitleMgr");
+    StartService();
+    RunClient({"-e", part, "-p"});
+    EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
+}
+
+TEST_F(Ping, NeverReachesASocketOutsideTheMessagingDirectory)
+{
+    RawService outside(Files() / "SubtitleMgr");
+    const std::string inside = Files() / "linx";
+    ASSERT_EQ(mkdir(inside.c_str(), 0700), 0);
+    std::filesystem::create_directory_symlink(Files().Path(), inside + "/node1");
+    ChildProcess::Options settings = ClientSettings();
+    settings.environment["LINX_DIR"] = inside;
+    for (const std::string& prefix : {std::string(".."), Files().Path(), std::string("node1")}) {
+        ChildProcess client({ClientProgram(), "-e", prefix, "-p"}, settings);
+        EXPECT_EQ(client.WaitForExit(), 0);
+        EXPECT_TEXT(client.Errors(), failed);
+    }
+    EXPECT_FALSE(outside.HasClient());
+}
+
+TEST_F(Ping, FollowsNoSymbolicLinkToASocket)
+{
+    RawService outside(Files() / "service");
+    std::filesystem::create_symlink(Files() / "service", SocketPath());
+    ExpectFailure({"-p"});
+    EXPECT_FALSE(outside.HasClient());
+}
+
+TEST_F(Ping, ReachesAServiceInADirectoryWithAVeryLongName)
+{
+    const std::string deep = Directory() / std::string(200, 'd');
+    ASSERT_EQ(mkdir(deep.c_str(), 0700), 0);
+    SimulatedService service(deep);
+    service.Start();
+    ChildProcess::Options settings = ClientSettings();
+    settings.environment["LINX_DIR"] = deep;
+    ChildProcess client({ClientProgram(), "-p"}, settings);
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Output(), announced + "Successful Ping\n");
+}
