@@ -1,0 +1,51 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <sstream>
+#include <string>
+
+/// Stands in for the operator's keyboard while it lives: std::cin reads this text, then its end.
+class TypedInput {
+public:
+    explicit TypedInput(const std::string& text)
+        : typed(text), original(std::cin.rdbuf(typed.rdbuf()))
+    {
+    }
+    ~TypedInput() { std::cin.rdbuf(original); }
+    TypedInput(const TypedInput&) = delete;
+    TypedInput& operator=(const TypedInput&) = delete;
+
+    /// What no read has taken.
+    std::string Rest() { return typed.str().substr(Position()); }
+
+private:
+    std::string::size_type Position()
+    {
+        return static_cast<std::string::size_type>(
+            typed.rdbuf()->pubseekoff(0, std::ios_base::cur, std::ios_base::in));
+    }
+
+    std::stringstream typed;
+    std::streambuf* original;
+};
+
+/// Everything that \p action writes to the file descriptor of standard output, whether through
+/// std::cout or printf.
+template <typename Action>
+std::string OutputOf(Action action)
+{
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
+
+/// The same for standard error.
+template <typename Action>
+std::string ErrorsOf(Action action)
+{
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "handlers/notification_handlers.h"
+#include "stats/SubtitleStats.h"
+#include "tests/support/console_texts.h"
+#include "tests/support/text_compare.h"
+#include "tests/unit/captured_console.h"
+
+#include <LinxIpc.h>
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <string>
+
+/// An endpoint that has just received a message, with fresh statistics and a fresh std::cout.
+class NotifiedConsole : public testing::Test {
+protected:
+    NotifiedConsole()
+    {
+        subtitleStats.Clear();
+        std::cout.copyfmt(std::ios(nullptr));
+    }
+    ~NotifiedConsole() override { std::cout.copyfmt(std::ios(nullptr)); }
+
+    /// What \p handler prints for a notification with the encoded record \p payload.
+    std::string Notify(void (*handler)(LinxIpc*, void*), std::string payload)
+    {
+        EXPECT_EQ(endpoint.ReceivedMessage().Allocate(1, static_cast<unsigned int>(payload.size()),
+                                                      payload.data()),
+                  0);
+        return OutputOf([&] { handler(&endpoint, nullptr); });
+    }
+
+    static std::string Report()
+    {
+        return OutputOf([] { subtitleStats.Display(); });
+    }
+
+    LinxIpc endpoint{"test"};
+};
+
+/// \p number as the byte that stands for it.
+inline std::string Byte(unsigned int number)
+{
+    return std::string(1, static_cast<char>(static_cast<unsigned char>(number)));
+}
+
+/// \p bytes behind their count in 4 bytes, as records carry them.
+inline std::string Counted(const std::string& bytes)
+{
+    const auto size = static_cast<unsigned int>(bytes.size());
+    return Byte(size >> 24) + Byte(size >> 16) + Byte(size >> 8) + Byte(size) + bytes;
+}
