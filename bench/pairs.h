@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+using BenchClock = std::chrono::steady_clock;
+
+/// One side of a comparison: works for about the time given.
+/// \return what is compared, seconds per operation
+using Side = std::function<double(BenchClock::duration)>;
+
+/// Medians over all pairs of runs, in seconds; a ratio is ours / theirs of one pair.
+struct Comparison {
+    double ours;
+    double theirs;
+    double ratio;
+    double leastRatio;
+    double mostRatio;
+};
+
+/// Runs the two sides in turn, so that whatever else the machine does meets both of a pair alike.
+Comparison ComparePairs(const Side& theirs, const Side& ours);
+
+/// Repeats \p work for about \p window; the clock is looked at once in \p stride times.
+/// \param work  returns how many operations it did
+/// \return seconds per operation
+template <typename Work>
+double TimePerOperation(BenchClock::duration window, unsigned int stride, Work work)
+{
+    double operations = 0;
+    const BenchClock::time_point start = BenchClock::now();
+    BenchClock::duration taken{};
+    while (taken < window) {
+        for (unsigned int i = 0; i < stride; ++i) {
+            operations += work();
+        }
+        taken = BenchClock::now() - start;
+    }
+    return std::chrono::duration<double>(taken).count() / operations;
+}

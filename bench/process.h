@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// Keeps this process, and all that it starts, on one processor: between two of them the host's
+/// wake-up costs would be measured.
+void PinToOneProcessor();
+
+/// A process that ends with this object, or with the process that made it.
+class Process {
+public:
+    /// Runs \p work in a copy of this process that has no descriptors but the standard ones and one
+    /// copy of \p fd, which it is called with.
+    Process(int fd, const std::function<void(int)>& work);
+
+    /// Runs a program as found in PATH. \p input and \p output, where not -1, become its standard
+    /// input and output; without them it has /dev/null. Its standard error is ours.
+    explicit Process(const std::vector<std::string>& arguments, int input = -1, int output = -1);
+
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t Pid() const { return pid; }
+
+private:
+    pid_t pid;
+};
+
+/// Runs a program to its end, with its output going nowhere; throws when it fails.
+void RunProgram(const std::vector<std::string>& arguments);
+
+/// The path of a program that was built beside this one.
+std::string ProgramBeside(const std::string& name);
+
+/// Throws std::system_error with \p what and errno when \p result is negative.
+int Checked(int result, const char* what);

@@ -1,0 +1,75 @@
+#include "bench/raw_stream.h"
+
+#include "bench/local_socket.h"
+
+#include <stdexcept>
+#include <sys/socket.h>
+#include <utility>
+
+namespace {
+
+struct Ends {
+    Descriptor ours;
+    Descriptor theirs;
+};
+
+Ends ConnectedEnds()
+{
+    int fds[2];
+    Checked(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), "socketpair");
+    return {Descriptor(fds[0]), Descriptor(fds[1])};
+}
+
+/// Starts \p work on the other end of the socket that \p ours becomes one end of.
+Process StartOtherEnd(Descriptor& ours, const std::function<void(int)>& work)
+{
+    Ends ends = ConnectedEnds();
+    ours = std::move(ends.ours);
+    return Process(ends.theirs.Get(), work);
+}
+
+void Echo(int fd)
+{
+    unsigned char bytes[rawHeaderSize];
+    while (ReadFully(fd, bytes, sizeof bytes) && WriteFully(fd, bytes, sizeof bytes)) {
+    }
+}
+
+void SendMessages(int fd, std::size_t payloadSize)
+{
+    std::vector<unsigned char> header(rawHeaderSize);
+    std::vector<unsigned char> payload(payloadSize);
+    iovec pieces[] = {{header.data(), header.size()}, {payload.data(), payload.size()}};
+    msghdr message{};
+    message.msg_iov = pieces;
+    message.msg_iovlen = 2;
+    while (sendmsg(fd, &message, MSG_NOSIGNAL) > 0) {
+    }
+}
+
+}  // namespace
+
+RawPingPong::RawPingPong() : echo(StartOtherEnd(fd, Echo)) {}
+
+void RawPingPong::RoundTrip()
+{
+    unsigned char bytes[rawHeaderSize] = {};
+    if (!WriteFully(fd.Get(), bytes, sizeof bytes) || !ReadFully(fd.Get(), bytes, sizeof bytes)) {
+        throw std::runtime_error("the raw echo has gone");
+    }
+}
+
+RawMessages::RawMessages(std::size_t payloadSize)
+    : messageSize(static_cast<double>(rawHeaderSize + payloadSize)), buffer(64 * 1024),
+      sender(StartOtherEnd(fd, [=](int end) { SendMessages(end, payloadSize); }))
+{
+}
+
+double RawMessages::Receive()
+{
+    const ssize_t count = recv(fd.Get(), buffer.data(), buffer.size(), 0);
+    if (count <= 0) {
+        throw std::runtime_error("the raw sender has gone");
+    }
+    return static_cast<double>(count) / messageSize;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "bench/process.h"
+
+#include <descriptor.h>
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+// What everything of ours is compared with: a blocking AF_UNIX stream between two processes.
+
+/// Sends 16 bytes back and forth.
+class RawPingPong {
+public:
+    RawPingPong();
+    void RoundTrip();
+
+private:
+    Descriptor fd;
+    Process echo;
+};
+
+/// Reads messages of 16 bytes and a payload, each sent by one sendmsg() as fast as it goes, into
+/// one buffer of 64 KiB.
+class RawMessages {
+public:
+    explicit RawMessages(std::size_t payloadSize);
+
+    /// Reads once. \return how many messages' worth of bytes came
+    double Receive();
+
+private:
+    Descriptor fd;
+    double messageSize;
+    std::vector<unsigned char> buffer;
+    Process sender;
+};
+
+constexpr std::size_t rawHeaderSize = 16;

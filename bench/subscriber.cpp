@@ -1,0 +1,17 @@
+#include "bench/subscriber.h"
+
+#include <RegionDataItem.h>
+#include <wire_format.h>
+
+#include <stdexcept>
+
+Subscriber::Subscriber(Callback callback)
+{
+    RegionDataItem item;
+    if (ipc.Init() != 0 || client.Subscribe(subscriptions::regionDataCif, messages::regionDataItem,
+                                            item, callback, nullptr) != 0) {
+        throw std::runtime_error("the subscription failed");
+    }
+}
+
+void Ignore(LinxIpc*, void*) {}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "bench/pairs.h"
+
+#include <cstdio>
+#include <string>
+
+/// What a ratio has to reach; 0 for no such limit.
+struct Limits {
+    double must = 0;
+    double goal = 0;
+};
+
+/// The one table of a run; each row is printed as soon as it is known.
+class Table {
+public:
+    explicit Table(std::FILE* output);
+
+    /// A time for each operation: the ratio is ours / theirs, and less is better.
+    void AddTime(const std::string& measure, const std::string& comparedWith,
+                 const Comparison& times, const Limits& limits = {});
+
+    /// Operations in a second: the ratio is ours / theirs, and more is better.
+    void AddRate(const std::string& measure, const std::string& comparedWith,
+                 const Comparison& times, const Limits& limits = {});
+
+    /// A share in percent that is compared with nothing, and less is better.
+    void AddShare(const std::string& measure, double percent, const Limits& limits);
+
+    /// A line instead of rows that could not be had.
+    void AddRemark(const std::string& remark);
+
+    void AddHeading(const std::string& heading);
+
+private:
+    std::FILE* out;
+};
+
+std::string TimeText(double seconds);
