@@ -85,14 +85,15 @@ int CommonCli::HandleLogLevel(LinxIpc& ipc, const std::string& server)
     std::string answer;
     std::cin >> answer;
     if (!ReadLevel(answer, level)) {
-        std::cerr << "Error setting the log level of " << server << ": not a number from 0 to 4294967295: "
-                  << answer << std::endl;
+        std::cerr << "Error setting the log level of " << server
+                  << ": not a number from 0 to 4294967295: " << answer << std::endl;
         return mistaken;
     }
     return SetLogLevel(ipc, server, level) == 1 ? acted : mistaken;
 }
 
-int CommonCli::Go(char** argv, int argc, const std::string& shortOptions, struct option* longOptions)
+int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
+                  struct option* longOptions)
 {
     PreInit();
     int result = configured;

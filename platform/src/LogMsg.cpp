@@ -1,5 +1,5 @@
-#include <LogMsg.h>
 #include <LogClient.h>
+#include <LogMsg.h>
 #include <SysLogMsg.h>
 
 #include "descriptor.h"
@@ -59,8 +59,9 @@ std::string UtcNow()
 /// Non-blocking, so that a pipe that nobody reads costs the entry and not the program.
 void AppendToFile(const char* path, const std::string& line)
 {
-    const Descriptor file(open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK |
-                                         O_CLOEXEC | O_NOCTTY, 0600));
+    const Descriptor file(
+        open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
+             0600));
     ssize_t written;
     do {
         written = write(file.Get(), line.data(), line.size());

@@ -46,9 +46,8 @@ int SubtitleClient::RefreshRegions()
 {
     IpcMessage request;
     const int error = request.Allocate(messages::refreshRegions, 0, nullptr);
-    return error != 0
-               ? error
-               : ConfirmedRequest(ipc, server, request, messages::refreshRegions, timeoutMs);
+    return error != 0 ? error
+                      : ConfirmedRequest(ipc, server, request, messages::refreshRegions, timeoutMs);
 }
 
 bool SubtitleClient::SendSensorUpdate(e_Sensors sensor, bool on)

@@ -19,8 +19,7 @@ int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& reques
     if (error != 0) {
         return error;
     }
-    const bool isAccepted =
-        GetU32(answer.Payload()) == static_cast<unsigned int>(Result::Accepted);
+    const bool isAccepted = GetU32(answer.Payload()) == static_cast<unsigned int>(Result::Accepted);
     return isAccepted ? 0 : EREMOTEIO;
 }
 
@@ -28,18 +27,12 @@ std::string WhyRequestFailed(int error)
 {
     switch (error) {
     case ENOENT:
-    case ECONNREFUSED:
-        return "no such service is running";
+    case ECONNREFUSED: return "no such service is running";
     case ECONNRESET:
-    case EPIPE:
-        return "the service closed the connection";
-    case EREMOTEIO:
-        return "the service refused it";
-    case ETIMEDOUT:
-        return "the service did not answer";
-    case EPROTO:
-        return "the service did not understand it";
-    default:
-        return std::strerror(error);
+    case EPIPE: return "the service closed the connection";
+    case EREMOTEIO: return "the service refused it";
+    case ETIMEDOUT: return "the service did not answer";
+    case EPROTO: return "the service did not understand it";
+    default: return std::strerror(error);
     }
 }

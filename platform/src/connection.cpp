@@ -5,9 +5,7 @@
 
 #include <IpcMessage.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -25,10 +23,16 @@ constexpr int roomSliceMs = 10;
 /// The end of a closed connection is reached at once, unless its other side is only half gone.
 constexpr int restLimitMs = 100;
 
-/// Correlation of requests that renew subscriptions: nobody waits for their replies.
-constexpr unsigned int renewal = 0;
-
 bool IsLoss(int error) { return error == EPIPE || error == ECONNRESET; }
+
+/// Whether \p frame says yes to the renewal of a subscription.
+bool IsAcceptance(const ReceivedFrame& frame)
+{
+    const FrameHeader& header = frame.header;
+    return header.messageId == messages::ReplyTo(messages::subscribe) &&
+           IsWellFormed(header.messageId, frame.payload, header.length) &&
+           GetU32(frame.payload) == static_cast<unsigned int>(Result::Accepted);
+}
 
 Deadline Sooner(const Deadline& deadline, int limitMs)
 {
@@ -92,7 +96,8 @@ int Connection::RenewSubscriptions(Lock& lock, const Deadline& deadline)
     for (const Subscription& subscription : state.subscriptions.Accepted()) {
         const std::size_t at = frames.size();
         frames.resize(at + frameHeaderSize + 8);
-        EncodeFrameHeader({FrameKind::Request, messages::subscribe, renewal, 8}, &frames[at]);
+        EncodeFrameHeader({FrameKind::Request, messages::subscribe, ReplyTable::nobody, 8},
+                          &frames[at]);
         PutU32(&frames[at + frameHeaderSize], subscription.number);
         PutU32(&frames[at + frameHeaderSize + 4], subscription.itemId);
     }
@@ -197,16 +202,12 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
         if (error != 0) {
             return error;
         }
-        if (++lastCorrelation == renewal) {
-            ++lastCorrelation;
-        }
-        const unsigned int correlation = lastCorrelation;
-        waiters.push_back({correlation, replyId, reply, false, 0});
+        const unsigned int correlation = replies.Expect(replyId, reply);
         error = SendMessage(lock, request, FrameKind::Request, correlation, deadline);
         if (error == 0) {
             return AwaitReply(lock, correlation, deadline);
         }
-        Settle(correlation, error);
+        replies.Settle(correlation, error);
         if (!IsLoss(error) || !isFirst) {
             return error == EAGAIN ? ETIMEDOUT : error;
         }
@@ -229,14 +230,14 @@ int Connection::Notify(Lock& lock, IpcMessage& message, const Deadline& deadline
 int Connection::AwaitReply(Lock& lock, unsigned int correlation, const Deadline& deadline)
 {
     for (bool hasLooked = false;; hasLooked = true) {
-        if (WaiterOf(correlation)->isDone) {
-            return Settle(correlation, 0);
+        if (replies.IsSettled(correlation)) {
+            return replies.Settle(correlation, 0);
         }
         if (state.closed) {
-            return Settle(correlation, ESHUTDOWN);
+            return replies.Settle(correlation, ESHUTDOWN);
         }
         if (hasLooked && deadline.HasPassed()) {
-            return Settle(correlation, ETIMEDOUT);
+            return replies.Settle(correlation, ETIMEDOUT);
         }
         if (reading) {
             state.WaitForChange(lock, deadline);
@@ -244,21 +245,6 @@ int Connection::AwaitReply(Lock& lock, unsigned int correlation, const Deadline&
             Read(lock, deadline.RemainingMs());
         }
     }
-}
-
-std::vector<Connection::Waiter>::iterator Connection::WaiterOf(unsigned int correlation)
-{
-    return std::find_if(waiters.begin(), waiters.end(),
-                        [=](const Waiter& w) { return w.correlation == correlation; });
-}
-
-/// Takes a waiter out. \return its own result when \p problem is 0
-int Connection::Settle(unsigned int correlation, int problem)
-{
-    const auto waiter = WaiterOf(correlation);
-    const int result = problem == 0 ? waiter->result : problem;
-    waiters.erase(waiter);
-    return result;
 }
 
 /// A blocking read with a limit costs one call, poll() before a read two. The limit mostly stays
@@ -314,8 +300,7 @@ void Connection::Sort()
     const char* problem = nullptr;
     for (;;) {
         switch (input.Next(frame, problem)) {
-        case InputBlocks::Cut::NeedMore:
-            return;
+        case InputBlocks::Cut::NeedMore: return;
         case InputBlocks::Cut::Frame:
             if (frame.header.kind == FrameKind::Reply) {
                 TakeReply(frame);
@@ -337,33 +322,11 @@ void Connection::Sort()
 
 void Connection::TakeReply(const ReceivedFrame& frame)
 {
-    const bool isSound =
-        IsWellFormed(frame.header.messageId, frame.payload, frame.header.length);
-    if (frame.header.correlation == renewal) {
-        if (!isSound || frame.header.messageId != messages::ReplyTo(messages::subscribe) ||
-            GetU32(frame.payload) != static_cast<unsigned int>(Result::Accepted)) {
-            complaints.push_back("a subscription was refused by the restarted service " + service);
-        }
-        return;
+    if (frame.header.correlation != ReplyTable::nobody) {
+        replies.Take(frame);
+    } else if (!IsAcceptance(frame)) {
+        complaints.push_back("a subscription was refused by the restarted service " + service);
     }
-    const auto waiter = WaiterOf(frame.header.correlation);
-    if (waiter == waiters.end() || waiter->isDone) {
-        return;  // too late, which is no fault
-    }
-    waiter->isDone = true;
-    waiter->result = isSound && frame.header.messageId == waiter->replyId ? 0 : EPROTO;
-    if (waiter->result == 0 && waiter->reply) {
-        waiter->result = Copy(frame, *waiter->reply);
-    }
-}
-
-int Connection::Copy(const ReceivedFrame& frame, IpcMessage& message)
-{
-    const int error = message.Allocate(frame.header.messageId, frame.header.length, nullptr);
-    if (error == 0 && frame.header.length > 0) {
-        std::memcpy(message.payload, frame.payload, frame.header.length);
-    }
-    return error;
 }
 
 void Connection::TakeNotification(ReceivedFrame& frame)
@@ -403,12 +366,7 @@ void Connection::Drop()
     }
     Shutdown();
     socket.reset();
-    for (Waiter& waiter : waiters) {
-        if (!waiter.isDone) {
-            waiter.isDone = true;
-            waiter.result = ECONNRESET;
-        }
-    }
+    replies.FailAll(ECONNRESET);
     state.changed.notify_all();
 }
 

@@ -2,6 +2,7 @@
 
 #include "endpoint_state.h"
 #include "input_blocks.h"
+#include "reply_table.h"
 
 #include <chrono>
 #include <memory>
@@ -43,21 +44,10 @@ public:
     /// Only when open and not being read. \return whether bytes came
     bool Read(Lock& lock, int waitMs);
 
-    /// Makes \p message a copy of a received one. \return 0 or ENOMEM
-    static int Copy(const ReceivedFrame& frame, IpcMessage& message);
-
     /// Ends the connection for good: whoever waits on it is woken.
     void Shutdown();
 
 private:
-    struct Waiter {
-        unsigned int correlation;
-        unsigned int replyId;
-        IpcMessage* reply;
-        bool isDone;
-        int result;
-    };
-
     int RenewSubscriptions(Lock& lock, const Deadline& deadline);
     int Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline);
     int SendMessage(Lock& lock, IpcMessage& message, FrameKind kind, unsigned int correlation,
@@ -65,8 +55,6 @@ private:
     void ReadTheRest(Lock& lock, const Descriptor& target);
     int WaitForRoom(Lock& lock, const Descriptor& target, const Deadline& deadline);
     int AwaitReply(Lock& lock, unsigned int correlation, const Deadline& deadline);
-    std::vector<Waiter>::iterator WaiterOf(unsigned int correlation);
-    int Settle(unsigned int correlation, int problem);
     void LimitReading(int fd, int waitMs);
     void Sort();
     void SortFrame(ReceivedFrame& frame);
@@ -82,8 +70,7 @@ private:
     bool sending = false;
     int readLimitMs = -1;  ///< SO_RCVTIMEO as it is set now; whoever reads may change it
     InputBlocks input;
-    std::vector<Waiter> waiters;
-    unsigned int lastCorrelation = 0;
+    ReplyTable replies;
     Deadline::Clock::time_point lastAttempt{};
     std::vector<std::string> complaints;  ///< log entries to be made once the lock is given up
 };

@@ -90,8 +90,9 @@ int Endpoint::Request(const std::string& server, IpcMessage& request, unsigned i
     Lock lock(state.mutex);
     const Call call(*this);
     const int error = Usable(server, request);
-    return error != 0 ? error
-                      : ConnectionTo(server).Request(lock, request, replyId, Deadline(waitMs), reply);
+    return error != 0
+               ? error
+               : ConnectionTo(server).Request(lock, request, replyId, Deadline(waitMs), reply);
 }
 
 int Endpoint::Notify(const std::string& server, IpcMessage& message, bool mayWait)
@@ -99,8 +100,9 @@ int Endpoint::Notify(const std::string& server, IpcMessage& message, bool mayWai
     Lock lock(state.mutex);
     const Call call(*this);
     const int error = Usable(server, message);
-    return error != 0 ? error
-                      : ConnectionTo(server).Notify(lock, message, Deadline(mayWait ? roomLimitMs : 0));
+    return error != 0
+               ? error
+               : ConnectionTo(server).Notify(lock, message, Deadline(mayWait ? roomLimitMs : 0));
 }
 
 int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message)
@@ -177,7 +179,7 @@ void Endpoint::RunCallback(Lock& lock, IpcMessage* message)
     const FrameHeader& header = current.header;
     received.Show(header.messageId, current.payload, header.length);
     if (message) {
-        Connection::Copy(current, *message);
+        CopyFrame(current, *message);
     }
     const Subscription subscription =
         *state.subscriptions.Find(header.correlation, header.messageId);

@@ -19,8 +19,7 @@ InputBlock::InputBlock(std::size_t size) : capacity(size), bytes(new unsigned ch
 std::size_t InputBlocks::Missing() const
 {
     FrameHeader header{};
-    if (Unread() >= frameHeaderSize &&
-        !DecodeFrameHeader(current->bytes.get() + begin, header) &&
+    if (Unread() >= frameHeaderSize && !DecodeFrameHeader(current->bytes.get() + begin, header) &&
         header.length > Unread() - frameHeaderSize) {
         return header.length - (Unread() - frameHeaderSize);
     }

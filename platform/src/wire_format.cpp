@@ -4,7 +4,8 @@
 
 #include <IpcMessage.h>
 
-static_assert(maxPayload == IpcMessage::maxLength, "one limit, named on both sides of the interface");
+static_assert(maxPayload == IpcMessage::maxLength,
+              "one limit, named on both sides of the interface");
 
 void EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes)
 {
@@ -51,21 +52,17 @@ bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::siz
     using namespace messages;
     switch (messageId) {
     case regionDataItem:
-    case setRegionData:
-        return EndsInCountedBytes(payload, length, 2);
+    case setRegionData: return EndsInCountedBytes(payload, length, 2);
     case paletteItem:
-    case setPaletteData:
-        return EndsInCountedBytes(payload, length, 3);
+    case setPaletteData: return EndsInCountedBytes(payload, length, 3);
     case regionVisItem:
-    case setRegionVisibility:
-        return length == 2;
+    case setRegionVisibility: return length == 2;
     case quit:
     case ping:
     case ReplyTo(ping):
     case refreshRegions:
     case getLogLevel:
-    case notUnderstood:
-        return length == 0;
+    case notUnderstood: return length == 0;
     case unsubscribe:
     case invertRegionData:
     case setLogLevel:
@@ -77,14 +74,10 @@ bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::siz
     case ReplyTo(invertRegionData):
     case ReplyTo(refreshRegions):
     case ReplyTo(sendSensorUpdate):
-    case ReplyTo(setLogLevel):
-        return length == 4;
-    case sendSensorUpdate:
-        return length == 5;
+    case ReplyTo(setLogLevel): return length == 4;
+    case sendSensorUpdate: return length == 5;
     case subscribe:
-    case ReplyTo(getLogLevel):
-        return length == 8;
-    default:
-        return true;
+    case ReplyTo(getLogLevel): return length == 8;
+    default: return true;
     }
 }

@@ -40,8 +40,8 @@ constexpr unsigned int regionDataItem = 0x3B19;  // notifications, numbered as t
 constexpr unsigned int regionVisItem = 0x3B1C;
 constexpr unsigned int paletteItem = 0x3B1D;
 // The numbers from here on are the stand-in's own.
-constexpr unsigned int subscribe = 0x3C00;    // subscription u32, item id u32
-constexpr unsigned int unsubscribe = 0x3C02;  // subscription u32
+constexpr unsigned int subscribe = 0x3C00;            // subscription u32, item id u32
+constexpr unsigned int unsubscribe = 0x3C02;          // subscription u32
 constexpr unsigned int setRegionData = 0x3C04;        // region data record
 constexpr unsigned int setRegionVisibility = 0x3C06;  // visibility record
 constexpr unsigned int setPaletteData = 0x3C08;       // palette record

@@ -257,9 +257,8 @@ TEST_F(AnEndpoint, DeliversAReplyBehindNotificationsAndKeepsThose)
 
 TEST_F(AnEndpoint, UnderstandsFramesCutAnywhere)
 {
-    const std::string stream =
-        FrameBytes(FrameKind::Notification, regionData, hd, Record(5)) +
-        FrameBytes(FrameKind::Notification, regionData, hd, Record(6));
+    const std::string stream = FrameBytes(FrameKind::Notification, regionData, hd, Record(5)) +
+                               FrameBytes(FrameKind::Notification, regionData, hd, Record(6));
     auto served = Serve([&](RawConnection& peer) {
         peer.AcceptSubscription();
         for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
@@ -288,8 +287,10 @@ TEST_F(AnEndpoint, DropsMalformedRecordsWithAnEntryAndHandlesTheNextGoodOne)
     ASSERT_EQ(SubscribeHd(), 0);
     ASSERT_EQ(ReceiveOne(), 0);
     EXPECT_EQ(regions, (std::vector<unsigned int>{7}));
-    EXPECT_NE(Log().find("level=2 dropped a malformed record from SubtitleMgr: message 15129 of 7 bytes\n"),
-              std::string::npos)
+    EXPECT_NE(
+        Log().find(
+            "level=2 dropped a malformed record from SubtitleMgr: message 15129 of 7 bytes\n"),
+        std::string::npos)
         << Log();
     EXPECT_NE(Log().find("message 15129 of 0 bytes\n"), std::string::npos);
     served.get();
@@ -345,7 +346,8 @@ INSTANTIATE_TEST_SUITE_P(
                   "a frame of another version"},
         BadStream{"AnUnknownKind", std::string("ST\x01\x09", 4) + std::string(12, '\0'),
                   "a frame of an unknown kind"},
-        BadStream{"TooLong", std::string("ST\x01\x02", 4) + std::string(8, '\0') + "\xFF\xFF\xFF\xFF",
+        BadStream{"TooLong",
+                  std::string("ST\x01\x02", 4) + std::string(8, '\0') + "\xFF\xFF\xFF\xFF",
                   "a frame that claims more than 16 MiB"},
         BadStream{"ARequest", FrameBytes(FrameKind::Request, ping, 1, ""),
                   "a frame that only a client may send"},
@@ -457,8 +459,9 @@ TEST_F(AnEndpoint, DropsTheOldestNotificationsWhenNobodyReceivesAndSaysHowMany)
         ASSERT_EQ(regions.back(), i % 256);
     }
     EXPECT_EQ(ReceiveOne(0), ETIMEDOUT);
-    EXPECT_NE(Log().find("endpoint TheEndpoint: dropped 44 notifications that nobody received in time\n"),
-              std::string::npos)
+    EXPECT_NE(
+        Log().find("endpoint TheEndpoint: dropped 44 notifications that nobody received in time\n"),
+        std::string::npos)
         << Log();
     served.get();
 }
@@ -656,7 +659,8 @@ TEST_F(AnEndpoint, IsABarrierAtItsEnd)
     ASSERT_EQ(client->Subscribe(hd, regionData, unused, Handler::Run, &handler), 0);
     served.get();
     LinxIpc& dying = *ipc;
-    std::thread receiver([&] { EXPECT_EQ(dying.Receive(-1, 0, LinxIpc::emptyString, nullptr), 0); });
+    std::thread receiver(
+        [&] { EXPECT_EQ(dying.Receive(-1, 0, LinxIpc::emptyString, nullptr), 0); });
     while (!handler.isRunning) {
         std::this_thread::yield();
     }

@@ -155,7 +155,8 @@ TEST(AReaderInStep, UsesOneBlockForEver)
 TEST(MemoryForAFrame, FollowsTheBytesThatCameNotTheLengthThatIsClaimed)
 {
     InputBlocks input;
-    Feed(input, FrameBytes(FrameKind::Reply, 1, 1, std::string(16 * 1024 * 1024, 'x')).substr(0, 100),
+    Feed(input,
+         FrameBytes(FrameKind::Reply, 1, 1, std::string(16 * 1024 * 1024, 'x')).substr(0, 100),
          100);
     std::size_t room = 0;
     ASSERT_NE(input.Room(room), nullptr);

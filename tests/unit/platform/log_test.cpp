@@ -40,7 +40,8 @@ TEST_F(TheLogFile, HoldsOneLineAnEntry)
     Entry(2, "Error opening file x");
     Entry(8, "fine");
     const std::string pid = std::to_string(getpid());
-    const std::regex form("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z TheProcess\\[" + pid +
+    const std::regex form("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z TheProcess\\[" +
+                          pid +
                           "\\] level=2 Error opening file x\n"
                           "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z TheProcess\\[" +
                           pid + "\\] level=8 fine\n");
@@ -61,7 +62,8 @@ TEST_F(TheLogFile, ShowsControlBytesEscaped)
 {
     Entry(2, std::string("a\x1b[2J\n\x7f\x9b\x80", 9) + '\0' + "z\xC3\xA4");
     const std::string content = ReadWholeFile(path);
-    EXPECT_NE(content.find("level=2 a\\x1b[2J\\x0a\\x7f\\x9b\\x80\\x00z\xC3\xA4\n"), std::string::npos)
+    EXPECT_NE(content.find("level=2 a\\x1b[2J\\x0a\\x7f\\x9b\\x80\\x00z\xC3\xA4\n"),
+              std::string::npos)
         << content;
 }
 
