@@ -1,0 +1,75 @@
+#include "cli/SubtitleMgrCli.h"
+#include "cli/process_objects.h"
+#include "tests/support/SimulatedService.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/wait_limits.h"
+
+#include <RegionVisItem.h>
+#include <SubtitleClient.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<int> calls{0};
+std::atomic<bool> calledOnMainThread{false};
+const pid_t mainThread = gettid();
+
+void NoteCall(LinxIpc*, void*)
+{
+    calledOnMainThread = gettid() == mainThread;
+    ++calls;
+}
+
+bool WaitForCalls(int count)
+{
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(eventDeadlineMs);
+    while (calls < count && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return calls == count;
+}
+
+TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
+{
+    const TempDir directory;
+    SimulatedService service(directory.Path());
+    service.Start();
+    setenv("LINX_DIR", directory.Path().c_str(), 1);
+    SubtitleMgrCli client;
+    ASSERT_EQ(client.PreInit(), 1);
+
+    SubtitleClient requests(linxIpc, 2000);
+    RegionVisItem item;
+    item.regionId = 1;
+    ASSERT_EQ(requests.Subscribe(6, 0x3B1C, item, NoteCall, nullptr), 0);
+
+    // Published before the request is confirmed; the thread looks at the flag twice a second.
+    ASSERT_EQ(requests.SetRegionVisibility(item), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    EXPECT_EQ(calls, 0);
+
+    subscribed = true;
+    EXPECT_TRUE(WaitForCalls(1));
+    EXPECT_FALSE(calledOnMainThread);
+
+    // The pause of the console: the Receive() under way takes at most 10 milliseconds.
+    subscribed = false;
+    usleep(20000);
+    ASSERT_EQ(requests.SetRegionVisibility(item), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(calls, 1);
+
+    subscribed = true;
+    EXPECT_TRUE(WaitForCalls(2));
+    subscribed = false;
+}
+
+}  // namespace
