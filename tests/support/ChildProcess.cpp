@@ -1,5 +1,6 @@
 #include "tests/support/ChildProcess.h"
 
+#include "tests/support/build_kind.h"
 #include "tests/support/text_compare.h"
 #include "tests/support/wait_limits.h"
 
@@ -10,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <iterator>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/eventfd.h>
@@ -342,6 +345,12 @@ bool ChildProcess::IsRunning() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return !exited;
+}
+
+int ChildProcess::CountThreads() const
+{
+    const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(pid) + "/task");
+    return static_cast<int>(std::distance(begin(tasks), end(tasks))) - threadsOfTheBuild;
 }
 
 void ChildProcess::Signal(int number)

@@ -59,6 +59,9 @@ public:
     std::string Errors() const;
 
     bool IsRunning() const;
+
+    /// Threads of the program, without those that a sanitizer adds.
+    int CountThreads() const;
     pid_t Pid() const { return pid; }
 
     /// Sends a signal; nothing when the program has ended.

@@ -12,3 +12,10 @@ constexpr bool isSanitized = false;
 #else
 constexpr bool isSanitized = false;
 #endif
+
+// The thread sanitizer runs a thread of its own in every process.
+#ifdef __SANITIZE_THREAD__
+constexpr int threadsOfTheBuild = 1;
+#else
+constexpr int threadsOfTheBuild = 0;
+#endif

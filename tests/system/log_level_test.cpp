@@ -80,8 +80,8 @@ TEST_F(TheLogLevel, IsShownAndAskedFor)
     EXPECT_TEXT(ConsoleText(), "Log level of SubtitleMgr is 7\n" + question);
     EXPECT_TEXT(ErrorText(), "");
     EXPECT_EQ(ExitStatus(), 0);
-    EXPECT_EQ(Journal(), (std::vector<std::string>{Set("7"), R"({"request":"GetLogLevel"})",
-                                                   Set("9")}));
+    EXPECT_EQ(Journal(),
+              (std::vector<std::string>{Set("7"), R"({"request":"GetLogLevel"})", Set("9")}));
 }
 
 TEST_F(TheLogLevel, StaysWhenTheAnswerIsNoNumber)
@@ -117,8 +117,8 @@ TEST_F(TheLogLevel, IsThatOfThePlainNameBehindAnyPrefix)
     EXPECT_EQ(Journal(), std::vector<std::string>{Set("5")});
     StartClient({"-e", "node1", "-l", "-p"});
     Type("6\n");
-    EXPECT_TEXT(ConsoleText(), "Log level of SubtitleMgr is 5\n" + question +
-                                   "Let's Ping\nSuccessful Ping\n");
+    EXPECT_TEXT(ConsoleText(),
+                "Log level of SubtitleMgr is 5\n" + question + "Let's Ping\nSuccessful Ping\n");
     EXPECT_EQ(Journal().back(), Set("6"));
     EXPECT_EQ(other.JournalLines(), std::vector<std::string>{R"({"request":"Ping"})"});
 }

@@ -36,7 +36,8 @@ protected:
         if (IsRoot()) {
             command = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
         }
-        for (const char* word : {"sh", "-c", "[ \"$(id -u)\" -ne 0 ] || exit 99; exec \"$@\"", "sh"}) {
+        for (const char* word :
+             {"sh", "-c", "[ \"$(id -u)\" -ne 0 ] || exit 99; exec \"$@\"", "sh"}) {
             command.push_back(word);
         }
         command.insert(command.end(), words.begin(), words.end());
@@ -213,10 +214,10 @@ TEST_F(TheMessagingDirectory, LetsEveryRequestOfTheConsoleFailWhenItIsRefused)
     client = std::make_unique<ChildProcess>(Unprivileged({program, "-i"}), Settings());
     client->Write("r\n6\n1\nk\n2\nx\n");
     EXPECT_EQ(client->WaitForExit(), 0);
-    EXPECT_TEXT(client->Output(), UnsubscribedMenu() + "Sending RefreshRegions\n  ERROR" +
-                                      UnsubscribedMenu() + "Enter region ID: " +
-                                      UnsubscribedMenu() + UnsubscribedMenu() +
-                                      "Unsubscribing...\n" + UnsubscribedMenu());
+    EXPECT_TEXT(client->Output(),
+                UnsubscribedMenu() + "Sending RefreshRegions\n  ERROR" + UnsubscribedMenu() +
+                    "Enter region ID: " + UnsubscribedMenu() + UnsubscribedMenu() +
+                    "Unsubscribing...\n" + UnsubscribedMenu());
     EXPECT_TEXT(client->Errors(), "Error initializing the connection\nShut down Requested\n"
                                   "Error running quit\n");
 }
@@ -226,9 +227,7 @@ TEST_F(TheMessagingDirectory, IsNotNeededForTheReceiveThread)
     WriteWholeFile(path, "");
     client = std::make_unique<ChildProcess>(Unprivileged({program, "-i"}), Settings());
     client->WaitForOutput(UnsubscribedMenu());
-    const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(client->Pid()) +
-                                                    "/task");
-    EXPECT_EQ(std::distance(begin(tasks), end(tasks)), 2);
+    EXPECT_EQ(client->CountThreads(), 2);
     client->Write("x\n");
     EXPECT_EQ(client->WaitForExit(), 0);
 }

@@ -62,7 +62,8 @@ private:
 TEST_F(ASubscribedConsole, ShowsHowOftenEachPixelValueOccursInCifData)
 {
     Receive("region-data 3 2 000000010203030303\n");
-    EXPECT_TEXT(Notifications(), "CLI: Process region  3 (2):  0=    3   1=    1   2=    1   3=    4\n");
+    EXPECT_TEXT(Notifications(),
+                "CLI: Process region  3 (2):  0=    3   1=    1   2=    1   3=    4\n");
 }
 
 TEST_F(ASubscribedConsole, ShowsAPixelValueOutOfRangeAtOnceAndCountsItNowhere)
@@ -222,9 +223,10 @@ TEST_F(ASubscribedConsole, ReportsTheOnlyRegionWithTrafficAsTheWhole)
 {
     Receive("region-data 3 0 00010203\nregion-data 3 1 0001\nregion-data 3 2 000102\n"
             "region-data 3 2 -\n");
-    ExpectReport({{3, "   3   F        1 +      1 +      2 =      4         10 +        8 +       15 "
-                      "=       33    100.0 %"}},
-                 "  0.0");
+    ExpectReport(
+        {{3, "   3   F        1 +      1 +      2 =      4         10 +        8 +       15 "
+             "=       33    100.0 %"}},
+        "  0.0");
 }
 
 TEST_F(ASubscribedConsole, ReportsTheShareOfEachRegion)
@@ -232,24 +234,26 @@ TEST_F(ASubscribedConsole, ReportsTheShareOfEachRegion)
     // 12 and 12 bytes of 48, and 24: a quarter, a quarter and a half.
     Receive("region-data 1 0 000000000000\nregion-data 14 1 000000000000\n"
             "region-data 10 2 000000000000000000000000000000000000\n");
-    ExpectReport({{1, "   1   F        1 +      0 +      0 =      1         12 +        0 +        0 "
-                      "=       12     25.0 %"},
-                  {10, "  10   F        0 +      0 +      1 =      1          0 +        0 +       24 "
-                       "=       24     50.0 %"},
-                  {14, "  14   F        0 +      1 +      0 =      1          0 +       12 +        0 "
-                       "=       12     25.0 %"}},
-                 "  0.0");
+    ExpectReport(
+        {{1, "   1   F        1 +      0 +      0 =      1         12 +        0 +        0 "
+             "=       12     25.0 %"},
+         {10, "  10   F        0 +      0 +      1 =      1          0 +        0 +       24 "
+              "=       24     50.0 %"},
+         {14, "  14   F        0 +      1 +      0 =      1          0 +       12 +        0 "
+              "=       12     25.0 %"}},
+        "  0.0");
 }
 
 TEST_F(ASubscribedConsole, ReportsAShareWithOneDigitBehindThePoint)
 {
     // 10 bytes of 30, and 20: 33.33 and 66.67 percent.
     Receive("region-data 1 0 00000000\nregion-data 2 0 0000000000000000000000000000\n");
-    ExpectReport({{1, "   1   F        1 +      0 +      0 =      1         10 +        0 +        0 "
-                      "=       10     33.3 %"},
-                  {2, "   2   F        1 +      0 +      0 =      1         20 +        0 +        0 "
-                      "=       20     66.7 %"}},
-                 "  0.0");
+    ExpectReport(
+        {{1, "   1   F        1 +      0 +      0 =      1         10 +        0 +        0 "
+             "=       10     33.3 %"},
+         {2, "   2   F        1 +      0 +      0 =      1         20 +        0 +        0 "
+             "=       20     66.7 %"}},
+        "  0.0");
 }
 
 TEST_F(ASubscribedConsole, ReportsNothingOfFormatThreeAndOfWhatItDropped)
@@ -268,9 +272,10 @@ TEST_F(ASubscribedConsole, ReportsNothingOfVisibilityAndPalettes)
 TEST_F(ASubscribedConsole, FillsItsReportWithBlanksAlsoAfterAPaletteLeftZerosAsFill)
 {
     Receive("palette 2 31 t 10ff\nregion-data 2 1 -\n");
-    ExpectReport({{2, "   2   F        0 +      1 +      0 =      1          0 +        6 +        0 "
-                      "=        6    100.0 %"}},
-                 "  0.0");
+    ExpectReport(
+        {{2, "   2   F        0 +      1 +      0 =      1          0 +        6 +        0 "
+             "=        6    100.0 %"}},
+        "  0.0");
 }
 
 TEST_F(ASubscribedConsole, ClearsEveryNumberOfTheReport)
@@ -318,8 +323,9 @@ TEST_F(ASubscribedConsole, RefreshShowsEverythingOnceMore)
     ExpectConsole("CLI: Process region  4 (2):  0=    0   1=    0   2=    0   3=    0\n");
     ExpectConsole("*** RegionVisi:  4  visible\n\n");
     Type("s\nx\n");
-    ExpectConsole("   4   F        1 +      1 +      1 =      3          6 +        6 +        6 =  "
-                  "     18    100.0 %\n");
+    ExpectConsole(
+        "   4   F        1 +      1 +      1 =      3          6 +        6 +        6 =  "
+        "     18    100.0 %\n");
     EXPECT_EQ(ExitStatus(), 0);
 }
 
@@ -364,11 +370,12 @@ TEST_F(ASubscribedConsole, DropsMalformedRecordsAndHandlesTheGoodOnesBetweenThem
     Service().Fault("garbage");
     Receive("region-data 1 0 00010203\nregion-data 1 2 0001\nvisibility 2 f\npalette 2 31 t 10ff\n"
             "region-data 1 3 00\nregion-data 1 1 -\n");
-    EXPECT_TEXT(TextAfter("s\nx\n"),
-                RegionReport({{1, "   1   F        1 +      1 +      1 =      3         10 +        "
-                                  "6 +        8 =       24    100.0 %"}},
-                             "  0.0") +
-                    SubscribedMenu());
+    EXPECT_TEXT(
+        TextAfter("s\nx\n"),
+        RegionReport({{1, "   1   F        1 +      1 +      1 =      3         10 +        "
+                          "6 +        8 =       24    100.0 %"}},
+                     "  0.0") +
+            SubscribedMenu());
     const std::string text = ConsoleText();
     EXPECT_NE(text.find("CLI: Process region  1 (2):  0=    1   1=    1   2=    0   3=    0\n"
                         "\n\n*** RegionVisi:  2  NOT visible\n\n"

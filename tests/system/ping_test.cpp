@@ -63,8 +63,7 @@ TEST_F(Ping, TakesAReplyThatComesByteByByte)
     StartClient({"-p"});
     const auto client = service.Accept();
     const RawFrame request = client->ExpectRequest(messages::ping);
-    for (const char byte :
-         FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")) {
+    for (const char byte : FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")) {
         client->Send(std::string(1, byte));
     }
     EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
@@ -131,7 +130,8 @@ TEST_F(Ping, FailsWhenTheServiceDiesInsideTheReply)
     StartClient({"-p"});
     const auto client = service.Accept();
     const RawFrame request = client->ExpectRequest(messages::ping);
-    client->Send(FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "").substr(0, 15));
+    client->Send(
+        FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "").substr(0, 15));
     client->Close();
     EXPECT_TEXT(ErrorText(), failed);
 }

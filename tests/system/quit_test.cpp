@@ -63,8 +63,8 @@ TEST_F(Quit, IsAlsoAKeyThatTheMenuDoesNotListAndLeavesTheConsoleOpen)
     Type("k\n");
     EXPECT_EQ(Service().Process().WaitForExit(), 0);
     Type("k\nx\n");
-    EXPECT_TEXT(ConsoleText(), UnsubscribedMenu() + "Quit issued\n" + UnsubscribedMenu() +
-                                   UnsubscribedMenu());
+    EXPECT_TEXT(ConsoleText(),
+                UnsubscribedMenu() + "Quit issued\n" + UnsubscribedMenu() + UnsubscribedMenu());
     EXPECT_TEXT(ErrorText(), "Shut down Requested\nShut down Requested\nError running quit\n");
     EXPECT_EQ(ExitStatus(), 0);
 }

@@ -78,10 +78,10 @@ protected:
     {
         Type("s\nx\n");
         EXPECT_EQ(ExitStatus(), 0);
-        const std::string report =
-            RegionReport({{1, "   1   F        1 +      0 +      0 =      1          7 +        0 +  "
-                              "      0 =        7    100.0 %"}},
-                         "  0.0");
+        const std::string report = RegionReport(
+            {{1, "   1   F        1 +      0 +      0 =      1          7 +        0 +  "
+                 "      0 =        7    100.0 %"}},
+            "  0.0");
         EXPECT_NE(ConsoleText().find(report), std::string::npos) << ConsoleText();
     }
 
@@ -168,11 +168,11 @@ TEST_F(AConsoleOfAHostileService, DropsRecordsWhoseLengthsAreNotTrue)
 
 TEST_F(AConsoleOfAHostileService, IgnoresWhatItDidNotSubscribeTo)
 {
-    connection->Send(FrameBytes(FrameKind::Notification, messages::regionVisItem, 7, Bytes({4, 1})) +
-                     FrameBytes(FrameKind::Notification, messages::regionVisItem, 2, Bytes({4, 1})) +
-                     FrameBytes(FrameKind::Notification, 0x1234, 6, Bytes({4, 1})) +
-                     FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::ping), 77, "") +
-                     Visibility(5));
+    connection->Send(
+        FrameBytes(FrameKind::Notification, messages::regionVisItem, 7, Bytes({4, 1})) +
+        FrameBytes(FrameKind::Notification, messages::regionVisItem, 2, Bytes({4, 1})) +
+        FrameBytes(FrameKind::Notification, 0x1234, 6, Bytes({4, 1})) +
+        FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::ping), 77, "") + Visibility(5));
     ExpectConsole(Shown(5));
     EXPECT_EQ(Client().Output().find(Shown(4)), std::string::npos);
 }
@@ -181,8 +181,9 @@ TEST_F(AConsoleOfAHostileService, TakesTheReplyFromTheMiddleOfNotifications)
 {
     Type("r\n");
     const RawFrame request = connection->ExpectRequest(messages::refreshRegions);
-    const std::string reply = FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::refreshRegions),
-                                         request.header.correlation, U32(0));
+    const std::string reply =
+        FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::refreshRegions),
+                   request.header.correlation, U32(0));
     connection->Send(Visibility(1) + Visibility(2) + reply + Visibility(3));
     ExpectConsole("Sending RefreshRegions\n\n");
     ExpectConsole(Shown(1) + Shown(2) + Shown(3));
@@ -337,10 +338,10 @@ TEST_F(AConsole, OutlivesItsService)
 
 TEST_F(AConsole, EndsByTheBrokenPipeWhenNobodyReadsItAnyMore)
 {
-    ChildProcess shell({"sh", "-c",
-                        "{ \"$1\" -i </dev/null; echo \"status $?\" >&2; } | head -c 100", "sh",
-                        ClientProgram()},
-                       ClientSettings());
+    ChildProcess shell(
+        {"sh", "-c", "{ \"$1\" -i </dev/null; echo \"status $?\" >&2; } | head -c 100", "sh",
+         ClientProgram()},
+        ClientSettings());
     EXPECT_EQ(shell.WaitForExit(), 0);
     EXPECT_TEXT(shell.Output(), UnsubscribedMenu().substr(0, 100));
     EXPECT_TEXT(shell.Errors(), "status " + std::to_string(128 + SIGPIPE) + "\n");
@@ -348,7 +349,9 @@ TEST_F(AConsole, EndsByTheBrokenPipeWhenNobodyReadsItAnyMore)
 
 TEST_F(AConsole, GoesOnAfterItWasStoppedUnderTraffic)
 {
-    Service().Play("wait-subscribers 10\nvisibility 3 t\nregion-data 1 0 @bitmap\nsleep 1\n").Loop();
+    Service()
+        .Play("wait-subscribers 10\nvisibility 3 t\nregion-data 1 0 @bitmap\nsleep 1\n")
+        .Loop();
     Service().Accompany("bitmap", std::string(30720, '\1'));
     StartService();
     StartClient({"-i"});
@@ -356,11 +359,12 @@ TEST_F(AConsole, GoesOnAfterItWasStoppedUnderTraffic)
     ExpectConsole(Shown(3));
     Client().Stop();
     // More than the socket and the backlog hold: the service says when it gives this reader up.
-    Service().Process().WaitForErrors("client 1");
+    Service().Process().WaitForErrors("client 1: stalled");
     Client().Continue();
     Type("r\n");
     ExpectConsole("Sending RefreshRegions\n\n");
     ExpectConsole(Shown(3));
+    Service().Process().WaitForErrors("notifications lost");
     Type("s\nx\n");
     EXPECT_EQ(ExitStatus(), 0);
     EXPECT_TEXT(ErrorText(), "");
@@ -375,6 +379,7 @@ TEST_F(AConsole, LetsOthersWorkWhileItIsStopped)
     Type("1\n");
     ExpectConsole(SubscribedMenu());
     Client().Stop();
+    Service().Process().WaitForErrors("client 1: stalled");
     ChildProcess other({ClientProgram(), "-p", "-s", "3", "-p"}, ClientSettings());
     EXPECT_EQ(other.WaitForExit(), 0);
     EXPECT_TEXT(other.Output(), "Let's Ping\nSuccessful Ping\nLet's Ping\nSuccessful Ping\n");
@@ -385,9 +390,9 @@ TEST_F(AConsole, LetsOthersWorkWhileItIsStopped)
 
 TEST_F(AConsole, SurvivesAFullDiskBehindItsOutput)
 {
-    ChildProcess shell({"sh", "-c", "printf 's\\nx\\n' | \"$1\" -i >/dev/full", "sh",
-                        ClientProgram()},
-                       ClientSettings());
+    ChildProcess shell(
+        {"sh", "-c", "printf 's\\nx\\n' | \"$1\" -i >/dev/full", "sh", ClientProgram()},
+        ClientSettings());
     EXPECT_EQ(shell.WaitForExit(), 0);
     EXPECT_TEXT(shell.Errors(), "");
 }
