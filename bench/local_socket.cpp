@@ -2,9 +2,12 @@
 
 #include "bench/process.h"
 
+#include <chrono>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <system_error>
+#include <thread>
 
 namespace {
 
@@ -44,30 +47,47 @@ Descriptor ConnectTo(const std::string& path)
     return connected;
 }
 
-bool WriteFully(int fd, const void* bytes, std::size_t size)
+Descriptor ConnectWhenReady(const std::string& path)
+{
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        try {
+            return ConnectTo(path);
+        } catch (const std::system_error&) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    throw std::runtime_error(path + ": nobody there after 10 seconds");
+}
+
+Ends ConnectedEnds()
+{
+    int fds[2];
+    Checked(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), "socketpair");
+    return {Descriptor(fds[0]), Descriptor(fds[1])};
+}
+
+void WriteFully(int fd, const void* bytes, std::size_t size)
 {
     const char* next = static_cast<const char*>(bytes);
     while (size > 0) {
         const ssize_t count = send(fd, next, size, MSG_NOSIGNAL);
         if (count <= 0) {
-            return false;
+            throw std::runtime_error("the other end has gone");
         }
         next += count;
         size -= static_cast<std::size_t>(count);
     }
-    return true;
 }
 
-bool ReadFully(int fd, void* bytes, std::size_t size)
+void ReadFully(int fd, void* bytes, std::size_t size)
 {
     char* next = static_cast<char*>(bytes);
     while (size > 0) {
         const ssize_t count = recv(fd, next, size, 0);
         if (count <= 0) {
-            return false;
+            throw std::runtime_error("the other end has gone");
         }
         next += count;
         size -= static_cast<std::size_t>(count);
     }
-    return true;
 }

@@ -5,11 +5,20 @@
 #include <cstddef>
 #include <string>
 
-// Blocking AF_UNIX stream sockets, as plain as they can be. All throw when something fails.
+// Blocking AF_UNIX stream sockets, as plain as they can be. All throw when something fails, also
+// when the other end has gone.
 
 Descriptor ListenAt(const std::string& path);
 Descriptor ConnectTo(const std::string& path);
 
-/// Writes or reads exactly \p size bytes. \return false when the other end has gone
-bool WriteFully(int fd, const void* bytes, std::size_t size);
-bool ReadFully(int fd, void* bytes, std::size_t size);
+/// Connects to a service that is just starting.
+Descriptor ConnectWhenReady(const std::string& path);
+
+struct Ends {
+    Descriptor ours;
+    Descriptor theirs;
+};
+Ends ConnectedEnds();
+
+void WriteFully(int fd, const void* bytes, std::size_t size);
+void ReadFully(int fd, void* bytes, std::size_t size);

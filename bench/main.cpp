@@ -27,7 +27,11 @@ int main()
         PinToOneProcessor();
         Table table(TakeStandardOutput());
         MeasurePing(table);
+        MeasureFreshConnections(table);
         MeasureNotifications(table);
+        MeasureStartUp(table);
+        MeasureIdleConsole(table);
+        MeasureConsoleWork(table);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "bench: %s\n", problem.what());
         return 1;

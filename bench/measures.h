@@ -5,4 +5,8 @@ class Table;
 // Each adds rows to the table, and takes some seconds.
 
 void MeasurePing(Table& table);
+void MeasureFreshConnections(Table& table);
 void MeasureNotifications(Table& table);
+void MeasureStartUp(Table& table);
+void MeasureIdleConsole(Table& table);
+void MeasureConsoleWork(Table& table);

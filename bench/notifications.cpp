@@ -1,5 +1,7 @@
 #include "bench/measures.h"
+#include "bench/mosquitto.h"
 #include "bench/raw_stream.h"
+#include "bench/redis.h"
 #include "bench/services.h"
 #include "bench/subscriber.h"
 #include "bench/table.h"
@@ -9,49 +11,83 @@ namespace {
 
 constexpr std::size_t regionSize = 30720;
 constexpr std::size_t smallSize = 64;
-constexpr unsigned int readsPerLook = 16;
 
-template <typename Reader>
-Side TimeOf(Reader& reader)
+template <typename Messages>
+Side TimeOf(Messages& messages)
 {
-    return [&reader](BenchClock::duration window) {
-        return TimePerOperation(window, readsPerLook, [&reader] { return reader.Receive(); });
-    };
+    return MeanTimeOfMany([&messages] { return messages.Receive(); });
 }
 
-Comparison CompareWithRaw(std::size_t size, Subscriber::Callback callback)
+template <typename Messages>
+Comparison CompareWith(Messages& messages, Subscriber::Callback callback)
+{
+    Subscriber subscriber(callback);
+    return ComparePairs(TimeOf(messages), TimeOf(subscriber));
+}
+
+/// The library alone: both sides are fed by a bare sendmsg() loop.
+Comparison LibraryBesideRaw(std::size_t size, Subscriber::Callback callback)
 {
     RawMessages raw(size);
-    Subscriber subscriber(callback);
-    return ComparePairs(TimeOf(raw), TimeOf(subscriber));
-}
-
-Comparison LibraryAgainstRaw(std::size_t size, Subscriber::Callback callback)
-{
     const BarePublisher publisher(size);
-    return CompareWithRaw(size, callback);
+    return CompareWith(raw, callback);
 }
 
-Comparison SimulatorAndLibraryAgainstRaw(std::size_t size, Subscriber::Callback callback)
+/// All of ours: the notifications come from the simulated service.
+template <typename Messages>
+Comparison WholeBeside(Messages& messages, std::size_t size, Subscriber::Callback callback)
 {
     const SimulatedService service(BitmapScenario(size));
-    return CompareWithRaw(size, callback);
+    return CompareWith(messages, callback);
+}
+
+void MeasureBesideRaw(Table& table)
+{
+    table.AddRate("30,720-byte region data, library only", "raw",
+                  LibraryBesideRaw(regionSize, Ignore), {0.85, 0.95});
+    table.AddRate("  through HandleRegionData, CIF", "raw",
+                  LibraryBesideRaw(regionSize, HandleRegionData), {0.60, 0.75});
+    table.AddRate("64-byte notifications, library only", "raw", LibraryBesideRaw(smallSize, Ignore),
+                  {0.80, 0.95});
+}
+
+void MeasureWholeBesideRaw(Table& table)
+{
+    RawMessages raw(regionSize);
+    RawMessages smallRaw(smallSize);
+    table.AddRate("30,720-byte region data, simulator + library", "raw",
+                  WholeBeside(raw, regionSize, Ignore));
+    table.AddRate("  through HandleRegionData, CIF", "raw",
+                  WholeBeside(raw, regionSize, HandleRegionData));
+    table.AddRate("64-byte notifications, simulator + library", "raw",
+                  WholeBeside(smallRaw, smallSize, Ignore));
+}
+
+void MeasureBesideOthers(Table& table)
+{
+    const std::string measure = "  through HandleRegionData, CIF";
+    if (Redis::IsInstalled()) {
+        const Redis server;
+        RedisMessages messages(server, regionSize);
+        table.AddRate(measure, "redis pub/sub", WholeBeside(messages, regionSize, HandleRegionData),
+                      {1.7, 2.2});
+    } else {
+        table.AddRemark("redis-server is not installed: no row for redis pub/sub");
+    }
+    if (MosquittoMessages::IsInstalled()) {
+        MosquittoMessages messages(regionSize);
+        table.AddRate(measure, "mosquitto, mosquitto_sub",
+                      WholeBeside(messages, regionSize, HandleRegionData), {3.5, 4.5});
+    } else {
+        table.AddRemark("mosquitto or mosquitto_sub is not installed: no row for them");
+    }
 }
 
 }  // namespace
 
 void MeasureNotifications(Table& table)
 {
-    table.AddRate("30,720-byte region data, library only", "raw",
-                  LibraryAgainstRaw(regionSize, Ignore), {0.85, 0.95});
-    table.AddRate("  the same through HandleRegionData, CIF", "raw",
-                  LibraryAgainstRaw(regionSize, HandleRegionData), {0.60, 0.75});
-    table.AddRate("  library, played by the simulator", "raw",
-                  SimulatorAndLibraryAgainstRaw(regionSize, Ignore));
-    table.AddRate("  HandleRegionData, played by the simulator", "raw",
-                  SimulatorAndLibraryAgainstRaw(regionSize, HandleRegionData));
-    table.AddRate("64-byte notifications, library only", "raw",
-                  LibraryAgainstRaw(smallSize, Ignore), {0.80, 0.95});
-    table.AddRate("  the same, played by the simulator", "raw",
-                  SimulatorAndLibraryAgainstRaw(smallSize, Ignore));
+    MeasureBesideRaw(table);
+    MeasureWholeBesideRaw(table);
+    MeasureBesideOthers(table);
 }

@@ -38,3 +38,25 @@ double TimePerOperation(BenchClock::duration window, unsigned int stride, Work w
     }
     return std::chrono::duration<double>(taken).count() / operations;
 }
+
+/// The mean time of a call of \p work, as one side.
+template <typename Work>
+Side MeanTime(Work work)
+{
+    constexpr unsigned int callsPerLook = 16;
+    return [=](BenchClock::duration window) {
+        return TimePerOperation(window, callsPerLook, [&work] {
+            work();
+            return 1;
+        });
+    };
+}
+
+/// The time for each of the operations whose number a call of \p work returns, as one side.
+template <typename Work>
+Side MeanTimeOfMany(Work work)
+{
+    constexpr unsigned int callsPerLook = 16;
+    return
+        [=](BenchClock::duration window) { return TimePerOperation(window, callsPerLook, work); };
+}

@@ -1,63 +1,28 @@
+#include "bench/dbus_calls.h"
 #include "bench/measures.h"
+#include "bench/ping_client.h"
 #include "bench/raw_stream.h"
+#include "bench/redis.h"
 #include "bench/services.h"
 #include "bench/table.h"
 
-#include <LinxIpc.h>
-#include <wire_format.h>
-
 #include <algorithm>
-#include <stdexcept>
 #include <vector>
 
 namespace {
 
 const std::string serviceName = "SubtitleMgr";
-constexpr unsigned int roundTripsPerLook = 16;
 
-class PingClient {
-public:
-    PingClient()
-    {
-        ipc.Init();
-        request.Allocate(messages::ping, 0, nullptr);
-    }
-
-    void RoundTrip()
-    {
-        if (ipc.Request(serviceName, request, messages::ReplyTo(messages::ping), -1, nullptr) !=
-            0) {
-            throw std::runtime_error("a ping failed");
-        }
-    }
-
-private:
-    LinxIpc ipc{"bench"};
-    IpcMessage request;
-};
-
-template <typename Client>
-Side TimeOf(Client& client)
+/// The time that 99 of 100 calls of \p roundTrip stay below.
+template <typename RoundTrip>
+Side SlowTime(RoundTrip roundTrip)
 {
-    return [&client](BenchClock::duration window) {
-        return TimePerOperation(window, roundTripsPerLook, [&client] {
-            client.RoundTrip();
-            return 1;
-        });
-    };
-}
-
-/// The time that 99 of 100 round trips stay below.
-template <typename Client>
-Side SlowTimeOf(Client& client)
-{
-    return [&client](BenchClock::duration window) {
+    return [=](BenchClock::duration window) {
         std::vector<BenchClock::duration> times;
-        const BenchClock::time_point end = BenchClock::now() + window;
         BenchClock::time_point now = BenchClock::now();
-        while (now < end) {
+        for (const BenchClock::time_point end = now + window; now < end;) {
             const BenchClock::time_point start = now;
-            client.RoundTrip();
+            roundTrip();
             now = BenchClock::now();
             times.push_back(now - start);
         }
@@ -72,10 +37,30 @@ Side SlowTimeOf(Client& client)
 void MeasurePing(Table& table)
 {
     const SimulatedService service;
-    PingClient ours;
-    RawPingPong raw;
-    table.AddRate("ping round trips a second", "raw", ComparePairs(TimeOf(raw), TimeOf(ours)));
-    table.AddTime("ping round trip", "raw", ComparePairs(TimeOf(raw), TimeOf(ours)), {1.30, 1.12});
-    table.AddTime("ping round trip, 99th percentile", "raw",
-                  ComparePairs(SlowTimeOf(raw), SlowTimeOf(ours)), {2.0, 1.3});
+    PingClient client;
+    const auto ping = [&client] { client.RoundTrip(serviceName); };
+    RawPingPong rawStream;
+    const auto raw = [&rawStream] { rawStream.RoundTrip(); };
+
+    const Comparison comparison = ComparePairs(MeanTime(raw), MeanTime(ping));
+    table.AddTime("ping round trip", "raw", comparison, {1.30, 1.12});
+    table.AddRate("  round trips a second", "raw", comparison);
+    table.AddTime("  99th percentile", "raw", ComparePairs(SlowTime(raw), SlowTime(ping)),
+                  {2.0, 1.3});
+    if (Redis::IsInstalled()) {
+        Redis redis;
+        const auto redisPing = [&redis] { redis.Ping(); };
+        table.AddTime("ping round trip", "redis PING",
+                      ComparePairs(MeanTime(redisPing), MeanTime(ping)), {0.95, 0.82});
+    } else {
+        table.AddRemark("redis-server is not installed: no row for redis PING");
+    }
+    if (DbusDaemon::IsInstalled()) {
+        DbusDaemon dbus;
+        const auto call = [&dbus] { dbus.Call(); };
+        table.AddTime("ping round trip", "D-Bus call to its daemon",
+                      ComparePairs(MeanTime(call), MeanTime(ping)));
+    } else {
+        table.AddRemark("dbus-daemon is not installed: no row for a D-Bus call");
+    }
 }

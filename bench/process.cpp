@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <spawn.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -66,7 +67,11 @@ Process::Process(int fd, const std::function<void(int)>& work) : pid(Checked(for
     constexpr int keptFd = STDERR_FILENO + 1;
     dup2(fd, keptFd);
     close_range(keptFd + 1, ~0u, 0);
-    work(keptFd);
+    try {
+        work(keptFd);
+    } catch (const std::exception&) {
+        // Mostly the other end, which has done with it.
+    }
     _exit(0);
 }
 
@@ -79,6 +84,7 @@ Process::Process(const std::vector<std::string>& arguments, int input, int outpu
     EndWithParent();
     UseAs(input, STDIN_FILENO);
     UseAs(output, STDOUT_FILENO);
+    UseAs(-1, STDERR_FILENO);
     execvp(arguments.front().c_str(), Pointers(arguments).data());
     _exit(127);
 }
@@ -102,6 +108,18 @@ void RunProgram(const std::vector<std::string>& arguments)
     if (error != 0 || waitpid(pid, &status, 0) != pid || status != 0) {
         throw std::runtime_error(arguments.front() + " failed");
     }
+}
+
+bool IsInstalled(const std::string& program)
+{
+    const char* const path = std::getenv("PATH");
+    std::istringstream folders(path ? path : "");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (access((folder + "/" + program).c_str(), X_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string ProgramBeside(const std::string& name)

@@ -13,11 +13,11 @@ void PinToOneProcessor();
 class Process {
 public:
     /// Runs \p work in a copy of this process that has no descriptors but the standard ones and one
-    /// copy of \p fd, which it is called with.
+    /// copy of \p fd, which it is called with. An exception just ends it.
     Process(int fd, const std::function<void(int)>& work);
 
     /// Runs a program as found in PATH. \p input and \p output, where not -1, become its standard
-    /// input and output; without them it has /dev/null. Its standard error is ours.
+    /// input and output; everything else goes to /dev/null, also what servers say of how they are run.
     explicit Process(const std::vector<std::string>& arguments, int input = -1, int output = -1);
 
     ~Process();
@@ -32,6 +32,9 @@ private:
 
 /// Runs a program to its end, with its output going nowhere; throws when it fails.
 void RunProgram(const std::vector<std::string>& arguments);
+
+/// Whether \p program is found in PATH.
+bool IsInstalled(const std::string& program);
 
 /// The path of a program that was built beside this one.
 std::string ProgramBeside(const std::string& name);

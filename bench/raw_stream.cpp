@@ -8,18 +8,6 @@
 
 namespace {
 
-struct Ends {
-    Descriptor ours;
-    Descriptor theirs;
-};
-
-Ends ConnectedEnds()
-{
-    int fds[2];
-    Checked(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), "socketpair");
-    return {Descriptor(fds[0]), Descriptor(fds[1])};
-}
-
 /// Starts \p work on the other end of the socket that \p ours becomes one end of.
 Process StartOtherEnd(Descriptor& ours, const std::function<void(int)>& work)
 {
@@ -28,10 +16,24 @@ Process StartOtherEnd(Descriptor& ours, const std::function<void(int)>& work)
     return Process(ends.theirs.Get(), work);
 }
 
-void Echo(int fd)
+[[noreturn]] void Echo(int fd)
 {
     unsigned char bytes[rawHeaderSize];
-    while (ReadFully(fd, bytes, sizeof bytes) && WriteFully(fd, bytes, sizeof bytes)) {
+    for (;;) {
+        ReadFully(fd, bytes, sizeof bytes);
+        WriteFully(fd, bytes, sizeof bytes);
+    }
+}
+
+[[noreturn]] void EchoToEach(int listening)
+{
+    for (;;) {
+        const Descriptor client(Checked(accept(listening, nullptr, nullptr), "accept"));
+        try {
+            Echo(client.Get());
+        } catch (const std::runtime_error&) {
+            // It has gone, and the next one is served.
+        }
     }
 }
 
@@ -54,9 +56,21 @@ RawPingPong::RawPingPong() : echo(StartOtherEnd(fd, Echo)) {}
 void RawPingPong::RoundTrip()
 {
     unsigned char bytes[rawHeaderSize] = {};
-    if (!WriteFully(fd.Get(), bytes, sizeof bytes) || !ReadFully(fd.Get(), bytes, sizeof bytes)) {
-        throw std::runtime_error("the raw echo has gone");
-    }
+    WriteFully(fd.Get(), bytes, sizeof bytes);
+    ReadFully(fd.Get(), bytes, sizeof bytes);
+}
+
+RawConnections::RawConnections(const std::string& socketPath)
+    : path(socketPath), listening(ListenAt(path)), echo(listening.Get(), EchoToEach)
+{
+}
+
+void RawConnections::RoundTrip()
+{
+    const Descriptor fd = ConnectTo(path);
+    unsigned char bytes[rawHeaderSize] = {};
+    WriteFully(fd.Get(), bytes, sizeof bytes);
+    ReadFully(fd.Get(), bytes, sizeof bytes);
 }
 
 RawMessages::RawMessages(std::size_t payloadSize)

@@ -21,6 +21,18 @@ private:
     Process echo;
 };
 
+/// Sends 16 bytes back and forth on a connection of its own.
+class RawConnections {
+public:
+    explicit RawConnections(const std::string& socketPath);
+    void RoundTrip();
+
+private:
+    std::string path;
+    Descriptor listening;
+    Process echo;
+};
+
 /// Reads messages of 16 bytes and a payload, each sent by one sendmsg() as fast as it goes, into
 /// one buffer of 64 KiB.
 class RawMessages {

@@ -26,19 +26,17 @@ RegionDataItem CifRecord(std::size_t size)
     return record;
 }
 
-/// \return false when the client has gone
-bool ConfirmSubscription(int fd)
+void ConfirmSubscription(int fd)
 {
     unsigned char request[frameHeaderSize + 8];
     FrameHeader header{};
-    if (!ReadFully(fd, request, sizeof request) || DecodeFrameHeader(request, header)) {
-        return false;
-    }
+    ReadFully(fd, request, sizeof request);
+    DecodeFrameHeader(request, header);
     unsigned char reply[frameHeaderSize + 4];
     EncodeFrameHeader(
         {FrameKind::Reply, messages::ReplyTo(messages::subscribe), header.correlation, 4}, reply);
     PutU32(reply + frameHeaderSize, static_cast<unsigned int>(Result::Accepted));
-    return WriteFully(fd, reply, sizeof reply);
+    WriteFully(fd, reply, sizeof reply);
 }
 
 void SendNotifications(int fd, RegionDataItem& record)
@@ -57,15 +55,12 @@ void SendNotifications(int fd, RegionDataItem& record)
     }
 }
 
-void PublishToEachClient(int listening, std::size_t bitmapSize)
+void PublishToOneClient(int listening, std::size_t bitmapSize)
 {
     RegionDataItem record = CifRecord(bitmapSize);
-    for (;;) {
-        const Descriptor client(Checked(accept(listening, nullptr, nullptr), "accept"));
-        if (ConfirmSubscription(client.Get())) {
-            SendNotifications(client.Get(), record);
-        }
-    }
+    const Descriptor client(Checked(accept(listening, nullptr, nullptr), "accept"));
+    ConfirmSubscription(client.Get());
+    SendNotifications(client.Get(), record);
 }
 
 }  // namespace
@@ -110,6 +105,6 @@ SimulatedService::SimulatedService(const std::string& scenario)
 
 BarePublisher::BarePublisher(std::size_t bitmapSize)
     : listening(ListenAt(folder / "SubtitleMgr")),
-      program(listening.Get(), [=](int fd) { PublishToEachClient(fd, bitmapSize); })
+      program(listening.Get(), [=](int fd) { PublishToOneClient(fd, bitmapSize); })
 {
 }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "bench/messaging_folder.h"
+#include "bench/process.h"
+
+#include <descriptor.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Messages through a mosquitto broker on a Unix socket to a mosquitto_sub, which prints the length
+/// of each and no more; the publisher is this process, bare.
+class MosquittoMessages {
+public:
+    static bool IsInstalled()
+    {
+        return ::IsInstalled("mosquitto") && ::IsInstalled("mosquitto_sub");
+    }
+
+    explicit MosquittoMessages(std::size_t payloadSize);
+
+    /// Publishes some messages and waits until all of them are printed. \return how many
+    double Receive();
+
+private:
+    std::string Configuration() const;
+    void Connect();
+    void AwaitSubscription();
+    void Publish();
+
+    /// \return how many lines were printed; 0 when there was none in time
+    unsigned int LinesWithin(int waitMs);
+
+    MessagingFolder folder;
+    std::vector<unsigned char> published;
+    Process broker;
+    Descriptor publisher;
+    Descriptor printed;
+    std::optional<Process> subscriber;
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "bench/messaging_folder.h"
+#include "bench/process.h"
+
+#include <descriptor.h>
+
+#include <string>
+#include <vector>
+
+/// A redis-server on a Unix socket, which keeps nothing on disk, and a bare client of it.
+class Redis {
+public:
+    static bool IsInstalled() { return ::IsInstalled("redis-server"); }
+
+    Redis();
+
+    std::string SocketPath() const { return folder / "redis"; }
+
+    /// Sends PING and reads the answer.
+    void Ping();
+
+private:
+    MessagingFolder folder;
+    Process server;
+    Descriptor fd;
+};
+
+/// Messages of \p payloadSize bytes through a channel of a Redis server; publisher and reader are
+/// this process, which spares redis the change to another one.
+class RedisMessages {
+public:
+    RedisMessages(const Redis& redis, std::size_t payloadSize);
+
+    /// Publishes some messages and reads all of them. \return how many
+    double Receive();
+
+private:
+    std::vector<unsigned char> published;
+    std::vector<unsigned char> received;
+    std::vector<unsigned char> answers;
+    Descriptor publisher;
+    Descriptor subscriber;
+};
