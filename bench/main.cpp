@@ -4,7 +4,9 @@
 #include "bench/process.h"
 #include "bench/table.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,19 +21,41 @@ std::FILE* TakeStandardOutput()
     return fdopen(kept, "w");
 }
 
+struct Part {
+    const char* name;
+    void (*measure)(Table&);
+};
+
+constexpr Part parts[] = {
+    {"ping", MeasurePing},
+    {"connection", MeasureFreshConnections},
+    {"notifications", MeasureNotifications},
+    {"start-up", MeasureStartUp},
+    {"idle", MeasureIdleConsole},
+    {"console", MeasureConsoleWork},
+    {"growth", MeasureGrowth},
+};
+
+bool IsWanted(const char* name, int argc, char** argv)
+{
+    return argc == 1 || std::any_of(argv + 1, argv + argc, [name](const char* wanted) {
+               return std::strcmp(wanted, name) == 0;
+           });
+}
+
 }  // namespace
 
-int main()
+/// The arguments are names of parts; none for all of them.
+int main(int argc, char** argv)
 {
     try {
         PinToOneProcessor();
         Table table(TakeStandardOutput());
-        MeasurePing(table);
-        MeasureFreshConnections(table);
-        MeasureNotifications(table);
-        MeasureStartUp(table);
-        MeasureIdleConsole(table);
-        MeasureConsoleWork(table);
+        for (const Part& part : parts) {
+            if (IsWanted(part.name, argc, argv)) {
+                part.measure(table);
+            }
+        }
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "bench: %s\n", problem.what());
         return 1;

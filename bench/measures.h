@@ -10,3 +10,4 @@ void MeasureNotifications(Table& table);
 void MeasureStartUp(Table& table);
 void MeasureIdleConsole(Table& table);
 void MeasureConsoleWork(Table& table);
+void MeasureGrowth(Table& table);

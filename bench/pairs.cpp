@@ -35,3 +35,12 @@ Comparison ComparePairs(const Side& theirs, const Side& ours)
             *std::min_element(ratios.begin(), ratios.end()),
             *std::max_element(ratios.begin(), ratios.end())};
 }
+
+double MedianOf(const Side& side)
+{
+    std::vector<double> times;
+    for (unsigned int run = 0; run < pairCount; ++run) {
+        times.push_back(side(window));
+    }
+    return Median(times);
+}

@@ -21,6 +21,9 @@ struct Comparison {
 /// Runs the two sides in turn, so that whatever else the machine does meets both of a pair alike.
 Comparison ComparePairs(const Side& theirs, const Side& ours);
 
+/// The median of as many runs of one side alone.
+double MedianOf(const Side& side);
+
 /// Repeats \p work for about \p window; the clock is looked at once in \p stride times.
 /// \param work  returns how many operations it did
 /// \return seconds per operation

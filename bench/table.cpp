@@ -3,6 +3,7 @@
 namespace {
 
 constexpr char rowFormat[] = "%-46s %11s  %-26s %11s  %6s  %-13s %7s %7s  %s\n";
+constexpr char growthFormat[] = "  %-20s %11s  %-16s %16s %16s\n";
 
 std::string Fixed(double value, int decimals)
 {
@@ -10,6 +11,16 @@ std::string Fixed(double value, int decimals)
     std::snprintf(text, sizeof text, "%.*f", decimals, value);
     return text;
 }
+
+std::string TimeText(double seconds)
+{
+    if (seconds >= 1e-3) {
+        return Fixed(seconds * 1e3, 2) + " ms";
+    }
+    return seconds >= 1e-6 ? Fixed(seconds * 1e6, 2) + " us" : Fixed(seconds * 1e9, 0) + " ns";
+}
+
+std::string MemoryText(long kib) { return Fixed(static_cast<double>(kib) / 1024, 1) + " MiB"; }
 
 std::string RatioText(double ratio) { return Fixed(ratio, 2); }
 
@@ -34,14 +45,6 @@ std::string Verdict(bool meetsMust, bool meetsGoal, const Limits& limits)
 }
 
 }  // namespace
-
-std::string TimeText(double seconds)
-{
-    if (seconds >= 1e-3) {
-        return Fixed(seconds * 1e3, 2) + " ms";
-    }
-    return seconds >= 1e-6 ? Fixed(seconds * 1e6, 2) + " us" : Fixed(seconds * 1e9, 0) + " ns";
-}
 
 Table::Table(std::FILE* output) : out(output)
 {
@@ -87,8 +90,16 @@ void Table::AddRemark(const std::string& remark)
     std::fflush(out);
 }
 
-void Table::AddHeading(const std::string& heading)
+void Table::AddGrowthHeading(const std::string& subject)
 {
-    std::fprintf(out, "\n%s\n", heading.c_str());
+    std::fprintf(out, "\n%s\n", subject.c_str());
+    std::fprintf(out, growthFormat, "", "time", "for", "peak of service", "peak of client");
+}
+
+void Table::AddGrowth(const std::string& size, double seconds, const std::string& each,
+                      long serviceKiB, long clientKiB)
+{
+    std::fprintf(out, growthFormat, size.c_str(), TimeText(seconds).c_str(), each.c_str(),
+                 MemoryText(serviceKiB).c_str(), MemoryText(clientKiB).c_str());
     std::fflush(out);
 }

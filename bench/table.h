@@ -30,10 +30,12 @@ public:
     /// A line instead of rows that could not be had.
     void AddRemark(const std::string& remark);
 
-    void AddHeading(const std::string& heading);
+    /// Begins another table, of \p subject as it grows.
+    void AddGrowthHeading(const std::string& subject);
+
+    void AddGrowth(const std::string& size, double seconds, const std::string& each,
+                   long serviceKiB, long clientKiB);
 
 private:
     std::FILE* out;
 };
-
-std::string TimeText(double seconds);
