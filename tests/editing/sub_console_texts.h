@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+/// The dynamic test's menu, from its empty line to its empty line.
+std::string DynamicTestMenu(unsigned start, unsigned increment, unsigned width, unsigned height,
+                            bool shapesOn = false);
+
+/// The sensor test's menu, from its empty line to its empty line.
+std::string SensorTestMenu();
