@@ -1,0 +1,28 @@
+# What an installation holds, in GNU directories. Components are packages, see packages.cmake.
+include(GNUInstallDirs)
+set(completion_dir "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+set(doc_dir "${CMAKE_INSTALL_DATADIR}/doc")
+
+# The client, whichever SDK it is linked with.
+install(TARGETS SubtitleMgrCli RUNTIME COMPONENT cli)
+install(FILES docs/man/SubtitleMgrCli.1
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT cli)
+install(FILES packaging/completion/SubtitleMgrCli
+  DESTINATION "${completion_dir}" COMPONENT cli)
+install(FILES packaging/copyright
+  DESTINATION "${doc_dir}/subtitlemgr-cli" COMPONENT cli)
+
+if(TARGET SubtitleMgrSim)
+  install(TARGETS SubtitleMgrSim RUNTIME COMPONENT sim)
+  install(FILES docs/man/SubtitleMgrSim.1
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT sim)
+  install(FILES docs/man/subtitle-scenario.5
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man5" COMPONENT sim)
+  install(FILES packaging/completion/SubtitleMgrSim
+    DESTINATION "${completion_dir}" COMPONENT sim)
+  install(FILES simulator/demo.scenario
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/subtitlemgr-sim" COMPONENT sim)
+  install(FILES packaging/copyright
+    DESTINATION "${doc_dir}/subtitlemgr-sim" COMPONENT sim)
+  include(packaging/packages.cmake)
+endif()

@@ -1,0 +1,58 @@
+# Debian packages of the two components; script/package makes them.
+
+# Only the two programs are packaged: do not build tests and benchmarks for them.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+
+# Debian's name of the architecture. dpkg --print-architecture would tell the builder's own.
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(ppc|powerpc)$")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)
+elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+else()
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE "${CMAKE_SYSTEM_PROCESSOR}")
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL cli sim)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/finish_packages.cmake")
+
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "SubtitleMgrCli maintainers <maintainers@subtitlemgr.invalid>")
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_CLI_PACKAGE_NAME subtitlemgr-cli)
+set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-sim")
+set(CPACK_DEBIAN_SIM_PACKAGE_NAME subtitlemgr-sim)
+set(CPACK_DEBIAN_SIM_PACKAGE_SUGGESTS "bash-completion, openssh-client, subtitlemgr-cli")
+
+# By hand: the tool that finds dependencies does not know the libraries of a foreign architecture.
+# tests/packaging/ compares them with what the programs are linked with.
+if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
+  set(CPACK_DEBIAN_CLI_PACKAGE_DEPENDS
+    "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+  set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS
+    "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 11)")
+endif()
+
+# Empty, so that each package begins with its own first line and not with the project's.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_DEBIAN_CLI_DESCRIPTION
+  "test and diagnostic client of the subtitle service
+SubtitleMgrCli pings the subtitle service of an in-vehicle video system, stops
+it, sets its log level, and opens a console that subscribes to its
+notifications, counts them, and sends bitmaps, visibility and palettes.
+.
+This build talks to a service on the same machine, through a local socket.")
+set(CPACK_DEBIAN_SIM_DESCRIPTION
+  "simulated subtitle service
+SubtitleMgrSim plays the subtitle service of an in-vehicle video system. It
+serves the requests of SubtitleMgrCli, publishes notifications, plays
+scenarios, keeps a journal, and does wrong on purpose when it is told to.")
+
+include(CPack)
