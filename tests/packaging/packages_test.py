@@ -1,0 +1,198 @@
+#!/usr/bin/env python3
+"""Makes the packages of a build twice, unpacks them, and runs what was installed.
+
+packages_test.py BUILD_DIR VERSION PROCESSOR [-- EMULATOR...]
+"""
+
+import glob
+import gzip
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD_DIR = VERSION = PROCESSOR = None
+EMULATOR = []
+
+ARCHITECTURES = {"x86_64": "amd64", "ppc": "powerpc", "aarch64": "arm64"}
+CONTENTS = {
+    "subtitlemgr-cli": [
+        "usr/bin/SubtitleMgrCli",
+        "usr/share/bash-completion/completions/SubtitleMgrCli",
+        "usr/share/doc/subtitlemgr-cli/copyright",
+        "usr/share/man/man1/SubtitleMgrCli.1.gz",
+    ],
+    "subtitlemgr-sim": [
+        "usr/bin/SubtitleMgrSim",
+        "usr/share/bash-completion/completions/SubtitleMgrSim",
+        "usr/share/doc/subtitlemgr-sim/copyright",
+        "usr/share/man/man1/SubtitleMgrSim.1.gz",
+        "usr/share/man/man5/subtitle-scenario.5.gz",
+        "usr/share/subtitlemgr-sim/demo.scenario",
+    ],
+}
+
+# Which package has a library, and which of its releases a symbol version came with.
+LIBRARIES = {
+    "libc.so.6": "libc6", "libm.so.6": "libc6", "ld.so.1": "libc6",
+    "ld-linux-x86-64.so.2": "libc6", "libgcc_s.so.1": "libgcc-s1", "libstdc++.so.6": "libstdc++6",
+    "libatomic.so.1": "libatomic1",
+}
+LIBSTDCXX_RELEASES = {"3.4.26": "9", "3.4.28": "10.2", "3.4.29": "11", "3.4.30": "12"}
+
+
+def output_of(*command, **options):
+    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=60,
+                          **options).stdout
+
+
+def numbers(version):
+    return tuple(int(number) for number in version.split("."))
+
+
+def files_below(folder):
+    return sorted(os.path.relpath(os.path.join(path, name), folder)
+                  for path, _, names in os.walk(folder) for name in names)
+
+
+class Packages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        scratch = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(scratch.cleanup)
+        cls.scratch = scratch.name
+        cls.first = cls.make("first", "umask 022", "UTC")
+        cls.root = os.path.join(cls.scratch, "root")
+        for package in cls.first.values():
+            output_of("dpkg-deb", "-x", package, cls.root)
+
+    @classmethod
+    def make(cls, name, umask, zone):
+        """The packages by name, made in a folder of their own."""
+        folder = os.path.join(cls.scratch, name)
+        environment = dict(os.environ, SOURCE_DATE_EPOCH="1700000000", TZ=zone)
+        output_of("sh", "-c", umask + ' && exec cpack -B "$1"', "sh", folder,
+                  cwd=BUILD_DIR, env=environment)
+        return {os.path.basename(path).split("_")[0]: path
+                for path in glob.glob(folder + "/*.deb")}
+
+    def field(self, package, name):
+        return output_of("dpkg-deb", "-f", self.first[package], name).strip()
+
+    def installed(self, program, *arguments):
+        return EMULATOR + [os.path.join(self.root, "usr/bin", program), *arguments]
+
+    def test_are_the_client_and_the_service(self):
+        self.assertEqual(sorted(self.first), sorted(CONTENTS))
+        architecture = ARCHITECTURES[PROCESSOR]
+        for package, path in self.first.items():
+            self.assertEqual(os.path.basename(path),
+                             "%s_%s_%s.deb" % (package, VERSION, architecture))
+            self.assertEqual(self.field(package, "Version"), VERSION)
+            self.assertEqual(self.field(package, "Architecture"), architecture)
+
+    def test_hold_what_is_listed_and_nothing_else(self):
+        for package, contents in CONTENTS.items():
+            folder = os.path.join(self.scratch, package)
+            output_of("dpkg-deb", "-x", self.first[package], folder)
+            self.assertEqual(files_below(folder), contents)
+
+    def test_have_the_same_bytes_when_made_twice(self):
+        second = self.make("second", "umask 022", "Asia/Tokyo")
+        for package, path in self.first.items():
+            with open(path, "rb") as one, open(second[package], "rb") as other:
+                self.assertTrue(one.read() == other.read(), package + " differs")
+
+    def test_are_readable_by_everybody_and_root_owns_them(self):
+        for path in self.make("private", "umask 077", "UTC").values():
+            for line in output_of("dpkg-deb", "-c", path).splitlines():
+                mode, owner = line.split()[:2]
+                self.assertEqual(owner, "root/root", line)
+                program = "/usr/bin/S" in line
+                self.assertEqual(mode, "drwxr-xr-x" if line.endswith("/") else
+                                 "-rwxr-xr-x" if program else "-rw-r--r--", line)
+
+    def test_name_the_libraries_that_the_programs_are_linked_with(self):
+        for package, program in (("subtitlemgr-cli", "SubtitleMgrCli"),
+                                 ("subtitlemgr-sim", "SubtitleMgrSim")):
+            named = dict(re.findall(r"(\S+) \(>= ([\d.]+)\)", self.field(package, "Depends")))
+            path = os.path.join(self.root, "usr/bin", program)
+            needed = re.findall(r"\(NEEDED\).*\[(\S+)\]", output_of("readelf", "-d", path))
+            self.assertEqual(set(named), {LIBRARIES[library] for library in needed})
+            for library, version in re.findall(r"Name: (GLIBCXX|GLIBC|GCC)_([\d.]+)",
+                                               output_of("readelf", "-V", path)):
+                if library == "GLIBCXX":
+                    # Older ones are older than every release that is still there.
+                    self.assertLessEqual(numbers(version), (3, 4, 30), "add it to this test")
+                    release = LIBSTDCXX_RELEASES.get(version, "4")
+                else:
+                    release = version
+                named_release = named[{"GLIBCXX": "libstdc++6", "GLIBC": "libc6",
+                                       "GCC": "libgcc-s1"}[library]]
+                self.assertGreaterEqual(numbers(named_release), numbers(release),
+                                        "%s needs %s_%s" % (program, library, version))
+
+    def test_reserve_all_rights(self):
+        for package in CONTENTS:
+            path = os.path.join(self.root, "usr/share/doc", package, "copyright")
+            with open(path, encoding="utf-8") as file:
+                self.assertIn("All rights reserved.", file.read())
+        for page in glob.glob(self.root + "/usr/share/man/man*/*.gz"):
+            with gzip.open(page, "rt", encoding="utf-8") as file:
+                self.assertIn("All rights reserved.", file.read(), page)
+
+    def test_have_programs_without_debugging_symbols(self):
+        for program in ("SubtitleMgrCli", "SubtitleMgrSim"):
+            sections = output_of("readelf", "-SW", os.path.join(self.root, "usr/bin", program))
+            self.assertNotIn(".debug_info", sections)
+            self.assertNotIn(".symtab", sections)
+
+    def test_have_a_service_that_tells_its_version(self):
+        self.assertEqual(output_of(*self.installed("SubtitleMgrSim", "--version")),
+                         "SubtitleMgrSim %s\n" % VERSION)
+        self.assertIn("--journal", output_of(*self.installed("SubtitleMgrSim", "--help")))
+
+    def test_have_programs_that_work_together(self):
+        environment = dict(os.environ, LINX_DIR=os.path.join(self.scratch, "linx"))
+        scenario = os.path.join(self.root, "usr/share/subtitlemgr-sim/demo.scenario")
+        service = subprocess.Popen(
+            self.installed("SubtitleMgrSim", "--quiet", "--play", scenario, "--loop"),
+            stdout=subprocess.PIPE, env=environment, text=True)
+        try:
+            self.assertEqual(service.stdout.readline(), "ready\n")
+            self.assertEqual(output_of(*self.installed("SubtitleMgrCli", "-p"), env=environment),
+                             "Let's Ping\nSuccessful Ping\n")
+            console = subprocess.Popen(self.installed("SubtitleMgrCli", "-i"), text=True,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                       env=environment)
+            console.stdin.write("1\n")
+            console.stdin.flush()
+            # The demo's traffic reaches the console; the time-out of the test ends a silent one.
+            for line in console.stdout:
+                if line.startswith("CLI: Process region"):
+                    break
+            self.assertEqual(console.communicate("x\n", timeout=60)[0][-1:], "\n")
+            output_of(*self.installed("SubtitleMgrCli", "-q"), env=environment)
+            self.assertEqual(service.wait(60), 0)
+        finally:
+            service.kill()
+            service.wait()
+            service.stdout.close()
+
+    def test_install_the_same_files_as_cmake_does(self):
+        prefix = os.path.join(self.scratch, "prefix")
+        output_of("cmake", "--install", BUILD_DIR, "--prefix", prefix)
+        expected = sorted(path.removeprefix("usr/").removesuffix(".gz")
+                          for contents in CONTENTS.values() for path in contents)
+        self.assertEqual(files_below(prefix), expected)
+
+
+if __name__ == "__main__":
+    if "--" in sys.argv:
+        at = sys.argv.index("--")
+        EMULATOR = sys.argv[at + 1:]
+        sys.argv = sys.argv[:at]
+    BUILD_DIR, VERSION, PROCESSOR = sys.argv[1:4]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
