@@ -28,3 +28,10 @@ target_compile_options(project_settings INTERFACE
   -Wformat=2 -Wimplicit-fallthrough -Wvla
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wsuggest-override>)
 target_link_libraries(project_settings INTERFACE Threads::Threads)
+
+# What nobody calls is left out. A static client loses a quarter of its size, above all parts of the
+# C++ library.
+if(NOT SUBTITLE_SANITIZE)
+  target_compile_options(project_settings INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(project_settings INTERFACE LINKER:--gc-sections)
+endif()

@@ -13,8 +13,15 @@ constexpr bool isSanitized = false;
 constexpr bool isSanitized = false;
 #endif
 
-// The thread sanitizer runs a thread of its own in every process.
-#ifdef __SANITIZE_THREAD__
+// An emulator makes it slower still, above all the start of a program.
+#ifdef SUBTITLE_EMULATED
+constexpr bool isEmulated = true;
+#else
+constexpr bool isEmulated = false;
+#endif
+
+// The thread sanitizer runs a thread of its own in every process, and so does the emulator.
+#if defined(__SANITIZE_THREAD__) || defined(SUBTITLE_EMULATED)
 constexpr int threadsOfTheBuild = 1;
 #else
 constexpr int threadsOfTheBuild = 0;
