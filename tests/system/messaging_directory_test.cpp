@@ -252,6 +252,7 @@ TEST_F(TheMessagingDirectory, HoldsServicesOfTheSameUserOrOfRootAlone)
     ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
     ASSERT_EQ(chown(home.c_str(), 0, 0), 0);
     const std::string listening = path + "/SubtitleMgr";
+    // It would answer: a reply to a ping has the next number and the same correlation.
     ChildProcess service({"python3", "-c",
                           "import os, socket, sys\n"
                           "s = socket.socket(socket.AF_UNIX)\n"
@@ -259,7 +260,9 @@ TEST_F(TheMessagingDirectory, HoldsServicesOfTheSameUserOrOfRootAlone)
                           "os.setuid(65534)\n"
                           "s.listen()\n"
                           "print('ready', flush=True)\n"
-                          "s.accept()[0].recv(1)\n",
+                          "c = s.accept()[0]\n"
+                          "f = c.recv(16)\n"
+                          "c.sendall(b'ST\\1\\2\\0\\0\\x3b\\2' + f[8:])\n",
                           listening});
     service.WaitForOutput("ready");
     ChildProcess rootsClient({program, "-p"}, Settings());

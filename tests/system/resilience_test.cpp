@@ -184,9 +184,19 @@ TEST_F(AConsoleOfAHostileService, TakesTheReplyFromTheMiddleOfNotifications)
     const std::string reply =
         FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::refreshRegions),
                    request.header.correlation, U32(0));
-    connection->Send(Visibility(1) + Visibility(2) + reply + Visibility(3));
-    ExpectConsole("Sending RefreshRegions\n\n");
-    ExpectConsole(Shown(1) + Shown(2) + Shown(3));
+    // Counted without a word, so that nothing is printed beside the menu.
+    const std::string data = HdData(1, U32(0));
+    connection->Send(data + data + reply + data);
+    ExpectConsole("Sending RefreshRegions\n\n" + SubscribedMenu());
+    connection->Send(Visibility(1));
+    ExpectConsole(Shown(1));
+    Type("s\nx\n");
+    EXPECT_EQ(ExitStatus(), 0);
+    const std::string report = RegionReport({{1, "   1   F        3 +      0 +      0 =      3     "
+                                                 "    18 +        0 +        0 =       18 "
+                                                 "   100.0 %"}},
+                                            "  0.0");
+    EXPECT_NE(ConsoleText().find(report), std::string::npos) << ConsoleText();
 }
 
 TEST_F(AConsoleOfAHostileService, MarksARefreshWhoseReplyHasAnotherLength)
@@ -362,12 +372,13 @@ TEST_F(AConsole, GoesOnAfterItWasStoppedUnderTraffic)
     Service().Process().WaitForErrors("client 1: stalled");
     Client().Continue();
     Type("r\n");
-    ExpectConsole("Sending RefreshRegions\n\n");
+    ExpectConsole("Sending RefreshRegions");
     ExpectConsole(Shown(3));
     Service().Process().WaitForErrors("notifications lost");
     Type("s\nx\n");
     EXPECT_EQ(ExitStatus(), 0);
     EXPECT_TEXT(ErrorText(), "");
+    EXPECT_EQ(ConsoleText().find("ERROR"), std::string::npos);
 }
 
 TEST_F(AConsole, LetsOthersWorkWhileItIsStopped)
@@ -405,5 +416,8 @@ TEST_F(AConsole, SaysNothingToTheServiceWhenItsStandardStreamsAreClosed)
                        ClientSettings());
     EXPECT_EQ(shell.WaitForExit(), 0);
     EXPECT_EQ(Journal(), std::vector<std::string>{R"({"request":"Ping"})"});
+    // What belongs on a stream and went to the socket instead would be told here.
+    Service().Process().Signal(SIGTERM);
+    Service().Process().WaitForExit();
     EXPECT_TEXT(Service().Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");
 }
