@@ -5,12 +5,23 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 bool ReadFileContents(const std::string& path, std::size_t limit, std::string& contents,
                       std::string& problem)
 {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    // Non-blocking: a pipe without a writer would be waited for before it could be refused.
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    struct stat found {};
+    if (!file || fstat(file.Get(), &found) != 0) {
+        problem = std::strerror(errno);
+        return false;
+    }
+    if (S_ISFIFO(found.st_mode)) {
+        problem = "not a file";
+        return false;
+    }
     contents.clear();
     for (;;) {
         char buffer[65536];

@@ -18,8 +18,8 @@ public:
         Quit,  ///< the service was asked to end
     };
 
-    RequestHandler(const Faults& faults, Journal& journal, const Commentary& commentary,
-                   Audience& audience);
+    RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
+                   const Commentary& commentaryToGive, Audience& everybody);
 
     Verdict Handle(Peer& peer, const FrameSplitter::Frame& frame);
 
@@ -27,7 +27,7 @@ private:
     Verdict Serve(Peer& peer, const FrameHeader& header);
     void TellServed(const Peer& peer, const char* remark) const;
     Verdict NotUnderstood(Peer& peer, const FrameHeader& header);
-    void Reply(Peer& peer, const FrameHeader& request, Result result);
+    void Reply(Peer& peer, const FrameHeader& asked, Result result);
 
     const Faults& faults;
     Journal& journal;

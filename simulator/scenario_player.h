@@ -12,7 +12,7 @@ public:
     /// Nothing to do at any time; only something that happens can change that.
     static constexpr int waitForEvent = -1;
 
-    ScenarioPlayer(const Scenario& scenario, bool loop, Audience& audience);
+    ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audience& everybody);
 
     /// Plays this turn's share.
     /// \return milliseconds after which there is more to do, or waitForEvent
