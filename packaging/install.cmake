@@ -9,7 +9,7 @@ install(FILES docs/man/SubtitleMgrCli.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT cli)
 install(FILES packaging/completion/SubtitleMgrCli
   DESTINATION "${completion_dir}" COMPONENT cli)
-install(FILES packaging/copyright
+install(FILES packaging/copyright CHANGELOG.md
   DESTINATION "${doc_dir}/subtitlemgr-cli" COMPONENT cli)
 
 if(TARGET SubtitleMgrSim)
@@ -22,7 +22,7 @@ if(TARGET SubtitleMgrSim)
     DESTINATION "${completion_dir}" COMPONENT sim)
   install(FILES simulator/demo.scenario
     DESTINATION "${CMAKE_INSTALL_DATADIR}/subtitlemgr-sim" COMPONENT sim)
-  install(FILES packaging/copyright
+  install(FILES packaging/copyright CHANGELOG.md
     DESTINATION "${doc_dir}/subtitlemgr-sim" COMPONENT sim)
   include(packaging/packages.cmake)
 endif()

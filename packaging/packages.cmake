@@ -3,6 +3,10 @@
 # Only the two programs are packaged: do not build tests and benchmarks for them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
+# The folder of the checkout would be in the debugging information and, through the build id that is
+# made of it, in the stripped programs too.
+target_compile_options(project_settings INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+
 # Debian's name of the architecture. dpkg --print-architecture would tell the builder's own.
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)

@@ -21,12 +21,14 @@ CONTENTS = {
     "subtitlemgr-cli": [
         "usr/bin/SubtitleMgrCli",
         "usr/share/bash-completion/completions/SubtitleMgrCli",
+        "usr/share/doc/subtitlemgr-cli/CHANGELOG.md",
         "usr/share/doc/subtitlemgr-cli/copyright",
         "usr/share/man/man1/SubtitleMgrCli.1.gz",
     ],
     "subtitlemgr-sim": [
         "usr/bin/SubtitleMgrSim",
         "usr/share/bash-completion/completions/SubtitleMgrSim",
+        "usr/share/doc/subtitlemgr-sim/CHANGELOG.md",
         "usr/share/doc/subtitlemgr-sim/copyright",
         "usr/share/man/man1/SubtitleMgrSim.1.gz",
         "usr/share/man/man5/subtitle-scenario.5.gz",
@@ -104,6 +106,13 @@ class Packages(unittest.TestCase):
         for package, path in self.first.items():
             with open(path, "rb") as one, open(second[package], "rb") as other:
                 self.assertTrue(one.read() == other.read(), package + " differs")
+
+    def test_do_not_depend_on_the_folder_of_the_checkout(self):
+        source_dir = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+        for program in ("SubtitleMgrCli", "SubtitleMgrSim"):
+            # Not stripped yet: what is in the debugging information is in the build id.
+            with open(os.path.join(BUILD_DIR, "bin", program), "rb") as file:
+                self.assertFalse(source_dir.encode() in file.read(), program)
 
     def test_are_readable_by_everybody_and_root_owns_them(self):
         for path in self.make("private", "umask 077", "UTC").values():
