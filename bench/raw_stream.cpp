@@ -3,6 +3,7 @@
 #include "bench/local_socket.h"
 
 #include <stdexcept>
+#include <string>
 #include <sys/socket.h>
 #include <utility>
 
@@ -25,14 +26,17 @@ Process StartOtherEnd(Descriptor& ours, const std::function<void(int)>& work)
     }
 }
 
-[[noreturn]] void EchoToEach(int listening)
+/// Answers each client once. The ends of connections are closed when the client, too, does that.
+[[noreturn]] void AnswerEach(int listening)
 {
+    std::vector<Descriptor> clients;
     for (;;) {
-        const Descriptor client(Checked(accept(listening, nullptr, nullptr), "accept"));
-        try {
-            Echo(client.Get());
-        } catch (const std::runtime_error&) {
-            // It has gone, and the next one is served.
+        clients.emplace_back(Checked(accept(listening, nullptr, nullptr), "accept"));
+        unsigned char bytes[rawHeaderSize];
+        ReadFully(clients.back().Get(), bytes, sizeof bytes);
+        WriteFully(clients.back().Get(), bytes, sizeof bytes);
+        if (clients.size() > RawConnections::count) {
+            clients.clear();
         }
     }
 }
@@ -61,16 +65,30 @@ void RawPingPong::RoundTrip()
 }
 
 RawConnections::RawConnections(const std::string& socketPath)
-    : path(socketPath), listening(ListenAt(path)), echo(listening.Get(), EchoToEach)
+    : path(socketPath), listening(ListenAt(path)), service(listening.Get(), AnswerEach)
 {
 }
 
-void RawConnections::RoundTrip()
+void RawConnections::RequestOnNewOne()
 {
-    const Descriptor fd = ConnectTo(path);
+    connections.push_back(ConnectTo(path));
     unsigned char bytes[rawHeaderSize] = {};
-    WriteFully(fd.Get(), bytes, sizeof bytes);
-    ReadFully(fd.Get(), bytes, sizeof bytes);
+    WriteFully(connections.back().Get(), bytes, sizeof bytes);
+    ReadFully(connections.back().Get(), bytes, sizeof bytes);
+}
+
+void RawConnections::RequestOnEach()
+{
+    for (unsigned int i = 0; i < count; ++i) {
+        RequestOnNewOne();
+    }
+}
+
+void RawConnections::Close()
+{
+    // One more than those that are measured, so that the other end closes its ends now.
+    RequestOnNewOne();
+    connections.clear();
 }
 
 RawMessages::RawMessages(std::size_t payloadSize)

@@ -21,16 +21,23 @@ private:
     Process echo;
 };
 
-/// Sends 16 bytes back and forth on a connection of its own.
+/// Sends 16 bytes back and forth on connections of their own.
 class RawConnections {
 public:
+    static constexpr unsigned int count = 32;
+
     explicit RawConnections(const std::string& socketPath);
-    void RoundTrip();
+
+    void RequestOnEach();
+    void Close();
 
 private:
+    void RequestOnNewOne();
+
     std::string path;
     Descriptor listening;
-    Process echo;
+    Process service;
+    std::vector<Descriptor> connections;
 };
 
 /// Reads messages of 16 bytes and a payload, each sent by one sendmsg() as fast as it goes, into
