@@ -11,7 +11,8 @@ namespace {
 LogEntry ParseEntry(const std::string& line)
 {
     const LogEntry unknown{0, 0, line};
-    static const std::regex headForm(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z SubtitleMgrCli\[\d+\])");
+    static const std::regex headForm(
+        R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z SubtitleMgrCli\[\d+\])");
     const std::size_t headEnd = line.find(" level=");
     if (headEnd == std::string::npos || !std::regex_match(line.substr(0, headEnd), headForm)) {
         return unknown;

@@ -6,14 +6,13 @@
 namespace {
 
 const std::string prompt = "Enter region ID: ";
-const std::string firstPattern =
-    "Generating test pattern: 4 rows by 8 columns,  32 colors\n"
-    "\n"
-    "  0  80  160  240  320  400  480  560"
-    "  7680  7760  7840  7920  8000  8080  8160  8240"
-    "  15360  15440  15520  15600  15680  15760  15840  15920"
-    "  23040  23120  23200  23280  23360  23440  23520  23600\n"
-    "\n";
+const std::string firstPattern = "Generating test pattern: 4 rows by 8 columns,  32 colors\n"
+                                 "\n"
+                                 "  0  80  160  240  320  400  480  560"
+                                 "  7680  7760  7840  7920  8000  8080  8160  8240"
+                                 "  15360  15440  15520  15600  15680  15760  15840  15920"
+                                 "  23040  23120  23200  23280  23360  23440  23520  23600\n"
+                                 "\n";
 
 /// 32 segments of 80 by 12 in 4 rows, each 8 more than the one before.
 std::string FirstBytes(unsigned start = 0, unsigned increment = 8)
@@ -116,7 +115,8 @@ TEST_F(TheDynamicTest, SendsOnePatternBeforeItsMenuAndOneAfterEachKey)
                 "s) View statistics\n"
                 "x) Exit\n"
                 "\n");
-    EXPECT_EQ(Journal(), (Lines{RegionDataLine(3, FirstBytes()), RegionDataLine(3, FirstBytes(1))}));
+    EXPECT_EQ(Journal(),
+              (Lines{RegionDataLine(3, FirstBytes()), RegionDataLine(3, FirstBytes(1))}));
     EXPECT_EQ(LogText(), "");
 }
 
@@ -199,7 +199,8 @@ TEST_F(TheDynamicTest, SetsTheSizeOfTheSegments)
                    DynamicTestMenu(0, 8, 320, 24));
     std::string bytes;
     for (unsigned y = 0; y < 48; ++y) {
-        bytes += std::string(320, y < 24 ? '\0' : '\x10') + std::string(320, y < 24 ? '\x08' : '\x18');
+        bytes +=
+            std::string(320, y < 24 ? '\0' : '\x10') + std::string(320, y < 24 ? '\x08' : '\x18');
     }
     EXPECT_EQ(Journal().back(), RegionDataLine(3, bytes));
 }
@@ -227,7 +228,7 @@ TEST_F(TheDynamicTest, LeavesWhatNoSegmentCoversAsItWas)
     // 9 columns of 70 leave the last 10 pixels of a line, 4 rows of 11 the last 4 lines.
     const std::string wide = PaintPattern(FirstBytes(), 0, 8, 70, 12).bytes;
     const std::string both = PaintPattern(wide, 0, 8, 70, 11).bytes;
-    EXPECT_EQ(wide[639], '\x38');      // the first pattern's last column
+    EXPECT_EQ(wide[639], '\x38');       // the first pattern's last column
     EXPECT_EQ(both[47 * 640], '\xd8');  // the first column of the second pattern's last row
     ExpectSent("3\n70\n4\n11\n", {wide, both});
 }
@@ -236,7 +237,8 @@ TEST_F(TheDynamicTest, ReportsTheGridOfSegmentsThatDoNotDivideTheRegion)
 {
     const PatternPass wide = PaintPattern(FirstBytes(), 0, 8, 100, 12);
     const PatternPass both = PaintPattern(wide.bytes, 0, 8, 100, 10);
-    EXPECT_EQ(both.text.substr(0, 57), "Generating test pattern: 4 rows by 6 columns,  24 colors\n");
+    EXPECT_EQ(both.text.substr(0, 57),
+              "Generating test pattern: 4 rows by 6 columns,  24 colors\n");
     ExpectTest("3", "3\n100\n4\n10\nx\n",
                "Enter segment width: " + wide.text + DynamicTestMenu(0, 8, 100, 12) +
                    "Enter segment height: " + both.text + DynamicTestMenu(0, 8, 100, 10));
@@ -335,9 +337,9 @@ TEST_F(TheDynamicTest, StepsTheStartValueForEachKeyOfALine)
     ExpectTest("3", "s s s\nx\n",
                firstPattern + DynamicTestMenu(1, 8, 80, 12) + firstPattern +
                    DynamicTestMenu(2, 8, 80, 12) + firstPattern + DynamicTestMenu(3, 8, 80, 12));
-    EXPECT_EQ(Journal(), (Lines{RegionDataLine(3, FirstBytes()), RegionDataLine(3, FirstBytes(1)),
-                                RegionDataLine(3, FirstBytes(2)),
-                                RegionDataLine(3, FirstBytes(3))}));
+    EXPECT_EQ(Journal(),
+              (Lines{RegionDataLine(3, FirstBytes()), RegionDataLine(3, FirstBytes(1)),
+                     RegionDataLine(3, FirstBytes(2)), RegionDataLine(3, FirstBytes(3))}));
 }
 
 TEST_F(TheDynamicTest, StepsFrom255ToZero)
@@ -355,7 +357,8 @@ TEST_F(TheDynamicTest, ReplacesASteppedStartValueByTheOneTyped)
 
 TEST_F(TheDynamicTest, SendsTheSamePatternForAnUnknownKey)
 {
-    for (const char* key : {"z", "6", "9", "0", "S", "X", "Q", "r", "c", "k", ".", "\xff", "\x1b"}) {
+    for (const char* key :
+         {"z", "6", "9", "0", "S", "X", "Q", "r", "c", "k", ".", "\xff", "\x1b"}) {
         ExpectTest("3", key + std::string("\nx\n"), firstPattern + DynamicTestMenu(0, 8, 80, 12));
     }
     EXPECT_EQ(Journal(), Lines(26, RegionDataLine(3, FirstBytes())));
@@ -371,18 +374,16 @@ TEST_F(TheDynamicTest, DiscardsOneMoreCharacterForAnUnknownKey)
 
 TEST_F(TheDynamicTest, DiscardsNothingBehindANumber)
 {
-    EXPECT_TEXT(TextAfter("7 3s1 9s2 8s3 80s4 12sxx\n"),
-                UnsubscribedMenu() + prompt + firstPattern + DynamicTestMenu(0, 8, 80, 12) +
-                    firstPattern + DynamicTestMenu(1, 8, 80, 12) +
-                    "Enter pixel start value: " + firstPattern + DynamicTestMenu(9, 8, 80, 12) +
-                    firstPattern + DynamicTestMenu(10, 8, 80, 12) +
-                    "Enter pixel increment value: " + firstPattern +
-                    DynamicTestMenu(10, 8, 80, 12) + firstPattern +
-                    DynamicTestMenu(11, 8, 80, 12) +
-                    "Enter segment width: " + firstPattern + DynamicTestMenu(11, 8, 80, 12) +
-                    firstPattern + DynamicTestMenu(12, 8, 80, 12) +
-                    "Enter segment height: " + firstPattern + DynamicTestMenu(12, 8, 80, 12) +
-                    firstPattern + DynamicTestMenu(13, 8, 80, 12) + UnsubscribedMenu());
+    EXPECT_TEXT(
+        TextAfter("7 3s1 9s2 8s3 80s4 12sxx\n"),
+        UnsubscribedMenu() + prompt + firstPattern + DynamicTestMenu(0, 8, 80, 12) + firstPattern +
+            DynamicTestMenu(1, 8, 80, 12) + "Enter pixel start value: " + firstPattern +
+            DynamicTestMenu(9, 8, 80, 12) + firstPattern + DynamicTestMenu(10, 8, 80, 12) +
+            "Enter pixel increment value: " + firstPattern + DynamicTestMenu(10, 8, 80, 12) +
+            firstPattern + DynamicTestMenu(11, 8, 80, 12) + "Enter segment width: " + firstPattern +
+            DynamicTestMenu(11, 8, 80, 12) + firstPattern + DynamicTestMenu(12, 8, 80, 12) +
+            "Enter segment height: " + firstPattern + DynamicTestMenu(12, 8, 80, 12) +
+            firstPattern + DynamicTestMenu(13, 8, 80, 12) + UnsubscribedMenu());
 }
 
 TEST_F(TheDynamicTest, StartsAfreshEachTime)
@@ -405,10 +406,10 @@ TEST_F(TheDynamicTest, TakesLinesThatEndInCarriageReturns)
 
 TEST_F(TheDynamicTest, RepeatsItsLastKeyForEverWhenTheInputEnds)
 {
-    ExpectEndless("7\n3\n5\nz\n",
-                  UnsubscribedMenu() + prompt + firstPattern + DynamicTestMenu(0, 8, 80, 12) +
-                      firstPattern,
-                  DynamicTestMenu(0, 8, 80, 12, true) + firstPattern);
+    ExpectEndless(
+        "7\n3\n5\nz\n",
+        UnsubscribedMenu() + prompt + firstPattern + DynamicTestMenu(0, 8, 80, 12) + firstPattern,
+        DynamicTestMenu(0, 8, 80, 12, true) + firstPattern);
     ExpectEndlessLines(Journal(), {}, RegionDataLine(3, FirstBytes()));
 }
 
@@ -459,8 +460,8 @@ TEST_F(TheDynamicTest, KeepsTheIncrementTypedLastWhenTheInputEnds)
 TEST_F(TheDynamicTest, HasABufferOfItsOwnForEachNumber)
 {
     // Neither prompt finds the region's 300 or the other's number in its buffer.
-    ExpectEndless("7\n300\n1\n", UnsubscribedMenu() + prompt + firstPattern +
-                                     DynamicTestMenu(0, 8, 80, 12),
+    ExpectEndless("7\n300\n1\n",
+                  UnsubscribedMenu() + prompt + firstPattern + DynamicTestMenu(0, 8, 80, 12),
                   "Enter pixel start value: " + firstPattern + DynamicTestMenu(0, 8, 80, 12));
     StartService();
     ExpectEndless("7\n300\n1\n9\n2\n",
@@ -532,7 +533,8 @@ TEST_F(TheDynamicTest, ComesBackToASubscribedConsole)
     const std::size_t first =
         text.find("CLI: Process region  3 (2):  0=30720   1=    0   2=    0   3=    0\n");
     ASSERT_NE(first, std::string::npos) << text;
-    EXPECT_NE(text.find("CLI: Process region  3 (2):  0=    0   1=30720   2=    0   3=    0\n", first),
-              std::string::npos)
+    EXPECT_NE(
+        text.find("CLI: Process region  3 (2):  0=    0   1=30720   2=    0   3=    0\n", first),
+        std::string::npos)
         << text;
 }

@@ -1,5 +1,6 @@
 #include "tests/editing/journal_lines.h"
 
+#include <array>
 #include <cstdint>
 
 namespace {
@@ -9,6 +10,18 @@ std::string Bool(bool value) { return value ? "true" : "false"; }
 std::string Data(const std::string& bytes)
 {
     return R"("size":)" + std::to_string(bytes.size()) + R"(,"crc32":")" + HexCrc(bytes) + '"';
+}
+
+std::array<std::uint32_t, 256> CrcOfEachByte()
+{
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t byte = 0; byte < 256; ++byte) {
+        table[byte] = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            table[byte] = (table[byte] >> 1) ^ ((table[byte] & 1) != 0 ? 0xEDB88320 : 0);
+        }
+    }
+    return table;
 }
 
 }  // namespace
@@ -41,12 +54,10 @@ std::string SensorLine(unsigned sensor, bool on)
 
 std::string HexCrc(const std::string& bytes)
 {
+    static const std::array<std::uint32_t, 256> table = CrcOfEachByte();
     std::uint32_t crc = 0xFFFFFFFF;
     for (const char c : bytes) {
-        crc ^= static_cast<unsigned char>(c);
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-        }
+        crc = (crc >> 8) ^ table[(crc ^ static_cast<unsigned char>(c)) & 0xFF];
     }
     std::string digits;
     for (int shift = 28; shift >= 0; shift -= 4) {

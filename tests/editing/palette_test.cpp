@@ -143,9 +143,9 @@ TEST_F(APalette, HasNoEntryMarkedForATransparentValueOutOfRangeAndIsSavedAndSent
     const std::string table = ConvertedPalette(RgbTable());
     for (const char* value : {"256", "257", "1024", "4294967295", "-1"}) {
         const std::string path = File(std::string("pal") + value, RgbTable());
-        ExpectBetweenMenus(Load("2", path) + "t\nt\n" + value + "\nx\n",
-                           prompts + convertedAll + asksForTransparency + asksForValue +
-                               outOfRange);
+        ExpectBetweenMenus(
+            Load("2", path) + "t\nt\n" + value + "\nx\n",
+            prompts + convertedAll + asksForTransparency + asksForValue + outOfRange);
         EXPECT_TEXT(ReadWholeFile(path + ".out"), table);
         EXPECT_EQ(Journal().back(), PaletteLine(2, table, 1, false));
     }
@@ -264,8 +264,7 @@ TEST_F(APalette, OfASavedTableIsConvertedOnceMore)
     const std::string twice = ConvertedPalette(once);
     EXPECT_TEXT(ReadWholeFile(path + ".out.out"), twice);
     EXPECT_TEXT(ReadWholeFile(path + ".out"), once);
-    EXPECT_EQ(Journal(),
-              (Lines{PaletteLine(2, once, 1, false), PaletteLine(3, twice, 1, false)}));
+    EXPECT_EQ(Journal(), (Lines{PaletteLine(2, once, 1, false), PaletteLine(3, twice, 1, false)}));
 }
 
 TEST_F(APalette, DiscardsOneCharacterBehindTheTransparentValue)
@@ -279,9 +278,8 @@ TEST_F(APalette, DiscardsOneCharacterBehindTheTransparentValue)
 TEST_F(APalette, DiscardsOneCharacterBehindAValueOutOfRange)
 {
     const std::string path = File("pal.bin", RgbTable());
-    ExpectBetweenMenus("5 2 " + path + " t t 300sx\n", prompts + convertedAll +
-                                                           asksForTransparency + asksForValue +
-                                                           outOfRange);
+    ExpectBetweenMenus("5 2 " + path + " t t 300sx\n",
+                       prompts + convertedAll + asksForTransparency + asksForValue + outOfRange);
 }
 
 TEST_F(APalette, DiscardsNoMoreThanOneCharacterBehindAWord)
@@ -348,8 +346,8 @@ TEST_F(APalette, IsOutOfRangeForATransparentValueThatIsTooLarge)
 {
     const std::string path = File("pal.bin", RgbTable());
     ExpectEndless(Load("2", path) + "t\nt\n99999999999\nx\n",
-                  UnsubscribedMenu() + prompts + convertedAll + asksForTransparency +
-                      asksForValue + outOfRange,
+                  UnsubscribedMenu() + prompts + convertedAll + asksForTransparency + asksForValue +
+                      outOfRange,
                   UnsubscribedMenu() + prompts + asksForSettings);
 }
 
@@ -392,6 +390,6 @@ TEST_F(APalette, ComesBackToASubscribedConsole)
     ExpectConsole("NoFill, ");
     Type("x\n");
     EXPECT_EQ(ExitStatus(), 0);
-    EXPECT_EQ(Journal().back(), PaletteLine(2, ConvertedPalette(std::string(1023, '\0') +
-                                                                Bytes({0xAB})), 1, false));
+    EXPECT_EQ(Journal().back(),
+              PaletteLine(2, ConvertedPalette(std::string(1023, '\0') + Bytes({0xAB})), 1, false));
 }

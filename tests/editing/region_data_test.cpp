@@ -101,9 +101,9 @@ TEST_F(RegionDataFromAFile, GoesToTheLowEightBitsOfTheNumber)
     TextAfter(Load("259", "1") + Load("256", "1") + Load("4294967295", "1") + Load("-250", "1") +
               Load("+7", "1") + Load("007", "1") + "x\n");
     const std::string byte = Bytes({0});
-    EXPECT_EQ(Journal(), (Lines{RegionDataLine(3, byte), RegionDataLine(0, byte),
-                                RegionDataLine(255, byte), RegionDataLine(6, byte),
-                                RegionDataLine(7, byte), RegionDataLine(7, byte)}));
+    EXPECT_EQ(Journal(),
+              (Lines{RegionDataLine(3, byte), RegionDataLine(0, byte), RegionDataLine(255, byte),
+                     RegionDataLine(6, byte), RegionDataLine(7, byte), RegionDataLine(7, byte)}));
 }
 
 TEST_F(RegionDataFromAFile, StartsAfreshEachTime)
@@ -175,9 +175,8 @@ TEST_F(RegionDataFromAFile, TakesTheDigitsInFrontAndLeavesTheRest)
 {
     // Of 0x3 the region takes the 0, the name the rest; of 5e1 the size takes the 5, the discarded
     // character is the e, and key 1 subscribes.
-    EXPECT_TEXT(TextAfter("3\n0x3\n5e1x\n"), UnsubscribedMenu() + prompts +
-                                                 UnsubscribedMenu() + AcceptedSubscriptions() +
-                                                 SubscribedMenu());
+    EXPECT_TEXT(TextAfter("3\n0x3\n5e1x\n"), UnsubscribedMenu() + prompts + UnsubscribedMenu() +
+                                                 AcceptedSubscriptions() + SubscribedMenu());
     const Lines journal = Journal();
     ASSERT_EQ(journal.size(), 7u);
     EXPECT_EQ(journal.front(), RegionDataLine(0, ""));
@@ -222,13 +221,14 @@ TEST_F(RegionDataFromAFile, CanHaveANameOfManyMegabytes)
     ChildProcess client({"/bin/sh", "-c", R"(exec "$0" -i <"$1")", ClientProgram(), keys},
                         ClientSettings());
     // So long a word takes its time on a busy machine.
-    for (const Deadline deadline(6 * eventDeadlineMs); client.IsRunning() && !deadline.HasPassed();) {
+    for (const Deadline deadline(6 * eventDeadlineMs);
+         client.IsRunning() && !deadline.HasPassed();) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     EXPECT_EQ(client.WaitForExit(), 0);
-    EXPECT_TEXT(client.Output(), UnsubscribedMenu() + prompts + UnsubscribedMenu() +
-                                     "Enter region ID: Enter region visibility (t/f): " +
-                                     UnsubscribedMenu());
+    EXPECT_TEXT(client.Output(),
+                UnsubscribedMenu() + prompts + UnsubscribedMenu() +
+                    "Enter region ID: Enter region visibility (t/f): " + UnsubscribedMenu());
     EXPECT_TEXT(client.Errors(), "");
     EXPECT_EQ(Journal(), (Lines{RegionDataLine(3, ""), VisibilityLine(4, true)}));
     const Lines log = LogTexts();
@@ -266,7 +266,8 @@ TEST_F(RegionDataFromAFile, ComesBackToASubscribedConsoleWithItsPixelsCounted)
     EXPECT_EQ(ExitStatus(), 0);
     const std::string text = ConsoleText();
     // The service keeps the low two bits of each pixel of 0, 1, 2, 3, 4, 7 and 255.
-    const std::string shown = "CLI: Process region  3 (2):  0=    2   1=    1   2=    1   3=    3\n";
+    const std::string shown =
+        "CLI: Process region  3 (2):  0=    2   1=    1   2=    1   3=    3\n";
     EXPECT_NE(text.find(shown), std::string::npos) << text;
     // 7 pixels and 6 bytes of the record around them, once in each format.
     EXPECT_NE(text.find(RegionReport({{3, "   3   F        1 +      1 +      1 =      3         13 "

@@ -104,17 +104,17 @@ TEST_F(TheSensorTest, SendsASensorAfterEachKeyTheExitKeyIncluded)
 
 TEST_F(TheSensorTest, SendsEverySensorOnAndOff)
 {
-    ExpectTest("1\n2\n3\n4\n5\n6\n7\n8\n9\n0\nn\nm\nx\n",
-               {"Sent sensor =0  ON\n", "Sent sensor =0  OFF\n", "Sent sensor =5  ON\n",
-                "Sent sensor =5  OFF\n", "Sent sensor =1  ON\n", "Sent sensor =1  OFF\n",
-                "Sent sensor =2  ON\n", "Sent sensor =2  OFF\n", "Sent sensor =3  ON\n",
-                "Sent sensor =3  OFF\n", "Sent sensor =4  ON\n", "Sent sensor =4  OFF\n",
-                "Sent sensor =4  OFF\n"},
-               {SensorLine(0, true), SensorLine(0, false), SensorLine(5, true),
-                SensorLine(5, false), SensorLine(1, true), SensorLine(1, false),
-                SensorLine(2, true), SensorLine(2, false), SensorLine(3, true),
-                SensorLine(3, false), SensorLine(4, true), SensorLine(4, false),
-                SensorLine(4, false)});
+    ExpectTest(
+        "1\n2\n3\n4\n5\n6\n7\n8\n9\n0\nn\nm\nx\n",
+        {"Sent sensor =0  ON\n", "Sent sensor =0  OFF\n", "Sent sensor =5  ON\n",
+         "Sent sensor =5  OFF\n", "Sent sensor =1  ON\n", "Sent sensor =1  OFF\n",
+         "Sent sensor =2  ON\n", "Sent sensor =2  OFF\n", "Sent sensor =3  ON\n",
+         "Sent sensor =3  OFF\n", "Sent sensor =4  ON\n", "Sent sensor =4  OFF\n",
+         "Sent sensor =4  OFF\n"},
+        {SensorLine(0, true), SensorLine(0, false), SensorLine(5, true), SensorLine(5, false),
+         SensorLine(1, true), SensorLine(1, false), SensorLine(2, true), SensorLine(2, false),
+         SensorLine(3, true), SensorLine(3, false), SensorLine(4, true), SensorLine(4, false),
+         SensorLine(4, false)});
 }
 
 TEST_F(TheSensorTest, SendsBrakesOffWhenNoSensorWasChosen)
@@ -148,15 +148,17 @@ TEST_F(TheSensorTest, SendsTheLastSensorAgainForAnUnknownKey)
 TEST_F(TheSensorTest, DiscardsOneMoreCharacterForAnUnknownKeyOnly)
 {
     // The 7 behind M is discarded, the one behind the line end is not, nor is the one behind s.
-    ExpectTest("1M7M\n7x", {"Sent sensor =0  ON\n", "Sent sensor =0  ON\n", "Sent sensor =0  ON\n",
-                            "Sent sensor =2  ON\n", "Sent sensor =2  ON\n"},
+    ExpectTest("1M7M\n7x",
+               {"Sent sensor =0  ON\n", "Sent sensor =0  ON\n", "Sent sensor =0  ON\n",
+                "Sent sensor =2  ON\n", "Sent sensor =2  ON\n"},
                {SensorLine(0, true), SensorLine(0, true), SensorLine(0, true), SensorLine(2, true),
                 SensorLine(2, true)});
 }
 
 TEST_F(TheSensorTest, RunsEveryKeyOfALine)
 {
-    ExpectTest("12\nx\n", {"Sent sensor =0  ON\n", "Sent sensor =0  OFF\n", "Sent sensor =0  OFF\n"},
+    ExpectTest("12\nx\n",
+               {"Sent sensor =0  ON\n", "Sent sensor =0  OFF\n", "Sent sensor =0  OFF\n"},
                {SensorLine(0, true), SensorLine(0, false), SensorLine(0, false)});
 }
 
@@ -265,10 +267,11 @@ TEST_F(TheSensorTest, ShowsAndClearsTheStatisticsOfASubscribedConsole)
     ExpectConsole("*** RegionVisi:  4  visible\n\n");
     Type("s\n");
     // 2 pixels and 6 bytes of the record around them, once in each format.
-    ExpectConsole(RegionReport({{4, "   4   F        1 +      1 +      1 =      3          8 +        "
-                                    "8 +        8 =       24    100.0 %"}},
-                               "  0.0") +
-                  "Sent sensor =0  OFF\n" + SensorTestMenu());
+    ExpectConsole(
+        RegionReport({{4, "   4   F        1 +      1 +      1 =      3          8 +        "
+                          "8 +        8 =       24    100.0 %"}},
+                     "  0.0") +
+        "Sent sensor =0  OFF\n" + SensorTestMenu());
     Type("c\ns\n");
     ExpectConsole("Sent sensor =0  OFF\n" + SensorTestMenu() + EmptyRegionReport() +
                   "Sent sensor =0  OFF\n" + SensorTestMenu());

@@ -6,8 +6,8 @@ std::string DynamicTestMenu(unsigned start, unsigned increment, unsigned width, 
     const auto number = [](unsigned value) { return std::to_string(value) + ")\n"; };
     return "\n"
            "Choose an option:\n"
-           "1) Set pixel start value (currently " + number(start) +
-           "2) Set pixel incr value  (currently " + number(increment) +
+           "1) Set pixel start value (currently " +
+           number(start) + "2) Set pixel incr value  (currently " + number(increment) +
            "3) Set segment width     (currently " + number(width) +
            "4) Set segment height    (currently " + number(height) +
            "5) Add/remove shapes     (currently " + (shapesOn ? "on)\n" : "off)\n") +

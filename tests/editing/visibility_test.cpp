@@ -56,7 +56,8 @@ TEST_F(RegionVisibility, IsAskedForInTwoPromptsAndSentWithoutAWord)
 TEST_F(RegionVisibility, IsOnForTheWordsThatMeanYesAndOffForAllOthers)
 {
     const Lines yes{"t", "T", "true", "TRUE", "tRuE", "y", "Y", "yes", "Yes", "on", "ON", "1"};
-    const Lines no{"f", "F", "false", "n", "no", "off", "0", "2", "11", "tr", "truee", "oui", "yes!"};
+    const Lines no{"f", "F",  "false", "n",     "no",  "off", "0",
+                   "2", "11", "tr",    "truee", "oui", "yes!"};
     std::string keys;
     Lines expected;
     for (const auto& [words, on] : {std::pair(yes, true), std::pair(no, false)}) {
