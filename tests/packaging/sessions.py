@@ -167,7 +167,7 @@ class Terminal:
             "SUBTITLE_LOG": os.path.join(self.folder, "log"),
         }
         self.environment.update((name, value) for name, value in os.environ.items()
-                                if name.startswith("QEMU_"))
+                                if name.startswith(("ASAN_", "QEMU_", "TSAN_", "UBSAN_")))
         self.services = []
         self.master, slave = pty.openpty()
         attributes = termios.tcgetattr(slave)
