@@ -48,7 +48,7 @@ const char* ClientProgram() { return CLIENT_PROGRAM; }
 const char* ServiceProgram() { return SERVICE_PROGRAM; }
 
 SimulatedService::SimulatedService(std::string messagingDirectory)
-    : directory(std::move(messagingDirectory))
+    : directory(std::move(messagingDirectory)), program(ServiceProgram())
 {
 }
 
@@ -57,6 +57,12 @@ SimulatedService::~SimulatedService()
     if (process && !killed) {
         EndAndCheck();
     }
+}
+
+SimulatedService& SimulatedService::Program(const std::string& path)
+{
+    program = path;
+    return *this;
 }
 
 SimulatedService& SimulatedService::Name(const std::string& newName)
@@ -110,7 +116,7 @@ SimulatedService& SimulatedService::Start()
 
 SimulatedService& SimulatedService::StartUnawaited()
 {
-    std::vector<std::string> arguments{ServiceProgram()};
+    std::vector<std::string> arguments{program};
     arguments.insert(arguments.end(), options.begin(), options.end());
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = directory;

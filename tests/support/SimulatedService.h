@@ -19,6 +19,8 @@ public:
     SimulatedService(const SimulatedService&) = delete;
     SimulatedService& operator=(const SimulatedService&) = delete;
 
+    /// Another program than that of this build.
+    SimulatedService& Program(const std::string& path);
     SimulatedService& Name(const std::string& name);
     SimulatedService& Fault(const std::string& kind);
     /// Plays a scenario of this text.
@@ -59,6 +61,7 @@ private:
     void EndAndCheck();
 
     std::string directory;
+    std::string program;
     std::string name = "SubtitleMgr";
     std::vector<std::string> options;
     TempDir files;  ///< scenario and journal
