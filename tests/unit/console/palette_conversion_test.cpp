@@ -7,9 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <cstdint>
+#include <string>
 #include <vector>
 
 namespace {
@@ -30,18 +29,14 @@ protected:
     std::string output;
 };
 
-/// Numerator over 32768, rounded down or towards zero: in 64 bits and by remainders, unlike the
-/// conversion itself.
-std::int64_t RoundedDown(std::int64_t number)
+/// \p number over 32768, rounded down: lifted by a whole number of divisors and divided without a
+/// sign, unlike the conversion itself. For numbers from -512 * 32768 on.
+int RoundedDown(int number)
 {
-    const std::int64_t remainder = ((number % 32768) + 32768) % 32768;
-    return (number - remainder) / 32768;
+    return static_cast<int>(static_cast<unsigned int>(number + 512 * 32768) / 32768u) - 512;
 }
 
-std::int64_t TowardsZero(std::int64_t number)
-{
-    return number < 0 ? -RoundedDown(-number) : RoundedDown(number);
-}
+int TowardsZero(int number) { return number < 0 ? -RoundedDown(-number) : RoundedDown(number); }
 
 TEST_F(APalette, ConvertsWhiteAndBlack)
 {
@@ -66,48 +61,57 @@ TEST_F(APalette, TruncatesTheDifferencesTowardsZero)
 /// All colours with this much red: 65536 entries, each with a fourth byte of its own.
 Bytes ColoursWithRed(unsigned int red)
 {
-    Bytes table;
-    table.reserve(65536 * 4);
-    for (unsigned int i = 0; i < 65536; ++i) {
-        table.push_back(static_cast<unsigned char>(i));
-        table.push_back(static_cast<unsigned char>(i >> 8));
-        table.push_back(static_cast<unsigned char>(red));
-        table.push_back(static_cast<unsigned char>(i * 7));
+    Bytes table(std::size_t{65536} * 4);
+    unsigned char* entry = table.data();
+    for (unsigned int i = 0; i < 65536; ++i, entry += 4) {
+        entry[0] = static_cast<unsigned char>(i);
+        entry[1] = static_cast<unsigned char>(i >> 8);
+        entry[2] = static_cast<unsigned char>(red);
+        entry[3] = static_cast<unsigned char>(i * 7);
     }
     return table;
 }
 
-using Ycc = std::array<std::int64_t, 3>;
+struct Range {
+    int least = 255;
+    int most = 0;
 
-Ycc Expected(std::int64_t b, std::int64_t g, std::int64_t r)
-{
-    return {16 + RoundedDown(3176 * b + 16425 * g + 8432 * r),
-            128 + TowardsZero(14345 * b - 9527 * g - 4818 * r),
-            128 + TowardsZero(14345 * r - 12045 * g - 2300 * b)};
-}
+    void Extend(int value)
+    {
+        least = std::min(least, value);
+        most = std::max(most, value);
+    }
+};
 
 TEST_F(APalette, OfEveryColourIsExact)
 {
-    Ycc least{255, 255, 255};
-    Ycc most{0, 0, 0};
+    Range y;
+    Range c;
     for (unsigned int red = 0; red < 256; ++red) {
-        const Bytes table = ColoursWithRed(red);
-        const Bytes converted = Convert(table);
-        ASSERT_EQ(converted.size(), table.size());
-        std::size_t wrong = 0;
-        for (std::size_t at = 0; at < table.size(); at += 4) {
-            const Ycc expected = Expected(table[at], table[at + 1], table[at + 2]);
-            wrong += converted[at + 3] != table[at + 3];
-            for (std::size_t i = 0; i < 3; ++i) {
-                wrong += converted[at + i] != expected[i];
-                least[i] = std::min<std::int64_t>(least[i], converted[at + i]);
-                most[i] = std::max<std::int64_t>(most[i], converted[at + i]);
-            }
+        Bytes expected = ColoursWithRed(red);
+        const Bytes converted = Convert(expected);
+        unsigned char* entry = expected.data();
+        for (unsigned int i = 0; i < 65536; ++i, entry += 4) {
+            const int b = entry[0];
+            const int g = entry[1];
+            const int r = entry[2];
+            const int luma = 16 + RoundedDown(3176 * b + 16425 * g + 8432 * r);
+            const int blueness = 128 + TowardsZero(14345 * b - 9527 * g - 4818 * r);
+            const int redness = 128 + TowardsZero(14345 * r - 12045 * g - 2300 * b);
+            y.Extend(luma);
+            c.Extend(blueness);
+            c.Extend(redness);
+            entry[0] = static_cast<unsigned char>(luma);
+            entry[1] = static_cast<unsigned char>(blueness);
+            entry[2] = static_cast<unsigned char>(redness);
         }
-        ASSERT_EQ(wrong, 0u) << "bytes of the colours with red " << red;
+        ASSERT_TRUE(converted == expected) << "colours with red " << red;
     }
-    EXPECT_EQ(least, (Ycc{16, 17, 17}));
-    EXPECT_EQ(most, (Ycc{234, 239, 239}));
+    // Nothing was cut to 8 bits above.
+    EXPECT_EQ(y.least, 16);
+    EXPECT_EQ(y.most, 234);
+    EXPECT_EQ(c.least, 17);
+    EXPECT_EQ(c.most, 239);
 }
 
 TEST_F(APalette, KeepsTheBytesBehindItsLastWholeEntry)
