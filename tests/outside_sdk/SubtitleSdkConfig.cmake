@@ -1,9 +1,18 @@
-# A stand-in for the device's own SDK: the same interface under the same target, other names where
-# names are the SDK's business, and no messaging at all.
-add_library(tiny_sdk STATIC "${CMAKE_CURRENT_LIST_DIR}/tiny_sdk.cpp")
-target_include_directories(tiny_sdk PRIVATE "${CMAKE_CURRENT_LIST_DIR}/include")
-target_compile_features(tiny_sdk PRIVATE cxx_std_17)
+# Wraps a vendor's headers and libraries into the one target that the client is compiled against.
+# Copy this file and adapters/ beside the vendor's include/ and lib/, and change the names.
+get_filename_component(sdk "${CMAKE_CURRENT_LIST_DIR}" ABSOLUTE)
 
-add_library(SubtitleSdk::SubtitleSdk INTERFACE IMPORTED)
-target_include_directories(SubtitleSdk::SubtitleSdk INTERFACE "${CMAKE_CURRENT_LIST_DIR}/include")
-target_link_libraries(SubtitleSdk::SubtitleSdk INTERFACE tiny_sdk)
+# In this folder and nowhere else: what the build machine or the compiler's own root has under the
+# same name is another library.
+find_library(SUBTITLE_SDK_CLIENT_LIBRARY subtitleclient PATHS "${sdk}/lib"
+  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+find_package(Threads REQUIRED)
+
+# Neither shared nor static is said: it may be either. A second library of the vendor's gets a
+# find_library() of its own and stands among the link libraries, behind those that use it.
+add_library(SubtitleSdk::SubtitleSdk UNKNOWN IMPORTED)
+set_target_properties(SubtitleSdk::SubtitleSdk PROPERTIES
+  IMPORTED_LOCATION "${SUBTITLE_SDK_CLIENT_LIBRARY}"
+  # The adapters come first, and each includes the vendor's header of its name.
+  INTERFACE_INCLUDE_DIRECTORIES "${sdk}/adapters;${sdk}/include"
+  INTERFACE_LINK_LIBRARIES Threads::Threads)

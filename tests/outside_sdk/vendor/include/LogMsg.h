@@ -9,6 +9,6 @@ public:
     virtual ~LogMsg();
     std::ostream& Log(unsigned level, const std::string& processName);
 
-private:
+protected:
     std::ostringstream entry;
 };

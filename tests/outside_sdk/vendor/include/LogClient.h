@@ -4,7 +4,7 @@
 
 class LogClient {
 public:
-    static LogClient& Instance();
+    static LogClient* Instance();
     unsigned Level() const;
     void Level(unsigned newLevel);
     const std::string& ProcessName() const;

@@ -14,9 +14,9 @@ public:
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
                 IpcMessage* reply);
     int Notify(const std::string& server, IpcMessage& message, bool flag);
-    IpcMessage& ReceivedMessage();
+
+    IpcMessage receivedMessage;
 
 private:
     std::string ownName;
-    IpcMessage received;
 };

@@ -1,5 +1,6 @@
-// Just enough behind the headers for the client to link and to show its usage: every request but
-// one ping fails, nothing is ever received.
+// Plays the library that a vendor ships beside its headers. Just enough to see that the client gets
+// through to it: one ping is answered, one notification arrives, every other request fails, and log
+// entries go to standard error.
 
 #include <CommonCli.h>
 #include <LinxIpc.h>
@@ -12,6 +13,7 @@
 #include <SubtitleClient.h>
 #include <SysLogMsg.h>
 
+#include <iostream>
 #include <unistd.h>
 
 IpcMessage::IpcMessage() = default;
@@ -23,19 +25,35 @@ int IpcMessage::Allocate(unsigned int id, unsigned int length, char*)
     return length == 0 ? 0 : 1;
 }
 
-unsigned char* IpcMessage::Payload() { return bytes; }
+unsigned int IpcMessage::Length() const { return sizeof bytes; }
+unsigned char* IpcMessage::Data() { return bytes; }
 
 const std::string LinxIpc::emptyString;
 LinxIpc::LinxIpc(const char* name) : ownName(name) {}
 LinxIpc::~LinxIpc() = default;
 int LinxIpc::Init() { return 0; }
 int LinxIpc::Notify(const std::string&, IpcMessage&, bool) { return 1; }
-IpcMessage& LinxIpc::ReceivedMessage() { return received; }
 
+namespace {
+
+constexpr unsigned visibilityId = 15132;
+void (*visibilityCallback)(LinxIpc*, void*);
+
+}  // namespace
+
+// Region 3 becomes visible, once.
 int LinxIpc::Receive(int waitMs, unsigned int, const std::string&, IpcMessage*)
 {
-    usleep(static_cast<useconds_t>(waitMs) * 1000);
-    return 1;
+    if (!visibilityCallback) {
+        usleep(static_cast<useconds_t>(waitMs) * 1000);
+        return 1;
+    }
+    const auto callback = visibilityCallback;
+    visibilityCallback = nullptr;
+    receivedMessage.Data()[0] = 3;
+    receivedMessage.Data()[1] = 1;
+    callback(this, nullptr);
+    return 0;
 }
 
 int LinxIpc::Request(const std::string& server, IpcMessage&, unsigned int, int, IpcMessage*)
@@ -88,7 +106,11 @@ void RegionDataItem::Decode(unsigned char*) { width = 0; }
 void RegionDataItem::Encode(unsigned char* payload) const { payload[0] = width != 0; }
 unsigned int RegionDataItem::EncodedSize() const { return 1; }
 
-void RegionVisItem::Decode(unsigned char*) {}
+void RegionVisItem::Decode(unsigned char* payload)
+{
+    regionId = payload[0];
+    visible.Decode(payload + 1);
+}
 void RegionVisItem::Encode(unsigned char*) const {}
 unsigned int RegionVisItem::EncodedSize() const { return 0; }
 
@@ -96,9 +118,14 @@ void PaletteItem::Decode(unsigned char*) { revision = 0; }
 void PaletteItem::Encode(unsigned char* payload) const { payload[0] = revision != 0; }
 unsigned int PaletteItem::EncodedSize() const { return 1; }
 
-int SubscribeClient::Subscribe(unsigned, unsigned, Item&, void (*)(LinxIpc*, void*), void*)
+int SubscribeClient::Subscribe(unsigned, unsigned itemId, Item&, void (*callback)(LinxIpc*, void*),
+                               void*)
 {
-    return 1;
+    if (itemId != visibilityId) {
+        return 1;
+    }
+    visibilityCallback = callback;
+    return 0;
 }
 
 int SubscribeClient::Unsubscribe(unsigned) { return 1; }
@@ -111,9 +138,9 @@ int SubtitleClient::InvertRegionData(unsigned) { return 1; }
 int SubtitleClient::RefreshRegions() { return 1; }
 bool SubtitleClient::SendSensorUpdate(e_Sensors, bool) { return false; }
 
-LogClient& LogClient::Instance()
+LogClient* LogClient::Instance()
 {
-    static LogClient& client = *new LogClient;
+    static LogClient* const client = new LogClient;
     return client;
 }
 
@@ -123,9 +150,13 @@ const std::string& LogClient::ProcessName() const { return process; }
 void LogClient::ProcessName(const std::string& newName) { process = newName; }
 
 LogMsg::~LogMsg() = default;
-std::ostream& LogMsg::Log(unsigned, const std::string&) { return entry; }
+
+std::ostream& LogMsg::Log(unsigned level, const std::string& processName)
+{
+    return entry << processName << ' ' << level << ' ';
+}
 
 SysLogMsg::SysLogMsg() = default;
-SysLogMsg::~SysLogMsg() = default;
+SysLogMsg::~SysLogMsg() { std::cerr << entry.str() << std::endl; }
 
 bool StringUtilities::StringToBool(const std::string& text) { return text == "t"; }

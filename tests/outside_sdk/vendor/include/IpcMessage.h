@@ -5,7 +5,8 @@ public:
     IpcMessage();
     virtual ~IpcMessage();
     int Allocate(unsigned int id, unsigned int length, char* data);
-    virtual unsigned char* Payload();
+    virtual unsigned int Length() const;
+    virtual unsigned char* Data();
 
 private:
     unsigned int signalNumber = 0;
