@@ -174,17 +174,6 @@ void RawConnection::ExpectClosed()
     }
 }
 
-bool RawConnection::IsSilentFor(int ms) const
-{
-    const Deadline deadline(ms);
-    pollfd wait{fd.Get(), POLLIN, 0};
-    int ready = 0;
-    do {
-        ready = poll(&wait, 1, deadline.RemainingMs());
-    } while (ready < 0);
-    return ready == 0;
-}
-
 void RawConnection::Close() { fd = Descriptor(); }
 
 RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}

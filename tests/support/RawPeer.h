@@ -47,9 +47,6 @@ public:
     /// Waits until the peer has closed the connection; frames that still come are dropped.
     void ExpectClosed();
 
-    /// Whether the peer sends nothing for this long and does not close either.
-    bool IsSilentFor(int ms) const;
-
     void Close();
 
 private:

@@ -21,13 +21,15 @@ class AConsoleUnderFullTraffic : public ConsoleSession {
 protected:
     void SetUp() override
     {
-        // Each kind of notification, as fast as the readers take them.
+        // Each kind of notification, as fast as the readers take them. Most of the time goes into
+        // the large bitmap: a handler that copies it is about to touch the statistics.
         Service()
             .Quiet()
             .Play("wait-subscribers 10\n"
                   "region-data 1 2 @bitmap\nvisibility 2 t\npalette 3 31 t 10ff\n"
-                  "region-data 4 0 @bitmap\nregion-data 15 1 -\nregion-data 5 2 0009\n")
+                  "region-data 4 0 @large\nregion-data 15 1 -\nregion-data 5 2 0009\n")
             .Accompany("bitmap", std::string(30720, '\2'))
+            .Accompany("large", std::string(400000, '\2'))
             .Loop();
         StartService();
     }

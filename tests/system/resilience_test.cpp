@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -83,6 +84,15 @@ protected:
                  "      0 =        7    100.0 %"}},
             "  0.0");
         EXPECT_NE(ConsoleText().find(report), std::string::npos) << ConsoleText();
+    }
+
+    /// The receive thread looks at its flag twice a second, so that nothing is received shows after
+    /// that time only.
+    void ExpectNotShown(const std::string& stream, const std::string& shown)
+    {
+        connection->Send(stream);
+        std::this_thread::sleep_for(Milliseconds(700));
+        EXPECT_EQ(Client().Output().find(shown), std::string::npos);
     }
 
     RawService hostile{Directory() / "SubtitleMgr"};
@@ -229,30 +239,33 @@ TEST_F(AConsoleOfAHostileService, TriesAtMostTwiceASecondToConnectAgain)
     EXPECT_LE(attempts, 8);
 }
 
-TEST_F(AConsoleOfAHostileService, LooksAtNothingWhileItIsNotSubscribed)
+TEST_F(AConsoleOfAHostileService, RunsNoHandlerWhileItRefreshes)
 {
-    Type("2\n");
-    for (int i = 0; i < 3; ++i) {
-        connection->Reply(connection->ExpectRequest(messages::unsubscribe), U32(0));
-    }
-    ExpectConsole("Unsubscribing...\n" + UnsubscribedMenu());
-    // Whoever received this would close the connection. The receive thread looks at its flag twice
-    // a second, so that it does not receive shows after that time only.
-    connection->Send("not a frame at all");
-    EXPECT_TRUE(connection->IsSilentFor(1200));
-    Type("1\n");
-    connection = hostile.Accept();
+    Type("r\n");
+    const RawFrame request = connection->ExpectRequest(messages::refreshRegions);
+    ExpectNotShown(Visibility(5), Shown(5));
+    connection->Reply(request, U32(0));
+    ExpectConsole("Sending RefreshRegions\n");
+    ExpectConsole("*** RegionVisi:  5");
 }
 
-TEST_F(AConsole, LooksAtNothingBeforeItSubscribes)
+TEST_F(AConsoleOfAHostileService, RunsNoHandlerFromTheMomentItUnsubscribes)
 {
-    RawService hostile(Directory() / "SubtitleMgr");
-    StartClient({"-p", "-i"});
-    const auto connection = hostile.Accept();
-    connection->Reply(connection->ExpectRequest(messages::ping));
-    ExpectConsole(UnsubscribedMenu());
-    connection->Send("not a frame at all");
-    EXPECT_TRUE(connection->IsSilentFor(1200));
+    Type("2\n");
+    RawFrame request = connection->ExpectRequest(messages::unsubscribe);
+    EXPECT_EQ(request.payload, U32(1));
+    // Visibility is still subscribed: that is number 6, which comes next.
+    ExpectNotShown(Visibility(5), Shown(5));
+    for (const unsigned int next : {6u, 10u}) {
+        connection->Reply(request, U32(0));
+        request = connection->ExpectRequest(messages::unsubscribe);
+        EXPECT_EQ(request.payload, U32(next));
+    }
+    connection->Reply(request, U32(0));
+    ExpectConsole("Unsubscribing...\n" + UnsubscribedMenu());
+    Type("x\n");
+    EXPECT_EQ(ExitStatus(), 0);
+    EXPECT_EQ(ConsoleText().find("***"), std::string::npos);
 }
 
 TEST_F(AConsole, FindsARestartedServiceWithItsNextRequest)

@@ -1,8 +1,11 @@
 // One thread inside Receive(), another that makes requests without a pause, against the simulated
 // service in its own process: no reply and no notification may be lost, swapped or late.
 
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
 #include "tests/support/SimulatedService.h"
 
+#include <IpcMessage.h>
 #include <LinxIpc.h>
 #include <RegionDataItem.h>
 #include <SubtitleClient.h>
@@ -63,6 +66,23 @@ private:
     bool isInOrder = true;
 };
 
+/// Sets the service's log level and asks for it: a reply of another request would tell another one.
+bool GetsBack(LinxIpc& ipc, unsigned int level)
+{
+    const std::string service = "SubtitleMgr";
+    IpcMessage set;
+    IpcMessage get;
+    IpcMessage reply;
+    set.Allocate(messages::setLogLevel, 4, nullptr);
+    PutU32(set.Payload(), level);
+    get.Allocate(messages::getLogLevel, 0, nullptr);
+    return ipc.Request(service, set, messages::ReplyTo(messages::setLogLevel), 10000, nullptr) ==
+               0 &&
+           ipc.Request(service, get, messages::ReplyTo(messages::getLogLevel), 10000, &reply) ==
+               0 &&
+           GetU32(reply.Payload() + 4) == level;
+}
+
 void NoteBitmap(LinxIpc* ipc, void* received)
 {
     RegionDataItem item;
@@ -99,6 +119,9 @@ TEST(TwoThreadsOnOneEndpoint, LoseAndSwapNothingInManyRoundTrips)
         item.data = Numbered(sent);
         failed += client.SetRegionData(item) != 0;
         ++sent;
+        if (sent % 50 == 0) {
+            failed += !GetsBack(ipc, sent);
+        }
         if (!received.WaitFor(sent, mostOutstanding)) {
             break;
         }
