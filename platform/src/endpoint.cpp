@@ -18,9 +18,13 @@ constexpr int roomLimitMs = 2000;
 /// A late Receive() of a thread that outlives its endpoint: out of the way, without spinning.
 void SleepOut(int waitMs)
 {
-    do {
-        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-    } while (waitMs < 0);
+    if (waitMs >= 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
+        return;
+    }
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
 }
 
 }  // namespace
