@@ -38,8 +38,13 @@ set(CPACK_DEBIAN_SIM_PACKAGE_SUGGESTS "bash-completion, openssh-client, subtitle
 # By hand: the tool that finds dependencies does not know the libraries of a foreign architecture.
 # tests/packaging/ compares them with what the programs are linked with.
 if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
-  set(CPACK_DEBIAN_CLI_PACKAGE_DEPENDS
-    "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+  get_target_property(client_link_options SubtitleMgrCli LINK_OPTIONS)
+  if(client_link_options MATCHES "-static-libgcc")
+    set(CPACK_DEBIAN_CLI_PACKAGE_DEPENDS "libc6 (>= 2.35)")
+  else()
+    set(CPACK_DEBIAN_CLI_PACKAGE_DEPENDS
+      "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+  endif()
   set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS
     "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 11)")
 endif()
