@@ -39,6 +39,8 @@ std::string CheckName(std::string& text)
     return IsEndpointName(text) ? "" : "not an endpoint name";
 }
 
+std::string CheckFileName(std::string& text) { return text.empty() ? "no file name" : ""; }
+
 Faults FaultsNamed(const std::vector<std::string>& texts)
 {
     Faults faults;
@@ -63,9 +65,12 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
         ->type_name("NAME")
         ->check(CLI::Validator(CheckName, ""));
     app.add_option("--journal", options.journal, "append a JSON object a line for each request")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(CLI::Validator(CheckFileName, ""));
     CLI::Option* play =
-        app.add_option("--play", options.scenario, "play a scenario")->type_name("FILE");
+        app.add_option("--play", options.scenario, "play a scenario")
+            ->type_name("FILE")
+            ->check(CLI::Validator(CheckFileName, ""));
     app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
     app.add_flag("--quiet", options.quiet,
                  "no line on standard error for each request served; lines about refusals, losses "

@@ -63,12 +63,13 @@ int Serve(const Options& options)
         }
         return exitBadInput;
     }
-    PrepareSignals();
-    RaiseDescriptorLimit();
     Journal journal;
     if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
         return CannotStart(problem);
     }
+    // Not before: a journal that is a pipe waits for its reader, and a signal may end that wait.
+    PrepareSignals();
+    RaiseDescriptorLimit();
     Listener listener;
     if (!listener.Open(options.name, problem)) {
         return CannotStart(problem);

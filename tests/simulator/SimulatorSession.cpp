@@ -1,0 +1,53 @@
+#include "tests/simulator/SimulatorSession.h"
+
+#include <stdexcept>
+
+unsigned int WireClient::Request(unsigned int messageId, const std::string& payload)
+{
+    SendFrame(FrameKind::Request, messageId, ++lastCorrelation, payload);
+    return lastCorrelation;
+}
+
+std::string WireClient::Ask(unsigned int messageId, const std::string& payload)
+{
+    const unsigned int correlation = Request(messageId, payload);
+    const RawFrame reply = ReceiveFrame();
+    if (reply.header.kind != FrameKind::Reply || reply.header.messageId != messageId + 1 ||
+        reply.header.correlation != correlation) {
+        throw std::runtime_error("wire client: awaited the reply to " + std::to_string(messageId) +
+                                 ", received " + std::to_string(reply.header.messageId));
+    }
+    return reply.payload;
+}
+
+void WireClient::Subscribe(unsigned int subscription)
+{
+    const unsigned int itemId = subscription == 6 ? 15132 : subscription == 10 ? 15133 : 15129;
+    if (Ask(0x3C00, U32(subscription) + U32(itemId)) != accepted) {
+        throw std::runtime_error("wire client: subscription was refused");
+    }
+}
+
+std::string WireClient::ReceiveBytes()
+{
+    const RawFrame frame = ReceiveFrame();
+    return FrameBytes(frame.header.kind, frame.header.messageId, frame.header.correlation,
+                      frame.payload);
+}
+
+std::unique_ptr<ChildProcess> SimulatorSession::Launch(
+    const std::vector<std::string>& options) const
+{
+    std::vector<std::string> arguments{ServiceProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = messaging.Path();
+    return std::make_unique<ChildProcess>(arguments, settings);
+}
+
+SimulatorSession::Ended SimulatorSession::RunToEnd(const std::vector<std::string>& options) const
+{
+    const auto program = Launch(options);
+    const int status = program->WaitForExit();
+    return {status, program->Output(), program->Errors()};
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "tests/simulator/frames.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/SimulatedService.h"
+#include "tests/support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A client that knows the bytes and nothing of the client libraries.
+class WireClient : public RawClient {
+public:
+    explicit WireClient(const std::string& path) : RawClient(path) {}
+
+    /// Sends a request. \return its correlation
+    unsigned int Request(unsigned int messageId, const std::string& payload = "");
+
+    /// Sends a request and receives its reply, which must be the next frame.
+    /// \return the payload of the reply
+    std::string Ask(unsigned int messageId, const std::string& payload = "");
+
+    /// Subscribes, which must be accepted.
+    void Subscribe(unsigned int subscription);
+
+    /// The next frame as the bytes it came in as.
+    std::string ReceiveBytes();
+
+private:
+    unsigned int lastCorrelation = 0;
+};
+
+inline const std::string accepted = U32(0);
+inline const std::string refused = U32(1);
+
+/// The real program, and nothing of the client: a messaging directory of its own for each test.
+class SimulatorSession : public testing::Test {
+protected:
+    SimulatorSession() : service(messaging.Path()) {}
+
+    struct Ended {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+
+    /// Starts a service with these options and waits for nothing.
+    std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options) const;
+
+    /// Starts a service with these options that is to end by itself.
+    Ended RunToEnd(const std::vector<std::string>& options) const;
+
+    WireClient Connect() const { return WireClient(service.SocketPath()); }
+
+    std::string LockPath() const { return service.SocketPath() + ".lock"; }
+
+    TempDir messaging;
+    TempDir files;
+    SimulatedService service;
+};
