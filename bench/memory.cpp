@@ -10,11 +10,11 @@ void ForgetPeakMemory()
     std::ofstream("/proc/self/clear_refs") << "5";
 }
 
-long PeakMemoryKiB(pid_t pid)
+unsigned int PeakMemoryKiB(pid_t pid)
 {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
     for (std::string word; status >> word;) {
-        long kib = 0;
+        unsigned int kib = 0;
         if (word == "VmHWM:" && status >> kib) {
             return kib;
         }

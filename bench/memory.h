@@ -6,4 +6,4 @@
 void ForgetPeakMemory();
 
 /// Peak of the memory that the process \p pid had in use, in KiB; 0 when it is not known.
-long PeakMemoryKiB(pid_t pid);
+unsigned int PeakMemoryKiB(pid_t pid);

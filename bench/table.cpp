@@ -20,7 +20,7 @@ std::string TimeText(double seconds)
     return seconds >= 1e-6 ? Fixed(seconds * 1e6, 2) + " us" : Fixed(seconds * 1e9, 0) + " ns";
 }
 
-std::string MemoryText(long kib) { return Fixed(static_cast<double>(kib) / 1024, 1) + " MiB"; }
+std::string MemoryText(unsigned int kib) { return Fixed(kib / 1024.0, 1) + " MiB"; }
 
 std::string RatioText(double ratio) { return Fixed(ratio, 2); }
 
@@ -97,7 +97,7 @@ void Table::AddGrowthHeading(const std::string& subject)
 }
 
 void Table::AddGrowth(const std::string& size, double seconds, const std::string& each,
-                      long serviceKiB, long clientKiB)
+                      unsigned int serviceKiB, unsigned int clientKiB)
 {
     std::fprintf(out, growthFormat, size.c_str(), TimeText(seconds).c_str(), each.c_str(),
                  MemoryText(serviceKiB).c_str(), MemoryText(clientKiB).c_str());

@@ -34,7 +34,7 @@ public:
     void AddGrowthHeading(const std::string& subject);
 
     void AddGrowth(const std::string& size, double seconds, const std::string& each,
-                   long serviceKiB, long clientKiB);
+                   unsigned int serviceKiB, unsigned int clientKiB);
 
 private:
     std::FILE* out;
