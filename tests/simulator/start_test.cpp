@@ -31,19 +31,19 @@ TEST_P(ABadCommandLine, IsRefusedWithItsReasonAndStatusTwo)
 
 INSTANTIATE_TEST_SUITE_P(
     Options, ABadCommandLine,
-    testing::Values(
-        BadOptions{{"--bogus"}, "The following argument was not expected: --bogus"},
-        BadOptions{{"SubtitleMgr"}, "The following argument was not expected: SubtitleMgr"},
-        BadOptions{{"--name"}, "--name: 1 required NAME missing"},
-        BadOptions{{"--name", ""}, "--name: not an endpoint name"},
-        BadOptions{{"--name", "../SubtitleMgr"}, "--name: not an endpoint name"},
-        BadOptions{{"--name", "node1//SubtitleMgr"}, "--name: not an endpoint name"},
-        BadOptions{{"--loop"}, "--loop requires --play"},
-        BadOptions{{"--journal", ""}, "--journal: no file name"},
-        BadOptions{{"--play", ""}, "--play: no file name"},
-        BadOptions{{"--fault", "mute", "--fault", "sulk"},
-                   "--fault: not a fault; there are refuse-subscribe, refuse-refresh, "
-                   "refuse-sensor, mute, hang-up, garbage"}));
+    testing::Values(BadOptions{{"--bogus"}, "The following argument was not expected: --bogus"},
+                    BadOptions{{"SubtitleMgr"},
+                               "The following argument was not expected: SubtitleMgr"},
+                    BadOptions{{"--name"}, "--name: 1 required NAME missing"},
+                    BadOptions{{"--name", ""}, "--name: not an endpoint name"},
+                    BadOptions{{"--name", "../SubtitleMgr"}, "--name: not an endpoint name"},
+                    BadOptions{{"--name", "node1//SubtitleMgr"}, "--name: not an endpoint name"},
+                    BadOptions{{"--loop"}, "--loop requires --play"},
+                    BadOptions{{"--journal", ""}, "--journal: no file name"},
+                    BadOptions{{"--play", ""}, "--play: no file name"},
+                    BadOptions{{"--fault", "mute", "--fault", "sulk"},
+                               "--fault: not a fault; there are refuse-subscribe, refuse-refresh, "
+                               "refuse-sensor, mute, hang-up, garbage"}));
 
 struct BadScenario {
     const char* text;
@@ -64,18 +64,18 @@ TEST_P(ABadScenario, IsRefusedWithFileLineAndReasonBeforeAnybodyIsServed)
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, ABadScenario,
-    testing::Values(
-        BadScenario{"# fine\n\nsleep 5\nregion-data 3 256 00\n",
-                    "4: format '256' is not a number from 0 to 255"},
-        BadScenario{"visibility 3 maybe", "1: visible 'maybe' is not t or f"},
-        BadScenario{"palette 2 31 t 10f\n", "1: '10f' is not hex bytes, @FILE or -"},
-        BadScenario{"region-data 1 2\n", "1: expected: region-data REGION FORMAT DATA"},
-        BadScenario{"region-data 1 2 @none\n",
-                    "1: '@none' cannot be read: No such file or directory"},
-        BadScenario{"wait-subscribers 5\n",
-                    "1: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12"},
-        BadScenario{"sleep -1\n", "1: '-1' is not a number of milliseconds"},
-        BadScenario{"repeat\n", "1: unknown directive 'repeat'"}));
+    testing::Values(BadScenario{"# fine\n\nsleep 5\nregion-data 3 256 00\n",
+                                "4: format '256' is not a number from 0 to 255"},
+                    BadScenario{"visibility 3 maybe", "1: visible 'maybe' is not t or f"},
+                    BadScenario{"palette 2 31 t 10f\n", "1: '10f' is not hex bytes, @FILE or -"},
+                    BadScenario{"region-data 1 2\n", "1: expected: region-data REGION FORMAT DATA"},
+                    BadScenario{"region-data 1 2 @none\n",
+                                "1: '@none' cannot be read: No such file or directory"},
+                    BadScenario{
+                        "wait-subscribers 5\n",
+                        "1: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12"},
+                    BadScenario{"sleep -1\n", "1: '-1' is not a number of milliseconds"},
+                    BadScenario{"repeat\n", "1: unknown directive 'repeat'"}));
 
 class AService : public SimulatorSession {};
 
@@ -101,8 +101,7 @@ TEST_F(AService, CanBeEndedWhileItsJournalIsAPipeThatNobodyReads)
     // It sleeps nowhere else before it is ready.
     const std::string status = "/proc/" + std::to_string(waiting->Pid()) + "/status";
     const Deadline deadline(eventDeadlineMs);
-    while (!deadline.HasPassed() &&
-           ReadWholeFile(status).find("State:\tS") == std::string::npos) {
+    while (!deadline.HasPassed() && ReadWholeFile(status).find("State:\tS") == std::string::npos) {
         std::this_thread::yield();
     }
     waiting->Signal(SIGTERM);

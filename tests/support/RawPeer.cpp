@@ -176,6 +176,8 @@ void RawConnection::ExpectClosed()
 
 void RawConnection::Close() { fd = Descriptor(); }
 
+void RawConnection::EndSending() { shutdown(fd.Get(), SHUT_WR); }
+
 RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}
 
 RawService::RawService(const std::string& socketPath)

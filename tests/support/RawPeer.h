@@ -49,6 +49,9 @@ public:
 
     void Close();
 
+    /// Says that nothing more will be sent; receiving goes on.
+    void EndSending();
+
 private:
     bool ReceiveMore();
 
