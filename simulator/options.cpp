@@ -67,10 +67,9 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
     app.add_option("--journal", options.journal, "append a JSON object a line for each request")
         ->type_name("FILE")
         ->check(CLI::Validator(CheckFileName, ""));
-    CLI::Option* play =
-        app.add_option("--play", options.scenario, "play a scenario")
-            ->type_name("FILE")
-            ->check(CLI::Validator(CheckFileName, ""));
+    CLI::Option* play = app.add_option("--play", options.scenario, "play a scenario")
+                            ->type_name("FILE")
+                            ->check(CLI::Validator(CheckFileName, ""));
     app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
     app.add_flag("--quiet", options.quiet,
                  "no line on standard error for each request served; lines about refusals, losses "
