@@ -1,5 +1,7 @@
 #include "simulator/backlog.h"
 
+#include "tests/support/build_kind.h"
+
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -247,12 +249,12 @@ void CompareWithPlainBacklog(unsigned int seed, unsigned int steps, std::size_t 
 
 TEST(Backlog, IsAPlainQueueWithALimitWhateverHappensToSmallFrames)
 {
-    CompareWithPlainBacklog(1, 100000, 30);
+    CompareWithPlainBacklog(1, isEmulated ? 10000 : 100000, 30);
 }
 
 TEST(Backlog, IsAPlainQueueWithALimitWhateverHappensToLargeFrames)
 {
-    CompareWithPlainBacklog(2, 10000, 30000);
+    CompareWithPlainBacklog(2, isEmulated ? 2000 : 10000, 30000);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "platform/src/big_endian.h"
 #include "platform/src/wire_format.h"
 #include "tests/support/SimulatedService.h"
+#include "tests/support/build_kind.h"
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
@@ -21,7 +22,7 @@
 
 namespace {
 
-constexpr unsigned int rounds = 100000;
+constexpr unsigned int rounds = isEmulated ? 20000 : 100000;
 constexpr unsigned int mostOutstanding = 100;
 constexpr unsigned int hd = 2;
 constexpr unsigned int regionDataMessage = 15129;
