@@ -101,20 +101,32 @@ TEST_F(AServiceAmongPeers, UnderstandsARequestThatComesByteByByte)
     EXPECT_EQ(client.ReceiveBytes(), NotificationBytes(10, 15133, record));
 }
 
-TEST_F(AServiceAmongPeers, AnswersAllThatAPeerAskedBeforeItSaidThatItSendsNoMore)
+/// The client asks this much, says that it sends no more, and only then begins to read.
+void ExpectAllAnsweredAfterTheEnd(WireClient client, unsigned int pings)
 {
-    service.Start();
-    WireClient client = Connect();
-    std::string requests;
-    for (unsigned int i = 1; i <= 100; ++i) {
+    client.Subscribe(10);
+    // More than a socket takes at once: the replies behind it are still queued at the end.
+    const std::string record = PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'));
+    std::string requests = FrameBytes(FrameKind::Request, messages::setPaletteData, 200, record);
+    for (unsigned int i = 1; i <= pings; ++i) {
         requests += FrameBytes(FrameKind::Request, messages::ping, i, "");
     }
     client.Send(requests);
     client.EndSending();
-    for (unsigned int i = 1; i <= 100; ++i) {
+    EXPECT_EQ(client.ReceiveBytes(), FrameBytes(FrameKind::Reply, 0x3C09, 200, accepted));
+    EXPECT_TRUE(client.ReceiveBytes() == NotificationBytes(10, 15133, record));
+    for (unsigned int i = 1; i <= pings; ++i) {
         ASSERT_EQ(client.ReceiveBytes(), FrameBytes(FrameKind::Reply, 0x3B02, i, ""));
     }
     client.ExpectClosed();
+}
+
+TEST_F(AServiceAmongPeers, AnswersAllThatAPeerAskedBeforeItSaidThatItSendsNoMore)
+{
+    service.Start();
+    // So few that the end is seen while their replies wait, and so many that reading stops for them.
+    ExpectAllAnsweredAfterTheEnd(Connect(), 50);
+    ExpectAllAnsweredAfterTheEnd(Connect(), 100);
 }
 
 TEST_F(AServiceAmongPeers, ServesOneAmongTwoHundredThatSayNothing)

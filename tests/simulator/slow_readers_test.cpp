@@ -102,7 +102,7 @@ TEST_F(AStalledSubscriber, KeepsItsConnectionAndItsRepliesAndLosesTheOldestCount
 {
     ReadOn(10000);
     const unsigned int correlation = stalled->Request(messages::ping);
-    // All that was sent before the loss, then a gap, then the newest, and the reply between them.
+    // What was under way before the loss, then the newest that were kept, and the reply.
     unsigned int notifications = 0;
     bool answered = false;
     while (!answered) {
