@@ -41,7 +41,8 @@ public:
     /// \param id       message number to wait for, 0 for any; others stay queued, in order
     /// \param from     service to receive from, LinxIpc::emptyString for any
     /// \param message  receives a copy of the notification; may be null
-    /// \return 0 when a notification was taken; ETIMEDOUT; EBUSY inside a callback; ESHUTDOWN late
+    /// \return 0 when a notification was taken; ETIMEDOUT; EBUSY inside a callback; ESHUTDOWN late;
+    ///         ENOMEM when the copy could not be made, after the callback
     int Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message);
 
     /// Sends \p request to \p server and waits for the reply; connects first when necessary.
@@ -57,7 +58,8 @@ public:
 
     /// Sends \p message to \p server; no reply is awaited.
     ///
-    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait
+    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for it
+    ///              (connecting: 1 second)
     /// \return 0 when sent; EAGAIN (no room), EINVAL, or why there is no connection
     int Notify(const std::string& server, IpcMessage& message, bool flag);
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -18,24 +19,46 @@ namespace {
 
 constexpr std::size_t longestText = 8192;
 
+/// \return the length of the UTF-8 sequence of a printable character outside ASCII at \p at, 0 when
+///         there is none
+std::size_t SequenceAt(const std::string& text, std::size_t at)
+{
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0u;
+    };
+    const unsigned lead = byte(at);
+    const std::size_t length = lead >= 0xF0 && lead < 0xF5   ? 4
+                               : lead >= 0xE0 && lead < 0xF0 ? 3
+                               : lead >= 0xC2 && lead < 0xE0 ? 2
+                                                             : 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(at + i) & 0xC0) != 0x80) {
+            return 0;
+        }
+    }
+    return lead == 0xC2 && byte(at + 1) < 0xA0 ? 0 : length;
+}
+
 /// Text as one line without control bytes: those of the C0 and C1 ranges and DEL could steer the
-/// terminal of whoever reads the log.
+/// terminal of whoever reads the log. Letters of other languages stay, whose UTF-8 has such bytes.
 std::string Printable(const std::string& text)
 {
     static const char digits[] = "0123456789abcdef";
     std::string line;
-    for (const char c : text) {
+    for (std::size_t i = 0; i < text.size();) {
         if (line.size() >= longestText) {
             return line + "...";
         }
-        const unsigned byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || (byte >= 0x7F && byte < 0xA0)) {
+        const std::size_t length = SequenceAt(text, i);
+        const unsigned byte = static_cast<unsigned char>(text[i]);
+        if (length == 0 && (byte < 0x20 || (byte >= 0x7F && byte < 0xA0))) {
             line += "\\x";
             line += digits[byte >> 4];
             line += digits[byte & 15];
         } else {
-            line += c;
+            line.append(text, i, length == 0 ? 1 : length);
         }
+        i += length == 0 ? 1 : length;
     }
     return line;
 }
@@ -56,12 +79,16 @@ std::string UtcNow()
 }
 
 /// Opened for each entry, so that a log file which was moved away or removed is made anew.
-/// Non-blocking, so that a pipe that nobody reads costs the entry and not the program.
+/// Not into a pipe: writing to one could wait for its reader, or end the program with SIGPIPE.
 void AppendToFile(const char* path, const std::string& line)
 {
-    const Descriptor file(
-        open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
-             0600));
+    const int flags =
+        O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    const Descriptor file(open(path, flags, 0600));
+    struct stat found {};
+    if (!file || fstat(file.Get(), &found) != 0 || S_ISFIFO(found.st_mode)) {
+        return;
+    }
     ssize_t written;
     do {
         written = write(file.Get(), line.data(), line.size());

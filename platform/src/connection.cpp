@@ -107,16 +107,17 @@ int Connection::RenewSubscriptions(Lock& lock, const Deadline& deadline)
 int Connection::Send(Lock& lock, const unsigned char* bytes, std::size_t size,
                      const Deadline& deadline)
 {
+    const std::shared_ptr<Descriptor> target = socket;
     while (sending) {
         if (!state.WaitForChange(lock, deadline)) {
             return EAGAIN;
         }
     }
-    if (!socket) {
+    // Lost meanwhile, and perhaps made again: whoever expected a reply was told so already.
+    if (!target || socket != target) {
         return ECONNRESET;
     }
     sending = true;
-    const std::shared_ptr<Descriptor> target = socket;
     std::size_t sent = 0;
     int error = 0;
     while (sent < size && error == 0) {

@@ -64,12 +64,17 @@ Endpoint& Endpoint::Create(const char* name, LinxIpc& owner)
 int Endpoint::Init()
 {
     Lock lock(state.mutex);
-    initResult = state.directory.Open();
-    lock.unlock();
-    if (initResult != 0) {
-        LogFromLibrary(logErrors, "endpoint " + name + ": " + state.directory.Problem());
+    if (initResult == 0) {
+        return 0;  // connections may be using the directory
     }
-    return initResult;
+    const int result = state.directory.Open();
+    const std::string problem = state.directory.Problem();
+    initResult = result;
+    lock.unlock();
+    if (result != 0) {
+        LogFromLibrary(logErrors, "endpoint " + name + ": " + problem);
+    }
+    return result;
 }
 
 int Endpoint::Usable(const std::string& server, const IpcMessage& message) const
@@ -122,14 +127,16 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
     }
     const Call call(*this);
     receiving = true;
+    received.Show(0, nullptr, 0);
     current = ReceivedFrame{};
     LogDropped(lock);
     // The constant itself is not looked into: at the end of the process it may be gone already.
     const bool isFromAnyone =
         &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
-    const int error = AwaitNotification(lock, Deadline(waitMs), id, isFromAnyone);
+    int error = AwaitNotification(lock, Deadline(waitMs), id, isFromAnyone);
     if (error == 0) {
-        RunCallback(lock, message);
+        error = message ? CopyFrame(current, *message) : 0;
+        RunCallback(lock);
     }
     receiving = false;
     return error;
@@ -157,7 +164,10 @@ int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned i
 void Endpoint::AwaitArrival(Lock& lock, const Deadline& deadline)
 {
     const auto publisher = connections.find(state.publisher);
-    if (publisher == connections.end() || !state.subscriptions.HasAccepted()) {
+    // An open connection is read even with nothing subscribed: the service may have accepted what
+    // was given up waiting for, and a client that does not read makes it wait.
+    if (publisher == connections.end() ||
+        (!publisher->second.IsOpen() && !state.subscriptions.HasAccepted())) {
         state.WaitForChange(lock, deadline);
         return;
     }
@@ -178,13 +188,10 @@ void Endpoint::AwaitArrival(Lock& lock, const Deadline& deadline)
     }
 }
 
-void Endpoint::RunCallback(Lock& lock, IpcMessage* message)
+void Endpoint::RunCallback(Lock& lock)
 {
     const FrameHeader& header = current.header;
     received.Show(header.messageId, current.payload, header.length);
-    if (message) {
-        CopyFrame(current, *message);
-    }
     const Subscription subscription =
         *state.subscriptions.Find(header.correlation, header.messageId);
     lock.unlock();

@@ -47,7 +47,7 @@ private:
     Connection& ConnectionTo(const std::string& server);
     int AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAnyone);
     void AwaitArrival(Lock& lock, const Deadline& deadline);
-    void RunCallback(Lock& lock, IpcMessage* message);
+    void RunCallback(Lock& lock);
     void RemoveUnwanted();
     void LogDropped(Lock& lock);
 

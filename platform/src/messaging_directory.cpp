@@ -1,5 +1,6 @@
 #include "messaging_directory.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -20,6 +21,12 @@ std::string TrustedEnvironment(const char* name)
     return value ? value : "";
 }
 
+bool EndsIn(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 std::string ConfiguredPath()
 {
     std::string path = TrustedEnvironment("LINX_DIR");
@@ -27,8 +34,8 @@ std::string ConfiguredPath()
         path = TrustedEnvironment("XDG_RUNTIME_DIR");
         path = path.empty() ? "/tmp/linx-" + std::to_string(geteuid()) : path + "/linx";
     }
-    // With a slash at the end the last part would be followed even where it is a symlink.
-    while (path.size() > 1 && path.back() == '/') {
+    // With "/" or "/." at the end the last part would be followed even where it is a symlink.
+    while (path.size() > 1 && (path.back() == '/' || EndsIn(path, "/."))) {
         path.pop_back();
     }
     return path;
@@ -50,12 +57,12 @@ bool IsPart(const std::string& part)
 /// Connecting is the one step that can wait: a service that is stopped and has a full backlog.
 void LimitConnect(int fd, const Deadline& deadline)
 {
-    const int ms = deadline.IsLimited() && deadline.RemainingMs() < 1 ? 1 : deadline.RemainingMs();
+    // Asked once: a limit of 0 would be none.
+    const int left = deadline.RemainingMs();
+    const int ms = deadline.IsLimited() ? std::max(left, 1) : 0;
     timeval limit{};
-    if (ms > 0) {
-        limit.tv_sec = ms / 1000;
-        limit.tv_usec = ms % 1000 * 1000;
-    }
+    limit.tv_sec = ms / 1000;
+    limit.tv_usec = ms % 1000 * 1000;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
@@ -94,6 +101,9 @@ int MessagingDirectory::Open()
     problem.clear();
     if (path.front() != '/') {
         return Refuse(EINVAL, "not an absolute path");
+    }
+    if (EndsIn(path, "/..")) {
+        return Refuse(EINVAL, "ends in ..");
     }
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
         return Refuse(errno, std::string("cannot be made: ") + std::strerror(errno));

@@ -7,29 +7,30 @@
 
 void SubscriptionTable::Add(const Subscription& subscription)
 {
-    for (Subscription& entry : entries) {
-        if (entry.number == subscription.number) {
-            const bool accepted = entry.accepted;
-            entry = subscription;
-            entry.accepted = accepted;
-            return;
-        }
-    }
+    Erase(subscription.number, /*accepted*/ false);
     entries.push_back(subscription);
+    entries.back().accepted = false;
 }
 
 void SubscriptionTable::Settle(unsigned int number, bool accepted)
 {
-    const auto entry = std::find_if(entries.begin(), entries.end(),
-                                    [=](const Subscription& s) { return s.number == number; });
-    if (entry == entries.end()) {
+    if (!accepted) {
+        Erase(number, false);
         return;
     }
-    if (accepted) {
-        entry->accepted = true;
-    } else if (!entry->accepted) {
-        entries.erase(entry);
+    Erase(number, true);
+    for (Subscription& entry : entries) {
+        entry.accepted = entry.accepted || entry.number == number;
     }
+}
+
+void SubscriptionTable::Erase(unsigned int number, bool accepted)
+{
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [=](const Subscription& s) {
+                                     return s.number == number && s.accepted == accepted;
+                                 }),
+                  entries.end());
 }
 
 void SubscriptionTable::Remove(unsigned int number)
@@ -45,9 +46,10 @@ const Subscription* SubscriptionTable::Find(unsigned int number, unsigned int it
 {
     const Subscription* found = nullptr;
     for (const Subscription& entry : entries) {
-        // The exact number goes before the one that covers it.
+        // The exact number goes before the one that covers it, and what was accepted, which stands
+        // in front, before what is to replace it.
         if (entry.itemId == itemId && subscriptions::Covers(entry.number, number) &&
-            (!found || entry.number == number)) {
+            (!found || (found->number != number && entry.number == number))) {
             found = &entry;
         }
     }

@@ -16,12 +16,12 @@ struct Subscription {
 /// The subscriptions of an endpoint. Not synchronised: the endpoint's lock guards it.
 class SubscriptionTable {
 public:
-    /// Adds a subscription that the service has not confirmed yet; callback and user data of one
-    /// that exists are replaced.
+    /// Adds a subscription that the service has not confirmed yet. One with the same number that it
+    /// has stays in force beside it.
     void Add(const Subscription& subscription);
 
-    /// Settles what Add() began: true keeps the subscription, false takes it out unless the service
-    /// had accepted it before.
+    /// Settles what Add() began: true keeps the new subscription in place of an earlier one, false
+    /// takes it out and leaves an earlier one as it was.
     void Settle(unsigned int number, bool accepted);
 
     /// Removes every subscription that \p number covers.
@@ -36,5 +36,7 @@ public:
     bool HasAccepted() const;
 
 private:
+    void Erase(unsigned int number, bool accepted);
+
     std::vector<Subscription> entries;
 };

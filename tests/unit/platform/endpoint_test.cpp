@@ -102,7 +102,7 @@ public:
     std::unique_ptr<RawService> service;
     std::unique_ptr<RawConnection> connection;
     std::unique_ptr<LinxIpc> ipc = std::make_unique<LinxIpc>("TheEndpoint");
-    std::unique_ptr<SubtitleClient> client = std::make_unique<SubtitleClient>(*ipc, 2000);
+    std::unique_ptr<SubtitleClient> client = std::make_unique<SubtitleClient>(*ipc, 10000);
     std::vector<unsigned int> regions;
 };
 
@@ -440,6 +440,44 @@ TEST_F(AnEndpoint, KeepsNoSubscriptionThatWasRefused)
     EXPECT_EQ(ReceiveOne(50), ETIMEDOUT);
     EXPECT_TRUE(regions.empty());
     served.get();
+}
+
+TEST_F(AnEndpoint, ShowsNoMessageAfterAReceiveThatTookNone)
+{
+    auto served = Serve([](RawConnection& peer) {
+        peer.AcceptSubscription();
+        peer.SendFrame(FrameKind::Notification, regionData, hd, Record(2));
+    });
+    ASSERT_EQ(SubscribeHd(), 0);
+    ASSERT_EQ(ReceiveOne(), 0);
+    EXPECT_NE(ipc->ReceivedMessage().Payload(), nullptr);
+    ASSERT_EQ(ReceiveOne(1), ETIMEDOUT);
+    EXPECT_EQ(ipc->ReceivedMessage().Payload(), nullptr);
+    served.get();
+}
+
+/// A request that waits for its turn to be sent while the connection is lost is made again.
+TEST_F(AnEndpoint, MakesRequestsOfTwoThreadsAgainAfterALoss)
+{
+    auto first = Serve([](RawConnection& peer) { peer.Reply(peer.ExpectRequest(ping)); });
+    ASSERT_EQ(Ping(), 0);
+    first.get();
+    RegionDataItem large;
+    large.data.assign(1024 * 1024, 3);
+    std::thread other([&] { EXPECT_EQ(client->SetRegionData(large), 0); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    auto second = std::async(std::launch::async, [this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        connection->Close();
+        const auto peer = service->Accept();
+        for (int i = 0; i < 2; ++i) {
+            const RawFrame request = peer->ReceiveFrame();
+            peer->Reply(request, request.header.messageId == ping ? "" : U32(0));
+        }
+    });
+    EXPECT_EQ(Ping(), 0);
+    other.join();
+    second.get();
 }
 
 TEST_F(AnEndpoint, DropsTheOldestNotificationsWhenNobodyReceivesAndSaysHowMany)

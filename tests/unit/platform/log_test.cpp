@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <regex>
 #include <string>
 #include <sys/stat.h>
@@ -67,6 +68,18 @@ TEST_F(TheLogFile, ShowsControlBytesEscaped)
         << content;
 }
 
+TEST_F(TheLogFile, KeepsTheLettersOfOtherLanguages)
+{
+    Entry(2, "Gr\xC3\xB6\xC3\x9F"
+             "e \xE2\x82\xAC \xF0\x9F\x9A\x92 \xC2\x9B \xE2\x82");
+    const std::string content = ReadWholeFile(path);
+    EXPECT_NE(content.find("level=2 Gr\xC3\xB6\xC3\x9F"
+                           "e \xE2\x82\xAC \xF0\x9F\x9A\x92 "
+                           "\xC2\\x9b \xE2\\x82\n"),
+              std::string::npos)
+        << content;
+}
+
 TEST_F(TheLogFile, CutsAVeryLongText)
 {
     Entry(2, std::string(100000, 'x'));
@@ -94,6 +107,11 @@ TEST_F(TheLogFile, MayBeAPipeThatNobodyReads)
 {
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     Entry(2, "x");  // would wait for a reader for ever
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    Entry(2, "x");
+    char byte = 0;
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "a reader that goes would end the program";
+    close(reader);
 }
 
 TEST_F(TheLogFile, TakesWholeLinesFromTwoThreads)

@@ -77,8 +77,13 @@ TEST_F(TheMessagingDirectory, IsRefusedAsASymlinkAlsoWithASlashBehindIt)
     ASSERT_EQ(symlink((folder / "decoy").c_str(), path.c_str()), 0);
     EXPECT_NE(directory.Open(), 0);
     EXPECT_EQ(directory.Problem(), "messaging directory " + path + ": is a symbolic link");
-    Configure(path + "//");
-    EXPECT_NE(directory.Open(), 0);
+    for (const char* end : {"//", "/.", "/./", "/.//./"}) {
+        Configure(path + end);
+        EXPECT_NE(directory.Open(), 0) << end;
+        EXPECT_EQ(directory.Problem(), "messaging directory " + path + ": is a symbolic link");
+    }
+    Configure(path + "/..");
+    EXPECT_EQ(directory.Open(), EINVAL);
 }
 
 TEST_F(TheMessagingDirectory, IsRefusedAsAFile)
@@ -201,6 +206,11 @@ TEST_F(TheMessagingDirectory, GivesUpOnAServiceThatTakesNobody)
         error = directory.Connect("SubtitleMgr", Deadline(50), second);
     }
     EXPECT_EQ(error, ETIMEDOUT);
+    // However little time is left, it is never taken for no limit.
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(directory.Connect("SubtitleMgr", Deadline(1), second), ETIMEDOUT);
+        ASSERT_EQ(directory.Connect("SubtitleMgr", Deadline(0), second), ETIMEDOUT);
+    }
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ TEST(ASubscription, StaysWhenOnlyItsRepetitionWasRefused)
     table.Add({4, item, Second, nullptr, false});
     table.Settle(4, false);
     ASSERT_NE(table.Find(4, item), nullptr);
+    EXPECT_EQ(table.Find(4, item)->callback, &First);
     EXPECT_EQ(table.Accepted().size(), 1u);
 }
 
@@ -43,6 +44,7 @@ TEST(ASubscription, MadeTwiceIsOneWithTheNewCallback)
     table.Add({4, item, First, nullptr, false});
     table.Settle(4, true);
     table.Add({4, item, Second, &userData, false});
+    EXPECT_EQ(table.Find(4, item)->callback, &First);
     table.Settle(4, true);
     ASSERT_EQ(table.Accepted().size(), 1u);
     EXPECT_EQ(table.Find(4, item)->callback, &Second);
