@@ -1,10 +1,14 @@
 #include "tests/editing/EditingSession.h"
 
 #include "tests/support/RawPeer.h"
+#include "tests/support/wait_limits.h"
+
+#include "platform/src/deadline.h"
 
 #include <csignal>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 
 namespace {
 
@@ -40,6 +44,20 @@ std::vector<LogEntry> ParseLog(const std::string& log)
         entries.push_back(ParseEntry(line));
     }
     return entries;
+}
+
+int WaitPatiently(ChildProcess& program)
+{
+    const Deadline deadline(6 * eventDeadlineMs);
+    for (;;) {
+        try {
+            return program.WaitForExit();
+        } catch (const std::runtime_error&) {
+            if (deadline.HasPassed()) {
+                throw;
+            }
+        }
+    }
 }
 
 void EditingSession::SetUp()

@@ -16,6 +16,9 @@ struct LogEntry {
 /// level=<level> SubtitleMgrCli:<line> <text>" has level 0 and its whole line as text.
 std::vector<LogEntry> ParseLog(const std::string& log);
 
+/// Waits for the end of a program that does a lot: up to a minute. \return as WaitForExit()
+int WaitPatiently(ChildProcess& program);
+
 /// Sessions that edit regions, with everything that they leave behind: both streams, the service's
 /// journal, the client's log and its files.
 class EditingSession : public ConsoleSession {

@@ -310,6 +310,34 @@ TEST_F(TheDynamicTest, PaintsNothingForSegmentsTooLargeOneWayAndEmptyTheOther)
     EXPECT_EQ(Journal(), Lines(6, RegionDataLine(3, FirstBytes())));
 }
 
+TEST_F(TheDynamicTest, PaintsWhatFitsForEveryPairOfOddSizes)
+{
+    std::string keys;
+    std::string text;
+    std::string bytes = FirstBytes();
+    unsigned height = 12;
+    Lines journal{RegionDataLine(3, bytes)};
+    const auto expectPass = [&](unsigned width) {
+        const PatternPass pass = PaintPattern(bytes, 0, 8, width, height);
+        bytes = pass.bytes;
+        text += pass.text + DynamicTestMenu(0, 8, width, height);
+        journal.push_back(RegionDataLine(3, bytes));
+    };
+    for (const unsigned width : {0u, 1u, 640u, 641u, 4294967295u}) {
+        keys += "3\n" + std::to_string(width) + "\n";
+        text += "Enter segment width: ";
+        expectPass(width);
+        for (const unsigned newHeight : {0u, 1u, 48u, 49u, 4294967295u}) {
+            keys += "4\n" + std::to_string(newHeight) + "\n";
+            text += "Enter segment height: ";
+            height = newHeight;
+            expectPass(width);
+        }
+    }
+    ExpectTest("3", keys + "x\n", text);
+    EXPECT_EQ(Journal(), journal);
+}
+
 TEST_F(TheDynamicTest, SendsThePreviousPatternAgainWhenItPaintsNothing)
 {
     ExpectSent("1\n5\n3\n700\ns\n", {FirstBytes(5), FirstBytes(5), FirstBytes(5)});

@@ -169,6 +169,13 @@ TEST_F(AnOddFile, LikeZerosWithoutEndGivesAsManyAsTyped)
     EXPECT_EQ(LogTexts(), Lines(2, Opened("/dev/zero")));
 }
 
+TEST_F(AnOddFile, LikeADiskThatIsAlwaysFullGivesZeros)
+{
+    ExpectBetweenMenus(Load("/dev/full", "7") + "x\n", prompts);
+    EXPECT_EQ(Journal(), Lines{RegionDataLine(3, std::string(7, '\0'))});
+    EXPECT_EQ(LogTexts(), Lines{Opened("/dev/full")});
+}
+
 TEST_F(AnOddFile, LargerThanAMessageMayBeIsNotSentAndTheConsoleGoesOn)
 {
     ExpectBetweenMenus(

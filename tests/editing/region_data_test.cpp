@@ -3,11 +3,6 @@
 #include "tests/editing/EditingSession.h"
 #include "tests/support/RawPeer.h"
 #include "tests/support/build_kind.h"
-#include "tests/support/wait_limits.h"
-
-#include "platform/src/deadline.h"
-
-#include <thread>
 
 namespace {
 
@@ -220,12 +215,7 @@ TEST_F(RegionDataFromAFile, CanHaveANameOfManyMegabytes)
         File("keys", "3\n3\n" + std::string(length, 'a') + "\n5\n4\n4\nt\nx\n");
     ChildProcess client({"/bin/sh", "-c", R"(exec "$0" -i <"$1")", ClientProgram(), keys},
                         ClientSettings());
-    // So long a word takes its time on a busy machine.
-    for (const Deadline deadline(6 * eventDeadlineMs);
-         client.IsRunning() && !deadline.HasPassed();) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_EQ(WaitPatiently(client), 0);
     EXPECT_TEXT(client.Output(),
                 UnsubscribedMenu() + prompts + UnsubscribedMenu() +
                     "Enter region ID: Enter region visibility (t/f): " + UnsubscribedMenu());

@@ -122,7 +122,7 @@ private:
             {"sh", "-c", R"(cd "$0" && exec "$1" -i)", folder.Path(), ClientProgram()}, settings);
         client.Write(script.keys);
         client.CloseInput();
-        exitStatus = client.WaitForExit();
+        exitStatus = WaitPatiently(client);
         output = client.Output();
         errors = client.Errors();
         for (const LogEntry& entry : ParseLog(ReadWholeFile(logFolder / "log"))) {
