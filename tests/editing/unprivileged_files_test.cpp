@@ -22,8 +22,8 @@ protected:
     /// its own in it: the build folder may stand where that user cannot go.
     void SetUp() override
     {
-        std::filesystem::copy_file(ClientProgram(), client);
-        std::filesystem::copy_file(ServiceProgram(), serviceProgram);
+        CopyProgram(ClientProgram(), client);
+        CopyProgram(ServiceProgram(), serviceProgram);
         for (const std::string& copy : {client, serviceProgram}) {
             ASSERT_EQ(chmod(copy.c_str(), 0755), 0);
         }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
@@ -46,6 +47,21 @@ std::vector<std::string> WaitForLines(
 
 const char* ClientProgram() { return CLIENT_PROGRAM; }
 const char* ServiceProgram() { return SERVICE_PROGRAM; }
+
+void CopyProgram(const std::string& program, const std::string& path)
+{
+    std::filesystem::copy_file(program, path);
+    std::string launcher = ReadWholeFile(program);
+    if (launcher.compare(0, 2, "#!") != 0) {
+        return;
+    }
+    // The launcher of a program for another machine names that program between quotes.
+    const std::size_t begin = launcher.find('\'') + 1;
+    const std::size_t length = launcher.find('\'', begin) - begin;
+    std::filesystem::copy_file(launcher.substr(begin, length), path + ".program");
+    std::filesystem::permissions(path + ".program", std::filesystem::perms(0755));
+    WriteWholeFile(path, launcher.replace(begin, length, path + ".program"));
+}
 
 SimulatedService::SimulatedService(std::string messagingDirectory)
     : directory(std::move(messagingDirectory)), program(ServiceProgram())

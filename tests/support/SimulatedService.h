@@ -72,3 +72,7 @@ private:
 /// Where the two programs of this build are.
 const char* ClientProgram();
 const char* ServiceProgram();
+
+/// Copies one of them to \p path, for a user who cannot go where it is. Other files whose names begin
+/// with \p path may come with it.
+void CopyProgram(const std::string& program, const std::string& path);

@@ -20,7 +20,7 @@ protected:
     /// folder may stand where that user cannot go.
     void SetUp() override
     {
-        std::filesystem::copy_file(ClientProgram(), program);
+        CopyProgram(ClientProgram(), program);
         ASSERT_EQ(chmod(program.c_str(), 0755), 0);
         if (IsRoot()) {
             ASSERT_EQ(chown(home.c_str(), nobody, nobody), 0);
