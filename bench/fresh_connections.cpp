@@ -4,7 +4,6 @@
 #include "bench/services.h"
 #include "bench/table.h"
 
-#include <malloc.h>
 #include <optional>
 #include <string>
 #include <unistd.h>
@@ -70,8 +69,6 @@ Side TimeOf(Connections& connections)
 
 void MeasureFreshConnections(Table& table)
 {
-    // That many connections at once are this measure's doing: their memory, once had, is kept.
-    mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);
     const SimulatedService service;
     FreshConnections connections(service.Folder());
     RawPingPong rawStream;
