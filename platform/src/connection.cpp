@@ -81,6 +81,7 @@ int Connection::Open(Lock& lock, const Deadline& deadline)
         }
         socket = std::make_shared<Descriptor>(std::move(connected));
         input = InputBlocks();
+        held.reset();
         readLimitMs = -1;
         return RenewSubscriptions(lock, deadline);
     }
@@ -266,6 +267,12 @@ void Connection::LimitReading(int fd, int waitMs)
 
 bool Connection::Read(Lock& lock, int waitMs)
 {
+    if (held) {
+        GoOnSorting();
+        state.changed.notify_all();
+        LogComplaints(lock);
+        return true;
+    }
     std::size_t size = 0;
     unsigned char* const room = input.Room(size);
     if (!room) {
@@ -295,6 +302,19 @@ bool Connection::Read(Lock& lock, int waitMs)
     return count > 0;
 }
 
+/// What had no room is taken in any case, so that whoever waits for something behind it gets on.
+void Connection::GoOnSorting()
+{
+    ReceivedFrame frame = std::move(*held);
+    held.reset();
+    if (IsWanted(frame)) {
+        state.notifications.Push(std::move(frame));
+    }
+    Sort();
+}
+
+/// Stops at a notification that has no room. Only where a call waits for a reply, which may stand
+/// behind it, is the oldest dropped instead.
 void Connection::Sort()
 {
     ReceivedFrame frame{};
@@ -308,7 +328,14 @@ void Connection::Sort()
                 break;
             }
             if (frame.header.kind == FrameKind::Notification) {
-                TakeNotification(frame);
+                if (!IsWanted(frame)) {
+                    break;
+                }
+                if (!state.notifications.HasRoomFor(frame) && !replies.AreAwaited()) {
+                    held = std::move(frame);
+                    return;
+                }
+                state.notifications.Push(std::move(frame));
                 break;
             }
             problem = "a frame that only a client may send";
@@ -330,19 +357,18 @@ void Connection::TakeReply(const ReceivedFrame& frame)
     }
 }
 
-void Connection::TakeNotification(ReceivedFrame& frame)
+/// Whether \p frame is a whole record that somebody has subscribed to.
+bool Connection::IsWanted(const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     if (!IsWellFormed(header.messageId, frame.payload, header.length)) {
         complaints.push_back("dropped a malformed record from " + service + ": message " +
                              std::to_string(header.messageId) + " of " +
                              std::to_string(header.length) + " bytes");
-        return;
+        return false;
     }
-    if (service == state.publisher &&
-        state.subscriptions.Find(header.correlation, header.messageId)) {
-        state.notifications.Push(std::move(frame));
-    }
+    return service == state.publisher &&
+           state.subscriptions.Find(header.correlation, header.messageId) != nullptr;
 }
 
 void Connection::LogComplaints(Lock& lock)

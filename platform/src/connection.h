@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,8 +41,9 @@ public:
 
     bool IsBeingRead() const { return reading; }
 
-    /// Reads once, waiting up to \p waitMs milliseconds, -1 without limit, and sorts what came.
-    /// Only when open and not being read. \return whether bytes came
+    /// Reads once, waiting up to \p waitMs milliseconds, -1 without limit, and sorts what came; or
+    /// goes on to sort what had no room. Only when open and not being read.
+    /// \return whether there was something to sort
     bool Read(Lock& lock, int waitMs);
 
     /// Ends the connection for good: whoever waits on it is woken.
@@ -56,10 +58,10 @@ private:
     int WaitForRoom(Lock& lock, const Descriptor& target, const Deadline& deadline);
     int AwaitReply(Lock& lock, unsigned int correlation, const Deadline& deadline);
     void LimitReading(int fd, int waitMs);
+    void GoOnSorting();
     void Sort();
-    void SortFrame(ReceivedFrame& frame);
     void TakeReply(const ReceivedFrame& frame);
-    void TakeNotification(ReceivedFrame& frame);
+    bool IsWanted(const ReceivedFrame& frame);
     void LogComplaints(Lock& lock);
     void Drop();
 
@@ -70,6 +72,7 @@ private:
     bool sending = false;
     int readLimitMs = -1;  ///< SO_RCVTIMEO as it is set now; whoever reads may change it
     InputBlocks input;
+    std::optional<ReceivedFrame> held;  ///< had no room; what is behind it is not sorted yet
     ReplyTable replies;
     Deadline::Clock::time_point lastAttempt{};
     std::vector<std::string> complaints;  ///< log entries to be made once the lock is given up

@@ -8,6 +8,13 @@ namespace {
 
 constexpr std::size_t blockSize = 64 * 1024;
 
+/// The first block of a connection, most of which see nothing but a few replies: fresh memory is
+/// a good part of what a short connection costs.
+constexpr std::size_t firstBlockSize = 8 * 1024;
+
+/// Memory that a connection keeps between two frames.
+constexpr std::size_t mostKept = 2 * 1024 * 1024;
+
 /// With less room than this behind the last bytes a read would be too short to be worth it.
 constexpr std::size_t leastRoom = 4 * 1024;
 
@@ -28,7 +35,7 @@ std::size_t InputBlocks::Missing() const
 
 bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
 {
-    if (!spare || spare.use_count() > 1 || spare->capacity != capacity) {
+    if (!spare || spare.use_count() > 1 || spare->capacity < capacity) {
         try {
             spare = std::make_shared<InputBlock>(capacity);
         } catch (const std::bad_alloc&) {
@@ -39,7 +46,7 @@ bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
         std::memcpy(spare->bytes.get(), current->bytes.get() + begin, Unread());
     }
     current.swap(spare);
-    if (spare && spare->capacity > blockSize) {
+    if (spare && spare->capacity > mostKept) {
         spare.reset();  // the memory of a very large frame goes with it
     }
     end -= begin;
@@ -47,11 +54,13 @@ bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
     return true;
 }
 
+InputBlocks::InputBlocks() : usualSize(firstBlockSize) {}
+
 unsigned char* InputBlocks::Room(std::size_t& size)
 {
     const bool isIdle = begin == end;
-    if (!current || (isIdle && current->capacity > blockSize)) {
-        if (!MoveUnreadToFreshBlock(blockSize)) {
+    if (!current || (isIdle && (current->capacity > mostKept || current->capacity < usualSize))) {
+        if (!MoveUnreadToFreshBlock(usualSize)) {
             return nullptr;
         }
     }
@@ -64,7 +73,7 @@ unsigned char* InputBlocks::Room(std::size_t& size)
     }
     if (current->capacity - end < std::min(leastRoom, missing)) {
         const std::size_t wanted = Unread() + std::min(missing, Unread());
-        if (!MoveUnreadToFreshBlock(std::max(blockSize, wanted))) {
+        if (!MoveUnreadToFreshBlock(std::max(usualSize, wanted))) {
             return nullptr;
         }
     }
@@ -72,7 +81,13 @@ unsigned char* InputBlocks::Room(std::size_t& size)
     return current->bytes.get() + end;
 }
 
-void InputBlocks::Received(std::size_t count) { end += count; }
+void InputBlocks::Received(std::size_t count)
+{
+    end += count;
+    if (end == current->capacity) {
+        usualSize = blockSize;
+    }
+}
 
 InputBlocks::Cut InputBlocks::Next(ReceivedFrame& frame, const char*& problem)
 {

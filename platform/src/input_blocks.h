@@ -23,13 +23,15 @@ struct ReceivedFrame {
 /// The input side of one connection: hands out room to receive into and cuts what came into frames.
 ///
 /// Frames are not copied out. They keep their block alive; new bytes go behind them or, when there
-/// is no room left, into another block, so in step with its reader a connection uses one block of
-/// 64 KiB for ever. Only the beginning of a cut frame is ever moved. Blocks grow with the bytes
+/// is no room left, into another block, so in step with its reader a connection uses one block for
+/// ever: of 8 KiB at first, of 64 KiB once a read has filled it. Only the beginning of a cut frame is ever moved. Blocks grow with the bytes
 /// that really came, never with what a length field claims.
 ///
 /// Not synchronised; the room may be written without the lock that guards the rest.
 class InputBlocks {
 public:
+    InputBlocks();
+
     /// Room for at least one byte. \return null when there is no memory
     unsigned char* Room(std::size_t& size);
 
@@ -49,6 +51,7 @@ private:
 
     std::shared_ptr<InputBlock> current;
     std::shared_ptr<InputBlock> spare;  ///< free again once nobody else holds it
+    std::size_t usualSize;              ///< of the blocks, unless a frame needs a larger one
     std::size_t begin = 0;              ///< of the bytes not cut yet, within `current`
     std::size_t end = 0;
 };

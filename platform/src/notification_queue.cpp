@@ -18,7 +18,7 @@ ReceivedFrame NotificationQueue::PopAt(std::size_t index)
 
 void NotificationQueue::Push(ReceivedFrame&& frame)
 {
-    while (count > 0 && (count == mostFrames || bytes + SizeOf(frame) > mostBytes)) {
+    while (!HasRoomFor(frame)) {
         PopAt(0);
         ++dropped;
     }

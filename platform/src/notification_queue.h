@@ -24,6 +24,12 @@ public:
     /// Number dropped since the last call.
     unsigned int TakeDropped();
 
+    /// Whether Push() would drop nothing for \p frame.
+    bool HasRoomFor(const ReceivedFrame& frame) const
+    {
+        return count == 0 || (count < mostFrames && bytes + SizeOf(frame) <= mostBytes);
+    }
+
 private:
     static constexpr std::size_t mostFrames = 256;
     static constexpr std::size_t mostBytes = 1024 * 1024;

@@ -41,6 +41,12 @@ void ReplyTable::FailAll(int error)
     }
 }
 
+bool ReplyTable::AreAwaited() const
+{
+    return std::any_of(waiters.begin(), waiters.end(),
+                       [](const Waiter& w) { return !w.isSettled; });
+}
+
 bool ReplyTable::IsSettled(unsigned int correlation) { return Find(correlation)->isSettled; }
 
 int ReplyTable::Settle(unsigned int correlation, int error)

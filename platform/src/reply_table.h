@@ -23,6 +23,9 @@ public:
     /// Everyone who still waits fails with \p error.
     void FailAll(int error);
 
+    /// Whether any call still waits.
+    bool AreAwaited() const;
+
     bool IsSettled(unsigned int correlation);
 
     /// Ends the waiting.

@@ -180,11 +180,39 @@ TEST(AVeryLargeFrame, ArrivesWhole)
 TEST(AVeryLargeFrame, LeavesNoLargeBlockBehind)
 {
     InputBlocks input;
-    Feed(input, Frame(std::string(1024 * 1024, 'x')), 65536);
+    Feed(input, Frame(std::string(4 * 1024 * 1024, 'x')), 65536);
     ASSERT_EQ(TakeAll(input).size(), 1u);
     std::size_t room = 0;
     ASSERT_NE(input.Room(room), nullptr);
     EXPECT_LE(room, 64u * 1024);
+}
+
+TEST(ALargeFrame, LeavesItsMemoryForTheNextOne)
+{
+    InputBlocks input;
+    Feed(input, Frame(std::string(1024 * 1024, 'x')), 65536);
+    ASSERT_EQ(TakeAll(input).size(), 1u);
+    std::size_t room = 0;
+    ASSERT_NE(input.Room(room), nullptr);
+    EXPECT_GE(room, 1024u * 1024);
+}
+
+TEST(AConnectionsMemory, GrowsOnlyOnceAReadHasFilledIt)
+{
+    InputBlocks input;
+    std::size_t room = 0;
+    ASSERT_NE(input.Room(room), nullptr);
+    EXPECT_EQ(room, 8u * 1024);
+    for (int i = 0; i < 1000; ++i) {
+        Feed(input, Frame(""), 65536);
+        ASSERT_EQ(TakeAll(input).size(), 1u);
+    }
+    ASSERT_NE(input.Room(room), nullptr);
+    EXPECT_EQ(room, 8u * 1024);
+    Feed(input, Frame(std::string(8 * 1024 - 16, 'x')), 65536);
+    ASSERT_EQ(TakeAll(input).size(), 1u);
+    ASSERT_NE(input.Room(room), nullptr);
+    EXPECT_EQ(room, 64u * 1024);
 }
 
 }  // namespace

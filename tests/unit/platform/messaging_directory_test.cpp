@@ -167,9 +167,12 @@ TEST_F(TheMessagingDirectory, ConnectsToNothingButSockets)
 {
     ASSERT_EQ(directory.Open(), 0);
     WriteWholeFile(path + "/SubtitleMgr", "x");
-    EXPECT_EQ(Connect("SubtitleMgr"), ECONNREFUSED);
+    EXPECT_EQ(Connect("SubtitleMgr"), ENOTSOCK);
     ASSERT_EQ(mkdir((path + "/folder").c_str(), 0700), 0);
-    EXPECT_NE(Connect("folder"), 0);
+    EXPECT_EQ(Connect("folder"), ENOTSOCK);
+    const RawService service("SubtitleMgr.real");
+    ASSERT_EQ(symlink("SubtitleMgr.real", (path + "/link").c_str()), 0);
+    EXPECT_EQ(Connect("link"), ENOTSOCK);
 }
 
 TEST_F(TheMessagingDirectory, MayHaveAPathOfAnyLengthAndNamesUpToAFileNamesLength)
@@ -185,6 +188,17 @@ TEST_F(TheMessagingDirectory, MayHaveAPathOfAnyLengthAndNamesUpToAFileNamesLengt
         EXPECT_EQ(Connect("SubtitleMgr"), 0) << length;
     }
     ASSERT_EQ(chdir("/"), 0);
+}
+
+/// There is room for `/proc/self/fd/`, the folder's number, `/` and the name in 107 bytes.
+TEST_F(TheMessagingDirectory, RefusesASocketWhoseNameDoesNotFitAnAddress)
+{
+    ASSERT_EQ(directory.Open(), 0);
+    const std::string longName(92, 'n');
+    ASSERT_EQ(chdir(path.c_str()), 0);
+    const RawService service(longName);
+    ASSERT_EQ(chdir("/"), 0);
+    EXPECT_EQ(Connect(longName), ENAMETOOLONG);
 }
 
 TEST_F(TheMessagingDirectory, GivesUpOnAServiceThatTakesNobody)
