@@ -11,12 +11,23 @@ constexpr int sendBufferSize = 1024 * 1024;
 
 constexpr unsigned int maxPieces = 64;
 
+ssize_t SendPieces(int fd, iovec* pieces, std::size_t count)
+{
+    constexpr int flags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    if (count == 1) {
+        return send(fd, pieces[0].iov_base, pieces[0].iov_len, flags);
+    }
+    msghdr message{};
+    message.msg_iov = pieces;
+    message.msg_iovlen = count;
+    return sendmsg(fd, &message, flags);
+}
+
 }  // namespace
 
 Peer::Peer(Descriptor connected, unsigned int peerNumber)
     : number(peerNumber), fd(std::move(connected))
 {
-    setsockopt(fd.Get(), SOL_SOCKET, SO_SNDBUF, &sendBufferSize, sizeof sendBufferSize);
 }
 
 Peer::Arrival Peer::Receive(unsigned char* buffer, std::size_t size)
@@ -33,16 +44,22 @@ Peer::Arrival Peer::Receive(unsigned char* buffer, std::size_t size)
     return received < 0 && errno == EAGAIN ? Arrival::NothingNow : Arrival::End;
 }
 
+void Peer::PrepareForNotifications()
+{
+    if (!hasLargeBuffer) {
+        hasLargeBuffer = true;
+        setsockopt(fd.Get(), SOL_SOCKET, SO_SNDBUF, &sendBufferSize, sizeof sendBufferSize);
+    }
+}
+
 void Peer::Flush()
 {
     blocked = false;
     while (!backlog.IsEmpty()) {
         iovec pieces[maxPieces];
         std::size_t total = 0;
-        msghdr message{};
-        message.msg_iov = pieces;
-        message.msg_iovlen = backlog.Gather(pieces, maxPieces, total);
-        const ssize_t sent = sendmsg(fd.Get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+        const std::size_t count = backlog.Gather(pieces, maxPieces, total);
+        const ssize_t sent = SendPieces(fd.Get(), pieces, count);
         if (sent < 0 && errno == EINTR) {
             continue;
         }

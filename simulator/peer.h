@@ -23,6 +23,9 @@ public:
     /// Reads once, into \p buffer, and offers what arrived to Input().
     Arrival Receive(unsigned char* buffer, std::size_t size);
 
+    /// Gives the socket a large buffer, which replies do not need.
+    void PrepareForNotifications();
+
     /// Sends as much of the backlog as the socket takes.
     void Flush();
 
@@ -54,6 +57,7 @@ public:
 
 private:
     Descriptor fd;
+    bool hasLargeBuffer = false;
     bool blocked = false;  ///< the socket is full
     bool dead = false;     ///< the peer reads no more
 };

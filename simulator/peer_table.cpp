@@ -18,13 +18,15 @@ PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage)
 {
 }
 
-void PeerTable::Admit(Descriptor connected)
+Peer* PeerTable::Admit(Descriptor connected)
 {
     auto peer = std::make_unique<Peer>(std::move(connected), ++lastNumber);
-    if (poller.Add(peer->Fd(), EPOLLIN, peer.get())) {
-        peer->watchedEvents = EPOLLIN;
-        peers.push_back(std::move(peer));
+    if (!poller.Add(peer->Fd(), EPOLLIN, peer.get())) {
+        return nullptr;
     }
+    peer->watchedEvents = EPOLLIN;
+    peers.push_back(std::move(peer));
+    return peers.back().get();
 }
 
 void PeerTable::StopReading() { reads = false; }
@@ -195,6 +197,7 @@ void PeerTable::Queue(Peer& peer, const SharedFrame& frame)
     if (!peer.isStalled && !peer.backlog.HasRoomFor(1, frame->size())) {
         Flush(peer);
     }
+    peer.PrepareForNotifications();
     const unsigned int dropped = peer.backlog.AddNotification(frame);
     if (dropped > 0) {
         if (!peer.isInTrouble) {

@@ -25,7 +25,8 @@ public:
     bool IsFull() const { return peers.size() >= maxPeers; }
 
     /// Takes in a client; the peer is the tag of its descriptor.
-    void Admit(Descriptor connected);
+    /// \return the peer, or null when it could not be watched
+    Peer* Admit(Descriptor connected);
 
     /// Reads no peer's requests any more: only what is queued still goes out.
     void StopReading();

@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::size_t receiveBufferSize = 64 * 1024;
 constexpr unsigned int framesPerTurn = 64;
-constexpr unsigned int acceptsPerTurn = 64;
 constexpr int lastFlushMs = 1000;
 
 /// The sooner of two waits in milliseconds, -1 being for ever.
@@ -69,7 +68,7 @@ void Server::Turn(int waitMs)
         if (tag == &signals) {
             ending = true;
         } else if (tag == &acceptor) {
-            AcceptPeers();
+            AcceptPeer();
         } else {
             OnPeer(*static_cast<Peer*>(tag), events[i].events);
         }
@@ -91,19 +90,21 @@ int Server::NextWaitMs(int playerMs) const
     return Sooner(playerMs, Sooner(acceptor.PauseMs(), peers.NextLookMs()));
 }
 
-void Server::AcceptPeers()
+/// One at a time: asking once more whether there is another one costs as much as taking one in.
+void Server::AcceptPeer()
 {
-    for (unsigned int accepted = 0; accepted < acceptsPerTurn; ++accepted) {
-        if (peers.IsFull()) {
-            Say("there are as many clients as can be served; more have to wait");
-            acceptor.PauseUntilResumed();
-            return;
-        }
-        Descriptor connected = acceptor.Next();
-        if (!connected) {
-            return;
-        }
-        peers.Admit(std::move(connected));
+    if (peers.IsFull()) {
+        Say("there are as many clients as can be served; more have to wait");
+        acceptor.PauseUntilResumed();
+        return;
+    }
+    Descriptor connected = acceptor.Next();
+    if (!connected) {
+        return;
+    }
+    Peer* const peer = peers.Admit(std::move(connected));
+    if (peer) {
+        TakeTurn(*peer);  // who connects has something to say, mostly at once
     }
 }
 

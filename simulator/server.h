@@ -31,7 +31,7 @@ public:
 
 private:
     void Turn(int waitMs);
-    void AcceptPeers();
+    void AcceptPeer();
     void OnPeer(Peer& peer, unsigned int events);
     void TakeTurn(Peer& peer);
     bool Receive(Peer& peer);
