@@ -52,9 +52,10 @@ void MeasureTestPattern(Table& table)
     RegionDataItem item;
     std::vector<unsigned char> pixels(width * height);
     const Side ours = MeanTime([&] { client.GenerateTestPattern(item, 0, 1, 1, 1); });
-    table.AddTime("test pattern of 1 x 1 segments", "the same fill, nothing printed",
+    table.AddTime("test pattern of 1 x 1 segments", "the fill, nothing printed",
                   ComparePairs(MeanTime([&] { FillPlainly(pixels); }), ours));
-    table.AddTime("", "the same text, nothing filled", ComparePairs(MeanTime(PrintPlainly), ours));
+    table.AddTime("  the same", "the text, nothing filled",
+                  ComparePairs(MeanTime(PrintPlainly), ours));
 }
 
 void MeasurePalette(Table& table)

@@ -2,7 +2,7 @@
 
 namespace {
 
-constexpr char rowFormat[] = "%-46s %11s  %-26s %11s  %6s  %-13s %7s %7s  %s\n";
+constexpr char rowFormat[] = "%-46s %11s  %-28s %11s  %6s  %-14s %7s %7s  %s\n";
 constexpr char growthFormat[] = "  %-20s %11s  %-16s %16s %16s\n";
 
 std::string Fixed(double value, int decimals)
