@@ -17,7 +17,7 @@ for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk_interface
     cp -R "$root/$part" "$scratch/tree/$part"
 done
 cmake -S "$scratch/tree" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
-    -DSubtitleSdk_DIR="$scratch/sdk" "$@"
+    -DSubtitleSdk_DIR="$scratch/sdk" -DCMAKE_INSTALL_RPATH="$scratch/sdk/lib" "$@"
 cmake --build "$scratch/build" --target SubtitleMgrCli sdk_interface
 
 # Not from the tree that the copy was made of either.
@@ -26,7 +26,8 @@ if ninja -C "$scratch/build" -t deps | grep -E "$root/(platform|simulator)/"; th
     exit 1
 fi
 
-client=$(find "$scratch/build" -name SubtitleMgrCli -type f)
+cmake --install "$scratch/build" --component cli --prefix "$scratch/root" --strip
+client=$scratch/root/bin/SubtitleMgrCli
 run() {
     # shellcheck disable=SC2086  # a list of words
     $emulator "$client" "$@"
