@@ -1,0 +1,542 @@
+"""An independent model of the client: what it prints, sends, logs and saves for what is typed.
+
+Written from the published texts of the console by somebody who did not know the program's sources.
+"""
+
+from console_input import ConsoleInput
+from traffic import Traffic
+
+SERVICE_PROCESS_PING = 15105
+PING_REPLY = 15106
+QUIT = 15104
+REGION_DATA_ITEM = 15129
+VISIBILITY_ITEM = 15132
+PALETTE_ITEM = 15133
+
+USAGE = b"""Usage: SubtitleMgrCli
+       [-h] or [--help] or [--usage] Shows help
+       [-p] or [--ping] Pings the SubtitleMgr process
+       [-q] or [--quit] Tells the SubtitleMgr to exit
+       [-l] or [--loglevel] Changes the log level through a menu
+       [-s] or [--setloglevel] Changes the log level
+       [-c] or [--config] Create tsApp config file
+       [-i] or [--interactive] Interactively control subtitle regions
+
+"""
+
+MAIN_MENU = b"""
+Choose an option:
+1) Subscribe for subtitles                 (currently %s)
+2) Unsubscribe for subtitles
+3) Modify Region Data
+4) Modify Region Visibility
+5) Modify Palette Data
+6) Invert Region Data
+7) Run dynamic test
+8) Send sensor changes
+r) Refresh all subtitles
+s) View statistics
+x) Exit
+
+"""
+
+DYNAMIC_MENU = b"""
+Choose an option:
+1) Set pixel start value (currently %d)
+2) Set pixel incr value  (currently %d)
+3) Set segment width     (currently %d)
+4) Set segment height    (currently %d)
+5) Add/remove shapes     (currently %s)
+s) step up initial color value
+x) Exit
+
+"""
+
+SENSOR_MENU = b"""
+Choose an sensor option:
+1) Brakes ON
+2) Brakes OFF
+3) Mics ON
+4) Mics OFF
+5) Lights ON
+6) Lights OFF
+7) Siren ON
+8) Siren OFF
+9) Aux ON
+0) Aux OFF
+n) Crash ON
+m) Crash OFF
+c) Clear statistics
+s) View statistics
+x) Exit
+
+"""
+
+SENSORS = {
+    b"1": (0, True), b"2": (0, False), b"3": (5, True), b"4": (5, False),
+    b"5": (1, True), b"6": (1, False), b"7": (2, True), b"8": (2, False),
+    b"9": (3, True), b"0": (3, False), b"n": (4, True), b"m": (4, False),
+}
+
+LINE_WIDTH = 640
+LINES = 48
+TABLE_SIZE = 1024
+
+READ_PREFIX = b"SubtitleRegion::UpdateRegionFile() - "
+
+
+class Enough(Exception):
+    """The session repeats itself, and what it does has been seen."""
+
+
+def means_yes(word):
+    """Whether an answer is a yes."""
+    # Letters of ASCII alone have two cases.
+    return word.lower() in (b"t", b"true", b"y", b"yes", b"on", b"1")
+
+
+def divided(value, by):
+    """A quotient without its fraction, also below 0."""
+    return value // by if value >= 0 else -(-value // by)
+
+
+def to_ycbcr(table):
+    """A table of blue, green, red and a fourth byte with Y, Cb and Cr instead."""
+    converted = bytearray(table)
+    for at in range(0, len(table) // 4 * 4, 4):
+        blue, green, red = table[at : at + 3]
+        converted[at] = ((3176 * blue + 16425 * green + 8432 * red) >> 15) + 16
+        converted[at + 1] = divided(14345 * blue - 9527 * green - 4818 * red, 32768) + 128
+        converted[at + 2] = divided(-2300 * blue - 12045 * green + 14345 * red, 32768) + 128
+    return bytes(converted)
+
+
+class Pattern:
+    """The picture of the dynamic test; painting over it keeps what the segments leave free."""
+
+    def __init__(self):
+        self.pixels = bytearray(LINE_WIDTH * LINES)
+
+    def paint(self, start, step, width, height):
+        """Paints a grid. Returns its heading and the line of offsets, without its line ends."""
+        # Segments of no size make no grid.
+        rows = LINES // height if height else 0
+        columns = LINE_WIDTH // width if width else 0
+        heading = b"Generating test pattern: %d rows by %d columns,  %d colors\n\n" % (
+            rows, columns, rows * columns)
+        offsets = []
+        for row in range(rows if columns else 0):
+            top = row * height * LINE_WIDTH
+            line = bytearray(self.pixels[top : top + LINE_WIDTH])
+            for column in range(columns):
+                left = column * width
+                offsets.append(top + left)
+                value = (start + (row * columns + column) * step) % 256
+                line[left : left + width] = bytes([value]) * width
+            covered = columns * width
+            for y in range(height):
+                at = top + y * LINE_WIDTH
+                self.pixels[at : at + covered] = line[:covered]
+        return heading, b"".join(b"  %d" % offset for offset in offsets)
+
+
+class Console:
+    """One run of the client.
+
+    The platform answers the calls and brings notifications; see platforms.py.
+    """
+
+    def __init__(self, keys, platform, files, has_huge_buffers, more):
+        self.input = ConsoleInput(keys)
+        self.platform = platform
+        self.files = files
+        self.has_huge_buffers = has_huge_buffers
+        self.more = more
+
+        self.output = []
+        self.written = 0
+        self.flushed = 0  # at least so much of the output has left the client
+        self.errors = []  # (text, bytes of output before it)
+        self.log = []  # (level, kind of entry, its text, bytes of output before it)
+        self.repeats_from = None  # output before the first read that got nothing
+        self.ended = False
+
+        self.subscribed = False
+        self.server = platform.service_name
+        self.traffic = Traffic()
+        platform.console = self
+
+    # The frame
+
+    def run(self, options):
+        """Plays the options: (value, argument) each, as the option parser returns them."""
+        try:
+            self._run(options)
+            self.ended = True
+        except Enough:
+            pass
+
+    def _run(self, options):
+        connected = self.platform.init()
+        if not connected:
+            self.complain(b"Error initializing the connection\n")
+        self.platform.starts(1 if connected else 2)
+        for option, argument in options:
+            result = self.option(option, argument)
+            self.platform.option_done(option, result)
+            if result == 2 and self.platform.stops_after_mistakes:
+                break
+        self.platform.ends()
+
+    def option(self, option, argument):
+        """Carries one option out. Returns its result code."""
+        if option == "c":
+            return 1
+        if option == "e":
+            self.server = argument + "/" + self.server
+            return 1
+        if option == "i":
+            return self.main_console()
+        if option == "l":
+            return self.platform.handle_log_level()
+        if option == "p":
+            self.ping()
+            return 3
+        if option == "q":
+            self.quit()
+            return 3
+        if option == "s":
+            return self.platform.set_log_level(self.level_of(argument)) + 2
+        self.line(USAGE)
+        return 2
+
+    @staticmethod
+    def level_of(argument):
+        """The number that an argument begins with."""
+        words = ConsoleInput(argument.encode())
+        return words.number(0)
+
+    def ping(self):
+        """Option -p."""
+        self.line(b"Let's Ping\n")
+        if not self.platform.allocate(SERVICE_PROCESS_PING):
+            self.complain(b"Error allocating request\n")
+        elif not self.platform.request(self.server, SERVICE_PROCESS_PING, PING_REPLY):
+            self.complain(b"Error running ping\n")
+        else:
+            self.line(b"Successful Ping\n")
+
+    def quit(self):
+        """Option -q and key k."""
+        self.complain(b"Shut down Requested\n")
+        if not self.platform.allocate(QUIT):
+            self.complain(b"Error allocating request\n")
+        elif not self.platform.notify(self.server, QUIT):
+            self.complain(b"Error running quit\n")
+        else:
+            self.line(b"Quit issued\n")
+
+    # The main console
+
+    def main_console(self):
+        """Option -i."""
+        actions = {
+            b"1": self.subscribe, b"2": self.unsubscribe, b"3": self.region_data,
+            b"4": self.visibility, b"5": self.palette, b"6": self.invert,
+            b"7": self.dynamic_test, b"8": self.sensor_test, b"r": self.refresh,
+            b"s": self.show_traffic, b"c": self.traffic.clear, b"k": self.quit,
+        }
+        key = b"\0"
+        while True:
+            self.line(MAIN_MENU % (b"subscribed" if self.subscribed else b"unsubscribed"))
+            key = self.key(key)
+            if key in (b"x", b"q"):
+                return 3
+            actions.get(key, self.discard)()
+
+    def subscribe(self):
+        """Key 1."""
+        self.line(b"Subscribing...\n")
+        self.put(b"Subscribing for RegionData")
+        for number in (2, 3, 4, 12):
+            self.mark(self.platform.subscribe(number, REGION_DATA_ITEM, "RegionDataItem"))
+        self.put(b"Subscribing for RegionVisibility")
+        self.mark(self.platform.subscribe(6, VISIBILITY_ITEM, "RegionVisItem"))
+        self.put(b"Subscribing for PaletteUpdate")
+        self.mark(self.platform.subscribe(10, PALETTE_ITEM, "PaletteItem"))
+        self.subscribed = True
+
+    def mark(self, succeeded):
+        """What follows a call whose outcome is shown."""
+        if succeeded:
+            self.line(b"\n")
+        else:
+            self.put(b"  ERROR")
+
+    def unsubscribe(self):
+        """Key 2."""
+        self.subscribed = False
+        self.platform.pause(20000)
+        self.line(b"Unsubscribing...\n")
+        # The formats were subscribed one by one, and one number ends them all.
+        for number in (1, 6, 10):
+            self.platform.unsubscribe(number)
+
+    def invert(self):
+        """Key 6."""
+        self.put(b"Enter region ID: ")
+        region = self.number(0)
+        self.discard()
+        self.platform.invert(region)
+
+    def refresh(self):
+        """Key r."""
+        before = self.subscribed
+        self.subscribed = False
+        self.platform.pause(20000)
+        self.line(b"Sending RefreshRegions\n")
+        self.mark(self.platform.refresh())
+        self.subscribed = before
+
+    def show_traffic(self):
+        """Key s."""
+        self.line(self.traffic.report())
+
+    def region_data(self):
+        """Key 3."""
+        self.put(b"Enter region ID: ")
+        region = self.number(0)
+        self.put(b"Enter filename:  ")
+        path = self.word()
+        self.put(b"Enter file size: ")
+        size = self.number(0)
+        self.discard()
+        data = self.read_file(path, size)
+        if data is None:
+            data = self.platform.new_data
+        self.platform.set_region_data(region % 256, data)
+
+    def visibility(self):
+        """Key 4."""
+        self.put(b"Enter region ID: ")
+        region = self.number(0)
+        self.put(b"Enter region visibility (t/f): ")
+        answer = self.word()
+        self.discard()
+        self.platform.set_visibility(region % 256, means_yes(answer))
+
+    def palette(self):
+        """Key 5."""
+        self.put(b"Enter region ID:   ")
+        region = self.number(0)
+        self.put(b"Enter filename:    ")
+        path = self.word()
+        self.put(b"RGB palette (t/f): ")
+        is_rgb = means_yes(self.word())
+        table = self.read_file(path, TABLE_SIZE) or b""
+        if is_rgb:
+            table = self.rgb_palette(path, table)
+            code, fill = 1, False
+        else:
+            self.put(b"Background code:   ")
+            code = self.number(0) % 256
+            self.put(b"Region Fill (t/f): ")
+            fill = means_yes(self.word())
+        self.discard()
+        self.platform.set_palette(region % 256, code, fill, table)
+
+    def rgb_palette(self, path, table):
+        """Converts a table, marks the transparent entry and saves it. Returns it."""
+        self.line(b"Converting palette of size %d...Done\n" % (len(table) // 4 * 4))
+        table = to_ycbcr(table)
+        self.line(b"\n")
+        self.put(b"Transparent pixel? (t/f): ")
+        if means_yes(self.word()):
+            self.put(b"Transparent pixel value:   ")
+            value = self.number(0)
+            if value > 255:
+                self.line(b"\nERROR: pixel value out of range\n\n")
+            elif value * 4 < len(table):
+                table = table[: value * 4] + b"\0" + table[value * 4 + 1 :]
+        self.write_file(path + b".out", table)
+        return table
+
+    # Files
+
+    def read_file(self, path, size):
+        """The first bytes of a file; None when it does not have so many."""
+        found = self.files.read(path, size)
+        if found is None:
+            self.entry(2, "open", READ_PREFIX + b"Error opening file " + path)
+            return None
+        self.entry(8, "opened", READ_PREFIX + b"Successfully opened file " + path)
+        if size > 0x7FFFFFFF and not self.has_huge_buffers:
+            found = b""
+        if len(found) < size:
+            text = b"Error reading file ( %d of %d )" % (len(found), size)
+            self.entry(2, "read", READ_PREFIX + text)
+            return None
+        return found
+
+    def write_file(self, path, content):
+        """Saves a table."""
+        if len(content) < TABLE_SIZE:
+            # Nothing is saved of a table that is not whole, and what was saved before stays.
+            self.short_write("write nothing", 0)
+            return
+        count = self.files.write(path, content)
+        if count is None:
+            self.entry(2, "open output", b"Error opening output file " + path)
+            return
+        self.entry(8, "opened output", b"Successfully opened output file " + path)
+        if count < TABLE_SIZE:
+            self.short_write("write", count)
+
+    def short_write(self, kind, count):
+        """Notes that a table was not saved as a whole."""
+        self.entry(2, kind, b"Error writing output file ( %d of %d )" % (count, TABLE_SIZE))
+
+    # Sub-consoles
+
+    def dynamic_test(self):
+        """Key 7."""
+        pattern = Pattern()
+        start, step, width, height, shapes = 0, 8, 80, 12, False
+        typed_start = typed_step = 0
+        self.put(b"Enter region ID: ")
+        region = self.number(0) % 256
+        self.send_pattern(region, pattern, start, step, width, height)
+        key = b"\0"
+        while True:
+            self.line(DYNAMIC_MENU % (start, step, width, height, b"on" if shapes else b"off"))
+            key = self.key(key)
+            if key in (b"x", b"q"):
+                return
+            if key == b"1":
+                self.put(b"Enter pixel start value: ")
+                typed_start = self.number(typed_start)
+                start = typed_start % 256
+            elif key == b"2":
+                self.put(b"Enter pixel increment value: ")
+                typed_step = self.number(typed_step)
+                step = typed_step % 256
+            elif key == b"3":
+                self.put(b"Enter segment width: ")
+                width = self.number(width)
+            elif key == b"4":
+                self.put(b"Enter segment height: ")
+                height = self.number(height)
+            elif key == b"5":
+                shapes = not shapes
+            elif key == b"s":
+                start = (start + 1) % 256
+            else:
+                self.discard()
+            self.send_pattern(region, pattern, start, step, width, height)
+
+    def send_pattern(self, region, pattern, start, step, width, height):
+        """Paints and sends; shapes are never drawn, on or off."""
+        heading, offsets = pattern.paint(start, step, width, height)
+        self.line(heading)
+        self.put(offsets)
+        self.line(b"\n\n")
+        self.platform.set_region_data(region, bytes(pattern.pixels))
+
+    def sensor_test(self):
+        """Key 8."""
+        sensor, on = 0, False
+        key = b"\0"
+        while True:
+            self.line(SENSOR_MENU)
+            key = self.key(key)
+            if key in SENSORS:
+                sensor, on = SENSORS[key]
+            elif key == b"c":
+                self.traffic.clear()
+            elif key == b"s":
+                self.show_traffic()
+            elif key not in (b"x", b"q"):
+                self.discard()
+            if self.platform.sensor(sensor, on):
+                self.line(b"Sent sensor =%d  %s\n" % (sensor, b"ON" if on else b"OFF"))
+            else:
+                self.complain(b"Error Sending sensor\n")
+            if key in (b"x", b"q"):
+                return
+
+    # Notifications
+
+    def data_arrives(self, region, form, size, data):
+        """A bitmap was published."""
+        text = self.traffic.add_data(region, form, size)
+        if text:
+            self.line(text)
+        if form != 2:
+            return
+        for value in data:
+            if value > 3:
+                self.put(b"Unexpected subtitle data value: 0x%02x\n" % value)
+        counts = tuple(data.count(value) for value in range(4))
+        self.put(b"CLI: Process region %2d (2):  0=%5d   1=%5d   2=%5d   3=%5d\n"
+                 % ((region,) + counts))
+
+    def visibility_arrives(self, region, visible):
+        """A region was shown or hidden."""
+        self.line(self.traffic.add_visibility(region) + b"\n\n*** RegionVisi:  %d  %s\n\n"
+                  % (region, b"visible" if visible else b"NOT visible"))
+
+    def palette_arrives(self, region, code, fill, table):
+        """A palette was published."""
+        shown = b"  [0x%02x,...,0x%02x]" % (table[0], table[-1]) if table else b"[empty]"
+        self.line(b"*** PalettData:  %d%s  (%d)  (%s, %x)\n\n"
+                  % (region, shown, len(table), b"Fill" if fill else b"NoFill", code))
+
+    # Streams
+
+    def put(self, text):
+        """Prints on standard output."""
+        if self.repeats_from is not None and self.written > self.repeats_from + self.more:
+            raise Enough
+        self.output.append(text)
+        self.written += len(text)
+
+    def line(self, text):
+        """Prints text whose last line end is followed by a flush."""
+        self.put(text)
+        self.flushed = self.written
+
+    def complain(self, text):
+        """Prints on standard error."""
+        self.errors.append((text, self.written))
+
+    def entry(self, level, kind, text):
+        """Makes a log entry."""
+        self.log.append((level, kind, text, self.written))
+
+    def key(self, before):
+        """Reads a menu choice."""
+        key = self.input.key(before)
+        self.note_failure()
+        return key
+
+    def number(self, before):
+        """Reads a number."""
+        number = self.input.number(before)
+        self.note_failure()
+        return number
+
+    def word(self):
+        """Reads a file name or an answer."""
+        word = self.input.word()
+        self.note_failure()
+        return word
+
+    def discard(self):
+        """Drops one byte."""
+        self.input.discard()
+        self.note_failure()
+
+    def note_failure(self):
+        """From the first read that got nothing on, a session repeats itself."""
+        if self.input.failed and self.repeats_from is None:
+            self.repeats_from = self.written

@@ -1,0 +1,191 @@
+"""Runs sessions of the real client, and the services that some of them talk to."""
+
+import json
+import os
+import shutil
+import struct
+import subprocess
+import tempfile
+import time
+from dataclasses import dataclass
+
+import session_files
+
+FAULTS = ("refuse-subscribe", "refuse-refresh", "refuse-sensor", "hang-up")
+
+
+@dataclass
+class Result:
+    """What came of a session."""
+
+    status: int  # exit status, or the signal that ended it below 0
+    output: bytes
+    errors: bytes
+    journal: list
+    log: list  # (level, text with the line number)
+
+
+class SessionServer:
+    """A process that runs sessions one after the other; see session_server.h."""
+
+    def __init__(self, command):
+        orders, self.orders = os.pipe()
+        self.results, results = os.pipe()
+
+        def place():
+            # Above both first, so that neither takes the other's place.
+            first, second = os.dup(orders), os.dup(results)
+            os.dup2(first, 3)
+            os.dup2(second, 4)
+
+        environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "LOCKSTEP_SERVER": "1"}
+        environment.update({name: value for name, value in os.environ.items()
+                            if name.endswith("SAN_OPTIONS")})
+        # pylint: disable=consider-using-with,subprocess-popen-preexec-fn
+        self.process = subprocess.Popen(command, env=environment, pass_fds=(3, 4),
+                                        preexec_fn=place)
+        os.close(orders)
+        os.close(results)
+        self.reader = os.fdopen(self.results, "rb")
+
+    def run(self, parts):
+        """Runs one order. Returns the parts of its result."""
+        order = struct.pack(">I", len(parts))
+        order += b"".join(struct.pack(">I", len(part)) + part for part in parts)
+        while order:
+            order = order[os.write(self.orders, order):]
+        count, = struct.unpack(">I", self._read(4))
+        return [self._read(struct.unpack(">I", self._read(4))[0]) for _ in range(count)]
+
+    def _read(self, length):
+        data = self.reader.read(length)
+        if len(data) < length:
+            raise RuntimeError("the server of sessions is gone")
+        return data
+
+    def close(self):
+        """Ends the server."""
+        os.close(self.orders)
+        self.reader.close()
+        self.process.wait()
+
+
+class Service:
+    """A simulated service and the messaging directory that it is reached in."""
+
+    def __init__(self, program, kind, folder):
+        self.directory = os.path.join(folder, "linx-" + kind)
+        self.journal = os.path.join(folder, "journal-" + kind)
+        self.seen = 0
+        self.process = None
+        os.mkdir(self.directory, 0o700)
+        if kind == "missing":
+            return
+        command = [*program, "--quiet", "--journal", self.journal]
+        if kind in FAULTS:
+            command += ["--fault", kind]
+        # pylint: disable=consider-using-with
+        self.process = subprocess.Popen(command, env={**os.environ, "LINX_DIR": self.directory},
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.DEVNULL)
+        if self.process.stdout.readline() != b"ready\n":
+            raise RuntimeError("the service does not start")
+
+    def requests(self):
+        """The requests since the last time."""
+        if not self.process:
+            return []
+        with open(self.journal, "rb") as file:
+            file.seek(self.seen)
+            text = file.read()
+        self.seen += len(text)
+        return [json.loads(line) for line in text.splitlines()]
+
+    def close(self):
+        """Ends the service."""
+        if self.process:
+            self.process.terminate()
+            self.process.wait()
+            self.process.stdout.close()
+
+
+class Executor:
+    """Runs any session, in a folder of its own with the files that sessions find."""
+
+    def __init__(self, programs, emulator, seconds):
+        self.emulator = emulator
+        self.programs = os.path.abspath(programs)
+        self.seconds = seconds
+        self.root = tempfile.mkdtemp(prefix="sessions.")
+        self.folder = os.path.join(self.root, "folder")
+        self.log = os.path.join(self.root, "log")
+        self.prepare_folder()
+        self.lockstep = self.runner = None
+        self.services = {}
+
+    def program(self, name):
+        """The command that starts a program of the build."""
+        return [*self.emulator, os.path.join(self.programs, name)]
+
+    def prepare_folder(self):
+        """Makes the folder as sessions find it."""
+        shutil.rmtree(self.folder, ignore_errors=True)
+        os.mkdir(self.folder)
+        session_files.make_folder(self.folder)
+
+    def run(self, session, limit):
+        """Runs a session whose output is cut at a limit."""
+        if session.service:
+            return self._run_with_service(session, limit)
+        if not self.lockstep:
+            self.lockstep = SessionServer(self.program("SubtitleMgrCliLockstep"))
+        parts = self.lockstep.run(self._order(session, limit, session.script.text(), b""))
+        log = []
+        for line in parts[4].splitlines():
+            _, level, process, text = line.split(b" ", 3)
+            log.append((int(level), text if process == b"SubtitleMgrCli" else line))
+        return Result(self._status(parts), parts[1], parts[2], parts[3].decode().splitlines(), log)
+
+    def _order(self, session, limit, script, environment):
+        words = [os.fsencode(word) for word in ["SubtitleMgrCli", *session.words]]
+        numbers = [b"%d" % limit, b"%d" % self.seconds]
+        return [self.folder.encode(), *numbers, script, session.keys, environment, *words]
+
+    @staticmethod
+    def _status(parts):
+        return os.waitstatus_to_exitcode(int(parts[0]))
+
+    def _run_with_service(self, session, limit):
+        if not self.runner:
+            runner = os.path.join(self.programs, "session_runner")
+            self.runner = SessionServer([*self.emulator, runner, *self.program("SubtitleMgrCli")])
+        service = self._service(session.service)
+        environment = "LINX_DIR=%s\0SUBTITLE_LOG=%s" % (service.directory, self.log)
+        parts = self.runner.run(self._order(session, limit, b"", environment.encode()))
+        return Result(self._status(parts), parts[1], parts[2], service.requests(),
+                      self._take_log())
+
+    def _service(self, kind):
+        if kind not in self.services:
+            program = self.program("SubtitleMgrSim")
+            self.services[kind] = Service(program, kind, self.root)
+        return self.services[kind]
+
+    def _take_log(self):
+        """The client's entries; those of the messaging library have no level."""
+        entries = []
+        if os.path.exists(self.log):
+            with open(self.log, "rb") as file:
+                for line in file.read().splitlines():
+                    level, text = line.split(b" level=", 1)[1].split(b" ", 1)
+                    if level != b"0":
+                        entries.append((int(level), text))
+            os.remove(self.log)
+        return entries
+
+    def close(self):
+        """Ends all processes and removes all files."""
+        for server in (self.lockstep, self.runner, *self.services.values()):
+            if server:
+                server.close()
+        shutil.rmtree(self.root, ignore_errors=True)

@@ -1,0 +1,63 @@
+"""The traffic statistics: counters per region and format, and the report of them."""
+
+REGIONS = 14
+FORMATS = 4
+MASK = 0xFFFFFFFF
+
+HEADER = (
+    b"\n\n"
+    + b" " * 25 + b"Msgs" + b" " * 37 + b"Bytes    \n"
+    + b" " * 11 + b"-" * 35 + b"   " + b"-" * 39 + b"\n"
+    + b"  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = \n\n"
+)
+
+
+def share(part, whole):
+    """A part of the whole in percent, as a stream shows it, also where there is no whole."""
+    if whole:
+        return "%.1f" % (float(part) / float(whole) * 100)
+    return "inf" if part else "nan"
+
+
+class Traffic:
+    """What has been counted since the start or the last time it was cleared."""
+
+    def __init__(self):
+        self.clear()
+
+    def clear(self):
+        """Sets every counter back."""
+        self.messages = [[0] * FORMATS for _ in range(REGIONS)]
+        self.sizes = [[0] * FORMATS for _ in range(REGIONS)]
+
+    def add_data(self, region, form, size):
+        """Counts a bitmap. Returns what is printed about it."""
+        if region > REGIONS:
+            return b"AddRegionData: regionId out of range: " + bytes([region]) + b"\n"
+        if region == 0:
+            return b""
+        if form >= FORMATS:
+            return b"AddRegionData: subtitleFormat out of range: " + bytes([form]) + b"\n"
+        self.messages[region - 1][form] = (self.messages[region - 1][form] + 1) & MASK
+        self.sizes[region - 1][form] = (self.sizes[region - 1][form] + size) & MASK
+        return b""
+
+    @staticmethod
+    def add_visibility(region):
+        """Counts nothing. Returns what is printed about it."""
+        if region > REGIONS:
+            return b"AddRegionVis: regionId out of range: " + bytes([region]) + b"\n"
+        return b""
+
+    def report(self):
+        """The whole table."""
+        whole = sum(sum(sizes[:3]) for sizes in self.sizes) & MASK
+        rows = [self._row(region, whole) for region in range(REGIONS)]
+        return HEADER + "".join(rows).encode() + b"\n\n"
+
+    def _row(self, region, whole):
+        messages = self.messages[region][:3]
+        sizes = self.sizes[region][:3]
+        size = sum(sizes) & MASK
+        return "  %2d   F   %6d + %6d + %6d = %6d   %8d + %8d + %8d = %8d    %5s %%\n" % (
+            region + 1, *messages, sum(messages) & MASK, *sizes, size, share(size, whole))

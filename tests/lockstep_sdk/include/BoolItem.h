@@ -1,0 +1,16 @@
+#pragma once
+
+#include <Item.h>
+
+class BoolItem : public Item {
+public:
+    BoolItem& operator=(bool const& newValue);
+    operator bool() const;
+    void Decode(unsigned char* payload) override;
+    void Encode(unsigned char* payload) const override;
+    unsigned int EncodedSize() const override;
+
+private:
+    /// What a new record says, so that a console which leaves it unset is seen.
+    bool value = true;
+};

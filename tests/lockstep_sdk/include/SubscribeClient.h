@@ -1,0 +1,15 @@
+#pragma once
+
+class Item;
+class LinxIpc;
+
+class SubscribeClient {
+public:
+    int Subscribe(unsigned subscription, unsigned itemId, Item& item,
+                  void (*callback)(LinxIpc*, void*), void* userData);
+    int Unsubscribe(unsigned subscription);
+
+protected:
+    explicit SubscribeClient(LinxIpc& endpoint);
+    LinxIpc& ipc;
+};

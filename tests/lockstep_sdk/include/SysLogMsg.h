@@ -1,0 +1,9 @@
+#pragma once
+
+#include <LogMsg.h>
+
+class SysLogMsg : public LogMsg {
+public:
+    SysLogMsg();
+    ~SysLogMsg() override;
+};
