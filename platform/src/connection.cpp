@@ -25,15 +25,6 @@ constexpr int restLimitMs = 100;
 
 bool IsLoss(int error) { return error == EPIPE || error == ECONNRESET; }
 
-/// Whether \p frame says yes to the renewal of a subscription.
-bool IsAcceptance(const ReceivedFrame& frame)
-{
-    const FrameHeader& header = frame.header;
-    return header.messageId == messages::ReplyTo(messages::subscribe) &&
-           IsWellFormed(header.messageId, frame.payload, header.length) &&
-           GetU32(frame.payload) == static_cast<unsigned int>(Result::Accepted);
-}
-
 Deadline Sooner(const Deadline& deadline, int limitMs)
 {
     return deadline.Sooner(Deadline(limitMs).At());
@@ -41,17 +32,8 @@ Deadline Sooner(const Deadline& deadline, int limitMs)
 
 }  // namespace
 
-bool EndpointState::WaitForChange(Lock& lock, const Deadline& deadline)
-{
-    if (!deadline.IsLimited()) {
-        changed.wait(lock);
-        return true;
-    }
-    return changed.wait_until(lock, deadline.At()) == std::cv_status::no_timeout;
-}
-
 Connection::Connection(EndpointState& endpointState, const std::string& serviceName)
-    : state(endpointState), service(serviceName)
+    : state(endpointState), service(serviceName), arrivals(endpointState, serviceName, replies)
 {
 }
 
@@ -80,8 +62,7 @@ int Connection::Open(Lock& lock, const Deadline& deadline)
             return error;
         }
         socket = std::make_shared<Descriptor>(std::move(connected));
-        input = InputBlocks();
-        held.reset();
+        arrivals.BeginAnew();
         readLimitMs = -1;
         return RenewSubscriptions(lock, deadline);
     }
@@ -267,18 +248,27 @@ void Connection::LimitReading(int fd, int waitMs)
 
 bool Connection::Read(Lock& lock, int waitMs)
 {
-    if (held) {
-        GoOnSorting();
-        state.changed.notify_all();
-        LogComplaints(lock);
-        return true;
-    }
-    std::size_t size = 0;
-    unsigned char* const room = input.Room(size);
-    if (!room) {
-        complaints.push_back("connection to " + service + " closed: no memory to receive into");
+    const bool wasSomething = arrivals.AreHeldUp() ? GoOnSorting() : ReadSocket(lock, waitMs);
+    state.changed.notify_all();
+    LogComplaints(lock);
+    return wasSomething;
+}
+
+bool Connection::GoOnSorting()
+{
+    if (!arrivals.GoOn()) {
         Drop();
-        LogComplaints(lock);
+    }
+    return true;
+}
+
+bool Connection::ReadSocket(Lock& lock, int waitMs)
+{
+    std::size_t size = 0;
+    unsigned char* const room = arrivals.Room(size);
+    if (!room) {
+        arrivals.ComplainOf("no memory to receive into");
+        Drop();
         return false;
     }
     reading = true;
@@ -289,94 +279,20 @@ bool Connection::Read(Lock& lock, int waitMs)
     const int error = count < 0 ? errno : 0;
     lock.lock();
     reading = false;
-    if (source == socket) {
-        if (count > 0) {
-            input.Received(static_cast<std::size_t>(count));
-            Sort();
-        } else if (count == 0 || (error != EINTR && error != EAGAIN)) {
-            Drop();
-        }
+    const bool isNothingYet = error == EINTR || error == EAGAIN;
+    if (source == socket && !isNothingYet &&
+        (count <= 0 || !arrivals.Sort(static_cast<std::size_t>(count)))) {
+        Drop();
     }
-    state.changed.notify_all();
-    LogComplaints(lock);
     return count > 0;
-}
-
-/// What had no room is taken in any case, so that whoever waits for something behind it gets on.
-void Connection::GoOnSorting()
-{
-    ReceivedFrame frame = std::move(*held);
-    held.reset();
-    if (IsWanted(frame)) {
-        state.notifications.Push(std::move(frame));
-    }
-    Sort();
-}
-
-/// Stops at a notification that has no room. Only where a call waits for a reply, which may stand
-/// behind it, is the oldest dropped instead.
-void Connection::Sort()
-{
-    ReceivedFrame frame{};
-    const char* problem = nullptr;
-    for (;;) {
-        switch (input.Next(frame, problem)) {
-        case InputBlocks::Cut::NeedMore: return;
-        case InputBlocks::Cut::Frame:
-            if (frame.header.kind == FrameKind::Reply) {
-                TakeReply(frame);
-                break;
-            }
-            if (frame.header.kind == FrameKind::Notification) {
-                if (!IsWanted(frame)) {
-                    break;
-                }
-                if (!state.notifications.HasRoomFor(frame) && !replies.AreAwaited()) {
-                    held = std::move(frame);
-                    return;
-                }
-                state.notifications.Push(std::move(frame));
-                break;
-            }
-            problem = "a frame that only a client may send";
-            [[fallthrough]];
-        case InputBlocks::Cut::Malformed:
-            complaints.push_back("connection to " + service + " closed: received " + problem);
-            Drop();
-            return;
-        }
-    }
-}
-
-void Connection::TakeReply(const ReceivedFrame& frame)
-{
-    if (frame.header.correlation != ReplyTable::nobody) {
-        replies.Take(frame);
-    } else if (!IsAcceptance(frame)) {
-        complaints.push_back("a subscription was refused by the restarted service " + service);
-    }
-}
-
-/// Whether \p frame is a whole record that somebody has subscribed to.
-bool Connection::IsWanted(const ReceivedFrame& frame)
-{
-    const FrameHeader& header = frame.header;
-    if (!IsWellFormed(header.messageId, frame.payload, header.length)) {
-        complaints.push_back("dropped a malformed record from " + service + ": message " +
-                             std::to_string(header.messageId) + " of " +
-                             std::to_string(header.length) + " bytes");
-        return false;
-    }
-    return service == state.publisher &&
-           state.subscriptions.Find(header.correlation, header.messageId) != nullptr;
 }
 
 void Connection::LogComplaints(Lock& lock)
 {
-    if (complaints.empty()) {
+    const std::vector<std::string> entries = arrivals.TakeComplaints();
+    if (entries.empty()) {
         return;
     }
-    const std::vector<std::string> entries = std::exchange(complaints, {});
     lock.unlock();
     for (const std::string& entry : entries) {
         LogFromLibrary(logErrors, entry);

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "arrivals.h"
 #include "endpoint_state.h"
-#include "input_blocks.h"
 #include "reply_table.h"
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,10 +57,8 @@ private:
     int WaitForRoom(Lock& lock, const Descriptor& target, const Deadline& deadline);
     int AwaitReply(Lock& lock, unsigned int correlation, const Deadline& deadline);
     void LimitReading(int fd, int waitMs);
-    void GoOnSorting();
-    void Sort();
-    void TakeReply(const ReceivedFrame& frame);
-    bool IsWanted(const ReceivedFrame& frame);
+    bool ReadSocket(Lock& lock, int waitMs);
+    bool GoOnSorting();
     void LogComplaints(Lock& lock);
     void Drop();
 
@@ -71,9 +68,7 @@ private:
     bool reading = false;
     bool sending = false;
     int readLimitMs = -1;  ///< SO_RCVTIMEO as it is set now; whoever reads may change it
-    InputBlocks input;
-    std::optional<ReceivedFrame> held;  ///< had no room; what is behind it is not sorted yet
     ReplyTable replies;
+    Arrivals arrivals;
     Deadline::Clock::time_point lastAttempt{};
-    std::vector<std::string> complaints;  ///< log entries to be made once the lock is given up
 };
