@@ -12,6 +12,8 @@ import re
 import sys
 import time
 
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+
 import session_files
 from console import Console
 from executors import Executor
