@@ -1,0 +1,345 @@
+// A client's endpoint against a service that says anything: each call ends as it must, and each
+// notification that was asked for arrives once, in order, with its own bytes.
+//
+// Nothing waits: what the service says is in the socket before the client looks. Input: steps, each a
+// byte and its choices.
+
+#include "tests/fuzz/choices.h"
+#include "tests/fuzz/endpoint_model.h"
+#include "tests/fuzz/fuzz_target.h"
+#include "tests/fuzz/sockets.h"
+
+#include <IpcMessage.h>
+#include <LinxIpc.h>
+#include <LogClient.h>
+#include <PaletteItem.h>
+#include <RegionDataItem.h>
+#include <RegionVisItem.h>
+#include <SubtitleClient.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+namespace {
+
+const std::string serviceName = "SubtitleMgr";
+
+/// The process's one endpoint, which can never be freed, and the service's listening socket.
+struct Equipment {
+    Equipment()
+    {
+        const std::string folder = ScratchFolder() + "/linx";
+        Require(mkdir(folder.c_str(), 0700) == 0, "no messaging directory");
+        setenv("LINX_DIR", folder.c_str(), 1);
+        setenv("SUBTITLE_LOG", "/dev/null", 1);
+        LogClient::Instance().Level(63);
+        listening = ListenAt(folder + "/" + serviceName);
+        Require(ipc.Init() == 0, "the endpoint cannot be opened");
+    }
+
+    Descriptor listening;
+    LinxIpc ipc{"fuzz"};
+    SubtitleClient client{ipc, /*requestTimeoutMs*/ 0};
+};
+
+Equipment& TheEquipment()
+{
+    static Equipment& equipment = *new Equipment;
+    return equipment;
+}
+
+class Conversation {
+public:
+    explicit Conversation(Choices& bytes) : choices(bytes) {}
+
+    void Run();
+
+private:
+    void Step();
+    void Say(const std::string& bytes);
+    void SayFrames();
+    void Ask();
+    void Subscribe();
+    void Unsubscribe(unsigned int number);
+    void HangUp();
+    std::string ChooseFrame();
+    std::string ChooseAnswer(unsigned int request);
+    int Call(unsigned int request, const std::string& payload);
+
+    void Connect();
+    void Listen();
+    void Drain();
+    static void OnNotification(LinxIpc* ipc, void* userData);
+
+    /// What the callback compares with; there is one conversation at a time.
+    static EndpointModel* current;
+
+    Choices& choices;
+    Equipment& equipment = TheEquipment();
+    EndpointModel model;
+    Descriptor socket;
+    std::string heard;
+    unsigned int lastCorrelation = 0;
+};
+
+EndpointModel* Conversation::current = nullptr;
+
+void Conversation::Run()
+{
+    current = &model;
+    Connect();
+    for (int steps = 0; steps < 32 && !choices.IsAtEnd(); ++steps) {
+        Step();
+    }
+    for (const unsigned int number : model.Subscribed()) {
+        Unsubscribe(number);
+    }
+    socket = Descriptor();
+    model.Disconnected();
+    Drain();
+    current = nullptr;
+}
+
+/// A fresh connection, whatever the one of the conversation before has come to.
+void Conversation::Connect()
+{
+    IpcMessage ping;
+    Require(ping.Allocate(reference::ping, 0, nullptr) == 0, "no message");
+    Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect");
+    Listen();
+    if (!socket) {  // the last one was not closed yet
+        Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect again");
+        Listen();
+    }
+    Require(equipment.ipc.Request(serviceName, ping, reference::ping + 1, 0, nullptr) == ETIMEDOUT,
+            "an answer from nobody");
+    Listen();
+    Require(socket && lastCorrelation != 0, "no request came");
+}
+
+/// Takes a new connection, and what the client has sent: frames that a service can read.
+void Conversation::Listen()
+{
+    Descriptor accepted;
+    while ((accepted =
+                Descriptor(accept4(equipment.listening.Get(), nullptr, nullptr, SOCK_CLOEXEC)))) {
+        socket = std::move(accepted);
+        heard.clear();
+        model.Connected();
+    }
+    heard += ReceiveAll(socket.Get());
+    ReferenceFrame frame;
+    while (TakeFrame(heard, frame) == StreamEnd::Complete) {
+        Require((frame.kind == 1 || frame.kind == 4) &&
+                    ReferenceIsWellFormed(frame.messageId, frame.payload),
+                "the client sent what no service understands");
+        if (frame.kind == 1 && frame.correlation != 0) {
+            lastCorrelation = frame.correlation;
+        }
+    }
+    Require(heard.empty(), "the client sent half a frame");
+}
+
+void Conversation::Step()
+{
+    switch (choices.Below(8)) {
+    case 0: HangUp(); break;
+    case 1: Subscribe(); break;
+    case 2: Unsubscribe(choices.Below(14)); break;
+    case 3:
+    case 4: Ask(); break;
+    default: SayFrames(); break;
+    }
+    Listen();
+    Drain();
+}
+
+/// Only what the client still reads.
+void Conversation::Say(const std::string& bytes)
+{
+    if (model.IsConnected()) {
+        SendAll(socket.Get(), bytes);
+        model.Hears(bytes);
+    }
+}
+
+void Conversation::SayFrames()
+{
+    std::string bytes;
+    for (unsigned int frames = choices.Below(4); frames > 0; --frames) {
+        bytes += ChooseFrame();
+    }
+    Say(bytes + ChooseFrame());
+}
+
+std::string Conversation::ChooseFrame()
+{
+    using namespace reference;
+    if (choices.OnceIn(32)) {
+        return choices.Bytes(choices.Byte() % 64);
+    }
+    if (choices.OnceIn(8)) {
+        return ChooseAnswer(ping + choices.Byte());
+    }
+    constexpr unsigned int items[] = {regionData, visibility, palette};
+    const unsigned int kind = choices.OnceIn(32) ? choices.Below(6) : 3;
+    const unsigned int item =
+        choices.OnceIn(16) ? regionData + choices.Byte() : items[choices.Below(3)];
+    const unsigned int correlation = choices.OnceIn(32) ? choices.U32() : choices.Below(14);
+    const std::string payload = ChoosePayload(choices, item);
+    return FrameOf(kind, item, correlation, payload, ChooseClaim(choices, payload));
+}
+
+/// What may come back on the next request: mostly the right reply, seldom nothing.
+std::string Conversation::ChooseAnswer(unsigned int request)
+{
+    const unsigned int correlation = lastCorrelation + 1;
+    const std::string accepted = request == reference::ping ? "" : BigEndian(0);
+    switch (choices.Below(10)) {
+    case 0: return "";
+    case 1: return FrameOf(2, request + 1, correlation, BigEndian(1));
+    case 2: return FrameOf(2, request, correlation, accepted);
+    case 3: return FrameOf(2, request + 1, lastCorrelation - choices.Byte(), accepted);
+    case 4: return FrameOf(2, request + 1, 0, accepted);
+    case 5: return FrameOf(2, request + 1, correlation, choices.Bytes(choices.Byte() % 16));
+    case 6: {
+        const std::string reply = FrameOf(2, request + 1, correlation, accepted);
+        return reply + reply;
+    }
+    default: return FrameOf(2, request + 1, correlation, accepted);
+    }
+}
+
+/// A request whose answer is already there.
+void Conversation::Ask()
+{
+    using namespace reference;
+    constexpr unsigned int requests[] = {ping,   setRegionData, setVisibility, setPalette,
+                                         invert, refresh,       sensor};
+    const unsigned int request = requests[choices.Below(7)];
+    const std::string payload = choices.Bytes(choices.Byte() % 64);
+    std::string answer = choices.OnceIn(4) ? ChooseFrame() : "";
+    answer += ChooseAnswer(request);
+    model.Expect(request, lastCorrelation + 1);
+    Say(answer);
+    const int result = Call(request, payload);
+    RequireEqual(std::to_string(result), std::to_string(model.TakeResult()),
+                 "a request ended otherwise");
+}
+
+/// \return as the calls do; a sensor update that fails in any way is what the model expects
+int Conversation::Call(unsigned int request, const std::string& payload)
+{
+    SubtitleClient& client = equipment.client;
+    const unsigned char first = payload.empty() ? 0 : static_cast<unsigned char>(payload[0]);
+    switch (request) {
+    case reference::setRegionData: {
+        RegionDataItem item;
+        item.data.assign(payload.begin(), payload.end());
+        return client.SetRegionData(item);
+    }
+    case reference::setVisibility: {
+        RegionVisItem item;
+        item.regionId = first;
+        return client.SetRegionVisibility(item);
+    }
+    case reference::setPalette: {
+        PaletteItem item;
+        item.paletteData.assign(payload.begin(), payload.end());
+        return client.SetPaletteData(item);
+    }
+    case reference::invert: return client.InvertRegionData(first);
+    case reference::refresh: return client.RefreshRegions();
+    case reference::sensor: {
+        const bool sent = client.SendSensorUpdate(static_cast<e_Sensors>(first % 6), true);
+        const int expected = model.Result();
+        return sent == (expected == 0) ? expected : -1;
+    }
+    default: {
+        IpcMessage message;
+        IpcMessage reply;
+        Require(message.Allocate(request, 0, nullptr) == 0, "no message");
+        return equipment.ipc.Request(serviceName, message, request + 1, 0, &reply);
+    }
+    }
+}
+
+void Conversation::Subscribe()
+{
+    using namespace reference;
+    constexpr unsigned int items[] = {regionData, visibility, palette};
+    const unsigned int number = choices.Below(14);
+    const unsigned int item =
+        choices.OnceIn(8) ? regionData + choices.Byte() : items[choices.Below(3)];
+    const std::string answer = ChooseAnswer(subscribe);
+    model.BeginSubscription(number, item);
+    model.Expect(subscribe, lastCorrelation + 1);
+    Say(answer);
+    RegionDataItem unused;
+    const int result =
+        equipment.client.Subscribe(number, item, unused, OnNotification, model.TagOf(number, item));
+    RequireEqual(std::to_string(result), std::to_string(model.TakeResult()),
+                 "a subscription ended otherwise");
+    model.SettleSubscription(result == 0);
+}
+
+void Conversation::Unsubscribe(unsigned int number)
+{
+    using namespace reference;
+    const std::string answer = ChooseAnswer(unsubscribe);
+    model.EndSubscription(number);
+    model.Expect(unsubscribe, lastCorrelation + 1);
+    Say(answer);
+    const int result = equipment.client.Unsubscribe(number);
+    RequireEqual(std::to_string(result), std::to_string(model.TakeResult()),
+                 "the end of a subscription ended otherwise");
+    Listen();
+}
+
+void Conversation::HangUp()
+{
+    if (choices.OnceIn(2)) {
+        socket = Descriptor();
+    } else {
+        EndSending(socket.Get());
+    }
+    model.Disconnected();
+}
+
+/// Receives all there is: what the model expects and nothing else.
+void Conversation::Drain()
+{
+    for (int idle = 0; idle < 2;) {
+        const std::size_t before = model.Awaited();
+        const int result = equipment.ipc.Receive(0, 0, LinxIpc::emptyString, nullptr);
+        Require(result == 0 || result == ETIMEDOUT, "receiving failed");
+        Require(model.Awaited() == before - (result == 0 ? 1 : 0),
+                "not one callback for a notification");
+        idle += result == 0 ? 0 : 1;
+    }
+    Require(model.Awaited() == 0, "a notification did not arrive");
+    Listen();
+}
+
+void Conversation::OnNotification(LinxIpc* ipc, void* userData)
+{
+    const EndpointModel::Notification expected = current->TakeNotification();
+    Require(expected.tag == userData, "a callback with another's user data");
+    const unsigned char* const payload = ipc->ReceivedMessage().Payload();
+    Require(payload != nullptr || expected.payload.empty(), "a notification without bytes");
+    Require(expected.payload.empty() ||
+                std::memcmp(payload, expected.payload.data(), expected.payload.size()) == 0,
+            "a notification with other bytes");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    Choices choices(bytes, size);
+    Conversation(choices).Run();
+    return 0;
+}

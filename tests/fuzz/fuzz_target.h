@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer calls it
+// with bytes that it makes up, and the replay of a build without the fuzzer with those of the corpus.
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
+
+/// Ends the program with \p text on standard error, wherever the target has sent that, unless
+/// \p holds. Texts say what is wrong: "a reply without a request".
+void Require(bool holds, const char* text);
+
+/// The same with both values shown.
+void RequireEqual(const std::string& actual, const std::string& expected, const char* text);
+
+/// Folder for the files of this process, removed at its end.
+const std::string& ScratchFolder();

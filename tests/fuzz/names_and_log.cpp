@@ -1,0 +1,212 @@
+// Any text as an endpoint's name, and as a log entry: nothing leaves the messaging directory, and an
+// entry is one line that steers no terminal.
+//
+// Input: a byte that chooses, then the name or the text.
+
+#include "tests/fuzz/fuzz_target.h"
+#include "tests/fuzz/sockets.h"
+
+#include "platform/src/log_sink.h"
+#include "platform/src/messaging_directory.h"
+#include "simulator/listener.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The messaging directory with one service of each depth, beside a folder with a service that must
+/// not be reached, and to which links lead.
+struct Place {
+    Place()
+    {
+        for (const std::string& folder : {linx, linx + "/node1", outside}) {
+            Require(mkdir(folder.c_str(), 0700) == 0, "no folder");
+        }
+        Require(symlink(outside.c_str(), (linx + "/link").c_str()) == 0 &&
+                    symlink("../outside/SubtitleMgr", (linx + "/socket").c_str()) == 0,
+                "no links");
+        plain = ListenAt(linx + "/SubtitleMgr");
+        below = ListenAt(linx + "/node1/SubtitleMgr");
+        hidden = ListenAt(outside + "/SubtitleMgr");
+        setenv("LINX_DIR", linx.c_str(), 1);
+        Require(directory.Open() == 0, "the directory is refused");
+    }
+
+    const std::string linx = ScratchFolder() + "/linx";
+    const std::string outside = ScratchFolder() + "/outside";
+    Descriptor plain;
+    Descriptor below;
+    Descriptor hidden;
+    MessagingDirectory directory;
+};
+
+Place& ThePlace()
+{
+    static Place& place = *new Place;
+    return place;
+}
+
+bool HasClient(const Descriptor& listening)
+{
+    const Descriptor accepted(accept4(listening.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    return static_cast<bool>(accepted);
+}
+
+/// Parts between slashes, by a stream that splits them.
+bool ReferenceIsName(const std::string& name)
+{
+    std::istringstream parts(name + "/");
+    std::size_t count = 0;
+    for (std::string part; std::getline(parts, part, '/'); ++count) {
+        if (part.empty() || part.size() > 255 || part == "." || part == "..") {
+            return false;
+        }
+        for (const char c : part) {
+            if ((c >= 0 && c < 32) || c == 127) {
+                return false;
+            }
+        }
+    }
+    return count > 0;
+}
+
+void CheckConnecting(const std::string& name)
+{
+    Descriptor connected;
+    const int error = ThePlace().directory.Connect(name, Deadline(0), connected);
+    const bool isService = name == "SubtitleMgr" || name == "node1/SubtitleMgr";
+    Require((error == 0) == isService, "connected to what is no service, or not to one that is");
+    Require(static_cast<bool>(connected) == isService, "no connection in spite of success");
+    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "another service");
+    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "another service");
+    Require(!HasClient(ThePlace().hidden), "a service outside the directory was reached");
+}
+
+std::size_t EntriesIn(const std::string& folder)
+{
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+/// A service under that name, in a folder of its own beside.
+void CheckListening(const std::string& name)
+{
+    const std::string folder = ScratchFolder() + "/services";
+    Require(mkdir(folder.c_str(), 0700) == 0, "no folder");
+    Require(symlink(ThePlace().outside.c_str(), (folder + "/link").c_str()) == 0, "no link");
+    const std::size_t beside = EntriesIn(ScratchFolder());
+    const std::size_t outside = EntriesIn(ThePlace().outside);
+    setenv("LINX_DIR", folder.c_str(), 1);
+    {
+        Listener listener;
+        std::string problem;
+        const bool opened = listener.Open(name, problem);
+        Require(!opened || ReferenceIsName(name), "a service under what is no name");
+        Require(opened || !problem.empty(), "refused without a reason");
+        struct stat found {};
+        Require(!opened || (lstat((folder + "/" + name).c_str(), &found) == 0 &&
+                            S_ISSOCK(found.st_mode) && (found.st_mode & 0777) == 0600),
+                "no socket of its name, or one that others can use");
+    }
+    Require(EntriesIn(ScratchFolder()) == beside && EntriesIn(ThePlace().outside) == outside,
+            "something outside the directory has changed");
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        Require(entry.is_directory() || entry.is_symlink(), "a service left something behind");
+    }
+    fs::remove_all(folder);
+    setenv("LINX_DIR", ThePlace().linx.c_str(), 1);
+}
+
+/// Takes one character off the front of \p line: a code point of UTF-8, or a byte that is no part of
+/// one.
+unsigned int TakeCharacter(std::string& line)
+{
+    const auto byte = [&](std::size_t i) {
+        return i < line.size() ? static_cast<unsigned char>(line[i]) : 0u;
+    };
+    const unsigned int lead = byte(0);
+    const std::size_t more = lead < 0xC2 || lead > 0xF4 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    unsigned int character = lead & (0x3Fu >> more);
+    for (std::size_t i = 1; i <= more; ++i) {
+        if (byte(i) < 0x80 || byte(i) > 0xBF) {
+            line.erase(0, 1);
+            return lead;
+        }
+        character = character * 64 + byte(i) % 64;
+    }
+    line.erase(0, more + 1);
+    return more == 0 ? lead : character;
+}
+
+/// Whether \p line has a character that a terminal could obey: of either range of control
+/// characters, the second also as a byte alone.
+bool SteersTerminal(std::string line)
+{
+    while (!line.empty()) {
+        const unsigned int character = TakeCharacter(line);
+        if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsPlain(const std::string& text)
+{
+    for (const char c : text) {
+        if (c < 0x20 || c >= 0x7F) {
+            return false;
+        }
+    }
+    return text.size() <= 8192;
+}
+
+void CheckLogEntry(const std::string& text)
+{
+    static const std::string path = ScratchFolder() + "/log";
+    setenv("SUBTITLE_LOG", path.c_str(), 1);
+    WriteLogEntry(logErrors, "fuzz", text);
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    Require(static_cast<bool>(std::getline(file, line)) && !file.eof(), "no line was written");
+    Require(file.peek() == std::ifstream::traits_type::eof(), "more than one line");
+    const std::string level = "] level=2 ";
+    const std::size_t start = line.find(level);
+    Require(start != std::string::npos && line[24] == ' ' && line.compare(25, 5, "fuzz[") == 0,
+            "an entry of another form");
+    const std::string entry = line.substr(start + level.size());
+    Require(!SteersTerminal(entry), "an entry that steers a terminal");
+    Require(entry.size() <= 8192 + 3 + 3, "an entry that is too long");
+    if (IsPlain(text)) {
+        RequireEqual(entry, text, "a plain text was changed");
+    }
+    unlink(path.c_str());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    ThePlace();
+    if (size == 0) {
+        return 0;
+    }
+    const std::string text(bytes + 1, bytes + size);
+    switch (bytes[0] % 4) {
+    case 0: CheckListening(text); break;
+    case 1:
+        Require(IsEndpointName(text) == ReferenceIsName(text), "not the same judgement of a name");
+        CheckConnecting(text);
+        break;
+    default: CheckLogEntry(text); break;
+    }
+    return 0;
+}

@@ -1,0 +1,91 @@
+#include "tests/fuzz/sockets.h"
+
+#include "tests/fuzz/fuzz_target.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+sockaddr_un AddressOf(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    Require(path.size() < sizeof address.sun_path, "a path too long for a socket");
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+}
+
+}  // namespace
+
+Descriptor ListenAt(const std::string& path)
+{
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = AddressOf(path);
+    Require(bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+                listen(fd.Get(), 128) == 0,
+            "no listening socket can be made");
+    return fd;
+}
+
+Descriptor Connect(const std::string& path)
+{
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = AddressOf(path);
+    const timeval limit{10, 0};
+    setsockopt(fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    setsockopt(fd.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    Require(connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
+            "no connection");
+    return fd;
+}
+
+bool SendAll(int fd, const std::string& bytes)
+{
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        const ssize_t count = send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR) {  // the fuzzer looks at its clock
+            continue;
+        }
+        Require(count >= 0 || errno != EAGAIN, "nobody reads");
+        if (count < 0) {
+            return false;
+        }
+        sent += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool ReceiveExactly(int fd, std::size_t size)
+{
+    while (size > 0) {
+        char buffer[64];
+        const ssize_t count = recv(fd, buffer, size < sizeof buffer ? size : sizeof buffer, 0);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        Require(count >= 0 || errno != EAGAIN, "nobody answers");
+        if (count <= 0) {
+            return false;
+        }
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+std::string ReceiveAll(int fd)
+{
+    std::string received;
+    char buffer[16384];
+    ssize_t count;
+    while ((count = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT)) > 0) {
+        received.append(buffer, static_cast<std::size_t>(count));
+    }
+    return received;
+}
+
+void EndSending(int fd) { shutdown(fd, SHUT_WR); }

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/src/descriptor.h"
+
+#include <cstddef>
+#include <string>
+
+// The tests' side of a socket. Nothing waits longer than 10 seconds: then the fuzzer has found
+// something that hangs.
+
+/// A listening socket that does not block.
+Descriptor ListenAt(const std::string& path);
+
+Descriptor Connect(const std::string& path);
+
+/// \return false when the other side is gone
+bool SendAll(int fd, const std::string& bytes);
+
+/// Receives and forgets \p size bytes. \return false when the other side is gone
+bool ReceiveExactly(int fd, std::size_t size);
+
+/// What is there already; nothing from a closed or missing socket.
+std::string ReceiveAll(int fd);
+
+void EndSending(int fd);
