@@ -66,6 +66,8 @@ void Peer::Flush()
         if (sent < 0 && errno != EAGAIN) {
             dead = true;
             backlog.Clear();
+            // What it asked before is still read. Told the end now, it does not wait for replies.
+            shutdown(fd.Get(), SHUT_WR);
             return;
         }
         if (sent > 0) {
