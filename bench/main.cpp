@@ -3,6 +3,7 @@
 #include "bench/measures.h"
 #include "bench/process.h"
 #include "bench/table.h"
+#include "packaging/tool_options.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -43,11 +44,20 @@ bool IsWanted(const char* name, int argc, char** argv)
            });
 }
 
+constexpr char usage[] =
+    "Usage: subtitle_bench [part...]\n"
+    "What messages cost beside bare sockets and other services; all parts by default:\n"
+    "ping connection notifications start-up idle console growth\n"
+    "script/bench builds and runs it, with a folder for its sockets.\n";
+
 }  // namespace
 
 /// The arguments are names of parts; none for all of them.
 int main(int argc, char** argv)
 {
+    if (AnswersHelpOrVersion(argc, argv, "subtitle_bench", usage)) {
+        return 0;
+    }
     try {
         PinToOneProcessor();
         Table table(TakeStandardOutput());

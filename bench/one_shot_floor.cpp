@@ -1,6 +1,8 @@
 // The least that a program like the client's ping can be: dynamic, with iostreams, a thread that
 // sleeps and one round trip over an AF_UNIX socket. one_shot_floor SOCKET
 
+#include "packaging/tool_options.h"
+
 #include <iostream>
 
 #include <cstring>
@@ -31,10 +33,17 @@ bool RoundTrip(const char* path)
            recv(fd, bytes, sizeof bytes, MSG_WAITALL) == sizeof bytes;
 }
 
+constexpr char usage[] =
+    "Usage: one_shot_floor SOCKET\n"
+    "Makes one round trip of 16 bytes over a socket and ends: the least that a ping can cost.\n";
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    if (AnswersHelpOrVersion(argc, argv, "one_shot_floor", usage)) {
+        return 0;
+    }
     pthread_t thread;
     if (argc != 2 || pthread_create(&thread, nullptr, Sleep, nullptr) != 0 || !RoundTrip(argv[1])) {
         std::cerr << "no ping" << std::endl;

@@ -35,3 +35,38 @@ if(NOT SUBTITLE_SANITIZE)
   target_compile_options(project_settings INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(project_settings INTERFACE LINKER:--gc-sections)
 endif()
+
+# What is shipped: the client, the stand-in and the simulated service. Hardened; tests and benchmarks
+# are not, and are not optimised in part, which _FORTIFY_SOURCE insists on.
+add_library(product_settings INTERFACE)
+target_link_libraries(product_settings INTERFACE project_settings)
+add_library(program_settings INTERFACE)
+target_link_libraries(program_settings INTERFACE product_settings)
+if(NOT SUBTITLE_SANITIZE)
+  target_compile_options(product_settings INTERFACE -fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+  target_link_options(program_settings INTERFACE LINKER:-z,relro,-z,now)
+  # Debian has no start files for static programs that can be loaded anywhere on the device; code
+  # that may assume its address is smaller. -no-pie is for vendors' libraries that assume theirs.
+  if(CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)|-no-pie")
+    target_compile_options(product_settings INTERFACE -fno-pie)
+    target_link_options(program_settings INTERFACE -no-pie)
+  else()
+    target_compile_options(product_settings INTERFACE -fpie)
+    target_link_options(program_settings INTERFACE -pie)
+  endif()
+endif()
+
+# Objects that are both, for the link of a program as a whole and for those of the many tests, which
+# tests/ links without.
+option(SUBTITLE_LTO "Optimise each program as a whole: smaller" OFF)
+if(SUBTITLE_LTO)
+  target_compile_options(product_settings INTERFACE -flto=auto -ffat-lto-objects)
+  target_link_options(program_settings INTERFACE -flto=auto)
+endif()
+
+# Programs that help with building, testing or measuring: see packaging/tool_options.h.
+add_library(tool_settings INTERFACE)
+target_compile_definitions(tool_settings INTERFACE SUBTITLE_VERSION="${PROJECT_VERSION}")
+target_include_directories(tool_settings INTERFACE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(tool_settings INTERFACE project_settings)

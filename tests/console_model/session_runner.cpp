@@ -1,14 +1,25 @@
 // Runs a program once for each order: session_runner PROGRAM [ARGUMENT...], see session_server.h.
 // The arguments of the order follow those given here; its first, the program's name, is left out.
 
+#include "packaging/tool_options.h"
 #include "tests/console_model/session_server.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 
+namespace {
+
+constexpr char usage[] = "Usage: session_runner PROGRAM [ARGUMENT...]\n"
+                         "Runs the program once for each order that it reads.\n";
+
+}  // namespace
+
 int main(int argc, char** argv)
 {
+    if (AnswersHelpOrVersion(argc, argv, "session_runner", usage)) {
+        return 0;
+    }
     if (argc < 2) {
         return 2;
     }

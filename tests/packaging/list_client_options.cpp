@@ -1,12 +1,23 @@
 // Prints every option that the client's own tables have, one a line, as it is typed.
 
 #include "cli/options.h"
+#include "packaging/tool_options.h"
 
 #include <cctype>
 #include <iostream>
 
-int main()
+namespace {
+
+constexpr char usage[] = "Usage: list_client_options\n"
+                         "Prints every option of the client, one a line.\n";
+
+}  // namespace
+
+int main(int argc, char** argv)
 {
+    if (AnswersHelpOrVersion(argc, argv, "list_client_options", usage)) {
+        return 0;
+    }
     for (const char* letter = shortOptions; *letter != '\0'; ++letter) {
         if (std::isalpha(static_cast<unsigned char>(*letter))) {
             std::cout << '-' << *letter << '\n';

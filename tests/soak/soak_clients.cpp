@@ -1,6 +1,7 @@
 // Clients for script/soak, each a command: the first line says that all have subscribed, the last
 // what came of it. Status 1 when anything was lost, doubled, out of order or not answered.
 
+#include "packaging/tool_options.h"
 #include "tests/soak/Subscriber.h"
 
 #include <unistd.h>
@@ -200,10 +201,17 @@ int Audience(unsigned count, unsigned rounds)
     return missed == 0 && wrong == 0 ? 0 : 1;
 }
 
+constexpr char usage[] = "Usage: soak_clients read COUNT LAST | stop | flood REQUESTS LAST |\n"
+                         "                    audience CLIENTS ROUNDS\n"
+                         "Plays clients of a service for a long run; script/soak runs it.\n";
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    if (AnswersHelpOrVersion(argc, argv, "soak_clients", usage)) {
+        return 0;
+    }
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "read" && argc == 4) {
         return Read(Number(argv[2]), Number(argv[3]));
@@ -217,7 +225,6 @@ int main(int argc, char** argv)
     if (command == "audience" && argc == 4) {
         return Audience(Number(argv[2]), Number(argv[3]));
     }
-    std::puts(
-        "soak_clients read COUNT LAST | stop | flood REQUESTS LAST | audience CLIENTS ROUNDS");
+    std::fputs(usage, stderr);
     return 2;
 }
