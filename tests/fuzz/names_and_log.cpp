@@ -69,8 +69,8 @@ bool ReferenceIsName(const std::string& name)
         if (part.empty() || part.size() > 255 || part == "." || part == "..") {
             return false;
         }
-        for (const char c : part) {
-            if ((c >= 0 && c < 32) || c == 127) {
+        for (const unsigned char c : part) {
+            if (c < 32 || c == 127) {
                 return false;
             }
         }
