@@ -69,8 +69,9 @@ bool ReferenceIsName(const std::string& name)
         if (part.empty() || part.size() > 255 || part == "." || part == "..") {
             return false;
         }
-        for (const unsigned char c : part) {
-            if (c < 32 || c == 127) {
+        for (const char c : part) {
+            const auto byte = static_cast<unsigned char>(c);
+            if (byte < 32 || byte == 127) {
                 return false;
             }
         }
