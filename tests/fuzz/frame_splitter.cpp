@@ -126,7 +126,7 @@ std::string ChooseStream(Choices& choices)
         const unsigned int kind = choices.OnceIn(16) ? choices.Byte() : 1 + choices.Below(4);
         const unsigned int messageId = 15104 + choices.Byte();
         // Now and then longer than a block of the client's.
-        const std::size_t repeat = choices.OnceIn(64) ? 1 + choices.Byte() * 8u : 1;
+        const std::size_t repeat = choices.OnceIn(64) ? 1 + choices.Byte() * 2u : 1;
         const std::string piece = choices.Bytes(choices.Byte() % 64);
         std::string payload;
         for (std::size_t i = 0; i < repeat && !piece.empty(); ++i) {
