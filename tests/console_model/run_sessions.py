@@ -48,10 +48,15 @@ def play(session, huge_buffers):
     return console, platform
 
 
+CONTROL_BYTE = re.compile(
+    rb"(?:(?!\xc2[\x80-\x9f])[\xc2-\xdf][\x80-\xbf]|[\xe0-\xef][\x80-\xbf]{2}"
+    rb"|[\xf0-\xf4][\x80-\xbf]{3})|([\x00-\x1f\x7f-\x9f])", re.DOTALL)
+
+
 def spelled(text):
-    """A text as the stand-in's log shows it."""
-    return b"".join(b"\\x%02x" % byte if byte < 32 or 127 <= byte < 160 else bytes([byte])
-                    for byte in text)
+    """A text as the stand-in's log shows it: letters stay, whose UTF-8 has such bytes."""
+    return CONTROL_BYTE.sub(
+        lambda match: b"\\x%02x" % match[1][0] if match[1] else match[0], text)
 
 
 def about(what, expected, found):
@@ -206,8 +211,7 @@ def wanted_sessions(options):
     for menu in options.keys:
         yield from first_keys(menu)
     for menu in options.second_keys:
-        for key in range(256):
-            yield from second_keys(menu, key)
+        yield from second_keys(menu)
     yield from range(options.seed, options.seed + options.count)
 
 
@@ -252,6 +256,9 @@ def main():
             total += 1
             with_service += service is not None
             lines |= found
+            if total % 10000 == 0:
+                print("%d sessions after %.0f s: %d differ"
+                      % (total, time.monotonic() - begin, failed), flush=True)
             if problems:
                 failed += 1
                 if failed <= 20:

@@ -265,8 +265,17 @@ def first_keys(menu):
                       MENUS[menu] + bytes([key]) + b"\nx\nx\nx\n")
 
 
-def second_keys(menu, key):
-    """Every byte as the key behind one key of a menu."""
-    for second in range(256):
-        yield Session("%s menu, keys %d and %d" % (menu, key, second),
-                      MENUS[menu] + bytes([key, second]) + b"\nx\nx\nx\n")
+KNOWN_KEYS = {"main": b"12345678rsckxq", "dynamic": b"12345sxq", "sensor": b"1234567890nmcsxq"}
+
+
+def second_keys(menu):
+    """Every byte behind every byte. Behind a key that is none, all of them in one session."""
+    for key in range(256):
+        if key in KNOWN_KEYS[menu] + b" \t\n\v\f\r":
+            for second in range(256):
+                yield Session("%s menu, keys %d and %d" % (menu, key, second),
+                              MENUS[menu] + bytes([key, second]) + b"\nx\nx\nx\n")
+        else:
+            pairs = b"".join(bytes([key, second]) + b"\n" for second in range(256))
+            yield Session("%s menu, key %d and all others" % (menu, key),
+                          MENUS[menu] + pairs + b"x\nx\nx\n")
