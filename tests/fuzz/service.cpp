@@ -110,6 +110,7 @@ public:
     void Run();
 
 private:
+    void Receive();
     void Burst();
     void Check(std::size_t index);
 
@@ -138,9 +139,7 @@ void Conversation::Run()
         for (int bursts = 0; bursts < 16 && !choices.IsAtEnd() && !model.HasQuit(); ++bursts) {
             Burst();
             Require(service.Settle() || model.HasQuit(), "the service has ended, unasked");
-            for (Client& client : clients) {
-                client.received += ReceiveAll(client.socket.Get());
-            }
+            Receive();
         }
         if (!model.HasQuit()) {
             service.Quit();
@@ -149,6 +148,19 @@ void Conversation::Run()
     for (std::size_t index = 0; index < clients.size(); ++index) {
         clients[index].received += ReceiveAll(clients[index].socket.Get());
         Check(index);
+    }
+}
+
+/// Takes what has come, and looks whether those who are not heard any more have lost their connection.
+void Conversation::Receive()
+{
+    for (std::size_t index = 0; index < clients.size(); ++index) {
+        Client& client = clients[index];
+        if (client.isWatched) {
+            client.received += ReceiveAll(client.socket.Get());
+            Require(model.HasQuit() || HasEnded(client.socket.Get()) != model.Listens(index),
+                    "a connection is closed, or is not");
+        }
     }
 }
 

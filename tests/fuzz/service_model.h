@@ -27,6 +27,9 @@ public:
 
     bool HasQuit() const { return quit; }
 
+    /// Whether the service goes on listening to the client; if not, it closes the connection.
+    bool Listens(std::size_t client) const { return states.at(client).listens; }
+
     /// All that the client is sent, in order.
     const std::vector<ReferenceFrame>& SentTo(std::size_t client) const
     {

@@ -88,4 +88,11 @@ std::string ReceiveAll(int fd)
     return received;
 }
 
+bool HasEnded(int fd)
+{
+    char byte;
+    const ssize_t count = recv(fd, &byte, 1, MSG_DONTWAIT | MSG_PEEK);
+    return count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
+}
+
 void EndSending(int fd) { shutdown(fd, SHUT_WR); }

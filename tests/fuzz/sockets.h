@@ -22,4 +22,7 @@ bool ReceiveExactly(int fd, std::size_t size);
 /// What is there already; nothing from a closed or missing socket.
 std::string ReceiveAll(int fd);
 
+/// Whether the other side has closed it and everything is received.
+bool HasEnded(int fd);
+
 void EndSending(int fd);
