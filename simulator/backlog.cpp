@@ -17,8 +17,9 @@ unsigned int Backlog::AddNotification(SharedFrame frame)
         DropOldestNotification();
         ++dropped;
     }
-    notificationBytes += frame->size();
+    const std::size_t size = frame->size();
     notifications.PushBack({nextSequence++, std::move(frame)});
+    notificationBytes += size;
     return dropped;
 }
 

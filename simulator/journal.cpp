@@ -3,16 +3,12 @@
 #include "simulator/commentary.h"
 #include "simulator/crc32.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string HexCrc32(const std::vector<unsigned char>& data)
 {
@@ -25,41 +21,60 @@ std::string HexCrc32(const std::vector<unsigned char>& data)
     return text;
 }
 
-void AddData(Json& line, const std::vector<unsigned char>& data)
+/// A JSON object in the making. Names and texts are our own, so nothing has to be escaped; and by
+/// hand, since a journal must not end the service when there is no memory.
+class Line {
+public:
+    void Add(const char* name, std::size_t number) { AddPlain(name, std::to_string(number)); }
+    void AddBoolean(const char* name, bool value) { AddPlain(name, value ? "true" : "false"); }
+    void AddText(const char* name, const std::string& value) { AddPlain(name, '"' + value + '"'); }
+    std::string Text() const { return text + '}'; }
+
+private:
+    void AddPlain(const char* name, const std::string& value)
+    {
+        text += text.size() == 1 ? "" : ",";
+        text.append("\"").append(name).append("\":").append(value);
+    }
+
+    std::string text = "{";
+};
+
+void AddData(Line& line, const std::vector<unsigned char>& data)
 {
-    line["size"] = data.size();
-    line["crc32"] = HexCrc32(data);
+    line.Add("size", data.size());
+    line.AddText("crc32", HexCrc32(data));
 }
 
-void AddFields(Json& line, const Request& request)
+void AddFields(Line& line, const Request& request)
 {
     switch (request.messageId) {
     case messages::subscribe:
-        line["subscription"] = request.subscription;
-        line["itemId"] = request.itemId;
+        line.Add("subscription", request.subscription);
+        line.Add("itemId", request.itemId);
         break;
-    case messages::unsubscribe: line["subscription"] = request.subscription; break;
+    case messages::unsubscribe: line.Add("subscription", request.subscription); break;
     case messages::setRegionData:
-        line["regionId"] = request.regionData.regionId;
-        line["subtitleFormat"] = request.regionData.subtitleFormat;
+        line.Add("regionId", request.regionData.regionId);
+        line.Add("subtitleFormat", request.regionData.subtitleFormat);
         AddData(line, request.regionData.data);
         break;
     case messages::setRegionVisibility:
-        line["regionId"] = request.visibility.regionId;
-        line["visible"] = static_cast<bool>(request.visibility.visible);
+        line.Add("regionId", request.visibility.regionId);
+        line.AddBoolean("visible", request.visibility.visible);
         break;
     case messages::setPaletteData:
-        line["regionId"] = request.palette.regionId;
+        line.Add("regionId", request.palette.regionId);
         AddData(line, request.palette.paletteData);
-        line["fill"] = request.palette.fill;
-        line["backgroundCode"] = request.palette.backgroundCode;
+        line.AddBoolean("fill", request.palette.fill);
+        line.Add("backgroundCode", request.palette.backgroundCode);
         break;
-    case messages::invertRegionData: line["regionId"] = request.regionId; break;
+    case messages::invertRegionData: line.Add("regionId", request.regionId); break;
     case messages::sendSensorUpdate:
-        line["on"] = request.on;
-        line["sensor"] = request.sensor;
+        line.AddBoolean("on", request.on);
+        line.Add("sensor", request.sensor);
         break;
-    case messages::setLogLevel: line["level"] = request.level; break;
+    case messages::setLogLevel: line.Add("level", request.level); break;
     default: break;
     }
 }
@@ -68,10 +83,10 @@ void AddFields(Json& line, const Request& request)
 
 std::string JournalLine(const Request& request)
 {
-    Json line;
-    line["request"] = RequestName(request.messageId);
+    Line line;
+    line.AddText("request", RequestName(request.messageId));
     AddFields(line, request);
-    return line.dump();
+    return line.Text();
 }
 
 bool Journal::Open(const std::string& path, std::string& problem)

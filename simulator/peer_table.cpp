@@ -3,6 +3,7 @@
 #include "simulator/commentary.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -198,21 +199,30 @@ void PeerTable::Queue(Peer& peer, const SharedFrame& frame)
         Flush(peer);
     }
     peer.PrepareForNotifications();
-    const unsigned int dropped = peer.backlog.AddNotification(frame);
-    if (dropped > 0) {
-        if (!peer.isInTrouble) {
-            StartTrouble(peer, "reads too slowly; its oldest notifications are lost");
+    try {
+        const unsigned int dropped = peer.backlog.AddNotification(frame);
+        if (dropped > 0) {
+            CountLost(peer, dropped, "reads too slowly; its oldest notifications are lost");
         }
-        peer.lost += dropped;
+        QueueForFlush(peer);
+    } catch (const std::bad_alloc&) {
+        CountLost(peer, 1, "there is no memory for its notifications");
     }
-    QueueForFlush(peer);
+}
+
+void PeerTable::CountLost(Peer& peer, unsigned int count, const char* text)
+{
+    if (!peer.isInTrouble) {
+        StartTrouble(peer, text);
+    }
+    peer.lost += count;
 }
 
 void PeerTable::QueueForFlush(Peer& peer)
 {
     if (!peer.isDueForFlush) {
-        peer.isDueForFlush = true;
         dueForFlush.push_back(&peer);
+        peer.isDueForFlush = true;
     }
 }
 

@@ -71,6 +71,7 @@ private:
     bool HasRoom(Peer& peer, std::size_t size);
     void Queue(Peer& peer, const SharedFrame& frame);
     void QueueForFlush(Peer& peer);
+    void CountLost(Peer& peer, unsigned int count, const char* text);
     void StartTrouble(Peer& peer, const char* text);
     void EndTrouble(Peer& peer, const char* text);
     void LookAt(Peer& peer, Deadline::Clock::time_point now);

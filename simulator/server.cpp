@@ -102,7 +102,12 @@ void Server::AcceptPeer()
     if (!connected) {
         return;
     }
-    Peer* const peer = peers.Admit(std::move(connected));
+    Peer* peer = nullptr;
+    try {
+        peer = peers.Admit(std::move(connected));
+    } catch (const std::bad_alloc&) {
+        Say("there is no memory for a client; it was turned away");
+    }
     if (peer) {
         TakeTurn(*peer);  // who connects has something to say, mostly at once
     }

@@ -88,13 +88,10 @@ int Serve(const Options& options)
 int RunSimulator(int argc, char** argv)
 {
     LogClient::Instance().ProcessName("SubtitleMgrSim");
-    Options options;
-    int status = exitDone;
-    if (!ParseOptions(argc, argv, options, status)) {
-        return status;
-    }
     try {
-        return Serve(options);
+        Options options;
+        int status = exitDone;
+        return ParseOptions(argc, argv, options, status) ? Serve(options) : status;
     } catch (const std::exception& error) {
         return CannotStart(error.what());
     }

@@ -1,10 +1,13 @@
 #include <LinxServerNameList.h>
 
+#include <new>
+
 LinxServerNameList::LinxServerNameList() : subtitleMgr("SubtitleMgr") {}
 
 LinxServerNameList& LinxServerNameList::Instance()
 {
-    static LinxServerNameList& list = *new LinxServerNameList;
+    alignas(LinxServerNameList) static unsigned char place[sizeof(LinxServerNameList)];
+    static LinxServerNameList& list = *new (place) LinxServerNameList;
     return list;
 }
 

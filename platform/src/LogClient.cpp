@@ -1,9 +1,13 @@
 #include <LogClient.h>
 
+#include <new>
+
 LogClient& LogClient::Instance()
 {
-    // The receive thread may make entries while the process ends.
-    static LogClient& client = *new LogClient;
+    // Never destroyed: the receive thread may make entries while the process ends. Of no memory
+    // that could be refused.
+    alignas(LogClient) static unsigned char place[sizeof(LogClient)];
+    static LogClient& client = *new (place) LogClient;
     return client;
 }
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <new>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -95,11 +96,8 @@ void AppendToFile(const char* path, const std::string& line)
     } while (written < 0 && errno == EINTR);
 }
 
-}  // namespace
-
-void WriteLogEntry(unsigned level, const std::string& processName, const std::string& text)
+void WriteWhereWanted(unsigned level, const std::string& processName, const std::string& text)
 {
-    const int keep = errno;
     const std::string line = Printable(text);
     const char* path = secure_getenv("SUBTITLE_LOG");
     if (path && *path) {
@@ -108,6 +106,17 @@ void WriteLogEntry(unsigned level, const std::string& processName, const std::st
     } else {
         syslog(level == logErrors ? LOG_ERR : LOG_NOTICE, "%s[%ld] level=%u %s",
                processName.c_str(), static_cast<long>(getpid()), level, line.c_str());
+    }
+}
+
+}  // namespace
+
+void WriteLogEntry(unsigned level, const std::string& processName, const std::string& text)
+{
+    const int keep = errno;
+    try {
+        WriteWhereWanted(level, processName, text);
+    } catch (const std::bad_alloc&) {  // the entry is lost; who made it goes on
     }
     errno = keep;
 }
@@ -129,4 +138,10 @@ std::ostream& LogMsg::Log(unsigned level, const std::string& processName)
     return text;
 }
 
-SysLogMsg::~SysLogMsg() { WriteLogEntry(entryLevel, entryProcess, text.str()); }
+SysLogMsg::~SysLogMsg()
+{
+    try {
+        WriteLogEntry(entryLevel, entryProcess, text.str());
+    } catch (const std::bad_alloc&) {  // the entry is lost
+    }
+}

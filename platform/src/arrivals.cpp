@@ -2,6 +2,7 @@
 
 #include "big_endian.h"
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -21,6 +22,16 @@ Arrivals::Arrivals(EndpointState& endpointState, const std::string& serviceName,
                    ReplyTable& waitingForReplies)
     : state(endpointState), service(serviceName), replies(waitingForReplies)
 {
+}
+
+/// Without memory for it a complaint is lost, and what it is about goes on all the same.
+template <typename MakeText>
+void Arrivals::Complain(const MakeText& makeText)
+{
+    try {
+        complaints.push_back(makeText());
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 void Arrivals::BeginAnew()
@@ -66,7 +77,7 @@ bool Arrivals::SortAll()
             problem = "a frame that only a client may send";
             [[fallthrough]];
         case InputBlocks::Cut::Malformed:
-            ComplainOf(std::string("received ") + problem);
+            ComplainOf("received ", problem);
             return false;
         }
     }
@@ -77,7 +88,9 @@ void Arrivals::TakeReply(const ReceivedFrame& frame)
     if (frame.header.correlation != ReplyTable::nobody) {
         replies.Take(frame);
     } else if (!IsAcceptance(frame)) {
-        complaints.push_back("a subscription was refused by the restarted service " + service);
+        Complain([&] {
+            return "a subscription was refused by the restarted service " + service;
+        });
     }
 }
 
@@ -101,18 +114,20 @@ bool Arrivals::IsWanted(const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     if (!IsWellFormed(header.messageId, frame.payload, header.length)) {
-        complaints.push_back("dropped a malformed record from " + service + ": message " +
-                             std::to_string(header.messageId) + " of " +
-                             std::to_string(header.length) + " bytes");
+        Complain([&] {
+            return "dropped a malformed record from " + service + ": message " +
+                   std::to_string(header.messageId) + " of " + std::to_string(header.length) +
+                   " bytes";
+        });
         return false;
     }
     return service == state.publisher &&
            state.subscriptions.Find(header.correlation, header.messageId) != nullptr;
 }
 
-void Arrivals::ComplainOf(const std::string& reason)
+void Arrivals::ComplainOf(const char* reason, const char* detail)
 {
-    complaints.push_back("connection to " + service + " closed: " + reason);
+    Complain([&] { return "connection to " + service + " closed: " + reason + detail; });
 }
 
 std::vector<std::string> Arrivals::TakeComplaints() { return std::exchange(complaints, {}); }

@@ -37,13 +37,15 @@ public:
     bool GoOn();
 
     /// Notes why the connection is closed.
-    void ComplainOf(const std::string& reason);
+    void ComplainOf(const char* reason, const char* detail = "");
 
     /// The log entries to be made, once the lock is given up.
     std::vector<std::string> TakeComplaints();
 
 private:
     bool SortAll();
+    template <typename MakeText>
+    void Complain(const MakeText& makeText);
     void TakeReply(const ReceivedFrame& frame);
     bool TakeNotification(ReceivedFrame& frame);
     bool IsWanted(const ReceivedFrame& frame);

@@ -23,7 +23,7 @@ int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& reques
     return isAccepted ? 0 : EREMOTEIO;
 }
 
-std::string WhyRequestFailed(int error)
+const char* WhyRequestFailed(int error)
 {
     switch (error) {
     case ENOENT:

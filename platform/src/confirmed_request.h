@@ -14,4 +14,4 @@ int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& reques
                      unsigned int messageId, int timeoutMs, IpcMessage* reply = nullptr);
 
 /// Why a request failed, for a person: \p error as ConfirmedRequest() returned it.
-std::string WhyRequestFailed(int error);
+const char* WhyRequestFailed(int error);

@@ -6,6 +6,7 @@
 #include <IpcMessage.h>
 
 #include <cerrno>
+#include <new>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -53,8 +54,7 @@ int Connection::Open(Lock& lock, const Deadline& deadline)
         lastAttempt = Deadline::Clock::now();
         lock.unlock();
         Descriptor connected;
-        const int error =
-            state.directory.Connect(service, Sooner(deadline, connectLimitMs), connected);
+        const int error = Connect(Sooner(deadline, connectLimitMs), connected);
         lock.lock();
         reading = sending = false;
         state.changed.notify_all();
@@ -69,11 +69,33 @@ int Connection::Open(Lock& lock, const Deadline& deadline)
     return 0;
 }
 
+/// Called without the lock, which an exception must not find given up.
+int Connection::Connect(const Deadline& deadline, Descriptor& connected) const
+{
+    try {
+        return state.directory.Connect(service, deadline, connected);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
 int Connection::RenewSubscriptions(Lock& lock, const Deadline& deadline)
 {
     if (service != state.publisher) {
         return 0;
     }
+    std::vector<unsigned char> frames;
+    try {
+        frames = RenewalFrames();
+    } catch (const std::bad_alloc&) {
+        Drop();  // a connection on which nothing is published would be taken for a good one
+        return ENOMEM;
+    }
+    return Send(lock, frames.data(), frames.size(), deadline);
+}
+
+std::vector<unsigned char> Connection::RenewalFrames() const
+{
     std::vector<unsigned char> frames;
     for (const Subscription& subscription : state.subscriptions.Accepted()) {
         const std::size_t at = frames.size();
@@ -83,7 +105,7 @@ int Connection::RenewSubscriptions(Lock& lock, const Deadline& deadline)
         PutU32(&frames[at + frameHeaderSize], subscription.number);
         PutU32(&frames[at + frameHeaderSize + 4], subscription.itemId);
     }
-    return Send(lock, frames.data(), frames.size(), deadline);
+    return frames;
 }
 
 int Connection::Send(Lock& lock, const unsigned char* bytes, std::size_t size,

@@ -49,7 +49,9 @@ public:
     void Shutdown();
 
 private:
+    int Connect(const Deadline& deadline, Descriptor& connected) const;
     int RenewSubscriptions(Lock& lock, const Deadline& deadline);
+    std::vector<unsigned char> RenewalFrames() const;
     int Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline);
     int SendMessage(Lock& lock, IpcMessage& message, FrameKind kind, unsigned int correlation,
                     const Deadline& deadline);

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@ namespace {
 
 constexpr auto reconnectInterval = std::chrono::milliseconds(500);
 constexpr int roomLimitMs = 2000;
+constexpr int pauseWithoutMemoryMs = 10;
 
 /// A late Receive() of a thread that outlives its endpoint: out of the way, without spinning.
 void SleepOut(int waitMs)
@@ -24,6 +26,18 @@ void SleepOut(int waitMs)
     }
     for (;;) {
         std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+}
+
+/// Memory that cannot be had is an error like others: callers expect no exception. Within, one is
+/// only ever thrown with the lock held.
+template <typename Operation>
+int OutOfMemoryAsError(const Operation& operation)
+{
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
     }
 }
 
@@ -67,13 +81,15 @@ int Endpoint::Init()
     if (initResult == 0) {
         return 0;  // connections may be using the directory
     }
-    const int result = state.directory.Open();
-    const std::string problem = state.directory.Problem();
-    initResult = result;
+    std::string entry;
+    initResult = OutOfMemoryAsError([&] {
+        const int result = state.directory.Open();
+        entry = result == 0 ? "" : "endpoint " + name + ": " + state.directory.Problem();
+        return result;
+    });
+    const int result = initResult;
     lock.unlock();
-    if (result != 0) {
-        LogFromLibrary(logErrors, "endpoint " + name + ": " + problem);
-    }
+    LogFromLibrary(logErrors, entry);
     return result;
 }
 
@@ -98,20 +114,24 @@ int Endpoint::Request(const std::string& server, IpcMessage& request, unsigned i
 {
     Lock lock(state.mutex);
     const Call call(*this);
-    const int error = Usable(server, request);
-    return error != 0
-               ? error
-               : ConnectionTo(server).Request(lock, request, replyId, Deadline(waitMs), reply);
+    return OutOfMemoryAsError([&] {
+        const int error = Usable(server, request);
+        return error != 0
+                   ? error
+                   : ConnectionTo(server).Request(lock, request, replyId, Deadline(waitMs), reply);
+    });
 }
 
 int Endpoint::Notify(const std::string& server, IpcMessage& message, bool mayWait)
 {
     Lock lock(state.mutex);
     const Call call(*this);
-    const int error = Usable(server, message);
-    return error != 0
-               ? error
-               : ConnectionTo(server).Notify(lock, message, Deadline(mayWait ? roomLimitMs : 0));
+    return OutOfMemoryAsError([&] {
+        const int error = Usable(server, message);
+        return error != 0 ? error
+                          : ConnectionTo(server).Notify(lock, message,
+                                                        Deadline(mayWait ? roomLimitMs : 0));
+    });
 }
 
 int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message)
@@ -133,10 +153,15 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
     // The constant itself is not looked into: at the end of the process it may be gone already.
     const bool isFromAnyone =
         &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
-    int error = AwaitNotification(lock, Deadline(waitMs), id, isFromAnyone);
+    const Deadline deadline(waitMs);
+    int error = OutOfMemoryAsError(
+        [&] { return AwaitNotification(lock, deadline, id, isFromAnyone); });
     if (error == 0) {
         error = message ? CopyFrame(current, *message) : 0;
         RunCallback(lock);
+    } else if (error == ENOMEM) {
+        // Whoever calls this in a loop would take a whole processor until there is memory again.
+        state.WaitForChange(lock, deadline.Sooner(Deadline(pauseWithoutMemoryMs).At()));
     }
     receiving = false;
     return error;
@@ -195,19 +220,28 @@ void Endpoint::RunCallback(Lock& lock)
     const Subscription subscription =
         *state.subscriptions.Find(header.correlation, header.messageId);
     lock.unlock();
-    subscription.callback(&owner, subscription.userData);
+    try {
+        subscription.callback(&owner, subscription.userData);
+    } catch (const std::bad_alloc&) {  // that notification is lost, not the thread
+    }
     lock.lock();
 }
 
 void Endpoint::LogDropped(Lock& lock)
 {
     const unsigned int dropped = state.notifications.TakeDropped();
-    if (dropped > 0) {
-        lock.unlock();
-        LogFromLibrary(logErrors, "endpoint " + name + ": dropped " + std::to_string(dropped) +
-                                      " notifications that nobody received in time");
-        lock.lock();
+    if (dropped == 0) {
+        return;
     }
+    std::string entry;
+    OutOfMemoryAsError([&] {
+        entry = "endpoint " + name + ": dropped " + std::to_string(dropped) +
+                " notifications that nobody received in time";
+        return 0;
+    });
+    lock.unlock();
+    LogFromLibrary(logErrors, entry);
+    lock.lock();
 }
 
 int Endpoint::BeginSubscription(const std::string& server, const Subscription& subscription)
@@ -216,9 +250,11 @@ int Endpoint::BeginSubscription(const std::string& server, const Subscription& s
     if (!state.publisher.empty() && state.publisher != server) {
         return EINVAL;
     }
-    state.publisher = server;
-    state.subscriptions.Add(subscription);
-    return 0;
+    return OutOfMemoryAsError([&] {
+        state.publisher = server;
+        state.subscriptions.Add(subscription);
+        return 0;
+    });
 }
 
 void Endpoint::SettleSubscription(unsigned int number, bool accepted)
