@@ -17,10 +17,14 @@ def left_out(build):
 
 def skipped(results):
     for test in xml.etree.ElementTree.parse(results).iter("testcase"):
+        output = test.findtext("system-out") or ""
         if test.get("status") not in ("run", "fail"):
-            output = test.findtext("system-out") or ""
             reason = re.search(r"^\S+:\d+: Skipped\n(.*)$", output, re.MULTILINE)
             yield "%s: %s" % (test.get("name"), reason[1] if reason else "no reason is known")
+        # A part of one that is a Python script.
+        for part, reason in re.findall(r"^test_(\w+) \(.* skipped ['\"](.*)['\"]$", output,
+                                       re.MULTILINE):
+            yield "%s, %s: %s" % (test.get("name"), part, reason)
 
 
 def main():
