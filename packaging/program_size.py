@@ -42,7 +42,7 @@ def sections(client, strip, scratch):
     """Size of the file without symbols, and of text, data and bss."""
     stripped = os.path.join(scratch, "stripped")
     output_of(strip, "-o", stripped, client)
-    text, data, bss = output_of(strip.removesuffix("strip") + "size", stripped).splitlines()[1].split()[:3]
+    text, data, bss = output_of(re.sub(r"strip(?=[^/]*$)", "size", strip), stripped).splitlines()[1].split()[:3]
     return os.path.getsize(stripped), int(text), int(data), int(bss)
 
 
