@@ -90,10 +90,14 @@ void AppendToFile(const char* path, const std::string& line)
     if (!file || fstat(file.Get(), &found) != 0 || S_ISFIFO(found.st_mode)) {
         return;
     }
-    ssize_t written;
-    do {
-        written = write(file.Get(), line.data(), line.size());
-    } while (written < 0 && errno == EINTR);
+    std::size_t done = 0;
+    while (done < line.size()) {
+        const ssize_t written = write(file.Get(), line.data() + done, line.size() - done);
+        if (written < 0 && errno != EINTR) {
+            return;
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
 }
 
 void WriteWhereWanted(unsigned level, const std::string& processName, const std::string& text)

@@ -292,6 +292,7 @@ void Endpoint::Close()
         state.changed.wait(lock);
     }
     connections.clear();
+    state.directory = MessagingDirectory();  // its descriptor; the rest may stay
     state.notifications.Clear();
     current = ReceivedFrame{};
     received.Show(0, nullptr, 0);
