@@ -1,0 +1,173 @@
+// The client as a process that lacks something, or has too much of it.
+
+#include "tests/faults/process_facts.h"
+#include "tests/support/ConsoleSession.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/build_kind.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+class AClientInNeed : public ConsoleSession {
+protected:
+    /// Runs the client behind other words.
+    std::unique_ptr<ChildProcess> Behind(std::vector<std::string> words,
+                                         const std::vector<std::string>& options) const
+    {
+        words.push_back(ClientProgram());
+        words.insert(words.end(), options.begin(), options.end());
+        auto client = std::make_unique<ChildProcess>(words, ClientSettings());
+        client->CloseInput();
+        return client;
+    }
+};
+
+TEST_F(AClientInNeed, OfDescriptorsSaysThatItsPingFailed)
+{
+    StartService();
+    const auto client = Behind({"prlimit", isEmulated ? "--nofile=6" : "--nofile=4"}, {"-p", "-q"});
+    EXPECT_EQ(client->WaitForExit(), 0);
+    EXPECT_TEXT(client->Output(), "Let's Ping\n");
+    EXPECT_TEXT(client->Errors(), "Error running ping\nShut down Requested\nError running quit\n");
+}
+
+TEST_F(AClientInNeed, OfNothingPingsWithMoreThanAThousandInheritedDescriptors)
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    StartService();
+    std::vector<Descriptor> inherited;
+    for (int i = 0; i < 1100; ++i) {
+        inherited.emplace_back(dup(STDERR_FILENO));
+        ASSERT_TRUE(inherited.back());
+    }
+    RunClient({"-p"});
+    inherited.clear();
+    EXPECT_EQ(ExitStatus(), 0);
+    EXPECT_TEXT(ConsoleText(), "Let's Ping\nSuccessful Ping\n");
+}
+
+TEST_F(AClientInNeed, OfAThreadGoesOnWithoutAWord)
+{
+    if (isSanitized || isEmulated) {
+        GTEST_SKIP() << "the build itself takes more memory than is granted here";
+    }
+    StartService();
+    // A stack of the usual size does not fit into the address space.
+    const auto client = Behind({"prlimit", "--as=100000000", "--stack=500000000"}, {"-p"});
+    EXPECT_EQ(client->WaitForExit(), 0);
+    EXPECT_TEXT(client->Output(), "Let's Ping\nSuccessful Ping\n");
+    EXPECT_TEXT(client->Errors(), "");
+}
+
+TEST_F(AClientInNeed, OfAnAnswerWaitsAtNoCostAndEndsByCtrlC)
+{
+    Service().Fault("mute").Journal();
+    StartService();
+    StartClient({"-p"});
+    Service().WaitForJournalLine(R"({"request":"Ping"})");
+    const long before = ProcessorMilliseconds(Client().Pid());
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));  // a span to be idle in
+    EXPECT_LT(ProcessorMilliseconds(Client().Pid()) - before, isEmulated ? 250 : 50);
+    Client().Signal(SIGINT);
+    EXPECT_EQ(ExitStatus(), -SIGINT);
+}
+
+TEST_F(AClientInNeed, OfAPatientReaderLeavesTheOthersAlone)
+{
+    Service().Quiet();
+    StartService();
+    ASSERT_EQ(mkfifo((Files() / "go").c_str(), 0600), 0);
+    ChildProcess console({"sh", "-c", "\"$0\" -i | { read line <\"$1\"; cat; }", ClientProgram(),
+                          Files() / "go"},
+                         ClientSettings());
+    std::string keys = "1\n";
+    for (int i = 0; i < 100; ++i) {
+        keys += "s\n";  // more than a pipe takes
+    }
+    console.Write(keys + "x\n");
+    console.CloseInput();
+    RunClient({"-p"});
+    EXPECT_TEXT(ConsoleText(), "Let's Ping\nSuccessful Ping\n");
+    std::ofstream(Files() / "go") << "\n";
+    EXPECT_EQ(console.WaitForExit(), 0);
+    const std::string text = console.Output();
+    EXPECT_EQ(text.substr(text.size() - SubscribedMenu().size()), SubscribedMenu());
+}
+
+TEST_F(AClientInNeed, OfNoMoreThanTwoConsolesAtOnceIsReplacedAnyNumberOfTimes)
+{
+    StartService();
+    StartClient({"-i"});
+    Type("1\n");
+    ExpectConsole(SubscribedMenu());
+    for (int round = 0; round < (isEmulated ? 3 : 10); ++round) {
+        ChildProcess other({ClientProgram(), "-i"}, ClientSettings());
+        other.Write("1\nr\n");
+        other.WaitForOutput("Sending RefreshRegions\n\n");
+        Type("r\n");
+        ExpectConsole("Sending RefreshRegions\n\n" + SubscribedMenu());
+        other.Signal(SIGKILL);
+        other.WaitForExit();
+    }
+    Type("x\n");
+    EXPECT_EQ(ExitStatus(), 0);
+    EXPECT_TEXT(ErrorText(), "");
+}
+
+TEST_F(AClientInNeed, OfNothingTakesTenThousandOptions)
+{
+    std::vector<std::string> options(10000, "-c");
+    options.push_back("-h");
+    RunClient(options);
+    EXPECT_EQ(ExitStatus(), 0);
+    EXPECT_TEXT(ConsoleText(), UsageText());
+}
+
+TEST_F(AClientInNeed, OfNothingHandsNothingToProgramsItMightStart)
+{
+    StartService();
+    StartClient({"-i"});
+    Type("1\n");
+    ExpectConsole(SubscribedMenu());
+    if (!isEmulated) {  // the emulator's own descriptors would be seen
+        EXPECT_EQ(InheritableDescriptors(Client().Pid()), InheritableDescriptors(getpid()));
+    }
+    EXPECT_EQ(AbstractSockets(Client().Pid()), "");
+}
+
+TEST_F(AClientInNeed, OfAKindServiceTakesTheEndInEveryWayItComes)
+{
+    for (const bool leavesUnread : {false, true}) {
+        for (const bool answersHalf : {false, true}) {
+            auto hostile = std::make_unique<RawService>(Directory() / "SubtitleMgr");
+            StartClient({"-p"});
+            {
+                const auto connection = hostile->Accept();
+                hostile.reset();  // what is made once more finds nobody
+                if (!leavesUnread) {
+                    const RawFrame request = connection->ExpectRequest(messages::ping);
+                    if (answersHalf) {
+                        connection->Send(FrameBytes(FrameKind::Reply, 0x3B02,
+                                                    request.header.correlation, "")
+                                             .substr(0, 9));
+                    }
+                }
+            }
+            EXPECT_EQ(ExitStatus(), 0);
+            EXPECT_TEXT(ConsoleText(), "Let's Ping\n");
+            EXPECT_TEXT(ErrorText(), "Error running ping\n");
+        }
+    }
+}
+
+}  // namespace

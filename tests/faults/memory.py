@@ -1,0 +1,152 @@
+"""Fails each allocation of a program once, alone or with all that follow.
+
+A preloaded library counts and refuses. Before main a program may end in std::terminate; behind it
+it says what failed.
+"""
+
+import os
+import signal
+import subprocess
+
+from system_calls import describe, ensure_service, is_part_of
+
+
+class Refusal:
+    """Allocation number N of one of the programs, alone or with all that follow."""
+
+    def __init__(self, who, number, lasting):
+        self.who, self.number, self.lasting = who, number, lasting
+
+    def __str__(self):
+        return f"{self.who}: allocation {self.number}{' and all that follow' * self.lasting}"
+
+
+class MemorySweep:
+    """Runs scenarios with refused allocations in one place, and judges what comes out."""
+
+    def __init__(self, place, library):
+        self.place = place
+        self.library = library
+        self.usual = {}
+
+    def environment(self, number=0, lasting=False):
+        extra = {"LD_PRELOAD": self.library, "MEMORY_REPORT": self.place.path("memory"),
+                 "MEMORY_FAIL_AT": str(number)}
+        return {**extra, "MEMORY_LASTING": "1"} if lasting else extra
+
+    def report(self):
+        try:
+            lines = self.place.text("memory").splitlines()
+            os.remove(self.place.path("memory"))
+        except FileNotFoundError:
+            return []
+        return [line.split() for line in lines]
+
+    def count(self, report):
+        return next((int(words[1]) for words in report if words[0] == "allocations"), 0)
+
+    def plan(self, scenario):
+        """Every refusal of a scenario."""
+        ensure_service(self.place, scenario)
+        self.place.run_client(scenario, extra=self.environment())
+        if scenario.ends_service:
+            self.place.service_ends()
+        clients = self.count(self.report())
+        services = 0
+        if scenario.needs_service:
+            if self.place.service_is_alive():
+                self.place.stop_service()
+            self.place.start_service(extra=self.environment())
+            self.place.run_client(scenario)
+            self.place.stop_service()
+            services = self.count(self.report())
+        return [Refusal(who, number, lasting)
+                for who, count in (("client", clients), ("service", services))
+                for number in range(1, count + 1) for lasting in (False, True)]
+
+    def baseline(self, scenario):
+        if scenario.name not in self.usual:
+            ensure_service(self.place, scenario)
+            outcome = self.place.run_client(scenario)
+            if scenario.ends_service:
+                self.place.service_ends()
+            self.place.collect(outcome)
+            self.usual[scenario.name] = outcome
+        return self.usual[scenario.name]
+
+    def run(self, scenario, refusal):
+        """\\return (verdict, description)"""
+        usual = self.baseline(scenario)
+        self.report()
+        if refusal.who == "client":
+            return self.run_client(scenario, refusal, usual)
+        return self.run_service(scenario, refusal, usual)
+
+    def run_client(self, scenario, refusal, usual):
+        ensure_service(self.place, scenario)
+        outcome = self.place.run_client(
+            scenario, extra=self.environment(refusal.number, refusal.lasting))
+        if scenario.ends_service and "Quit issued" in outcome.out:
+            self.place.service_ends()
+        self.place.collect(outcome)
+        frames = [words for words in self.report() if words[0] != "allocations"]
+        if scenario.needs_service and self.place.service_is_alive() and (
+                not self.place.is_answered()):
+            return "finding", "the service suffers\n" + describe(outcome)
+        if outcome.status == -signal.SIGABRT:
+            return self.judge_termination(frames)
+        return self.judge(scenario, outcome, usual, frames)
+
+    def judge_termination(self, frames):
+        """Before main a program has nobody to tell; behind it, that is a fault."""
+        functions = self.functions(frames)
+        names = [name for name, _ in functions]
+        if not frames or not any(name.startswith("_GLOBAL__sub_I") for name in names):
+            return "crash", str(functions)
+        return "terminates", " < ".join(names)
+
+    def judge(self, scenario, outcome, usual, frames):
+        if outcome.timed_out:
+            return "hang", describe(outcome) + str(self.functions(frames))
+        if outcome.status != 0:
+            return "crash", describe(outcome) + str(self.functions(frames))
+        if outcome.seen() == usual.seen():
+            return "success", ""
+        if scenario.is_told(outcome):
+            return "documented", ""
+        if is_part_of(outcome.out, usual.out) and is_part_of("\n".join(outcome.log),
+                                                             "\n".join(usual.log)):
+            return "output lost", ""
+        return "finding", describe(outcome) + str(self.functions(frames))
+
+    def run_service(self, scenario, refusal, usual):
+        if self.place.service_is_alive():
+            self.place.stop_service()
+        self.place.start_service(extra=self.environment(refusal.number, refusal.lasting))
+        outcome = self.place.run_client(scenario)
+        if scenario.ends_service and outcome.out == usual.out:
+            self.place.service_ends()
+        self.place.collect(outcome)
+        status = self.place.stop_service()
+        said = self.place.text("service.err")
+        frames = [words for words in self.report() if words[0] != "allocations"]
+        if status == -signal.SIGABRT:
+            return self.judge_termination(frames)
+        if status not in (0, 1, 2):
+            return "crash", f"the service ends with {status}: {said} {self.functions(frames)}"
+        if "journal is not complete" in said:
+            outcome.requests = usual.requests
+        return self.judge(scenario, outcome, usual, frames)
+
+    def functions(self, frames):
+        """Names and files of the program's functions that a report goes through, innermost first."""
+        names = []
+        for program in (self.place.programs.client, self.place.programs.service):
+            addresses = ["0x" + address for file, address in frames if file == program]
+            if addresses:
+                text = subprocess.run(["addr2line", "-f", "-C", "-i", "-e", program, *addresses],
+                                      stdout=subprocess.PIPE, text=True, check=True).stdout
+                lines = text.splitlines()
+                names += [(name, file) for name, file in zip(lines[::2], lines[1::2])
+                          if not file.startswith("/usr/")]
+        return names

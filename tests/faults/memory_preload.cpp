@@ -1,0 +1,103 @@
+// Preloaded into a program: allocation number MEMORY_FAIL_AT fails, with MEMORY_LASTING=1 all that
+// follow as well. MEMORY_REPORT names a file that gets the number of allocations, and where the one
+// that failed was made, as addresses for addr2line.
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* old, std::size_t size);
+}
+
+namespace {
+
+unsigned long failAt = 0;
+bool isLasting = false;
+bool isReady = false;
+const char* reportPath = nullptr;
+unsigned long allocations = 0;  // changed atomically: the client has two threads
+thread_local bool isReporting = false;
+
+int OpenReport() { return open(reportPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); }
+
+/// The place of the failure; the file of a frame and its address in there.
+void ReportPlace()
+{
+    isReporting = true;
+    void* frames[48];
+    const int count = backtrace(frames, 48);
+    const int report = OpenReport();
+    for (int i = 2; i < count; ++i) {
+        Dl_info info{};
+        if (dladdr(frames[i], &info) != 0 && info.dli_fname) {
+            const auto offset = static_cast<const char*>(frames[i]) -
+                                static_cast<const char*>(info.dli_fbase);
+            dprintf(report, "%s %lx\n", info.dli_fname, static_cast<unsigned long>(offset) - 1);
+        }
+    }
+    close(report);
+    isReporting = false;
+}
+
+bool MustFail()
+{
+    if (!isReady || isReporting) {
+        return false;
+    }
+    const unsigned long number = __atomic_add_fetch(&allocations, 1, __ATOMIC_RELAXED);
+    if (failAt == 0 || number < failAt || (number > failAt && !isLasting)) {
+        return false;
+    }
+    if (number == failAt && reportPath) {
+        ReportPlace();
+    }
+    errno = ENOMEM;
+    return true;
+}
+
+/// Counting begins with the program's own initialisation, behind the libraries'.
+__attribute__((constructor)) void Prepare()
+{
+    void* frame;
+    backtrace(&frame, 1);  // its first call allocates
+    const char* at = std::getenv("MEMORY_FAIL_AT");
+    failAt = at ? std::strtoul(at, nullptr, 10) : 0;
+    isLasting = std::getenv("MEMORY_LASTING") != nullptr;
+    reportPath = std::getenv("MEMORY_REPORT");
+    isReady = true;
+}
+
+__attribute__((destructor)) void ReportCount()
+{
+    if (reportPath) {
+        isReady = false;
+        const int report = OpenReport();
+        dprintf(report, "allocations %lu\n", allocations);
+        close(report);
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) { return MustFail() ? nullptr : __libc_malloc(size); }
+
+void* calloc(std::size_t count, std::size_t size)
+{
+    return MustFail() ? nullptr : __libc_calloc(count, size);
+}
+
+void* realloc(void* old, std::size_t size)
+{
+    return MustFail() ? nullptr : __libc_realloc(old, size);
+}
+}

@@ -1,0 +1,91 @@
+// Preloaded into a program: reads and writes of sockets, and reads of files, are cut to 1 to 3 bytes
+// by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable.
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+/// Numbers by chance, each thread its own sequence.
+std::uint32_t Chance()
+{
+    static const std::uint32_t seed = [] {
+        const char* text = std::getenv("PARTIAL_SEED");
+        return static_cast<std::uint32_t>(text ? std::strtoul(text, nullptr, 10) : 1);
+    }();
+    static thread_local std::uint32_t state =
+        (seed + static_cast<std::uint32_t>(syscall(SYS_gettid)) * 2654435761u) | 1u;
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    return state;
+}
+
+/// Every fourth call is interrupted before it does anything.
+bool IsInterrupted()
+{
+    if (Chance() % 4 != 0) {
+        return false;
+    }
+    errno = EINTR;
+    return true;
+}
+
+/// One call in 64 is left whole, so that large messages arrive in bearable time.
+std::size_t Cut(std::size_t size)
+{
+    const std::size_t most = Chance() % 64 == 0 ? size : 1 + Chance() % 3;
+    return size < most ? size : most;
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t recv(int fd, void* buffer, std::size_t size, int flags)
+{
+    if (IsInterrupted()) {
+        return -1;
+    }
+    return syscall(SYS_recvfrom, fd, buffer, Cut(size), flags, nullptr, nullptr);
+}
+
+ssize_t send(int fd, const void* buffer, std::size_t size, int flags)
+{
+    if (IsInterrupted()) {
+        return -1;
+    }
+    return syscall(SYS_sendto, fd, buffer, Cut(size), flags, nullptr, 0);
+}
+
+ssize_t sendmsg(int fd, const msghdr* message, int flags)
+{
+    if (IsInterrupted()) {
+        return -1;
+    }
+    const iovec& first = message->msg_iov[0];
+    return syscall(SYS_sendto, fd, first.iov_base, Cut(first.iov_len), flags, nullptr, 0);
+}
+
+// The client prints through the C library, which does not come by here.
+ssize_t write(int fd, const void* buffer, std::size_t size)
+{
+    if (IsInterrupted()) {
+        return -1;
+    }
+    return syscall(SYS_write, fd, buffer, Cut(size));
+}
+
+ssize_t read(int fd, void* buffer, std::size_t size)
+{
+    if (IsInterrupted()) {
+        return -1;
+    }
+    return syscall(SYS_read, fd, buffer, Cut(size));
+}
+}
