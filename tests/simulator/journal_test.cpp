@@ -94,6 +94,20 @@ TEST(Journal, AppendsToWhatIsThere)
     EXPECT_EQ(ReadWholeFile(folder / "journal"), "earlier\n{\"request\":\"Ping\"}\n");
 }
 
+TEST(Journal, SaysOnceThatItIsNotComplete)
+{
+    Journal journal;
+    std::string problem;
+    ASSERT_TRUE(journal.Open("/dev/full", problem)) << problem;
+    Request request;
+    request.messageId = messages::ping;
+    testing::internal::CaptureStderr();
+    journal.Add(request);
+    journal.Add(request);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "SubtitleMgrSim: the journal is not complete: No space left on device\n");
+}
+
 TEST(Journal, SaysWhyItCannotBeOpened)
 {
     Journal journal;

@@ -125,6 +125,22 @@ TEST_F(AnEndpoint, FailsAtOnceWithoutAService)
     EXPECT_EQ(Ping(-1), ENOENT);
 }
 
+/// Subscribes to another service than the subtitle service.
+class OtherServicesClient : public SubscribeClient {
+public:
+    explicit OtherServicesClient(LinxIpc& endpoint) : SubscribeClient(endpoint, "Other", 0) {}
+};
+
+TEST_F(AnEndpoint, TakesNotificationsFromOneServiceAlone)
+{
+    auto served = Serve([](RawConnection& peer) { EXPECT_EQ(peer.AcceptSubscription(), hd); });
+    EXPECT_EQ(SubscribeHd(), 0);
+    served.get();
+    OtherServicesClient other(*ipc);
+    RegionDataItem unused;
+    EXPECT_EQ(other.Subscribe(hd, regionData, unused, NoteRegion, &regions), EINVAL);
+}
+
 TEST_F(AnEndpoint, FailsBeforeInitAndAfterAFailedOne)
 {
     LinxIpc closed("Closed");

@@ -45,6 +45,12 @@ unsigned int ModeOf(const std::string& path)
     return lstat(path.c_str(), &found) == 0 ? found.st_mode & 07777 : 0;
 }
 
+TEST_F(TheMessagingDirectory, ConnectsNobodyBeforeItIsOpen)
+{
+    EXPECT_EQ(directory.Fd(), -1);
+    EXPECT_EQ(Connect("SubtitleMgr"), ENOTCONN);
+}
+
 TEST_F(TheMessagingDirectory, IsMadeForItsUserAlone)
 {
     const mode_t before = umask(0);
