@@ -80,6 +80,25 @@ TEST_F(TheLogFile, KeepsTheLettersOfOtherLanguages)
         << content;
 }
 
+TEST_F(TheLogFile, KeepsTheFirstAndTheLastLettersOfEachLength)
+{
+    // U+00A0, U+07FF, U+0800, U+FFFD, U+10000, U+10FFFF
+    const std::string letters = "\xC2\xA0 \xDF\xBF \xE0\xA0\x80 \xEF\xBF\xBD \xF0\x90\x80\x80 "
+                                "\xF4\x8F\xBF\xBF";
+    Entry(2, letters);
+    const std::string content = ReadWholeFile(path);
+    EXPECT_NE(content.find("level=2 " + letters + "\n"), std::string::npos) << content;
+}
+
+TEST_F(TheLogFile, EscapesControlCharactersBehindLettersAndFalseFirstBytes)
+{
+    Entry(2, "\xC3\xA4\xC2\x9B \xC1\x80 \xF5\x80\x80\x80 \xE2\x82z");
+    const std::string content = ReadWholeFile(path);
+    EXPECT_NE(content.find("level=2 \xC3\xA4\xC2\\x9b \xC1\\x80 \xF5\\x80\\x80\\x80 \xE2\\x82z\n"),
+              std::string::npos)
+        << content;
+}
+
 TEST_F(TheLogFile, CutsAVeryLongText)
 {
     Entry(2, std::string(100000, 'x'));
