@@ -9,6 +9,7 @@ import argparse
 import mmap
 import multiprocessing
 import re
+import signal
 import sys
 import time
 
@@ -20,7 +21,6 @@ from executors import Executor
 from platforms import ScriptedPlatform, ServicePlatform
 from session_maker import MENUS, SessionMaker, first_keys, second_keys
 
-SIGXFSZ = 25
 # Of a session that repeats itself so much is compared, and a few buffers more are thought ahead.
 REPEATED = 4096
 AHEAD = 24576
@@ -82,7 +82,7 @@ class Comparison:
 
     def differences(self):
         """What differs, as texts."""
-        status = 0 if self.console.ended else -SIGXFSZ
+        status = 0 if self.console.ended else -signal.SIGXFSZ
         if self.result.status != status:
             self.problems.append("status %d, not %d" % (self.result.status, status))
         expected = b"".join(self.console.output)
@@ -222,6 +222,12 @@ def lines_disagree(lines):
     return len(set(kinds)) < len(kinds) or len(set(numbers)) < len(numbers)
 
 
+def end_in_order(*_):
+    """Also the workers do so, who have services and folders; they may be told twice."""
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
+    sys.exit(1)
+
+
 def parse():
     """The command line."""
     words = sys.argv[1:]
@@ -245,6 +251,7 @@ def parse():
 def main():
     """Runs, prints differences and a summary. Returns the exit status."""
     options, emulator = parse()
+    signal.signal(signal.SIGTERM, end_in_order)
     if options.count:
         print("seeds %d to %d" % (options.seed, options.seed + options.count - 1), flush=True)
     begin = time.monotonic()

@@ -462,6 +462,7 @@ def main():
         return 2
     programs, part = words[:2]
     count = int(words[2]) if len(words) == 3 else None
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     # A thousand clients in one process.
     most = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
     resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
