@@ -76,9 +76,7 @@ bool Arrivals::SortAll()
             }
             problem = "a frame that only a client may send";
             [[fallthrough]];
-        case InputBlocks::Cut::Malformed:
-            ComplainOf("received ", problem);
-            return false;
+        case InputBlocks::Cut::Malformed: ComplainOf("received ", problem); return false;
         }
     }
 }
@@ -88,9 +86,7 @@ void Arrivals::TakeReply(const ReceivedFrame& frame)
     if (frame.header.correlation != ReplyTable::nobody) {
         replies.Take(frame);
     } else if (!IsAcceptance(frame)) {
-        Complain([&] {
-            return "a subscription was refused by the restarted service " + service;
-        });
+        Complain([&] { return "a subscription was refused by the restarted service " + service; });
     }
 }
 

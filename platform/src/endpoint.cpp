@@ -154,8 +154,8 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
     const bool isFromAnyone =
         &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
     const Deadline deadline(waitMs);
-    int error = OutOfMemoryAsError(
-        [&] { return AwaitNotification(lock, deadline, id, isFromAnyone); });
+    int error =
+        OutOfMemoryAsError([&] { return AwaitNotification(lock, deadline, id, isFromAnyone); });
     if (error == 0) {
         error = message ? CopyFrame(current, *message) : 0;
         RunCallback(lock);

@@ -10,13 +10,13 @@ constexpr std::size_t blockSize = 64 * 1024;
 
 /// The first block of a connection, most of which see nothing but a few replies: fresh memory is
 /// a good part of what a short connection costs.
-constexpr std::size_t firstBlockSize = 8 * 1024;
+constexpr std::size_t firstBlockSize = 1024;
 
 /// Memory that a connection keeps between two frames.
 constexpr std::size_t mostKept = 2 * 1024 * 1024;
 
 /// With less room than this behind the last bytes a read would be too short to be worth it.
-constexpr std::size_t leastRoom = 4 * 1024;
+constexpr std::size_t leastRoom = 1024;
 
 }  // namespace
 

@@ -24,8 +24,9 @@ struct ReceivedFrame {
 ///
 /// Frames are not copied out. They keep their block alive; new bytes go behind them or, when there
 /// is no room left, into another block, so in step with its reader a connection uses one block for
-/// ever: of 8 KiB at first, of 64 KiB once a read has filled it. Only the beginning of a cut frame is ever moved. Blocks grow with the bytes
-/// that really came, never with what a length field claims.
+/// ever: of 1 KiB at first, of 64 KiB once a read has filled it. Only the beginning of a cut frame
+/// is ever moved. Blocks grow with the bytes that really came, never with what a length field
+/// claims.
 ///
 /// Not synchronised; the room may be written without the lock that guards the rest.
 class InputBlocks {

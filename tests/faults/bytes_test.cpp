@@ -26,8 +26,8 @@ namespace {
 bool IsGood(const std::string& header)
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(header[i]); };
-    const bool isSmall = byte(12) == 0 || (byte(12) == 1 && byte(13) == 0 && byte(14) == 0 &&
-                                           byte(15) == 0);
+    const bool isSmall =
+        byte(12) == 0 || (byte(12) == 1 && byte(13) == 0 && byte(14) == 0 && byte(15) == 0);
     return byte(0) == 'S' && byte(1) == 'T' && byte(2) == 1 && byte(3) >= 1 && byte(3) <= 4 &&
            isSmall;
 }

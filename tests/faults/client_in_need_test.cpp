@@ -15,6 +15,15 @@
 
 namespace {
 
+/// A limit counts also what whoever started the tests has handed down.
+void LeaveInheritedDescriptorsBehind()
+{
+    constexpr int more = 256;
+    for (int fd = STDERR_FILENO + 1; fd < more; ++fd) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+}
+
 class AClientInNeed : public ConsoleSession {
 protected:
     /// Runs the client behind other words.
@@ -32,6 +41,7 @@ protected:
 TEST_F(AClientInNeed, OfDescriptorsSaysThatItsPingFailed)
 {
     StartService();
+    LeaveInheritedDescriptorsBehind();
     const auto client = Behind({"prlimit", isEmulated ? "--nofile=6" : "--nofile=4"}, {"-p", "-q"});
     EXPECT_EQ(client->WaitForExit(), 0);
     EXPECT_TEXT(client->Output(), "Let's Ping\n");
@@ -87,9 +97,9 @@ TEST_F(AClientInNeed, OfAPatientReaderLeavesTheOthersAlone)
     Service().Quiet();
     StartService();
     ASSERT_EQ(mkfifo((Files() / "go").c_str(), 0600), 0);
-    ChildProcess console({"sh", "-c", "\"$0\" -i | { read line <\"$1\"; cat; }", ClientProgram(),
-                          Files() / "go"},
-                         ClientSettings());
+    ChildProcess console(
+        {"sh", "-c", "\"$0\" -i | { read line <\"$1\"; cat; }", ClientProgram(), Files() / "go"},
+        ClientSettings());
     std::string keys = "1\n";
     for (int i = 0; i < 100; ++i) {
         keys += "s\n";  // more than a pipe takes
@@ -157,9 +167,9 @@ TEST_F(AClientInNeed, OfAKindServiceTakesTheEndInEveryWayItComes)
                 if (!leavesUnread) {
                     const RawFrame request = connection->ExpectRequest(messages::ping);
                     if (answersHalf) {
-                        connection->Send(FrameBytes(FrameKind::Reply, 0x3B02,
-                                                    request.header.correlation, "")
-                                             .substr(0, 9));
+                        connection->Send(
+                            FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")
+                                .substr(0, 9));
                     }
                 }
             }

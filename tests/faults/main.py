@@ -21,7 +21,7 @@ from scenarios import SCENARIOS, SERVICE_START
 BAD = ("hang", "crash", "finding")
 VERDICTS = ("success", "documented", "output lost", "repeats", "terminates", "not reached", *BAD)
 SHORT_SAMPLE = {"calls": 300, "memory": 200, "partial": 100}
-PARTIAL_SEEDS = 1000
+PARTIAL_SEEDS = 150
 
 
 def plan_calls(place, scenarios, arguments):

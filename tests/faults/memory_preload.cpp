@@ -38,8 +38,8 @@ void ReportPlace()
     for (int i = 2; i < count; ++i) {
         Dl_info info{};
         if (dladdr(frames[i], &info) != 0 && info.dli_fname) {
-            const auto offset = static_cast<const char*>(frames[i]) -
-                                static_cast<const char*>(info.dli_fbase);
+            const auto offset =
+                static_cast<const char*>(frames[i]) - static_cast<const char*>(info.dli_fbase);
             dprintf(report, "%s %lx\n", info.dli_fname, static_cast<unsigned long>(offset) - 1);
         }
     }

@@ -140,9 +140,9 @@ TEST_F(AnEndpointOfManyLives, LeavesNoDescriptorBehind)
             const auto connection = service.Accept();
             connection->Reply(connection->ExpectRequest(messages::ping));
         });
-        EXPECT_EQ(ipc.Request("SubtitleMgr", request, messages::ReplyTo(messages::ping), 10000,
-                              nullptr),
-                  0);
+        EXPECT_EQ(
+            ipc.Request("SubtitleMgr", request, messages::ReplyTo(messages::ping), 10000, nullptr),
+            0);
         peer.join();
     }
     EXPECT_EQ(OpenDescriptors(), before);

@@ -20,9 +20,11 @@ import threading
 import time
 
 READY_MS = 200
+GENEROUS_MS = 5000  # where tests run side by side
 FLAT_KB = 1024
 PATIENCE = 120  # without a sign of life
 MANY = 100
+FEW_LOOKS = 20  # by then queues and blocks have reached the size that they keep
 NUMBERS = 100000  # after so many notifications a stream begins at 0 again
 REGION_SIZE = 30720
 REGION_NUMBERS = 200
@@ -174,12 +176,12 @@ class Survivor:
         self.check_size()
 
     def check_size(self):
-        """The second half of the time may not take more than the first."""
+        """The second half of the time may not take more than the first, once that is a time."""
         half = (len(self.sizes) + 1) // 2
         before, after = max(self.sizes[:half]), max(self.sizes[half:], default=0)
         print("  %s: at most %d kB resident, %d in the second half"
               % (self.name, max(before, after), after))
-        demand(after - before <= FLAT_KB, "the resident size grows")
+        demand(len(self.sizes) < FEW_LOOKS or after - before <= FLAT_KB, "the resident size grows")
 
 
 # Kills
@@ -207,9 +209,9 @@ def check_ready_times(room, what):
     times = room.start_times[1:]
     late = sum(time_ > READY_MS for time_ in times)
     print("  %s ready again after %s; %d above %d ms" % (what, spread(times), late, READY_MS))
-    # Among the tests, of a busy machine, some may have to wait for a processor.
-    judged = statistics.median(times) if len(times) < MANY else max(times)
-    demand(room.emulator or judged <= READY_MS, "not ready in time")
+    # The short form runs among other tests; all but a deadline would be luck there.
+    most = READY_MS if len(times) >= MANY and not room.emulator else GENEROUS_MS
+    demand(max(times) <= most, "not ready in time")
 
 
 def kill_services(room, count):

@@ -1,0 +1,242 @@
+#!/usr/bin/env python3
+"""Changes the product in small wrong ways and counts how many of the changes the tests notice."""
+
+import argparse
+import glob
+import json
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+from source_operators import Mutant, mutants_of
+
+FOLDERS = ["cli", "records", "stats", "handlers", "console", "generators", "platform/src"]
+
+# What is linked with a folder and quick; the other tests run when these notice nothing.
+FIRST_TESTS = {
+    "cli": ["cli"],
+    "records": ["records", "handlers"],
+    "stats": ["stats"],
+    "handlers": ["handlers"],
+    "console": ["console"],
+    "generators": ["generators"],
+    "platform/src": ["platform"],
+}
+# What runs then. Sessions of editing reach nothing of the stand-in that the others do not.
+THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator)"
+                              r"|system\.(options|requests|directory|console|notifications"
+                              r"|resilience|threads|simulator))\."}
+PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrSim"]
+# Tests of the build itself, which has other compiler options here, and long ones whose place others
+# reach as well.
+LEFT_OUT = "|".join([r"^system\.(build|packag|exit|idle|soak)", r"^fuzz", "ManyMegabytes",
+                     "ReachEveryPlace", r"^unit\.simulator\.Backlog"])
+ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}
+
+BUILD_LIMIT_S = 900
+TEST_LIMIT_S = 600
+
+
+def run(command, limit, **options):
+    """Runs a command and everything it starts. Returns its status; -1 when it took too long."""
+    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
+                          errors="replace", stderr=subprocess.STDOUT, start_new_session=True,
+                          **options) as child:
+        try:
+            output = child.communicate(timeout=limit)[0]
+            return child.returncode, output
+        except subprocess.TimeoutExpired:
+            os.killpg(child.pid, signal.SIGKILL)
+            child.communicate()
+            return -1, ""
+        except BaseException:
+            os.killpg(child.pid, signal.SIGKILL)
+            raise
+
+
+class Tree:
+    """A copy of the tree with a build of its own, of which one line at a time is changed."""
+
+    def __init__(self, source, folder):
+        self.source = source
+        self.root = os.path.join(folder, "tree")
+        self.build = os.path.join(self.root, "build")
+
+    def prepare(self):
+        """Copies what is committed, unless an earlier run did, and builds it."""
+        if os.path.isdir(self.root):
+            return
+        os.makedirs(self.root)
+        subprocess.run("git -C '%s' archive HEAD | tar x -C '%s'" % (self.source, self.root),
+                       shell=True, check=True)
+        # Not optimised, for speed; -w, since a change may leave a name unused.
+        self.must(["cmake", "--preset", "desk", "-B", self.build, "-DCMAKE_BUILD_TYPE=Debug",
+                   "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
+        self.must(["ninja", "-C", self.build])
+        failed = self.failed_test(".")
+        if failed:
+            sys.exit("mutants: without any change fails " + failed)
+
+    def must(self, command):
+        status, output = run(command, BUILD_LIMIT_S, cwd=self.root)
+        if status != 0:
+            sys.exit(output)
+
+    def builds(self, targets):
+        return run(["ninja", "-C", self.build, *targets], BUILD_LIMIT_S)[0] == 0
+
+    def failed_test(self, choice, left_out=LEFT_OUT):
+        """Runs tests, each in a process of its own, until one fails. Returns its name, or None.
+
+        On a busy machine a test may fail for once: one that passes when it is run again, alone, is
+        no verdict, and the others decide.
+        """
+        while True:
+            failed = self.first_failure(choice, left_out)
+            if not failed or self.first_failure("^" + re.escape(failed) + "$", "^$"):
+                return failed
+            left_out += "|^" + re.escape(failed) + "$"
+
+    def first_failure(self, choice, left_out):
+        status, output = run(["ctest", "--test-dir", self.build, "-j", "8", "--stop-on-failure",
+                              "--timeout", "60", "--no-tests=error", "-R", choice, "-E",
+                              left_out], TEST_LIMIT_S, env=ENVIRONMENT)
+        failed = re.search(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
+        return failed[1] if failed else None if status == 0 else "all.of.them"
+
+    def unit_targets(self):
+        programs = glob.glob(os.path.join(self.build, "bin", "test_unit_*"))
+        return [os.path.basename(program) for program in programs]
+
+    def path(self, mutant):
+        return os.path.join(self.root, mutant.path)
+
+    def judge(self, mutant):
+        """What became of a mutant: the test that fails, `survived`, or `does not compile`."""
+        folder = os.path.dirname(mutant.path)
+        first = FIRST_TESTS[folder]
+        if not self.builds(["test_unit_" + room for room in first]):
+            return "does not compile"
+        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first))
+        if failed:
+            return failed
+        if not self.builds(PROGRAMS + self.unit_targets()):
+            return "does not compile"
+        return self.failed_test(THEN_TESTS.get(folder, ".")) or "survived"
+
+
+class ChangedLine:
+    """While it lives, the tree has the mutant."""
+
+    def __init__(self, tree, mutant):
+        self.path = tree.path(mutant)
+        self.mutant = mutant
+
+    def __enter__(self):
+        with open(self.path, encoding="utf-8") as file:
+            self.text = file.read()
+        lines = self.text.split("\n")
+        lines[self.mutant.line - 1] = self.mutant.text
+        self.write("\n".join(lines))
+
+    def __exit__(self, *_):
+        self.write(self.text)
+
+    def write(self, text):
+        with open(self.path, "w", encoding="utf-8") as file:
+            file.write(text)
+
+
+def all_mutants(root):
+    found = []
+    for folder in FOLDERS:
+        for path in sorted(glob.glob(os.path.join(root, folder, "*.cpp")) +
+                           glob.glob(os.path.join(root, folder, "*.h"))):
+            with open(path, encoding="utf-8") as file:
+                found += mutants_of(os.path.relpath(path, root), file.read())
+    return found
+
+
+class Results:
+    """The verdicts so far, also of an interrupted run: one JSON array a line."""
+
+    def __init__(self, path):
+        self.path = path
+        self.verdicts = {}
+        if os.path.exists(path):
+            with open(path, encoding="utf-8") as file:
+                for line in file:
+                    fields, verdict = json.loads(line)
+                    self.verdicts[Mutant(*fields)] = verdict
+
+    def add(self, mutant, verdict):
+        self.verdicts[mutant] = verdict
+        with open(self.path, "a", encoding="utf-8") as file:
+            file.write(json.dumps([list(mutant), verdict]) + "\n")
+
+
+def judge_sample(tree, results, sample, count):
+    """Judges mutants in the order of the sample until \\p count of them compiled."""
+    judged = []
+    at = 0
+    while len(judged) < count and at < len(sample):
+        # File by file, so that an object is not built twice without need.
+        batch = sorted(sample[at:at + count - len(judged)])
+        at += len(batch)
+        for mutant in batch:
+            if mutant not in results.verdicts:
+                with ChangedLine(tree, mutant):
+                    results.add(mutant, tree.judge(mutant))
+                print("%s\n    %s" % (mutant.name(), results.verdicts[mutant]), flush=True)
+            if results.verdicts[mutant] != "does not compile":
+                judged.append(mutant)
+    return judged
+
+
+def report(judged, verdicts, seed):
+    survivors = [mutant for mutant in judged if verdicts[mutant] == "survived"]
+    by_units = sum(verdicts[mutant].startswith("unit.") for mutant in judged)
+    caught = len(judged) - len(survivors)
+    print("\nseed %d: %d mutants, %d caught (%.1f %%): %d by unit tests, %d by tests with real "
+          "processes; %d survived" %
+          (seed, len(judged), caught, 100.0 * caught / len(judged), by_units, caught - by_units,
+           len(survivors)))
+    for mutant in sorted(survivors):
+        print("survived: " + mutant.name())
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="script/mutants", description=__doc__)
+    parser.add_argument("--count", type=int, default=300, help="mutants that compile; default 300")
+    parser.add_argument("--seed", type=int, default=1, help="of the sample; default 1")
+    parser.add_argument("--only", default="", help="only paths that this regular expression finds")
+    parser.add_argument("--work", help="keep copy and verdicts in this folder, and go on there")
+    return parser.parse_args()
+
+
+def main():
+    """Judges a seeded sample and prints how many were caught, and the survivors."""
+    wanted = arguments()
+    source = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    folder = os.path.abspath(wanted.work or tempfile.mkdtemp(prefix="subtitle-mutants-"))
+    os.makedirs(folder, exist_ok=True)
+    try:
+        tree = Tree(source, folder)
+        tree.prepare()
+        sample = [m for m in all_mutants(tree.root) if re.search(wanted.only, m.path)]
+        random.Random(wanted.seed).shuffle(sample)
+        results = Results(os.path.join(folder, "verdicts"))
+        judged = judge_sample(tree, results, sample, wanted.count)
+        report(judged, results.verdicts, wanted.seed)
+    finally:
+        if not wanted.work:
+            shutil.rmtree(folder)
+
+
+if __name__ == "__main__":
+    main()

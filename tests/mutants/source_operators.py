@@ -1,0 +1,116 @@
+"""Source operators: small wrong changes to one line of C++, as a slip of the hand makes them."""
+
+import re
+from typing import NamedTuple
+
+
+class Mutant(NamedTuple):
+    """One changed line."""
+
+    path: str  # below the root of the tree
+    line: int  # counted from 1
+    operator: str
+    original: str  # the whole line
+    text: str  # of the whole line, changed
+
+    def name(self):
+        changed = "without " + self.original if self.operator == "deletion" else self.text
+        return "%s:%d %s: %s" % (self.path, self.line, self.operator, changed.strip())
+
+
+# Written with a blank on both sides, as the formatter leaves binary operators and nothing else.
+BINARY = {
+    "relation": {"<": ["<="], "<=": ["<"], ">": [">="], ">=": [">"], "==": ["!="], "!=": ["=="]},
+    "logic": {"&&": ["||"], "||": ["&&"]},
+    "arithmetic": {"+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["*"],
+                   "<<": [], ">>": ["<<"], "&": ["|"], "|": ["&"],
+                   "+=": ["-="], "-=": ["+="], "|=": ["&="], "&=": ["|="]},
+}
+TOKEN = re.compile(r"(?<= )([<>=!]=|[<>]{1,2}|&&|\|\||[-+*/%|&]=?)(?= )")
+NUMBER = re.compile(r"(?<![\w.'])(0[xX][0-9A-Fa-f]+|\d+)(u?)(?![\w.'])")
+CONDITION = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
+TERNARY = re.compile(r"(return|=) ([^=?;]+) \? ")
+STATEMENT = re.compile(
+    r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$")
+DECLARATION = re.compile(r"^\s*(?:return|using|break|continue|case|default|const|static|friend)\b")
+NOT_CODE = re.compile(r"^\s*(?:#|template\b|using\b|static_assert\b|namespace\b|extern\b|public:|private:|$)")
+
+
+def mask(line):
+    """The line with texts, characters and its comment blanked out, so that columns stay."""
+    shown = re.sub(r'"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])\'', lambda m: "\0" * len(m[0]), line)
+    comment = shown.find("//")
+    return shown if comment < 0 else shown[:comment] + "\0" * (len(shown) - comment)
+
+
+def change(line, span, replacement):
+    return line[:span[0]] + replacement + line[span[1]:]
+
+
+def binary_changes(line, code):
+    for found in TOKEN.finditer(code):
+        for operator, table in BINARY.items():
+            for replacement in table.get(found[1], []):
+                yield operator, change(line, found.span(), replacement)
+
+
+def number_changes(line, code):
+    for found in NUMBER.finditer(code):
+        base = 16 if found[1][:2].lower() == "0x" else 10
+        value = int(found[1], base) + 1
+        text = "0x%X" % value if base == 16 else str(value)
+        yield "constant", change(line, found.span(), text + found[2])
+
+
+def boolean_changes(line, code):
+    for found in re.finditer(r"\b(true|false)\b", code):
+        yield "constant", change(line, found.span(), "false" if found[1] == "true" else "true")
+
+
+def negation_changes(line, code):
+    found = CONDITION.match(code)
+    if found:
+        condition = line[found.start(2):found.end(2)]
+        yield "negation", change(line, found.span(2), "!(%s)" % condition)
+    found = TERNARY.search(code)
+    if found:
+        condition = line[found.start(2):found.end(2)]
+        yield "negation", change(line, found.span(2), "!(%s)" % condition)
+    for found in re.finditer(r"(?<=[( ])!(?=[\w(])", code):
+        yield "negation", change(line, found.span(), "")
+    found = re.match(r"^(\s*return )([^;?]*\b(?:&&|\|\||[=!<>]=|[<>])[^;?]*)(;)$", code)
+    if found:
+        value = line[found.start(2):found.end(2)]
+        yield "negation", change(line, found.span(2), "!(%s)" % value)
+
+
+def step_changes(line, code):
+    for found in re.finditer(r"\+\+|--", code):
+        yield "arithmetic", change(line, found.span(), "--" if found[0] == "++" else "++")
+
+
+def deletions(line, code):
+    """Deletes a statement that stands alone on its line: a call, an assignment, a step."""
+    found = STATEMENT.match(code)
+    if found and not DECLARATION.match(code) and code.count("(") == code.count(")"):
+        indent = line[:len(line) - len(line.lstrip())]
+        yield "deletion", indent + ";"
+    for found in re.finditer(r"(?<=: )[\w.]+\([^;]*\);(?= (?:break|return))", code):
+        yield "deletion", change(line, found.span(), ";")
+
+
+CHANGES = [binary_changes, number_changes, boolean_changes, negation_changes, step_changes, deletions]
+
+
+def mutants_of(path, text):
+    """All mutants of one source file, in order."""
+    for number, line in enumerate(text.split("\n"), 1):
+        code = mask(line)
+        if NOT_CODE.match(code):
+            continue
+        seen = {line}
+        for changes in CHANGES:
+            for operator, changed in changes(line, code):
+                if changed not in seen:
+                    seen.add(changed)
+                    yield Mutant(path, number, operator, line, changed)
