@@ -32,6 +32,8 @@ CONDITION = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
 TERNARY = re.compile(r"(return|=) ([^=?;]+) \? ")
 STATEMENT = re.compile(
     r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$")
+# Without these the program does the same.
+NO_EFFECT = re.compile(r"^\s*\[\[fallthrough\]\];$|\breserve\(")
 DECLARATION = re.compile(r"^\s*(?:return|using|break|continue|case|default|const|static|friend)\b")
 NOT_CODE = re.compile(r"^\s*(?:#|template\b|using\b|static_assert\b|namespace\b|extern\b|public:|private:|$)")
 
@@ -92,6 +94,8 @@ def step_changes(line, code):
 def deletions(line, code):
     """Deletes a statement that stands alone on its line: a call, an assignment, a step."""
     found = STATEMENT.match(code)
+    if NO_EFFECT.search(code):
+        return
     if found and not DECLARATION.match(code) and code.count("(") == code.count(")"):
         indent = line[:len(line) - len(line.lstrip())]
         yield "deletion", indent + ";"
