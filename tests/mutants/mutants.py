@@ -32,7 +32,7 @@ THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults)"
                               r"|system\.(options|requests|directory|console|notifications"
                               r"|resilience|threads|simulator|faults)"
                               r"|faults\.(calls|memory|partial))\."}
-PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrSim"]
+PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim"]
 # Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
 # others reach as well.
 LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^fuzz",
