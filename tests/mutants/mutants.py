@@ -2,6 +2,7 @@
 """Changes the product in small wrong ways and counts how many of the changes the tests notice."""
 
 import argparse
+import filecmp
 import glob
 import json
 import os
@@ -78,9 +79,7 @@ class Tree:
         """Copies what is committed, unless an earlier run did, and builds it."""
         if os.path.isdir(self.root):
             return
-        os.makedirs(self.root)
-        subprocess.run("git -C '%s' archive HEAD | tar x -C '%s'" % (self.source, self.root),
-                       shell=True, check=True)
+        self.extract(self.root)
         # Not optimised, for speed; -w, since a change may leave a name unused.
         self.must(["cmake", "--preset", "desk", "-B", self.build, "-DCMAKE_BUILD_TYPE=Debug",
                    "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
@@ -88,6 +87,24 @@ class Tree:
         failed = self.failed_test(".")
         if failed:
             sys.exit("mutants: without any change fails " + failed)
+
+    def extract(self, folder):
+        os.makedirs(folder)
+        subprocess.run("git -C '%s' archive HEAD | tar x -C '%s'" % (self.source, folder),
+                       shell=True, check=True)
+
+    def renew_tests(self):
+        """Takes the tests as they are committed now; those that did not change stay built."""
+        with tempfile.TemporaryDirectory() as folder:
+            now = os.path.join(folder, "now")
+            self.extract(now)
+            for path in glob.glob(os.path.join(now, "tests", "**"), recursive=True):
+                ours = os.path.join(self.root, os.path.relpath(path, now))
+                if os.path.isdir(path):
+                    os.makedirs(ours, exist_ok=True)
+                elif not os.path.exists(ours) or not filecmp.cmp(path, ours, shallow=False):
+                    shutil.copy(path, ours)
+        self.must(["ninja", "-C", self.build])
 
     def must(self, command):
         status, output = run(command, BUILD_LIMIT_S, cwd=self.root)
@@ -111,7 +128,7 @@ class Tree:
 
     def first_failure(self, choice, left_out):
         status, output = run(["ctest", "--test-dir", self.build, "-j", "8", "--stop-on-failure",
-                              "--timeout", "30", "--no-tests=error", "-R", choice, "-E",
+                              "--timeout", "20", "--no-tests=error", "-R", choice, "-E",
                               left_out], TEST_LIMIT_S, env=ENVIRONMENT)
         failed = re.search(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
         return failed[1] if failed else None if status == 0 else ALL_TESTS
@@ -188,6 +205,14 @@ class Results:
             file.write(json.dumps([list(mutant), verdict]) + "\n")
 
 
+    def forget_survivors(self):
+        kept = {m: verdict for m, verdict in self.verdicts.items() if verdict != "survived"}
+        self.verdicts = {}
+        os.remove(self.path)
+        for mutant, verdict in kept.items():
+            self.add(mutant, verdict)
+
+
 def judge_sample(tree, results, sample, count):
     """Judges mutants in the order of the sample until \\p count of them compiled."""
     judged = []
@@ -223,21 +248,33 @@ def arguments():
     parser.add_argument("--seed", type=int, default=1, help="of the sample; default 1")
     parser.add_argument("--only", default="", help="only paths that this regular expression finds")
     parser.add_argument("--work", help="keep copy and verdicts in this folder, and go on there")
+    parser.add_argument("--again", action="store_true",
+                        help="judge what survived in --work again, with the tests of now")
     return parser.parse_args()
+
+
+def prepare(tree, results, again):
+    """Makes the tree, or takes the tests of now into it when survivors are judged again."""
+    tree.prepare()
+    if again and results.verdicts:
+        results.forget_survivors()
+        tree.renew_tests()
 
 
 def main():
     """Judges a seeded sample and prints how many were caught, and the survivors."""
     wanted = arguments()
+    # As an interruption does: the changed line is put back, and what was started ends.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     source = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     folder = os.path.abspath(wanted.work or tempfile.mkdtemp(prefix="subtitle-mutants-"))
     os.makedirs(folder, exist_ok=True)
     try:
         tree = Tree(source, folder)
-        tree.prepare()
+        results = Results(os.path.join(folder, "verdicts"))
+        prepare(tree, results, wanted.again)
         sample = [m for m in all_mutants(tree.root) if re.search(wanted.only, m.path)]
         random.Random(wanted.seed).shuffle(sample)
-        results = Results(os.path.join(folder, "verdicts"))
         judged = judge_sample(tree, results, sample, wanted.count)
         report(judged, results.verdicts, wanted.seed)
     finally:
