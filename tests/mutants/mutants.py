@@ -42,7 +42,10 @@ LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^fuzz"
 ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}
 
 BUILD_LIMIT_S = 900
-TEST_LIMIT_S = 600
+TESTS_LIMIT_S = 600
+# Of one test. A wrong program may never end, and unit tests are quick.
+UNIT_LIMIT_S = 10
+SYSTEM_LIMIT_S = 20
 # Judged together, file by file, so that an object is not built twice without need. Not more, so that
 # what an interrupted run has judged is a fair sample too.
 BATCH = 100
@@ -114,22 +117,23 @@ class Tree:
     def builds(self, targets):
         return run(["ninja", "-C", self.build, *targets], BUILD_LIMIT_S)[0] == 0
 
-    def failed_test(self, choice, left_out=LEFT_OUT):
+    def failed_test(self, choice, limit=SYSTEM_LIMIT_S):
         """Runs tests, each in a process of its own, until one fails. Returns its name, or None.
 
         On a busy machine a test may fail for once: one that passes when it is run again, alone, is
         no verdict, and the others decide.
         """
+        left_out = LEFT_OUT
         while True:
-            failed = self.first_failure(choice, left_out)
-            if not failed or self.first_failure("^" + re.escape(failed) + "$", "^$"):
+            failed = self.first_failure(choice, left_out, limit)
+            if not failed or self.first_failure("^" + re.escape(failed) + "$", "^$", limit):
                 return failed
             left_out += "|^" + re.escape(failed) + "$"
 
-    def first_failure(self, choice, left_out):
+    def first_failure(self, choice, left_out, limit):
         status, output = run(["ctest", "--test-dir", self.build, "-j", "8", "--stop-on-failure",
-                              "--timeout", "20", "--no-tests=error", "-R", choice, "-E",
-                              left_out], TEST_LIMIT_S, env=ENVIRONMENT)
+                              "--timeout", str(limit), "--no-tests=error", "-R", choice, "-E",
+                              left_out], TESTS_LIMIT_S, env=ENVIRONMENT)
         failed = re.search(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
         return failed[1] if failed else None if status == 0 else ALL_TESTS
 
@@ -146,7 +150,7 @@ class Tree:
         first = FIRST_TESTS[folder]
         if not self.builds(["test_unit_" + room for room in first]):
             return "does not compile"
-        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first))
+        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first), UNIT_LIMIT_S)
         # A program of another room, left from another mutant, may be one that does not even start.
         if failed and failed != ALL_TESTS:
             return failed
