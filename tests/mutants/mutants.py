@@ -8,6 +8,7 @@ import json
 import os
 import random
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -43,9 +44,9 @@ ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}
 
 BUILD_LIMIT_S = 900
 TESTS_LIMIT_S = 600
-# Of one test. A wrong program may never end, and unit tests are quick.
-UNIT_LIMIT_S = 10
-SYSTEM_LIMIT_S = 20
+# Of one test, since a wrong program may never end: it waits, or works on and on.
+TEST_LIMIT_S = 20
+PROCESSOR_LIMIT_S = 10
 # Judged together, file by file, so that an object is not built twice without need. Not more, so that
 # what an interrupted run has judged is a fair sample too.
 BATCH = 100
@@ -70,6 +71,10 @@ def run(command, limit, **options):
             raise
 
 
+def limit_processor_time():
+    resource.setrlimit(resource.RLIMIT_CPU, (PROCESSOR_LIMIT_S, PROCESSOR_LIMIT_S))
+
+
 class Tree:
     """A copy of the tree with a build of its own, of which one line at a time is changed."""
 
@@ -85,7 +90,8 @@ class Tree:
         self.extract(self.root)
         # Not optimised, for speed; -w, since a change may leave a name unused.
         self.must(["cmake", "--preset", "desk", "-B", self.build, "-DCMAKE_BUILD_TYPE=Debug",
-                   "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
+                   "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
+                   "-DSUBTITLE_TEST_SECONDS=%d" % TEST_LIMIT_S])
         self.must(["ninja", "-C", self.build])
         failed = self.failed_test(".")
         if failed:
@@ -117,7 +123,7 @@ class Tree:
     def builds(self, targets):
         return run(["ninja", "-C", self.build, *targets], BUILD_LIMIT_S)[0] == 0
 
-    def failed_test(self, choice, limit=SYSTEM_LIMIT_S):
+    def failed_test(self, choice):
         """Runs tests, each in a process of its own, until one fails. Returns its name, or None.
 
         On a busy machine a test may fail for once: one that passes when it is run again, alone, is
@@ -125,15 +131,15 @@ class Tree:
         """
         left_out = LEFT_OUT
         while True:
-            failed = self.first_failure(choice, left_out, limit)
-            if not failed or self.first_failure("^" + re.escape(failed) + "$", "^$", limit):
+            failed = self.first_failure(choice, left_out)
+            if not failed or self.first_failure("^" + re.escape(failed) + "$", "^$"):
                 return failed
             left_out += "|^" + re.escape(failed) + "$"
 
-    def first_failure(self, choice, left_out, limit):
+    def first_failure(self, choice, left_out):
         status, output = run(["ctest", "--test-dir", self.build, "-j", "8", "--stop-on-failure",
-                              "--timeout", str(limit), "--no-tests=error", "-R", choice, "-E",
-                              left_out], TESTS_LIMIT_S, env=ENVIRONMENT)
+                              "--no-tests=error", "-R", choice, "-E", left_out], TESTS_LIMIT_S,
+                             env=ENVIRONMENT, preexec_fn=limit_processor_time)
         failed = re.search(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
         return failed[1] if failed else None if status == 0 else ALL_TESTS
 
@@ -150,7 +156,7 @@ class Tree:
         first = FIRST_TESTS[folder]
         if not self.builds(["test_unit_" + room for room in first]):
             return "does not compile"
-        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first), UNIT_LIMIT_S)
+        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first))
         # A program of another room, left from another mutant, may be one that does not even start.
         if failed and failed != ALL_TESTS:
             return failed
