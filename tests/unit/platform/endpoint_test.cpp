@@ -26,6 +26,7 @@
 
 namespace {
 
+constexpr unsigned int quit = 0x3B00;
 constexpr unsigned int ping = 0x3B01;
 constexpr unsigned int pong = 0x3B02;
 constexpr unsigned int regionData = 0x3B19;
@@ -74,6 +75,13 @@ public:
         IpcMessage request;
         EXPECT_EQ(request.Allocate(ping, 0, nullptr), 0);
         return ipc->Request("SubtitleMgr", request, pong, waitMs, nullptr);
+    }
+
+    int Notify(unsigned int size = 0, bool mayWait = true)
+    {
+        IpcMessage message;
+        EXPECT_EQ(message.Allocate(quit, size, nullptr), 0);
+        return ipc->Notify("SubtitleMgr", message, mayWait);
     }
 
     static void NoteRegion(LinxIpc* from, void* seen)
@@ -249,6 +257,62 @@ TEST_F(AnEndpoint, ConnectsAgainForTheNextRequestAfterARestart)
     }
 }
 
+TEST_F(AnEndpoint, NotifiesOnceAlsoAfterARestart)
+{
+    const auto takeOne = [](RawConnection& peer) {
+        const RawFrame message = peer.ReceiveFrame();
+        EXPECT_EQ(message.header.kind, FrameKind::OneWay);
+        EXPECT_EQ(message.header.messageId, quit);
+        peer.Reply(peer.ExpectRequest(ping));
+    };
+    for (int round = 0; round < 3; ++round) {
+        auto served = Serve(takeOne);
+        EXPECT_EQ(Notify(), 0) << round;
+        EXPECT_EQ(Ping(), 0) << round;
+        served.get();
+        service.reset();
+        connection.reset();
+        Restart();
+    }
+}
+
+/// A service that takes each connection and ends it could keep its client busy for ever.
+TEST_F(AnEndpoint, GivesAMessageUpThatTwoConnectionsDidNotTake)
+{
+    constexpr unsigned int moreThanASocketHolds = 8 * 1024 * 1024;
+    auto served = std::async(std::launch::async, [this] {
+        for (int i = 0; i < 2; ++i) {
+            service->Accept();  // and let go of at once
+        }
+    });
+    const int error = Notify(moreThanASocketHolds);
+    EXPECT_TRUE(error == EPIPE || error == ECONNRESET) << error;
+    served.get();
+    EXPECT_FALSE(service->HasClient());
+}
+
+TEST_F(AnEndpoint, KeepsAConnectionThatHadNoRoomForAMessage)
+{
+    auto first = Serve([](RawConnection& peer) { peer.Reply(peer.ExpectRequest(ping)); });
+    ASSERT_EQ(Ping(), 0);
+    first.get();
+    unsigned int taken = 0;
+    int error = 0;
+    while ((error = Notify(0, /*mayWait*/ false)) == 0) {
+        ++taken;
+    }
+    EXPECT_EQ(error, EAGAIN);
+    EXPECT_GT(taken, 0u);
+    auto second = std::async(std::launch::async, [&] {
+        for (unsigned int i = 0; i < taken; ++i) {
+            ASSERT_EQ(connection->ReceiveFrame().header.messageId, quit);
+        }
+        connection->Reply(connection->ExpectRequest(ping));
+    });
+    EXPECT_EQ(Ping(), 0);
+    second.get();
+}
+
 TEST_F(AnEndpoint, DeliversAReplyBehindNotificationsAndKeepsThose)
 {
     auto served = Serve([](RawConnection& peer) {
@@ -325,6 +389,32 @@ TEST_F(AnEndpoint, IgnoresNotificationsThatNobodySubscribed)
     ASSERT_EQ(ReceiveOne(), 0);
     EXPECT_EQ(regions, (std::vector<unsigned int>{7}));
     served.get();
+}
+
+TEST_F(AnEndpoint, UnderstandsAFrameThatComesByteByByte)
+{
+    auto served = Serve([](RawConnection& peer) { peer.AcceptSubscription(); });
+    ASSERT_EQ(SubscribeHd(), 0);
+    served.get();
+    const std::string frame = FrameBytes(FrameKind::Notification, regionData, hd, Record(5));
+    for (const char byte : frame) {
+        ASSERT_TRUE(regions.empty());
+        connection->Send(std::string(1, byte));
+        ReceiveOne(0);
+    }
+    EXPECT_EQ(regions, (std::vector<unsigned int>{5}));
+}
+
+TEST_F(AnEndpoint, ReceivesWhatIsThereEvenWithoutTimeToWait)
+{
+    auto served = Serve([](RawConnection& peer) {
+        peer.AcceptSubscription();
+        peer.SendFrame(FrameKind::Notification, regionData, hd, Record(7));
+    });
+    ASSERT_EQ(SubscribeHd(), 0);
+    served.get();
+    EXPECT_EQ(ReceiveOne(0), 0);
+    EXPECT_EQ(regions, (std::vector<unsigned int>{7}));
 }
 
 struct BadStream {
@@ -515,6 +605,29 @@ TEST_F(AnEndpoint, LosesNothingOfWhatComesAtOnceWhileItReceives)
         ASSERT_EQ(regions.back(), i % 251);
     }
     served.get();
+}
+
+/// Nobody receives, so what is new is kept also of a connection that has ended.
+TEST_F(AnEndpoint, KeepsTheNewestOfWhatCameBeforeALoss)
+{
+    constexpr unsigned int sent = 300;
+    auto served = Serve([](RawConnection& peer) {
+        peer.AcceptSubscription();
+        std::string burst;
+        for (unsigned int i = 0; i < sent; ++i) {
+            burst += FrameBytes(FrameKind::Notification, regionData, hd, Record(i % 256));
+        }
+        peer.Send(burst);
+        peer.Close();
+    });
+    ASSERT_EQ(SubscribeHd(), 0);
+    served.get();
+    EXPECT_EQ(Notify(), 0);  // the loss is noticed here, and a new connection made
+    for (unsigned int i = sent - 256; i < sent; ++i) {
+        ASSERT_EQ(ReceiveOne(), 0);
+        ASSERT_EQ(regions.back(), i % 256);
+    }
+    EXPECT_EQ(ReceiveOne(0), ETIMEDOUT);
 }
 
 TEST_F(AnEndpoint, ReceivesANumberThatStandsBehindManyOthers)

@@ -92,6 +92,19 @@ TEST_F(TheMessagingDirectory, IsRefusedAsASymlinkAlsoWithASlashBehindIt)
     EXPECT_EQ(directory.Open(), EINVAL);
 }
 
+/// The root is itself however it is written, and no path but `/` is left of it.
+TEST_F(TheMessagingDirectory, IsNeverTheRoot)
+{
+    for (const char* value : {"/", "//", "/.", "/./", "/.//."}) {
+        Configure(value);
+        EXPECT_EQ(directory.Open(), EPERM) << value;
+        EXPECT_EQ(directory.Path(), "/") << value;
+    }
+    Configure("/..");
+    EXPECT_EQ(directory.Open(), EINVAL);
+    EXPECT_EQ(directory.Problem(), "messaging directory /..: ends in ..");
+}
+
 TEST_F(TheMessagingDirectory, IsRefusedAsAFile)
 {
     WriteWholeFile(path, "precious");

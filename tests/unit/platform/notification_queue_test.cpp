@@ -89,6 +89,19 @@ TEST(TheQueue, RemovesWhatASubscriptionCovered)
     EXPECT_EQ(Drain(queue), (std::vector<unsigned int>{6, 10}));
 }
 
+TEST(TheQueue, IsEmptyOnceItIsCleared)
+{
+    NotificationQueue queue;
+    for (const unsigned int number : {2u, 6u, 3u}) {
+        queue.Push(Notification(1, number));
+    }
+    queue.Clear();
+    EXPECT_EQ(Drain(queue), std::vector<unsigned int>{});
+    EXPECT_EQ(queue.TakeDropped(), 0u);
+    queue.Push(Notification(1, 10));
+    EXPECT_EQ(Drain(queue), std::vector<unsigned int>{10});
+}
+
 /// Against a plain model: the queue's own counters must not drift, whatever comes.
 TEST(TheQueue, AgreesWithAPlainModelOverRandomUse)
 {

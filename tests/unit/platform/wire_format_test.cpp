@@ -118,6 +118,28 @@ TEST(ARecordOfAnotherKind, IsRefusedUnderEachItemNumber)
     EXPECT_TRUE(Check(0x3B1D, palette));
 }
 
+struct MessageSize {
+    unsigned int messageId;
+    std::size_t size;
+};
+
+/// Requests and replies as docs/wire-format.md lists them, those without a counted record.
+constexpr MessageSize messageSizes[] = {
+    {0x3B00, 0}, {0x3B01, 0}, {0x3B02, 0}, {0x3C00, 8}, {0x3C01, 4}, {0x3C02, 4},
+    {0x3C03, 4}, {0x3C05, 4}, {0x3C06, 2}, {0x3C07, 4}, {0x3C09, 4}, {0x3C0A, 4},
+    {0x3C0B, 4}, {0x3C0C, 0}, {0x3C0D, 4}, {0x3C0E, 5}, {0x3C0F, 4}, {0x3C10, 0},
+    {0x3C11, 8}, {0x3C12, 4}, {0x3C13, 4}, {0x3CFF, 0}};
+
+TEST(AMessageOfOneSize, IsSoundInThatSizeAlone)
+{
+    for (const MessageSize& message : messageSizes) {
+        for (std::size_t size = 0; size <= 20; ++size) {
+            EXPECT_EQ(Check(message.messageId, std::string(size, '\1')), size == message.size)
+                << std::hex << message.messageId << std::dec << " with " << size << " bytes";
+        }
+    }
+}
+
 TEST(AMessageThatNobodyKnows, MayCarryAnything)
 {
     EXPECT_TRUE(Check(0x1234, ""));
