@@ -1,8 +1,17 @@
 #include <CommonCli.h>
+#include <LinxIpc.h>
+
+#include "tests/support/RawPeer.h"
+#include "tests/support/TempDir.h"
+#include "tests/unit/captured_console.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <functional>
+#include <future>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -132,6 +141,101 @@ TEST_F(TheFrame, ShowsTheUsageWithoutEvenAProgramName)
     option longOptions[] = {{nullptr, 0, nullptr, 0}};
     EXPECT_EQ(tool.Go(none, 0, "a", longOptions), 2);
     EXPECT_EQ(tool.calls, (Calls{"pre", "usage", "run", "post"}));
+}
+
+constexpr unsigned int getLogLevel = 0x3C10;
+constexpr unsigned int setLogLevel = 0x3C12;
+const std::string accepted = U32(0);
+const std::string refused = U32(1);
+
+/// What a tool does about the level, with a service that says what the test wants.
+class TheLevelOfAService : public testing::Test {
+protected:
+    TheLevelOfAService()
+    {
+        setenv("LINX_DIR", folder.Path().c_str(), 1);
+        EXPECT_EQ(ipc.Init(), 0);
+    }
+    ~TheLevelOfAService() override { unsetenv("LINX_DIR"); }
+
+    /// The result of HandleLogLevel() when \p typed is the answer to its question.
+    int Handled(const std::string& typed, const std::function<void(RawConnection&)>& talk)
+    {
+        auto served = Serve(talk);
+        const TypedInput input(typed);
+        int result = 0;
+        OutputOf([&] { errors = ErrorsOf([&] { result = tool.HandleLogLevel(ipc, name); }); });
+        served.get();
+        return result;
+    }
+
+    int Set(unsigned int level, const std::string& answer)
+    {
+        auto served = Serve([&](RawConnection& peer) {
+            const RawFrame request = peer.ExpectRequest(setLogLevel);
+            EXPECT_EQ(request.payload, U32(level));
+            peer.Reply(request, answer);
+        });
+        int result = 0;
+        errors = ErrorsOf([&] { result = tool.SetLogLevel(ipc, name, level); });
+        served.get();
+        return result;
+    }
+
+    std::future<void> Serve(const std::function<void(RawConnection&)>& talk)
+    {
+        return std::async(std::launch::async, [this, talk] {
+            if (!connection) {
+                connection = service.Accept();
+            }
+            talk(*connection);
+        });
+    }
+
+    const std::string name = "SubtitleMgr";
+    TempDir folder;
+    RawService service{folder / "SubtitleMgr"};
+    std::unique_ptr<RawConnection> connection;
+    LinxIpc ipc{"TheTool"};
+    RecordingTool tool;
+    std::string errors;
+};
+
+TEST_F(TheLevelOfAService, IsOneResultWhenItWasSetAndAnotherWhenNot)
+{
+    EXPECT_EQ(Set(0x01020304, accepted), 1);
+    EXPECT_EQ(errors, "");
+    EXPECT_EQ(Set(7, refused), 0);
+    EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: the service refused it\n");
+}
+
+TEST_F(TheLevelOfAService, IsAnActionWhenItWasAskedForAndSet)
+{
+    const auto showAndSet = [](RawConnection& peer) {
+        peer.Reply(peer.ExpectRequest(getLogLevel), accepted + U32(7));
+        const RawFrame request = peer.ExpectRequest(setLogLevel);
+        EXPECT_EQ(request.payload, U32(9));
+        peer.Reply(request, accepted);
+    };
+    EXPECT_EQ(Handled("9\n", showAndSet), 3);
+    EXPECT_EQ(errors, "");
+}
+
+TEST_F(TheLevelOfAService, IsAMistakeWhenItCannotBeHadOrSet)
+{
+    const auto refuse = [](RawConnection& peer) {
+        peer.Reply(peer.ExpectRequest(getLogLevel), refused + U32(0));
+    };
+    EXPECT_EQ(Handled("9\n", refuse), 2);
+    const auto show = [](RawConnection& peer) {
+        peer.Reply(peer.ExpectRequest(getLogLevel), accepted + U32(7));
+    };
+    EXPECT_EQ(Handled("nine\n", show), 2);
+    const auto showAndRefuse = [&](RawConnection& peer) {
+        show(peer);
+        peer.Reply(peer.ExpectRequest(setLogLevel), refused);
+    };
+    EXPECT_EQ(Handled("9\n", showAndRefuse), 2);
 }
 
 }  // namespace

@@ -99,6 +99,13 @@ TEST_F(TheLogFile, EscapesControlCharactersBehindLettersAndFalseFirstBytes)
         << content;
 }
 
+TEST_F(TheLogFile, EscapesAControlCharacterBeforeALetter)
+{
+    Entry(2, "\xC2\x9B\xC3\xA4");
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \xC2\\x9b\xC3\xA4\n"), std::string::npos)
+        << ReadWholeFile(path);
+}
+
 TEST_F(TheLogFile, CutsAVeryLongText)
 {
     Entry(2, std::string(100000, 'x'));
