@@ -1,6 +1,7 @@
 // The encoded form of the four records; the byte tables stand in docs/wire-format.md.
 
 #include "big_endian.h"
+#include "record_size.h"
 
 #include <BoolItem.h>
 #include <Item.h>
@@ -9,22 +10,12 @@
 #include <RegionVisItem.h>
 
 #include <algorithm>
-#include <limits>
 #include <new>
 
 namespace {
 
 constexpr unsigned int regionDataPrefix = 6;
 constexpr unsigned int palettePrefix = 7;
-
-/// A record that does not fit 32 bits says the largest size, which no message has: a wrapped sum
-/// would look small enough to be encoded.
-unsigned int SizeWith(unsigned int prefix, const std::vector<unsigned char>& bytes)
-{
-    constexpr unsigned int largest = std::numeric_limits<unsigned int>::max();
-    return bytes.size() > largest - prefix ? largest
-                                           : prefix + static_cast<unsigned int>(bytes.size());
-}
 
 void PutCounted(unsigned char* to, const std::vector<unsigned char>& bytes)
 {
@@ -71,7 +62,10 @@ void RegionDataItem::Encode(unsigned char* payload) const
     PutCounted(payload + 2, data);
 }
 
-unsigned int RegionDataItem::EncodedSize() const { return SizeWith(regionDataPrefix, data); }
+unsigned int RegionDataItem::EncodedSize() const
+{
+    return RecordSize(regionDataPrefix, data.size());
+}
 
 void RegionVisItem::Decode(unsigned char* payload)
 {
@@ -103,4 +97,7 @@ void PaletteItem::Encode(unsigned char* payload) const
     PutCounted(payload + 3, paletteData);
 }
 
-unsigned int PaletteItem::EncodedSize() const { return SizeWith(palettePrefix, paletteData); }
+unsigned int PaletteItem::EncodedSize() const
+{
+    return RecordSize(palettePrefix, paletteData.size());
+}

@@ -41,6 +41,23 @@ TEST(GarbageMaker, SpoilsABitmapInFiveWays)
                                           5);
 }
 
+/// One byte more would be no frame.
+TEST(GarbageMaker, SpoilsTheLargestBitmapByAByteLessWhereOthersGetOneMore)
+{
+    RegionDataItem record;
+    record.data.resize(maxPayload - 6);
+    const SharedFrame good = EncodeNotification(2, messages::regionDataItem, record);
+    GarbageMaker maker;
+    for (unsigned int i = 0; i < 5; ++i) {
+        const SharedFrame spoilt = maker.Spoil(good);
+        FrameHeader header{};
+        ASSERT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
+        EXPECT_EQ(header.length, i < 3 ? maxPayload : maxPayload - 1);
+        EXPECT_FALSE(
+            IsWellFormed(header.messageId, spoilt->data() + frameHeaderSize, header.length));
+    }
+}
+
 TEST(GarbageMaker, SpoilsAnEmptyBitmap)
 {
     // One less than an empty record's length is the largest length there is: two ways in one.

@@ -111,6 +111,19 @@ TEST(AScenario, ReadsFilesBesideIt)
               NotificationBytes(2, 15129, RegionDataRecord(1, 0, pixels)));
 }
 
+TEST(AScenario, MayNameAFileAgain)
+{
+    const TempDir folder;
+    WriteWholeFile(folder / "pixels.bin", "ab");
+    const Scenario scenario = Parsed("region-data 1 0 @pixels.bin\npalette 2 0 f @pixels.bin\n",
+                                     folder / "demo.scenario");
+    ASSERT_EQ(scenario.size(), 2u);
+    EXPECT_EQ(BytesOf(scenario[0].frame),
+              NotificationBytes(2, 15129, RegionDataRecord(1, 0, "ab")));
+    EXPECT_EQ(BytesOf(scenario[1].frame),
+              NotificationBytes(10, 15133, PaletteRecord(2, 0, false, "ab")));
+}
+
 TEST(AScenario, KeepsOneFrameForLinesThatSayTheSame)
 {
     const Scenario scenario = Parsed("region-data 1 0 aa\nregion-data  1\t0 aa # again\n");
@@ -127,6 +140,7 @@ TEST(AScenario, TakesARecordOf16MiBAndNoLargerOne)
     WriteWholeFile(folder / "larger", std::string(16 * 1024 * 1024 - 5, 'x'));
     EXPECT_EQ(ProblemOf("region-data 1 0 @larger", path),
               path + ":1: a record of more than 16 MiB");
+    EXPECT_EQ(ProblemOf("palette 1 0 t @larger", path), path + ":1: a record of more than 16 MiB");
     EXPECT_EQ(ProblemOf("region-data 1 0 @/dev/zero", path),
               path + ":1: '@/dev/zero' cannot be read: more than 16777216 bytes");
 }
@@ -164,11 +178,18 @@ TEST(AScenario, RefusesNumbersOutsideTheirRange)
               "demo.scenario:1: format '0x2' is not a number from 0 to 255");
     EXPECT_EQ(ProblemOf("region-data 1 99999999999999999999999 00"),
               "demo.scenario:1: format '99999999999999999999999' is not a number from 0 to 255");
+    EXPECT_EQ(ProblemOf("visibility 256 t"),
+              "demo.scenario:1: region '256' is not a number from 0 to 255");
+    EXPECT_EQ(ProblemOf("palette 256 1 t -"),
+              "demo.scenario:1: region '256' is not a number from 0 to 255");
     EXPECT_EQ(ProblemOf("palette 1 256 t -"),
               "demo.scenario:1: background code '256' is not a number from 0 to 255");
     EXPECT_EQ(ProblemOf("sleep 4294967296"),
               "demo.scenario:1: '4294967296' is not a number of milliseconds");
     EXPECT_EQ(ProblemOf("sleep 1s"), "demo.scenario:1: '1s' is not a number of milliseconds");
+    EXPECT_EQ(
+        ProblemOf("wait-subscribers all"),
+        "demo.scenario:1: there is no subscription 'all'; there are 1, 2, 3, 4, 6, 10 and 12");
     EXPECT_EQ(ProblemOf("wait-subscribers 5"),
               "demo.scenario:1: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12");
 }

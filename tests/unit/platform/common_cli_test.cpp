@@ -231,6 +231,9 @@ TEST_F(TheLevelOfAService, IsAMistakeWhenItCannotBeHadOrSet)
         peer.Reply(peer.ExpectRequest(getLogLevel), accepted + U32(7));
     };
     EXPECT_EQ(Handled("nine\n", show), 2);
+    EXPECT_EQ(Handled("99999999999999999999999\n", show), 2);
+    EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: not a number from 0 to "
+                      "4294967295: 99999999999999999999999\n");
     const auto showAndRefuse = [&](RawConnection& peer) {
         show(peer);
         peer.Reply(peer.ExpectRequest(setLogLevel), refused);

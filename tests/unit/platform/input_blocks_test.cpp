@@ -108,6 +108,16 @@ TEST(ABadHeader, IsFoundBehindGoodFrames)
     EXPECT_STREQ(problem, "not a frame");
 }
 
+TEST(ABadHeader, IsStillFoundWhenMoreHasCome)
+{
+    InputBlocks input;
+    Feed(input, std::string(3000, 'x'), 10);
+    ReceivedFrame frame{};
+    const char* problem = nullptr;
+    EXPECT_EQ(input.Next(frame, problem), Cut::Malformed);
+    EXPECT_STREQ(problem, "not a frame");
+}
+
 TEST(FramesThatAreHeld, KeepTheirBytesWhileMoreComes)
 {
     std::mt19937 random(1);

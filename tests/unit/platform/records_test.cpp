@@ -3,11 +3,13 @@
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
+#include "platform/src/record_size.h"
 #include "tests/support/RawPeer.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -120,6 +122,15 @@ TEST(EveryRecord, IsTheSameBytesAfterDecodingAndEncoding)
     }
 }
 
+TEST(ARecordOf4GiB, SaysTheLargestSizeInsteadOfAWrappedOne)
+{
+    constexpr unsigned int largest = 0xFFFFFFFFu;
+    EXPECT_EQ(RecordSize(6, largest - 7), largest - 1);
+    EXPECT_EQ(RecordSize(6, largest - 6), largest);
+    EXPECT_EQ(RecordSize(6, largest - 5), largest);
+    EXPECT_EQ(RecordSize(7, std::numeric_limits<std::size_t>::max()), largest);
+}
+
 TEST(AMessage, CarriesACopyOfItsPayload)
 {
     char payload[] = {1, 2, 3};
@@ -128,6 +139,16 @@ TEST(AMessage, CarriesACopyOfItsPayload)
     payload[0] = 9;
     EXPECT_EQ(message.Payload()[0], 1);
     EXPECT_EQ(message.Payload()[2], 3);
+}
+
+TEST(AMessage, MayBeEmptyWithAPlaceToCopyFrom)
+{
+    char untouched = 1;
+    IpcMessage message;
+    ASSERT_EQ(message.Allocate(7, 1, nullptr), 0);
+    message.Payload()[0] = 5;
+    ASSERT_EQ(message.Allocate(8, 0, &untouched), 0);
+    EXPECT_EQ(message.Payload()[0], 5);
 }
 
 TEST(AMessage, MayBeAllocatedAgainAndAgain)

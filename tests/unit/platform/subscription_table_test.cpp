@@ -51,6 +51,18 @@ TEST(ASubscription, MadeTwiceIsOneWithTheNewCallback)
     EXPECT_EQ(table.Find(4, item)->userData, &userData);
 }
 
+TEST(ASubscription, ThatCoversANumberGoesOnUntilItsRepetitionIsAccepted)
+{
+    SubscriptionTable table;
+    table.Add({1, item, First, nullptr, false});
+    table.Settle(1, true);
+    table.Add({1, item, Second, nullptr, false});
+    ASSERT_NE(table.Find(2, item), nullptr);
+    EXPECT_EQ(table.Find(2, item)->callback, &First);
+    table.Settle(1, true);
+    EXPECT_EQ(table.Find(2, item)->callback, &Second);
+}
+
 TEST(ASubscription, TakesOnlyRecordsOfItsOwnKind)
 {
     SubscriptionTable table;
