@@ -98,8 +98,12 @@ TEST(TheQueue, IsEmptyOnceItIsCleared)
     queue.Clear();
     EXPECT_EQ(Drain(queue), std::vector<unsigned int>{});
     EXPECT_EQ(queue.TakeDropped(), 0u);
-    queue.Push(Notification(1, 10));
-    EXPECT_EQ(Drain(queue), std::vector<unsigned int>{10});
+    queue.Push(Notification(1, 10, 1000 * 1000));
+    queue.Clear();
+    queue.Push(Notification(1, 11, 1000 * 1000));
+    queue.Push(Notification(1, 12));
+    EXPECT_EQ(queue.TakeDropped(), 0u);
+    EXPECT_EQ(Drain(queue), (std::vector<unsigned int>{11, 12}));
 }
 
 /// Against a plain model: the queue's own counters must not drift, whatever comes.
