@@ -17,6 +17,11 @@ constexpr std::chrono::seconds stallTime{1};
 PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage)
     : poller(pollerToUse), publishesGarbage(publishGarbage)
 {
+    // A list that cannot grow later on would end the service.
+    for (auto* list : {&dueForTurn, &havingTurn, &dueForFlush}) {
+        list->reserve(maxPeers);
+    }
+    peers.reserve(maxPeers);
 }
 
 Peer* PeerTable::Admit(Descriptor connected)
@@ -113,14 +118,14 @@ bool PeerTable::BuryDropped()
     return true;
 }
 
-std::vector<Peer*> PeerTable::TakeThoseDueForTurn()
+const std::vector<Peer*>& PeerTable::TakeThoseDueForTurn()
 {
-    std::vector<Peer*> due;
-    due.swap(dueForTurn);
-    for (Peer* peer : due) {
+    havingTurn.clear();
+    havingTurn.swap(dueForTurn);
+    for (Peer* peer : havingTurn) {
         peer->isDueForTurn = false;
     }
-    return due;
+    return havingTurn;
 }
 
 bool PeerTable::SomebodyIsOwed() const

@@ -46,8 +46,9 @@ public:
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
-    /// Peers of which more requests are there than they had the turn for. They leave the list.
-    std::vector<Peer*> TakeThoseDueForTurn();
+    /// Peers of which more requests are there than they had the turn for, until the next call. They
+    /// leave the list.
+    const std::vector<Peer*>& TakeThoseDueForTurn();
     bool SomebodyIsDueForTurn() const { return !dueForTurn.empty(); }
 
     /// Finds peers that have taken nothing for a second.
@@ -81,6 +82,7 @@ private:
     GarbageMaker garbage;
     std::vector<std::unique_ptr<Peer>> peers;
     std::vector<Peer*> dueForTurn;
+    std::vector<Peer*> havingTurn;
     std::vector<Peer*> dueForFlush;
     unsigned int lastNumber = 0;
     bool reads = true;

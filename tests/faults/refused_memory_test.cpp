@@ -7,61 +7,16 @@
 #include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
+#include "tests/faults/refused_allocations.h"
 #include "tests/support/SimulatedService.h"
 #include "tests/support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <new>
-
-namespace {
-
-thread_local int allowed = -1;  ///< allocations of this thread until one fails; negative for ever
-thread_local bool isLasting = false;
-thread_local bool wasRefused = false;
-
-bool MustRefuse()
-{
-    if (allowed < 0) {
-        return false;
-    }
-    if (allowed > 0) {
-        --allowed;
-        return false;
-    }
-    wasRefused = true;
-    allowed = isLasting ? 0 : -1;
-    return true;
-}
-
-void* Take(std::size_t size)
-{
-    void* const memory = MustRefuse() ? nullptr : std::malloc(size);
-    if (!memory) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Take(size); }
-void* operator new[](std::size_t size) { return Take(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    return MustRefuse() ? nullptr : std::malloc(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
-    return MustRefuse() ? nullptr : std::malloc(size);
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -100,17 +55,19 @@ protected:
     static void RefuseEach(const std::function<void(LinxIpc&)>& prepare,
                            const std::function<int(LinxIpc&)>& operation)
     {
-        for (const bool lasting : {false, true}) {
+        using Extent = RefusedAllocation::Extent;
+        for (const Extent extent : {Extent::One, Extent::AllThatFollow}) {
             unsigned refusals = 0;
             for (int number = 0; number < 200; ++number) {
                 LinxIpc ipc("AnEndpointWithANameOfManyLetters");
                 prepare(ipc);
-                wasRefused = false;
-                isLasting = lasting;
-                allowed = number;
                 int result = -1;
-                EXPECT_NO_THROW(result = operation(ipc)) << "allocation " << number;
-                allowed = -1;
+                bool wasRefused = false;
+                {
+                    const RefusedAllocation refused(number, extent);
+                    EXPECT_NO_THROW(result = operation(ipc)) << "allocation " << number;
+                    wasRefused = refused.Happened();
+                }
                 if (!wasRefused) {
                     EXPECT_EQ(result, 0);
                     break;
@@ -156,6 +113,30 @@ TEST_F(RefusedMemory, IsAnErrorOfASubscription)
     });
 }
 
+TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
+{
+    using Operation = std::function<int(SubtitleClient&)>;
+    const Operation operations[] = {
+        [](SubtitleClient& client) { return client.Unsubscribe(6); },
+        [](SubtitleClient& client) { return client.InvertRegionData(2); },
+        [](SubtitleClient& client) { return client.RefreshRegions(); },
+        [](SubtitleClient& client) {
+            RegionVisItem item;
+            item.regionId = 3;
+            return client.SetRegionVisibility(item);
+        },
+        [](SubtitleClient& client) {
+            return client.SendSensorUpdate(static_cast<e_Sensors>(1), true) ? 0 : 1;
+        },
+    };
+    for (const Operation& operation : operations) {
+        RefuseEach(Init, [&](LinxIpc& ipc) {
+            SubtitleClient client(ipc, 2000);
+            return operation(client);
+        });
+    }
+}
+
 TEST_F(RefusedMemory, InAHandlerLosesThatNotificationOnly)
 {
     unsigned count = 0;
@@ -170,6 +151,31 @@ TEST_F(RefusedMemory, InAHandlerLosesThatNotificationOnly)
         },
         [](LinxIpc& ipc) { return ipc.Receive(2000, 0, LinxIpc::emptyString, nullptr); });
     EXPECT_GT(count, 0u);
+}
+
+/// A thread that receives for ever would otherwise take a whole processor until there is memory again.
+TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewMakesReceivePause)
+{
+    int error = 0;
+    for (int number = 0; number < 30 && error != ENOMEM; ++number) {
+        unsigned count = 0;
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        SubtitleClient client(ipc, 2000);
+        RegionVisItem item;
+        ASSERT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+        service.Stop();
+        service.Start();
+        const auto start = std::chrono::steady_clock::now();
+        {
+            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            error = ipc.Receive(600, 0, LinxIpc::emptyString, nullptr);
+        }
+        EXPECT_TRUE(error == ETIMEDOUT || error == ENOMEM) << error;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+        EXPECT_EQ(Ping(ipc), 0);
+    }
+    EXPECT_EQ(error, ENOMEM);
 }
 
 TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewLeavesNoneWithoutItsSubscriptions)
