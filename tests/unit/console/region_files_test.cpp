@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -61,6 +62,24 @@ TEST_F(RegionFiles, AreReadWhole)
     EXPECT_EQ(data, (Bytes{0, 127, 128, 255}));
     EXPECT_EQ(Log(),
               (Lines{"level=8 " + readNote + "Successfully opened file " + (files / "four")}));
+}
+
+std::ptrdiff_t OpenDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(RegionFiles, AreClosedAgainWhateverBecameOfThem)
+{
+    const std::ptrdiff_t before = OpenDescriptors();
+    Read(files / "four", 4);
+    Read(files / "four", 5);
+    Read(files / "none", 4);
+    Write(files / "copy", 4);
+    Write("/dev/full", 4);
+    Write(files / "no/such/folder", 4);
+    Write(files / "copy", 5);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST_F(RegionFiles, AreReadOnlyAsFarAsAsked)

@@ -701,6 +701,19 @@ TEST_F(AnEndpoint, WaitsItsTimeWithNothingSubscribed)
     EXPECT_GE(MillisecondsSince(start), 30);
 }
 
+TEST_F(AnEndpoint, WaitsEachTimeAsLongAsItIsTold)
+{
+    auto served = Serve([](RawConnection& peer) { peer.AcceptSubscription(); });
+    ASSERT_EQ(SubscribeHd(), 0);
+    served.get();
+    for (const int limitMs : {1, 30, 2, 1, 0, 1}) {
+        const auto start = Clock::now();
+        EXPECT_EQ(ReceiveOne(limitMs), ETIMEDOUT);
+        EXPECT_GE(MillisecondsSince(start), limitMs);
+        EXPECT_LT(MillisecondsSince(start), 5000) << limitMs;
+    }
+}
+
 /// A handler may use the endpoint it is called for.
 TEST_F(AnEndpoint, AnswersRequestsOutOfACallback)
 {

@@ -106,6 +106,16 @@ TEST_F(TheLogFile, EscapesAControlCharacterBeforeALetter)
         << ReadWholeFile(path);
 }
 
+/// A first byte of a letter must not take what could steer a terminal along.
+TEST_F(TheLogFile, EscapesControlBytesBehindTheFirstByteOfALetter)
+{
+    Entry(2, "\xC3\x1B[ \xE2\n\x82 \xE2\x82\r \xF0\x9F\x92\b");
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \xC3\\x1b[ \xE2\\x0a\\x82 \xE2\\x82\\x0d "
+                                       "\xF0\\x9f\\x92\\x08\n"),
+              std::string::npos)
+        << ReadWholeFile(path);
+}
+
 TEST_F(TheLogFile, CutsAVeryLongText)
 {
     Entry(2, std::string(100000, 'x'));
