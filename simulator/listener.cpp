@@ -16,15 +16,19 @@ std::string Why() { return std::strerror(errno); }
 /// Makes the folders that the parts of \p name before the last stand for.
 bool MakeFolders(int folder, const std::string& name)
 {
+    Descriptor parent(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    std::size_t start = 0;
     for (std::size_t slash = name.find('/'); slash != std::string::npos;
-         slash = name.find('/', slash + 1)) {
-        std::string part;
-        const Descriptor parent = OpenParent(folder, name.substr(0, slash), part);
+         slash = name.find('/', start)) {
+        const std::string part = name.substr(start, slash - start);
         if (!parent || (mkdirat(parent.Get(), part.c_str(), 0700) != 0 && errno != EEXIST)) {
             return false;
         }
+        std::string nothingBehind;
+        parent = OpenParent(parent.Get(), part + "/", nothingBehind);
+        start = slash + 1;
     }
-    return true;
+    return static_cast<bool>(parent);
 }
 
 bool IsSameFile(int fd, int folder, const std::string& name)

@@ -59,6 +59,31 @@ TEST_F(AListener, IsRefusedUnderANameThatNoSocketAddressHolds)
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
+TEST_F(AListener, IsFoundUnderANameThatIsLongerThanAPathMayBe)
+{
+    std::string name;
+    for (int depth = 0; depth < 30; ++depth) {
+        name += std::string(200, 'd') + "/";
+    }
+    name += "SubtitleMgr";
+    Listener listener;
+    std::string problem;
+    ASSERT_TRUE(listener.Open(name, problem)) << problem;
+    MessagingDirectory directory;
+    ASSERT_EQ(directory.Open(), 0);
+    Descriptor connected;
+    EXPECT_EQ(directory.Connect(name, Deadline(1000), connected), 0);
+}
+
+TEST_F(AListener, IsOpenAndGoneAgainUnderANameOfVeryManyParts)
+{
+    std::string name;
+    for (int depth = 0; depth < 2000; ++depth) {
+        name += "d/";
+    }
+    EXPECT_EQ(Refusal(name + "SubtitleMgr"), "");
+}
+
 TEST_F(AListener, IsRefusedBehindAFile)
 {
     WriteWholeFile(Path("node1"), "");
