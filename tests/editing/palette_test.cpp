@@ -376,6 +376,16 @@ TEST_F(APalette, LooksTheSameWithoutAService)
     EXPECT_TEXT(ReadWholeFile(path + ".out"), ConvertedPalette(RgbTable()));
 }
 
+TEST_F(APalette, OfRgbIsReplacedItselfWhenItsNameEndsAtANulByte)
+{
+    const std::string path = File("pal.bin", RgbTable());
+    ExpectBetweenMenus(Load("2", path + Bytes({0})) + "t\nf\nx\n",
+                       prompts + convertedAll + asksForTransparency);
+    EXPECT_TEXT(ReadWholeFile(path), ConvertedPalette(RgbTable()));
+    EXPECT_FALSE(Exists(path + ".out"));
+    EXPECT_EQ(LogTexts(), (Lines{Opened(path + "\\x00"), OutputOpened(path + "\\x00.out")}));
+}
+
 TEST_F(APalette, ComesBackToASubscribedConsole)
 {
     // The first byte shown is the Y of black, the last is the kept byte of the last entry.

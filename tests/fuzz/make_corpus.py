@@ -161,6 +161,7 @@ def texts():
         "visibility": "4\n14\nyes\n4 300 f\nx",
         "rgb_palette_with_transparent_entry": "5\n2\npal\nt\nt\n255\nx\n",
         "rgb_palette_entry_out_of_range": "5\n2\npal\nt\nt\n256\nx\n",
+        "rgb_palette_with_a_nul_byte_in_its_name": "5\n2\npal\0\nt\nf\nx\n",
         "rgb_palette_that_is_too_short": "5\n2\nshort\nt\nt\n0\nx\n",
         "palette_as_it_is": "5\n2\npal\nf\n31\nt\nx\n",
         "dynamic_test": "7\n3\n1 250\n2 8\n3 100\n4 10\n5\ns\n?\nx\nx\n",
@@ -203,6 +204,8 @@ def names_and_log():
         title = "".join(c if c.isalnum() else "_" for c in title) or "empty"
         write("names_and_log", "listen_" + title, b"\0" + name.encode("latin-1"))
         write("names_and_log", "connect_" + title, b"\x01" + name.encode("latin-1"))
+    for title, parts in [("longer_than_a_path", ["d" * 200] * 21), ("of_very_many_parts", ["d"] * 2000)]:
+        write("names_and_log", "listen_" + title, b"\0" + "/".join([*parts, "SubtitleMgr"]).encode())
     for title, text in [("plain", b"Successfully opened file pal.bin"), ("escape", b"\x1b[31mred\x1b[0m"),
                         ("second_control_range", b"\x9b31m \xc2\x9b31m"), ("umlauts", "Grüße".encode()),
                         ("cut_letter", b"a\xe2\x82"), ("lines", b"one\ntwo\r\n"), ("empty", b""),

@@ -11,6 +11,7 @@
 #include "simulator/listener.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -97,6 +98,22 @@ std::size_t EntriesIn(const std::string& folder)
         std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
+/// Looks part by part: a name may be longer than a path may be.
+bool IsSocketOfUserAlone(const std::string& folder, const std::string& name)
+{
+    Descriptor parent(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    std::istringstream parts(name);
+    std::string part;
+    std::getline(parts, part, '/');
+    for (std::string next; std::getline(parts, next, '/'); part = next) {
+        parent = Descriptor(
+            openat(parent.Get(), part.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    struct stat found {};
+    return fstatat(parent.Get(), part.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISSOCK(found.st_mode) && (found.st_mode & 0777) == 0600;
+}
+
 /// A service under that name, in a folder of its own beside.
 void CheckListening(const std::string& name)
 {
@@ -112,9 +129,7 @@ void CheckListening(const std::string& name)
         const bool opened = listener.Open(name, problem);
         Require(!opened || ReferenceIsName(name), "a service under what is no name");
         Require(opened || !problem.empty(), "refused without a reason");
-        struct stat found {};
-        Require(!opened || (lstat((folder + "/" + name).c_str(), &found) == 0 &&
-                            S_ISSOCK(found.st_mode) && (found.st_mode & 0777) == 0600),
+        Require(!opened || IsSocketOfUserAlone(folder, name),
                 "no socket of its name, or one that others can use");
     }
     Require(EntriesIn(ScratchFolder()) == beside && EntriesIn(ThePlace().outside) == outside,
