@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
 #include <regex>
 #include <string>
@@ -48,6 +49,27 @@ TEST_F(TheLogFile, HoldsOneLineAnEntry)
                           pid + "\\] level=8 fine\n");
     const std::string content = ReadWholeFile(path);
     EXPECT_TRUE(std::regex_match(content, form)) << content;
+}
+
+/// Of `2026-01-31T12:00:00.250Z`.
+time_t SecondsOf(const std::string& utc)
+{
+    tm parts{};
+    const char* const end = strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+    EXPECT_TRUE(end && *end == '.') << utc;
+    return timegm(&parts);
+}
+
+TEST_F(TheLogFile, SaysWhenAnEntryWasMade)
+{
+    timespec before{};
+    timespec after{};
+    clock_gettime(CLOCK_REALTIME, &before);  // not time(), which lags a little
+    Entry(2, "x");
+    clock_gettime(CLOCK_REALTIME, &after);
+    const time_t made = SecondsOf(ReadWholeFile(path).substr(0, 24));
+    EXPECT_GE(made, before.tv_sec);
+    EXPECT_LE(made, after.tv_sec);
 }
 
 TEST_F(TheLogFile, BelongsToItsUserAlone)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <string>
 #include <sys/socket.h>
@@ -244,6 +245,10 @@ TEST_F(TheMessagingDirectory, GivesUpOnAServiceThatTakesNobody)
         ASSERT_EQ(directory.Connect("SubtitleMgr", Deadline(1), second), ETIMEDOUT);
         ASSERT_EQ(directory.Connect("SubtitleMgr", Deadline(0), second), ETIMEDOUT);
     }
+    // And a whole second counts beside its rest.
+    const auto start = Deadline::Clock::now();
+    EXPECT_EQ(directory.Connect("SubtitleMgr", Deadline(1100), second), ETIMEDOUT);
+    EXPECT_GE(Deadline::Clock::now() - start, std::chrono::milliseconds(1090));
 }
 
 }  // namespace
