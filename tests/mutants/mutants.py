@@ -2,6 +2,7 @@
 """Changes the product in small wrong ways and counts how many of the changes the tests notice."""
 
 import argparse
+import collections
 import filecmp
 import glob
 import json
@@ -36,7 +37,7 @@ THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults)"
                               r"|system\.(options|requests|directory|console|notifications"
                               r"|resilience|threads|simulator|faults)"
                               r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS}
-PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim"]
+PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
 # Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
 # others reach as well.
 LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^fuzz",
@@ -241,16 +242,31 @@ def judge_sample(tree, results, sample, count):
     return judged
 
 
+def caught_by(mutant, verdict):
+    """Which column of the report a mutant belongs to."""
+    if verdict == "survived":
+        return verdict
+    rooms = FIRST_TESTS[os.path.dirname(mutant.path)]
+    return "own" if verdict.startswith(tuple("unit.%s." % room for room in rooms)) else "others"
+
+
 def report(judged, verdicts, seed):
-    survivors = [mutant for mutant in judged if verdicts[mutant] == "survived"]
-    by_units = sum(verdicts[mutant].startswith("unit.") for mutant in judged)
-    caught = len(judged) - len(survivors)
-    print("\nseed %d: %d mutants, %d caught (%.1f %%): %d by unit tests, %d by tests with real "
-          "processes; %d survived" %
-          (seed, len(judged), caught, 100.0 * caught / len(judged), by_units, caught - by_units,
-           len(survivors)))
-    for mutant in sorted(survivors):
-        print("survived: " + mutant.name())
+    """Prints a line for each folder and for all of them, then the survivors."""
+    print("\nseed %d\n%-13s%9s%17s%9s%10s" %
+          (seed, "", "mutants", "own unit tests", "others", "survived"))
+    rows = {folder: collections.Counter() for folder in FOLDERS + ["all"]}
+    for mutant in judged:
+        for row in (os.path.dirname(mutant.path), "all"):
+            rows[row][caught_by(mutant, verdicts[mutant])] += 1
+    for folder, row in rows.items():
+        print("%-13s%9d%17d%9d%10d" %
+              (folder, sum(row.values()), row["own"], row["others"], row["survived"]))
+    everything = rows["all"]
+    print("caught: %.1f %%\n" %
+          (100.0 * (everything["own"] + everything["others"]) / sum(everything.values())))
+    for mutant in sorted(judged):
+        if verdicts[mutant] == "survived":
+            print("survived: " + mutant.name())
 
 
 def arguments():
