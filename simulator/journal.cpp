@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -101,21 +100,8 @@ bool Journal::Open(const std::string& path, std::string& problem)
 
 void Journal::Add(const Request& request)
 {
-    if (file && !Write(JournalLine(request) + "\n") && !complained) {
+    if (file && !WriteAll(file.Get(), JournalLine(request) + "\n") && !complained) {
         complained = true;
         Say(std::string("the journal is not complete: ") + std::strerror(errno));
     }
-}
-
-bool Journal::Write(const std::string& line) const
-{
-    std::size_t done = 0;
-    while (done < line.size()) {
-        const ssize_t written = write(file.Get(), line.data() + done, line.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    return true;
 }

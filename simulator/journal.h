@@ -20,8 +20,6 @@ public:
     void Add(const Request& request);
 
 private:
-    bool Write(const std::string& line) const;
-
     Descriptor file;
     bool complained = false;
 };

@@ -8,8 +8,8 @@
 #include "simulator/server.h"
 
 #include <LogClient.h>
+#include <descriptor.h>
 
-#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <string>
@@ -46,21 +46,14 @@ void RaiseDescriptorLimit()
     }
 }
 
-void AnnounceReadiness()
-{
-    static const char line[] = "ready\n";
-    while (write(STDOUT_FILENO, line, sizeof line - 1) < 0 && errno == EINTR) {
-    }
-}
+void AnnounceReadiness() { WriteAll(STDOUT_FILENO, "ready\n"); }
 
 int Serve(const Options& options)
 {
     std::string problem;
     Scenario scenario;
     if (!options.scenario.empty() && !LoadScenario(options.scenario, scenario, problem)) {
-        problem += "\n";
-        while (write(STDERR_FILENO, problem.data(), problem.size()) < 0 && errno == EINTR) {
-        }
+        WriteAll(STDERR_FILENO, problem + "\n");
         return exitBadInput;
     }
     Journal journal;

@@ -90,14 +90,7 @@ void AppendToFile(const char* path, const std::string& line)
     if (!file || fstat(file.Get(), &found) != 0 || S_ISFIFO(found.st_mode)) {
         return;
     }
-    std::size_t done = 0;
-    while (done < line.size()) {
-        const ssize_t written = write(file.Get(), line.data() + done, line.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
+    WriteAll(file.Get(), line);  // what cannot be written is lost
 }
 
 void WriteWhereWanted(unsigned level, const std::string& processName, const std::string& text)

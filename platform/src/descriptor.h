@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 /// Owns one file descriptor.
 class Descriptor {
 public:
@@ -18,3 +20,7 @@ public:
 private:
     int fd = -1;
 };
+
+/// Writes all of \p text, also when it is taken in pieces or interrupted.
+/// \return false when the rest cannot be written; errno says why
+bool WriteAll(int fd, const std::string& text);

@@ -20,7 +20,7 @@ from scenarios import SCENARIOS, SERVICE_START
 
 BAD = ("hang", "crash", "finding")
 VERDICTS = ("success", "documented", "output lost", "repeats", "terminates", "not reached", *BAD)
-SHORT_SAMPLE = {"calls": 300, "memory": 200, "partial": 100}
+SHORT_SAMPLE = {"calls": 300, "memory": 300, "partial": 40}
 PARTIAL_SEEDS = 150
 
 

@@ -1,11 +1,13 @@
 // Preloaded into a program: reads and writes of sockets, and reads of files, are cut to 1 to 3 bytes
-// by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable.
+// by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable. With
+// WHOLE_FILES a file takes what is written to it in one piece: a program may be ended by a signal.
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,6 +36,13 @@ bool IsInterrupted()
     }
     errno = EINTR;
     return true;
+}
+
+bool IsWholeFile(int fd)
+{
+    static const bool areWhole = std::getenv("WHOLE_FILES") != nullptr;
+    struct stat found {};
+    return areWhole && fstat(fd, &found) == 0 && S_ISREG(found.st_mode);
 }
 
 /// One call in 64 is left whole, so that large messages arrive in bearable time.
@@ -78,7 +87,7 @@ ssize_t write(int fd, const void* buffer, std::size_t size)
     if (IsInterrupted()) {
         return -1;
     }
-    return syscall(SYS_write, fd, buffer, Cut(size));
+    return syscall(SYS_write, fd, buffer, IsWholeFile(fd) ? size : Cut(size));
 }
 
 ssize_t read(int fd, void* buffer, std::size_t size)

@@ -77,6 +77,10 @@ std::vector<std::string> EnvironmentWith(const std::map<std::string, std::string
             entries.push_back(name + "=" + value);
         }
     }
+    // For the programs alone: script/faults --suite.
+    if (const char* library = std::getenv("PROGRAMS_PRELOAD")) {
+        entries.push_back(std::string("LD_PRELOAD=") + library);
+    }
     return entries;
 }
 

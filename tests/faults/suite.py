@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""Runs the test suite while reads and writes move 1 to 3 bytes and are interrupted, by seed.
+
+suite.py PROGRAMS [--short] [--seed SEED]
+"""
+
+import argparse
+import concurrent.futures
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import time
+
+# Both sides of the socket are in these programs, and all that they do is cut.
+IN_ONE_PROCESS = {
+    "unit_simulator": [],
+    "unit_platform": [
+        # Pieces fill a socket long before what these tests send is in it.
+        "AnEndpoint.IsABarrierAtItsEnd", "AnEndpoint.KeepsTheNewestOfWhatCameBeforeALoss",
+        "AnEndpoint.KeepsAConnectionThatHadNoRoomForAMessage",
+        "CallsAtOnce.SendNothingWhileAnotherIsStillSending",
+        # Hung up on before its last byte is sent.
+        "*AnEndpointThatGetsABadStream.*/Noise",
+        # A call without time to wait takes one look, and gets a piece.
+        "AnEndpoint.ReceivesWhatIsThereEvenWithoutTimeToWait",
+        "AnEndpoint.UnderstandsAFrameThatComesByteByByte",
+        # The test's own reads are interrupted.
+        "TheLogFile.MayBeAPipeThatNobodyReads", "WritingAll.*",
+    ],
+}
+# Here the client and the service are cut, not the test.
+WITH_PROGRAMS = {
+    "system_options": [],
+    "system_requests": [],
+    "system_console": [],
+    "system_notifications": [],
+    "system_editing": [],
+    # Programs of others, which do not bear interruptions.
+    "system_directory": ["TheMessagingDirectory.HoldsServicesOfTheSameUserOrOfRootAlone"],
+    # Megabytes, which take too long in pieces.
+    "system_resilience": ["AConsole.GoesOnAfterItWasStoppedUnderTraffic",
+                          "AConsole.LetsOthersWorkWhileItIsStopped"],
+    "system_simulator": [
+        "AStalledSubscriber.*",
+        # A peer that is dropped loses what it has not taken yet.
+        "*AServiceThatIsSentNonsense.*",
+    ],
+}
+SHORT = ("unit_simulator", "system_requests")
+LIMIT_S = 600
+
+
+def run(name, arguments):
+    """Runs a program of tests. Returns its name, how many passed and what failed."""
+    alone = name in IN_ONE_PROCESS
+    programs = pathlib.Path(arguments.bin).resolve()
+    variable = "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD"
+    left_out = (IN_ONE_PROCESS if alone else WITH_PROGRAMS)[name]
+    environment = {**os.environ, "PARTIAL_SEED": str(arguments.seed),
+                   "WHOLE_FILES": "yes",
+                   variable: str(programs / "libpartial_preload.so")}
+    result = subprocess.run([programs / f"test_{name}", "--gtest_filter=-" + ":".join(left_out)],
+                            env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                            timeout=LIMIT_S, check=False, text=True, errors="replace")
+    passed = len(re.findall(r"^\[       OK \]", result.stdout, re.MULTILINE))
+    failed = sorted(set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout,
+                                   re.MULTILINE)))
+    if result.returncode != 0 and not failed:
+        failed = [f"the program, with {result.returncode}"]
+    return name, passed, failed
+
+
+def main():
+    """Runs the programs, two at a time. Returns the exit status."""
+    parser = argparse.ArgumentParser(prog="script/faults --suite", description=__doc__)
+    parser.add_argument("bin", help="folder of the programs and of the preloaded library")
+    parser.add_argument("--short", action="store_true", help="two programs only")
+    parser.add_argument("--seed", type=int, default=1)
+    arguments = parser.parse_args()
+    names = SHORT if arguments.short else [*IN_ONE_PROCESS, *WITH_PROGRAMS]
+    started, total, bad = time.monotonic(), 0, False
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for name, passed, failed in pool.map(lambda name: run(name, arguments), names):
+            total += passed
+            bad = bad or bool(failed) or passed == 0
+            print(f"{name:22}{passed:5} passed{len(failed):5} failed", flush=True)
+            for test in failed:
+                print(f"  {test}", flush=True)
+    print(f"{total} tests in pieces, seed {arguments.seed}, {time.monotonic() - started:.0f} s")
+    return 1 if bad else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
