@@ -33,7 +33,7 @@ FIRST_TESTS = {
 # Takes longer than all others of its folder together.
 WAITING_TESTS = r"^unit\.platform\.TheMessagingDirectory\.GivesUpOnAServiceThatTakesNobody$"
 # What runs then. Sessions of editing reach nothing of the stand-in that the others do not.
-THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults)"
+THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|memory)"
                               r"|system\.(options|requests|directory|console|notifications"
                               r"|resilience|threads|simulator|faults)"
                               r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS}
