@@ -10,6 +10,7 @@
 #include <RegionVisItem.h>
 
 #include <algorithm>
+#include <limits>
 #include <new>
 
 namespace {
@@ -34,6 +35,12 @@ void GetCounted(const unsigned char* from, std::vector<unsigned char>& bytes)
 }
 
 }  // namespace
+
+unsigned int RecordSize(unsigned int prefix, std::size_t bytes)
+{
+    constexpr unsigned int largest = std::numeric_limits<unsigned int>::max();
+    return bytes > largest - prefix ? largest : prefix + static_cast<unsigned int>(bytes);
+}
 
 Item::~Item() = default;
 

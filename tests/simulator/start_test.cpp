@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -106,6 +107,23 @@ TEST_F(AService, CanBeEndedWhileItsJournalIsAPipeThatNobodyReads)
     }
     waiting->Signal(SIGTERM);
     EXPECT_EQ(waiting->WaitForExit(), -SIGTERM);
+}
+
+TEST_F(AService, ServesMoreClientsThanItIsFirstAllowedDescriptors)
+{
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit low = before;
+    low.rlim_cur = 64;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+    service.Start();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    std::vector<WireClient> clients;
+    clients.reserve(100);
+    for (int i = 0; i < 100; ++i) {
+        clients.push_back(Connect());
+        EXPECT_EQ(clients.back().Ask(messages::ping), "") << i;
+    }
 }
 
 TEST_F(AService, ShowsItsOptionsAndItsVersion)

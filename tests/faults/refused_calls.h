@@ -1,0 +1,14 @@
+#pragma once
+
+/// While it lives, calls of one kind that the product makes fail. The program is linked with
+/// --wrap for each of them.
+class RefusedCall {
+public:
+    enum class Kind { None, Accept4, Bind, Connect, EpollCtl, Listen, SignalFd, UnlinkAt };
+
+    /// \param times  how many calls fail before the next ones succeed; negative for all
+    RefusedCall(Kind kind, int error, int times = -1);
+    ~RefusedCall();
+    RefusedCall(const RefusedCall&) = delete;
+    RefusedCall& operator=(const RefusedCall&) = delete;
+};
