@@ -134,6 +134,11 @@ TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
             SubtitleClient client(ipc, 2000);
             return operation(client);
         });
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        SubtitleClient client(ipc, 2000);
+        const RefusedAllocation refused(0);
+        EXPECT_NE(operation(client), 0);
     }
 }
 
@@ -151,6 +156,22 @@ TEST_F(RefusedMemory, InAHandlerLosesThatNotificationOnly)
         },
         [](LinxIpc& ipc) { return ipc.Receive(2000, 0, LinxIpc::emptyString, nullptr); });
     EXPECT_GT(count, 0u);
+}
+
+/// What cannot be received is not waited for.
+TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
+{
+    for (int number = 0; number < 30; ++number) {
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        const auto start = std::chrono::steady_clock::now();
+        {
+            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            Ping(ipc);
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900))
+            << "allocation " << number;
+    }
 }
 
 /// A thread that receives for ever would otherwise take a whole processor until there is memory again.
