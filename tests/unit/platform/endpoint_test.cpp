@@ -536,6 +536,23 @@ TEST_F(AnEndpoint, CallsNobodyAfterUnsubscribeNotEvenForWhatIsQueued)
     served.get();
 }
 
+TEST_F(AnEndpoint, ForgetsWhatWasQueuedBeforeItUnsubscribed)
+{
+    auto served = Serve([](RawConnection& peer) {
+        peer.AcceptSubscription();
+        const RawFrame request = peer.ExpectRequest(ping);
+        peer.SendFrame(FrameKind::Notification, regionData, hd, Record(1));
+        peer.Reply(request);
+        peer.Reply(peer.ExpectRequest(messages::unsubscribe), U32(0));
+    });
+    ASSERT_EQ(SubscribeHd(), 0);
+    ASSERT_EQ(Ping(), 0);  // reads the notification that stands before its reply
+    EXPECT_EQ(client->Unsubscribe(hd), 0);
+    EXPECT_EQ(ReceiveOne(50), ETIMEDOUT);
+    EXPECT_TRUE(regions.empty());
+    served.get();
+}
+
 TEST_F(AnEndpoint, KeepsNoSubscriptionThatWasRefused)
 {
     auto served = Serve([](RawConnection& peer) {
