@@ -26,7 +26,7 @@ std::vector<Entry>& Entries()
     return entries;
 }
 
-void Take(int priority, const char* format, va_list arguments)
+[[gnu::format(printf, 2, 0)]] void Take(int priority, const char* format, va_list arguments)
 {
     char text[16384];
     std::vsnprintf(text, sizeof text, format, arguments);
@@ -38,7 +38,7 @@ void Take(int priority, const char* format, va_list arguments)
 
 extern "C" {
 
-void syslog(int priority, const char* format, ...)
+[[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
@@ -47,7 +47,7 @@ void syslog(int priority, const char* format, ...)
 }
 
 /// What syslog() is where the C library checks the lengths of buffers.
-void __syslog_chk(int priority, int, const char* format, ...)
+[[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
