@@ -129,6 +129,21 @@ TEST_F(AServiceAmongPeers, AnswersAllThatAPeerAskedBeforeItSaidThatItSendsNoMore
     ExpectAllAnsweredAfterTheEnd(Connect(), 100);
 }
 
+TEST_F(AServiceAmongPeers, AnswersAThousandRequestsThatComeAtOnceInTheirOrder)
+{
+    service.Start();
+    std::string burst;
+    for (unsigned int i = 1; i <= 1000; ++i) {
+        burst += FrameBytes(FrameKind::Request, messages::ping, i, "");
+    }
+    WireClient client = Connect();
+    client.Send(burst);
+    EXPECT_EQ(Connect().Ask(messages::ping), "");  // among them
+    for (unsigned int i = 1; i <= 1000; ++i) {
+        ASSERT_EQ(client.ReceiveBytes(), FrameBytes(FrameKind::Reply, messages::ping + 1, i, ""));
+    }
+}
+
 TEST_F(AServiceAmongPeers, ServesOneAmongTwoHundredThatSayNothing)
 {
     service.Start();

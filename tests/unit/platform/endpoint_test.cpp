@@ -624,6 +624,29 @@ TEST_F(AnEndpoint, LosesNothingOfWhatComesAtOnceWhileItReceives)
     served.get();
 }
 
+TEST_F(AnEndpoint, EndsTheConnectionForABadFrameOnceWhatStoodBeforeItIsReceived)
+{
+    constexpr unsigned int sent = 600;  // more than may wait for Receive()
+    auto served = Serve([](RawConnection& peer) {
+        peer.AcceptSubscription();
+        std::string burst;
+        for (unsigned int i = 0; i < sent; ++i) {
+            burst += FrameBytes(FrameKind::Notification, regionData, hd, Record(i % 251));
+        }
+        peer.Send(burst + std::string(16, 'x'));
+        peer.ExpectClosed();
+    });
+    ASSERT_EQ(SubscribeHd(), 0);
+    for (unsigned int i = 0; i < sent; ++i) {
+        ASSERT_EQ(ReceiveOne(), 0);
+        ASSERT_EQ(regions.back(), i % 251);
+    }
+    ReceiveOne(0);
+    served.get();
+    EXPECT_NE(Log().find("connection to SubtitleMgr closed: received not a frame"),
+              std::string::npos);
+}
+
 /// Nobody receives, so what is new is kept also of a connection that has ended.
 TEST_F(AnEndpoint, KeepsTheNewestOfWhatCameBeforeALoss)
 {
