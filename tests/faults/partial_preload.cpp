@@ -2,6 +2,7 @@
 // by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable. With
 // WHOLE_FILES a file takes what is written to it in one piece: a program may be ended by a signal.
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -13,15 +14,16 @@
 
 namespace {
 
-/// Numbers by chance, each thread its own sequence.
+/// Numbers by chance, each thread its own sequence. Threads are told apart by their order, which is
+/// the same in each run; their numbers are not.
 std::uint32_t Chance()
 {
     static const std::uint32_t seed = [] {
         const char* text = std::getenv("PARTIAL_SEED");
         return static_cast<std::uint32_t>(text ? std::strtoul(text, nullptr, 10) : 1);
     }();
-    static thread_local std::uint32_t state =
-        (seed + static_cast<std::uint32_t>(syscall(SYS_gettid)) * 2654435761u) | 1u;
+    static std::atomic<std::uint32_t> threads{0};
+    static thread_local std::uint32_t state = (seed + ++threads) * 2654435761u | 1u;
     state ^= state << 13;
     state ^= state >> 17;
     state ^= state << 5;
