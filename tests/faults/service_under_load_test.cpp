@@ -190,8 +190,6 @@ TEST_F(AServiceUnderLoad, ObeysAQuitBehindNotificationsThatNobodyRead)
 TEST_F(AServiceUnderLoad, FreesWhatClientsHeldThatWereKilled)
 {
     service.Start();
-    ASSERT_EQ(Connect().Ask(messages::ping), "");
-    ExpectDescriptors(CountDescriptors(Pid()));
     WireClient editor = Connect();
     ASSERT_EQ(editor.Ask(messages::ping), "");
     const int before = CountDescriptors(Pid());

@@ -190,7 +190,7 @@ TEST_F(TheMessagingDirectory, ConnectsToNothingButSockets)
     EXPECT_EQ(Connect("SubtitleMgr"), ENOTSOCK);
     ASSERT_EQ(mkdir((path + "/folder").c_str(), 0700), 0);
     EXPECT_EQ(Connect("folder"), ENOTSOCK);
-    const RawService service("SubtitleMgr.real");
+    const RawService service(path + "/SubtitleMgr.real");
     ASSERT_EQ(symlink("SubtitleMgr.real", (path + "/link").c_str()), 0);
     EXPECT_EQ(Connect("link"), ENOTSOCK);
 }
