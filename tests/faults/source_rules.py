@@ -25,11 +25,13 @@ RULES = {
     # Bytes of a message are read and written one by one.
     "NoStructsOnTheWire": (r"reinterpret_cast<(const )?(struct )?\w+(Header|Record|Item|Frame)\b"
                            r"|#pragma pack|packed\)\)|\b(hton|ntoh)[sl]\b", ()),
-    # Nobody stands in front of the abstract namespace.
+    # The abstract namespace has no permissions: whoever comes first has a name there.
     "NoAbstractSockets": (r"sun_path\s*\[\s*0\s*\]|sun_path\s*\+\s*1", ()),
     # Stacks are small on the device: nothing that grows, nothing large.
     "NoLargeLocals": (r"\balloca\s*\(|^\s+(unsigned )?char \w+\[(\d{5,}|[89]\d{3}|\d+ \* 1024)\];",
                       ()),
+    # A program with more rights than its caller must not be steered by the caller's variables.
+    "NoTrustInTheEnvironment": (r"(?<!secure_)getenv\s*\(|\benviron\b", ()),
     # Who is at the other end is asked of the kernel as a user, never as a process.
     "NoTrustInProcessNumbers": (r"peer\.pid|ucred.*\.pid", ()),
 }
