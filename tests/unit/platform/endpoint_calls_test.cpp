@@ -205,6 +205,38 @@ TEST_F(CallsAtOnce, GetTheirReplyWithoutLimitFromWhoeverReads)
     served.get();
 }
 
+TEST_F(CallsAtOnce, LeaveTheReadingToTheOneThatAwaitsItsReply)
+{
+    RawService service(path);
+    std::promise<void> asked;
+    std::promise<void> mayAnswer;
+    std::promise<void> wasAnswered;
+    auto served = std::async(std::launch::async, [&] {
+        const auto connection = service.Accept();
+        connection->AcceptSubscription();
+        const RawFrame request = connection->ExpectRequest(messages::ping);
+        asked.set_value();
+        mayAnswer.get_future().wait();
+        connection->Reply(request);
+        wasAnswered.get_future().wait();
+        connection->SendFrame(FrameKind::Notification, messages::regionDataItem, hd,
+                              Bytes({1, 0}) + U32(0));
+    });
+    unsigned int count = 0;
+    SubtitleClient client(*ipc, 10000);
+    RegionDataItem item;
+    ASSERT_EQ(client.Subscribe(hd, messages::regionDataItem, item, Count, &count), 0);
+    auto answer = PingBeside(10000);
+    asked.get_future().wait();
+    auto received = ReceiveBeside(10000);
+    mayAnswer.set_value();
+    EXPECT_EQ(answer.get(), 0);
+    wasAnswered.set_value();
+    EXPECT_EQ(received.get(), 0);
+    EXPECT_EQ(count, 1u);
+    served.get();
+}
+
 TEST_F(CallsAtOnce, EndWithTheEndpointWhenThereIsNobodyToReadFrom)
 {
     auto received = ReceiveBeside(-1);

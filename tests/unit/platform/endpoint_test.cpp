@@ -810,34 +810,6 @@ TEST_F(AnEndpoint, LeavesTheReceivedMessageAloneDuringARequestOnAnotherThread)
     served.get();
 }
 
-/// Of two threads that wait one reads for both.
-TEST_F(AnEndpoint, ReceivesWhileAnotherThreadAwaitsItsReply)
-{
-    std::promise<void> asked;
-    std::promise<void> mayAnswer;
-    std::promise<void> wasAnswered;
-    auto served = Serve([&](RawConnection& peer) {
-        peer.AcceptSubscription();
-        const RawFrame request = peer.ExpectRequest(ping);
-        asked.set_value();
-        mayAnswer.get_future().wait();
-        peer.Reply(request);
-        wasAnswered.get_future().wait();
-        peer.SendFrame(FrameKind::Notification, regionData, hd, Record(3));
-    });
-    ASSERT_EQ(SubscribeHd(), 0);
-    auto answer = std::async(std::launch::async, [this] { return Ping(); });
-    asked.get_future().wait();
-    auto notification = std::async(std::launch::async, [this] { return ReceiveOne(); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    mayAnswer.set_value();
-    EXPECT_EQ(answer.get(), 0);
-    wasAnswered.set_value();
-    EXPECT_EQ(notification.get(), 0);
-    EXPECT_EQ(regions, (std::vector<unsigned int>{3}));
-    served.get();
-}
-
 /// Both sides only writing must not wait for each other: the endpoint reads while it writes.
 TEST_F(AnEndpoint, SendsALargeRecordIntoAFloodOfNotifications)
 {
