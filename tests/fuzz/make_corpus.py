@@ -204,7 +204,7 @@ def names_and_log():
         title = "".join(c if c.isalnum() else "_" for c in title) or "empty"
         write("names_and_log", "listen_" + title, b"\0" + name.encode("latin-1"))
         write("names_and_log", "connect_" + title, b"\x01" + name.encode("latin-1"))
-    for title, parts in [("longer_than_a_path", ["d" * 200] * 21), ("of_very_many_parts", ["d"] * 2000)]:
+    for title, parts in [("longer_than_a_path", ["d" * 200] * 21), ("of_very_many_parts", ["d"] * 300)]:
         write("names_and_log", "listen_" + title, b"\0" + "/".join([*parts, "SubtitleMgr"]).encode())
     for title, text in [("plain", b"Successfully opened file pal.bin"), ("escape", b"\x1b[31mred\x1b[0m"),
                         ("second_control_range", b"\x9b31m \xc2\x9b31m"), ("umlauts", "Grüße".encode()),

@@ -78,7 +78,7 @@ TEST_F(AListener, IsFoundUnderANameThatIsLongerThanAPathMayBe)
 TEST_F(AListener, IsOpenAndGoneAgainUnderANameOfVeryManyParts)
 {
     std::string name;
-    for (int depth = 0; depth < 2000; ++depth) {
+    for (int depth = 0; depth < 300; ++depth) {
         name += "d/";
     }
     EXPECT_EQ(Refusal(name + "SubtitleMgr"), "");
