@@ -5,9 +5,14 @@
 #include "tests/simulator/SimulatorSession.h"
 #include "tests/support/build_kind.h"
 
+#include <LinxIpc.h>
+#include <RegionVisItem.h>
+#include <SubtitleClient.h>
+
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -263,6 +268,49 @@ TEST_F(AServiceUnderLoad, LosesNothingForAThousandSubscribers)
     if (!isSanitized && !isEmulated) {
         EXPECT_LT(ResidentKilobytes(Pid()), 64 * 1024);
     }
+}
+
+/// A subscriber as the client has it.
+struct Subscriber {
+    static void Count(LinxIpc*, void* self) { ++static_cast<Subscriber*>(self)->received; }
+
+    void Subscribe()
+    {
+        RegionVisItem unused;
+        ASSERT_EQ(ipc.Init(), 0);
+        ASSERT_EQ(client.Subscribe(6, messages::regionVisItem, unused, Count, this), 0);
+    }
+
+    LinxIpc ipc{"Subscriber"};
+    SubtitleClient client{ipc, 10000};
+    unsigned received = 0;
+};
+
+TEST_F(AServiceUnderLoad, IsFoundAgainByHundredsOfSubscribersWhenItComesBack)
+{
+    setenv("LINX_DIR", messaging.Path().c_str(), 1);
+    service.Start();
+    std::vector<std::unique_ptr<Subscriber>> crowd;
+    for (unsigned i = 0; i < (isEmulated ? 50 : 300); ++i) {
+        crowd.push_back(std::make_unique<Subscriber>());
+        crowd.back()->Subscribe();
+    }
+    service.Kill();
+    service.Start();
+    WireClient editor = Connect();
+    const auto isStillAway = [](const auto& one) { return one->received == 0; };
+    for (const Deadline deadline(10000); !deadline.HasPassed();) {
+        // Nobody is told what was published before the subscription was renewed.
+        ASSERT_EQ(editor.Ask(messages::setRegionVisibility, VisibilityRecord(1, true)), accepted);
+        for (const auto& one : crowd) {
+            one->ipc.Receive(0, 0, LinxIpc::emptyString, nullptr);
+        }
+        if (std::none_of(crowd.begin(), crowd.end(), isStillAway)) {
+            break;
+        }
+    }
+    EXPECT_EQ(std::count_if(crowd.begin(), crowd.end(), isStillAway), 0);
+    unsetenv("LINX_DIR");
 }
 
 TEST_F(AServiceUnderLoad, GoesOnWithThoseItHasWhenItsDirectoryIsRemoved)
