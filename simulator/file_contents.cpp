@@ -24,7 +24,7 @@ bool ReadFileContents(const std::string& path, std::size_t limit, std::string& c
     }
     contents.clear();
     for (;;) {
-        char buffer[4096];  // small: the stack of the device is
+        char buffer[4096];  // no larger: the stacks of the device are small
         const ssize_t got = read(file.Get(), buffer, sizeof buffer);
         if (got < 0 && errno == EINTR) {
             continue;
