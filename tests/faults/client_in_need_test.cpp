@@ -76,10 +76,15 @@ TEST_F(AClientInNeed, OfAThreadGoesOnWithoutAWord)
     }
     StartService();
     // A stack of the usual size does not fit into the address space.
-    const auto client = Behind({"prlimit", "--as=100000000", "--stack=500000000"}, {"-p"});
-    EXPECT_EQ(client->WaitForExit(), 0);
-    EXPECT_TEXT(client->Output(), "Let's Ping\nSuccessful Ping\n");
-    EXPECT_TEXT(client->Errors(), "");
+    ChildProcess client(
+        {"prlimit", "--as=100000000", "--stack=500000000", ClientProgram(), "-p", "-i"},
+        ClientSettings());
+    client.WaitForOutput(UnsubscribedMenu());
+    EXPECT_EQ(client.CountThreads(), 1);
+    client.Write("x\n");
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Output(), "Let's Ping\nSuccessful Ping\n" + UnsubscribedMenu());
+    EXPECT_TEXT(client.Errors(), "");
 }
 
 TEST_F(AClientInNeed, OfAnAnswerWaitsAtNoCostAndEndsByCtrlC)
