@@ -12,6 +12,8 @@ import sys
 import threading
 import time
 
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+
 import memory
 import partial
 import system_calls
