@@ -113,20 +113,37 @@ TEST_F(CallsAtOnce, MakeOneConnection)
     served.get();
 }
 
-TEST_F(CallsAtOnce, EachWaitTheirOwnTimeForAServiceThatTakesNobody)
+/// Somebody who waits to be accepted, and has no place for another one.
+void FillQueue(LinxIpc& other)
 {
-    const Descriptor listener = ListenSilently(path);
-    // The queue of those who wait to be accepted is full with these.
-    LinxIpc other("Other");
     ASSERT_EQ(other.Init(), 0);
     IpcMessage request;
     ASSERT_EQ(request.Allocate(messages::ping, 0, nullptr), 0);
     ASSERT_EQ(other.Request("SubtitleMgr", request, messages::ping + 1, 0, nullptr), ETIMEDOUT);
+}
+
+TEST_F(CallsAtOnce, EachWaitTheirOwnTimeForAServiceThatTakesNobody)
+{
+    const Descriptor listener = ListenSilently(path);
+    LinxIpc other("Other");
+    FillQueue(other);
     auto patient = PingBeside(400);
     const auto start = Clock::now();
     EXPECT_EQ(Ping(50), ETIMEDOUT);
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(400));
     EXPECT_EQ(patient.get(), ETIMEDOUT);
+}
+
+/// A service that is stopped would otherwise hold a ping until it goes on.
+TEST_F(CallsAtOnce, WaitASecondAtMostToBeTakenAlsoWithoutLimit)
+{
+    const Descriptor listener = ListenSilently(path);
+    LinxIpc other("Other");
+    FillQueue(other);
+    const auto start = Clock::now();
+    EXPECT_EQ(Ping(-1), ETIMEDOUT);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1000));
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(eventDeadlineMs));
 }
 
 /// Its bytes would stand amid those of the frame that is half sent.
