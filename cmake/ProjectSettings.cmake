@@ -43,7 +43,8 @@ target_link_libraries(product_settings INTERFACE project_settings)
 add_library(program_settings INTERFACE)
 target_link_libraries(program_settings INTERFACE product_settings)
 if(NOT SUBTITLE_SANITIZE)
-  target_compile_options(product_settings INTERFACE -fstack-protector-strong
+  # Stacks of the device's threads are small.
+  target_compile_options(product_settings INTERFACE -Wframe-larger-than=8192 -fstack-protector-strong
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
   target_link_options(program_settings INTERFACE LINKER:-z,relro,-z,now)
   # Debian has no start files for static programs that can be loaded anywhere on the device; code

@@ -16,6 +16,7 @@ import subprocess
 import sys
 import tempfile
 
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 from source_operators import Mutant, mutants_of
 
 FOLDERS = ["cli", "records", "stats", "handlers", "console", "generators", "platform/src"]
