@@ -163,29 +163,34 @@ TEST_F(AClientInNeed, OfNothingHandsNothingToProgramsItMightStart)
     EXPECT_EQ(AbstractSockets(Client().Pid()), "");
 }
 
-TEST_F(AClientInNeed, OfAKindServiceTakesTheEndInEveryWayItComes)
+/// How far a service comes with a ping before it hangs up.
+enum class HangUp { WithTheRequestUnread, BehindTheRequest, InsideTheReply };
+
+class AClientThatIsHungUpOn : public AClientInNeed, public testing::WithParamInterface<HangUp> {};
+
+TEST_P(AClientThatIsHungUpOn, SaysThatItsPingFailed)
 {
-    for (const bool leavesUnread : {false, true}) {
-        for (const bool answersHalf : {false, true}) {
-            auto hostile = std::make_unique<RawService>(Directory() / "SubtitleMgr");
-            StartClient({"-p"});
-            {
-                const auto connection = hostile->Accept();
-                hostile.reset();  // what is made once more finds nobody
-                if (!leavesUnread) {
-                    const RawFrame request = connection->ExpectRequest(messages::ping);
-                    if (answersHalf) {
-                        connection->Send(
-                            FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")
-                                .substr(0, 9));
-                    }
-                }
+    auto hostile = std::make_unique<RawService>(Directory() / "SubtitleMgr");
+    StartClient({"-p"});
+    {
+        const auto connection = hostile->Accept();
+        hostile.reset();  // what is made once more finds nobody
+        if (GetParam() != HangUp::WithTheRequestUnread) {
+            const RawFrame request = connection->ExpectRequest(messages::ping);
+            if (GetParam() == HangUp::InsideTheReply) {
+                connection->Send(
+                    FrameBytes(FrameKind::Reply, 0x3B02, request.header.correlation, "")
+                        .substr(0, 9));
             }
-            EXPECT_EQ(ExitStatus(), 0);
-            EXPECT_TEXT(ConsoleText(), "Let's Ping\n");
-            EXPECT_TEXT(ErrorText(), "Error running ping\n");
         }
     }
+    EXPECT_EQ(ExitStatus(), 0);
+    EXPECT_TEXT(ConsoleText(), "Let's Ping\n");
+    EXPECT_TEXT(ErrorText(), "Error running ping\n");
 }
+
+INSTANTIATE_TEST_SUITE_P(Everywhere, AClientThatIsHungUpOn,
+                         testing::Values(HangUp::WithTheRequestUnread, HangUp::BehindTheRequest,
+                                         HangUp::InsideTheReply));
 
 }  // namespace

@@ -60,9 +60,10 @@ TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
     EXPECT_TRUE(WaitForCalls(1));
     EXPECT_FALSE(calledOnMainThread);
 
-    // The pause of the console: the Receive() under way takes at most 10 milliseconds.
+    // The console pauses for 20 milliseconds, since the Receive() under way takes at most 10. More
+    // here: on a busy machine the thread may have to wait for a processor as well.
     subscribed = false;
-    usleep(20000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ASSERT_EQ(requests.SetRegionVisibility(item), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(calls, 1);

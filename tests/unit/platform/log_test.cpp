@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <sys/stat.h>
@@ -156,9 +157,14 @@ TEST_F(TheLogFile, IsNeverReachedThroughASymlink)
 TEST_F(TheLogFile, MayBeAbsentOrAFullDisk)
 {
     setenv("SUBTITLE_LOG", (folder / "no/such/folder").c_str(), 1);
-    Entry(2, "x");
+    Entry(2, "lost");
+    EXPECT_FALSE(std::filesystem::exists(folder / "no"));
     setenv("SUBTITLE_LOG", "/dev/full", 1);
-    Entry(2, "x");
+    Entry(2, "lost");
+    setenv("SUBTITLE_LOG", path.c_str(), 1);
+    Entry(2, "kept");
+    EXPECT_NE(ReadWholeFile(path).find(" kept\n"), std::string::npos);
+    EXPECT_EQ(ReadWholeFile(path).find("lost"), std::string::npos);
 }
 
 TEST_F(TheLogFile, MayBeAPipeThatNobodyReads)
