@@ -8,7 +8,7 @@ import os
 import signal
 import subprocess
 
-from system_calls import describe, ensure_service, is_part_of
+from system_calls import Sweep, describe, ensure_service, is_part_of
 
 
 class Refusal:
@@ -21,13 +21,12 @@ class Refusal:
         return f"{self.who}: allocation {self.number}{' and all that follow' * self.lasting}"
 
 
-class MemorySweep:
+class MemorySweep(Sweep):
     """Runs scenarios with refused allocations in one place, and judges what comes out."""
 
     def __init__(self, place, library):
-        self.place = place
+        super().__init__(place)
         self.library = library
-        self.usual = {}
 
     def environment(self, number=0, lasting=False):
         extra = {"LD_PRELOAD": self.library, "MEMORY_REPORT": self.place.path("memory"),
@@ -63,16 +62,6 @@ class MemorySweep:
         return [Refusal(who, number, lasting)
                 for who, count in (("client", clients), ("service", services))
                 for number in range(1, count + 1) for lasting in (False, True)]
-
-    def baseline(self, scenario):
-        if scenario.name not in self.usual:
-            ensure_service(self.place, scenario)
-            outcome = self.place.run_client(scenario)
-            if scenario.ends_service:
-                self.place.service_ends()
-            self.place.collect(outcome)
-            self.usual[scenario.name] = outcome
-        return self.usual[scenario.name]
 
     def run(self, scenario, refusal):
         """\\return (verdict, description)"""
