@@ -3,10 +3,12 @@
 #include "bench/messaging_folder.h"
 #include "bench/process.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <string>
 #include <vector>
+
+using namespace platform;
 
 /// A dbus-daemon, and a bare client that calls the daemon itself: the shortest call there is, since
 /// one to another client takes the way through the daemon twice.

@@ -1,9 +1,11 @@
 #pragma once
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <cstddef>
 #include <string>
+
+using namespace platform;
 
 // Blocking AF_UNIX stream sockets, as plain as they can be. All throw when something fails, also
 // when the other end has gone.

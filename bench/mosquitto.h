@@ -3,11 +3,13 @@
 #include "bench/messaging_folder.h"
 #include "bench/process.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <optional>
 #include <string>
 #include <vector>
+
+using namespace platform;
 
 /// Messages through a mosquitto broker on a Unix socket to a mosquitto_sub, which prints the length
 /// of each and no more; the publisher is this process, bare.

@@ -1,8 +1,10 @@
 #include "bench/ping_client.h"
 
-#include <wire_format.h>
+#include "platform/src/wire_format.h"
 
 #include <stdexcept>
+
+using namespace platform;
 
 PingClient::PingClient()
 {

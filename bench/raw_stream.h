@@ -2,11 +2,13 @@
 
 #include "bench/process.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <array>
 #include <cstddef>
 #include <vector>
+
+using namespace platform;
 
 // What everything of ours is compared with: a blocking AF_UNIX stream between two processes.
 

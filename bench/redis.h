@@ -3,10 +3,12 @@
 #include "bench/messaging_folder.h"
 #include "bench/process.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <string>
 #include <vector>
+
+using namespace platform;
 
 /// A redis-server on a Unix socket, which keeps nothing on disk, and a bare client of it.
 class Redis {

@@ -2,8 +2,8 @@
 
 #include "bench/local_socket.h"
 
-#include <big_endian.h>
-#include <wire_format.h>
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
 
 #include <RegionDataItem.h>
 
@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
+
+using namespace platform;
 
 namespace {
 

@@ -3,12 +3,14 @@
 #include "bench/messaging_folder.h"
 #include "bench/process.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
+
+using namespace platform;
 
 /// The real SubtitleMgrSim, reached through a messaging directory of its own.
 class SimulatedService {

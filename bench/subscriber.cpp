@@ -1,9 +1,11 @@
 #include "bench/subscriber.h"
 
+#include "platform/src/wire_format.h"
 #include <RegionDataItem.h>
-#include <wire_format.h>
 
 #include <stdexcept>
+
+using namespace platform;
 
 Subscriber::Subscriber(Callback callback)
 {

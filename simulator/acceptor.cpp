@@ -2,11 +2,15 @@
 
 #include "simulator/commentary.h"
 
-#include <messaging_directory.h>
+#include "platform/src/messaging_directory.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/socket.h>
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -119,3 +123,5 @@ void Acceptor::StartWatching()
         pause = Deadline(pauseAfterFailureMs);
     }
 }
+
+}  // namespace sim

@@ -2,8 +2,10 @@
 
 #include "simulator/poller.h"
 
-#include <deadline.h>
-#include <descriptor.h>
+#include "platform/src/deadline.h"
+#include "platform/src/descriptor.h"
+
+namespace sim {
 
 /// Lets clients in at the listening socket, as long as there is room for them.
 class Acceptor {
@@ -16,7 +18,7 @@ public:
 
     /// Takes the next client that waits. Those of another user are turned away.
     /// \return the connection, or none when nobody waits any more
-    Descriptor Next();
+    platform::Descriptor Next();
 
     /// Accepts nobody until Resume(): there are as many clients as can be served.
     void PauseUntilResumed();
@@ -41,8 +43,11 @@ private:
 
     const int listeningSocket;
     Poller& poller;
-    Descriptor spare;  ///< given up for a moment to refuse clients when no descriptor is left
+    platform::Descriptor
+        spare;  ///< given up for a moment to refuse clients when no descriptor is left
     bool accepts = false;
-    Deadline pause{-1};
+    platform::Deadline pause{-1};
     bool toldRefusal = false;
 };
+
+}  // namespace sim

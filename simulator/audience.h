@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace sim {
+
 /// All peers together, as those see them who publish.
 class Audience {
 public:
@@ -24,3 +26,5 @@ public:
     /// Queues \p frame for every subscriber. \return how many they are
     virtual std::size_t Publish(unsigned int subscription, const SharedFrame& frame) = 0;
 };
+
+}  // namespace sim

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace sim {
+
 bool Backlog::HasRoomFor(std::size_t frames, std::size_t bytes) const
 {
     return notifications.IsEmpty() || (notifications.Size() + frames <= maxNotifications &&
@@ -102,3 +104,5 @@ void Backlog::DropOldestNotification()
     notificationBytes -= notifications.Front().frame->size();
     notifications.PopFront();
 }
+
+}  // namespace sim

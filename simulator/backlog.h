@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <sys/uio.h>
 
+namespace sim {
+
 /// What waits to be sent to one peer, in order: replies, which are never lost, and notifications,
 /// of which the oldest go when a peer does not read.
 class Backlog {
@@ -64,3 +66,5 @@ private:
     std::size_t sentOfFirst = 0;  ///< bytes of the first frame that are already on their way
     std::uint64_t nextSequence = 0;
 };
+
+}  // namespace sim

@@ -5,6 +5,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+namespace sim {
+
 namespace {
 
 iovec Piece(const char* text, std::size_t length)
@@ -34,3 +36,5 @@ void Commentary::Tell(unsigned int client, const std::string& text)
     const int length = std::snprintf(who, sizeof who, "client %u: ", client);
     WriteLine(who, static_cast<std::size_t>(length), text);
 }
+
+}  // namespace sim

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace sim {
+
 /// Writes one line about the service itself on standard error, in one piece.
 void Say(const std::string& text);
 
@@ -20,3 +22,5 @@ public:
 private:
     bool quiet;
 };
+
+}  // namespace sim

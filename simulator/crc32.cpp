@@ -2,6 +2,8 @@
 
 #include <array>
 
+namespace sim {
+
 namespace {
 
 constexpr std::uint32_t reversedPolynomial = 0xEDB88320u;
@@ -31,3 +33,5 @@ std::uint32_t Crc32(const unsigned char* bytes, std::size_t length)
     }
     return ~remainder;
 }
+
+}  // namespace sim

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace sim {
+
 /// What the service does wrong on purpose.
 struct Faults {
     bool refuseSubscribe = false;
@@ -9,3 +11,5 @@ struct Faults {
     bool hangUp = false;   ///< closes the connection instead of answering
     bool garbage = false;  ///< malformed notifications between the good ones
 };
+
+}  // namespace sim

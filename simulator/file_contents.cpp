@@ -1,12 +1,16 @@
 #include "simulator/file_contents.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace sim {
+
+using namespace platform;
 
 bool ReadFileContents(const std::string& path, std::size_t limit, std::string& contents,
                       std::string& problem)
@@ -43,3 +47,5 @@ bool ReadFileContents(const std::string& path, std::size_t limit, std::string& c
         }
     }
 }
+
+}  // namespace sim

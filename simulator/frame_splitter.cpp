@@ -1,5 +1,9 @@
 #include "simulator/frame_splitter.h"
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 /// Memory that a peer may hold on to between two frames.
@@ -53,3 +57,5 @@ void FrameSplitter::Settle()
     }
     current = kept.data();
 }
+
+}  // namespace sim

@@ -1,9 +1,11 @@
 #pragma once
 
-#include <wire_format.h>
+#include "platform/src/wire_format.h"
 
 #include <cstddef>
 #include <vector>
+
+namespace sim {
 
 /// Cuts the bytes that one peer sends into frames.
 ///
@@ -13,7 +15,7 @@
 class FrameSplitter {
 public:
     struct Frame {
-        FrameHeader header;
+        platform::FrameHeader header;
         unsigned char* payload;  ///< valid until the next call of Offer() or Settle()
     };
 
@@ -35,3 +37,5 @@ private:
     unsigned char* current = nullptr;
     std::size_t left = 0;
 };
+
+}  // namespace sim

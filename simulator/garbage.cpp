@@ -1,7 +1,11 @@
 #include "simulator/garbage.h"
 
-#include <big_endian.h>
-#include <wire_format.h>
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -51,3 +55,5 @@ SharedFrame GarbageMaker::Spoil(const SharedFrame& good)
     EncodeFrameHeader(header, frame->data());
     return frame;
 }
+
+}  // namespace sim

@@ -2,6 +2,8 @@
 
 #include "simulator/notification.h"
 
+namespace sim {
+
 /// Makes malformed notifications: frames that are right, with records that lie about their length.
 class GarbageMaker {
 public:
@@ -12,3 +14,5 @@ public:
 private:
     unsigned int turn = 0;
 };
+
+}  // namespace sim

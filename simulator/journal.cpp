@@ -7,6 +7,10 @@
 #include <cstring>
 #include <fcntl.h>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 std::string HexCrc32(const std::vector<unsigned char>& data)
@@ -105,3 +109,5 @@ void Journal::Add(const Request& request)
         Say(std::string("the journal is not complete: ") + std::strerror(errno));
     }
 }
+
+}  // namespace sim

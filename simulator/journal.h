@@ -2,9 +2,11 @@
 
 #include "simulator/request.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <string>
+
+namespace sim {
 
 /// One line of the journal, a JSON object, without a line end.
 std::string JournalLine(const Request& request);
@@ -20,6 +22,8 @@ public:
     void Add(const Request& request);
 
 private:
-    Descriptor file;
+    platform::Descriptor file;
     bool complained = false;
 };
+
+}  // namespace sim

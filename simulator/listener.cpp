@@ -9,6 +9,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 std::string Why() { return std::strerror(errno); }
@@ -167,3 +171,5 @@ bool Listener::Bind(std::string& problem)
     }
     return true;
 }
+
+}  // namespace sim

@@ -1,10 +1,12 @@
 #pragma once
 
-#include <descriptor.h>
-#include <messaging_directory.h>
+#include "platform/src/descriptor.h"
+#include "platform/src/messaging_directory.h"
 
 #include <string>
 #include <sys/types.h>
+
+namespace sim {
 
 /// The socket under which a service can be reached, and the lock that makes it the only one of its
 /// name. Both files are removed at the end; after a crash the lock is free and the socket is stale,
@@ -29,13 +31,15 @@ private:
     bool RemoveStaleSocket(std::string& problem) const;
     bool Bind(std::string& problem);
 
-    MessagingDirectory directory;
-    Descriptor folder;     ///< in which socket and lock file stand
-    std::string fileName;  ///< of the socket
+    platform::MessagingDirectory directory;
+    platform::Descriptor folder;  ///< in which socket and lock file stand
+    std::string fileName;         ///< of the socket
     std::string lockName;
     std::string path;  ///< of the socket, for messages
-    Descriptor lock;
+    platform::Descriptor lock;
     bool locked = false;
-    Descriptor socketFd;
+    platform::Descriptor socketFd;
     bool bound = false;
 };
+
+}  // namespace sim

@@ -1,3 +1,3 @@
 #include "simulator/simulator.h"
 
-int main(int argc, char** argv) { return RunSimulator(argc, argv); }
+int main(int argc, char** argv) { return sim::RunSimulator(argc, argv); }

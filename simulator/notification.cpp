@@ -1,6 +1,10 @@
 #include "simulator/notification.h"
 
-#include <wire_format.h>
+#include "platform/src/wire_format.h"
+
+namespace sim {
+
+using namespace platform;
 
 SharedFrame EncodeNotification(unsigned int subscription, unsigned int itemId, const Item& record)
 {
@@ -10,3 +14,5 @@ SharedFrame EncodeNotification(unsigned int subscription, unsigned int itemId, c
     record.Encode(frame->data() + frameHeaderSize);
     return frame;
 }
+
+}  // namespace sim

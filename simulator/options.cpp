@@ -1,10 +1,14 @@
 #include "simulator/options.h"
 
-#include <messaging_directory.h>
+#include "platform/src/messaging_directory.h"
 
 #include <CLI/CLI.hpp>
 
 #include <vector>
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -90,3 +94,5 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
     options.faults = FaultsNamed(faults);
     return true;
 }
+
+}  // namespace sim

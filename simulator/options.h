@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace sim {
+
 /// What the command line asks for.
 struct Options {
     std::string name = "SubtitleMgr";
@@ -24,3 +26,5 @@ enum ExitStatus : int {
 /// Reads the command line; prints help, version or what is wrong.
 /// \return true to go on; false to end with \p status
 bool ParseOptions(int argc, char** argv, Options& options, int& status);
+
+}  // namespace sim

@@ -4,6 +4,10 @@
 #include <sys/socket.h>
 #include <utility>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 /// Asked for; the kernel grants what the machine's limit allows.
@@ -88,3 +92,5 @@ void Peer::Close()
     backlog.Clear();
     blocked = false;
 }
+
+}  // namespace sim

@@ -4,10 +4,12 @@
 #include "simulator/frame_splitter.h"
 #include "simulator/subscriptions.h"
 
-#include <deadline.h>
-#include <descriptor.h>
+#include "platform/src/deadline.h"
+#include "platform/src/descriptor.h"
 
 #include <cstddef>
+
+namespace sim {
 
 /// One connected client.
 class Peer {
@@ -16,7 +18,7 @@ public:
     static constexpr std::size_t maxUnsentReplies = 64;
 
     /// \param number  counted from 1, for the lines about it
-    Peer(Descriptor connected, unsigned int number);
+    Peer(platform::Descriptor connected, unsigned int number);
 
     enum class Arrival { Bytes, NothingNow, End };
 
@@ -53,11 +55,13 @@ public:
     bool isInTrouble = false;    ///< stalled, or lost something, and has not caught up since
     unsigned int lost = 0;       ///< notifications, since isInTrouble
     bool tookSomething = false;  ///< since it was last looked at
-    Deadline::Clock::time_point lastTook{};
+    platform::Deadline::Clock::time_point lastTook{};
 
 private:
-    Descriptor fd;
+    platform::Descriptor fd;
     bool hasLargeBuffer = false;
     bool blocked = false;  ///< the socket is full
     bool dead = false;     ///< the peer reads no more
 };
+
+}  // namespace sim

@@ -7,6 +7,10 @@
 #include <string>
 #include <utility>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 constexpr int lookIntervalMs = 100;
@@ -283,3 +287,5 @@ void PeerTable::EndTrouble(Peer& peer, const char* text)
     Commentary::Tell(peer.number,
                      std::string(text) + ", " + std::to_string(peer.lost) + " notifications lost");
 }
+
+}  // namespace sim

@@ -5,11 +5,13 @@
 #include "simulator/peer.h"
 #include "simulator/poller.h"
 
-#include <deadline.h>
-#include <descriptor.h>
+#include "platform/src/deadline.h"
+#include "platform/src/descriptor.h"
 
 #include <memory>
 #include <vector>
+
+namespace sim {
 
 /// All connected clients: what goes out to them, who does not read, and who has gone.
 ///
@@ -26,7 +28,7 @@ public:
 
     /// Takes in a client; the peer is the tag of its descriptor.
     /// \return the peer, or null when it could not be watched
-    Peer* Admit(Descriptor connected);
+    Peer* Admit(platform::Descriptor connected);
 
     /// Reads no peer's requests any more: only what is queued still goes out.
     void StopReading();
@@ -75,7 +77,7 @@ private:
     void CountLost(Peer& peer, unsigned int count, const char* text);
     void StartTrouble(Peer& peer, const char* text);
     void EndTrouble(Peer& peer, const char* text);
-    void LookAt(Peer& peer, Deadline::Clock::time_point now);
+    void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
     Poller& poller;
     const bool publishesGarbage;
@@ -88,5 +90,7 @@ private:
     bool reads = true;
     bool hasDropped = false;
     bool looksForStalled = false;
-    Deadline nextLook{-1};
+    platform::Deadline nextLook{-1};
 };
+
+}  // namespace sim

@@ -1,5 +1,9 @@
 #include "simulator/poller.h"
 
+namespace sim {
+
+using namespace platform;
+
 bool Poller::Open()
 {
     epoll = Descriptor(epoll_create1(EPOLL_CLOEXEC));
@@ -31,3 +35,5 @@ bool Poller::Control(int operation, int fd, unsigned int events, void* tag)
     event.data.ptr = tag;
     return epoll_ctl(epoll.Get(), operation, fd, &event) == 0;
 }
+
+}  // namespace sim

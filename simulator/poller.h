@@ -1,8 +1,10 @@
 #pragma once
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <sys/epoll.h>
+
+namespace sim {
 
 /// Watches descriptors for events; each carries a tag of its owner's, by which it is known.
 class Poller {
@@ -23,5 +25,7 @@ public:
 private:
     bool Control(int operation, int fd, unsigned int events, void* tag);
 
-    Descriptor epoll;
+    platform::Descriptor epoll;
 };
+
+}  // namespace sim

@@ -1,6 +1,10 @@
 #include "simulator/request.h"
 
-#include <big_endian.h>
+#include "platform/src/big_endian.h"
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -85,3 +89,5 @@ std::string Describe(const Request& request)
 {
     return RequestName(request.messageId) + Details(request);
 }
+
+}  // namespace sim

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
-#include <wire_format.h>
 
 #include <string>
+
+namespace sim {
 
 /// A request as it was understood. Which fields mean anything depends on the message; one object
 /// is used again and again, so that its buffers are.
@@ -26,7 +28,7 @@ struct Request {
 const char* RequestName(unsigned int messageId);
 
 /// Whether \p messageId is one that clients may send in a frame of that \p kind.
-bool IsKnownRequest(FrameKind kind, unsigned int messageId);
+bool IsKnownRequest(platform::FrameKind kind, unsigned int messageId);
 
 /// Fills the fields of \p request that the message \p messageId carries.
 /// \param payload  well-formed, see IsWellFormed()
@@ -34,3 +36,5 @@ void DecodeRequest(unsigned int messageId, unsigned char* payload, Request& requ
 
 /// For people, like `SetRegionData region 3, format 2, 30720 bytes`.
 std::string Describe(const Request& request);
+
+}  // namespace sim

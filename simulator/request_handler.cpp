@@ -1,9 +1,13 @@
 #include "simulator/request_handler.h"
 
-#include <big_endian.h>
-#include <wire_format.h>
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
 
 #include <cstdio>
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -108,3 +112,5 @@ void RequestHandler::Reply(Peer& peer, const FrameHeader& asked, Result result)
     }
     QueueReply(peer, messages::ReplyTo(asked.messageId), asked.correlation, payload, length);
 }
+
+}  // namespace sim

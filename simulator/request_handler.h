@@ -9,6 +9,8 @@
 #include "simulator/request.h"
 #include "simulator/subtitle_service.h"
 
+namespace sim {
+
 /// Takes the frames of all peers: journal, service, reply, publications, in this order.
 class RequestHandler {
 public:
@@ -24,10 +26,10 @@ public:
     Verdict Handle(Peer& peer, const FrameSplitter::Frame& frame);
 
 private:
-    Verdict Serve(Peer& peer, const FrameHeader& header);
+    Verdict Serve(Peer& peer, const platform::FrameHeader& header);
     void TellServed(const Peer& peer, const char* remark) const;
-    Verdict NotUnderstood(Peer& peer, const FrameHeader& header);
-    void Reply(Peer& peer, const FrameHeader& asked, Result result);
+    Verdict NotUnderstood(Peer& peer, const platform::FrameHeader& header);
+    void Reply(Peer& peer, const platform::FrameHeader& asked, platform::Result result);
 
     const Faults& faults;
     Journal& journal;
@@ -36,3 +38,5 @@ private:
     SubtitleService service;
     Request request;
 };
+
+}  // namespace sim

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+namespace sim {
+
 /// A queue that stops allocating once it has been as long as it ever gets.
 template <typename Entry>
 class Ring {
@@ -49,3 +51,5 @@ private:
     std::size_t first = 0;
     std::size_t count = 0;
 };
+
+}  // namespace sim

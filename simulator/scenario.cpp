@@ -3,14 +3,18 @@
 #include "simulator/file_contents.h"
 #include "simulator/subscriptions.h"
 
+#include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
-#include <wire_format.h>
 
 #include <algorithm>
 #include <limits>
 #include <unordered_map>
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -315,3 +319,5 @@ bool LoadScenario(const std::string& path, Scenario& scenario, std::string& prob
     }
     return ParseScenario(text, path, scenario, problem);
 }
+
+}  // namespace sim

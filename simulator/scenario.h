@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace sim {
+
 /// One line of a scenario, ready to be played.
 struct Directive {
     enum class Kind { Publish, Sleep, WaitSubscribers };
@@ -26,3 +28,5 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
 
 /// Reads the file \p path. \return false with the reason in \p problem
 bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem);
+
+}  // namespace sim

@@ -2,6 +2,10 @@
 
 #include <chrono>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 /// A turn's share: the requests of other clients are served between two turns.
@@ -102,3 +106,5 @@ int ScenarioPlayer::RestMs() const
     constexpr int longest = 24 * 60 * 60 * 1000;
     return left <= 0 ? 0 : left > longest ? longest : static_cast<int>(left);
 }
+
+}  // namespace sim

@@ -3,7 +3,9 @@
 #include "simulator/audience.h"
 #include "simulator/scenario.h"
 
-#include <deadline.h>
+#include "platform/src/deadline.h"
+
+namespace sim {
 
 /// Plays a scenario, a little in each turn of the event loop and never faster than those take it
 /// who read.
@@ -19,7 +21,7 @@ public:
     int Advance();
 
 private:
-    using Clock = Deadline::Clock;
+    using Clock = platform::Deadline::Clock;
 
     enum class Step { Done, MustWait };
 
@@ -40,3 +42,5 @@ private:
     bool passReachedAnyone = false;  ///< a reader, or a sleep: this pass took its time
     std::size_t queuedBytes = 0;     ///< in this turn, over all subscribers
 };
+
+}  // namespace sim

@@ -6,6 +6,10 @@
 #include <new>
 #include <sys/signalfd.h>
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 constexpr std::size_t receiveBufferSize = 64 * 1024;
@@ -207,3 +211,5 @@ void Server::FlushAtTheEnd()
         peers.BuryDropped();
     }
 }
+
+}  // namespace sim

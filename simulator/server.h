@@ -10,10 +10,12 @@
 #include "simulator/scenario.h"
 #include "simulator/scenario_player.h"
 
-#include <descriptor.h>
+#include "platform/src/descriptor.h"
 
 #include <string>
 #include <vector>
+
+namespace sim {
 
 /// The event loop: one thread for all sockets, signals and times. It never waits for one peer, and
 /// no peer gets more than its share of a turn.
@@ -46,7 +48,9 @@ private:
     Commentary commentary;
     RequestHandler handler;
     ScenarioPlayer player;
-    Descriptor signals;
+    platform::Descriptor signals;
     std::vector<unsigned char> receiveBuffer;
     bool ending = false;
 };
+
+}  // namespace sim

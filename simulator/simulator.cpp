@@ -7,14 +7,18 @@
 #include "simulator/scenario.h"
 #include "simulator/server.h"
 
+#include "platform/src/descriptor.h"
 #include <LogClient.h>
-#include <descriptor.h>
 
 #include <csignal>
 #include <exception>
 #include <string>
 #include <sys/resource.h>
 #include <unistd.h>
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -89,3 +93,5 @@ int RunSimulator(int argc, char** argv)
         return CannotStart(error.what());
     }
 }
+
+}  // namespace sim

@@ -1,6 +1,10 @@
 #include "simulator/subscriptions.h"
 
-#include <wire_format.h>
+#include "platform/src/wire_format.h"
+
+namespace sim {
+
+using namespace platform;
 
 namespace {
 
@@ -55,3 +59,5 @@ bool Subscriptions::Include(unsigned int number) const
 }
 
 bool Subscriptions::Exists(unsigned int number) { return ItemOf(number) != 0; }
+
+}  // namespace sim

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace sim {
+
 /// The subscriptions that one peer holds.
 class Subscriptions {
 public:
@@ -21,3 +23,5 @@ public:
 private:
     unsigned int held = 0;  ///< a bit for each number
 };
+
+}  // namespace sim

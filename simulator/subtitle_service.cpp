@@ -1,5 +1,9 @@
 #include "simulator/subtitle_service.h"
 
+namespace sim {
+
+using namespace platform;
+
 namespace {
 
 Result Accepted(bool accepted) { return accepted ? Result::Accepted : Result::Refused; }
@@ -130,3 +134,5 @@ void SubtitleService::PublishPalette(const Region& region, Audience& audience)
         PublishRecord(audience, subscriptions::palette, messages::paletteItem, *region.palette);
     }
 }
+
+}  // namespace sim

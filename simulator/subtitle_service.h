@@ -5,13 +5,15 @@
 #include "simulator/request.h"
 #include "simulator/subscriptions.h"
 
+#include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
-#include <wire_format.h>
 
 #include <array>
 #include <optional>
+
+namespace sim {
 
 /// What the service keeps, and what it does with a request. Knows nothing of connections.
 class SubtitleService {
@@ -23,7 +25,7 @@ public:
 
     /// Carries out \p request of a peer that holds \p subscriptions; publishes nothing yet, so that
     /// its reply can be queued first.
-    Result Serve(const Request& request, Subscriptions& subscriptions);
+    platform::Result Serve(const Request& request, Subscriptions& subscriptions);
 
     /// Publishes what \p request, just accepted, brings about.
     void PublishOutcome(const Request& request, Audience& audience) const;
@@ -51,3 +53,5 @@ private:
     std::array<bool, sensorCount> sensors{};
     unsigned int logLevel = 63;
 };
+
+}  // namespace sim

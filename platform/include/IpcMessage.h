@@ -2,6 +2,11 @@
 
 #include <memory>
 
+namespace platform {
+class Connection;
+class Endpoint;
+}  // namespace platform
+
 /// One message: a number that says what it is, and payload bytes.
 ///
 /// A message either owns its bytes, after Allocate(), or shows bytes that the endpoint received,
@@ -27,8 +32,8 @@ public:
     virtual unsigned char* Payload();
 
 private:
-    friend class Connection;
-    friend class Endpoint;
+    friend class platform::Connection;
+    friend class platform::Endpoint;
 
     /// Shows \p length bytes that stay the endpoint's and are only valid while it says so.
     void Show(unsigned int id, unsigned char* bytes, unsigned int length);

@@ -4,7 +4,9 @@
 
 #include <string>
 
+namespace platform {
 class Endpoint;
+}
 
 /// The messaging endpoint of a process: sends messages to named services and receives theirs.
 ///
@@ -71,5 +73,5 @@ private:
     friend class SubscribeClient;
 
     /// Never freed, since a late Receive() still looks at it.
-    Endpoint& endpoint;
+    platform::Endpoint& endpoint;
 };

@@ -1,8 +1,8 @@
 #include <CommonCli.h>
 
-#include "big_endian.h"
-#include "confirmed_request.h"
-#include "wire_format.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/confirmed_request.h"
+#include "platform/src/wire_format.h"
 
 #include <IpcMessage.h>
 
@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <iostream>
 #include <limits>
+
+using namespace platform;
 
 namespace {
 

@@ -1,10 +1,12 @@
 #include <IpcMessage.h>
 
-#include "wire_format.h"
+#include "platform/src/wire_format.h"
 
 #include <cerrno>
 #include <cstring>
 #include <new>
+
+using namespace platform;
 
 IpcMessage::IpcMessage() = default;
 IpcMessage::~IpcMessage() = default;

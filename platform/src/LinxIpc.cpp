@@ -1,6 +1,8 @@
 #include <LinxIpc.h>
 
-#include "endpoint.h"
+#include "platform/src/endpoint.h"
+
+using namespace platform;
 
 const std::string LinxIpc::emptyString;
 

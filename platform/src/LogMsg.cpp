@@ -2,8 +2,8 @@
 #include <LogMsg.h>
 #include <SysLogMsg.h>
 
-#include "descriptor.h"
-#include "log_sink.h"
+#include "platform/src/descriptor.h"
+#include "platform/src/log_sink.h"
 
 #include <cerrno>
 #include <chrono>
@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+
+using namespace platform;
 
 namespace {
 
@@ -108,7 +110,8 @@ void WriteWhereWanted(unsigned level, const std::string& processName, const std:
 
 }  // namespace
 
-void WriteLogEntry(unsigned level, const std::string& processName, const std::string& text)
+void platform::WriteLogEntry(unsigned level, const std::string& processName,
+                             const std::string& text)
 {
     const int keep = errno;
     try {
@@ -118,7 +121,7 @@ void WriteLogEntry(unsigned level, const std::string& processName, const std::st
     errno = keep;
 }
 
-void LogFromLibrary(unsigned level, const std::string& text)
+void platform::LogFromLibrary(unsigned level, const std::string& text)
 {
     LogClient& client = LogClient::Instance();
     if (!text.empty() && (client.Level() & level) != 0) {

@@ -1,11 +1,13 @@
 #include <SubscribeClient.h>
 
-#include "big_endian.h"
-#include "confirmed_request.h"
-#include "endpoint.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/confirmed_request.h"
+#include "platform/src/endpoint.h"
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
+
+using namespace platform;
 
 SubscribeClient::SubscribeClient(LinxIpc& endpoint, const std::string& service,
                                  int requestTimeoutMs)

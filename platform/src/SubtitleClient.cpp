@@ -1,14 +1,16 @@
 #include <SubtitleClient.h>
 
-#include "big_endian.h"
-#include "confirmed_request.h"
-#include "wire_format.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/confirmed_request.h"
+#include "platform/src/wire_format.h"
 
 #include <IpcMessage.h>
 #include <LinxServerNameList.h>
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
+
+using namespace platform;
 
 SubtitleClient::SubtitleClient(LinxIpc& endpoint, int requestTimeoutMs)
     : SubscribeClient(endpoint, LinxServerNameList::Instance().Name(e_ProcessSubtitleMgr),

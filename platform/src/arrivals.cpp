@@ -1,9 +1,11 @@
-#include "arrivals.h"
+#include "platform/src/arrivals.h"
 
-#include "big_endian.h"
+#include "platform/src/big_endian.h"
 
 #include <new>
 #include <utility>
+
+namespace platform {
 
 namespace {
 
@@ -127,3 +129,5 @@ void Arrivals::ComplainOf(const char* reason, const char* detail)
 }
 
 std::vector<std::string> Arrivals::TakeComplaints() { return std::exchange(complaints, {}); }
+
+}  // namespace platform

@@ -1,13 +1,15 @@
 #pragma once
 
-#include "endpoint_state.h"
-#include "input_blocks.h"
-#include "reply_table.h"
+#include "platform/src/endpoint_state.h"
+#include "platform/src/input_blocks.h"
+#include "platform/src/reply_table.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace platform {
 
 /// What comes in from one service, sorted to those who wait for it: replies to the calls that want
 /// them, notifications into the endpoint's queue. Every record is compared with the bytes that came
@@ -57,3 +59,5 @@ private:
     std::optional<ReceivedFrame> held;
     std::vector<std::string> complaints;
 };
+
+}  // namespace platform

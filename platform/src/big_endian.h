@@ -1,5 +1,7 @@
 #pragma once
 
+namespace platform {
+
 // Numbers on the wire: most significant byte first, one byte at a time, whatever the machine's own
 // byte order and alignment.
 
@@ -24,3 +26,5 @@ inline unsigned int GetU32(const unsigned char* bytes)
 {
     return GetU16(bytes) << 16 | GetU16(bytes + 2);
 }
+
+}  // namespace platform

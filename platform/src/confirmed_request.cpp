@@ -1,13 +1,15 @@
-#include "confirmed_request.h"
+#include "platform/src/confirmed_request.h"
 
-#include "big_endian.h"
-#include "wire_format.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
 
 #include <cerrno>
 #include <cstring>
+
+namespace platform {
 
 int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& request,
                      unsigned int messageId, int timeoutMs, IpcMessage* reply)
@@ -36,3 +38,5 @@ const char* WhyRequestFailed(int error)
     default: return std::strerror(error);
     }
 }
+
+}  // namespace platform

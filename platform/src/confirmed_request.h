@@ -5,6 +5,8 @@
 class IpcMessage;
 class LinxIpc;
 
+namespace platform {
+
 /// Sends \p request, whose message number is \p messageId, and waits up to \p timeoutMs for the
 /// service's confirmation.
 ///
@@ -15,3 +17,5 @@ int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& reques
 
 /// Why a request failed, for a person: \p error as ConfirmedRequest() returned it.
 const char* WhyRequestFailed(int error);
+
+}  // namespace platform

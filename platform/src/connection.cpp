@@ -1,7 +1,7 @@
-#include "connection.h"
+#include "platform/src/connection.h"
 
-#include "big_endian.h"
-#include "log_sink.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/log_sink.h"
 
 #include <IpcMessage.h>
 
@@ -11,6 +11,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <utility>
+
+namespace platform {
 
 namespace {
 
@@ -341,3 +343,5 @@ void Connection::Shutdown()
         shutdown(socket->Get(), SHUT_RDWR);
     }
 }
+
+}  // namespace platform

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "arrivals.h"
-#include "endpoint_state.h"
-#include "reply_table.h"
+#include "platform/src/arrivals.h"
+#include "platform/src/endpoint_state.h"
+#include "platform/src/reply_table.h"
 
 #include <chrono>
 #include <memory>
@@ -10,6 +10,8 @@
 #include <vector>
 
 class IpcMessage;
+
+namespace platform {
 
 /// The connection of an endpoint to one service, made on demand and again after it was lost.
 ///
@@ -74,3 +76,5 @@ private:
     Arrivals arrivals;
     Deadline::Clock::time_point lastAttempt{};
 };
+
+}  // namespace platform

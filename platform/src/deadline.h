@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+namespace platform {
+
 /// A point in time to wait for, or none; on the monotonic clock, so that setting the wall clock
 /// changes no wait.
 class Deadline {
@@ -42,3 +44,5 @@ private:
     bool limited;
     Clock::time_point at;
 };
+
+}  // namespace platform

@@ -1,9 +1,11 @@
-#include "descriptor.h"
+#include "platform/src/descriptor.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 #include <utility>
+
+namespace platform {
 
 Descriptor::Descriptor(int opened) : fd(opened)
 {
@@ -42,3 +44,5 @@ bool WriteAll(int fd, const std::string& text)
     }
     return true;
 }
+
+}  // namespace platform

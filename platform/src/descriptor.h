@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace platform {
+
 /// Owns one file descriptor.
 class Descriptor {
 public:
@@ -24,3 +26,5 @@ private:
 /// Writes all of \p text, also when it is taken in pieces or interrupted.
 /// \return false when the rest cannot be written; errno says why
 bool WriteAll(int fd, const std::string& text);
+
+}  // namespace platform

@@ -1,6 +1,6 @@
-#include "endpoint.h"
+#include "platform/src/endpoint.h"
 
-#include "log_sink.h"
+#include "platform/src/log_sink.h"
 
 #include <LinxIpc.h>
 
@@ -10,6 +10,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+namespace platform {
 
 namespace {
 
@@ -297,3 +299,5 @@ void Endpoint::Close()
     current = ReceivedFrame{};
     received.Show(0, nullptr, 0);
 }
+
+}  // namespace platform

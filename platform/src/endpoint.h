@@ -1,7 +1,7 @@
 #pragma once
 
-#include "connection.h"
-#include "endpoint_state.h"
+#include "platform/src/connection.h"
+#include "platform/src/endpoint_state.h"
 
 #include <IpcMessage.h>
 
@@ -9,6 +9,8 @@
 #include <string>
 
 class LinxIpc;
+
+namespace platform {
 
 /// What stands behind a LinxIpc: the same operations, on a state that is never freed.
 ///
@@ -61,3 +63,5 @@ private:
     ReceivedFrame current{};  ///< what `received` shows
     IpcMessage received;
 };
+
+}  // namespace platform

@@ -1,4 +1,6 @@
-#include "endpoint_state.h"
+#include "platform/src/endpoint_state.h"
+
+namespace platform {
 
 bool EndpointState::WaitForChange(Lock& lock, const Deadline& deadline)
 {
@@ -8,3 +10,5 @@ bool EndpointState::WaitForChange(Lock& lock, const Deadline& deadline)
     }
     return changed.wait_until(lock, deadline.At()) == std::cv_status::no_timeout;
 }
+
+}  // namespace platform

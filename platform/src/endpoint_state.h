@@ -1,12 +1,14 @@
 #pragma once
 
-#include "messaging_directory.h"
-#include "notification_queue.h"
-#include "subscription_table.h"
+#include "platform/src/messaging_directory.h"
+#include "platform/src/notification_queue.h"
+#include "platform/src/subscription_table.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <string>
+
+namespace platform {
 
 /// What all calls on one endpoint share. Everything but the directory, which does not change once
 /// it is open, is guarded by the mutex; nobody holds that in a system call that can wait, or in a
@@ -28,3 +30,5 @@ struct EndpointState {
     SubscriptionTable subscriptions;
     NotificationQueue notifications;
 };
+
+}  // namespace platform

@@ -1,8 +1,10 @@
-#include "input_blocks.h"
+#include "platform/src/input_blocks.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
+
+namespace platform {
 
 namespace {
 
@@ -107,3 +109,5 @@ InputBlocks::Cut InputBlocks::Next(ReceivedFrame& frame, const char*& problem)
     begin += frameHeaderSize + frame.header.length;
     return Cut::Frame;
 }
+
+}  // namespace platform

@@ -1,9 +1,11 @@
 #pragma once
 
-#include "wire_format.h"
+#include "platform/src/wire_format.h"
 
 #include <cstddef>
 #include <memory>
+
+namespace platform {
 
 /// A piece of memory that received frames stay in while they are used.
 struct InputBlock {
@@ -56,3 +58,5 @@ private:
     std::size_t begin = 0;              ///< of the bytes not cut yet, within `current`
     std::size_t end = 0;
 };
+
+}  // namespace platform

@@ -1,4 +1,4 @@
-#include "messaging_directory.h"
+#include "platform/src/messaging_directory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +11,8 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+namespace platform {
 
 namespace {
 
@@ -217,3 +219,5 @@ bool IsTrustedPeer(int fd)
     return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
            (peer.uid == 0 || peer.uid == geteuid());
 }
+
+}  // namespace platform

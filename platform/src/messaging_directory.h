@@ -1,9 +1,11 @@
 #pragma once
 
-#include "deadline.h"
-#include "descriptor.h"
+#include "platform/src/deadline.h"
+#include "platform/src/descriptor.h"
 
 #include <string>
+
+namespace platform {
 
 /// The folder below which every endpoint name is a socket: `LINX_DIR`, else `XDG_RUNTIME_DIR/linx`,
 /// else `/tmp/linx-<uid>`. Results are 0 or an errno value.
@@ -45,3 +47,5 @@ Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart
 
 /// Whether the process at the other end of the connected socket \p fd has our user id, or is root.
 bool IsTrustedPeer(int fd);
+
+}  // namespace platform

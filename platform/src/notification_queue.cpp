@@ -1,6 +1,8 @@
-#include "notification_queue.h"
+#include "platform/src/notification_queue.h"
 
 #include <utility>
+
+namespace platform {
 
 ReceivedFrame NotificationQueue::PopAt(std::size_t index)
 {
@@ -46,3 +48,5 @@ void NotificationQueue::Clear()
 }
 
 unsigned int NotificationQueue::TakeDropped() { return std::exchange(dropped, 0u); }
+
+}  // namespace platform

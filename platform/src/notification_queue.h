@@ -1,9 +1,11 @@
 #pragma once
 
-#include "input_blocks.h"
+#include "platform/src/input_blocks.h"
 
 #include <array>
 #include <cstddef>
+
+namespace platform {
 
 /// Notifications that arrived and wait for Receive(), oldest first: at most 256 of them and 1 MiB,
 /// the newest kept whatever its size. Beyond that the oldest are dropped and counted: while nobody
@@ -59,3 +61,5 @@ void NotificationQueue::Remove(const Covered& covered)
         }
     }
 }
+
+}  // namespace platform

@@ -1,7 +1,7 @@
 // The encoded form of the four records; the byte tables stand in docs/wire-format.md.
 
-#include "big_endian.h"
-#include "record_size.h"
+#include "platform/src/big_endian.h"
+#include "platform/src/record_size.h"
 
 #include <BoolItem.h>
 #include <Item.h>
@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+
+using namespace platform;
 
 namespace {
 
@@ -36,7 +38,7 @@ void GetCounted(const unsigned char* from, std::vector<unsigned char>& bytes)
 
 }  // namespace
 
-unsigned int RecordSize(unsigned int prefix, std::size_t bytes)
+unsigned int platform::RecordSize(unsigned int prefix, std::size_t bytes)
 {
     constexpr unsigned int largest = std::numeric_limits<unsigned int>::max();
     return bytes > largest - prefix ? largest : prefix + static_cast<unsigned int>(bytes);

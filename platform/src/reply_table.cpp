@@ -1,10 +1,12 @@
-#include "reply_table.h"
+#include "platform/src/reply_table.h"
 
 #include <IpcMessage.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+namespace platform {
 
 unsigned int ReplyTable::Expect(unsigned int replyId, IpcMessage* reply)
 {
@@ -72,3 +74,5 @@ int CopyFrame(const ReceivedFrame& frame, IpcMessage& message)
     }
     return error;
 }
+
+}  // namespace platform

@@ -1,10 +1,12 @@
 #pragma once
 
-#include "input_blocks.h"
+#include "platform/src/input_blocks.h"
 
 #include <vector>
 
 class IpcMessage;
+
+namespace platform {
 
 /// The replies that calls on one connection wait for, by correlation. Not synchronised.
 class ReplyTable {
@@ -50,3 +52,5 @@ private:
 
 /// Makes \p message a copy of a received one. \return 0 or ENOMEM
 int CopyFrame(const ReceivedFrame& frame, IpcMessage& message);
+
+}  // namespace platform

@@ -1,9 +1,11 @@
-#include "subscription_table.h"
+#include "platform/src/subscription_table.h"
 
-#include "wire_format.h"
+#include "platform/src/wire_format.h"
 
 #include <algorithm>
 #include <iterator>
+
+namespace platform {
 
 void SubscriptionTable::Add(const Subscription& subscription)
 {
@@ -69,3 +71,5 @@ bool SubscriptionTable::HasAccepted() const
     return std::any_of(entries.begin(), entries.end(),
                        [](const Subscription& s) { return s.accepted; });
 }
+
+}  // namespace platform

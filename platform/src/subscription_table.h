@@ -4,6 +4,8 @@
 
 class LinxIpc;
 
+namespace platform {
+
 /// One subscription of this endpoint.
 struct Subscription {
     unsigned int number;
@@ -40,3 +42,5 @@ private:
 
     std::vector<Subscription> entries;
 };
+
+}  // namespace platform

@@ -1,8 +1,10 @@
-#include "wire_format.h"
+#include "platform/src/wire_format.h"
 
-#include "big_endian.h"
+#include "platform/src/big_endian.h"
 
 #include <IpcMessage.h>
+
+namespace platform {
 
 static_assert(maxPayload == IpcMessage::maxLength,
               "one limit, named on both sides of the interface");
@@ -81,3 +83,5 @@ bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::siz
     default: return true;
     }
 }
+
+}  // namespace platform

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+namespace platform {
+
 // Frames between the stand-in and a service, and the numbers of the messages in them; a byte table
 // of each stands in docs/wire-format.md.
 
@@ -88,3 +90,5 @@ constexpr bool Covers(unsigned int held, unsigned int number)
                                         number == regionDataCif || number == regionDataOther));
 }
 }  // namespace subscriptions
+
+}  // namespace platform

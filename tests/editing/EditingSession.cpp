@@ -10,6 +10,8 @@
 #include <sstream>
 #include <stdexcept>
 
+using namespace platform;
+
 namespace {
 
 LogEntry ParseEntry(const std::string& line)

@@ -19,6 +19,8 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace platform;
+
 namespace {
 
 const std::string prompts = "Enter region ID: Enter filename:  Enter file size: ";

@@ -20,6 +20,9 @@
 #include <sstream>
 #include <string>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// The verdict on a header, told from the published layout alone.

@@ -15,8 +15,8 @@
 #include <RegionDataItem.h>
 #include <SysLogMsg.h>
 
-#include <input_blocks.h>
-#include <log_sink.h>
+#include "platform/src/input_blocks.h"
+#include "platform/src/log_sink.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +24,9 @@
 #include <cstring>
 #include <memory>
 #include <set>
+
+using namespace platform;
+using namespace sim;
 
 namespace {
 

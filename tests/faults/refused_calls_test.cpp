@@ -9,7 +9,7 @@
 #include "tests/support/RawPeer.h"
 #include "tests/support/TempDir.h"
 
-#include <messaging_directory.h>
+#include "platform/src/messaging_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +20,9 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+
+using namespace platform;
+using namespace sim;
 
 namespace {
 

@@ -22,6 +22,8 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace platform;
+
 namespace {
 
 const std::string ping = FrameBytes(FrameKind::Request, messages::ping, 1, "");

@@ -21,6 +21,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace platform;
+
 namespace {
 
 constexpr int rounds = isEmulated ? 300 : isSanitized ? 1000 : 5000;

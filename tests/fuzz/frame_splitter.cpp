@@ -13,6 +13,9 @@
 #include <cstring>
 #include <vector>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 struct Reading {

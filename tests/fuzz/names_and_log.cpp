@@ -19,6 +19,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 namespace fs = std::filesystem;

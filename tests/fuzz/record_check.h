@@ -7,6 +7,8 @@
 
 #include <vector>
 
+using namespace platform;
+
 /// Encodes \p record and compares it with \p expected, in memory that is exactly as long.
 template <typename Record>
 void RequireEncodes(const Record& record, const std::string& expected)

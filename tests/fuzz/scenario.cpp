@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+using namespace sim;
+
 namespace {
 
 /// Where the scenario stands: beside a bitmap, an empty file and a folder.

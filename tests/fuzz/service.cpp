@@ -13,6 +13,9 @@
 #include <memory>
 #include <thread>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// \return false when the service is gone

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+using namespace platform;
+
 // The tests' side of a socket. Nothing waits longer than 10 seconds: then the fuzzer has found
 // something that hangs.
 

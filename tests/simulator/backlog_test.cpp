@@ -8,6 +8,8 @@
 #include <random>
 #include <string>
 
+using namespace sim;
+
 namespace {
 
 SharedFrame FrameOfSize(std::size_t size, unsigned char fill = 0)

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace sim;
+
 namespace {
 
 std::uint32_t Crc32Of(const std::string& text)

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// Reads pieces as a server does, each from memory that is someone else's afterwards.

@@ -3,10 +3,13 @@
 #include "simulator/notification.h"
 #include "tests/support/RawPeer.h"
 
+#include "platform/src/wire_format.h"
 #include <RegionDataItem.h>
-#include <wire_format.h>
 
 #include <string>
+
+using namespace platform;
+using namespace sim;
 
 /// Records as they go over the wire, written out without the code under test.
 inline std::string RegionDataRecord(unsigned int region, unsigned int format,

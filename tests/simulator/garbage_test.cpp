@@ -9,6 +9,9 @@
 
 #include <set>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// Spoils \p good ten times, twice in each way.

@@ -3,7 +3,7 @@
 #include "tests/simulator/SimulatorSession.h"
 #include "tests/support/wait_limits.h"
 
-#include <deadline.h>
+#include "platform/src/deadline.h"
 
 #include <cstdio>
 #include <memory>
@@ -14,6 +14,8 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+using namespace platform;
 
 namespace {
 

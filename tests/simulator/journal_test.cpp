@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// The journal line of a request with this payload.

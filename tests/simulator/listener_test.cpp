@@ -9,6 +9,9 @@
 #include <string>
 #include <sys/stat.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 class AListener : public testing::Test {

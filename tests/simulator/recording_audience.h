@@ -6,6 +6,8 @@
 #include <set>
 #include <vector>
 
+using namespace sim;
+
 /// An audience that writes down what is published.
 class RecordingAudience : public Audience {
 public:

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 std::string DescriptionOf(unsigned int messageId, std::string payload = "")

@@ -7,6 +7,9 @@
 #include <chrono>
 #include <thread>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 class AScenarioPlayer : public testing::Test {

@@ -7,6 +7,9 @@
 
 #include <sys/stat.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 /// The directives of a text that has to be right.

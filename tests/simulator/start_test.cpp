@@ -3,13 +3,15 @@
 #include "tests/simulator/SimulatorSession.h"
 #include "tests/support/wait_limits.h"
 
-#include <deadline.h>
+#include "platform/src/deadline.h"
 
 #include <csignal>
 #include <filesystem>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
+
+using namespace platform;
 
 namespace {
 

@@ -4,6 +4,8 @@
 
 #include <set>
 
+using namespace sim;
+
 namespace {
 
 constexpr unsigned int regionData = 15129;

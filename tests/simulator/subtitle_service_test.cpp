@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+using namespace platform;
+using namespace sim;
+
 namespace {
 
 constexpr unsigned int regionData = 15129;

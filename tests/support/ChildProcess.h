@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+using namespace platform;
+
 /// A program started by a test, with its standard streams in the test's hands.
 ///
 /// A pump thread reads both outputs all the time, so the program never waits for a full pipe. Every

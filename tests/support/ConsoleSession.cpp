@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <thread>
 
+using namespace platform;
+
 ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
 
 ConsoleSession::~ConsoleSession()

@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace platform;
+
 namespace {
 
 [[noreturn]] void ThrowErrno(const std::string& what)

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+using namespace platform;
+
 /// One frame as it came in.
 struct RawFrame {
     FrameHeader header;

@@ -16,6 +16,8 @@
 #include <thread>
 #include <utility>
 
+using namespace platform;
+
 namespace {
 
 /// The journal is a file, and no event tells of its growth; what is awaited is still the line.

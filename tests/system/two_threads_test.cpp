@@ -20,6 +20,8 @@
 #include <mutex>
 #include <thread>
 
+using namespace platform;
+
 namespace {
 
 constexpr unsigned int rounds = isEmulated ? 20000 : 100000;

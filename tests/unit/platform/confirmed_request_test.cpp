@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+using namespace platform;
+
 namespace {
 
 TEST(AFailedRequest, IsExplainedInTheWordsOfThoseWhoMadeIt)

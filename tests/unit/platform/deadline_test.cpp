@@ -4,6 +4,8 @@
 
 #include <thread>
 
+using namespace platform;
+
 namespace {
 
 using Clock = Deadline::Clock;

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace platform;
+
 namespace {
 
 bool IsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }

@@ -23,6 +23,8 @@
 #include <sys/un.h>
 #include <thread>
 
+using namespace platform;
+
 namespace {
 
 constexpr unsigned int hd = 2;

@@ -16,6 +16,8 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace platform;
+
 namespace {
 
 class TheLogFile : public testing::Test {

@@ -14,6 +14,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+using namespace platform;
+
 namespace {
 
 class TheMessagingDirectory : public testing::Test {

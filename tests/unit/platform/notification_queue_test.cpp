@@ -5,6 +5,8 @@
 #include <deque>
 #include <random>
 
+using namespace platform;
+
 namespace {
 
 ReceivedFrame Notification(unsigned int messageId, unsigned int number, unsigned int length = 0)

@@ -14,6 +14,8 @@
 #include <random>
 #include <string>
 
+using namespace platform;
+
 namespace {
 
 std::string Encoded(const Item& item)

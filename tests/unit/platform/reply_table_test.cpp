@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+using namespace platform;
+
 namespace {
 
 constexpr unsigned int pong = 0x3B02;

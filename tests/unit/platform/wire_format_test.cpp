@@ -7,6 +7,8 @@
 #include <array>
 #include <cstring>
 
+using namespace platform;
+
 namespace {
 
 std::array<unsigned char, frameHeaderSize> PingHeader()
