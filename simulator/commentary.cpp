@@ -30,11 +30,11 @@ void WriteLine(const char* who, std::size_t whoLength, const std::string& text)
 
 void Say(const std::string& text) { WriteLine("", 0, text); }
 
-void Commentary::Tell(unsigned int client, const std::string& text)
+void Commentary::Tell(unsigned int client, const char* what, const std::string& details)
 {
-    char who[32];
-    const int length = std::snprintf(who, sizeof who, "client %u: ", client);
-    WriteLine(who, static_cast<std::size_t>(length), text);
+    char who[128];
+    const int length = std::snprintf(who, sizeof who, "client %u: %s", client, what);
+    WriteLine(who, static_cast<std::size_t>(length), details);
 }
 
 }  // namespace sim

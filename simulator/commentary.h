@@ -16,8 +16,12 @@ public:
     /// Whether a served request is told at all; asked first, so that no text is made for nothing.
     bool TellsServed() const { return !quiet; }
 
-    /// \param client  number of the client, counted from 1 in order of connection
-    static void Tell(unsigned int client, const std::string& text);
+    /// Writes a line about a client.
+    ///
+    /// \param client   its number, counted from 1 in order of connection
+    /// \param what     the kind of line, always the same text for one kind
+    /// \param details  what differs between lines of one kind
+    static void Tell(unsigned int client, const char* what, const std::string& details = "");
 
 private:
     bool quiet;

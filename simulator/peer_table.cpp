@@ -284,8 +284,7 @@ void PeerTable::StartTrouble(Peer& peer, const char* text)
 void PeerTable::EndTrouble(Peer& peer, const char* text)
 {
     peer.isInTrouble = false;
-    Commentary::Tell(peer.number,
-                     std::string(text) + ", " + std::to_string(peer.lost) + " notifications lost");
+    Commentary::Tell(peer.number, text, ", " + std::to_string(peer.lost) + " notifications lost");
 }
 
 }  // namespace sim

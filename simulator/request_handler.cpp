@@ -61,7 +61,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
         return Verdict::Quit;
     }
     if (faults.hangUp) {
-        Commentary::Tell(peer.number, "hung up on: " + Describe(request));
+        Commentary::Tell(peer.number, "hung up on: ", Describe(request));
         return Verdict::DropPeer;
     }
     if (faults.mute) {
@@ -71,7 +71,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
     const Result result = service.Serve(request, peer.subscriptions);
     Reply(peer, header, result);
     if (result == Result::Refused) {
-        Commentary::Tell(peer.number, "refused: " + Describe(request));
+        Commentary::Tell(peer.number, "refused: ", Describe(request));
         return Verdict::GoOn;
     }
     TellServed(peer, "");
@@ -82,17 +82,16 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
 void RequestHandler::TellServed(const Peer& peer, const char* remark) const
 {
     if (commentary.TellsServed()) {
-        Commentary::Tell(peer.number, remark + Describe(request));
+        Commentary::Tell(peer.number, remark, Describe(request));
     }
 }
 
 RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHeader& header)
 {
     const bool isRequest = header.kind == FrameKind::Request;
-    Commentary::Tell(peer.number, std::string("not understood: ") +
-                                      (isRequest ? "request " : "one-way message ") +
-                                      MessageNumber(header.messageId) + ", " +
-                                      std::to_string(header.length) + " bytes");
+    Commentary::Tell(
+        peer.number, isRequest ? "not understood: request " : "not understood: one-way message ",
+        MessageNumber(header.messageId) + ", " + std::to_string(header.length) + " bytes");
     if (isRequest && !faults.mute && !faults.hangUp) {
         QueueReply(peer, messages::notUnderstood, header.correlation, nullptr, 0);
     }

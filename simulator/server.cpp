@@ -181,7 +181,7 @@ bool Server::HandleNextFrame(Peer& peer)
     switch (peer.input.Next(frame, problem)) {
     case FrameSplitter::Found::Nothing: peer.hasWaitingInput = false; return false;
     case FrameSplitter::Found::Malformed:
-        Commentary::Tell(peer.number, std::string("dropped: it sent ") + problem);
+        Commentary::Tell(peer.number, "dropped: it sent ", problem);
         peers.Drop(peer);
         return false;
     case FrameSplitter::Found::Frame: break;
