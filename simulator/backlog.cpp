@@ -4,25 +4,11 @@
 
 namespace sim {
 
-bool Backlog::HasRoomFor(std::size_t frames, std::size_t bytes) const
-{
-    return notifications.IsEmpty() || (notifications.Size() + frames <= maxNotifications &&
-                                       notificationBytes + bytes <= maxNotificationBytes);
-}
-
 unsigned int Backlog::AddNotification(SharedFrame frame)
 {
-    unsigned int dropped = 0;
     // A frame that is partly sent has to be finished, or the peer could read nothing any more.
-    while (!HasRoomFor(1, frame->size()) &&
-           notifications.Size() > (NotificationIsPartlySent() ? 1u : 0u)) {
-        DropOldestNotification();
-        ++dropped;
-    }
-    const std::size_t size = frame->size();
-    notifications.PushBack({nextSequence++, std::move(frame)});
-    notificationBytes += size;
-    return dropped;
+    const std::size_t partlySent = sentOfFirst > 0 && NotificationIsFirst() ? 1 : 0;
+    return notifications.Push({nextSequence++, std::move(frame)}, partlySent);
 }
 
 void Backlog::AddReply(const unsigned char* bytes, std::size_t length)
@@ -31,7 +17,7 @@ void Backlog::AddReply(const unsigned char* bytes, std::size_t length)
     reply.sequence = nextSequence++;
     reply.length = length;
     std::memcpy(reply.bytes, bytes, length);
-    replies.PushBack(reply);
+    replies.push_back(reply);
 }
 
 unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& total) const
@@ -41,18 +27,18 @@ unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& tota
     std::size_t reply = 0;
     std::size_t notification = 0;
     std::size_t skip = sentOfFirst;
-    while (used < most && (reply < replies.Size() || notification < notifications.Size())) {
+    while (used < most && (reply < replies.size() || notification < notifications.Size())) {
         const unsigned char* bytes;
         std::size_t length;
-        if (reply == replies.Size() ||
+        if (reply == replies.size() ||
             (notification < notifications.Size() &&
-             notifications.At(notification).sequence < replies.At(reply).sequence)) {
+             notifications.At(notification).sequence < replies[reply].sequence)) {
             bytes = notifications.At(notification).frame->data();
             length = notifications.At(notification).frame->size();
             ++notification;
         } else {
-            bytes = replies.At(reply).bytes;
-            length = replies.At(reply).length;
+            bytes = replies[reply].bytes;
+            length = replies[reply].length;
             ++reply;
         }
         // sendmsg() takes what it only reads as a pointer to something it could change.
@@ -70,39 +56,34 @@ void Backlog::Sent(std::size_t bytes)
     sentOfFirst += bytes;
     while (!IsEmpty()) {
         if (NotificationIsFirst()) {
-            const std::size_t length = notifications.Front().frame->size();
+            const std::size_t length = notifications.At(0).frame->size();
             if (sentOfFirst < length) {
                 return;
             }
             sentOfFirst -= length;
-            notificationBytes -= length;
-            notifications.PopFront();
+            notifications.Take();
         } else {
-            const std::size_t length = replies.Front().length;
+            const std::size_t length = replies.front().length;
             if (sentOfFirst < length) {
                 return;
             }
             sentOfFirst -= length;
-            replies.PopFront();
+            replies.pop_front();
         }
     }
 }
 
-void Backlog::Clear() { *this = Backlog(); }
+void Backlog::Clear()
+{
+    replies.clear();
+    notifications.Clear();
+    sentOfFirst = 0;
+}
 
 bool Backlog::NotificationIsFirst() const
 {
     return !notifications.IsEmpty() &&
-           (replies.IsEmpty() || notifications.Front().sequence < replies.Front().sequence);
-}
-
-void Backlog::DropOldestNotification()
-{
-    if (NotificationIsPartlySent()) {
-        std::swap(notifications.At(0), notifications.At(1));
-    }
-    notificationBytes -= notifications.Front().frame->size();
-    notifications.PopFront();
+           (replies.empty() || notifications.At(0).sequence < replies.front().sequence);
 }
 
 }  // namespace sim

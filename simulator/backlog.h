@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/src/bounded_queue.h"
 #include "simulator/notification.h"
-#include "simulator/ring.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <sys/uio.h>
 
 namespace sim {
@@ -13,12 +14,13 @@ namespace sim {
 /// of which the oldest go when a peer does not read.
 class Backlog {
 public:
-    static constexpr std::size_t maxNotifications = 256;
-    static constexpr std::size_t maxNotificationBytes = 1024 * 1024;
     static constexpr std::size_t maxReplySize = 24;
 
     /// Whether \p frames notifications of \p bytes together can be added without any loss.
-    bool HasRoomFor(std::size_t frames, std::size_t bytes) const;
+    bool HasRoomFor(std::size_t frames, std::size_t bytes) const
+    {
+        return notifications.HasRoomFor(frames, bytes);
+    }
 
     /// Adds a notification, which is kept whatever its size; older ones make room for it.
     /// \return how many were dropped
@@ -36,12 +38,12 @@ public:
 
     void Clear();
 
-    bool IsEmpty() const { return replies.IsEmpty() && notifications.IsEmpty(); }
-    std::size_t Replies() const { return replies.Size(); }
+    bool IsEmpty() const { return replies.empty() && notifications.IsEmpty(); }
+    std::size_t Replies() const { return replies.size(); }
     std::size_t Notifications() const { return notifications.Size(); }
 
     /// Of the notifications, headers included; one that is partly sent counts in full.
-    std::size_t NotificationBytes() const { return notificationBytes; }
+    std::size_t NotificationBytes() const { return notifications.Bytes(); }
 
 private:
     /// Both queues are in order of `sequence`, and the lower of their fronts is sent first. Thus
@@ -54,15 +56,17 @@ private:
     struct Notification {
         std::uint64_t sequence = 0;
         SharedFrame frame;
+
+        friend std::size_t SizeOf(const Notification& notification)
+        {
+            return notification.frame->size();
+        }
     };
 
     bool NotificationIsFirst() const;
-    bool NotificationIsPartlySent() const { return sentOfFirst > 0 && NotificationIsFirst(); }
-    void DropOldestNotification();
 
-    Ring<Reply> replies;
-    Ring<Notification> notifications;
-    std::size_t notificationBytes = 0;
+    std::deque<Reply> replies;
+    platform::BoundedQueue<Notification> notifications;
     std::size_t sentOfFirst = 0;  ///< bytes of the first frame that are already on their way
     std::uint64_t nextSequence = 0;
 };

@@ -1,6 +1,7 @@
 #include "simulator/peer.h"
 
 #include <cerrno>
+#include <new>
 #include <sys/socket.h>
 #include <utility>
 
@@ -34,14 +35,19 @@ Peer::Peer(Descriptor connected, unsigned int peerNumber)
 {
 }
 
-Peer::Arrival Peer::Receive(unsigned char* buffer, std::size_t size)
+Peer::Arrival Peer::Receive()
 {
+    std::size_t size = 0;
+    unsigned char* const room = input.Room(size);
+    if (!room) {
+        throw std::bad_alloc();
+    }
     ssize_t received;
     do {
-        received = recv(fd.Get(), buffer, size, MSG_DONTWAIT);
+        received = recv(fd.Get(), room, size, MSG_DONTWAIT);
     } while (received < 0 && errno == EINTR);
     if (received > 0) {
-        input.Offer(buffer, static_cast<std::size_t>(received));
+        input.Received(static_cast<std::size_t>(received));
         return Arrival::Bytes;
     }
     // A peer that is gone is seen as an end or as an error, depending on what it left unread.

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "simulator/backlog.h"
-#include "simulator/frame_splitter.h"
 #include "simulator/subscriptions.h"
 
 #include "platform/src/deadline.h"
 #include "platform/src/descriptor.h"
+#include "platform/src/input_blocks.h"
 
 #include <cstddef>
 
@@ -22,8 +22,8 @@ public:
 
     enum class Arrival { Bytes, NothingNow, End };
 
-    /// Reads once, into \p buffer, and offers what arrived to Input().
-    Arrival Receive(unsigned char* buffer, std::size_t size);
+    /// Reads once into `input`.
+    Arrival Receive();
 
     /// Gives the socket a large buffer, which replies do not need.
     void PrepareForNotifications();
@@ -41,7 +41,7 @@ public:
     bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
 
     const unsigned int number;
-    FrameSplitter input;
+    platform::InputBlocks input;
     Subscriptions subscriptions;
     Backlog backlog;
 

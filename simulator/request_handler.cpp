@@ -38,7 +38,7 @@ RequestHandler::RequestHandler(const Faults& faultsToMake, Journal& journalToKee
 {
 }
 
-RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const FrameSplitter::Frame& frame)
+RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     if (header.kind == FrameKind::Reply || header.kind == FrameKind::Notification) {

@@ -3,7 +3,6 @@
 #include "simulator/audience.h"
 #include "simulator/commentary.h"
 #include "simulator/faults.h"
-#include "simulator/frame_splitter.h"
 #include "simulator/journal.h"
 #include "simulator/peer.h"
 #include "simulator/request.h"
@@ -23,7 +22,7 @@ public:
     RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
                    const Commentary& commentaryToGive, Audience& everybody);
 
-    Verdict Handle(Peer& peer, const FrameSplitter::Frame& frame);
+    Verdict Handle(Peer& peer, const platform::ReceivedFrame& frame);
 
 private:
     Verdict Serve(Peer& peer, const platform::FrameHeader& header);

@@ -12,7 +12,6 @@ using namespace platform;
 
 namespace {
 
-constexpr std::size_t receiveBufferSize = 64 * 1024;
 constexpr unsigned int framesPerTurn = 64;
 constexpr int lastFlushMs = 1000;
 
@@ -31,7 +30,7 @@ Server::Server(int listeningSocket, const Options& options, const Scenario& scen
                Journal& journal)
     : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
       commentary(options.quiet), handler(options.faults, journal, commentary, peers),
-      player(scenario, options.loop, peers), receiveBuffer(receiveBufferSize)
+      player(scenario, options.loop, peers)
 {
 }
 
@@ -154,7 +153,7 @@ bool Server::Receive(Peer& peer)
     if (peer.inputEnded || peer.OwesReplies()) {
         return false;
     }
-    const Peer::Arrival arrival = peer.Receive(receiveBuffer.data(), receiveBuffer.size());
+    const Peer::Arrival arrival = peer.Receive();
     if (arrival == Peer::Arrival::End) {
         peer.inputEnded = true;
         peer.subscriptions.Clear();
@@ -170,21 +169,23 @@ void Server::HandleFrames(Peer& peer)
             break;
         }
     }
-    peer.input.Settle();
+    if (!peer.hasWaitingInput) {
+        peer.input.Trim();
+    }
 }
 
 /// \return whether another one may follow
 bool Server::HandleNextFrame(Peer& peer)
 {
-    FrameSplitter::Frame frame;
+    ReceivedFrame frame{};
     const char* problem = nullptr;
     switch (peer.input.Next(frame, problem)) {
-    case FrameSplitter::Found::Nothing: peer.hasWaitingInput = false; return false;
-    case FrameSplitter::Found::Malformed:
+    case InputBlocks::Cut::NeedMore: peer.hasWaitingInput = false; return false;
+    case InputBlocks::Cut::Malformed:
         Commentary::Tell(peer.number, "dropped: it sent ", problem);
         peers.Drop(peer);
         return false;
-    case FrameSplitter::Found::Frame: break;
+    case InputBlocks::Cut::Frame: break;
     }
     switch (handler.Handle(peer, frame)) {
     case RequestHandler::Verdict::DropPeer: peers.Drop(peer); return false;

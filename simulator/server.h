@@ -13,7 +13,6 @@
 #include "platform/src/descriptor.h"
 
 #include <string>
-#include <vector>
 
 namespace sim {
 
@@ -49,7 +48,6 @@ private:
     RequestHandler handler;
     ScenarioPlayer player;
     platform::Descriptor signals;
-    std::vector<unsigned char> receiveBuffer;
     bool ending = false;
 };
 

@@ -17,7 +17,7 @@ constexpr std::size_t firstBlockSize = 1024;
 /// Memory that a connection keeps between two frames.
 constexpr std::size_t mostKept = 2 * 1024 * 1024;
 
-/// With less room than this behind the last bytes a read would be too short to be worth it.
+/// With less room than this after the last bytes a read would be too short to be worth it.
 constexpr std::size_t leastRoom = 1024;
 
 }  // namespace
@@ -88,6 +88,22 @@ void InputBlocks::Received(std::size_t count)
     end += count;
     if (end == current->capacity) {
         usualSize = blockSize;
+    }
+}
+
+void InputBlocks::Trim()
+{
+    spare.reset();
+    usualSize = firstBlockSize;
+    if (!current || current->capacity <= std::max(firstBlockSize, 4 * Unread())) {
+        return;
+    }
+    if (Unread() > 0) {
+        MoveUnreadToFreshBlock(std::max(firstBlockSize, 2 * Unread()));
+        spare.reset();
+    } else {
+        current.reset();
+        begin = end = 0;
     }
 }
 

@@ -1,15 +1,18 @@
 #pragma once
 
+#include "platform/src/bounded_queue.h"
 #include "platform/src/input_blocks.h"
 
-#include <array>
 #include <cstddef>
 
 namespace platform {
 
-/// Notifications that arrived and wait for Receive(), oldest first: at most 256 of them and 1 MiB,
-/// the newest kept whatever its size. Beyond that the oldest are dropped and counted: while nobody
-/// receives, what is new is worth more than what is old. Not synchronised.
+inline std::size_t SizeOf(const ReceivedFrame& frame)
+{
+    return frameHeaderSize + frame.header.length;
+}
+
+/// Notifications that arrived and wait for Receive(); the dropped ones are counted.
 class NotificationQueue {
 public:
     void Push(ReceivedFrame&& frame);
@@ -21,41 +24,25 @@ public:
     template <typename Covered>
     void Remove(const Covered& covered);
 
-    void Clear();
+    void Clear() { queue.Clear(); }
 
     /// Number dropped since the last call.
     unsigned int TakeDropped();
 
     /// Whether Push() would drop nothing for \p frame.
-    bool HasRoomFor(const ReceivedFrame& frame) const
-    {
-        return count == 0 || (count < mostFrames && bytes + SizeOf(frame) <= mostBytes);
-    }
+    bool HasRoomFor(const ReceivedFrame& frame) const { return queue.HasRoomFor(1, SizeOf(frame)); }
 
 private:
-    static constexpr std::size_t mostFrames = 256;
-    static constexpr std::size_t mostBytes = 1024 * 1024;
-
-    ReceivedFrame& At(std::size_t index) { return ring[(first + index) % mostFrames]; }
-    ReceivedFrame PopAt(std::size_t index);
-    static std::size_t SizeOf(const ReceivedFrame& frame)
-    {
-        return frameHeaderSize + frame.header.length;
-    }
-
-    std::array<ReceivedFrame, mostFrames> ring{};
-    std::size_t first = 0;
-    std::size_t count = 0;
-    std::size_t bytes = 0;
+    BoundedQueue<ReceivedFrame> queue;
     unsigned int dropped = 0;
 };
 
 template <typename Covered>
 void NotificationQueue::Remove(const Covered& covered)
 {
-    for (std::size_t index = 0; index < count;) {
-        if (covered(At(index).header)) {
-            PopAt(index);
+    for (std::size_t index = 0; index < queue.Size();) {
+        if (covered(queue.At(index).header)) {
+            queue.Take(index);
         } else {
             ++index;
         }

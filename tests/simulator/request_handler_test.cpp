@@ -50,7 +50,7 @@ protected:
         const FrameHeader header{kind, messageId, correlation,
                                  static_cast<unsigned int>(payload.size())};
         return handler->Handle(everybody.peer,
-                               {header, reinterpret_cast<unsigned char*>(payload.data())});
+                               {header, reinterpret_cast<unsigned char*>(payload.data()), nullptr});
     }
 
     Verdict Ask(unsigned int messageId, unsigned int correlation, const std::string& payload = "")

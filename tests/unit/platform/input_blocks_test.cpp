@@ -227,4 +227,46 @@ TEST(AConnectionsMemory, GrowsOnlyOnceAReadHasFilledIt)
     EXPECT_EQ(room, 64u * 1024);
 }
 
+std::size_t RoomOf(InputBlocks& input)
+{
+    std::size_t room = 0;
+    EXPECT_NE(input.Room(room), nullptr);
+    return room;
+}
+
+TEST(ATrimmedInput, KeepsOneSmallBlockAfterALargeFrame)
+{
+    InputBlocks input;
+    Feed(input, Frame(std::string(1024 * 1024, 'x')), 65536);
+    ASSERT_EQ(TakeAll(input).size(), 1u);
+    input.Trim();
+    EXPECT_EQ(RoomOf(input), 1024u);
+}
+
+TEST(ATrimmedInput, KeepsTheFirstByteOfTheNextFrameInASmallBlock)
+{
+    InputBlocks input;
+    const std::string next = Frame("next");
+    Feed(input, Frame(std::string(16 * 1024 * 1024, 'x')) + next[0], 1u << 30);
+    ASSERT_EQ(TakeAll(input).size(), 1u);
+    input.Trim();
+    EXPECT_EQ(input.Unread(), 1u);
+    EXPECT_LE(RoomOf(input), 1024u);
+    Feed(input, next.substr(1), 65536);
+    EXPECT_EQ(TakeAll(input), std::vector<std::string>{"next"});
+}
+
+TEST(ATrimmedInput, LeavesTheFramesThatAreStillHeldAsTheyAre)
+{
+    InputBlocks input;
+    Feed(input, Frame(std::string(70000, 'h')) + "ST", 65536);
+    ReceivedFrame held{};
+    const char* problem = nullptr;
+    ASSERT_EQ(input.Next(held, problem), Cut::Frame);
+    input.Trim();
+    Feed(input, Frame(std::string(70000, 'x')).substr(2), 65536);
+    EXPECT_EQ(TakeAll(input).size(), 1u);
+    EXPECT_EQ(PayloadOf(held), std::string(70000, 'h'));
+}
+
 }  // namespace
