@@ -15,7 +15,8 @@ std::vector<SourceText> ClientSources()
 {
     std::vector<SourceText> sources;
     for (const char* room : {"cli", "records", "stats", "handlers", "console", "generators"}) {
-        const std::filesystem::path folder = std::filesystem::path(SOURCE_DIRECTORY) / room;
+        const std::filesystem::path folder =
+            std::filesystem::path(SOURCE_DIRECTORY) / "client" / room;
         for (const auto& file : std::filesystem::directory_iterator(folder)) {
             std::istringstream text(ReadWholeFile(file.path()));
             SourceText lines;

@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-ROOMS = ("cli", "records", "stats", "handlers", "console", "generators", "platform", "simulator")
+ROOMS = ("client", "platform", "simulator")
 
 # Name: pattern, files where it may stand all the same.
 RULES = {
@@ -19,7 +19,7 @@ RULES = {
     # Waits are measured on the monotonic clock; only log entries tell the time of day, and the
     # report asks for it and does nothing with the answer.
     "NoWallClock": (r"system_clock|gettimeofday|CLOCK_REALTIME|\btime\s*\(\s*(nullptr|0|NULL)",
-                    ("platform/src/LogMsg.cpp", "stats/report.cpp")),
+                    ("platform/src/LogMsg.cpp", "client/stats/report.cpp")),
     # Strong ordering only, and no atomics wider than the device's words.
     "NoWeakAtomics": (r"memory_order|std::atomic<(?!(unsigned|bool|int)>)|__atomic|__sync", ()),
     # Bytes of a message are read and written one by one.

@@ -19,16 +19,17 @@ import tempfile
 sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 from source_operators import Mutant, mutants_of
 
-FOLDERS = ["cli", "records", "stats", "handlers", "console", "generators", "platform/src"]
+FOLDERS = ["client/cli", "client/records", "client/stats", "client/handlers", "client/console",
+           "client/generators", "platform/src"]
 
 # What is linked with a folder and quick; the other tests run when these notice nothing.
 FIRST_TESTS = {
-    "cli": ["cli"],
-    "records": ["records", "handlers"],
-    "stats": ["stats"],
-    "handlers": ["handlers"],
-    "console": ["console"],
-    "generators": ["generators"],
+    "client/cli": ["cli"],
+    "client/records": ["records", "handlers"],
+    "client/stats": ["stats"],
+    "client/handlers": ["handlers"],
+    "client/console": ["console"],
+    "client/generators": ["generators"],
     "platform/src": ["platform"],
 }
 # Takes longer than all others of its folder together.

@@ -12,8 +12,7 @@ shift 3
 rm -rf "$scratch"
 mkdir -p "$scratch/tree/tests"
 "$here/make_sdk.sh" "$scratch/sdk" "$cxx"
-for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk_interface \
-    cli records stats handlers console generators; do
+for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk_interface client; do
     cp -R "$root/$part" "$scratch/tree/$part"
 done
 cmake -S "$scratch/tree" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \

@@ -14,7 +14,8 @@ BUILD_DIR = CXX = NM = None
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 PAGE = os.path.join(ROOT, "docs/device-sdk.md")
-CLIENT_FOLDERS = ("cli", "records", "stats", "handlers", "console", "generators")
+CLIENT_FOLDERS = tuple("client/" + room for room in
+                       ("cli", "records", "stats", "handlers", "console", "generators"))
 INTERFACE = [name[:-len(".h")] for name in sorted(os.listdir(os.path.join(HERE, "vendor/include")))]
 
 # What is called through a virtual table, or is inline in the stand-in: no symbol shows it.
@@ -42,7 +43,7 @@ def first_cells(text):
 def called_members():
     """Members of the interface that the client's objects want from somebody else."""
     objects = [os.path.join(BUILD_DIR, "libsubtitle_client.a"),
-               os.path.join(BUILD_DIR, "cli/CMakeFiles/SubtitleMgrCli.dir/main.cpp.o")]
+               os.path.join(BUILD_DIR, "client/cli/CMakeFiles/SubtitleMgrCli.dir/main.cpp.o")]
     symbols = subprocess.run([NM, "-C", "--undefined-only", *objects], check=True, text=True,
                              capture_output=True).stdout
     members = re.findall(r"^ +U ((?:%s)::(?:operator bool|operator=|~?\w+))" % "|".join(INTERFACE),

@@ -10,9 +10,9 @@ import subprocess
 import sys
 
 CONSOLES = {
-    "Main menu": "console/main_menu.cpp",
-    "Dynamic test": "generators/dynamic_test.cpp",
-    "Sensor test": "generators/sensor_test.cpp",
+    "Main menu": "client/console/main_menu.cpp",
+    "Dynamic test": "client/generators/dynamic_test.cpp",
+    "Sensor test": "client/generators/sensor_test.cpp",
 }
 
 
@@ -93,12 +93,8 @@ def check_keys(project):
 
 def check_environment(project):
     names = {}
-    for folder in ("cli", "console", "generators", "handlers", "platform/src", "records",
-                   "simulator", "stats"):
-        for name in sorted(os.listdir(os.path.join(project.source_dir, folder))):
-            if name.endswith((".cpp", ".h")):
-                names[folder + "/" + name] = set(re.findall(
-                    r'(?:getenv|Environment)\("(\w+)"\)', project.read(folder + "/" + name)))
+    for path in sources_of(project, "client", "platform/src", "simulator"):
+        names[path] = set(re.findall(r'(?:getenv|Environment)\("(\w+)"\)', project.read(path)))
     everything = set().union(*names.values())
     # The service makes no log entries: it says everything on standard error.
     services = everything - names["platform/src/LogMsg.cpp"]
@@ -130,17 +126,17 @@ def phrases(text):
 
 
 def sources_of(project, *folders):
-    return [folder + "/" + name for folder in folders
-            for name in sorted(os.listdir(os.path.join(project.source_dir, folder)))
-            if name.endswith((".cpp", ".h"))]
+    return [os.path.relpath(os.path.join(parent, name), project.source_dir)
+            for folder in folders
+            for parent, _, names in sorted(os.walk(os.path.join(project.source_dir, folder)))
+            for name in sorted(names) if name.endswith((".cpp", ".h"))]
 
 
 def check_messages(project):
     """Every message that a program prints or logs stands in a page."""
     of_scenarios = ["simulator/scenario.cpp", "simulator/file_contents.cpp"]
     sources = {
-        "SubtitleMgrCli.1": sources_of(project, "cli", "console", "generators", "handlers",
-                                       "records", "stats", "platform/src"),
+        "SubtitleMgrCli.1": sources_of(project, "client", "platform/src"),
         "SubtitleMgrSim.1": ["platform/src/messaging_directory.cpp", "platform/src/wire_format.cpp"]
                             + [path for path in sources_of(project, "simulator")
                                if path not in of_scenarios],

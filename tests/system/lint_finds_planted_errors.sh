@@ -37,18 +37,18 @@ expect_found() {
 
 # Written so that this file itself passes.
 expect_found references docs/notes.md "see P""art 9.9"
-expect_found class_map cli/SubtitleMgrCli.h "    // A group; defined in console/main_menu.cpp
+expect_found class_map client/cli/SubtitleMgrCli.h "    // A group; defined in console/main_menu.cpp
     void NotThere();"
-expect_found includes console/planted.cpp '#include "platform/src/wire_format.h"'
-expect_found includes cli/planted.cpp '#include "simulator/subtitle_service.h"'
-expect_found includes records/planted.cpp '#include "stats/SubtitleStats.h"'
-expect_found includes stats/planted.cpp '#include "../console/prompts.h"'
-expect_found includes handlers/planted.cpp '#include <nlohmann/json.hpp>'
+expect_found includes client/console/planted.cpp '#include "platform/src/wire_format.h"'
+expect_found includes client/cli/planted.cpp '#include "simulator/subtitle_service.h"'
+expect_found includes client/records/planted.cpp '#include "stats/SubtitleStats.h"'
+expect_found includes client/stats/planted.cpp '#include "../console/prompts.h"'
+expect_found includes client/handlers/planted.cpp '#include <nlohmann/json.hpp>'
 expect_found includes platform/include/Planted.h '#include <poll.h>'
 expect_found includes platform/src/planted.cpp '#include "cli/SubtitleMgrCli.h"'
 expect_found includes simulator/planted.cpp '#include "cli/SubtitleMgrCli.h"'
-expect_found locks handlers/planted.cpp 'std::atomic<int> count;'
-expect_found locks console/planted.cpp 'const std::lock_guard<std::mutex> lock(mutex);'
+expect_found locks client/handlers/planted.cpp 'std::atomic<int> count;'
+expect_found locks client/console/planted.cpp 'const std::lock_guard<std::mutex> lock(mutex);'
 expect_found scripts script/build 'unused=1'
-expect_found format cli/planted.cpp 'int  F( ){return 1;}'
+expect_found format client/cli/planted.cpp 'int  F( ){return 1;}'
 exit "$failures"
