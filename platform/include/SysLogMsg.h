@@ -6,8 +6,8 @@
 ///
 /// Entries go to syslog(3). When the environment's SUBTITLE_LOG names a file they are appended to
 /// that instead (a file or a device, no symlink, no pipe), one line an entry: `<UTC time> <process>[<pid>] level=<n> <text>`. Control bytes
-/// in the text are written as \xNN, and a text above 8 KiB is cut. An entry that cannot be written
-/// is lost: logging never fails and never ends a program.
+/// in the text and bytes that are not valid UTF-8 are written as \xNN, and a text above 8 KiB is
+/// cut. An entry that cannot be written is lost: logging never fails and never ends a program.
 class SysLogMsg : public LogMsg {
 public:
     SysLogMsg() = default;

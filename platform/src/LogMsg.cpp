@@ -22,28 +22,29 @@ namespace {
 
 constexpr std::size_t longestText = 8192;
 
-/// \return the length of the UTF-8 sequence of a printable character outside ASCII at \p at, 0 when
-///         there is none
+/// \return the length of the UTF-8 sequence of a character above U+009F at \p at, 0 when there is none
 std::size_t SequenceAt(const std::string& text, std::size_t at)
 {
-    const auto byte = [&](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0u;
-    };
-    const unsigned lead = byte(at);
-    const std::size_t length = lead >= 0xF0 && lead < 0xF5   ? 4
-                               : lead >= 0xE0 && lead < 0xF0 ? 3
-                               : lead >= 0xC2 && lead < 0xE0 ? 2
-                                                             : 0;
+    static constexpr unsigned smallest[] = {0, 0, 0xA0, 0x800, 0x10000};  // of a length; C1 is none
+    const unsigned lead = static_cast<unsigned char>(text[at]);
+    const std::size_t length = lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (length == 0 || lead >= 0xF8 || text.size() - at < length) {
+        return 0;
+    }
+    unsigned character = lead & (0xFFu >> (length + 1));
     for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80) {
+        const unsigned next = static_cast<unsigned char>(text[at + i]);
+        if ((next & 0xC0) != 0x80) {
             return 0;
         }
+        character = character << 6 | (next & 0x3F);
     }
-    return lead == 0xC2 && byte(at + 1) < 0xA0 ? 0 : length;
+    const bool isSurrogate = character >= 0xD800 && character < 0xE000;
+    return character < smallest[length] || character > 0x10FFFF || isSurrogate ? 0 : length;
 }
 
-/// Text as one line without control bytes: those of the C0 and C1 ranges and DEL could steer the
-/// terminal of whoever reads the log. Letters of other languages stay, whose UTF-8 has such bytes.
+/// Text as one line of valid UTF-8 without control characters, which could steer the terminal of a
+/// reader of the log. Letters of other languages stay, every other byte outside ASCII is escaped.
 std::string Printable(const std::string& text)
 {
     static const char digits[] = "0123456789abcdef";
@@ -52,14 +53,14 @@ std::string Printable(const std::string& text)
         if (line.size() >= longestText) {
             return line + "...";
         }
-        const std::size_t length = SequenceAt(text, i);
         const unsigned byte = static_cast<unsigned char>(text[i]);
-        if (length == 0 && (byte < 0x20 || (byte >= 0x7F && byte < 0xA0))) {
+        const std::size_t length = byte >= 0x20 && byte < 0x7F ? 1 : SequenceAt(text, i);
+        if (length == 0) {
             line += "\\x";
             line += digits[byte >> 4];
             line += digits[byte & 15];
         } else {
-            line.append(text, i, length == 0 ? 1 : length);
+            line.append(text, i, length);
         }
         i += length == 0 ? 1 : length;
     }

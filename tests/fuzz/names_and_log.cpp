@@ -5,6 +5,7 @@
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/sockets.h"
+#include "tests/support/utf8_reference.h"
 
 #include "platform/src/log_sink.h"
 #include "platform/src/messaging_directory.h"
@@ -144,38 +145,15 @@ void CheckListening(const std::string& name)
     setenv("LINX_DIR", ThePlace().linx.c_str(), 1);
 }
 
-/// Takes one character off the front of \p line: a code point of UTF-8, or a byte that is no part of
-/// one.
-unsigned int TakeCharacter(std::string& line)
+/// Looks at \p line as a terminal does, and requires that nothing in it steers one.
+void RequireHarmlessUtf8(const std::string& line)
 {
-    const auto byte = [&](std::size_t i) {
-        return i < line.size() ? static_cast<unsigned char>(line[i]) : 0u;
-    };
-    const unsigned int lead = byte(0);
-    const std::size_t more = lead < 0xC2 || lead > 0xF4 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    unsigned int character = lead & (0x3Fu >> more);
-    for (std::size_t i = 1; i <= more; ++i) {
-        if (byte(i) < 0x80 || byte(i) > 0xBF) {
-            line.erase(0, 1);
-            return lead;
-        }
-        character = character * 64 + byte(i) % 64;
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t length = ReferenceSequenceAt(line, at);
+        Require(length > 0, "an entry that is not UTF-8");
+        Require(!ReferenceIsControl(line, at, length), "an entry that steers a terminal");
+        at += length;
     }
-    line.erase(0, more + 1);
-    return more == 0 ? lead : character;
-}
-
-/// Whether \p line has a character that a terminal could obey: of either range of control
-/// characters, the second also as a byte alone.
-bool SteersTerminal(std::string line)
-{
-    while (!line.empty()) {
-        const unsigned int character = TakeCharacter(line);
-        if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 bool IsPlain(const std::string& text)
@@ -202,7 +180,7 @@ void CheckLogEntry(const std::string& text)
     Require(start != std::string::npos && line[24] == ' ' && line.compare(25, 5, "fuzz[") == 0,
             "an entry of another form");
     const std::string entry = line.substr(start + level.size());
-    Require(!SteersTerminal(entry), "an entry that steers a terminal");
+    RequireHarmlessUtf8(entry);
     Require(entry.size() <= 8192 + 3 + 3, "an entry that is too long");
     if (IsPlain(text)) {
         RequireEqual(entry, text, "a plain text was changed");

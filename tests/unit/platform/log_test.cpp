@@ -3,13 +3,16 @@
 
 #include "platform/src/log_sink.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/utf8_reference.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
+#include <initializer_list>
 #include <regex>
 #include <string>
 #include <sys/stat.h>
@@ -100,7 +103,7 @@ TEST_F(TheLogFile, KeepsTheLettersOfOtherLanguages)
     const std::string content = ReadWholeFile(path);
     EXPECT_NE(content.find("level=2 Gr\xC3\xB6\xC3\x9F"
                            "e \xE2\x82\xAC \xF0\x9F\x9A\x92 "
-                           "\xC2\\x9b \xE2\\x82\n"),
+                           "\\xc2\\x9b \\xe2\\x82\n"),
               std::string::npos)
         << content;
 }
@@ -115,11 +118,12 @@ TEST_F(TheLogFile, KeepsTheFirstAndTheLastLettersOfEachLength)
     EXPECT_NE(content.find("level=2 " + letters + "\n"), std::string::npos) << content;
 }
 
-TEST_F(TheLogFile, EscapesControlCharactersBehindLettersAndFalseFirstBytes)
+TEST_F(TheLogFile, EscapesControlCharactersAfterLettersAndFalseFirstBytes)
 {
     Entry(2, "\xC3\xA4\xC2\x9B \xC1\x80 \xF5\x80\x80\x80 \xE2\x82z");
     const std::string content = ReadWholeFile(path);
-    EXPECT_NE(content.find("level=2 \xC3\xA4\xC2\\x9b \xC1\\x80 \xF5\\x80\\x80\\x80 \xE2\\x82z\n"),
+    EXPECT_NE(content.find("level=2 \xC3\xA4\\xc2\\x9b \\xc1\\x80 \\xf5\\x80\\x80\\x80 "
+                           "\\xe2\\x82z\n"),
               std::string::npos)
         << content;
 }
@@ -127,18 +131,119 @@ TEST_F(TheLogFile, EscapesControlCharactersBehindLettersAndFalseFirstBytes)
 TEST_F(TheLogFile, EscapesAControlCharacterBeforeALetter)
 {
     Entry(2, "\xC2\x9B\xC3\xA4");
-    EXPECT_NE(ReadWholeFile(path).find("level=2 \xC2\\x9b\xC3\xA4\n"), std::string::npos)
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \\xc2\\x9b\xC3\xA4\n"), std::string::npos)
         << ReadWholeFile(path);
 }
 
 /// A first byte of a letter must not take what could steer a terminal along.
-TEST_F(TheLogFile, EscapesControlBytesBehindTheFirstByteOfALetter)
+TEST_F(TheLogFile, EscapesControlBytesAfterTheFirstByteOfALetter)
 {
     Entry(2, "\xC3\x1B[ \xE2\n\x82 \xE2\x82\r \xF0\x9F\x92\b");
-    EXPECT_NE(ReadWholeFile(path).find("level=2 \xC3\\x1b[ \xE2\\x0a\\x82 \xE2\\x82\\x0d "
-                                       "\xF0\\x9f\\x92\\x08\n"),
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \\xc3\\x1b[ \\xe2\\x0a\\x82 \\xe2\\x82\\x0d "
+                                       "\\xf0\\x9f\\x92\\x08\n"),
               std::string::npos)
         << ReadWholeFile(path);
+}
+
+/// Found by the fuzzer: the overlong E0 82 82 reached the log as it was.
+TEST_F(TheLogFile, EscapesAnOverlongSequence)
+{
+    Entry(2, "\xFF\xE1\x82\x82\xE0\x82\x82[/[/");
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \\xff\xE1\x82\x82\\xe0\\x82\\x82[/[/\n"),
+              std::string::npos)
+        << ReadWholeFile(path);
+}
+
+TEST_F(TheLogFile, EscapesSurrogatesAndWhatIsNoCodePoint)
+{
+    // U+D7FF U+D800 U+DFFF U+E000, then U+110000
+    Entry(2, "\xED\x9F\xBF \xED\xA0\x80 \xED\xBF\xBF \xEE\x80\x80 \xF4\x90\x80\x80");
+    EXPECT_NE(ReadWholeFile(path).find("level=2 \xED\x9F\xBF \\xed\\xa0\\x80 \\xed\\xbf\\xbf "
+                                       "\xEE\x80\x80 \\xf4\\x90\\x80\\x80\n"),
+              std::string::npos)
+        << ReadWholeFile(path);
+}
+
+/// What the log should show for \p text.
+std::string ReferenceText(const std::string& text)
+{
+    std::string shown;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = ReferenceSequenceAt(text, at);
+        if (length > 0 && !ReferenceIsControl(text, at, length)) {
+            shown.append(text, at, length);
+            at += length;
+            continue;
+        }
+        char escaped[5];
+        std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(text[at++]));
+        shown += escaped;
+    }
+    return shown;
+}
+
+class TheLogFileOfAnyBytes : public TheLogFile {
+protected:
+    void ExpectEntry(const std::string& text)
+    {
+        Entry(2, text);
+        const std::string content = ReadWholeFile(path);
+        const std::size_t start = content.find("level=2 ") + 8;
+        ASSERT_EQ(content.substr(start), ReferenceText(text) + "\n");
+        unlink(path.c_str());
+    }
+
+    static std::string Characters(std::initializer_list<int> bytes)
+    {
+        std::string text;
+        for (const int byte : bytes) {
+            text += static_cast<char>(byte);
+        }
+        return text;
+    }
+};
+
+TEST_F(TheLogFileOfAnyBytes, ShowsAllTwoByteSequencesAsTheReferenceDoes)
+{
+    for (int first = 0; first < 256; ++first) {
+        std::string text;
+        for (int second = 0; second < 256; ++second) {
+            text += Characters({first, second, '|'});
+        }
+        ExpectEntry(text);
+    }
+}
+
+/// The ends of each range of the table, and their neighbours.
+constexpr int edges[] = {0x00, 0x1F, 0x20, 0x7E, 0x7F, 0x80, 0x8F, 0x90,
+                         0x9F, 0xA0, 0xBF, 0xC0, 0xC2, 0xE0, 0xFF};
+
+TEST_F(TheLogFileOfAnyBytes, ShowsThreeByteSequencesAsTheReferenceDoes)
+{
+    for (int first = 0x80; first < 256; ++first) {
+        std::string text;
+        for (const int second : edges) {
+            for (const int third : edges) {
+                text += Characters({first, second, third, '|'});
+            }
+        }
+        ExpectEntry(text);
+    }
+}
+
+TEST_F(TheLogFileOfAnyBytes, ShowsFourByteSequencesAsTheReferenceDoes)
+{
+    for (const int first : {0xE0, 0xED, 0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xF7, 0xF8, 0xFF}) {
+        for (const int second : edges) {
+            std::string text;
+            for (const int third : edges) {
+                for (const int fourth : edges) {
+                    text += Characters({first, second, third, fourth, '|'});
+                }
+            }
+            ExpectEntry(text);
+        }
+    }
 }
 
 TEST_F(TheLogFile, CutsAVeryLongText)
