@@ -41,7 +41,7 @@ def first_cells(text):
 
 
 def called_members():
-    """Members of the interface that the client's objects want from somebody else."""
+    """Members of the platform interface that the client's objects leave undefined."""
     objects = [os.path.join(BUILD_DIR, "libsubtitle_client.a"),
                os.path.join(BUILD_DIR, "client/cli/CMakeFiles/SubtitleMgrCli.dir/main.cpp.o")]
     symbols = subprocess.run([NM, "-C", "--undefined-only", *objects], check=True, text=True,
@@ -75,7 +75,7 @@ class ThePage(unittest.TestCase):
             for name in os.listdir(os.path.join(ROOT, folder)):
                 if name.endswith((".cpp", ".h")):
                     used.update(re.findall(r"Id = (0x\w+);", read(os.path.join(ROOT, folder, name))))
-        cells = " ".join(first_cells(section("What stands on the wire")))
+        cells = " ".join(first_cells(section("Message numbers")))
         self.assertEqual(set(re.findall(r"0x\w+", cells)), used)
 
     def test_quotes_the_compiler(self):

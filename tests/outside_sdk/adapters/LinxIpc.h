@@ -3,5 +3,5 @@
 #include <IpcMessage.h>
 #include_next <LinxIpc.h>
 
-// This vendor has no accessor of the message received last: it is a public member.
+// This vendor has no accessor for the last received message, only a public member.
 #define ReceivedMessage() receivedMessage

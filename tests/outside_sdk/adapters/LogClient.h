@@ -2,7 +2,7 @@
 
 #include_next <LogClient.h>
 
-/// The client speaks to a reference; this vendor's Instance() is a pointer.
+/// The client needs a reference; this vendor's Instance() is a pointer.
 struct LogClientByReference {
     static LogClient& Instance() { return *LogClient::Instance(); }
 };
