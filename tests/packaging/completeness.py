@@ -78,8 +78,29 @@ def check_options(project):
                         described_options(client))
     project.expect_same("options of the service", project.service_options(),
                         described_options(service))
-    project.expect_same("faults", project.faults(),
+    faults = project.faults()
+    project.expect_same("faults", faults,
                         set(re.findall(r"^\.It Cm (\S+)$", service, re.MULTILINE)))
+    help_text = project.run("SubtitleMgrSim", "--help")[0]
+    project.expect_same("faults in the help", faults,
+                        {fault for fault in faults if fault in words_of(help_text)})
+    guide = project.read("docs/simulator.md")
+    project.expect_same("faults in docs/simulator.md", faults,
+                        set(re.findall(r"^\| `(\S+)` \|", part(guide, "Faults"), re.MULTILINE)))
+    refusal = re.search(r"`--fault: not a fault; there are (.*?)`", guide)
+    project.expect_same("faults in the message of docs/simulator.md", faults,
+                        set(refusal.group(1).split(", ")) if refusal else set())
+
+
+def words_of(text):
+    return set(re.findall(r"[\w-]+", text))
+
+
+def part(guide, heading):
+    """The text below a heading of a guide."""
+    match = re.search(r"^## %s\n(.*?)(?=^## |\Z)" % re.escape(heading), guide,
+                      re.MULTILINE | re.DOTALL)
+    return match.group(1) if match else ""
 
 
 def check_keys(project):
@@ -162,6 +183,30 @@ def check_messages(project):
                     project.problems.append("%s: does not have %r of %s" % (page, phrase, path))
         if count == 0:
             project.problems.append("%s: no message was looked for" % page)
+
+
+def anchors_of(text):
+    """The names of a document's headings, as links use them."""
+    headings = re.findall(r"^#+ (.*)$", text, re.MULTILINE)
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def check_links(project):
+    """Every link between documents leads to a file and a heading that exist."""
+    count = 0
+    for page in ["README.md", "CONTRIBUTING.md", "CHANGELOG.md",
+                 *("docs/" + name for name in os.listdir(os.path.join(project.source_dir, "docs"))
+                   if name.endswith(".md"))]:
+        for target in re.findall(r"\]\(([^)\s]+)\)", project.read(page)):
+            count += 1
+            path, _, anchor = target.partition("#")
+            path = os.path.normpath(os.path.join(os.path.dirname(page), path)) if path else page
+            if not os.path.exists(os.path.join(project.source_dir, path)):
+                project.problems.append("%s: no such file: %s" % (page, target))
+            elif anchor and anchor not in anchors_of(project.read(path)):
+                project.problems.append("%s: no such heading: %s" % (page, target))
+    if count == 0:
+        project.problems.append("no link was found")
 
 
 def completions(project, program, *words):
