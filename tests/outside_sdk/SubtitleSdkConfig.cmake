@@ -8,8 +8,8 @@ find_library(SUBTITLE_SDK_CLIENT_LIBRARY subtitleclient PATHS "${sdk}/lib"
   NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 find_package(Threads REQUIRED)
 
-# UNKNOWN: the library may be shared or static. For a second vendor library add another find_library()
-# and put the result into INTERFACE_LINK_LIBRARIES, after the libraries that use it.
+# UNKNOWN: the library may be shared or static. For a second vendor library add another
+# find_library() and put the result into INTERFACE_LINK_LIBRARIES, after the libraries that use it.
 add_library(SubtitleSdk::SubtitleSdk UNKNOWN IMPORTED)
 set_target_properties(SubtitleSdk::SubtitleSdk PROPERTIES
   IMPORTED_LOCATION "${SUBTITLE_SDK_CLIENT_LIBRARY}"
