@@ -5,9 +5,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 
@@ -35,26 +34,36 @@ bool MakeFolders(int folder, const std::string& name)
     return static_cast<bool>(parent);
 }
 
-bool IsSameFile(int fd, int folder, const std::string& name)
+Descriptor NewSocket()
 {
-    struct stat opened {};
-    struct stat named {};
-    return fstat(fd, &opened) == 0 &&
-           fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+    return Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+}
+
+const sockaddr* Generic(const sockaddr_un& address)
+{
+    return reinterpret_cast<const sockaddr*>(&address);
 }
 
 }  // namespace
 
 Listener::~Listener()
 {
-    if (bound) {
+    if (bound.st_ino != 0 && IsNamed(bound, fileName)) {
         unlinkat(folder.Get(), fileName.c_str(), 0);
     }
-    // While it is still held: whoever gets the lock of a removed file sees that and starts anew.
-    if (locked) {
+    // While it is held: a service that gets the lock of a removed file notices, and tries anew.
+    struct stat locked {};
+    if (lock && fstat(lock.Get(), &locked) == 0 && IsNamed(locked, lockName)) {
         unlinkat(folder.Get(), lockName.c_str(), 0);
     }
+}
+
+/// Whether \p name is \p file, which is open, so that its number belongs to no other file.
+bool Listener::IsNamed(const struct stat& file, const std::string& name) const
+{
+    struct stat named {};
+    return fstatat(folder.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           file.st_dev == named.st_dev && file.st_ino == named.st_ino;
 }
 
 bool Listener::Open(const std::string& name, std::string& problem)
@@ -82,46 +91,45 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
         return false;
     }
     lockName = fileName + ".lock";
+    // Through the descriptor: the folder cannot be swapped, and however long its path is, the name
+    // alone has to fit a socket address.
+    const std::string place = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
+    if (place.size() >= sizeof address.sun_path) {
+        problem = path + ": the name is too long for a socket";
+        return false;
+    }
+    address.sun_family = AF_UNIX;
+    place.copy(address.sun_path, place.size());
     return true;
 }
 
 bool Listener::Lock(std::string& problem)
 {
-    bool again = true;
-    while (again) {
-        if (TryLock(again, problem)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool Listener::TryLock(bool& again, std::string& problem)
-{
-    again = false;
-    // Non-blocking for the case that somebody put a pipe there.
-    lock =
-        Descriptor(openat(folder.Get(), lockName.c_str(),
-                          O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600));
     struct stat found {};
-    if (!lock || fstat(lock.Get(), &found) != 0) {
-        problem = path + ".lock: cannot be opened: " + Why();
-        return false;
-    }
-    if (!S_ISREG(found.st_mode)) {
-        problem = path + ".lock: is not a file";
-        return false;
-    }
-    if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-        again = errno == EINTR;
-        problem = errno == EWOULDBLOCK ? path + ": another service runs under this name"
-                                       : path + ".lock: cannot be locked: " + Why();
-        return false;
-    }
-    // The service that had it may have ended, and removed the file, since it was opened.
-    locked = IsSameFile(lock.Get(), folder.Get(), lockName);
-    again = !locked;
-    return locked;
+    do {
+        // Non-blocking for the case that there is a pipe.
+        Descriptor file(openat(folder.Get(), lockName.c_str(),
+                               O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
+                               0600));
+        if (!file || fstat(file.Get(), &found) != 0) {
+            problem = path + ".lock: cannot be opened: " + Why();
+            return false;
+        }
+        if (!S_ISREG(found.st_mode)) {
+            problem = path + ".lock: is not a file";
+            return false;
+        }
+        while (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EINTR) {
+                problem = errno == EWOULDBLOCK ? path + ": another service runs under this name"
+                                               : path + ".lock: cannot be locked: " + Why();
+                return false;
+            }
+        }
+        lock = std::move(file);
+        // The service that had it may have ended, and removed the file, since it was opened.
+    } while (!IsNamed(found, lockName));
+    return true;
 }
 
 bool Listener::RemoveStaleSocket(std::string& problem) const
@@ -138,7 +146,14 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
         problem = path + ": is there already and not a socket; left as it is";
         return false;
     }
-    if (unlinkat(folder.Get(), fileName.c_str(), 0) != 0) {
+    // That the lock was free proves little: a forwarded socket has none, and a lock can be removed.
+    const Descriptor client = NewSocket();
+    const bool isTaken = connect(client.Get(), Generic(address), sizeof address) == 0;
+    if (isTaken || errno == EAGAIN) {  // a full backlog is one of a service that lives
+        problem = path + ": answers already; left as it is";
+        return false;
+    }
+    if (errno != ECONNREFUSED || unlinkat(folder.Get(), fileName.c_str(), 0) != 0) {
         problem = path + ": the stale socket cannot be removed: " + Why();
         return false;
     }
@@ -147,24 +162,14 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
 
 bool Listener::Bind(std::string& problem)
 {
-    // Through the descriptor: the folder cannot be swapped, and however long its path is, the name
-    // alone has to fit a socket address.
-    const std::string address = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
-    sockaddr_un target{};
-    target.sun_family = AF_UNIX;
-    if (address.size() >= sizeof target.sun_path) {
-        problem = path + ": the name is too long for a socket";
-        return false;
-    }
-    std::memcpy(target.sun_path, address.c_str(), address.size() + 1);
-    socketFd = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    socketFd = NewSocket();
     // The mode is set before there is a file, so that it is never another one.
     if (!socketFd || fchmod(socketFd.Get(), 0600) != 0 ||
-        bind(socketFd.Get(), reinterpret_cast<const sockaddr*>(&target), sizeof target) != 0) {
+        bind(socketFd.Get(), Generic(address), sizeof address) != 0 ||
+        fstatat(folder.Get(), fileName.c_str(), &bound, AT_SYMLINK_NOFOLLOW) != 0) {
         problem = path + ": no socket can be made there: " + Why();
         return false;
     }
-    bound = true;
     if (listen(socketFd.Get(), SOMAXCONN) != 0) {
         problem = path + ": " + Why();
         return false;

@@ -4,13 +4,14 @@
 #include "platform/src/messaging_directory.h"
 
 #include <string>
-#include <sys/types.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 
 namespace sim {
 
 /// The socket under which a service can be reached, and the lock that makes it the only one of its
-/// name. Both files are removed at the end; after a crash the lock is free and the socket is stale,
-/// and the next service takes it over.
+/// name. Both files are removed at the end, unless they are another's by then. After a crash the lock
+/// is free and nothing answers at the socket, and the next service takes the name over.
 class Listener {
 public:
     Listener() = default;
@@ -27,19 +28,19 @@ public:
 private:
     bool OpenFolder(const std::string& name, std::string& problem);
     bool Lock(std::string& problem);
-    bool TryLock(bool& again, std::string& problem);
     bool RemoveStaleSocket(std::string& problem) const;
     bool Bind(std::string& problem);
+    bool IsNamed(const struct stat& file, const std::string& name) const;
 
     platform::MessagingDirectory directory;
     platform::Descriptor folder;  ///< in which socket and lock file stand
     std::string fileName;         ///< of the socket
     std::string lockName;
     std::string path;  ///< of the socket, for messages
-    platform::Descriptor lock;
-    bool locked = false;
+    sockaddr_un address{};
+    platform::Descriptor lock;  ///< held
     platform::Descriptor socketFd;
-    bool bound = false;
+    struct stat bound {};  ///< the socket's file, once there is one
 };
 
 }  // namespace sim

@@ -2,10 +2,15 @@
 
 #include "tests/simulator/SimulatorSession.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <utility>
 
 namespace {
 
@@ -120,6 +125,88 @@ TEST_F(AServiceName, IsNotTakenFromASymbolicLink)
     std::filesystem::create_symlink("Other", service.SocketPath());
     ExpectRefusedPlace();
     EXPECT_EQ(WireClient(other.SocketPath()).Ask(messages::ping), "");
+}
+
+/// Connects to the socket at \p path without waiting until no more connections fit its backlog.
+std::vector<Descriptor> FillBacklog(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+    std::vector<Descriptor> connected;
+    int error = 0;
+    while (error == 0) {
+        Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        error = connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
+                    ? 0
+                    : errno;
+        connected.push_back(std::move(fd));
+    }
+    EXPECT_EQ(error, EAGAIN);
+    return connected;
+}
+
+/// What `ssh -L` leaves: a socket that answers, and no lock file.
+class ASocketWithoutALock : public AServiceName {
+protected:
+    void ExpectLeftAlone()
+    {
+        const ino_t socket = StatusOf(service.SocketPath()).st_ino;
+        const Ended ended = RunToEnd({});
+        EXPECT_EQ(ended.status, 1);
+        EXPECT_EQ(ended.errors, Complaint(": answers already; left as it is"));
+        EXPECT_EQ(StatusOf(service.SocketPath()).st_ino, socket);
+        EXPECT_FALSE(std::filesystem::exists(LockPath()));
+    }
+};
+
+TEST_F(ASocketWithoutALock, IsLeftAloneWhenItAnswers)
+{
+    const RawService forwarded(service.SocketPath());
+    ExpectLeftAlone();
+    EXPECT_TRUE(forwarded.HasClient());
+}
+
+TEST_F(ASocketWithoutALock, IsLeftAloneWhenItsBacklogIsFull)
+{
+    const RawService forwarded(service.SocketPath());
+    const std::vector<Descriptor> waiting = FillBacklog(service.SocketPath());
+    ExpectLeftAlone();
+}
+
+class ARemovedLock : public AServiceName {};
+
+TEST_F(ARemovedLock, LetsNoOtherServiceTakeTheName)
+{
+    service.Start();
+    std::filesystem::remove(LockPath());
+    for (int i = 0; i < 2; ++i) {
+        const Ended other = RunToEnd({});
+        EXPECT_EQ(other.status, 1);
+        EXPECT_EQ(other.errors, Complaint(": answers already; left as it is"));
+        EXPECT_EQ(Connect().Ask(messages::ping), "");
+    }
+    service.Stop();
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+}
+
+TEST_F(ARemovedLock, AndSocketOfTheFirstServiceAreNotThoseOfTheSecond)
+{
+    service.Start();
+    std::filesystem::remove(LockPath());
+    std::filesystem::remove(service.SocketPath());
+    const auto second = Launch({"--quiet"});
+    second->WaitForOutput("ready\n");
+    const ino_t socket = StatusOf(service.SocketPath()).st_ino;
+    const ino_t lock = StatusOf(LockPath()).st_ino;
+    service.Stop();
+    EXPECT_EQ(StatusOf(service.SocketPath()).st_ino, socket);
+    EXPECT_EQ(StatusOf(LockPath()).st_ino, lock);
+    EXPECT_EQ(Connect().Ask(messages::ping), "");
+    EXPECT_EQ(RunToEnd({}).errors, Complaint(": another service runs under this name"));
+    second->Signal(SIGTERM);
+    EXPECT_EQ(second->WaitForExit(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
 }
 
 TEST_F(AServiceName, WithASlashStandsInAFolderThatIsMade)
