@@ -22,30 +22,25 @@ bool ReadFileContents(const std::string& path, std::size_t limit, std::string& c
         problem = std::strerror(errno);
         return false;
     }
-    if (S_ISFIFO(found.st_mode)) {
+    if (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode)) {
         problem = "not a file";
         return false;
     }
     contents.clear();
-    for (;;) {
+    ssize_t got = 1;
+    while (got != 0 && found.st_size <= static_cast<off_t>(limit) && contents.size() <= limit) {
         char buffer[4096];  // no larger: the stacks of the device are small
-        const ssize_t got = read(file.Get(), buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
+        got = read(file.Get(), buffer, sizeof buffer);
+        if (got < 0 && errno != EINTR) {
             problem = std::strerror(errno);
             return false;
         }
-        if (got == 0) {
-            return true;
-        }
-        contents.append(buffer, static_cast<std::size_t>(got));
-        if (contents.size() > limit) {
-            problem = "more than " + std::to_string(limit) + " bytes";
-            return false;
-        }
+        contents.append(buffer, got > 0 ? static_cast<std::size_t>(got) : 0);
     }
+    if (got != 0) {
+        problem = "more than " + std::to_string(limit) + " bytes";
+    }
+    return got == 0;
 }
 
 }  // namespace sim

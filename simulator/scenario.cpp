@@ -9,7 +9,7 @@
 #include <RegionVisItem.h>
 
 #include <algorithm>
-#include <limits>
+#include <charconv>
 #include <unordered_map>
 
 namespace sim {
@@ -20,20 +20,18 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr std::size_t maxScenario = std::size_t(1024) * 1024 * 1024;
+constexpr std::size_t maxScenario = 64 * 1024 * 1024;
 
 /// Words of a line, without its comment.
 Words SplitWords(const std::string& line)
 {
+    static const char blanks[] = " \t\r";
+    const std::size_t end = std::min(line.find('#'), line.size());
     Words words;
-    std::string word;
-    for (const char c : line.substr(0, line.find('#')) + " ") {
-        if (c != ' ' && c != '\t' && c != '\r') {
-            word += c;
-        } else if (!word.empty()) {
-            words.push_back(word);
-            word.clear();
-        }
+    for (std::size_t at = 0; (at = line.find_first_not_of(blanks, at)) < end;) {
+        const std::size_t next = std::min(line.find_first_of(blanks, at), end);
+        words.push_back(line.substr(at, next - at));
+        at = next;
     }
     return words;
 }
@@ -49,48 +47,24 @@ std::string Quoted(const std::string& word)
     return text + (word.size() > 40 ? "...'" : "'");
 }
 
-bool ParseNumber(const std::string& word, unsigned int largest, unsigned int& number)
+/// \return whether the \p length bytes at \p digits are a number and nothing else
+bool ParseNumber(const char* digits, std::size_t length, int base, unsigned int& number)
 {
-    unsigned long long value = 0;
-    for (const char c : word) {
-        if (c < '0' || c > '9') {
-            return false;
-        }
-        value = value * 10 + static_cast<unsigned int>(c - '0');
-        if (value > largest) {
-            return false;
-        }
-    }
-    number = static_cast<unsigned int>(value);
-    return !word.empty();
-}
-
-int HexDigit(char c)
-{
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+    const auto [end, error] = std::from_chars(digits, digits + length, number, base);
+    return error == std::errc() && end == digits + length;
 }
 
 bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
 {
-    if (word.size() % 2 != 0) {
-        return false;
-    }
     bytes.reserve(word.size() / 2);
-    for (std::size_t i = 0; i < word.size(); i += 2) {
-        const int high = HexDigit(word[i]);
-        const int low = HexDigit(word[i + 1]);
-        if (high < 0 || low < 0) {
+    for (std::size_t i = 0; i + 2 <= word.size(); i += 2) {
+        unsigned int byte = 0;
+        if (!ParseNumber(word.data() + i, 2, 16, byte)) {
             return false;
         }
-        bytes.push_back(static_cast<unsigned char>(high * 16 + low));
+        bytes.push_back(static_cast<unsigned char>(byte));
     }
-    return true;
+    return word.size() % 2 == 0;
 }
 
 /// Turns one line after the other into directives.
@@ -108,13 +82,12 @@ public:
 
 private:
     bool ParseWords(const Words& words, Directive& directive);
-    bool ParsePublication(const Words& words, Directive& directive);
+    bool ParseSleep(const Words& words, Directive& directive);
     bool ParseWait(const Words& words, Directive& directive);
     bool ParseRegionData(const Words& words, Directive& directive);
     bool ParseVisibility(const Words& words, Directive& directive);
     bool ParsePalette(const Words& words, Directive& directive);
 
-    bool HasArguments(const Words& words, std::size_t count, const char* usage);
     bool Byte(const std::string& word, const char* what, unsigned char& value);
     bool TrueOrFalse(const std::string& word, const char* what, bool& value);
     bool Bytes(const std::string& word, std::vector<unsigned char>& bytes);
@@ -128,7 +101,6 @@ private:
 
     const std::string folder;  ///< in which named files stand, with a slash at the end
     std::string reason;
-    std::unordered_map<std::string, std::string> files;
     /// A line that is there a thousand times is encoded once.
     std::unordered_map<std::string, Directive> publications;
 };
@@ -136,12 +108,21 @@ private:
 bool Parser::ParseLine(const std::string& line, Scenario& scenario)
 {
     const Words words = SplitWords(line);
-    Directive directive;
     if (words.empty()) {
         return true;
     }
-    if (!ParseWords(words, directive)) {
+    std::string key;
+    for (const std::string& word : words) {
+        key += word + ' ';
+    }
+    const auto known = publications.find(key);
+    Directive directive;
+    if (known != publications.end()) {
+        directive = known->second;
+    } else if (!ParseWords(words, directive)) {
         return false;
+    } else if (directive.kind == Directive::Kind::Publish) {
+        publications.emplace(key, directive);
     }
     scenario.push_back(directive);
     return true;
@@ -149,64 +130,47 @@ bool Parser::ParseLine(const std::string& line, Scenario& scenario)
 
 bool Parser::ParseWords(const Words& words, Directive& directive)
 {
-    if (words[0] == "sleep") {
-        directive.kind = Directive::Kind::Sleep;
-        return HasArguments(words, 1, "sleep MILLISECONDS") &&
-               (ParseNumber(words[1], std::numeric_limits<unsigned int>::max(), directive.number) ||
-                Refuse(Quoted(words[1]) + " is not a number of milliseconds"));
-    }
-    if (words[0] == "wait-subscribers") {
-        return ParseWait(words, directive);
-    }
-    std::string key;
-    for (const std::string& word : words) {
-        key += word + ' ';
-    }
-    const auto known = publications.find(key);
-    if (known != publications.end()) {
-        directive = known->second;
-        return true;
-    }
-    if (!ParsePublication(words, directive)) {
-        return false;
-    }
-    publications.emplace(key, directive);
-    return true;
-}
-
-bool Parser::ParsePublication(const Words& words, Directive& directive)
-{
-    directive.kind = Directive::Kind::Publish;
-    if (words[0] == "region-data") {
-        return ParseRegionData(words, directive);
-    }
-    if (words[0] == "visibility") {
-        return ParseVisibility(words, directive);
-    }
-    if (words[0] == "palette") {
-        return ParsePalette(words, directive);
+    static const struct {
+        const char* word;
+        std::size_t words;
+        const char* arguments;
+        bool (Parser::*parse)(const Words& words, Directive& directive);
+    } directives[] = {
+        {"sleep", 2, " MILLISECONDS", &Parser::ParseSleep},
+        {"wait-subscribers", 2, " SUBSCRIPTION", &Parser::ParseWait},
+        {"region-data", 4, " REGION FORMAT DATA", &Parser::ParseRegionData},
+        {"visibility", 3, " REGION t|f", &Parser::ParseVisibility},
+        {"palette", 5, " REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
+    };
+    for (const auto& known : directives) {
+        if (words[0] == known.word) {
+            return words.size() == known.words ? (this->*known.parse)(words, directive)
+                                               : Refuse("expected: " + words[0] + known.arguments);
+        }
     }
     return Refuse("unknown directive " + Quoted(words[0]));
+}
+
+bool Parser::ParseSleep(const Words& words, Directive& directive)
+{
+    directive.kind = Directive::Kind::Sleep;
+    return ParseNumber(words[1].data(), words[1].size(), 10, directive.number) ||
+           Refuse(Quoted(words[1]) + " is not a number of milliseconds");
 }
 
 bool Parser::ParseWait(const Words& words, Directive& directive)
 {
     directive.kind = Directive::Kind::WaitSubscribers;
-    if (!HasArguments(words, 1, "wait-subscribers SUBSCRIPTION")) {
-        return false;
-    }
-    if (!ParseNumber(words[1], 255, directive.number) || !Subscriptions::Exists(directive.number)) {
-        return Refuse("there is no subscription " + Quoted(words[1]) +
-                      "; there are 1, 2, 3, 4, 6, 10 and 12");
-    }
-    return true;
+    return (ParseNumber(words[1].data(), words[1].size(), 10, directive.number) &&
+            Subscriptions::Exists(directive.number)) ||
+           Refuse("there is no subscription " + Quoted(words[1]) +
+                  "; there are 1, 2, 3, 4, 6, 10 and 12");
 }
 
 bool Parser::ParseRegionData(const Words& words, Directive& directive)
 {
     RegionDataItem record;
-    return HasArguments(words, 3, "region-data REGION FORMAT DATA") &&
-           Byte(words[1], "region", record.regionId) &&
+    return Byte(words[1], "region", record.regionId) &&
            Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
            Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem, record,
                   directive);
@@ -216,8 +180,7 @@ bool Parser::ParseVisibility(const Words& words, Directive& directive)
 {
     RegionVisItem record;
     bool visible = false;
-    if (!HasArguments(words, 2, "visibility REGION t|f") ||
-        !Byte(words[1], "region", record.regionId) || !TrueOrFalse(words[2], "visible", visible)) {
+    if (!Byte(words[1], "region", record.regionId) || !TrueOrFalse(words[2], "visible", visible)) {
         return false;
     }
     record.visible = visible;
@@ -227,22 +190,16 @@ bool Parser::ParseVisibility(const Words& words, Directive& directive)
 bool Parser::ParsePalette(const Words& words, Directive& directive)
 {
     PaletteItem record;
-    return HasArguments(words, 4, "palette REGION BACKGROUND t|f DATA") &&
-           Byte(words[1], "region", record.regionId) &&
+    return Byte(words[1], "region", record.regionId) &&
            Byte(words[2], "background code", record.backgroundCode) &&
            TrueOrFalse(words[3], "fill", record.fill) && Bytes(words[4], record.paletteData) &&
            Finish(subscriptions::palette, messages::paletteItem, record, directive);
 }
 
-bool Parser::HasArguments(const Words& words, std::size_t count, const char* usage)
-{
-    return words.size() == count + 1 || Refuse(std::string("expected: ") + usage);
-}
-
 bool Parser::Byte(const std::string& word, const char* what, unsigned char& value)
 {
     unsigned int number = 0;
-    if (!ParseNumber(word, 255, number)) {
+    if (!ParseNumber(word.data(), word.size(), 10, number) || number > 255) {
         return Refuse(std::string(what) + " " + Quoted(word) + " is not a number from 0 to 255");
     }
     value = static_cast<unsigned char>(number);
@@ -265,18 +222,12 @@ bool Parser::Bytes(const std::string& word, std::vector<unsigned char>& bytes)
         return ParseHex(word, bytes) || Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
     }
     const std::string name = word.substr(1);
-    const auto found = files.find(name);
-    if (found != files.end()) {
-        bytes.assign(found->second.begin(), found->second.end());
-        return true;
-    }
     std::string contents;
     std::string problem;
     if (!ReadFileContents(name[0] == '/' ? name : folder + name, maxPayload, contents, problem)) {
         return Refuse(Quoted(word) + " cannot be read: " + problem);
     }
     bytes.assign(contents.begin(), contents.end());
-    files.emplace(name, std::move(contents));
     return true;
 }
 
@@ -286,9 +237,10 @@ bool Parser::Finish(unsigned int subscription, unsigned int itemId, const Item& 
     if (record.EncodedSize() > maxPayload) {
         return Refuse("a record of more than 16 MiB");
     }
+    directive.kind = Directive::Kind::Publish;
     directive.number = subscription;
     directive.frame = EncodeNotification(subscription, itemId, record);
-    return true;
+    return directive.frame || Refuse("there is no memory for it");
 }
 
 }  // namespace

@@ -145,7 +145,15 @@ TEST(AScenario, TakesARecordOf16MiBAndNoLargerOne)
               path + ":1: a record of more than 16 MiB");
     EXPECT_EQ(ProblemOf("palette 1 0 t @larger", path), path + ":1: a record of more than 16 MiB");
     EXPECT_EQ(ProblemOf("region-data 1 0 @/dev/zero", path),
-              path + ":1: '@/dev/zero' cannot be read: more than 16777216 bytes");
+              path + ":1: '@/dev/zero' cannot be read: not a file");
+}
+
+TEST(AScenario, ReadsNoFileThatIsLargerThanARecord)
+{
+    const TempDir folder;
+    WriteWholeFile(folder / "large", std::string(16 * 1024 * 1024 + 1, 'x'));
+    EXPECT_EQ(ProblemOf("region-data 1 0 @large", folder / "demo.scenario"),
+              folder / "demo.scenario:1: '@large' cannot be read: more than 16777216 bytes");
 }
 
 TEST(AScenario, NamesFileLineAndReasonOfAMistake)

@@ -1,10 +1,12 @@
 // What the command line and the scenario may say, and what a service says that cannot start.
 
 #include "tests/simulator/SimulatorSession.h"
+#include "tests/support/build_kind.h"
 #include "tests/support/wait_limits.h"
 
 #include "platform/src/deadline.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <sys/resource.h>
@@ -87,6 +89,33 @@ TEST_F(AService, RefusesAScenarioThatIsNotThere)
     const Ended ended = RunToEnd({"--play", files / "none"});
     EXPECT_EQ(ended.status, 2);
     EXPECT_EQ(ended.errors, files / "none: cannot be read: No such file or directory\n");
+}
+
+class AnEndlessScenario : public SimulatorSession {
+protected:
+    void ExpectRefused(const std::string& path, const std::string& reason)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        const Ended ended = RunToEnd({"--play", path});
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.errors, path + ": cannot be read: " + reason + "\n");
+        rusage usage{};
+        getrusage(RUSAGE_CHILDREN, &usage);
+        if (!isSanitized && !isEmulated) {
+            EXPECT_LT(usage.ru_maxrss, 512 * 1024);
+        }
+    }
+};
+
+TEST_F(AnEndlessScenario, IsRefusedWhenItIsADevice) { ExpectRefused("/dev/zero", "not a file"); }
+
+TEST_F(AnEndlessScenario, IsRefusedAbove64MiB)
+{
+    const std::string path = files / "sparse";
+    WriteWholeFile(path, "sleep 1\n");
+    std::filesystem::resize_file(path, std::uintmax_t{2} * 1024 * 1024 * 1024);
+    ExpectRefused(path, "more than 67108864 bytes");
 }
 
 TEST_F(AService, RefusesAJournalThatCannotBeOpened)
