@@ -42,7 +42,7 @@ Descriptor Acceptor::Next()
             OnFailure(errno);
             return connected;
         }
-        toldRefusal = false;
+        toldFailure = false;
         // Asked of the kernel, and before a byte is read.
         if (IsTrustedPeer(connected.Get())) {
             return connected;
@@ -53,27 +53,25 @@ Descriptor Acceptor::Next()
 
 void Acceptor::OnFailure(int error)
 {
-    switch (error) {
-    case EMFILE:
-    case ENFILE:
-        RefuseThoseWaiting();
-        Pause(pauseAfterFailureMs);
-        break;
-    case ENOMEM:
-    case ENOBUFS: Pause(pauseAfterFailureMs); break;
-    default:
-        // Nobody there any more, or a client that has gone before it was accepted.
-        break;
+    // No client waits any more, or one has gone before it was accepted.
+    if (error == EAGAIN || error == EINTR || error == ECONNABORTED) {
+        return;
     }
+    const bool noDescriptors = error == EMFILE || error == ENFILE;
+    if (!toldFailure) {
+        toldFailure = true;
+        Say(noDescriptors ? "no descriptors left; clients are turned away"
+                          : "clients cannot be accepted; the service tries again");
+    }
+    if (noDescriptors) {
+        RefuseWaitingClients();
+    }
+    Pause(pauseAfterFailureMs);
 }
 
 /// Closing their connections tells clients that they wait for nothing.
-void Acceptor::RefuseThoseWaiting()
+void Acceptor::RefuseWaitingClients()
 {
-    if (!toldRefusal) {
-        toldRefusal = true;
-        Say("no descriptors left; clients are turned away");
-    }
     spare = Descriptor();
     for (unsigned int refused = 0; refused < refusalsAtOnce; ++refused) {
         const Descriptor connected(accept4(listeningSocket, nullptr, nullptr, SOCK_CLOEXEC));
@@ -84,29 +82,6 @@ void Acceptor::RefuseThoseWaiting()
     spare = OpenSpare();
 }
 
-void Acceptor::PauseUntilResumed() { Pause(-1); }
-
-void Acceptor::Resume()
-{
-    if (!accepts && !pause.IsLimited()) {
-        StartWatching();
-    }
-}
-
-void Acceptor::ResumeAfterPause()
-{
-    if (!accepts && pause.HasPassed()) {
-        StartWatching();
-    }
-}
-
-void Acceptor::Close()
-{
-    if (accepts) {
-        Pause(-1);
-    }
-}
-
 void Acceptor::Pause(int pauseMs)
 {
     if (accepts) {
@@ -114,6 +89,13 @@ void Acceptor::Pause(int pauseMs)
         poller.Remove(listeningSocket);
     }
     pause = Deadline(pauseMs);
+}
+
+void Acceptor::Resume(bool clientHasGone)
+{
+    if (!accepts && (pause.HasPassed() || (clientHasGone && !pause.IsLimited()))) {
+        StartWatching();
+    }
 }
 
 void Acceptor::StartWatching()

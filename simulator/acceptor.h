@@ -16,38 +16,30 @@ public:
     /// Starts to watch the socket; the acceptor is its tag.
     void Open();
 
-    /// Takes the next client that waits. Those of another user are turned away.
-    /// \return the connection, or none when nobody waits any more
+    /// Takes the next client that waits. Clients of another user are turned away.
+    /// \return the connection, or none when no client waits any more
     platform::Descriptor Next();
 
-    /// Accepts nobody until Resume(): there are as many clients as can be served.
-    void PauseUntilResumed();
+    /// Accepts no client for \p pauseMs milliseconds, or when that is -1 until one has gone.
+    void Pause(int pauseMs = -1);
 
-    /// A client has gone.
-    void Resume();
-
-    /// Tries again when a pause is over.
-    void ResumeAfterPause();
-
-    /// Accepts nobody any more.
-    void Close();
+    /// Accepts clients again when a pause is over.
+    void Resume(bool clientHasGone);
 
     /// Milliseconds to the end of a pause, -1 when there is none to wait for.
     int PauseMs() const { return accepts ? -1 : pause.RemainingMs(); }
 
 private:
-    void Pause(int pauseMs);
     void StartWatching();
     void OnFailure(int error);
-    void RefuseThoseWaiting();
+    void RefuseWaitingClients();
 
     const int listeningSocket;
     Poller& poller;
-    platform::Descriptor
-        spare;  ///< given up for a moment to refuse clients when no descriptor is left
+    platform::Descriptor spare;  ///< given up to refuse clients when no other one is left
     bool accepts = false;
     platform::Deadline pause{-1};
-    bool toldRefusal = false;
+    bool toldFailure = false;
 };
 
 }  // namespace sim

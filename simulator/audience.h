@@ -6,13 +6,13 @@
 
 namespace sim {
 
-/// All peers together, as those see them who publish.
+/// All peers together, as publishers see them.
 class Audience {
 public:
     enum class Readiness {
-        Nobody,  ///< no subscriber that reads
-        Ready,   ///< room for one more notification in every backlog that counts
-        Full,    ///< one that reads has no room at the moment
+        NoReader,  ///< no subscriber that reads
+        Ready,     ///< room for one more notification in every backlog that counts
+        Full,      ///< one that reads has no room at the moment
     };
 
     virtual ~Audience() = default;
@@ -20,10 +20,12 @@ public:
     /// Whether some peer gets what is published under \p subscription.
     virtual bool HasSubscriber(unsigned int subscription) const = 0;
 
-    /// Whether a frame of \p size bytes can be published without loss for those who read.
+    /// Whether a frame of \p size bytes can be published without loss for the subscribers that read.
     virtual Readiness ReadinessFor(unsigned int subscription, std::size_t size) = 0;
 
-    /// Queues \p frame for every subscriber. \return how many they are
+    /// Queues \p frame for every subscriber. A null frame, for which there was no memory, counts as
+    /// lost for each of them.
+    /// \return how many they are
     virtual std::size_t Publish(unsigned int subscription, const SharedFrame& frame) = 0;
 };
 

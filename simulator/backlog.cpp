@@ -4,49 +4,48 @@
 
 namespace sim {
 
-unsigned int Backlog::AddNotification(SharedFrame frame)
+unsigned int Backlog::AddNotification(SharedFrame frame, Clock::time_point now)
 {
     // A frame that is partly sent has to be finished, or the peer could read nothing any more.
-    const std::size_t partlySent = sentOfFirst > 0 && NotificationIsFirst() ? 1 : 0;
-    return notifications.Push({nextSequence++, std::move(frame)}, partlySent);
+    const std::size_t partlySent = sentOfFirst > 0 && At({}).isNotification ? 1 : 0;
+    return notifications.Push({nextSequence++, std::move(frame), now}, partlySent);
 }
 
-void Backlog::AddReply(const unsigned char* bytes, std::size_t length)
+unsigned char* Backlog::AddReply(const unsigned char* bytes, std::size_t length)
 {
-    Reply reply;
+    Reply& reply = replies.emplace_back();
     reply.sequence = nextSequence++;
     reply.length = length;
     std::memcpy(reply.bytes, bytes, length);
-    replies.push_back(reply);
+    return reply.bytes;
+}
+
+Backlog::Piece Backlog::At(Place place) const
+{
+    const bool isNotification =
+        place.notification < notifications.Size() &&
+        (place.reply == replies.size() ||
+         notifications.At(place.notification).sequence < replies[place.reply].sequence);
+    if (isNotification) {
+        const SharedFrame& frame = notifications.At(place.notification).frame;
+        return {frame->data(), frame->size(), true};
+    }
+    return {replies[place.reply].bytes, replies[place.reply].length, false};
 }
 
 unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& total) const
 {
     total = 0;
     unsigned int used = 0;
-    std::size_t reply = 0;
-    std::size_t notification = 0;
     std::size_t skip = sentOfFirst;
-    while (used < most && (reply < replies.size() || notification < notifications.Size())) {
-        const unsigned char* bytes;
-        std::size_t length;
-        if (reply == replies.size() ||
-            (notification < notifications.Size() &&
-             notifications.At(notification).sequence < replies[reply].sequence)) {
-            bytes = notifications.At(notification).frame->data();
-            length = notifications.At(notification).frame->size();
-            ++notification;
-        } else {
-            bytes = replies[reply].bytes;
-            length = replies[reply].length;
-            ++reply;
-        }
+    for (Place place; used < most && place.reply + place.notification < Frames(); ++used) {
+        const Piece piece = At(place);
+        ++(piece.isNotification ? place.notification : place.reply);
         // sendmsg() takes what it only reads as a pointer to something it could change.
-        pieces[used].iov_base = const_cast<unsigned char*>(bytes + skip);
-        pieces[used].iov_len = length - skip;
-        total += length - skip;
+        pieces[used].iov_base = const_cast<unsigned char*>(piece.bytes + skip);
+        pieces[used].iov_len = piece.length - skip;
+        total += piece.length - skip;
         skip = 0;
-        ++used;
     }
     return used;
 }
@@ -54,20 +53,12 @@ unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& tota
 void Backlog::Sent(std::size_t bytes)
 {
     sentOfFirst += bytes;
-    while (!IsEmpty()) {
-        if (NotificationIsFirst()) {
-            const std::size_t length = notifications.At(0).frame->size();
-            if (sentOfFirst < length) {
-                return;
-            }
-            sentOfFirst -= length;
+    while (!IsEmpty() && sentOfFirst >= At({}).length) {
+        const Piece sent = At({});
+        sentOfFirst -= sent.length;
+        if (sent.isNotification) {
             notifications.Take();
         } else {
-            const std::size_t length = replies.front().length;
-            if (sentOfFirst < length) {
-                return;
-            }
-            sentOfFirst -= length;
             replies.pop_front();
         }
     }
@@ -78,12 +69,6 @@ void Backlog::Clear()
     replies.clear();
     notifications.Clear();
     sentOfFirst = 0;
-}
-
-bool Backlog::NotificationIsFirst() const
-{
-    return !notifications.IsEmpty() &&
-           (replies.empty() || notifications.At(0).sequence < replies.front().sequence);
 }
 
 }  // namespace sim

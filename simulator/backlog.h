@@ -1,7 +1,9 @@
 #pragma once
 
-#include "platform/src/bounded_queue.h"
 #include "simulator/notification.h"
+
+#include "platform/src/bounded_queue.h"
+#include "platform/src/deadline.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,12 +24,15 @@ public:
         return notifications.HasRoomFor(frames, bytes);
     }
 
+    using Clock = platform::Deadline::Clock;
+
     /// Adds a notification, which is kept whatever its size; older ones make room for it.
     /// \return how many were dropped
-    unsigned int AddNotification(SharedFrame frame);
+    unsigned int AddNotification(SharedFrame frame, Clock::time_point now = Clock::now());
 
     /// Adds a reply of at most maxReplySize bytes, which are copied.
-    void AddReply(const unsigned char* bytes, std::size_t length);
+    /// \return the copy, which may be changed until anything is sent
+    unsigned char* AddReply(const unsigned char* bytes, std::size_t length);
 
     /// Lists what is to be sent next.
     /// \return the number of pieces used, at most \p most; \p total becomes their bytes
@@ -38,9 +43,12 @@ public:
 
     void Clear();
 
-    bool IsEmpty() const { return replies.empty() && notifications.IsEmpty(); }
+    bool IsEmpty() const { return Frames() == 0; }
     std::size_t Replies() const { return replies.size(); }
     std::size_t Notifications() const { return notifications.Size(); }
+
+    /// When the oldest notification was added; there must be one.
+    Clock::time_point OldestSince() const { return notifications.At(0).since; }
 
     /// Of the notifications, headers included; one that is partly sent counts in full.
     std::size_t NotificationBytes() const { return notifications.Bytes(); }
@@ -56,6 +64,7 @@ private:
     struct Notification {
         std::uint64_t sequence = 0;
         SharedFrame frame;
+        Clock::time_point since;
 
         friend std::size_t SizeOf(const Notification& notification)
         {
@@ -63,7 +72,20 @@ private:
         }
     };
 
-    bool NotificationIsFirst() const;
+    /// How many of each queue come before a frame in the order of sending.
+    struct Place {
+        std::size_t reply = 0;
+        std::size_t notification = 0;
+    };
+    struct Piece {
+        const unsigned char* bytes;
+        std::size_t length;
+        bool isNotification;
+    };
+
+    /// The frame at \p place; there must be one.
+    Piece At(Place place) const;
+    std::size_t Frames() const { return replies.size() + notifications.Size(); }
 
     std::deque<Reply> replies;
     platform::BoundedQueue<Notification> notifications;

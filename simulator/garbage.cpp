@@ -3,6 +3,8 @@
 #include "platform/src/big_endian.h"
 #include "platform/src/wire_format.h"
 
+#include <algorithm>
+
 namespace sim {
 
 using namespace platform;
@@ -25,34 +27,33 @@ std::size_t LengthOffset(unsigned int itemId)
 void Lie(unsigned char* length, unsigned int way)
 {
     const unsigned int truth = GetU32(length);
-    switch (way) {
-    case 0: PutU32(length, truth + 1); break;
-    case 1: PutU32(length, truth - 1); break;  // of an empty record: wraps, and is a lie as well
-    default: PutU32(length, 0xFFFFFFFFu); break;
-    }
+    // One less than the length of an empty record wraps, and is wrong as well.
+    const unsigned int lies[waysToLie] = {truth + 1, truth - 1, 0xFFFFFFFFu};
+    PutU32(length, lies[way]);
 }
 
 }  // namespace
 
 SharedFrame GarbageMaker::Spoil(const SharedFrame& good)
 {
-    auto frame = std::make_shared<std::vector<unsigned char>>(*good);
     FrameHeader header{};
-    DecodeFrameHeader(frame->data(), header);
+    DecodeFrameHeader(good->data(), header);
     const std::size_t lengthOffset = LengthOffset(header.messageId);
     const unsigned int way = turn++ % (waysToLie + waysToMismatch);
-    if (lengthOffset != 0 && way < waysToLie) {
-        Lie(frame->data() + frameHeaderSize + lengthOffset, way);
-        return frame;
+    const bool lies = lengthOffset != 0 && way < waysToLie;
+    if (!lies) {
+        // One byte more than the largest payload would be a malformed frame.
+        const bool isCut = way % waysToMismatch == 0 || header.length == maxPayload;
+        header.length = isCut ? header.length - 1 : header.length + 1;
     }
-    // One byte more than the largest payload would be a malformed frame.
-    if (way % waysToMismatch == 0 || header.length == maxPayload) {
-        frame->pop_back();
-    } else {
-        frame->push_back(0);
+    const NewFrame frame = MakeFrame(frameHeaderSize + header.length);
+    if (frame) {
+        std::copy_n(good->data(), std::min(good->size(), frame->size()), frame->data());
+        EncodeFrameHeader(header, frame->data());
+        if (lies) {
+            Lie(frame->data() + frameHeaderSize + lengthOffset, way);
+        }
     }
-    header.length = static_cast<unsigned int>(frame->size() - frameHeaderSize);
-    EncodeFrameHeader(header, frame->data());
     return frame;
 }
 

@@ -8,9 +8,6 @@
 
 namespace sim {
 
-/// One line of the journal, a JSON object, without a line end.
-std::string JournalLine(const Request& request);
-
 /// The file that lists the requests in order of arrival.
 class Journal {
 public:

@@ -2,6 +2,7 @@
 
 #include <Item.h>
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -11,8 +12,15 @@ namespace sim {
 /// for every subscriber.
 using SharedFrame = std::shared_ptr<const std::vector<unsigned char>>;
 
+/// One that is still to be filled.
+using NewFrame = std::shared_ptr<std::vector<unsigned char>>;
+
+/// \return null when there is no memory: publishing has no caller that could be refused
+NewFrame MakeFrame(std::size_t size);
+
 /// \param subscription  number that it is published under
 /// \param itemId        message number of the record
-SharedFrame EncodeNotification(unsigned int subscription, unsigned int itemId, const Item& record);
+/// \return null when there is no memory
+NewFrame EncodeNotification(unsigned int subscription, unsigned int itemId, const Item& record);
 
 }  // namespace sim

@@ -26,11 +26,13 @@ constexpr FaultName faultNames[] = {
     {"garbage", &Faults::garbage},
 };
 
-std::string CheckFault(std::string& text)
+/// \return why \p text is no fault; empty when it is one, which \p faults have from now on
+std::string AddFault(const std::string& text, Faults& faults)
 {
     std::string known;
     for (const FaultName& name : faultNames) {
         if (text == name.text) {
+            faults.*name.fault = true;
             return "";
         }
         known += known.empty() ? name.text : std::string(", ") + name.text;
@@ -44,19 +46,6 @@ std::string CheckName(std::string& text)
 }
 
 std::string CheckFileName(std::string& text) { return text.empty() ? "no file name" : ""; }
-
-Faults FaultsNamed(const std::vector<std::string>& texts)
-{
-    Faults faults;
-    for (const std::string& text : texts) {
-        for (const FaultName& name : faultNames) {
-            if (text == name.text) {
-                faults.*name.fault = true;
-            }
-        }
-    }
-    return faults;
-}
 
 }  // namespace
 
@@ -84,14 +73,14 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
                    "hang-up or garbage; may be given several times")
         ->type_name("KIND")
         ->allow_extra_args(false)
-        ->check(CLI::Validator(CheckFault, ""));
+        ->check(CLI::Validator(
+            [&](const std::string& text) { return AddFault(text, options.faults); }, ""));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         status = app.exit(error) == 0 ? exitDone : exitBadInput;
         return false;
     }
-    options.faults = FaultsNamed(faults);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "simulator/peer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <sys/socket.h>
@@ -16,6 +17,9 @@ constexpr int sendBufferSize = 1024 * 1024;
 
 constexpr unsigned int maxPieces = 64;
 
+/// Bytes of a read, however large the room for the rest of a large frame is.
+constexpr std::size_t mostAtOnce = 256 * 1024;
+
 ssize_t SendPieces(int fd, iovec* pieces, std::size_t count)
 {
     constexpr int flags = MSG_DONTWAIT | MSG_NOSIGNAL;
@@ -31,11 +35,11 @@ ssize_t SendPieces(int fd, iovec* pieces, std::size_t count)
 }  // namespace
 
 Peer::Peer(Descriptor connected, unsigned int peerNumber)
-    : number(peerNumber), fd(std::move(connected))
+    : number(peerNumber), stall(peerNumber), fd(std::move(connected))
 {
 }
 
-Peer::Arrival Peer::Receive()
+std::size_t Peer::Receive()
 {
     std::size_t size = 0;
     unsigned char* const room = input.Room(size);
@@ -44,14 +48,26 @@ Peer::Arrival Peer::Receive()
     }
     ssize_t received;
     do {
-        received = recv(fd.Get(), room, size, MSG_DONTWAIT);
+        received = recv(fd.Get(), room, std::min(size, mostAtOnce), MSG_DONTWAIT);
     } while (received < 0 && errno == EINTR);
     if (received > 0) {
         input.Received(static_cast<std::size_t>(received));
-        return Arrival::Bytes;
+        stage = Stage::Serving;
+        heardAt = isSurplus ? heardAt : Deadline::Clock::now();
+        return static_cast<std::size_t>(received);
     }
     // A peer that is gone is seen as an end or as an error, depending on what it left unread.
-    return received < 0 && errno == EAGAIN ? Arrival::NothingNow : Arrival::End;
+    if (received == 0 || errno != EAGAIN) {
+        stage = Stage::Ended;
+        subscriptions.Clear();
+    }
+    return 0;
+}
+
+void Peer::AwaitMore()
+{
+    stage = Stage::Receiving;
+    input.Trim();
 }
 
 void Peer::PrepareForNotifications()
@@ -64,7 +80,7 @@ void Peer::PrepareForNotifications()
 
 void Peer::Flush()
 {
-    blocked = false;
+    output = output == Output::Dead ? output : Output::Open;
     while (!backlog.IsEmpty()) {
         iovec pieces[maxPieces];
         std::size_t total = 0;
@@ -74,7 +90,8 @@ void Peer::Flush()
             continue;
         }
         if (sent < 0 && errno != EAGAIN) {
-            dead = true;
+            output = Output::Dead;
+            subscriptions.Clear();
             backlog.Clear();
             // What it asked before is still read. Told the end now, it does not wait for replies.
             shutdown(fd.Get(), SHUT_WR);
@@ -82,10 +99,9 @@ void Peer::Flush()
         }
         if (sent > 0) {
             backlog.Sent(static_cast<std::size_t>(sent));
-            tookSomething = true;
         }
         if (sent < 0 || static_cast<std::size_t>(sent) < total) {
-            blocked = true;
+            output = Output::Blocked;
             return;
         }
     }
@@ -94,9 +110,10 @@ void Peer::Flush()
 void Peer::Close()
 {
     fd = Descriptor();
+    stage = Stage::Ended;
+    output = Output::Dead;
     subscriptions.Clear();
     backlog.Clear();
-    blocked = false;
 }
 
 }  // namespace sim

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "simulator/backlog.h"
+#include "simulator/outcome.h"
+#include "simulator/stall_rule.h"
 #include "simulator/subscriptions.h"
 
 #include "platform/src/deadline.h"
@@ -17,13 +19,22 @@ public:
     /// Requests of a peer that has more replies than this still to read are left unread.
     static constexpr std::size_t maxUnsentReplies = 64;
 
+    /// What its next turn begins with.
+    enum class Stage {
+        Receiving,  ///< reads: what is in `input`, if anything, is the beginning of a frame
+        Serving,    ///< goes on with the outcome of its last request, then with the next in `input`
+        Ended,      ///< it sends no more, but may still read; or it is dropped
+    };
+
     /// \param number  counted from 1, for the lines about it
     Peer(platform::Descriptor connected, unsigned int number);
 
-    enum class Arrival { Bytes, NothingNow, End };
+    /// Reads once; to be called while Receiving, which may end by that.
+    /// \return how many bytes arrived
+    std::size_t Receive();
 
-    /// Reads once into `input`.
-    Arrival Receive();
+    /// No complete frame is left in `input`.
+    void AwaitMore();
 
     /// Gives the socket a large buffer, which replies do not need.
     void PrepareForNotifications();
@@ -36,32 +47,47 @@ public:
 
     int Fd() const { return fd.Get(); }
     bool IsClosed() const { return !fd; }
-    bool IsBlocked() const { return blocked; }
-    bool IsDead() const { return dead; }
+    bool HasEnded() const { return stage == Stage::Ended; }
+    bool IsReceiving() const { return stage == Stage::Receiving; }
+    bool IsBlocked() const { return output == Output::Blocked; }
+    bool IsDead() const { return output == Output::Dead; }
     bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
+
+    /// Whether it can do something that needs no more bytes from its socket.
+    bool HasWork() const
+    {
+        return stage == Stage::Serving && (!outcome.IsPublished() || !OwesReplies());
+    }
+
+    /// Bytes of a frame that is not complete.
+    std::size_t IncompleteBytes() const { return IsReceiving() ? input.Unread() : 0; }
 
     const unsigned int number;
     platform::InputBlocks input;
     Subscriptions subscriptions;
     Backlog backlog;
+    Outcome outcome;  ///< of its last request; the next one waits until it is published
+    StallRule stall;
 
-    // Kept by the server and its table of peers
+    // Kept by the table of peers
+    bool isSurplus = false;  ///< has no place yet: obeyed when it quits
+    /// When bytes arrived last; of a surplus client, when it came.
+    platform::Deadline::Clock::time_point heardAt = platform::Deadline::Clock::now();
     unsigned int watchedEvents = 0;  ///< what the poller looks for
-    bool inputEnded = false;         ///< sends no more, but may still read
-    bool hasWaitingInput = false;    ///< `input` may hold more complete frames
     bool isDueForTurn = false;
     bool isDueForFlush = false;
-    bool isStalled = false;      ///< has taken nothing for a second; nobody waits for it
-    bool isInTrouble = false;    ///< stalled, or lost something, and has not caught up since
-    unsigned int lost = 0;       ///< notifications, since isInTrouble
-    bool tookSomething = false;  ///< since it was last looked at
-    platform::Deadline::Clock::time_point lastTook{};
 
 private:
+    enum class Output {
+        Open,
+        Blocked,  ///< the socket is full
+        Dead,     ///< the peer reads no more
+    };
+
     platform::Descriptor fd;
+    Stage stage = Stage::Receiving;
+    Output output = Output::Open;
     bool hasLargeBuffer = false;
-    bool blocked = false;  ///< the socket is full
-    bool dead = false;     ///< the peer reads no more
 };
 
 }  // namespace sim

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <new>
-#include <string>
 #include <utility>
 
 namespace sim {
@@ -14,18 +13,24 @@ using namespace platform;
 namespace {
 
 constexpr int lookIntervalMs = 100;
-constexpr std::chrono::seconds stallTime{1};
+
+template <typename Peers>
+void EraseClosed(Peers& peers)
+{
+    peers.erase(std::remove_if(peers.begin(), peers.end(),
+                               [](const auto& peer) { return peer->IsClosed(); }),
+                peers.end());
+}
 
 }  // namespace
 
-PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage)
-    : poller(pollerToUse), publishesGarbage(publishGarbage)
+PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage, const Patience& patienceToHave)
+    : poller(pollerToUse), publishesGarbage(publishGarbage), patience(patienceToHave)
 {
     // A list that cannot grow later on would end the service.
-    for (auto* list : {&dueForTurn, &havingTurn, &dueForFlush}) {
-        list->reserve(maxPeers);
-    }
-    peers.reserve(maxPeers);
+    peers.reserve(most);
+    dueForTurn.reserve(most);
+    dueForFlush.reserve(most);
 }
 
 Peer* PeerTable::Admit(Descriptor connected)
@@ -35,32 +40,38 @@ Peer* PeerTable::Admit(Descriptor connected)
         return nullptr;
     }
     peer->watchedEvents = EPOLLIN;
+    peer->isSurplus = peers.size() >= maxPeers;
     peers.push_back(std::move(peer));
     return peers.back().get();
 }
 
-void PeerTable::StopReading() { reads = false; }
+bool PeerTable::Seat(Peer& peer)
+{
+    if (peer.isSurplus) {
+        const auto taken = std::count_if(peers.begin(), peers.end(), [](const auto& other) {
+            return !other->isSurplus && !other->IsClosed();
+        });
+        peer.isSurplus = static_cast<std::size_t>(taken) >= maxPeers;
+    }
+    if (peer.isSurplus) {
+        Drop(peer, "turned away: there are as many clients as can be served");
+    }
+    return !peer.isSurplus;
+}
+
+void PeerTable::StopReading()
+{
+    reads = false;
+    for (const auto& peer : peers) {
+        QueueForFlush(*peer);
+    }
+}
 
 void PeerTable::Flush(Peer& peer)
 {
-    const bool wasBlocked = peer.IsBlocked();
     peer.Flush();
-    if (!peer.IsBlocked()) {
-        peer.isStalled = false;
-        if (peer.isInTrouble && !peer.IsDead()) {
-            EndTrouble(peer, "has caught up");
-        }
-        return;
-    }
-    if (!wasBlocked) {
-        peer.tookSomething = true;  // its second begins now
-    }
-    if (peer.tookSomething) {
-        peer.isStalled = false;
-    }
-    if (!looksForStalled && !peer.isStalled) {
-        looksForStalled = true;
-        nextLook = Deadline(lookIntervalMs);
+    if (peer.backlog.Notifications() == 0 && !peer.IsDead()) {
+        peer.stall.CatchUp();
     }
 }
 
@@ -81,28 +92,36 @@ void PeerTable::FlushPublished()
 
 void PeerTable::Settle(Peer& peer)
 {
-    const bool hasNoMoreToSay = peer.inputEnded && !peer.hasWaitingInput;
-    if (hasNoMoreToSay && (peer.IsDead() || peer.backlog.IsEmpty())) {
+    if ((peer.HasEnded() || !reads) && (peer.IsDead() || peer.backlog.IsEmpty())) {
         Drop(peer);
         return;
     }
-    if (peer.hasWaitingInput && !peer.OwesReplies() && !peer.isDueForTurn) {
+    if (peer.HasWork() && !peer.isDueForTurn) {
         peer.isDueForTurn = true;
         dueForTurn.push_back(&peer);
     }
-    const bool isRead = reads && !peer.inputEnded && !peer.OwesReplies();
+    const bool isRead = reads && !peer.HasEnded() && !peer.OwesReplies();
     const unsigned int events = (isRead ? EPOLLIN : 0u) | (peer.IsBlocked() ? EPOLLOUT : 0u);
     if (events != peer.watchedEvents && poller.Change(peer.Fd(), events, &peer)) {
         peer.watchedEvents = events;
     }
+    const bool isInsideFrame = peer.IncompleteBytes() > 0;
+    if (isInsideFrame) {
+        LimitIncompleteBytes();
+    }
+    if ((isInsideFrame || peer.isSurplus || (peer.IsBlocked() && !peer.stall.IsStalled())) &&
+        !nextLook.IsLimited()) {
+        nextLook = Deadline(lookIntervalMs);
+    }
 }
 
-void PeerTable::Drop(Peer& peer)
+void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
 {
-    peer.Flush();  // a reply to what came before a mistake
-    if (peer.isInTrouble) {
-        EndTrouble(peer, "has gone");
+    if (why) {
+        Commentary::Tell(peer.number, why, details);
     }
+    peer.Flush();  // a reply to what came before a mistake
+    peer.stall.Leave();
     peer.Close();
     hasDropped = true;
 }
@@ -113,37 +132,25 @@ bool PeerTable::BuryDropped()
         return false;
     }
     hasDropped = false;
-    const auto isClosed = [](const auto& peer) { return peer->IsClosed(); };
-    dueForTurn.erase(std::remove_if(dueForTurn.begin(), dueForTurn.end(), isClosed),
-                     dueForTurn.end());
-    dueForFlush.erase(std::remove_if(dueForFlush.begin(), dueForFlush.end(), isClosed),
-                      dueForFlush.end());
-    peers.erase(std::remove_if(peers.begin(), peers.end(), isClosed), peers.end());
+    EraseClosed(dueForTurn);
+    EraseClosed(dueForFlush);
+    EraseClosed(peers);
     return true;
 }
 
-const std::vector<Peer*>& PeerTable::TakeThoseDueForTurn()
+Peer& PeerTable::TakeNextDue()
 {
-    havingTurn.clear();
-    havingTurn.swap(dueForTurn);
-    for (Peer* peer : havingTurn) {
-        peer->isDueForTurn = false;
-    }
-    return havingTurn;
+    Peer& peer = *dueForTurn.front();
+    dueForTurn.erase(dueForTurn.begin());
+    peer.isDueForTurn = false;
+    return peer;
 }
 
-bool PeerTable::SomebodyIsOwed() const
+bool PeerTable::OwesAnything() const
 {
     return std::any_of(peers.begin(), peers.end(), [](const auto& peer) {
-        return !peer->isStalled && !peer->backlog.IsEmpty();
+        return !peer->stall.IsStalled() && !peer->backlog.IsEmpty();
     });
-}
-
-void PeerTable::FlushEverybody()
-{
-    for (const auto& peer : peers) {
-        QueueForFlush(*peer);
-    }
 }
 
 // Publishing
@@ -157,9 +164,9 @@ bool PeerTable::HasSubscriber(unsigned int subscription) const
 
 Audience::Readiness PeerTable::ReadinessFor(unsigned int subscription, std::size_t size)
 {
-    Readiness readiness = Readiness::Nobody;
+    Readiness readiness = Readiness::NoReader;
     for (const auto& peer : peers) {
-        if (!peer->subscriptions.Include(subscription) || peer->isStalled) {
+        if (!peer->subscriptions.Include(subscription) || peer->stall.IsStalled()) {
             continue;
         }
         if (!HasRoom(*peer, size)) {
@@ -184,7 +191,7 @@ bool PeerTable::HasRoom(Peer& peer, std::size_t size)
 std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& frame)
 {
     // The garbage first: where only one of the two has room, the good one stays.
-    if (publishesGarbage) {
+    if (publishesGarbage && frame && HasSubscriber(subscription)) {
         Distribute(subscription, garbage.Spoil(frame));
     }
     return Distribute(subscription, frame);
@@ -195,36 +202,32 @@ std::size_t PeerTable::Distribute(unsigned int subscription, const SharedFrame& 
     std::size_t receivers = 0;
     for (const auto& peer : peers) {
         if (peer->subscriptions.Include(subscription)) {
-            Queue(*peer, frame);
             ++receivers;
+            if (!frame || !Queue(*peer, frame)) {
+                peer->stall.Lose(1, "there is no memory for its notifications");
+            }
         }
     }
     return receivers;
 }
 
-void PeerTable::Queue(Peer& peer, const SharedFrame& frame)
+/// \return false when there is no memory: publishing has no caller that could be refused
+bool PeerTable::Queue(Peer& peer, const SharedFrame& frame)
 {
-    if (!peer.isStalled && !peer.backlog.HasRoomFor(1, frame->size())) {
+    if (!peer.stall.IsStalled() && !peer.backlog.HasRoomFor(1, frame->size())) {
         Flush(peer);
     }
     peer.PrepareForNotifications();
     try {
         const unsigned int dropped = peer.backlog.AddNotification(frame);
         if (dropped > 0) {
-            CountLost(peer, dropped, "reads too slowly; its oldest notifications are lost");
+            peer.stall.Lose(dropped, "reads too slowly; its oldest notifications are lost");
         }
         QueueForFlush(peer);
+        return true;
     } catch (const std::bad_alloc&) {
-        CountLost(peer, 1, "there is no memory for its notifications");
+        return false;
     }
-}
-
-void PeerTable::CountLost(Peer& peer, unsigned int count, const char* text)
-{
-    if (!peer.isInTrouble) {
-        StartTrouble(peer, text);
-    }
-    peer.lost += count;
 }
 
 void PeerTable::QueueForFlush(Peer& peer)
@@ -235,56 +238,57 @@ void PeerTable::QueueForFlush(Peer& peer)
     }
 }
 
-// Peers that do not read
+// What takes too long or holds too much
 
-void PeerTable::LookForStalled()
+/// One at a time is enough: the largest one has at least the bytes that have just arrived.
+void PeerTable::LimitIncompleteBytes()
 {
-    if (!looksForStalled || !nextLook.HasPassed()) {
+    std::size_t total = 0;
+    Peer* largest = peers.front().get();
+    for (const auto& peer : peers) {
+        total += peer->IncompleteBytes();
+        largest = peer->IncompleteBytes() > largest->IncompleteBytes() ? peer.get() : largest;
+    }
+    if (total > patience.incompleteBytes) {
+        Drop(*largest, "dropped: the incomplete frames of all clients exceed 64 MiB");
+    }
+}
+
+void PeerTable::Look()
+{
+    if (!nextLook.HasPassed()) {
         return;
     }
-    looksForStalled = false;
+    nextLook = Deadline(-1);
     const auto now = Deadline::Clock::now();
     for (const auto& peer : peers) {
-        if (peer->IsBlocked() && !peer->isStalled) {
+        if (!peer->IsClosed()) {
             LookAt(*peer, now);
         }
-    }
-    if (looksForStalled) {
-        nextLook = Deadline(lookIntervalMs);
     }
 }
 
 void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
 {
-    // The kernel tells of room only when most of the buffer is free; a slow reader has room long
-    // before that.
-    Flush(peer);
-    Settle(peer);
-    if (!peer.IsBlocked()) {
-        return;
-    }
-    if (peer.tookSomething) {
-        peer.tookSomething = false;
-        peer.lastTook = now;
-    } else if (now - peer.lastTook >= stallTime) {
-        peer.isStalled = true;
-        if (!peer.isInTrouble) {
-            StartTrouble(peer, "stalled, has taken nothing for a second; nobody waits for it");
+    if (peer.IsBlocked() && !peer.stall.IsStalled()) {
+        // The kernel tells of room only when most of the buffer is free; a slow reader has room
+        // long before that.
+        Flush(peer);
+        if (peer.backlog.Notifications() > 0) {
+            peer.stall.Judge(peer.backlog.OldestSince(), now);
         }
     }
-}
-
-void PeerTable::StartTrouble(Peer& peer, const char* text)
-{
-    peer.isInTrouble = true;
-    peer.lost = 0;
-    Commentary::Tell(peer.number, text);
-}
-
-void PeerTable::EndTrouble(Peer& peer, const char* text)
-{
-    peer.isInTrouble = false;
-    Commentary::Tell(peer.number, text, ", " + std::to_string(peer.lost) + " notifications lost");
+    if (peer.OwesReplies()) {
+        peer.heardAt = now;  // it is not read from
+    }
+    if (peer.isSurplus && now - peer.heardAt >= patience.surplus) {
+        Seat(peer);
+    } else if (peer.IncompleteBytes() > 0 && now - peer.heardAt >= patience.insideFrame) {
+        Drop(peer, "dropped: it stopped inside a frame");
+    }
+    if (!peer.IsClosed()) {
+        Settle(peer);
+    }
 }
 
 }  // namespace sim

@@ -8,10 +8,19 @@
 #include "platform/src/deadline.h"
 #include "platform/src/descriptor.h"
 
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
 namespace sim {
+
+/// What clients may keep the service waiting for.
+struct Patience {
+    std::size_t incompleteBytes = 64 * 1024 * 1024;  ///< of the frames of all clients together
+    std::chrono::milliseconds insideFrame{30000};    ///< without a byte
+    std::chrono::milliseconds surplus{2000};  ///< until a client without a place says something
+};
 
 /// All connected clients: what goes out to them, who does not read, and who has gone.
 ///
@@ -21,16 +30,23 @@ class PeerTable : public Audience {
 public:
     static constexpr std::size_t maxPeers = 1024;
 
-    /// \param publishGarbage  each notification is preceded by a malformed one
-    PeerTable(Poller& poller, bool publishGarbage);
+    /// Besides those, some are let in to see whether they quit the service.
+    static constexpr std::size_t most = maxPeers + 32;
 
-    bool IsFull() const { return peers.size() >= maxPeers; }
+    /// \param publishGarbage  each notification is preceded by a malformed one
+    PeerTable(Poller& poller, bool publishGarbage, const Patience& patienceToHave = Patience());
+
+    bool IsFull() const { return peers.size() >= most; }
 
     /// Takes in a client; the peer is the tag of its descriptor.
     /// \return the peer, or null when it could not be watched
     Peer* Admit(platform::Descriptor connected);
 
-    /// Reads no peer's requests any more: only what is queued still goes out.
+    /// Gives a surplus client one of the maxPeers places, or drops it when there is none.
+    /// \return whether the peer has a place
+    bool Seat(Peer& peer);
+
+    /// Reads no peer's requests any more: what is queued still goes out, then the peer is dropped.
     void StopReading();
 
     /// Sends as much of the peer's backlog as it takes.
@@ -43,27 +59,24 @@ public:
     /// is done.
     void Settle(Peer& peer);
 
-    void Drop(Peer& peer);
+    void Drop(Peer& peer, const char* why = nullptr, const std::string& details = "");
 
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
-    /// Peers of which more requests are there than they had the turn for, until the next call. They
-    /// leave the list.
-    const std::vector<Peer*>& TakeThoseDueForTurn();
-    bool SomebodyIsDueForTurn() const { return !dueForTurn.empty(); }
+    /// Takes out the peer that waits for longest to go on with its work.
+    Peer& TakeNextDue();
+    bool HasDue() const { return !dueForTurn.empty(); }
 
-    /// Finds peers that have taken nothing for a second.
-    void LookForStalled();
+    /// Looks at the peers for which time matters, when NextLookMs() have passed: those whose socket
+    /// is full, those inside a frame, and those without a place.
+    void Look();
 
-    /// Milliseconds to the time when LookForStalled() is to be called, -1 for never.
-    int NextLookMs() const { return looksForStalled ? nextLook.RemainingMs() : -1; }
+    /// Milliseconds, -1 for never.
+    int NextLookMs() const { return nextLook.RemainingMs(); }
 
     /// Whether anything is still queued for a peer that is not stalled.
-    bool SomebodyIsOwed() const;
-
-    /// Queues everybody for FlushPublished().
-    void FlushEverybody();
+    bool OwesAnything() const;
 
     bool HasSubscriber(unsigned int subscription) const override;
     Readiness ReadinessFor(unsigned int subscription, std::size_t size) override;
@@ -72,24 +85,21 @@ public:
 private:
     std::size_t Distribute(unsigned int subscription, const SharedFrame& frame);
     bool HasRoom(Peer& peer, std::size_t size);
-    void Queue(Peer& peer, const SharedFrame& frame);
+    bool Queue(Peer& peer, const SharedFrame& frame);
     void QueueForFlush(Peer& peer);
-    void CountLost(Peer& peer, unsigned int count, const char* text);
-    void StartTrouble(Peer& peer, const char* text);
-    void EndTrouble(Peer& peer, const char* text);
+    void LimitIncompleteBytes();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
     Poller& poller;
     const bool publishesGarbage;
+    const Patience patience;
     GarbageMaker garbage;
     std::vector<std::unique_ptr<Peer>> peers;
-    std::vector<Peer*> dueForTurn;
-    std::vector<Peer*> havingTurn;
+    std::vector<Peer*> dueForTurn;  ///< the longest one first
     std::vector<Peer*> dueForFlush;
     unsigned int lastNumber = 0;
     bool reads = true;
     bool hasDropped = false;
-    bool looksForStalled = false;
     platform::Deadline nextLook{-1};
 };
 

@@ -10,18 +10,6 @@ bool Poller::Open()
     return static_cast<bool>(epoll);
 }
 
-bool Poller::Add(int fd, unsigned int events, void* tag)
-{
-    return Control(EPOLL_CTL_ADD, fd, events, tag);
-}
-
-bool Poller::Change(int fd, unsigned int events, void* tag)
-{
-    return Control(EPOLL_CTL_MOD, fd, events, tag);
-}
-
-void Poller::Remove(int fd) { epoll_ctl(epoll.Get(), EPOLL_CTL_DEL, fd, nullptr); }
-
 int Poller::Wait(epoll_event (&events)[maxEvents], int waitMs)
 {
     const int count = epoll_wait(epoll.Get(), events, maxEvents, waitMs);

@@ -14,9 +14,15 @@ public:
     /// \return false with errno set
     bool Open();
 
-    bool Add(int fd, unsigned int events, void* tag);
-    bool Change(int fd, unsigned int events, void* tag);
-    void Remove(int fd);
+    bool Add(int fd, unsigned int events, void* tag)
+    {
+        return Control(EPOLL_CTL_ADD, fd, events, tag);
+    }
+    bool Change(int fd, unsigned int events, void* tag)
+    {
+        return Control(EPOLL_CTL_MOD, fd, events, tag);
+    }
+    void Remove(int fd) { Control(EPOLL_CTL_DEL, fd, 0, nullptr); }
 
     /// Waits for events, \p waitMs milliseconds or -1 without limit.
     /// \return how many there are; 0 also when a signal interrupted the wait

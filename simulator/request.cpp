@@ -1,6 +1,14 @@
 #include "simulator/request.h"
 
+#include "simulator/crc32.h"
+#include "simulator/subtitle_service.h"
+
 #include "platform/src/big_endian.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <new>
 
 namespace sim {
 
@@ -8,86 +16,191 @@ using namespace platform;
 
 namespace {
 
-std::string Number(unsigned int value) { return std::to_string(value); }
-std::string OnOff(bool on) { return on ? "on" : "off"; }
+/// What a request says, field by field: as a JSON object of the journal or as a phrase for people.
+class Account {
+public:
+    enum class Form { Journal, Phrase };
 
-std::string Details(const Request& request)
-{
-    switch (request.messageId) {
-    case messages::subscribe:
-        return " " + Number(request.subscription) + ", item " + Number(request.itemId);
-    case messages::unsubscribe: return " " + Number(request.subscription);
-    case messages::setRegionData:
-        return " region " + Number(request.regionData.regionId) + ", format " +
-               Number(request.regionData.subtitleFormat) + ", " +
-               std::to_string(request.regionData.data.size()) + " bytes";
-    case messages::setRegionVisibility:
-        return " region " + Number(request.visibility.regionId) +
-               (request.visibility.visible ? ", visible" : ", hidden");
-    case messages::setPaletteData:
-        return " region " + Number(request.palette.regionId) + ", background " +
-               Number(request.palette.backgroundCode) + ", fill " + OnOff(request.palette.fill) +
-               ", " + std::to_string(request.palette.paletteData.size()) + " bytes";
-    case messages::invertRegionData: return " region " + Number(request.regionId);
-    case messages::sendSensorUpdate:
-        return " sensor " + Number(request.sensor) + " " + OnOff(request.on);
-    case messages::setLogLevel: return " " + Number(request.level);
-    default: return "";
+    Account(Form formToGive, const char* request)
+        : isJournal(formToGive == Form::Journal),
+          text(isJournal ? std::string(R"({"request":")") + request + '"' : request)
+    {
     }
+
+    /// A number; the phrase \p before stands before it.
+    Account& Add(const char* name, const char* before, std::size_t value)
+    {
+        return Append(name, std::to_string(value), before + std::to_string(value));
+    }
+    Account& Add(const char* name, bool value, const char* whenTrue, const char* whenFalse)
+    {
+        return Append(name, value ? "true" : "false", value ? whenTrue : whenFalse);
+    }
+    Account& Add(const std::vector<unsigned char>& data)
+    {
+        Append("size", std::to_string(data.size()), ", " + std::to_string(data.size()) + " bytes");
+        if (isJournal) {
+            char crc[11];
+            std::snprintf(crc, sizeof crc, "\"%08x\"", unsigned{Crc32(data.data(), data.size())});
+            Append("crc32", crc, "");
+        }
+        return *this;
+    }
+
+    std::string Text() const { return isJournal ? text + '}' : text; }
+
+private:
+    /// Names and values are our own, so nothing has to be escaped.
+    Account& Append(const char* name, const std::string& value, const std::string& phrase)
+    {
+        text += isJournal ? std::string(",\"") + name + "\":" + value : phrase;
+        return *this;
+    }
+
+    bool isJournal;
+    std::string text;
+};
+
+constexpr unsigned int noReply = ~0u;
+
+/// Decoding a record without memory for its bytes leaves an empty one.
+template <typename Record>
+void DecodeRecord(unsigned char* from, unsigned int countAt, std::vector<unsigned char>& bytes,
+                  Record& record)
+{
+    record.Decode(from);
+    if (bytes.size() != GetU32(from + countAt)) {
+        throw std::bad_alloc();
+    }
+}
+
+/// One message that clients may send. Its number and the check of its payload stand in
+/// platform/src/wire_format.h: clients need them too. What is null has nothing to do.
+struct Message {
+    unsigned int id;
+    const char* name;
+    unsigned int replySize;
+    void (*decode)(unsigned char* from, Request& to) = nullptr;
+    void (*tell)(const Request& request, Account& account) = nullptr;
+    Outcome (*serve)(Request& request, SubtitleService& service, Subscriptions& held) = nullptr;
+};
+
+using Bytes = unsigned char;
+using Service = SubtitleService;
+using Held = Subscriptions;
+
+const Message allMessages[] = {
+    {messages::quit, "Quit", noReply},
+    {messages::ping, "Ping", 0},
+    {messages::subscribe, "Subscribe", 4,
+     [](Bytes* from, Request& to) {
+         to.subscription = GetU32(from);
+         to.itemId = GetU32(from + 4);
+     },
+     [](const Request& r, Account& account) {
+         account.Add("subscription", " ", r.subscription).Add("itemId", ", item ", r.itemId);
+     },
+     [](Request& r, Service& s, Held& held) {
+         return s.Subscribe(r.subscription, r.itemId, held);
+     }},
+    {messages::unsubscribe, "Unsubscribe", 4,
+     [](Bytes* from, Request& to) { to.subscription = GetU32(from); },
+     [](const Request& r, Account& account) { account.Add("subscription", " ", r.subscription); },
+     [](Request& r, Service& s, Held& held) { return s.Unsubscribe(r.subscription, held); }},
+    {messages::setRegionData, "SetRegionData", 4,
+     [](Bytes* from, Request& to) { DecodeRecord(from, 2, to.bitmap.data, to.bitmap); },
+     [](const Request& r, Account& account) {
+         account.Add("regionId", " region ", r.bitmap.regionId)
+             .Add("subtitleFormat", ", format ", r.bitmap.subtitleFormat)
+             .Add(r.bitmap.data);
+     },
+     [](Request& r, Service& s, Held&) { return s.Keep(r.bitmap); }},
+    {messages::setRegionVisibility, "SetRegionVisibility", 4,
+     [](Bytes* from, Request& to) { to.visibility.Decode(from); },
+     [](const Request& r, Account& account) {
+         account.Add("regionId", " region ", r.visibility.regionId)
+             .Add("visible", r.visibility.visible, ", visible", ", hidden");
+     },
+     [](Request& r, Service& s, Held&) { return s.Keep(r.visibility); }},
+    {messages::setPaletteData, "SetPaletteData", 4,
+     [](Bytes* from, Request& to) { DecodeRecord(from, 3, to.palette.paletteData, to.palette); },
+     [](const Request& r, Account& account) {
+         account.Add("regionId", " region ", r.palette.regionId)
+             .Add(r.palette.paletteData)
+             .Add("fill", r.palette.fill, ", fill on", ", fill off")
+             .Add("backgroundCode", ", background ", r.palette.backgroundCode);
+     },
+     [](Request& r, Service& s, Held&) { return s.Keep(r.palette); }},
+    {messages::invertRegionData, "InvertRegionData", 4,
+     [](Bytes* from, Request& to) { to.regionId = GetU32(from); },
+     [](const Request& r, Account& account) { account.Add("regionId", " region ", r.regionId); },
+     [](Request& r, Service& s, Held&) { return s.Invert(r.regionId); }},
+    {messages::refreshRegions, "RefreshRegions", 4, nullptr, nullptr,
+     [](Request&, Service& s, Held&) { return s.Refresh(); }},
+    {messages::sendSensorUpdate, "SendSensorUpdate", 4,
+     [](Bytes* from, Request& to) {
+         to.sensor = GetU32(from);
+         to.on = from[4] != 0;
+     },
+     [](const Request& r, Account& account) {
+         account.Add("on", r.on, " on", " off").Add("sensor", ", sensor ", r.sensor);
+     },
+     [](Request& r, Service& s, Held&) { return s.UpdateSensor(r.sensor, r.on); }},
+    {messages::getLogLevel, "GetLogLevel", 8},
+    {messages::setLogLevel, "SetLogLevel", 4,
+     [](Bytes* from, Request& to) { to.level = GetU32(from); },
+     [](const Request& r, Account& account) { account.Add("level", " ", r.level); },
+     [](Request& r, Service& s, Held&) { return s.SetLogLevel(r.level); }},
+};
+
+const Message* Find(unsigned int messageId)
+{
+    const auto* const found =
+        std::find_if(std::begin(allMessages), std::end(allMessages),
+                     [messageId](const Message& message) { return message.id == messageId; });
+    return found == std::end(allMessages) ? nullptr : found;
+}
+
+std::string AccountOf(const Request& request, Account::Form form)
+{
+    const Message& message = *Find(request.messageId);
+    Account account(form, message.name);
+    if (message.tell) {
+        message.tell(request, account);
+    }
+    return account.Text();
 }
 
 }  // namespace
 
-const char* RequestName(unsigned int messageId)
-{
-    switch (messageId) {
-    case messages::quit: return "Quit";
-    case messages::ping: return "Ping";
-    case messages::subscribe: return "Subscribe";
-    case messages::unsubscribe: return "Unsubscribe";
-    case messages::setRegionData: return "SetRegionData";
-    case messages::setRegionVisibility: return "SetRegionVisibility";
-    case messages::setPaletteData: return "SetPaletteData";
-    case messages::invertRegionData: return "InvertRegionData";
-    case messages::refreshRegions: return "RefreshRegions";
-    case messages::sendSensorUpdate: return "SendSensorUpdate";
-    case messages::getLogLevel: return "GetLogLevel";
-    case messages::setLogLevel: return "SetLogLevel";
-    default: return nullptr;
-    }
-}
-
 bool IsKnownRequest(FrameKind kind, unsigned int messageId)
 {
-    const FrameKind expected = messageId == messages::quit ? FrameKind::OneWay : FrameKind::Request;
-    return kind == expected && RequestName(messageId) != nullptr;
+    const Message* const message = Find(messageId);
+    return message &&
+           kind == (message->replySize == noReply ? FrameKind::OneWay : FrameKind::Request);
 }
+
+unsigned int ReplySize(unsigned int messageId) { return Find(messageId)->replySize; }
 
 void DecodeRequest(unsigned int messageId, unsigned char* payload, Request& request)
 {
     request.messageId = messageId;
-    switch (messageId) {
-    case messages::subscribe:
-        request.subscription = GetU32(payload);
-        request.itemId = GetU32(payload + 4);
-        break;
-    case messages::unsubscribe: request.subscription = GetU32(payload); break;
-    case messages::setRegionData: request.regionData.Decode(payload); break;
-    case messages::setRegionVisibility: request.visibility.Decode(payload); break;
-    case messages::setPaletteData: request.palette.Decode(payload); break;
-    case messages::invertRegionData: request.regionId = GetU32(payload); break;
-    case messages::sendSensorUpdate:
-        request.sensor = GetU32(payload);
-        request.on = payload[4] != 0;
-        break;
-    case messages::setLogLevel: request.level = GetU32(payload); break;
-    default: break;
+    if (const auto decode = Find(messageId)->decode) {
+        decode(payload, request);
     }
 }
 
-std::string Describe(const Request& request)
+std::string Describe(const Request& request) { return AccountOf(request, Account::Form::Phrase); }
+
+std::string JournalLine(const Request& request)
 {
-    return RequestName(request.messageId) + Details(request);
+    return AccountOf(request, Account::Form::Journal);
+}
+
+Outcome Serve(Request& request, SubtitleService& service, Subscriptions& held)
+{
+    const auto serve = Find(request.messageId)->serve;
+    return serve ? serve(request, service, held) : Outcome();
 }
 
 }  // namespace sim

@@ -4,6 +4,7 @@
 #include "platform/src/wire_format.h"
 
 #include <cstdio>
+#include <new>
 
 namespace sim {
 
@@ -18,15 +19,13 @@ std::string MessageNumber(unsigned int messageId)
     return text;
 }
 
-void QueueReply(Peer& peer, unsigned int messageId, unsigned int correlation,
-                const unsigned char* payload, unsigned int length)
+/// \return the payload of the reply, which may be changed until anything is sent
+unsigned char* QueueReply(Peer& peer, unsigned int messageId, unsigned int correlation,
+                          unsigned int length)
 {
-    unsigned char bytes[Backlog::maxReplySize];
+    unsigned char bytes[Backlog::maxReplySize] = {};
     EncodeFrameHeader({FrameKind::Reply, messageId, correlation, length}, bytes);
-    for (unsigned int i = 0; i < length; ++i) {
-        bytes[frameHeaderSize + i] = payload[i];
-    }
-    peer.backlog.AddReply(bytes, frameHeaderSize + length);
+    return peer.backlog.AddReply(bytes, frameHeaderSize + length) + frameHeaderSize;
 }
 
 }  // namespace
@@ -38,9 +37,17 @@ RequestHandler::RequestHandler(const Faults& faultsToMake, Journal& journalToKee
 {
 }
 
-RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& frame)
+bool RequestHandler::IsQuit(const FrameHeader& header)
+{
+    return header.messageId == messages::quit && IsKnownRequest(header.kind, header.messageId);
+}
+
+RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& frame,
+                                               Budget& budget)
 {
     const FrameHeader& header = frame.header;
+    budget.SpendStep();
+    budget.Spend(header.length);
     if (header.kind == FrameKind::Reply || header.kind == FrameKind::Notification) {
         Commentary::Tell(peer.number, "dropped: it sent what only a service may send");
         return Verdict::DropPeer;
@@ -49,15 +56,31 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
         !IsWellFormed(header.messageId, frame.payload, header.length)) {
         return NotUnderstood(peer, header);
     }
-    DecodeRequest(header.messageId, frame.payload, request);
+    try {
+        DecodeRequest(header.messageId, frame.payload, request);
+    } catch (const std::bad_alloc&) {
+        // Nothing of it is kept, journalled or published.
+        Commentary::Tell(peer.number, "refused: there is no memory for it");
+        Reply(peer, header);
+        return Verdict::GoOn;
+    }
     journal.Add(request);
-    return Serve(peer, header);
+    const Verdict verdict = Serve(peer, header);
+    budget.Spend(peer.outcome.bytesTouched);
+    return verdict;
 }
 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
-    if (header.messageId == messages::quit) {
-        TellServed(peer, "");
+    // Before the service takes over what the request carries.
+    const std::string served = commentary.TellsServed() ? Describe(request) : "";
+    const auto tellServed = [&](const char* remark) {
+        if (commentary.TellsServed()) {
+            Commentary::Tell(peer.number, remark, served);
+        }
+    };
+    if (IsQuit(header)) {
+        tellServed("");
         return Verdict::Quit;
     }
     if (faults.hangUp) {
@@ -65,24 +88,27 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
         return Verdict::DropPeer;
     }
     if (faults.mute) {
-        TellServed(peer, "not answered: ");
+        tellServed("not answered: ");
         return Verdict::GoOn;
     }
-    const Result result = service.Serve(request, peer.subscriptions);
-    Reply(peer, header, result);
-    if (result == Result::Refused) {
+    // The room for the reply first: what needs memory comes before anything changes.
+    unsigned char* const reply = Reply(peer, header);
+    peer.outcome = sim::Serve(request, service, peer.subscriptions);
+    if (ReplySize(header.messageId) > 0) {
+        PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
+    }
+    if (peer.outcome.result == Result::Refused) {
         Commentary::Tell(peer.number, "refused: ", Describe(request));
-        return Verdict::GoOn;
+    } else {
+        tellServed("");
     }
-    TellServed(peer, "");
-    service.PublishOutcome(request, audience);
     return Verdict::GoOn;
 }
 
-void RequestHandler::TellServed(const Peer& peer, const char* remark) const
+void RequestHandler::Publish(Outcome& outcome, Budget& budget)
 {
-    if (commentary.TellsServed()) {
-        Commentary::Tell(peer.number, remark, Describe(request));
+    while (!outcome.IsPublished() && !budget.IsSpent()) {
+        service.Publish(outcome.next++, audience, budget);
     }
 }
 
@@ -93,23 +119,24 @@ RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHea
         peer.number, isRequest ? "not understood: request " : "not understood: one-way message ",
         MessageNumber(header.messageId) + ", " + std::to_string(header.length) + " bytes");
     if (isRequest && !faults.mute && !faults.hangUp) {
-        QueueReply(peer, messages::notUnderstood, header.correlation, nullptr, 0);
+        QueueReply(peer, messages::notUnderstood, header.correlation, 0);
     }
     return isRequest && faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
 }
 
-void RequestHandler::Reply(Peer& peer, const FrameHeader& asked, Result result)
+/// Queues the reply to a request that is refused. \return its payload, for one that is not
+unsigned char* RequestHandler::Reply(Peer& peer, const FrameHeader& asked)
 {
-    unsigned char payload[8];
-    PutU32(payload, static_cast<unsigned int>(result));
-    PutU32(payload + 4, service.LogLevel());
-    unsigned int length = 4;
-    if (asked.messageId == messages::ping) {
-        length = 0;
-    } else if (asked.messageId == messages::getLogLevel) {
-        length = 8;
+    const unsigned int size = ReplySize(asked.messageId);
+    unsigned char* const payload =
+        QueueReply(peer, messages::ReplyTo(asked.messageId), asked.correlation, size);
+    if (size > 0) {
+        PutU32(payload, static_cast<unsigned int>(Result::Refused));
     }
-    QueueReply(peer, messages::ReplyTo(asked.messageId), asked.correlation, payload, length);
+    if (size > 4) {
+        PutU32(payload + 4, service.LogLevel());
+    }
+    return payload;
 }
 
 }  // namespace sim

@@ -22,13 +22,18 @@ public:
     RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
                    const Commentary& commentaryToGive, Audience& everybody);
 
-    Verdict Handle(Peer& peer, const platform::ReceivedFrame& frame);
+    static bool IsQuit(const platform::FrameHeader& header);
+
+    /// Leaves what is to be published in the outcome of \p peer.
+    Verdict Handle(Peer& peer, const platform::ReceivedFrame& frame, Budget& budget);
+
+    /// Publishes what \p budget allows of \p outcome.
+    void Publish(Outcome& outcome, Budget& budget);
 
 private:
     Verdict Serve(Peer& peer, const platform::FrameHeader& header);
-    void TellServed(const Peer& peer, const char* remark) const;
     Verdict NotUnderstood(Peer& peer, const platform::FrameHeader& header);
-    void Reply(Peer& peer, const platform::FrameHeader& asked, platform::Result result);
+    unsigned char* Reply(Peer& peer, const platform::FrameHeader& asked);
 
     const Faults& faults;
     Journal& journal;

@@ -8,12 +8,8 @@ using namespace platform;
 
 namespace {
 
-/// A turn's share: the requests of other clients are served between two turns.
-constexpr unsigned int directivesPerTurn = 64;
-constexpr std::size_t bytesPerTurn = 1024 * 1024;
-
-/// Between two passes of a scenario that nobody reads and that never sleeps; at full speed it would
-/// take a whole processor for nothing.
+/// Between two passes of a scenario that has no reader and never sleeps: at full speed it would take
+/// a whole processor for nothing.
 constexpr std::chrono::milliseconds idlePass{100};
 
 }  // namespace
@@ -25,9 +21,7 @@ ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audi
 
 int ScenarioPlayer::Advance()
 {
-    queuedBytes = 0;
-    for (unsigned int played = 0; played < directivesPerTurn && queuedBytes < bytesPerTurn;
-         ++played) {
+    for (Budget budget; !budget.IsSpent(); budget.SpendStep()) {
         if (rests) {
             const int restMs = RestMs();
             if (restMs > 0) {
@@ -42,7 +36,7 @@ int ScenarioPlayer::Advance()
             StartAgain();
             continue;
         }
-        if (Play(scenario[next]) == Step::MustWait) {
+        if (Play(scenario[next], budget) == Step::MustWait) {
             return rests ? RestMs() : waitForEvent;
         }
         ++next;
@@ -50,7 +44,7 @@ int ScenarioPlayer::Advance()
     return 0;
 }
 
-ScenarioPlayer::Step ScenarioPlayer::Play(const Directive& directive)
+ScenarioPlayer::Step ScenarioPlayer::Play(const Directive& directive, Budget& budget)
 {
     switch (directive.kind) {
     case Directive::Kind::Sleep: return PlaySleep(directive.number);
@@ -58,7 +52,7 @@ ScenarioPlayer::Step ScenarioPlayer::Play(const Directive& directive)
         return audience.HasSubscriber(directive.number) ? Step::Done : Step::MustWait;
     case Directive::Kind::Publish: break;
     }
-    return PlayPublication(directive);
+    return PlayPublication(directive, budget);
 }
 
 ScenarioPlayer::Step ScenarioPlayer::PlaySleep(unsigned int milliseconds)
@@ -73,14 +67,15 @@ ScenarioPlayer::Step ScenarioPlayer::PlaySleep(unsigned int milliseconds)
     return Step::MustWait;
 }
 
-ScenarioPlayer::Step ScenarioPlayer::PlayPublication(const Directive& directive)
+ScenarioPlayer::Step ScenarioPlayer::PlayPublication(const Directive& directive, Budget& budget)
 {
+    const std::uint64_t size = directive.frame->size();
     switch (audience.ReadinessFor(directive.number, directive.frame->size())) {
     case Audience::Readiness::Full: return Step::MustWait;
     case Audience::Readiness::Ready: passReachedAnyone = true; break;
-    case Audience::Readiness::Nobody: break;
+    case Audience::Readiness::NoReader: break;
     }
-    queuedBytes += audience.Publish(directive.number, directive.frame) * directive.frame->size();
+    budget.Spend(size * audience.Publish(directive.number, directive.frame));
     return Step::Done;
 }
 

@@ -1,14 +1,15 @@
 #pragma once
 
 #include "simulator/audience.h"
+#include "simulator/budget.h"
 #include "simulator/scenario.h"
 
 #include "platform/src/deadline.h"
 
 namespace sim {
 
-/// Plays a scenario, a little in each turn of the event loop and never faster than those take it
-/// who read.
+/// Plays a scenario, a little in each turn of the event loop and never faster than its slowest
+/// subscriber reads.
 class ScenarioPlayer {
 public:
     /// Nothing to do at any time; only something that happens can change that.
@@ -25,9 +26,9 @@ private:
 
     enum class Step { Done, MustWait };
 
-    Step Play(const Directive& directive);
+    Step Play(const Directive& directive, Budget& budget);
     Step PlaySleep(unsigned int milliseconds);
-    Step PlayPublication(const Directive& directive);
+    Step PlayPublication(const Directive& directive, Budget& budget);
     void StartAgain();
     void RestUntil(Clock::time_point time);
     int RestMs() const;
@@ -40,7 +41,6 @@ private:
     bool rests = false;   ///< `restEnd` is still to come
     Clock::time_point restEnd{};
     bool passReachedAnyone = false;  ///< a reader, or a sleep: this pass took its time
-    std::size_t queuedBytes = 0;     ///< in this turn, over all subscribers
 };
 
 }  // namespace sim

@@ -12,17 +12,7 @@ using namespace platform;
 
 namespace {
 
-constexpr unsigned int framesPerTurn = 64;
 constexpr int lastFlushMs = 1000;
-
-/// The sooner of two waits in milliseconds, -1 being for ever.
-int Sooner(int one, int other)
-{
-    if (one < 0 || other < 0) {
-        return one < 0 ? other : one;
-    }
-    return one < other ? one : other;
-}
 
 }  // namespace
 
@@ -54,9 +44,7 @@ void Server::Run()
     while (!ending) {
         const int playerMs = player.Advance();
         peers.FlushPublished();
-        if (peers.BuryDropped()) {
-            acceptor.Resume();
-        }
+        acceptor.Resume(peers.BuryDropped());
         Turn(NextWaitMs(playerMs));
     }
     FlushAtTheEnd();
@@ -76,29 +64,27 @@ void Server::Turn(int waitMs)
             OnPeer(*static_cast<Peer*>(tag), events[i].events);
         }
     }
-    for (Peer* peer : peers.TakeThoseDueForTurn()) {
-        if (!peer->IsClosed() && !ending) {
-            TakeTurn(*peer);
-        }
+    // A share for all of them together: events of the sockets come first again after that.
+    for (Budget budget; peers.HasDue() && !budget.IsSpent() && !ending;) {
+        TakeTurn(peers.TakeNextDue(), budget);
     }
-    acceptor.ResumeAfterPause();
-    peers.LookForStalled();
+    peers.Look();
 }
 
 int Server::NextWaitMs(int playerMs) const
 {
-    if (peers.SomebodyIsDueForTurn()) {
-        return 0;
+    int waitMs = peers.HasDue() ? 0 : playerMs;
+    for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs()}) {
+        waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;
     }
-    return Sooner(playerMs, Sooner(acceptor.PauseMs(), peers.NextLookMs()));
+    return waitMs;
 }
 
 /// One at a time: asking once more whether there is another one costs as much as taking one in.
 void Server::AcceptPeer()
 {
     if (peers.IsFull()) {
-        Say("there are as many clients as can be served; more have to wait");
-        acceptor.PauseUntilResumed();
+        acceptor.Pause();
         return;
     }
     Descriptor connected = acceptor.Next();
@@ -112,7 +98,8 @@ void Server::AcceptPeer()
         Say("there is no memory for a client; it was turned away");
     }
     if (peer) {
-        TakeTurn(*peer);  // who connects has something to say, mostly at once
+        Budget budget;
+        TakeTurn(*peer, budget);  // who connects has something to say, mostly at once
     }
 }
 
@@ -127,19 +114,25 @@ void Server::OnPeer(Peer& peer, unsigned int events)
     if (ending || peer.isDueForTurn) {
         peers.Settle(peer);
     } else {
-        TakeTurn(peer);
+        Budget budget;
+        TakeTurn(peer, budget);
     }
 }
 
-void Server::TakeTurn(Peer& peer)
+void Server::TakeTurn(Peer& peer, Budget& budget)
 {
     try {
-        if (peer.hasWaitingInput || Receive(peer)) {
-            HandleFrames(peer);
+        if (peer.IsReceiving() && !peer.OwesReplies()) {
+            budget.Spend(peer.Receive());
+        }
+        while (peer.HasWork() && !budget.IsSpent() && !ending) {
+            if (peer.outcome.IsPublished()) {
+                HandleNextFrame(peer, budget);
+            }
+            handler.Publish(peer.outcome, budget);
         }
     } catch (const std::bad_alloc&) {
-        Commentary::Tell(peer.number, "dropped: there is no memory for what it sends");
-        peers.Drop(peer);
+        peers.Drop(peer, "dropped: there is no memory for what it sends");
     }
     if (!peer.IsClosed()) {
         peers.Flush(peer);
@@ -147,63 +140,33 @@ void Server::TakeTurn(Peer& peer)
     }
 }
 
-/// \return whether there is something to look at
-bool Server::Receive(Peer& peer)
-{
-    if (peer.inputEnded || peer.OwesReplies()) {
-        return false;
-    }
-    const Peer::Arrival arrival = peer.Receive();
-    if (arrival == Peer::Arrival::End) {
-        peer.inputEnded = true;
-        peer.subscriptions.Clear();
-    }
-    return arrival == Peer::Arrival::Bytes;
-}
-
-void Server::HandleFrames(Peer& peer)
-{
-    peer.hasWaitingInput = true;
-    for (unsigned int handled = 0; handled < framesPerTurn && !peer.OwesReplies(); ++handled) {
-        if (!HandleNextFrame(peer)) {
-            break;
-        }
-    }
-    if (!peer.hasWaitingInput) {
-        peer.input.Trim();
-    }
-}
-
-/// \return whether another one may follow
-bool Server::HandleNextFrame(Peer& peer)
+void Server::HandleNextFrame(Peer& peer, Budget& budget)
 {
     ReceivedFrame frame{};
     const char* problem = nullptr;
     switch (peer.input.Next(frame, problem)) {
-    case InputBlocks::Cut::NeedMore: peer.hasWaitingInput = false; return false;
-    case InputBlocks::Cut::Malformed:
-        Commentary::Tell(peer.number, "dropped: it sent ", problem);
-        peers.Drop(peer);
-        return false;
+    case InputBlocks::Cut::NeedMore: peer.AwaitMore(); return;
+    case InputBlocks::Cut::Malformed: peers.Drop(peer, "dropped: it sent ", problem); return;
     case InputBlocks::Cut::Frame: break;
     }
-    switch (handler.Handle(peer, frame)) {
-    case RequestHandler::Verdict::DropPeer: peers.Drop(peer); return false;
-    case RequestHandler::Verdict::Quit: ending = true; return false;
+    if (!RequestHandler::IsQuit(frame.header) && !peers.Seat(peer)) {
+        return;
+    }
+    switch (handler.Handle(peer, frame, budget)) {
+    case RequestHandler::Verdict::DropPeer: peers.Drop(peer); break;
+    case RequestHandler::Verdict::Quit: ending = true; break;
     case RequestHandler::Verdict::GoOn: break;
     }
-    return true;
 }
 
 void Server::FlushAtTheEnd()
 {
     const Deadline deadline(lastFlushMs);
-    acceptor.Close();
+    acceptor.Pause();
     poller.Remove(signals.Get());
     peers.StopReading();
-    peers.FlushEverybody();
     peers.FlushPublished();
-    while (peers.SomebodyIsOwed() && !deadline.HasPassed()) {
+    while (peers.OwesAnything() && !deadline.HasPassed()) {
         epoll_event events[Poller::maxEvents];
         const int count = poller.Wait(events, deadline.RemainingMs());
         for (int i = 0; i < count; ++i) {

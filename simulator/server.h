@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/acceptor.h"
+#include "simulator/budget.h"
 #include "simulator/commentary.h"
 #include "simulator/options.h"
 #include "simulator/peer.h"
@@ -17,7 +18,7 @@
 namespace sim {
 
 /// The event loop: one thread for all sockets, signals and times. It never waits for one peer, and
-/// no peer gets more than its share of a turn.
+/// the turn of a peer costs no more than a Budget.
 class Server {
 public:
     /// \param listeningSocket  stays the caller's, like everything else that is handed in
@@ -34,10 +35,8 @@ private:
     void Turn(int waitMs);
     void AcceptPeer();
     void OnPeer(Peer& peer, unsigned int events);
-    void TakeTurn(Peer& peer);
-    bool Receive(Peer& peer);
-    void HandleFrames(Peer& peer);
-    bool HandleNextFrame(Peer& peer);
+    void TakeTurn(Peer& peer, Budget& budget);
+    void HandleNextFrame(Peer& peer, Budget& budget);
     void FlushAtTheEnd();
     int NextWaitMs(int playerMs) const;
 

@@ -8,56 +8,57 @@ using namespace platform;
 
 namespace {
 
-constexpr unsigned int Bit(unsigned int number) { return 1u << number; }
+constexpr struct {
+    unsigned int number;
+    unsigned int itemId;  ///< message number of the records under it
+} all[] = {
+    {subscriptions::everyRegionData, messages::regionDataItem},
+    {subscriptions::regionDataHd, messages::regionDataItem},
+    {subscriptions::regionDataSd, messages::regionDataItem},
+    {subscriptions::regionDataCif, messages::regionDataItem},
+    {subscriptions::regionDataOther, messages::regionDataItem},
+    {subscriptions::regionVisibility, messages::regionVisItem},
+    {subscriptions::palette, messages::paletteItem},
+};
 
-constexpr unsigned int regionDataBits =
-    Bit(subscriptions::regionDataHd) | Bit(subscriptions::regionDataSd) |
-    Bit(subscriptions::regionDataCif) | Bit(subscriptions::regionDataOther);
-
-/// Message number of the records under a subscription, 0 when there is no such subscription.
-unsigned int ItemOf(unsigned int number)
+/// A bit for each number that \p number covers; none when there is no such subscription.
+unsigned int CoveredBy(unsigned int number)
 {
-    switch (number) {
-    case subscriptions::everyRegionData:
-    case subscriptions::regionDataHd:
-    case subscriptions::regionDataSd:
-    case subscriptions::regionDataCif:
-    case subscriptions::regionDataOther: return messages::regionDataItem;
-    case subscriptions::regionVisibility: return messages::regionVisItem;
-    case subscriptions::palette: return messages::paletteItem;
-    default: return 0;
+    unsigned int bits = 0;
+    for (const auto& other : all) {
+        bits |= subscriptions::Covers(number, other.number) ? 1u << other.number : 0;
     }
+    return bits;
 }
 
 }  // namespace
 
 bool Subscriptions::Add(unsigned int number, unsigned int itemId)
 {
-    if (!Exists(number) || ItemOf(number) != itemId) {
-        return false;
+    for (const auto& one : all) {
+        if (one.number == number && one.itemId == itemId) {
+            Hold(held | 1u << number);
+            return true;
+        }
     }
-    held |= Bit(number);
-    return true;
+    return false;
 }
 
 bool Subscriptions::Remove(unsigned int number)
 {
-    if (!Exists(number)) {
-        return false;
-    }
-    held &= ~Bit(number);
-    if (number == subscriptions::everyRegionData) {
-        held &= ~regionDataBits;
-    }
-    return true;
+    Hold(held & ~CoveredBy(number));
+    return Exists(number);
 }
 
-bool Subscriptions::Include(unsigned int number) const
+bool Subscriptions::Exists(unsigned int number) { return CoveredBy(number) != 0; }
+
+void Subscriptions::Hold(unsigned int numbers)
 {
-    return (held & Bit(number)) != 0 || ((held & Bit(subscriptions::everyRegionData)) != 0 &&
-                                         (Bit(number) & regionDataBits) != 0);
+    held = numbers;
+    covered = 0;
+    for (const auto& one : all) {
+        covered |= (held >> one.number & 1) != 0 ? CoveredBy(one.number) : 0;
+    }
 }
-
-bool Subscriptions::Exists(unsigned int number) { return ItemOf(number) != 0; }
 
 }  // namespace sim

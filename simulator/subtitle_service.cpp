@@ -1,138 +1,158 @@
 #include "simulator/subtitle_service.h"
 
+#include "platform/src/wire_format.h"
+
+#include <utility>
+
 namespace sim {
 
 using namespace platform;
 
 namespace {
 
-Result Accepted(bool accepted) { return accepted ? Result::Accepted : Result::Refused; }
+/// The records of each region in the order of their publication. The bitmap has three of them, of
+/// which each has its position here as its format.
+enum Kind : unsigned int { hd, sd, cif, visibility, palette, kindCount };
 
-void PublishRecord(Audience& audience, unsigned int subscription, unsigned int itemId,
-                   const Item& record)
+constexpr struct {
+    unsigned int subscription;
+    unsigned int itemId;
+} kinds[kindCount] = {
+    {subscriptions::regionDataHd, messages::regionDataItem},
+    {subscriptions::regionDataSd, messages::regionDataItem},
+    {subscriptions::regionDataCif, messages::regionDataItem},
+    {subscriptions::regionVisibility, messages::regionVisItem},
+    {subscriptions::palette, messages::paletteItem},
+};
+
+/// Each publication costs this much even when it has no subscriber.
+constexpr std::size_t costOfAsking = 1024;
+
+constexpr Outcome refused{Result::Refused};
+
+Outcome Accepted(bool accepted) { return accepted ? Outcome() : refused; }
+
+bool IsRegion(unsigned int regionId)
 {
-    // A bitmap is up to 16 MiB: not worth encoding for nobody.
-    if (audience.HasSubscriber(subscription)) {
-        audience.Publish(subscription, EncodeNotification(subscription, itemId, record));
-    }
+    return regionId >= 1 && regionId <= SubtitleService::regionCount;
 }
 
-constexpr unsigned char formatHd = 0;
-constexpr unsigned char formatSd = 1;
-constexpr unsigned char formatCif = 2;
+Outcome Publishing(unsigned int regionId, unsigned int kind, unsigned int count)
+{
+    const unsigned int first = (regionId - 1) * kindCount + kind;
+    return {Result::Accepted, first, first + count};
+}
+
+template <typename Record>
+const Item* ItemOf(const std::optional<Record>& record)
+{
+    return record ? &*record : nullptr;
+}
 
 /// A CIF stream knows four colours.
-constexpr unsigned char cifPixelBits = 3;
+void MaskPixels(std::vector<unsigned char>& frame, std::size_t pixels)
+{
+    for (std::size_t at = frame.size() - pixels; at < frame.size(); ++at) {
+        frame[at] &= 3;
+    }
+}
 
 }  // namespace
 
-Result SubtitleService::Serve(const Request& request, Subscriptions& subscriptions)
+Outcome SubtitleService::Subscribe(unsigned int number, unsigned int itemId,
+                                   Subscriptions& held) const
 {
-    switch (request.messageId) {
-    case messages::subscribe:
-        return Accepted(!faults.refuseSubscribe &&
-                        subscriptions.Add(request.subscription, request.itemId));
-    case messages::unsubscribe: return Accepted(subscriptions.Remove(request.subscription));
-    case messages::setRegionData:
-        if (!IsRegion(request.regionData.regionId)) {
-            return Result::Refused;
-        }
-        RegionOf(request.regionData.regionId).bitmap = request.regionData;
-        return Result::Accepted;
-    case messages::setRegionVisibility:
-        if (!IsRegion(request.visibility.regionId)) {
-            return Result::Refused;
-        }
-        RegionOf(request.visibility.regionId).visibility = request.visibility;
-        return Result::Accepted;
-    case messages::setPaletteData:
-        if (!IsRegion(request.palette.regionId)) {
-            return Result::Refused;
-        }
-        RegionOf(request.palette.regionId).palette = request.palette;
-        return Result::Accepted;
-    case messages::invertRegionData:
-        if (!IsRegion(request.regionId)) {
-            return Result::Refused;
-        }
-        Invert(request.regionId);
-        return Result::Accepted;
-    case messages::refreshRegions: return Accepted(!faults.refuseRefresh);
-    case messages::sendSensorUpdate:
-        if (faults.refuseSensor || request.sensor >= sensorCount) {
-            return Result::Refused;
-        }
-        sensors[request.sensor] = request.on;
-        return Result::Accepted;
-    case messages::setLogLevel: logLevel = request.level; return Result::Accepted;
-    default: return Result::Accepted;
-    }
+    return Accepted(!faults.refuseSubscribe && held.Add(number, itemId));
 }
 
-void SubtitleService::PublishOutcome(const Request& request, Audience& audience) const
+Outcome SubtitleService::Unsubscribe(unsigned int number, Subscriptions& held)
 {
-    switch (request.messageId) {
-    case messages::setRegionData:
-        PublishBitmap(RegionOf(request.regionData.regionId), audience);
-        break;
-    case messages::setRegionVisibility:
-        PublishVisibility(RegionOf(request.visibility.regionId), audience);
-        break;
-    case messages::setPaletteData:
-        PublishPalette(RegionOf(request.palette.regionId), audience);
-        break;
-    case messages::invertRegionData: PublishBitmap(RegionOf(request.regionId), audience); break;
-    case messages::refreshRegions:
-        for (const Region& region : regions) {
-            PublishBitmap(region, audience);
-            PublishVisibility(region, audience);
-            PublishPalette(region, audience);
-        }
-        break;
-    default: break;
-    }
+    return Accepted(held.Remove(number));
 }
 
-void SubtitleService::Invert(unsigned int regionId)
+template <typename Record>
+Outcome SubtitleService::KeepAs(std::optional<Record> Region::*place, Record& record,
+                                unsigned int kind, unsigned int count)
 {
-    std::optional<RegionDataItem>& bitmap = RegionOf(regionId).bitmap;
-    if (bitmap) {
+    const unsigned int regionId = record.regionId;
+    if (!IsRegion(regionId)) {
+        return refused;
+    }
+    regions[regionId - 1].*place = std::move(record);
+    return Publishing(regionId, kind, count);
+}
+
+Outcome SubtitleService::Keep(RegionDataItem& bitmap)
+{
+    return KeepAs(&Region::bitmap, bitmap, hd, visibility - hd);
+}
+
+Outcome SubtitleService::Keep(RegionVisItem& record)
+{
+    return KeepAs(&Region::visibility, record, visibility, 1);
+}
+
+Outcome SubtitleService::Keep(PaletteItem& record)
+{
+    return KeepAs(&Region::palette, record, palette, 1);
+}
+
+Outcome SubtitleService::Invert(unsigned int regionId)
+{
+    if (!IsRegion(regionId)) {
+        return refused;
+    }
+    Outcome outcome = Publishing(regionId, hd, visibility - hd);
+    if (std::optional<RegionDataItem>& bitmap = regions[regionId - 1].bitmap) {
         for (unsigned char& pixel : bitmap->data) {
             pixel = static_cast<unsigned char>(255 - pixel);
         }
+        outcome.bytesTouched = bitmap->data.size();
     }
+    return outcome;
 }
 
-void SubtitleService::PublishBitmap(const Region& region, Audience& audience)
+Outcome SubtitleService::Refresh() const
 {
-    if (!region.bitmap) {
+    return faults.refuseRefresh ? refused : Publishing(1, 0, regionCount * kindCount);
+}
+
+Outcome SubtitleService::UpdateSensor(unsigned int sensor, bool on)
+{
+    if (faults.refuseSensor || sensor >= sensorCount) {
+        return refused;
+    }
+    sensors[sensor] = on;
+    return {};
+}
+
+Outcome SubtitleService::SetLogLevel(unsigned int level)
+{
+    logLevel = level;
+    return {};
+}
+
+void SubtitleService::Publish(unsigned int record, Audience& audience, Budget& budget)
+{
+    Region& region = regions[record / kindCount];
+    const unsigned int kind = record % kindCount;
+    const unsigned int subscription = kinds[kind].subscription;
+    const Item* const item = kind == palette      ? ItemOf(region.palette)
+                             : kind == visibility ? ItemOf(region.visibility)
+                                                  : ItemOf(region.bitmap);
+    budget.Spend(costOfAsking);
+    if (!item || !audience.HasSubscriber(subscription)) {
         return;
     }
-    RegionDataItem record = *region.bitmap;
-    for (const unsigned char format : {formatHd, formatSd}) {
-        record.subtitleFormat = format;
-        PublishRecord(audience, subscriptions::ForFormat(format), messages::regionDataItem, record);
+    if (kind < visibility) {
+        region.bitmap->subtitleFormat = static_cast<unsigned char>(kind);
     }
-    record.subtitleFormat = formatCif;
-    for (unsigned char& pixel : record.data) {
-        pixel &= cifPixelBits;
+    const NewFrame frame = EncodeNotification(subscription, kinds[kind].itemId, *item);
+    if (frame && kind == cif) {
+        MaskPixels(*frame, region.bitmap->data.size());
     }
-    PublishRecord(audience, subscriptions::ForFormat(formatCif), messages::regionDataItem, record);
-}
-
-void SubtitleService::PublishVisibility(const Region& region, Audience& audience)
-{
-    if (region.visibility) {
-        PublishRecord(audience, subscriptions::regionVisibility, messages::regionVisItem,
-                      *region.visibility);
-    }
-}
-
-void SubtitleService::PublishPalette(const Region& region, Audience& audience)
-{
-    if (region.palette) {
-        PublishRecord(audience, subscriptions::palette, messages::paletteItem, *region.palette);
-    }
+    const std::uint64_t receivers = audience.Publish(subscription, frame);
+    budget.Spend(item->EncodedSize() * (1 + receivers));
 }
 
 }  // namespace sim

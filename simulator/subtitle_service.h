@@ -1,11 +1,11 @@
 #pragma once
 
 #include "simulator/audience.h"
+#include "simulator/budget.h"
 #include "simulator/faults.h"
-#include "simulator/request.h"
+#include "simulator/outcome.h"
 #include "simulator/subscriptions.h"
 
-#include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
@@ -23,12 +23,20 @@ public:
 
     explicit SubtitleService(const Faults& faultsToMake) : faults(faultsToMake) {}
 
-    /// Carries out \p request of a peer that holds \p subscriptions; publishes nothing yet, so that
-    /// its reply can be queued first.
-    platform::Result Serve(const Request& request, Subscriptions& subscriptions);
+    // Requests. They need no memory, and publish nothing yet: the reply is queued first.
+    Outcome Subscribe(unsigned int number, unsigned int itemId, Subscriptions& held) const;
+    static Outcome Unsubscribe(unsigned int number, Subscriptions& held);
+    Outcome Keep(
+        RegionDataItem& bitmap);  ///< takes the bytes of the record, as Keep() of a palette
+    Outcome Keep(RegionVisItem& visibility);
+    Outcome Keep(PaletteItem& palette);
+    Outcome Invert(unsigned int regionId);
+    Outcome Refresh() const;
+    Outcome UpdateSensor(unsigned int sensor, bool on);
+    Outcome SetLogLevel(unsigned int level);
 
-    /// Publishes what \p request, just accepted, brings about.
-    void PublishOutcome(const Request& request, Audience& audience) const;
+    /// Publishes the record of this number, as it is now, when it is there and has a subscriber.
+    void Publish(unsigned int record, Audience& audience, Budget& budget);
 
     unsigned int LogLevel() const { return logLevel; }
     bool SensorIsOn(unsigned int sensor) const { return sensors.at(sensor); }
@@ -40,13 +48,9 @@ private:
         std::optional<PaletteItem> palette;
     };
 
-    static bool IsRegion(unsigned int regionId) { return regionId >= 1 && regionId <= regionCount; }
-    Region& RegionOf(unsigned int regionId) { return regions[regionId - 1]; }
-    const Region& RegionOf(unsigned int regionId) const { return regions[regionId - 1]; }
-    void Invert(unsigned int regionId);
-    static void PublishBitmap(const Region& region, Audience& audience);
-    static void PublishVisibility(const Region& region, Audience& audience);
-    static void PublishPalette(const Region& region, Audience& audience);
+    template <typename Record>
+    Outcome KeepAs(std::optional<Record> Region::*place, Record& record, unsigned int kind,
+                   unsigned int count);
 
     const Faults& faults;
     std::array<Region, regionCount> regions;

@@ -130,10 +130,10 @@ void SitOutPause(Acceptor& acceptor)
 {
     EXPECT_GT(acceptor.PauseMs(), 0);
     EXPECT_LE(acceptor.PauseMs(), 100);
-    acceptor.ResumeAfterPause();
+    acceptor.Resume(/*clientHasGone*/ false);
     while (acceptor.PauseMs() >= 0) {
         poll(nullptr, 0, acceptor.PauseMs());
-        acceptor.ResumeAfterPause();
+        acceptor.Resume(/*clientHasGone*/ false);
     }
 }
 
@@ -155,6 +155,41 @@ TEST_F(RefusedCalls, MakeAServiceWithoutMemoryForItsSocketsPause)
     }
     EXPECT_TRUE(acceptor.Next());
     EXPECT_EQ(acceptor.PauseMs(), -1);
+}
+
+TEST_F(RefusedCalls, OfAnUnforeseenKindMakeAServicePauseAndSaySoOnce)
+{
+    Listen();
+    Poller poller;
+    ASSERT_TRUE(poller.Open());
+    Acceptor acceptor(listener.Fd(), poller);
+    acceptor.Open();
+    const RawClient client(path);
+    testing::internal::CaptureStderr();
+    {
+        const RefusedCall refused(Kind::Accept4, EPERM);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_FALSE(acceptor.Next());
+            SitOutPause(acceptor);
+        }
+    }
+    EXPECT_TRUE(acceptor.Next());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "SubtitleMgrSim: clients cannot be accepted; the service tries again\n");
+}
+
+TEST_F(RefusedCalls, OfAClientThatHasGoneMakeNoPause)
+{
+    Listen();
+    Poller poller;
+    ASSERT_TRUE(poller.Open());
+    Acceptor acceptor(listener.Fd(), poller);
+    acceptor.Open();
+    for (const int error : {EAGAIN, EINTR, ECONNABORTED}) {
+        const RefusedCall refused(Kind::Accept4, error);
+        EXPECT_FALSE(acceptor.Next());
+        EXPECT_EQ(acceptor.PauseMs(), -1);
+    }
 }
 
 TEST_F(RefusedCalls, MakeAServiceThatCannotWatchItsSocketTryAgain)

@@ -134,25 +134,6 @@ TEST_F(AServiceUnderLoad, AnswersAmongTwoHundredThatTrickle)
     }
 }
 
-TEST_F(AServiceUnderLoad, LetsThoseBeyondItsLimitWaitForAPlace)
-{
-    constexpr unsigned mostPeers = 1024;
-    service.Start();
-    auto crowd = Crowd(mostPeers);
-    for (const auto& peer : crowd) {
-        ASSERT_EQ(peer->Ask(messages::ping), "");
-    }
-    const Descriptor late = ConnectBare(service.SocketPath());
-    RawConnection talk{Descriptor(dup(late.Get()))};
-    talk.Send(ping);
-    service.Process().WaitForErrors("as many clients as can be served");
-    char byte;
-    EXPECT_EQ(recv(late.Get(), &byte, 1, MSG_DONTWAIT), -1);
-    ASSERT_EQ(crowd.front()->Ask(messages::ping), "");
-    crowd.pop_back();
-    EXPECT_EQ(talk.ReceiveFrame().header.messageId, messages::ReplyTo(messages::ping));
-}
-
 TEST_F(AServiceUnderLoad, KeepsNoMemoryForLengthsThatAreOnlyClaimed)
 {
     service.Start();

@@ -1,9 +1,12 @@
 // How a service ends: never with anything left behind.
 
+#include "tests/faults/process_facts.h"
 #include "tests/simulator/SimulatorSession.h"
+#include "tests/support/build_kind.h"
 
 #include <csignal>
 #include <filesystem>
+#include <sys/resource.h>
 
 namespace {
 
@@ -70,6 +73,40 @@ TEST_F(AnEndingService, WaitsForNobodyWhoDoesNotRead)
     }
     other.SendFrame(FrameKind::OneWay, messages::quit, 0);
     ExpectNothingLeft();
+}
+
+/// Processor time of all programs that this test has started and that have ended.
+long ProcessorMillisecondsOfTheEnded()
+{
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000 +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000;
+}
+
+TEST_F(AnEndingService, SleepsWhileItFlushesAfterPeersHungUp)
+{
+    service.Start();
+    WireClient silent = Connect();
+    silent.Subscribe(10);
+    std::vector<WireClient> others;
+    for (int i = 0; i < 20; ++i) {
+        others.push_back(Connect());
+        EXPECT_EQ(others.back().Ask(messages::ping), "");
+    }
+    // More than a socket takes: the flush at the end waits for the subscriber that takes nothing.
+    EXPECT_EQ(others.back().Ask(messages::setPaletteData,
+                                PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'))),
+              accepted);
+    const pid_t pid = service.Process().Pid();
+    const long before = ProcessorMilliseconds(pid) + ProcessorMillisecondsOfTheEnded();
+    // While it is stopped, so that it meets the signal before the lost connections.
+    service.Process().Stop();
+    service.Process().Signal(SIGTERM);
+    others.clear();
+    service.Process().Continue();
+    ExpectNothingLeft();
+    EXPECT_LT(ProcessorMillisecondsOfTheEnded() - before, isSanitized || isEmulated ? 500 : 50);
 }
 
 TEST_F(AnEndingService, IsReplacedByOneThatServesAtOnce)

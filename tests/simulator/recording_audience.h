@@ -19,7 +19,7 @@ public:
     Readiness ReadinessFor(unsigned int subscription, std::size_t size) override
     {
         askedSize = size;
-        return HasSubscriber(subscription) ? readiness : Readiness::Nobody;
+        return HasSubscriber(subscription) ? readiness : Readiness::NoReader;
     }
 
     std::size_t Publish(unsigned int subscription, const SharedFrame& frame) override

@@ -49,8 +49,12 @@ protected:
     {
         const FrameHeader header{kind, messageId, correlation,
                                  static_cast<unsigned int>(payload.size())};
-        return handler->Handle(everybody.peer,
-                               {header, reinterpret_cast<unsigned char*>(payload.data()), nullptr});
+        Budget budget;
+        const Verdict verdict = handler->Handle(
+            everybody.peer, {header, reinterpret_cast<unsigned char*>(payload.data()), nullptr},
+            budget);
+        handler->Publish(everybody.peer.outcome, budget);
+        return verdict;
     }
 
     Verdict Ask(unsigned int messageId, unsigned int correlation, const std::string& payload = "")
@@ -124,6 +128,59 @@ TEST_F(ARequestHandler, QueuesTheReplyBeforeWhatTheRequestPublishes)
     Ask(messages::refreshRegions, 3);
     EXPECT_EQ(Sent(), Reply(messages::refreshRegions + 1, 3, U32(0)) +
                           NotificationBytes(6, 15132, VisibilityRecord(3, true)));
+}
+
+TEST_F(ARequestHandler, PublishesInSeveralTurnsWhatCostsMoreThanOne)
+{
+    everybody.peer.subscriptions.Add(4, 15129);
+    everybody.peer.subscriptions.Add(6, 15132);
+    const std::string pixels(400000, '\1');
+    for (unsigned int region = 1; region <= 14; ++region) {
+        Ask(messages::setRegionData, region, RegionDataRecord(region, 0, pixels));
+        Ask(messages::setRegionVisibility, region, VisibilityRecord(region, true));
+        Sent();
+    }
+    std::string expected = Reply(messages::refreshRegions + 1, 99, U32(0));
+    for (unsigned int region = 1; region <= 14; ++region) {
+        expected += NotificationBytes(4, 15129, RegionDataRecord(region, 2, pixels)) +
+                    NotificationBytes(6, 15132, VisibilityRecord(region, true));
+    }
+    Ask(messages::refreshRegions, 99);
+    unsigned int turns = 1;
+    std::string sent = Sent();
+    for (; !everybody.peer.outcome.IsPublished(); ++turns) {
+        Budget budget;
+        handler->Publish(everybody.peer.outcome, budget);
+        EXPECT_TRUE(budget.IsSpent() || everybody.peer.outcome.IsPublished());
+        sent += Sent();
+    }
+    EXPECT_TRUE(sent == expected);
+    // A bitmap is encoded and queued for one subscriber: 800,000 bytes of a budget of 1 MiB, so two
+    // of them in each turn. The last visibility follows in a turn of its own.
+    EXPECT_EQ(turns, 8u);
+}
+
+TEST_F(ARequestHandler, PublishesInOneTurnWhatHasNoSubscriber)
+{
+    const std::string pixels(400000, '\1');
+    for (unsigned int region = 1; region <= 14; ++region) {
+        Ask(messages::setRegionData, region, RegionDataRecord(region, 0, pixels));
+    }
+    Ask(messages::refreshRegions, 99);
+    EXPECT_TRUE(everybody.peer.outcome.IsPublished());
+}
+
+TEST_F(ARequestHandler, PaysForTheBytesThatAnInversionTouches)
+{
+    Ask(messages::setRegionData, 1, RegionDataRecord(3, 0, std::string(2 * 1024 * 1024, 'x')));
+    std::string payload = U32(3);
+    Budget budget;
+    handler->Handle(everybody.peer,
+                    {{FrameKind::Request, messages::invertRegionData, 2, 4},
+                     reinterpret_cast<unsigned char*>(payload.data()),
+                     nullptr},
+                    budget);
+    EXPECT_TRUE(budget.IsSpent());
 }
 
 TEST_F(ARequestHandler, JournalsInOrderOfArrivalAndRefusedRequestsToo)

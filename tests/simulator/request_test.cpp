@@ -29,11 +29,11 @@ TEST(Request, IsDescribedForPeople)
     EXPECT_EQ(DescriptionOf(messages::setRegionVisibility, VisibilityRecord(4, false)),
               "SetRegionVisibility region 4, hidden");
     EXPECT_EQ(DescriptionOf(messages::setPaletteData, PaletteRecord(2, 31, true, "abcd")),
-              "SetPaletteData region 2, background 31, fill on, 4 bytes");
+              "SetPaletteData region 2, 4 bytes, fill on, background 31");
     EXPECT_EQ(DescriptionOf(messages::invertRegionData, U32(9)), "InvertRegionData region 9");
     EXPECT_EQ(DescriptionOf(messages::refreshRegions), "RefreshRegions");
     EXPECT_EQ(DescriptionOf(messages::sendSensorUpdate, U32(4) + Bytes({0})),
-              "SendSensorUpdate sensor 4 off");
+              "SendSensorUpdate off, sensor 4");
     EXPECT_EQ(DescriptionOf(messages::getLogLevel), "GetLogLevel");
     EXPECT_EQ(DescriptionOf(messages::setLogLevel, U32(63)), "SetLogLevel 63");
 }

@@ -75,7 +75,7 @@ TEST_F(AScenarioPlayer, WaitsForRoomBeforeItPublishes)
 TEST_F(AScenarioPlayer, PublishesToThoseForWhomNobodyWaits)
 {
     const Scenario scenario = Lines("visibility 1 t\n");
-    audience.readiness = Audience::Readiness::Nobody;
+    audience.readiness = Audience::Readiness::NoReader;
     ScenarioPlayer player(scenario, false, audience);
     player.Advance();
     EXPECT_EQ(Regions(), (Numbers{1}));

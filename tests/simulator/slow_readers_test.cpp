@@ -3,8 +3,15 @@
 #include "tests/simulator/SimulatorSession.h"
 #include "tests/support/build_kind.h"
 
+#include "platform/src/deadline.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <optional>
 #include <regex>
+#include <thread>
 
 namespace {
 
@@ -94,8 +101,8 @@ TEST_F(AStalledSubscriber, CostsReadersNothingAndOthersNoAnswer)
         EXPECT_LT(MemoryOf(service.Process().Pid()), before + 1024);
     }
     EXPECT_EQ(service.Process().Errors(),
-              "SubtitleMgrSim: client 1: stalled, has taken nothing for a second; nobody waits for "
-              "it\n");
+              "SubtitleMgrSim: client 1: stalled, has left notifications unread for two seconds; "
+              "publishing no longer waits for it\n");
 }
 
 TEST_F(AStalledSubscriber, KeepsItsConnectionAndItsRepliesAndLosesTheOldestCounted)
@@ -117,14 +124,82 @@ TEST_F(AStalledSubscriber, KeepsItsConnectionAndItsRepliesAndLosesTheOldestCount
     stalled->Close();
     const std::string gone = "client 1: has ";
     service.Process().WaitForErrors(gone);
-    service.Process().WaitForErrors(" notifications lost\n");
+    service.Process().WaitForErrors("; notifications lost: ");
+    service.Process().WaitForErrors("\n");
     const std::string errors = service.Process().Errors();
     EXPECT_EQ(CountOf(errors, "client 1: stalled"), 1u);
     std::smatch lost;
-    ASSERT_TRUE(std::regex_search(errors, lost, std::regex("has (?:gone|caught up), ([0-9]+) ")));
+    ASSERT_TRUE(std::regex_search(
+        errors, lost, std::regex("has (?:gone|caught up); notifications lost: ([0-9]+)")));
     EXPECT_GT(std::stoul(lost[1]), 0u);
     EXPECT_EQ(errors.find("client 2"), std::string::npos);
     EXPECT_EQ(errors.find("client 3"), std::string::npos);
+}
+
+/// Takes 64 KiB each 0.9 s, until the connection is closed or the object ends.
+class TricklingReader {
+public:
+    explicit TricklingReader(const std::string& path) : client(path)
+    {
+        client.Subscribe(2);
+        thread = std::thread([this] {
+            std::unique_lock<std::mutex> lock(mutex);
+            while (
+                !ended.wait_for(lock, std::chrono::milliseconds(900), [this] { return isOver; })) {
+                client.TakeBytes(64 * 1024);
+            }
+        });
+    }
+    ~TricklingReader()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            isOver = true;
+        }
+        ended.notify_one();
+        thread.join();
+    }
+
+private:
+    WireClient client;
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool isOver = false;
+    std::thread thread;
+};
+
+class ATricklingSubscriber : public SimulatorSession {
+protected:
+    /// Bytes that \p reader gets in the next second.
+    static std::size_t RateOf(WireClient& reader)
+    {
+        std::size_t bytes = 0;
+        for (const Deadline deadline(1000); !deadline.HasPassed();) {
+            bytes += reader.ReceiveFrame().payload.size();
+        }
+        return bytes;
+    }
+};
+
+TEST_F(ATricklingSubscriber, SlowsNoOtherOneAfterTwoSeconds)
+{
+    service.Accompany("bitmap", std::string(20000, 'x'));
+    service.Play("region-data 1 0 @bitmap\n").Loop().Quiet().Start();
+    WireClient reader = Connect();
+    reader.Subscribe(2);
+    // The machine may be busy with something else meanwhile.
+    double best = 0;
+    for (int attempt = 0; attempt < 3 && best < 0.9; ++attempt) {
+        const std::size_t alone = RateOf(reader);
+        const TricklingReader trickling(service.SocketPath());
+        for (const Deadline deadline(2500); !deadline.HasPassed();) {
+            reader.ReceiveFrame();
+        }
+        const std::size_t beside = (RateOf(reader) + RateOf(reader) + RateOf(reader)) / 3;
+        best = std::max(best, static_cast<double>(beside) / static_cast<double>(alone));
+        EXPECT_EQ(CountOf(service.Process().Errors(), "has caught up"), 0u);
+    }
+    EXPECT_GE(best, isSanitized || isEmulated ? 0.5 : 0.9);
 }
 
 }  // namespace

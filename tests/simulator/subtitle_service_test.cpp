@@ -1,5 +1,6 @@
 #include "simulator/subtitle_service.h"
 
+#include "simulator/request.h"
 #include "tests/simulator/recording_audience.h"
 
 #include <gtest/gtest.h>
@@ -20,12 +21,13 @@ protected:
     {
         Request request;
         DecodeRequest(messageId, reinterpret_cast<unsigned char*>(payload.data()), request);
-        const Result result = service.Serve(request, subscriptions);
+        const Outcome outcome = sim::Serve(request, service, subscriptions);
         audience.published.clear();
-        if (result == Result::Accepted) {
-            service.PublishOutcome(request, audience);
+        Budget budget;
+        for (unsigned int record = outcome.next; record < outcome.end; ++record) {
+            service.Publish(record, audience, budget);
         }
-        return result;
+        return outcome.result;
     }
 
     using Published = std::vector<std::string>;

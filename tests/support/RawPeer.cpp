@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 using namespace platform;
 
@@ -143,6 +144,20 @@ RawFrame RawConnection::ReceiveFrame()
     frame.payload = received.substr(frameHeaderSize, frame.header.length);
     received.erase(0, frameHeaderSize + frame.header.length);
     return frame;
+}
+
+void RawConnection::TakeBytes(std::size_t count)
+{
+    const Deadline deadline(eventDeadlineMs);
+    std::vector<char> bytes(count);
+    for (std::size_t taken = 0; taken < count;) {
+        WaitReady(fd.Get(), POLLIN, deadline, "for bytes");
+        const ssize_t got = recv(fd.Get(), bytes.data(), count - taken, MSG_DONTWAIT);
+        if (got <= 0) {
+            ThrowErrno("raw peer: recv");
+        }
+        taken += static_cast<std::size_t>(got);
+    }
 }
 
 RawFrame RawConnection::ExpectRequest(unsigned int messageId)

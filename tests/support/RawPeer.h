@@ -37,6 +37,9 @@ public:
 
     RawFrame ReceiveFrame();
 
+    /// Takes \p count bytes of whatever comes, and drops them.
+    void TakeBytes(std::size_t count);
+
     /// Receives the next frame, which must be a request with this number.
     RawFrame ExpectRequest(unsigned int messageId);
 

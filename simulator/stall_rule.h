@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/src/deadline.h"
+
+#include <chrono>
+
+namespace sim {
+
+/// Tells a subscriber that keeps up from a stalled one, for which publishing no longer waits: its
+/// oldest queued notification is two seconds old. It is stalled until its backlog is empty. The age
+/// alone would not do: the oldest ones of a stalled subscriber are dropped, so the others are young.
+class StallRule {
+public:
+    using Clock = platform::Deadline::Clock;
+    static constexpr std::chrono::seconds limit{2};
+
+    /// \param clientNumber  for the lines on standard error, one at the beginning of a trouble and
+    ///                      one at its end
+    explicit StallRule(unsigned int clientNumber) : client(clientNumber) {}
+
+    bool IsStalled() const { return pace == Pace::Stalled; }
+
+    /// Notifications were dropped. \param why  said unless there is trouble already
+    void Lose(unsigned int count, const char* why);
+
+    /// Notifications are still queued, the oldest one since \p oldest.
+    void Judge(Clock::time_point oldest, Clock::time_point now);
+
+    /// No notification is queued any more.
+    void CatchUp() { End("has caught up; notifications lost: "); }
+
+    /// The client has gone.
+    void Leave() { End("has gone; notifications lost: "); }
+
+private:
+    enum class Pace { KeepsUp, LosesSome, Stalled };
+
+    void Begin(Pace trouble, const char* why);
+    void End(const char* how);
+
+    const unsigned int client;
+    Pace pace = Pace::KeepsUp;
+    unsigned int lost = 0;  ///< since it kept up
+};
+
+}  // namespace sim
