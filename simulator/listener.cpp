@@ -16,7 +16,7 @@ namespace {
 
 std::string Why() { return std::strerror(errno); }
 
-/// Makes the folders that the parts of \p name before the last stand for.
+/// Makes the folders that the parts of \p name before the last one name.
 bool MakeFolders(int folder, const std::string& name)
 {
     Descriptor parent(fcntl(folder, F_DUPFD_CLOEXEC, 0));
@@ -27,8 +27,8 @@ bool MakeFolders(int folder, const std::string& name)
         if (!parent || (mkdirat(parent.Get(), part.c_str(), 0700) != 0 && errno != EEXIST)) {
             return false;
         }
-        std::string nothingBehind;
-        parent = OpenParent(parent.Get(), part + "/", nothingBehind);
+        std::string rest;
+        parent = OpenParent(parent.Get(), part + "/", rest);
         start = slash + 1;
     }
     return static_cast<bool>(parent);
@@ -66,6 +66,12 @@ bool Listener::IsNamed(const struct stat& file, const std::string& name) const
            file.st_dev == named.st_dev && file.st_ino == named.st_ino;
 }
 
+bool Listener::Refuse(std::string& problem, const std::string& reason) const
+{
+    problem = path + reason;
+    return false;
+}
+
 bool Listener::Open(const std::string& name, std::string& problem)
 {
     return OpenFolder(name, problem) && Lock(problem) && RemoveStaleSocket(problem) &&
@@ -87,16 +93,14 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
         folder = OpenParent(directory.Fd(), name, fileName);
     }
     if (!folder) {
-        problem = path + ": the folder cannot be opened: " + Why();
-        return false;
+        return Refuse(problem, ": the folder cannot be opened: " + Why());
     }
     lockName = fileName + ".lock";
     // Through the descriptor: the folder cannot be swapped, and however long its path is, the name
     // alone has to fit a socket address.
     const std::string place = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
     if (place.size() >= sizeof address.sun_path) {
-        problem = path + ": the name is too long for a socket";
-        return false;
+        return Refuse(problem, ": the name is too long for a socket");
     }
     address.sun_family = AF_UNIX;
     place.copy(address.sun_path, place.size());
@@ -112,18 +116,16 @@ bool Listener::Lock(std::string& problem)
                                O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
                                0600));
         if (!file || fstat(file.Get(), &found) != 0) {
-            problem = path + ".lock: cannot be opened: " + Why();
-            return false;
+            return Refuse(problem, ".lock: cannot be opened: " + Why());
         }
         if (!S_ISREG(found.st_mode)) {
-            problem = path + ".lock: is not a file";
-            return false;
+            return Refuse(problem, ".lock: is not a file");
         }
         while (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
             if (errno != EINTR) {
-                problem = errno == EWOULDBLOCK ? path + ": another service runs under this name"
-                                               : path + ".lock: cannot be locked: " + Why();
-                return false;
+                return Refuse(problem, errno == EWOULDBLOCK
+                                           ? ": another service runs under this name"
+                                           : ".lock: cannot be locked: " + Why());
             }
         }
         lock = std::move(file);
@@ -136,11 +138,7 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
 {
     struct stat found {};
     if (fstatat(folder.Get(), fileName.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
-        if (errno == ENOENT) {
-            return true;
-        }
-        problem = path + ": " + Why();
-        return false;
+        return errno == ENOENT || Refuse(problem, ": " + Why());
     }
     if (!S_ISSOCK(found.st_mode)) {
         problem = path + ": is there already and not a socket; left as it is";
@@ -154,8 +152,7 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
         return false;
     }
     if (errno != ECONNREFUSED || unlinkat(folder.Get(), fileName.c_str(), 0) != 0) {
-        problem = path + ": the stale socket cannot be removed: " + Why();
-        return false;
+        return Refuse(problem, ": the stale socket cannot be removed: " + Why());
     }
     return true;
 }
@@ -167,14 +164,9 @@ bool Listener::Bind(std::string& problem)
     if (!socketFd || fchmod(socketFd.Get(), 0600) != 0 ||
         bind(socketFd.Get(), Generic(address), sizeof address) != 0 ||
         fstatat(folder.Get(), fileName.c_str(), &bound, AT_SYMLINK_NOFOLLOW) != 0) {
-        problem = path + ": no socket can be made there: " + Why();
-        return false;
+        return Refuse(problem, ": no socket can be made there: " + Why());
     }
-    if (listen(socketFd.Get(), SOMAXCONN) != 0) {
-        problem = path + ": " + Why();
-        return false;
-    }
-    return true;
+    return listen(socketFd.Get(), SOMAXCONN) == 0 || Refuse(problem, ": " + Why());
 }
 
 }  // namespace sim

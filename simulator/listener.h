@@ -30,6 +30,7 @@ private:
     bool Lock(std::string& problem);
     bool RemoveStaleSocket(std::string& problem) const;
     bool Bind(std::string& problem);
+    bool Refuse(std::string& problem, const std::string& reason) const;
     bool IsNamed(const struct stat& file, const std::string& name) const;
 
     platform::MessagingDirectory directory;

@@ -200,10 +200,11 @@ std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& fra
 std::size_t PeerTable::Distribute(unsigned int subscription, const SharedFrame& frame)
 {
     std::size_t receivers = 0;
+    const auto now = Deadline::Clock::now();
     for (const auto& peer : peers) {
         if (peer->subscriptions.Include(subscription)) {
             ++receivers;
-            if (!frame || !Queue(*peer, frame)) {
+            if (!frame || !Queue(*peer, frame, now)) {
                 peer->stall.Lose(1, "there is no memory for its notifications");
             }
         }
@@ -212,14 +213,14 @@ std::size_t PeerTable::Distribute(unsigned int subscription, const SharedFrame& 
 }
 
 /// \return false when there is no memory: publishing has no caller that could be refused
-bool PeerTable::Queue(Peer& peer, const SharedFrame& frame)
+bool PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::time_point now)
 {
     if (!peer.stall.IsStalled() && !peer.backlog.HasRoomFor(1, frame->size())) {
         Flush(peer);
     }
     peer.PrepareForNotifications();
     try {
-        const unsigned int dropped = peer.backlog.AddNotification(frame);
+        const unsigned int dropped = peer.backlog.AddNotification(frame, now);
         if (dropped > 0) {
             peer.stall.Lose(dropped, "reads too slowly; its oldest notifications are lost");
         }

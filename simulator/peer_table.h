@@ -85,7 +85,7 @@ public:
 private:
     std::size_t Distribute(unsigned int subscription, const SharedFrame& frame);
     bool HasRoom(Peer& peer, std::size_t size);
-    bool Queue(Peer& peer, const SharedFrame& frame);
+    bool Queue(Peer& peer, const SharedFrame& frame, platform::Deadline::Clock::time_point now);
     void QueueForFlush(Peer& peer);
     void LimitIncompleteBytes();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);

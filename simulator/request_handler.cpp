@@ -31,9 +31,9 @@ unsigned char* QueueReply(Peer& peer, unsigned int messageId, unsigned int corre
 }  // namespace
 
 RequestHandler::RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
-                               const Commentary& commentaryToGive, Audience& everybody)
+                               const Commentary& commentaryToGive, Audience& audienceToReach)
     : faults(faultsToMake), journal(journalToKeep), commentary(commentaryToGive),
-      audience(everybody), service(faultsToMake)
+      audience(audienceToReach), service(faultsToMake)
 {
 }
 

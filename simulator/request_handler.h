@@ -20,7 +20,7 @@ public:
     };
 
     RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
-                   const Commentary& commentaryToGive, Audience& everybody);
+                   const Commentary& commentaryToGive, Audience& audienceToReach);
 
     static bool IsQuit(const platform::FrameHeader& header);
 

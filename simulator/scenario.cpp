@@ -76,23 +76,151 @@ public:
     }
 
     /// \return false with the reason in Reason()
-    bool ParseLine(const std::string& line, Scenario& scenario);
+    bool ParseLine(const std::string& line, Scenario& scenario)
+    {
+        const Words words = SplitWords(line);
+        if (words.empty()) {
+            return true;
+        }
+        std::string key;
+        for (const std::string& word : words) {
+            key += word + ' ';
+        }
+        const auto known = publications.find(key);
+        Directive directive;
+        if (known != publications.end()) {
+            directive = known->second;
+        } else if (!ParseWords(words, directive)) {
+            return false;
+        } else if (directive.kind == Directive::Kind::Publish) {
+            publications.emplace(key, directive);
+        }
+        scenario.push_back(directive);
+        return true;
+    }
 
     const std::string& Reason() const { return reason; }
 
 private:
-    bool ParseWords(const Words& words, Directive& directive);
-    bool ParseSleep(const Words& words, Directive& directive);
-    bool ParseWait(const Words& words, Directive& directive);
-    bool ParseRegionData(const Words& words, Directive& directive);
-    bool ParseVisibility(const Words& words, Directive& directive);
-    bool ParsePalette(const Words& words, Directive& directive);
+    bool ParseWords(const Words& words, Directive& directive)
+    {
+        static const struct {
+            const char* word;
+            std::size_t words;
+            const char* arguments;
+            bool (Parser::*parse)(const Words& words, Directive& directive);
+        } directives[] = {
+            {"sleep", 2, " MILLISECONDS", &Parser::ParseSleep},
+            {"wait-subscribers", 2, " SUBSCRIPTION", &Parser::ParseWait},
+            {"region-data", 4, " REGION FORMAT DATA", &Parser::ParseRegionData},
+            {"visibility", 3, " REGION t|f", &Parser::ParseVisibility},
+            {"palette", 5, " REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
+        };
+        for (const auto& known : directives) {
+            if (words[0] == known.word) {
+                return words.size() == known.words
+                           ? (this->*known.parse)(words, directive)
+                           : Refuse("expected: " + words[0] + known.arguments);
+            }
+        }
+        return Refuse("unknown directive " + Quoted(words[0]));
+    }
 
-    bool Byte(const std::string& word, const char* what, unsigned char& value);
-    bool TrueOrFalse(const std::string& word, const char* what, bool& value);
-    bool Bytes(const std::string& word, std::vector<unsigned char>& bytes);
+    bool ParseSleep(const Words& words, Directive& directive)
+    {
+        directive.kind = Directive::Kind::Sleep;
+        return ParseNumber(words[1].data(), words[1].size(), 10, directive.number) ||
+               Refuse(Quoted(words[1]) + " is not a number of milliseconds");
+    }
+
+    bool ParseWait(const Words& words, Directive& directive)
+    {
+        directive.kind = Directive::Kind::WaitSubscribers;
+        return (ParseNumber(words[1].data(), words[1].size(), 10, directive.number) &&
+                Subscriptions::Exists(directive.number)) ||
+               Refuse("there is no subscription " + Quoted(words[1]) +
+                      "; there are 1, 2, 3, 4, 6, 10 and 12");
+    }
+
+    bool ParseRegionData(const Words& words, Directive& directive)
+    {
+        RegionDataItem record;
+        return Byte(words[1], "region", record.regionId) &&
+               Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
+               Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem,
+                      record, directive);
+    }
+
+    bool ParseVisibility(const Words& words, Directive& directive)
+    {
+        RegionVisItem record;
+        bool visible = false;
+        if (!Byte(words[1], "region", record.regionId) ||
+            !TrueOrFalse(words[2], "visible", visible)) {
+            return false;
+        }
+        record.visible = visible;
+        return Finish(subscriptions::regionVisibility, messages::regionVisItem, record, directive);
+    }
+
+    bool ParsePalette(const Words& words, Directive& directive)
+    {
+        PaletteItem record;
+        return Byte(words[1], "region", record.regionId) &&
+               Byte(words[2], "background code", record.backgroundCode) &&
+               TrueOrFalse(words[3], "fill", record.fill) && Bytes(words[4], record.paletteData) &&
+               Finish(subscriptions::palette, messages::paletteItem, record, directive);
+    }
+
+    bool Byte(const std::string& word, const char* what, unsigned char& value)
+    {
+        unsigned int number = 0;
+        if (!ParseNumber(word.data(), word.size(), 10, number) || number > 255) {
+            return Refuse(std::string(what) + " " + Quoted(word) +
+                          " is not a number from 0 to 255");
+        }
+        value = static_cast<unsigned char>(number);
+        return true;
+    }
+
+    bool TrueOrFalse(const std::string& word, const char* what, bool& value)
+    {
+        value = word == "t";
+        return value || word == "f" ||
+               Refuse(std::string(what) + " " + Quoted(word) + " is not t or f");
+    }
+
+    bool Bytes(const std::string& word, std::vector<unsigned char>& bytes)
+    {
+        if (word == "-") {
+            return true;
+        }
+        if (word[0] != '@') {
+            return ParseHex(word, bytes) || Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
+        }
+        const std::string name = word.substr(1);
+        std::string contents;
+        std::string problem;
+        if (!ReadFileContents(name[0] == '/' ? name : folder + name, maxPayload, contents,
+                              problem)) {
+            return Refuse(Quoted(word) + " cannot be read: " + problem);
+        }
+        bytes.assign(contents.begin(), contents.end());
+        return true;
+    }
+
     bool Finish(unsigned int subscription, unsigned int itemId, const Item& record,
-                Directive& directive);
+                Directive& directive)
+    {
+        if (record.EncodedSize() > maxPayload) {
+            return Refuse("a record of more than 16 MiB");
+        }
+        directive.kind = Directive::Kind::Publish;
+        directive.number = subscription;
+        directive.frame = EncodeNotification(subscription, itemId, record);
+        return directive.frame || Refuse("there is no memory for it");
+    }
+
     bool Refuse(const std::string& why)
     {
         reason = why;
@@ -104,144 +232,6 @@ private:
     /// A line that is there a thousand times is encoded once.
     std::unordered_map<std::string, Directive> publications;
 };
-
-bool Parser::ParseLine(const std::string& line, Scenario& scenario)
-{
-    const Words words = SplitWords(line);
-    if (words.empty()) {
-        return true;
-    }
-    std::string key;
-    for (const std::string& word : words) {
-        key += word + ' ';
-    }
-    const auto known = publications.find(key);
-    Directive directive;
-    if (known != publications.end()) {
-        directive = known->second;
-    } else if (!ParseWords(words, directive)) {
-        return false;
-    } else if (directive.kind == Directive::Kind::Publish) {
-        publications.emplace(key, directive);
-    }
-    scenario.push_back(directive);
-    return true;
-}
-
-bool Parser::ParseWords(const Words& words, Directive& directive)
-{
-    static const struct {
-        const char* word;
-        std::size_t words;
-        const char* arguments;
-        bool (Parser::*parse)(const Words& words, Directive& directive);
-    } directives[] = {
-        {"sleep", 2, " MILLISECONDS", &Parser::ParseSleep},
-        {"wait-subscribers", 2, " SUBSCRIPTION", &Parser::ParseWait},
-        {"region-data", 4, " REGION FORMAT DATA", &Parser::ParseRegionData},
-        {"visibility", 3, " REGION t|f", &Parser::ParseVisibility},
-        {"palette", 5, " REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
-    };
-    for (const auto& known : directives) {
-        if (words[0] == known.word) {
-            return words.size() == known.words ? (this->*known.parse)(words, directive)
-                                               : Refuse("expected: " + words[0] + known.arguments);
-        }
-    }
-    return Refuse("unknown directive " + Quoted(words[0]));
-}
-
-bool Parser::ParseSleep(const Words& words, Directive& directive)
-{
-    directive.kind = Directive::Kind::Sleep;
-    return ParseNumber(words[1].data(), words[1].size(), 10, directive.number) ||
-           Refuse(Quoted(words[1]) + " is not a number of milliseconds");
-}
-
-bool Parser::ParseWait(const Words& words, Directive& directive)
-{
-    directive.kind = Directive::Kind::WaitSubscribers;
-    return (ParseNumber(words[1].data(), words[1].size(), 10, directive.number) &&
-            Subscriptions::Exists(directive.number)) ||
-           Refuse("there is no subscription " + Quoted(words[1]) +
-                  "; there are 1, 2, 3, 4, 6, 10 and 12");
-}
-
-bool Parser::ParseRegionData(const Words& words, Directive& directive)
-{
-    RegionDataItem record;
-    return Byte(words[1], "region", record.regionId) &&
-           Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
-           Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem, record,
-                  directive);
-}
-
-bool Parser::ParseVisibility(const Words& words, Directive& directive)
-{
-    RegionVisItem record;
-    bool visible = false;
-    if (!Byte(words[1], "region", record.regionId) || !TrueOrFalse(words[2], "visible", visible)) {
-        return false;
-    }
-    record.visible = visible;
-    return Finish(subscriptions::regionVisibility, messages::regionVisItem, record, directive);
-}
-
-bool Parser::ParsePalette(const Words& words, Directive& directive)
-{
-    PaletteItem record;
-    return Byte(words[1], "region", record.regionId) &&
-           Byte(words[2], "background code", record.backgroundCode) &&
-           TrueOrFalse(words[3], "fill", record.fill) && Bytes(words[4], record.paletteData) &&
-           Finish(subscriptions::palette, messages::paletteItem, record, directive);
-}
-
-bool Parser::Byte(const std::string& word, const char* what, unsigned char& value)
-{
-    unsigned int number = 0;
-    if (!ParseNumber(word.data(), word.size(), 10, number) || number > 255) {
-        return Refuse(std::string(what) + " " + Quoted(word) + " is not a number from 0 to 255");
-    }
-    value = static_cast<unsigned char>(number);
-    return true;
-}
-
-bool Parser::TrueOrFalse(const std::string& word, const char* what, bool& value)
-{
-    value = word == "t";
-    return value || word == "f" ||
-           Refuse(std::string(what) + " " + Quoted(word) + " is not t or f");
-}
-
-bool Parser::Bytes(const std::string& word, std::vector<unsigned char>& bytes)
-{
-    if (word == "-") {
-        return true;
-    }
-    if (word[0] != '@') {
-        return ParseHex(word, bytes) || Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
-    }
-    const std::string name = word.substr(1);
-    std::string contents;
-    std::string problem;
-    if (!ReadFileContents(name[0] == '/' ? name : folder + name, maxPayload, contents, problem)) {
-        return Refuse(Quoted(word) + " cannot be read: " + problem);
-    }
-    bytes.assign(contents.begin(), contents.end());
-    return true;
-}
-
-bool Parser::Finish(unsigned int subscription, unsigned int itemId, const Item& record,
-                    Directive& directive)
-{
-    if (record.EncodedSize() > maxPayload) {
-        return Refuse("a record of more than 16 MiB");
-    }
-    directive.kind = Directive::Kind::Publish;
-    directive.number = subscription;
-    directive.frame = EncodeNotification(subscription, itemId, record);
-    return directive.frame || Refuse("there is no memory for it");
-}
 
 }  // namespace
 

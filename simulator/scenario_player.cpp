@@ -14,8 +14,9 @@ constexpr std::chrono::milliseconds idlePass{100};
 
 }  // namespace
 
-ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audience& everybody)
-    : scenario(scenarioToPlay), loop(repeat), audience(everybody)
+ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat,
+                               Audience& audienceToReach)
+    : scenario(scenarioToPlay), loop(repeat), audience(audienceToReach)
 {
 }
 
@@ -62,7 +63,7 @@ ScenarioPlayer::Step ScenarioPlayer::PlaySleep(unsigned int milliseconds)
         return Step::Done;
     }
     sleeps = true;
-    passReachedAnyone = true;
+    passTakesTime = true;
     RestUntil(Clock::now() + std::chrono::milliseconds(milliseconds));
     return Step::MustWait;
 }
@@ -72,7 +73,7 @@ ScenarioPlayer::Step ScenarioPlayer::PlayPublication(const Directive& directive,
     const std::uint64_t size = directive.frame->size();
     switch (audience.ReadinessFor(directive.number, directive.frame->size())) {
     case Audience::Readiness::Full: return Step::MustWait;
-    case Audience::Readiness::Ready: passReachedAnyone = true; break;
+    case Audience::Readiness::Ready: passTakesTime = true; break;
     case Audience::Readiness::NoReader: break;
     }
     budget.Spend(size * audience.Publish(directive.number, directive.frame));
@@ -81,10 +82,10 @@ ScenarioPlayer::Step ScenarioPlayer::PlayPublication(const Directive& directive,
 
 void ScenarioPlayer::StartAgain()
 {
-    if (!passReachedAnyone) {
+    if (!passTakesTime) {
         RestUntil(Clock::now() + idlePass);
     }
-    passReachedAnyone = false;
+    passTakesTime = false;
     next = 0;
 }
 

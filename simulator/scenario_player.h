@@ -15,7 +15,7 @@ public:
     /// Nothing to do at any time; only something that happens can change that.
     static constexpr int waitForEvent = -1;
 
-    ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audience& everybody);
+    ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audience& audienceToReach);
 
     /// Plays this turn's share.
     /// \return milliseconds after which there is more to do, or waitForEvent
@@ -40,7 +40,7 @@ private:
     bool sleeps = false;  ///< the sleep at `next` has begun
     bool rests = false;   ///< `restEnd` is still to come
     Clock::time_point restEnd{};
-    bool passReachedAnyone = false;  ///< a reader, or a sleep: this pass took its time
+    bool passTakesTime = false;  ///< it has a reader or sleeps
 };
 
 }  // namespace sim

@@ -1,5 +1,6 @@
 #include "simulator/server.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -13,6 +14,7 @@ using namespace platform;
 namespace {
 
 constexpr int lastFlushMs = 1000;
+constexpr int longestFlushWaitMs = 100;
 
 }  // namespace
 
@@ -54,7 +56,7 @@ void Server::Turn(int waitMs)
 {
     epoll_event events[Poller::maxEvents];
     const int count = poller.Wait(events, waitMs);
-    for (int i = 0; i < count && !ending; ++i) {
+    for (int i = 0; i < count; ++i) {
         void* const tag = events[i].data.ptr;
         if (tag == &signals) {
             ending = true;
@@ -83,7 +85,7 @@ int Server::NextWaitMs(int playerMs) const
 /// One at a time: asking once more whether there is another one costs as much as taking one in.
 void Server::AcceptPeer()
 {
-    if (peers.IsFull()) {
+    if (ending || peers.IsFull()) {
         acceptor.Pause();
         return;
     }
@@ -167,11 +169,7 @@ void Server::FlushAtTheEnd()
     peers.StopReading();
     peers.FlushPublished();
     while (peers.OwesAnything() && !deadline.HasPassed()) {
-        epoll_event events[Poller::maxEvents];
-        const int count = poller.Wait(events, deadline.RemainingMs());
-        for (int i = 0; i < count; ++i) {
-            OnPeer(*static_cast<Peer*>(events[i].data.ptr), events[i].events);
-        }
+        Turn(std::min(deadline.RemainingMs(), longestFlushWaitMs));
         peers.BuryDropped();
     }
 }

@@ -14,8 +14,7 @@ public:
     using Clock = platform::Deadline::Clock;
     static constexpr std::chrono::seconds limit{2};
 
-    /// \param clientNumber  for the lines on standard error, one at the beginning of a trouble and
-    ///                      one at its end
+    /// \param clientNumber  for the lines that say when a trouble begins and when it ends
     explicit StallRule(unsigned int clientNumber) : client(clientNumber) {}
 
     bool IsStalled() const { return pace == Pace::Stalled; }

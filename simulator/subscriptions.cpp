@@ -2,6 +2,9 @@
 
 #include "platform/src/wire_format.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace sim {
 
 using namespace platform;
@@ -21,15 +24,7 @@ constexpr struct {
     {subscriptions::palette, messages::paletteItem},
 };
 
-/// A bit for each number that \p number covers; none when there is no such subscription.
-unsigned int CoveredBy(unsigned int number)
-{
-    unsigned int bits = 0;
-    for (const auto& other : all) {
-        bits |= subscriptions::Covers(number, other.number) ? 1u << other.number : 0;
-    }
-    return bits;
-}
+constexpr unsigned int Bit(unsigned int number) { return 1u << number; }
 
 }  // namespace
 
@@ -37,7 +32,7 @@ bool Subscriptions::Add(unsigned int number, unsigned int itemId)
 {
     for (const auto& one : all) {
         if (one.number == number && one.itemId == itemId) {
-            Hold(held | 1u << number);
+            held |= Bit(number);
             return true;
         }
     }
@@ -46,19 +41,23 @@ bool Subscriptions::Add(unsigned int number, unsigned int itemId)
 
 bool Subscriptions::Remove(unsigned int number)
 {
-    Hold(held & ~CoveredBy(number));
+    for (const auto& one : all) {
+        held &= subscriptions::Covers(number, one.number) ? ~Bit(one.number) : ~0u;
+    }
     return Exists(number);
 }
 
-bool Subscriptions::Exists(unsigned int number) { return CoveredBy(number) != 0; }
-
-void Subscriptions::Hold(unsigned int numbers)
+bool Subscriptions::Include(unsigned int number) const
 {
-    held = numbers;
-    covered = 0;
-    for (const auto& one : all) {
-        covered |= (held >> one.number & 1) != 0 ? CoveredBy(one.number) : 0;
-    }
+    return held != 0 && std::any_of(std::begin(all), std::end(all), [=](const auto& one) {
+               return (held & Bit(one.number)) != 0 && subscriptions::Covers(one.number, number);
+           });
+}
+
+bool Subscriptions::Exists(unsigned int number)
+{
+    return std::any_of(std::begin(all), std::end(all),
+                       [=](const auto& one) { return one.number == number; });
 }
 
 }  // namespace sim

@@ -12,19 +12,16 @@ public:
     /// \return whether there is a subscription of that number
     bool Remove(unsigned int number);
 
-    void Clear() { held = covered = 0; }
+    void Clear() { held = 0; }
 
-    /// Whether what is published under \p number, one that exists, goes to this peer.
-    bool Include(unsigned int number) const { return (covered >> number & 1) != 0; }
+    /// Whether what is published under \p number goes to this peer.
+    bool Include(unsigned int number) const;
 
     /// Whether \p number is one of the service's subscriptions.
     static bool Exists(unsigned int number);
 
 private:
-    void Hold(unsigned int numbers);
-
-    unsigned int held = 0;     ///< a bit for each number
-    unsigned int covered = 0;  ///< a bit for each number that the held ones cover
+    unsigned int held = 0;  ///< a bit for each number
 };
 
 }  // namespace sim
