@@ -7,7 +7,7 @@ public:
 
     /// Fills every field from the encoded record at \p payload. The length is not checked here:
     /// the endpoint has checked it against the bytes that arrived before any callback runs. When
-    /// there is no memory for the data, the data is left empty.
+    /// there is no memory for the data, throws std::bad_alloc and leaves the data empty.
     virtual void Decode(unsigned char* payload) = 0;
 
     /// Writes EncodedSize() bytes to \p payload.

@@ -6,11 +6,9 @@
 
 #include <IpcMessage.h>
 
-#include <cctype>
-#include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <iostream>
-#include <limits>
+#include <system_error>
 
 using namespace platform;
 
@@ -21,34 +19,19 @@ constexpr int configured = 1;
 constexpr int mistaken = 2;
 constexpr int acted = 3;
 
-int GetLogLevel(LinxIpc& ipc, const std::string& server, unsigned int& level)
+void ReportFailure(const char* action, const std::string& server, const char* why,
+                   const std::string& detail = {})
 {
-    IpcMessage request;
-    IpcMessage reply;
-    int error = request.Allocate(messages::getLogLevel, 0, nullptr);
-    if (error == 0) {
-        error = ConfirmedRequest(ipc, server, request, messages::getLogLevel, timeoutMs, &reply);
-    }
-    if (error == 0) {
-        level = GetU32(reply.Payload() + 4);
-    }
-    return error;
+    std::cerr << "Error " << action << " the log level of " << server << ": " << why << detail
+              << std::endl;
 }
 
 /// \return whether \p text is a decimal number of 32 bits and nothing else
 bool ReadLevel(const std::string& text, unsigned int& level)
 {
-    if (text.empty() || !std::isdigit(static_cast<unsigned char>(text[0]))) {
-        return false;
-    }
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long value = std::strtoull(text.c_str(), &end, 10);
-    if (errno != 0 || *end != '\0' || value > std::numeric_limits<unsigned int>::max()) {
-        return false;
-    }
-    level = static_cast<unsigned int>(value);
-    return true;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, level);
+    return read.ec == std::errc() && read.ptr == end;
 }
 
 }  // namespace
@@ -59,36 +42,30 @@ int CommonCli::PostInit() { return configured; }
 
 int CommonCli::SetLogLevel(LinxIpc& ipc, const std::string& server, unsigned int level)
 {
-    IpcMessage request;
-    int error = request.Allocate(messages::setLogLevel, 4, nullptr);
-    if (error == 0) {
-        PutU32(request.Payload(), level);
-        error = ConfirmedRequest(ipc, server, request, messages::setLogLevel, timeoutMs);
-    }
+    IpcMessage message;
+    const int error =
+        ConfirmedRequest(ipc, server, message, messages::setLogLevel, {level}, timeoutMs);
     if (error != 0) {
-        std::cerr << "Error setting the log level of " << server << ": " << WhyRequestFailed(error)
-                  << std::endl;
-        return 0;
+        ReportFailure("setting", server, WhyRequestFailed(error));
     }
-    return 1;
+    return error == 0 ? 1 : 0;
 }
 
 int CommonCli::HandleLogLevel(LinxIpc& ipc, const std::string& server)
 {
-    unsigned int level = 0;
-    const int error = GetLogLevel(ipc, server, level);
+    IpcMessage message;
+    const int error = ConfirmedRequest(ipc, server, message, messages::getLogLevel, {}, timeoutMs);
     if (error != 0) {
-        std::cerr << "Error getting the log level of " << server << ": " << WhyRequestFailed(error)
-                  << std::endl;
+        ReportFailure("getting", server, WhyRequestFailed(error));
         return mistaken;
     }
-    std::cout << "Log level of " << server << " is " << level << std::endl
+    std::cout << "Log level of " << server << " is " << GetU32(message.Payload() + 4) << std::endl
               << "New log level (a sum of bits, 2 for errors, 8 for notes): " << std::flush;
     std::string answer;
     std::cin >> answer;
+    unsigned int level = 0;
     if (!ReadLevel(answer, level)) {
-        std::cerr << "Error setting the log level of " << server
-                  << ": not a number from 0 to 4294967295: " << answer << std::endl;
+        ReportFailure("setting", server, "not a number from 0 to 4294967295: ", answer);
         return mistaken;
     }
     return SetLogLevel(ipc, server, level) == 1 ? acted : mistaken;

@@ -1,6 +1,5 @@
 #include <SubscribeClient.h>
 
-#include "platform/src/big_endian.h"
 #include "platform/src/confirmed_request.h"
 #include "platform/src/endpoint.h"
 
@@ -8,6 +7,24 @@
 #include <LinxIpc.h>
 
 using namespace platform;
+
+namespace {
+
+/// The reply takes the place of the request, whose memory is enough for it: once the service has
+/// accepted, nothing fails any more.
+int Change(Endpoint& endpoint, const std::string& server, unsigned int messageId,
+           std::initializer_list<unsigned int> numbers, int timeoutMs, const Subscription& wanted)
+{
+    IpcMessage message;
+    int error = MakeRequest(message, messageId, numbers);
+    if (error == 0) {
+        error = endpoint.Request(server, message, messages::ReplyTo(messageId), timeoutMs, &message,
+                                 &wanted);
+    }
+    return Confirmation(error, message);
+}
+
+}  // namespace
 
 SubscribeClient::SubscribeClient(LinxIpc& endpoint, const std::string& service,
                                  int requestTimeoutMs)
@@ -18,31 +35,12 @@ SubscribeClient::SubscribeClient(LinxIpc& endpoint, const std::string& service,
 int SubscribeClient::Subscribe(unsigned subscription, unsigned itemId, Item&,
                                void (*callback)(LinxIpc*, void*), void* userData)
 {
-    IpcMessage request;
-    int error = request.Allocate(messages::subscribe, 8, nullptr);
-    if (error != 0) {
-        return error;
-    }
-    PutU32(request.Payload(), subscription);
-    PutU32(request.Payload() + 4, itemId);
-    error = ipc.endpoint.BeginSubscription(
-        server, {subscription, itemId, callback, userData, /*accepted*/ false});
-    if (error != 0) {
-        return error;
-    }
-    error = ConfirmedRequest(ipc, server, request, messages::subscribe, timeoutMs);
-    ipc.endpoint.SettleSubscription(subscription, error == 0);
-    return error;
+    return Change(ipc.endpoint, server, messages::subscribe, {subscription, itemId}, timeoutMs,
+                  {subscription, itemId, callback, userData});
 }
 
 int SubscribeClient::Unsubscribe(unsigned subscription)
 {
-    ipc.endpoint.EndSubscription(subscription);
-    IpcMessage request;
-    const int error = request.Allocate(messages::unsubscribe, 4, nullptr);
-    if (error != 0) {
-        return error;
-    }
-    PutU32(request.Payload(), subscription);
-    return ConfirmedRequest(ipc, server, request, messages::unsubscribe, timeoutMs);
+    return Change(ipc.endpoint, server, messages::unsubscribe, {subscription}, timeoutMs,
+                  {subscription, 0, nullptr, nullptr, /*ends*/ true});
 }

@@ -35,21 +35,15 @@ int SubtitleClient::SetPaletteData(PaletteItem& item)
 
 int SubtitleClient::InvertRegionData(unsigned regionId)
 {
-    IpcMessage request;
-    const int error = request.Allocate(messages::invertRegionData, 4, nullptr);
-    if (error != 0) {
-        return error;
-    }
-    PutU32(request.Payload(), regionId);
-    return ConfirmedRequest(ipc, server, request, messages::invertRegionData, timeoutMs);
+    IpcMessage message;
+    return ConfirmedRequest(ipc, server, message, messages::invertRegionData, {regionId},
+                            timeoutMs);
 }
 
 int SubtitleClient::RefreshRegions()
 {
-    IpcMessage request;
-    const int error = request.Allocate(messages::refreshRegions, 0, nullptr);
-    return error != 0 ? error
-                      : ConfirmedRequest(ipc, server, request, messages::refreshRegions, timeoutMs);
+    IpcMessage message;
+    return ConfirmedRequest(ipc, server, message, messages::refreshRegions, {}, timeoutMs);
 }
 
 bool SubtitleClient::SendSensorUpdate(e_Sensors sensor, bool on)

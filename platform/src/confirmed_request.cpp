@@ -11,18 +11,37 @@
 
 namespace platform {
 
-int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& request,
-                     unsigned int messageId, int timeoutMs, IpcMessage* reply)
+int MakeRequest(IpcMessage& message, unsigned int messageId,
+                std::initializer_list<unsigned int> numbers)
 {
-    IpcMessage confirmation;
-    IpcMessage& answer = reply ? *reply : confirmation;
-    const int error =
-        ipc.Request(server, request, messages::ReplyTo(messageId), timeoutMs, &answer);
-    if (error != 0) {
-        return error;
+    const auto length = static_cast<unsigned int>(4 * numbers.size());
+    const int error = message.Allocate(messageId, length, nullptr);
+    unsigned char* to = message.Payload();
+    for (const unsigned int* number = numbers.begin(); error == 0 && number != numbers.end();
+         ++number, to += 4) {
+        PutU32(to, *number);
     }
-    const bool isAccepted = GetU32(answer.Payload()) == static_cast<unsigned int>(Result::Accepted);
-    return isAccepted ? 0 : EREMOTEIO;
+    return error;
+}
+
+int Confirmation(int error, IpcMessage& reply)
+{
+    return error != 0 ? error : IsAcceptance(reply.Payload()) ? 0 : EREMOTEIO;
+}
+
+int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
+                     unsigned int messageId, int timeoutMs)
+{
+    return Confirmation(
+        ipc.Request(server, message, messages::ReplyTo(messageId), timeoutMs, &message), message);
+}
+
+int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
+                     unsigned int messageId, std::initializer_list<unsigned int> numbers,
+                     int timeoutMs)
+{
+    const int error = MakeRequest(message, messageId, numbers);
+    return error != 0 ? error : ConfirmedRequest(ipc, server, message, messageId, timeoutMs);
 }
 
 const char* WhyRequestFailed(int error)

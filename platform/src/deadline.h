@@ -21,12 +21,9 @@ public:
     bool HasPassed() const { return limited && Clock::now() >= at; }
 
     /// This point in time or \p other, whichever comes first.
-    Deadline Sooner(Clock::time_point other) const
+    Deadline Sooner(const Deadline& other) const
     {
-        Deadline sooner = *this;
-        sooner.at = limited && at < other ? at : other;
-        sooner.limited = true;
-        return sooner;
+        return !limited || (other.limited && other.at < at) ? other : *this;
     }
 
     /// Milliseconds left, rounded up, so that a wait of that length never ends early; -1 for no

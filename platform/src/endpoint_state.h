@@ -10,18 +10,55 @@
 
 namespace platform {
 
-/// What all calls on one endpoint share. Everything but the directory, which does not change once
-/// it is open, is guarded by the mutex; nobody holds that in a system call that can wait, or in a
+using Lock = std::unique_lock<std::mutex>;
+
+/// Runs an action at the end of a block, however the block ends.
+template <typename Action>
+class AtEnd {
+public:
+    explicit AtEnd(Action atEnd) : action(atEnd) {}
+    ~AtEnd() { action(); }
+    AtEnd(const AtEnd&) = delete;
+    AtEnd& operator=(const AtEnd&) = delete;
+
+private:
+    Action action;
+};
+
+/// Gives the lock up for a system call, a callback or a log entry.
+inline auto Unlocked(Lock& lock)
+{
+    lock.unlock();
+    return AtEnd([&lock] { lock.lock(); });
+}
+
+/// What all calls on one endpoint share. The mutex guards everything but the directory, which may
+/// be used without it once it is open. No call holds it in a system call that can wait, or in a
 /// callback.
 struct EndpointState {
-    using Lock = std::unique_lock<std::mutex>;
-
     /// Waits until something changed or \p deadline passed. \return false when it has passed
-    bool WaitForChange(Lock& lock, const Deadline& deadline);
+    bool WaitForChange(Lock& lock, const Deadline& deadline)
+    {
+        if (deadline.IsLimited()) {
+            return changed.wait_until(lock, deadline.At()) == std::cv_status::no_timeout;
+        }
+        changed.wait(lock);
+        return true;
+    }
+
+    /// A role that one call at a time has: reading, sending or connecting. Its end wakes the others.
+    auto Take(bool& role)
+    {
+        role = true;
+        return AtEnd([this, &role] {
+            role = false;
+            changed.notify_all();
+        });
+    }
 
     std::mutex mutex;
-    /// Something that a call may wait for happened: a reply or a notification came, a connection
-    /// can be read or written by another one, the endpoint was closed.
+    /// Something that a call may wait for happened: a reply or a notification came, a role became
+    /// free, a connection was lost, the endpoint was closed.
     std::condition_variable changed;
     bool closed = false;
 
@@ -29,6 +66,7 @@ struct EndpointState {
     std::string publisher;  ///< the one service that notifications are subscribed from
     SubscriptionTable subscriptions;
     NotificationQueue notifications;
+    unsigned int lastCorrelation = 0;  ///< of a request to any service
 };
 
 }  // namespace platform

@@ -45,15 +45,9 @@ std::string ConfiguredPath()
 
 bool IsPart(const std::string& part)
 {
-    if (part.empty() || part == "." || part == ".." || part.size() > NAME_MAX) {
-        return false;
-    }
-    for (const char c : part) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            return false;
-        }
-    }
-    return true;
+    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
+    return !part.empty() && part != "." && part != ".." && part.size() <= NAME_MAX &&
+           std::none_of(part.begin(), part.end(), isControl);
 }
 
 /// Connecting is the one step that can wait: a service that is stopped and has a full backlog.
@@ -62,9 +56,7 @@ void LimitConnect(int fd, const Deadline& deadline)
     // Asked once: a limit of 0 would be none.
     const int left = deadline.RemainingMs();
     const int ms = deadline.IsLimited() ? std::max(left, 1) : 0;
-    timeval limit{};
-    limit.tv_sec = ms / 1000;
-    limit.tv_usec = ms % 1000 * 1000;
+    const timeval limit{ms / 1000, ms % 1000 * 1000};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
@@ -102,47 +94,104 @@ int CheckSocketFile(int folder, const std::string& name)
     return S_ISSOCK(found.st_mode) ? 0 : ENOTSOCK;
 }
 
-}  // namespace
-
-int MessagingDirectory::Refuse(int error, const std::string& reason)
+bool IsSymlink(const std::string& path)
 {
-    problem = "messaging directory " + path + ": " + reason;
-    folder = Descriptor();
-    return error;
+    struct stat found {};
+    return lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
 }
+
+/// The umask may have taken rights away from the folder that this call has just made at \p path.
+/// Opened as a place alone, which needs no right to the folder, so that no other one is changed when
+/// it is swapped meanwhile.
+void GiveItsMode(const std::string& path)
+{
+    const Descriptor made(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat found {};
+    if (made && fstat(made.Get(), &found) == 0 && found.st_uid == geteuid() &&
+        (found.st_mode & 0077) == 0) {
+        chmod(("/proc/self/fd/" + std::to_string(made.Get())).c_str(), 0700);
+    }
+}
+
+/// Opens the folder at \p path when it may be trusted.
+/// \return 0, else an errno value with the reason in \p problem
+int OpenTrusted(const std::string& path, Descriptor& opened, std::string& problem)
+{
+    Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat found {};
+    if (!folder || fstat(folder.Get(), &found) != 0) {
+        const int error = errno;
+        problem = IsSymlink(path) ? "is a symbolic link"
+                                  : std::string("cannot be opened: ") + std::strerror(error);
+        return error;
+    }
+    if (found.st_uid != geteuid() || (found.st_mode & 07777) != 0700) {
+        problem =
+            found.st_uid != geteuid() ? "belongs to another user" : "has another mode than 0700";
+        return EPERM;
+    }
+    opened = std::move(folder);
+    return 0;
+}
+
+bool IsSameFolder(int one, int other)
+{
+    struct stat first {};
+    struct stat second {};
+    return fstat(one, &first) == 0 && fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
+int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Descriptor& connected)
+{
+    std::string lastPart = name;
+    Descriptor parent;
+    if (name.find('/') != std::string::npos) {
+        parent = OpenParent(folder, name, lastPart);
+        if (!parent) {
+            return errno;
+        }
+        folder = parent.Get();
+    }
+    if (const int error = CheckSocketFile(folder, lastPart)) {
+        return error;
+    }
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!fd) {
+        return errno;
+    }
+    if (const int error = ConnectBelow(folder, lastPart, fd.Get(), deadline)) {
+        return error;
+    }
+    if (!IsTrustedPeer(fd.Get())) {
+        return EACCES;
+    }
+    connected = std::move(fd);
+    return 0;
+}
+
+}  // namespace
 
 int MessagingDirectory::Open()
 {
     path = ConfiguredPath();
-    problem.clear();
-    if (path.front() != '/') {
-        return Refuse(EINVAL, "not an absolute path");
+    folder = Descriptor();
+    std::string reason;
+    int error = 0;
+    if (path.front() != '/' || EndsIn(path, "/..")) {
+        reason = path.front() != '/' ? "not an absolute path" : "ends in ..";
+        error = EINVAL;
+    } else if (mkdir(path.c_str(), 0700) == 0) {
+        GiveItsMode(path);
+    } else if (errno != EEXIST) {
+        error = errno;
+        reason = std::string("cannot be made: ") + std::strerror(error);
     }
-    if (EndsIn(path, "/..")) {
-        return Refuse(EINVAL, "ends in ..");
+    if (error == 0) {
+        error = OpenTrusted(path, folder, reason);
     }
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
-        return Refuse(errno, std::string("cannot be made: ") + std::strerror(errno));
-    }
-    folder = Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder) {
-        const int error = errno;
-        struct stat link {};
-        const bool isLink = lstat(path.c_str(), &link) == 0 && S_ISLNK(link.st_mode);
-        return Refuse(error, isLink ? "is a symbolic link"
-                                    : std::string("cannot be opened: ") + std::strerror(error));
-    }
-    struct stat found {};
-    if (fstat(folder.Get(), &found) != 0) {
-        return Refuse(errno, std::strerror(errno));
-    }
-    if (found.st_uid != geteuid()) {
-        return Refuse(EPERM, "belongs to another user");
-    }
-    if ((found.st_mode & 07777) != 0700) {
-        return Refuse(EPERM, "has another mode than 0700");
-    }
-    return 0;
+    problem = error == 0 ? "" : "messaging directory " + path + ": " + reason;
+    return error;
 }
 
 int MessagingDirectory::Connect(const std::string& name, const Deadline& deadline,
@@ -154,47 +203,31 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
     if (!IsEndpointName(name)) {
         return EINVAL;
     }
-    std::string lastPart = name;
-    Descriptor opened;
-    if (name.find('/') != std::string::npos) {
-        opened = OpenParent(folder.Get(), name, lastPart);
-        if (!opened) {
-            return errno;
-        }
-    }
-    const int parent = opened ? opened.Get() : folder.Get();
-    int error = CheckSocketFile(parent, lastPart);
-    if (error != 0) {
-        return error;
-    }
-    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd) {
-        return errno;
-    }
-    error = ConnectBelow(parent, lastPart, fd.Get(), deadline);
-    if (error != 0) {
-        return error;
-    }
-    if (!IsTrustedPeer(fd.Get())) {
-        return EACCES;
-    }
-    connected = std::move(fd);
-    return 0;
+    const int error = ConnectIn(folder.Get(), name, deadline, connected);
+    return error != 0 && IsFoundAnew() ? ConnectIn(folder.Get(), name, deadline, connected) : error;
+}
+
+/// Whether another folder is at the path by now, as good as the one that was opened. It gets that
+/// one's descriptor, so that it replaces it in calls on other threads too.
+bool MessagingDirectory::IsFoundAnew() const
+{
+    Descriptor found;
+    std::string unused;
+    return OpenTrusted(path, found, unused) == 0 && !IsSameFolder(found.Get(), folder.Get()) &&
+           dup3(found.Get(), folder.Get(), O_CLOEXEC) >= 0;
 }
 
 bool IsEndpointName(const std::string& name)
 {
     std::size_t start = 0;
-    for (;;) {
-        const std::size_t slash = name.find('/', start);
+    std::size_t slash;
+    while ((slash = name.find('/', start)) != std::string::npos) {
         if (!IsPart(name.substr(start, slash - start))) {
             return false;
         }
-        if (slash == std::string::npos) {
-            return true;
-        }
         start = slash + 1;
     }
+    return IsPart(name.substr(start));
 }
 
 Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart)

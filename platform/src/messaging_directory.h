@@ -11,15 +11,17 @@ namespace platform {
 /// else `/tmp/linx-<uid>`. Results are 0 or an errno value.
 class MessagingDirectory {
 public:
-    /// Opens the folder and makes it, with mode 0700, when it is missing. It must be an absolute
-    /// path to a folder, no symlink, that belongs to this user and has the mode 0700; anything else
-    /// is refused and never repaired.
+    /// Opens the folder and makes it when it is missing, with mode 0700 whatever the umask. It must
+    /// be an absolute path to a folder, no symlink, that belongs to this user and has the mode 0700;
+    /// anything else is refused and never repaired.
     int Open();
 
     /// Connects to the service \p name and makes sure that it runs under this user or root.
     ///
     /// The name is resolved below the folder that Open() found, part by part and through no
     /// symlink, so nothing outside is ever touched, and no path is too long for a socket address.
+    /// When that fails and the path names another folder by now, which passes the same checks, that
+    /// one is used from then on.
     int Connect(const std::string& name, const Deadline& deadline, Descriptor& connected) const;
 
     /// -1 before Open() succeeded.
@@ -30,7 +32,7 @@ public:
     const std::string& Problem() const { return problem; }
 
 private:
-    int Refuse(int error, const std::string& reason);
+    bool IsFoundAnew() const;
 
     std::string path;
     std::string problem;
@@ -41,7 +43,7 @@ private:
 /// longer than a file name (255 bytes), and without control bytes.
 bool IsEndpointName(const std::string& name);
 
-/// Opens the folder that the last part of \p name stands in, below \p folder.
+/// Opens the folder that holds the last part of \p name, below \p folder.
 /// \return the folder, or none with errno set; \p lastPart becomes the rest of the name
 Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart);
 

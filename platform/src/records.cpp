@@ -1,7 +1,7 @@
 // The encoded form of the four records; the byte tables stand in docs/wire-format.md.
 
 #include "platform/src/big_endian.h"
-#include "platform/src/record_size.h"
+#include "platform/src/wire_format.h"
 
 #include <BoolItem.h>
 #include <Item.h>
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <new>
 
 using namespace platform;
 
@@ -26,14 +25,11 @@ void PutCounted(unsigned char* to, const std::vector<unsigned char>& bytes)
     std::copy(bytes.begin(), bytes.end(), to + 4);
 }
 
-/// Runs inside callbacks, whose callers let no exception pass.
+/// Without memory for them there are none, above all not those of an earlier record.
 void GetCounted(const unsigned char* from, std::vector<unsigned char>& bytes)
 {
-    try {
-        bytes.assign(from + 4, from + 4 + GetU32(from));
-    } catch (const std::bad_alloc&) {
-        bytes.clear();
-    }
+    bytes.clear();
+    bytes.assign(from + 4, from + 4 + GetU32(from));
 }
 
 }  // namespace

@@ -4,59 +4,44 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace platform {
 
-unsigned int ReplyTable::Expect(unsigned int replyId, IpcMessage* reply)
+void ReplyTable::Expect(unsigned int correlation, unsigned int replyId)
 {
-    if (++lastCorrelation == nobody) {
-        ++lastCorrelation;
-    }
-    waiters.push_back({lastCorrelation, replyId, reply, false, 0});
-    return lastCorrelation;
+    waiters.push_back({correlation, replyId, {}, {}});
 }
 
-void ReplyTable::Take(const ReceivedFrame& frame)
+bool ReplyTable::Take(const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     const auto waiter = Find(header.correlation);
-    if (waiter == waiters.end() || waiter->isSettled) {
-        return;
+    if (waiter == waiters.end() || waiter->result) {
+        return false;
     }
-    waiter->isSettled = true;
-    if (header.messageId != waiter->replyId ||
-        !IsWellFormed(header.messageId, frame.payload, header.length)) {
-        waiter->result = EPROTO;
-    } else if (waiter->reply) {
-        waiter->result = CopyFrame(frame, *waiter->reply);
-    }
+    const bool isRight = header.messageId == waiter->replyId &&
+                         IsWellFormed(header.messageId, frame.payload, header.length);
+    waiter->result = isRight ? 0 : EPROTO;
+    waiter->reply = frame;
+    return isRight;
 }
 
 void ReplyTable::FailAll(int error)
 {
     for (Waiter& waiter : waiters) {
-        if (!waiter.isSettled) {
-            waiter.isSettled = true;
-            waiter.result = error;
-        }
+        waiter.result = waiter.result.value_or(error);
     }
 }
 
 bool ReplyTable::AreAwaited() const
 {
-    return std::any_of(waiters.begin(), waiters.end(),
-                       [](const Waiter& w) { return !w.isSettled; });
+    return std::any_of(waiters.begin(), waiters.end(), [](const Waiter& w) { return !w.result; });
 }
 
-bool ReplyTable::IsSettled(unsigned int correlation) { return Find(correlation)->isSettled; }
-
-int ReplyTable::Settle(unsigned int correlation, int error)
+void ReplyTable::Forget(unsigned int correlation)
 {
     const auto waiter = Find(correlation);
-    const int result = error == 0 ? waiter->result : error;
-    waiters.erase(waiter);
-    return result;
+    waiters.erase(waiter, waiter + (waiter == waiters.end() ? 0 : 1));
 }
 
 std::vector<ReplyTable::Waiter>::iterator ReplyTable::Find(unsigned int correlation)
@@ -67,12 +52,8 @@ std::vector<ReplyTable::Waiter>::iterator ReplyTable::Find(unsigned int correlat
 
 int CopyFrame(const ReceivedFrame& frame, IpcMessage& message)
 {
-    const unsigned int length = frame.header.length;
-    const int error = message.Allocate(frame.header.messageId, length, nullptr);
-    if (error == 0 && length > 0) {
-        std::memcpy(message.Payload(), frame.payload, length);
-    }
-    return error;
+    return message.Allocate(frame.header.messageId, frame.header.length,
+                            reinterpret_cast<char*>(frame.payload));
 }
 
 }  // namespace platform

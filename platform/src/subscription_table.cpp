@@ -3,54 +3,64 @@
 #include "platform/src/wire_format.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace platform {
 
-void SubscriptionTable::Add(const Subscription& subscription)
+namespace {
+
+bool IsPending(const Subscription& entry) { return entry.correlation != 0; }
+
+}  // namespace
+
+template <typename Condition>
+void SubscriptionTable::Remove(const Condition& condition)
 {
-    Erase(subscription.number, /*accepted*/ false);
-    entries.push_back(subscription);
-    entries.back().accepted = false;
+    entries.erase(std::remove_if(entries.begin(), entries.end(), condition), entries.end());
 }
 
-void SubscriptionTable::Settle(unsigned int number, bool accepted)
+void SubscriptionTable::Add(const Subscription& wanted, unsigned int correlation)
 {
-    if (!accepted) {
-        Erase(number, false);
+    entries.push_back(wanted);
+    entries.back().correlation = correlation;
+}
+
+void SubscriptionTable::Accept(unsigned int correlation)
+{
+    const auto isIt = [=](const Subscription& s) { return s.correlation == correlation; };
+    const auto entry = std::find_if(entries.begin(), entries.end(), isIt);
+    if (entry == entries.end()) {
         return;
     }
-    Erase(number, true);
-    for (Subscription& entry : entries) {
-        entry.accepted = entry.accepted || entry.number == number;
+    Subscription accepted = *entry;
+    accepted.correlation = 0;
+    entries.erase(entry);
+    if (accepted.ends) {
+        End(accepted.number);
+        return;
     }
+    Remove([&](const Subscription& s) { return !IsPending(s) && s.number == accepted.number; });
+    entries.insert(std::find_if(entries.begin(), entries.end(), IsPending), accepted);
 }
 
-void SubscriptionTable::Erase(unsigned int number, bool accepted)
+void SubscriptionTable::Forget(unsigned int correlation)
 {
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [=](const Subscription& s) {
-                                     return s.number == number && s.accepted == accepted;
-                                 }),
-                  entries.end());
+    Remove([=](const Subscription& s) { return s.correlation == correlation; });
 }
 
-void SubscriptionTable::Remove(unsigned int number)
+void SubscriptionTable::End(unsigned int number)
 {
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [=](const Subscription& s) {
-                                     return subscriptions::Covers(number, s.number);
-                                 }),
-                  entries.end());
+    Remove([=](const Subscription& s) {
+        return !IsPending(s) && subscriptions::Covers(number, s.number);
+    });
 }
 
 const Subscription* SubscriptionTable::Find(unsigned int number, unsigned int itemId) const
 {
     const Subscription* found = nullptr;
     for (const Subscription& entry : entries) {
-        // The exact number goes before the one that covers it, and what was accepted, which stands
-        // in front, before what is to replace it.
-        if (entry.itemId == itemId && subscriptions::Covers(entry.number, number) &&
+        // The exact number goes before the one that covers it, and an accepted entry before one
+        // that is to replace it.
+        if (!entry.ends && entry.itemId == itemId && subscriptions::Covers(entry.number, number) &&
             (!found || (found->number != number && entry.number == number))) {
             found = &entry;
         }
@@ -60,16 +70,7 @@ const Subscription* SubscriptionTable::Find(unsigned int number, unsigned int it
 
 std::vector<Subscription> SubscriptionTable::Accepted() const
 {
-    std::vector<Subscription> accepted;
-    std::copy_if(entries.begin(), entries.end(), std::back_inserter(accepted),
-                 [](const Subscription& s) { return s.accepted; });
-    return accepted;
-}
-
-bool SubscriptionTable::HasAccepted() const
-{
-    return std::any_of(entries.begin(), entries.end(),
-                       [](const Subscription& s) { return s.accepted; });
+    return {entries.begin(), std::find_if(entries.begin(), entries.end(), IsPending)};
 }
 
 }  // namespace platform

@@ -6,41 +6,49 @@ class LinxIpc;
 
 namespace platform {
 
-/// One subscription of this endpoint.
+/// One subscription of this endpoint, or a request to end some.
 struct Subscription {
     unsigned int number;
     unsigned int itemId;
     void (*callback)(LinxIpc*, void*);
     void* userData;
-    bool accepted;  ///< the service has confirmed it, so it is renewed with a lost connection
+    bool ends = false;             ///< all that \p number covers; the rest is not used then
+    unsigned int correlation = 0;  ///< of the request that is not answered yet; 0 once accepted
 };
 
-/// The subscriptions of an endpoint. Not synchronised: the endpoint's lock guards it.
+/// The subscriptions of an endpoint. Each request to change them has an entry of its own, found by
+/// its correlation, from before it is sent until its reply is sorted or its call gives up. So what is
+/// in force follows the order in which the service answered, whichever calls meet.
+///
+/// Not synchronised: the endpoint's lock guards it.
 class SubscriptionTable {
 public:
-    /// Adds a subscription that the service has not confirmed yet. One with the same number that it
-    /// has stays in force beside it.
-    void Add(const Subscription& subscription);
+    /// Adds the entry of a request with this correlation. What is in force stays so beside it.
+    void Add(const Subscription& wanted, unsigned int correlation);
 
-    /// Settles what Add() began: true keeps the new subscription in place of an earlier one, false
-    /// takes it out and leaves an earlier one as it was.
-    void Settle(unsigned int number, bool accepted);
+    /// The service has accepted that request, if it has an entry: its subscription takes the place of
+    /// an earlier one with the same number, or ends those that it covers. Needs no memory.
+    void Accept(unsigned int correlation);
 
-    /// Removes every subscription that \p number covers.
-    void Remove(unsigned int number);
+    /// Removes the entry of that request, if it is still there.
+    void Forget(unsigned int correlation);
 
-    /// The one whose callback takes a notification of \p number and \p itemId; null when there is none.
+    /// Removes every accepted subscription that \p number covers.
+    void End(unsigned int number);
+
+    /// The one whose callback takes a notification of \p number and \p itemId; null when there is
+    /// none. One that is not accepted yet takes what comes before the service's reply.
     const Subscription* Find(unsigned int number, unsigned int itemId) const;
 
-    /// Accepted ones, in the order in which they were made.
+    /// The accepted ones, in the order in which they were accepted.
     std::vector<Subscription> Accepted() const;
-
-    bool HasAccepted() const;
+    bool HasAccepted() const { return !entries.empty() && entries.front().correlation == 0; }
 
 private:
-    void Erase(unsigned int number, bool accepted);
+    template <typename Condition>
+    void Remove(const Condition& condition);
 
-    std::vector<Subscription> entries;
+    std::vector<Subscription> entries;  ///< the accepted ones first
 };
 
 }  // namespace platform

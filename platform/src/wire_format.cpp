@@ -39,6 +39,11 @@ const char* DecodeFrameHeader(const unsigned char* bytes, FrameHeader& header)
     return header.length <= maxPayload ? nullptr : "a frame that claims more than 16 MiB";
 }
 
+bool IsAcceptance(const unsigned char* reply)
+{
+    return GetU32(reply) == static_cast<unsigned int>(Result::Accepted);
+}
+
 namespace {
 
 /// A record that ends in a length of 4 bytes at \p offset and that many bytes.

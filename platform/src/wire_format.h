@@ -60,11 +60,18 @@ constexpr unsigned int ReplyTo(unsigned int request) { return request + 1; }
 /// First 4 bytes of the reply to each of the stand-in's own requests.
 enum class Result : unsigned int { Accepted = 0, Refused = 1 };
 
+/// Whether the service accepts, in a well-formed reply to one of them.
+bool IsAcceptance(const unsigned char* reply);
+
 /// Whether \p length bytes at \p payload are exactly what the message \p messageId carries. This is
 /// the one check before a record or reply is used: decoders get no length and cannot check.
 ///
 /// \return true for every message number that is not listed above, with any payload
 bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::size_t length);
+
+/// The encoded size of a record with \p bytes after a prefix. Saturates instead of wrapping, so that
+/// an oversized record is refused.
+unsigned int RecordSize(unsigned int prefix, std::size_t bytes);
 
 /// Subscription numbers.
 namespace subscriptions {

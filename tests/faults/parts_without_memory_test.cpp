@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <set>
 
 using namespace platform;
@@ -62,25 +63,26 @@ TEST(AClientWithoutMemory, SaysWhyTheLogLevelIsNotSet)
     EXPECT_EQ(result, 2);
 }
 
-/// Handlers decode inside callbacks, which no exception may leave.
-TEST(ARecordWithoutMemory, IsDecodedWithoutItsBytes)
+/// Never the bytes of an earlier record.
+TEST(ARecordWithoutMemory, ThrowsAndIsLeftEmpty)
 {
     unsigned char region[] = {3, 2, 0, 0, 0, 4, 1, 2, 3, 4};
     RegionDataItem bitmap;
     bitmap.data = {9};
     unsigned char table[] = {3, 31, 1, 0, 0, 0, 4, 1, 2, 3, 4};
     PaletteItem palette;
+    palette.paletteData = {9};
     {
         const RefusedAllocation refused(0, RefusedAllocation::Extent::AllThatFollow);
-        EXPECT_NO_THROW(bitmap.Decode(region));
-        EXPECT_NO_THROW(palette.Decode(table));
+        EXPECT_THROW(bitmap.Decode(region), std::bad_alloc);
+        EXPECT_THROW(palette.Decode(table), std::bad_alloc);
     }
-    EXPECT_EQ(bitmap.regionId, 3);
-    EXPECT_EQ(bitmap.subtitleFormat, 2);
     EXPECT_TRUE(bitmap.data.empty());
-    EXPECT_EQ(palette.backgroundCode, 31);
-    EXPECT_TRUE(palette.fill);
     EXPECT_TRUE(palette.paletteData.empty());
+    bitmap.Decode(region);
+    palette.Decode(table);
+    EXPECT_EQ(bitmap.data.size(), 4u);
+    EXPECT_EQ(palette.paletteData.size(), 4u);
 }
 
 class ALogEntryWithoutMemory : public testing::Test {

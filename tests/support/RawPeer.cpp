@@ -124,25 +124,31 @@ bool RawConnection::ReceiveMore()
     }
 }
 
-RawFrame RawConnection::ReceiveFrame()
+FrameHeader RawConnection::ReceiveHeader()
 {
-    const auto bytes = [this] { return reinterpret_cast<const unsigned char*>(received.data()); };
-    RawFrame frame{};
     while (received.size() < frameHeaderSize) {
         if (!ReceiveMore()) {
             throw std::runtime_error("raw peer: closed where a frame was awaited");
         }
     }
-    if (const char* problem = DecodeFrameHeader(bytes(), frame.header)) {
+    FrameHeader header{};
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(received.data());
+    if (const char* problem = DecodeFrameHeader(bytes, header)) {
         throw std::runtime_error(std::string("raw peer: received ") + problem);
     }
-    while (received.size() < frameHeaderSize + frame.header.length) {
+    return header;
+}
+
+RawFrame RawConnection::ReceiveFrame()
+{
+    const FrameHeader header = ReceiveHeader();
+    while (received.size() < frameHeaderSize + header.length) {
         if (!ReceiveMore()) {
             throw std::runtime_error("raw peer: closed inside a frame");
         }
     }
-    frame.payload = received.substr(frameHeaderSize, frame.header.length);
-    received.erase(0, frameHeaderSize + frame.header.length);
+    RawFrame frame{header, received.substr(frameHeaderSize, header.length)};
+    received.erase(0, frameHeaderSize + header.length);
     return frame;
 }
 

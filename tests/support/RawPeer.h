@@ -35,6 +35,9 @@ public:
     void SendFrame(FrameKind kind, unsigned int messageId, unsigned int correlation,
                    const std::string& payload = "");
 
+    /// Waits for the header of the next frame, which stays to be received.
+    FrameHeader ReceiveHeader();
+
     RawFrame ReceiveFrame();
 
     /// Takes \p count bytes of whatever comes, and drops them.

@@ -3,7 +3,7 @@
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
-#include "platform/src/record_size.h"
+#include "platform/src/wire_format.h"
 #include "tests/support/RawPeer.h"
 
 #include <gtest/gtest.h>

@@ -11,6 +11,8 @@ using namespace platform;
 namespace {
 
 constexpr unsigned int pong = 0x3B02;
+constexpr unsigned int first = 7;
+constexpr unsigned int second = 8;
 
 ReceivedFrame Pong(unsigned int correlation)
 {
@@ -20,40 +22,48 @@ ReceivedFrame Pong(unsigned int correlation)
 TEST(ACallThatWaits, IsSettledByItsOwnReplyAlone)
 {
     ReplyTable replies;
-    const unsigned int first = replies.Expect(pong, nullptr);
-    const unsigned int second = replies.Expect(pong, nullptr);
-    EXPECT_NE(first, second);
-    replies.Take(Pong(second));
-    EXPECT_FALSE(replies.IsSettled(first));
-    EXPECT_TRUE(replies.IsSettled(second));
+    replies.Expect(first, pong);
+    replies.Expect(second, pong);
+    EXPECT_TRUE(replies.Take(Pong(second)));
+    EXPECT_FALSE(replies.At(first).result);
+    EXPECT_EQ(replies.At(second).result, 0);
     EXPECT_TRUE(replies.AreAwaited());
-    EXPECT_EQ(replies.Settle(second, 0), 0);
-    replies.Take(Pong(first));
+    replies.Forget(second);
+    EXPECT_TRUE(replies.Take(Pong(first)));
     EXPECT_FALSE(replies.AreAwaited());
-    EXPECT_EQ(replies.Settle(first, 0), 0);
+    EXPECT_EQ(replies.At(first).result, 0);
+    EXPECT_EQ(replies.At(first).reply.header.correlation, first);
 }
 
 TEST(ACallThatWaits, KeepsTheFirstOfTwoAnswers)
 {
     ReplyTable replies;
-    const unsigned int call = replies.Expect(pong, nullptr);
-    replies.Take(Pong(call));
-    ReceivedFrame wrong = Pong(call);
+    replies.Expect(first, pong);
+    EXPECT_TRUE(replies.Take(Pong(first)));
+    ReceivedFrame wrong = Pong(first);
     wrong.header.messageId = 0x3CFF;
-    replies.Take(wrong);
+    EXPECT_FALSE(replies.Take(wrong));
     replies.FailAll(ECONNRESET);
-    EXPECT_EQ(replies.Settle(call, 0), 0);
+    EXPECT_EQ(replies.At(first).result, 0);
 }
 
-/// What waits for it no longer must not make the notifications give way to it.
+TEST(ACallThatWaits, FailsWithAReplyOfAnotherNumber)
+{
+    ReplyTable replies;
+    replies.Expect(first, pong + 1);
+    EXPECT_FALSE(replies.Take(Pong(first)));
+    EXPECT_EQ(replies.At(first).result, EPROTO);
+}
+
+/// It must not make notifications give way to its reply any longer.
 TEST(ACallThatGaveUp, IsNotWaitedForAnyLonger)
 {
     ReplyTable replies;
-    const unsigned int call = replies.Expect(pong, nullptr);
+    replies.Expect(first, pong);
     EXPECT_TRUE(replies.AreAwaited());
-    EXPECT_EQ(replies.Settle(call, ETIMEDOUT), ETIMEDOUT);
+    replies.Forget(first);
     EXPECT_FALSE(replies.AreAwaited());
-    replies.Take(Pong(call));
+    EXPECT_FALSE(replies.Take(Pong(first)));
     EXPECT_FALSE(replies.AreAwaited());
 }
 
