@@ -18,3 +18,7 @@ void RequireEqual(const std::string& actual, const std::string& expected, const 
 
 /// Folder for the files of this process, removed at its end.
 const std::string& ScratchFolder();
+
+/// With FUZZ_REPEATABLE set, clears what the fuzzer has counted for the current input. It chooses inputs
+/// by the code that ran, and what several threads run differs from time to time.
+void ForgetCoverage();

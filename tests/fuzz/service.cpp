@@ -11,7 +11,11 @@
 #include "simulator/server.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 using namespace platform;
 using namespace sim;
@@ -112,12 +116,25 @@ public:
 
     void Run();
 
+    /// The same once more with the model alone, which runs the same code each time.
+    void RunModelAlone() const;
+
 private:
+    /// Bytes of a client; none at the end of its input.
+    struct Said {
+        std::size_t client;
+        std::optional<std::string> bytes;
+    };
+
+    static void Tell(ServiceModel& listener, const Said& said);
+    void Say(std::size_t client, std::optional<std::string> bytes);
     void Receive();
     void Burst();
     void Check(std::size_t index);
 
     Choices& choices;
+    std::vector<Said> all;
+    ServiceModel fresh;
     ServiceModel model;
     bool makesGarbage = false;
     std::array<Client, ServiceModel::clients> clients;
@@ -128,11 +145,12 @@ void Conversation::Run()
     const unsigned int config = choices.Byte();
     Options options;
     options.quiet = (config & 1) != 0;
-    model.refusesSubscriptions = options.faults.refuseSubscribe = config % 16 == 2;
-    model.refusesRefresh = options.faults.refuseRefresh = config % 16 == 4;
-    model.refusesSensors = options.faults.refuseSensor = config % 16 == 6;
+    fresh.refusesSubscriptions = options.faults.refuseSubscribe = config % 16 == 2;
+    fresh.refusesRefresh = options.faults.refuseRefresh = config % 16 == 4;
+    fresh.refusesSensors = options.faults.refuseSensor = config % 16 == 6;
     makesGarbage = options.faults.garbage = config % 16 == 8;
     options.journal = config % 16 == 10 ? "/dev/null" : "";
+    model = fresh;
     {
         RunningService service(options);
         for (Client& client : clients) {
@@ -152,6 +170,29 @@ void Conversation::Run()
         clients[index].received += ReceiveAll(clients[index].socket.Get());
         Check(index);
     }
+}
+
+void Conversation::RunModelAlone() const
+{
+    ServiceModel alone = fresh;
+    for (const Said& said : all) {
+        Tell(alone, said);
+    }
+}
+
+void Conversation::Tell(ServiceModel& listener, const Said& said)
+{
+    if (said.bytes) {
+        listener.Take(said.client, *said.bytes);
+    } else {
+        listener.EndInput(said.client);
+    }
+}
+
+void Conversation::Say(std::size_t client, std::optional<std::string> bytes)
+{
+    all.push_back({client, std::move(bytes)});
+    Tell(model, all.back());
 }
 
 /// Takes what has come, and looks whether those who are not heard any more have lost their connection.
@@ -177,12 +218,12 @@ void Conversation::Burst()
     const unsigned int action = choices.Byte();
     if (action >= 252) {
         EndSending(client.socket.Get());
-        model.EndInput(index);
+        Say(index, std::nullopt);
         return;
     }
     if (action >= 248) {
         client.socket = Descriptor();
-        model.EndInput(index);
+        Say(index, std::nullopt);
         client.isWatched = false;
         return;
     }
@@ -192,7 +233,7 @@ void Conversation::Burst()
     }
     // To one that is not heard any more it may fail.
     SendAll(client.socket.Get(), bytes);
-    model.Take(index, bytes);
+    Say(index, std::move(bytes));
 }
 
 void Conversation::Check(std::size_t index)
@@ -223,6 +264,9 @@ void Conversation::Check(std::size_t index)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Choices choices(bytes, size);
-    Conversation(choices).Run();
+    Conversation conversation(choices);
+    conversation.Run();
+    ForgetCoverage();
+    conversation.RunModelAlone();
     return 0;
 }

@@ -1,6 +1,6 @@
-// Sessions made up by chance, with the real client and service: each must print, send, log and save
-// exactly what an independent model of the console says. RANDOM_SESSION_SEED=<n> runs the session of
-// one seed, with RANDOM_SESSION_COUNT=<m> that many from there on.
+// Random sessions with the real client and service: each must print, send, log and save exactly what an
+// independent model of the console says. The seeds are the same in each run. RANDOM_SESSION_SEED=<n> runs
+// the session of one other seed, with RANDOM_SESSION_COUNT=<m> that many from there on.
 
 #include "tests/editing/EditingSession.h"
 #include "tests/editing/random/ConsoleModel.h"
@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <mutex>
 #include <thread>
 
@@ -260,6 +261,8 @@ TEST(RandomSessions, DoWhatTheModelOfTheConsoleDoes)
     const bool chosen = std::getenv("RANDOM_SESSION_SEED") != nullptr;
     const unsigned first = NumberFrom("RANDOM_SESSION_SEED", 1);
     const unsigned end = first + NumberFrom("RANDOM_SESSION_COUNT", chosen ? 1 : usualSessions);
+    ASSERT_LT(first, end);
+    std::cout << "seeds " << first << " to " << end - 1 << std::endl;
     std::atomic<unsigned> nextSeed{first};
     Failures failures;
     std::vector<std::thread> runners;
