@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks docs/reliability.md: all rows are there, and every test that it names.
+"""Checks rows.toml: every row is complete, and every test that it names is in the build.
 
 page_check.py ROOT BUILD CTEST
 """
@@ -10,33 +10,43 @@ import re
 import subprocess
 import sys
 
-ROWS = {"A": 18, "B": 19, "C": 15, "D": 17, "E": 8, "F": 10, "G": 11, "H": 19, "I": 7, "J": 8}
-NAME = re.compile(r"`((?:unit|system|packaging|fuzz|faults|device)\.[^`\s]+)`")
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+
+import fault_page
+
+KEYS = {"first", "todo", "fault", "ours", "tests", "break"}
 
 
-def rows(text):
-    """The cells of each row of the tables, by the row's name."""
-    found = {}
-    for line in text.splitlines():
-        match = re.match(r"\| ([A-J]\d+)( ▲)? \|", line)
-        if match:
-            cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]]
-            if match.group(1) in found:
-                raise SystemExit(f"{match.group(1)} stands there twice")
-            found[match.group(1)] = (bool(match.group(2)), cells)
-    return found
+def problems_of(name, row):
+    """What is wrong with a row by itself."""
+    if not KEYS.issuperset(row) or not all(row.get(key) for key in ("fault", "ours")):
+        yield "unknown keys, no fault or nothing that we do"
+    if row.get("todo"):
+        if row["tests"]:
+            yield "has tests and is still marked as todo"
+    elif not row["tests"]:
+        yield "names no test"
+    elif row.get("first") and len(row.get("break", "")) < 10:
+        yield "no break is recorded"
+
+
+def gaps(rows):
+    """Rows that are missing between others, or out of order."""
+    for letter in sorted({name[0] for name in rows}):
+        names = [name for name in rows if name[0] == letter]
+        if names != [f"{letter}{number}" for number in range(1, len(names) + 1)]:
+            yield f"{letter}: not numbered from 1 on: {names}"
 
 
 def tests_of(build, ctest):
-    """The names of all tests of a build that run; a disabled one counts as missing."""
+    """Two lists of tests of a build: those that run, and those that are disabled."""
     text = subprocess.run([ctest, "--test-dir", build, "--show-only=json-v1"], check=True,
                           stdout=subprocess.PIPE, text=True).stdout
-    names = []
+    lists = [], []
     for test in json.loads(text[text.index("{"):])["tests"]:
         properties = {entry["name"]: entry["value"] for entry in test.get("properties", [])}
-        if not properties.get("DISABLED"):
-            names.append(test["name"])
-    return names
+        lists[bool(properties.get("DISABLED"))].append(test["name"])
+    return lists
 
 
 def tests_of_devices(root):
@@ -46,48 +56,44 @@ def tests_of_devices(root):
             yield f"{suite}.{test}"
 
 
-def is_there(name, tests, left_out, devices):
-    matches = (lambda test: test.startswith(name)) if name.endswith(".") else (
-        lambda test: test == name or test.split(" ")[0] == name
-        or test.startswith((name + "/", name + ".")))
-    if any(matches(test) for test in tests):
-        return True
-    if any(name.startswith(entry) or entry.startswith(name) for entry in left_out):
-        return True
+def names(name, test):
+    """Whether a name in a row is that of a test, or the beginning of it up to a dot."""
+    return test.startswith(name) if name.endswith(".") else (
+        name in (test, test.split(" ")[0]) or test.startswith((name + "/", name + ".")))
+
+
+def missing(name, build_tests, left_out, devices):
+    """What is wrong with the name of a test, or None."""
+    running, disabled = build_tests
+    if any(names(name, test) for test in disabled):
+        return f"is disabled: {name}"
     suite = ".".join(name.split(".")[2:])
-    return name.startswith("device.") and any(test.startswith(suite) for test in devices)
+    if any(names(name, test) for test in running) or any(
+            name.startswith(entry) or entry.startswith(name) for entry in left_out) or (
+            name.startswith("device.") and any(test.startswith(suite) for test in devices)):
+        return None
+    return f"no such test: {name}"
 
 
 def main():
+    """Prints what is wrong, and the rows that are still to do. Returns the exit status."""
     root, build, ctest = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
-    page = (root / "docs/reliability.md").read_text(encoding="utf-8")
-    found = rows(page)
-    problems = [f"no row {letter}{number}" for letter, last in ROWS.items()
-                for number in range(1, last + 1) if f"{letter}{number}" not in found]
-    for name, (comes_first, cells) in found.items():
-        if len(cells) != 5 or not all(cells[:4]):
-            problems.append(f"{name}: not five cells, or an empty one")
-        elif not NAME.search(cells[3]) and not cells[3].startswith("none:"):
-            problems.append(f"{name}: names no test")
-        elif comes_first and len(cells[4]) < 10:
-            problems.append(f"{name}: no break is recorded")
-    tests = tests_of(build, ctest)
+    rows = fault_page.load()
+    found = list(gaps(rows))
+    for name, row in rows.items():
+        found += [f"{name}: {problem}" for problem in problems_of(name, row)]
     left_out = [line.split(":")[0] for line in
                 (pathlib.Path(build) / "tests_left_out").read_text().splitlines()]
     if "all that the preset does not name" in left_out:
         print("this preset runs a choice of tests; the names are checked in the others")
-        tests_are_complete = False
     else:
-        tests_are_complete = True
-    devices = list(tests_of_devices(root))
-    named = sorted(set(NAME.findall(page)))
-    for name in named if tests_are_complete else ():
-        if not is_there(name, tests, left_out, devices):
-            problems.append(f"no such test: {name}")
-    for problem in problems:
-        print(problem)
-    print(f"{len(found)} rows, {len(named)} names of tests")
-    return 1 if problems else 0
+        build_tests, devices = tests_of(build, ctest), list(tests_of_devices(root))
+        for name, row in rows.items():
+            wrong = (missing(test, build_tests, left_out, devices) for test in row["tests"])
+            found += [f"{name}: {text}" for text in wrong if text]
+    print("\n".join(found + [f"{name}: to do" for name, row in rows.items() if row.get("todo")]))
+    print(f"{len(rows)} rows, {sum(len(row['tests']) for row in rows.values())} names of tests")
+    return 1 if found else 0
 
 
 if __name__ == "__main__":
