@@ -43,6 +43,6 @@ int SubtitleMgrCli::PreInit()
 
 void SubtitleMgrCli::ExtraConnectionInfo(std::string prefix)
 {
-    serverName.insert(0, "/");
-    serverName.insert(0, prefix);
+    prefix += '/';
+    serverName.insert(0, prefix);  // in one step: without memory for it the name stays as it was
 }

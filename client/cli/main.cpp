@@ -5,7 +5,9 @@
 #include <LogClient.h>
 
 #include <algorithm>
+#include <iostream>
 #include <iterator>
+#include <new>
 #include <string>
 
 namespace {
@@ -16,14 +18,18 @@ constexpr unsigned int everyLogLevel = 63;  // a mask: errors (2) and notes of s
 
 int main(int argc, char** argv)
 {
-    SubtitleMgrCli client;
-    // The frame may write into the table that it gets.
-    struct option options[longOptionCount];
-    std::copy(std::begin(longOptions), std::end(longOptions), options);
+    try {
+        SubtitleMgrCli client;
+        // The frame may write into the table that it gets.
+        struct option options[longOptionCount];
+        std::copy(std::begin(longOptions), std::end(longOptions), options);
 
-    LogClient::Instance().Level(everyLogLevel);
-    LogClient::Instance().ProcessName(clientName);
-    client.Go(argv, argc, shortOptions, options);
+        LogClient::Instance().Level(everyLogLevel);
+        LogClient::Instance().ProcessName(clientName);
+        client.Go(argv, argc, shortOptions, options);
+    } catch (const std::bad_alloc&) {
+        std::cerr << "Error allocating memory" << std::endl;
+    }
     // Kept on purpose: the exit status is 0 whatever happened. Failures are told in words.
     return 0;
 }

@@ -5,9 +5,11 @@
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
 #include "cli/subtitle_process.h"
+#include "console/log_entry.h"
 
 #include <cstdlib>
 #include <iostream>
+#include <new>
 
 // Kept on purpose: the three lists differ. 'c' has a letter and a line in the usage text but no
 // long name, so --config is an unknown option; 'e' has a letter and a long name but no line in the
@@ -33,6 +35,7 @@ namespace {
 constexpr int configured = 1;
 constexpr int usageShown = 2;
 constexpr int actionDone = 3;
+constexpr int failed = 2;  // no later option acts
 
 /// Kept on purpose: no check. "12x" is 12, "x" is 0 and "-1" is 4294967295; the range is the
 /// frame's business.
@@ -59,18 +62,23 @@ void SubtitleMgrCli::Usage()
 
 int SubtitleMgrCli::ProcessOption(int option, const char* argument)
 {
-    // Kept on purpose: 'l' and 's' take the registered name, which no -e prefix reaches.
-    switch (option) {
-    case 'p': Ping(); return actionDone;
-    case 'q': Quit(); return actionDone;
-    case 'h': Usage(); return usageShown;
-    case 'i': return static_cast<int>(ExecuteTestMode());
-    case 'c': DumpTsAppConfig(); return configured;
-    case 'e': ExtraConnectionInfo(std::string(argument)); return configured;
-    case 'l': return HandleLogLevel(linxIpc, RegisteredName());
-    // One from the frame when the level was set, so three: an action was carried out.
-    case 's': return SetLogLevel(linxIpc, RegisteredName(), LevelFrom(argument)) + 2;
-    default: Usage(); return usageShown;
+    try {
+        // Kept on purpose: 'l' and 's' take the registered name, which no -e prefix reaches.
+        switch (option) {
+        case 'p': Ping(); return actionDone;
+        case 'q': Quit(); return actionDone;
+        case 'h': Usage(); return usageShown;
+        case 'i': return static_cast<int>(ExecuteTestMode());
+        case 'c': DumpTsAppConfig(); return configured;
+        case 'e': ExtraConnectionInfo(std::string(argument)); return configured;
+        case 'l': return HandleLogLevel(linxIpc, RegisteredName());
+        // One from the frame when the level was set, so three: an action was carried out.
+        case 's': return SetLogLevel(linxIpc, RegisteredName(), LevelFrom(argument)) + 2;
+        default: Usage(); return usageShown;
+        }
+    } catch (const std::bad_alloc&) {
+        LogRefusedMemory(__LINE__, "an option");
+        return failed;
     }
 }
 

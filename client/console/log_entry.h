@@ -5,6 +5,7 @@
 #include <LogClient.h>
 #include <SysLogMsg.h>
 
+#include <new>
 #include <ostream>
 
 // Bits of the process's log level.
@@ -25,4 +26,14 @@ void MakeLogEntry(unsigned int level, int line, const Parts&... parts)
     std::ostream& text = entry.Log(level, LogClient::Instance().ProcessName());
     text << clientName << ':' << line << ' ';
     (text << ... << parts);
+}
+
+/// Logs that memory was refused to \p what, a command for example. Without memory for the entry, the
+/// entry is lost.
+inline void LogRefusedMemory(int line, const char* what)
+{
+    try {
+        MakeLogEntry(logErrors, line, "Error allocating memory for ", what);
+    } catch (const std::bad_alloc&) {
+    }
 }

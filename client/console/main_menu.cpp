@@ -2,6 +2,7 @@
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
+#include "console/log_entry.h"
 #include "console/prompts.h"
 #include "stats/SubtitleStats.h"
 
@@ -10,6 +11,7 @@
 #include <RegionVisItem.h>
 
 #include <iostream>
+#include <new>
 
 namespace {
 
@@ -48,24 +50,28 @@ unsigned SubtitleMgrCli::ExecuteTestMode()
     for (;;) {
         PrintMenu();
         ReadMenuKey(key);
-        switch (key) {
-        case '1': SubscribeForSubtitles(data, visibility, palette); break;
-        case '2': UnsubscribeForSubtitles(); break;
-        case '3': ModifyRegionData(); break;
-        case '4': ModifyRegionVisibility(); break;
-        case '5': ModifyPaletteData(); break;
-        case '6': InvertRegionData(); break;
-        case '7': DynamicTest(); break;
-        case '8': SensorTest(); break;
-        case 'r': RefreshAllSubtitles(); break;
-        case 's': subtitleStats.Display(); break;
-        // Kept on purpose: c, k and q are not in the menu.
-        case 'c': subtitleStats.Clear(); break;
-        case 'k': Quit(); break;
-        // Kept on purpose: leaving neither unsubscribes nor clears `subscribed`.
-        case 'x':
-        case 'q': return actionDone;
-        default: DiscardOneCharacter(); break;
+        try {
+            switch (key) {
+            case '1': SubscribeForSubtitles(data, visibility, palette); break;
+            case '2': UnsubscribeForSubtitles(); break;
+            case '3': ModifyRegionData(); break;
+            case '4': ModifyRegionVisibility(); break;
+            case '5': ModifyPaletteData(); break;
+            case '6': InvertRegionData(); break;
+            case '7': DynamicTest(); break;
+            case '8': SensorTest(); break;
+            case 'r': RefreshAllSubtitles(); break;
+            case 's': subtitleStats.Display(); break;
+            // Kept on purpose: c, k and q are not in the menu.
+            case 'c': subtitleStats.Clear(); break;
+            case 'k': Quit(); break;
+            // Kept on purpose: leaving neither unsubscribes nor clears `subscribed`.
+            case 'x':
+            case 'q': return actionDone;
+            default: DiscardOneCharacter(); break;
+            }
+        } catch (const std::bad_alloc&) {
+            LogRefusedMemory(__LINE__, "a command");
         }
     }
 }

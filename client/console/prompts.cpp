@@ -3,6 +3,8 @@
 #include <StringUtilities.h>
 
 #include <iostream>
+#include <limits>
+#include <new>
 
 void ReadMenuKey(char& key) { std::cin >> key; }
 
@@ -17,6 +19,13 @@ std::string AskWord(const char* prompt)
     std::string word;
     std::cout << prompt;
     std::cin >> word;
+    // The extraction catches std::bad_alloc itself and makes the stream bad, which nothing else does.
+    // The stream would then fail for ever. The rest of the line must not be read as keys.
+    if (std::cin.bad()) {
+        std::cin.clear();
+        std::cin.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        throw std::bad_alloc();
+    }
     return word;
 }
 

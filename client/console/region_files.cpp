@@ -15,22 +15,11 @@ namespace {
 /// those on writing name none. People search their logs for these words.
 constexpr char readNote[] = "SubtitleRegion::UpdateRegionFile() - ";
 
-/// Makes \p data hold exactly the \p size bytes at \p bytes.
-/// \return false when there is no memory for them; \p data is then as it was
-bool Replace(std::vector<unsigned char>& data, const unsigned char* bytes, std::size_t size)
-{
-    try {
-        data.reserve(size);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    data.clear();
-    data.insert(data.end(), bytes, bytes + size);
-    return true;
-}
+/// Closes the file at its end.
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 /// Kept on purpose: one fread(), so any short count is a failure.
-/// \return the bytes read: \p size when \p data now holds them, else \p data is as it was. Memory
+/// \return the bytes read: \p size when \p data now holds them, else \p data is as it was. A buffer
 ///         that cannot be had counts as nothing read
 std::size_t ReadInto(std::vector<unsigned char>& data, std::size_t size, std::FILE* file)
 {
@@ -40,10 +29,10 @@ std::size_t ReadInto(std::vector<unsigned char>& data, std::size_t size, std::FI
         return 0;
     }
     const std::size_t count = std::fread(buffer.get(), 1, size, file);
-    if (count < size) {
-        return count;
+    if (count == size) {
+        data.assign(buffer.get(), buffer.get() + size);
     }
-    return Replace(data, buffer.get(), size) ? size : 0;
+    return count;
 }
 
 }  // namespace
@@ -51,19 +40,18 @@ std::size_t ReadInto(std::vector<unsigned char>& data, std::size_t size, std::FI
 void SubtitleMgrCli::ReadFile(const std::string& path, unsigned int size,
                               std::vector<unsigned char>& data)
 {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
+    const File file(std::fopen(path.c_str(), "rb"), std::fclose);
     if (!file) {
         MakeLogEntry(logErrors, __LINE__, readNote, "Error opening file ", path);
         return;
     }
     MakeLogEntry(logSuccess, __LINE__, readNote, "Successfully opened file ", path);
 
-    const std::size_t count = ReadInto(data, size, file);
+    const std::size_t count = ReadInto(data, size, file.get());
     if (count < size) {
         MakeLogEntry(logErrors, __LINE__, readNote, "Error reading file ( ", count, " of ", size,
                      " )");
     }
-    std::fclose(file);
 }
 
 void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
@@ -75,7 +63,7 @@ void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
         MakeLogEntry(logErrors, __LINE__, "Error writing output file ( ", 0, " of ", size, " )");
         return;
     }
-    std::FILE* file = std::fopen(path.c_str(), "wb");
+    const File file(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!file) {
         MakeLogEntry(logErrors, __LINE__, "Error opening output file ", path);
         return;
@@ -83,11 +71,10 @@ void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
     MakeLogEntry(logSuccess, __LINE__, "Successfully opened output file ", path);
 
     // Unbuffered: a full disk then shows in fwrite()'s count and not in fclose(), which nobody asks.
-    std::setvbuf(file, nullptr, _IONBF, 0);
-    const std::size_t count = std::fwrite(data.data(), 1, size, file);
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    const std::size_t count = std::fwrite(data.data(), 1, size, file.get());
     if (count < size) {
         MakeLogEntry(logErrors, __LINE__, "Error writing output file ( ", count, " of ", size,
                      " )");
     }
-    std::fclose(file);
 }

@@ -6,7 +6,8 @@ class LinxIpc;
 // LinxIpc::Receive() on the receive thread, decodes the message that its endpoint has just
 // received into a record of its own, counts it in subtitleStats where it has a counter, and prints
 // a short report on standard output, where it may interleave with the console. The user data is
-// always null. Kept on purpose: only the first name has a capital.
+// always null. A notification for which memory is refused is lost: it is neither counted nor
+// printed, and the log has an entry. Kept on purpose: only the first name has a capital.
 
 /// Counts region data in every format and prints a pixel histogram of CIF data.
 void HandleRegionData(LinxIpc* ipc, void* userData);

@@ -1,3 +1,4 @@
+#include "console/log_entry.h"
 #include "handlers/notification_handlers.h"
 #include "records/received_record.h"
 
@@ -5,6 +6,7 @@
 
 #include <iomanip>
 #include <iostream>
+#include <new>
 #include <vector>
 
 namespace {
@@ -28,17 +30,21 @@ void PrintTable(const std::vector<unsigned char>& table)
 // Kept on purpose: palettes have no counter, so the statistics are not called.
 void handlePaletteUpdate(LinxIpc* ipc, void*)
 {
-    PaletteItem item;
-    DecodeReceived(*ipc, item);
+    try {
+        PaletteItem item;
+        DecodeReceived(*ipc, item);
 
-    const std::ios_base::fmtflags flags = std::cout.flags();
-    std::cout << "*** PalettData:  " << static_cast<unsigned int>(item.regionId);
-    PrintTable(item.paletteData);
-    std::cout << std::dec << item.paletteData.size() << ")  ("
-              << (item.fill ? "Fill, " : "NoFill, ");
-    std::cout << std::hex << static_cast<unsigned int>(item.backgroundCode) << ")";
-    std::cout << std::endl << std::endl;
-    // Kept on purpose: the flags are put back, the fill character stays '0'. Whoever pads with
-    // blanks sets it.
-    std::cout.flags(flags);
+        const std::ios_base::fmtflags flags = std::cout.flags();
+        std::cout << "*** PalettData:  " << static_cast<unsigned int>(item.regionId);
+        PrintTable(item.paletteData);
+        std::cout << std::dec << item.paletteData.size() << ")  ("
+                  << (item.fill ? "Fill, " : "NoFill, ");
+        std::cout << std::hex << static_cast<unsigned int>(item.backgroundCode) << ")";
+        std::cout << std::endl << std::endl;
+        // Kept on purpose: the flags are put back, the fill character stays '0'. Whoever pads with
+        // blanks sets it.
+        std::cout.flags(flags);
+    } catch (const std::bad_alloc&) {
+        LogRefusedMemory(__LINE__, "a notification");
+    }
 }

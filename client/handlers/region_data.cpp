@@ -1,3 +1,4 @@
+#include "console/log_entry.h"
 #include "handlers/notification_handlers.h"
 #include "handlers/pixel_histogram.h"
 #include "records/received_record.h"
@@ -7,6 +8,7 @@
 #include <RegionDataItem.h>
 
 #include <cstdio>
+#include <new>
 
 // Printed through printf where the other handlers use std::cout; both share one buffer, so the
 // lines stay in step.
@@ -22,14 +24,19 @@ void ReportUnexpected(unsigned char value)
 
 void HandleRegionData(LinxIpc* ipc, void*)
 {
-    RegionDataItem item;
-    DecodeReceived(*ipc, item);
-    subtitleStats.AddRegionData(item);
-    if (item.subtitleFormat != subtitle_formats::cif) {
-        return;
-    }
+    try {
+        RegionDataItem item;
+        DecodeReceived(*ipc, item);
+        subtitleStats.AddRegionData(item);
+        if (item.subtitleFormat != subtitle_formats::cif) {
+            return;
+        }
 
-    const PixelCounts counts = CountPixels(item.data.data(), item.data.size(), ReportUnexpected);
-    std::printf("CLI: Process region %2d (%d):  0=%5u   1=%5u   2=%5u   3=%5u\n", item.regionId,
-                item.subtitleFormat, counts[0], counts[1], counts[2], counts[3]);
+        const PixelCounts counts =
+            CountPixels(item.data.data(), item.data.size(), ReportUnexpected);
+        std::printf("CLI: Process region %2d (%d):  0=%5u   1=%5u   2=%5u   3=%5u\n", item.regionId,
+                    item.subtitleFormat, counts[0], counts[1], counts[2], counts[3]);
+    } catch (const std::bad_alloc&) {
+        LogRefusedMemory(__LINE__, "a notification");
+    }
 }

@@ -87,6 +87,24 @@ TEST_F(AClientInNeed, OfAThreadGoesOnWithoutAWord)
     EXPECT_TEXT(client.Errors(), "");
 }
 
+using ClientWithLittleMemory = AClientInNeed;
+
+TEST_F(ClientWithLittleMemory, GoesOnAfterAFileNameItCannotStore)
+{
+    if (isSanitized || isEmulated) {
+        GTEST_SKIP() << "the build itself takes more memory than is granted here";
+    }
+    StartService();
+    ChildProcess client({"prlimit", "--as=20000000", "--stack=262144", ClientProgram(), "-i"},
+                        ClientSettings());
+    client.Write("3 1 " + std::string(8'000'000, 'n') + " 4\nx\n");
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Output(),
+                UnsubscribedMenu() + "Enter region ID: Enter filename:  " + UnsubscribedMenu());
+    EXPECT_TEXT(client.Errors(), "");
+    ExpectLog(" Error allocating memory for a command\n");
+}
+
 TEST_F(AClientInNeed, OfAnAnswerWaitsAtNoCostAndEndsByCtrlC)
 {
     Service().Fault("mute").Journal();

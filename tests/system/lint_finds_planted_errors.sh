@@ -44,6 +44,7 @@ expect_found includes client/cli/planted.cpp '#include "simulator/subtitle_servi
 expect_found includes client/records/planted.cpp '#include "stats/SubtitleStats.h"'
 expect_found includes client/stats/planted.cpp '#include "../console/prompts.h"'
 expect_found includes client/handlers/planted.cpp '#include <nlohmann/json.hpp>'
+expect_found includes client/handlers/planted.cpp '#include "console/prompts.h"'
 expect_found includes platform/include/Planted.h '#include <poll.h>'
 expect_found includes platform/src/planted.cpp '#include "cli/SubtitleMgrCli.h"'
 expect_found includes simulator/planted.cpp '#include "cli/SubtitleMgrCli.h"'

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -203,6 +204,15 @@ TEST(SetLogLevelOption, TakesNegativeNumbersAsUnsigned)
 {
     EXPECT_EQ(LevelOf("-1"), 0xFFFFFFFFu);
     EXPECT_EQ(LevelOf("-7"), 0xFFFFFFF9u);
+}
+
+TEST(LogLevelOption, FailsWhenTheFrameHasNoMemory)
+{
+    class ClientWithoutMemory : public SubtitleMgrCli {
+        int HandleLogLevel(LinxIpc&, const std::string&) override { throw std::bad_alloc(); }
+    };
+    ClientWithoutMemory client;
+    EXPECT_EQ(Process(client, 'l').result, 2);
 }
 
 TEST(LogLevelOptions, NeverUseAPrefix)

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <new>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -198,17 +199,19 @@ TEST_F(RegionFiles, CountAsUnreadWhenTheBufferCannotBeHad)
                             "level=2 " + readNote + "Error reading file ( 0 of 268435456 )"}));
 }
 
-TEST_F(RegionFiles, CountAsUnreadWhenThereIsNoRoomForTheData)
+TEST_F(RegionFiles, EndTheirCommandWithoutMemoryForTheData)
 {
     if (!memoryCanBeCapped) {
         GTEST_SKIP() << "memory cannot be capped in this build";
     }
+    const std::ptrdiff_t before = OpenDescriptors();
     {
         const MemoryCap cap(large + large / 2);
-        Read("/dev/zero", large);
+        EXPECT_THROW(client.ReadFile("/dev/zero", large, data), std::bad_alloc);
     }
     EXPECT_EQ(data, (Bytes{9, 9}));
-    EXPECT_EQ(Log().back(), "level=2 " + readNote + "Error reading file ( 0 of 268435456 )");
+    EXPECT_EQ(OpenDescriptors(), before);
+    EXPECT_EQ(Log(), (Lines{"level=8 " + readNote + "Successfully opened file /dev/zero"}));
 }
 
 TEST_F(RegionFiles, AreWrittenFromTheStartOfTheData)
