@@ -7,6 +7,7 @@ import argparse
 import collections
 import concurrent.futures
 import hashlib
+import itertools
 import os
 import sys
 import threading
@@ -15,14 +16,15 @@ import time
 sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 
 import memory
+import memory_scenarios
 import partial
 import system_calls
 from processes import Place, Programs
 from scenarios import SCENARIOS, SERVICE_START
 
 BAD = ("hang", "crash", "finding")
-VERDICTS = ("success", "documented", "output lost", "repeats", "terminates", "not reached", *BAD)
-SHORT_SAMPLE = {"calls": 300, "memory": 300, "partial": 40}
+VERDICTS = ("success", "documented", "output lost", "entry lost", "repeats", "terminates", "not reached", *BAD)
+SHORT_SAMPLE = {"calls": 300, "memory": 600, "partial": 40}
 PARTIAL_SEEDS = 150
 
 
@@ -38,7 +40,8 @@ def plan_calls(place, scenarios, arguments):
 
 def plan_memory(place, scenarios, arguments):
     sweep = memory.MemorySweep(place, arguments.memory_library)
-    return [(scenario, refusal) for scenario in scenarios for refusal in sweep.plan(scenario)]
+    return [(scenario, refusal) for scenario in scenarios
+            for refusal in sweep.plan(scenario, scenario in SCENARIOS)]
 
 
 def plan_partial(_place, scenarios, _arguments):
@@ -82,18 +85,27 @@ def row_name(scenario, fault):
     return SERVICE_START if is_start else scenario.name
 
 
+def scenarios_of(part):
+    return SCENARIOS + (memory_scenarios.MEMORY_SCENARIOS if part == "memory" else [])
+
+
 def sample(plan, count, seed):
-    """So many runs of a plan. A seed chooses the same ones although a program makes now and then a call
-    more or less, so that the plan differs a little from run to run."""
+    """So many runs of a plan, from each scenario in turn, so that none is left out. A seed chooses the
+    same ones although a program makes now and then a call more or less, so that the plan differs a
+    little from run to run."""
     def rank(job):
         scenario, fault = job
         return hashlib.sha256(f"{seed} {scenario.name} {fault}".encode()).digest()
-    return sorted(plan, key=rank)[:count]
+    by_scenario = {}
+    for scenario, fault in sorted(plan, key=rank):
+        by_scenario.setdefault(scenario.name, []).append((scenario, fault))
+    turns = itertools.zip_longest(*(by_scenario[name] for name in sorted(by_scenario)))
+    return [run for turn in turns for run in turn if run][:count]
 
 
 def sweep(part, programs, arguments):
     """\\return the number of findings"""
-    scenarios = [scenario for scenario in SCENARIOS
+    scenarios = [scenario for scenario in scenarios_of(part)
                  if not arguments.scenario or scenario.name in arguments.scenario]
     place = Place(programs)
     try:
@@ -131,16 +143,16 @@ def sweep(part, programs, arguments):
 def print_table(verdicts):
     total = sum(verdicts.values(), collections.Counter())
     columns = [verdict for verdict in VERDICTS if total[verdict] or verdict in BAD]
-    print(f"{'':14}" + "".join(f"{column:>12}" for column in columns))
+    print(f"{'':20}" + "".join(f"{column:>12}" for column in columns))
     for name, counts in [*verdicts.items(), ("all", total)]:
-        print(f"{name:14}" + "".join(f"{counts[column]:12}" for column in columns), flush=True)
+        print(f"{name:20}" + "".join(f"{counts[column]:12}" for column in columns), flush=True)
 
 
 def main():
     parser = argparse.ArgumentParser(prog="script/faults", description=__doc__)
     parser.add_argument("bin", help="folder of the programs and of the preloaded libraries")
     parser.add_argument("scenario", nargs="*", help="these scenarios only: " + ", ".join(
-        [scenario.name for scenario in SCENARIOS] + [SERVICE_START]))
+        [scenario.name for scenario in scenarios_of("memory")] + [SERVICE_START]))
     for part, text in (("calls", "system calls that fail, and the death of the service at each"),
                        ("memory", "allocations that fail"),
                        ("partial", "reads and writes of 1 to 3 bytes, and interruptions")):

@@ -1,6 +1,6 @@
 // Preloaded into a program: allocation number MEMORY_FAIL_AT fails, with MEMORY_LASTING=1 all that
-// follow as well. MEMORY_REPORT names a file that gets the number of allocations, and where the one
-// that failed was made, as addresses for addr2line.
+// follow as well. MEMORY_REPORT names a file that gets the number of allocations and how many of them
+// came before main, and where the one that failed was made, as addresses for addr2line.
 
 #include <cerrno>
 #include <cstddef>
@@ -17,6 +17,8 @@ void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* old, std::size_t size);
 }
 
+using Main = int (*)(int argc, char** argv, char** environment);
+
 namespace {
 
 unsigned long failAt = 0;
@@ -24,6 +26,8 @@ bool isLasting = false;
 bool isReady = false;
 const char* reportPath = nullptr;
 unsigned long allocations = 0;  // changed atomically: the client has two threads
+unsigned long beforeMain = 0;
+Main programsMain = nullptr;
 thread_local bool isReporting = false;
 
 int OpenReport() { return open(reportPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); }
@@ -80,14 +84,30 @@ __attribute__((destructor)) void ReportCount()
     if (reportPath) {
         isReady = false;
         const int report = OpenReport();
-        dprintf(report, "allocations %lu\n", allocations);
+        dprintf(report, "allocations %lu %lu\n", allocations, beforeMain);
         close(report);
     }
+}
+
+int CountedMain(int argc, char** argv, char** environment)
+{
+    beforeMain = allocations;
+    return programsMain(argc, argv, environment);
 }
 
 }  // namespace
 
 extern "C" {
+
+/// What a program's start calls: it initialises the program, then calls main.
+int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(),
+                      void (*loaderFini)(), void* stackEnd)
+{
+    programsMain = main;
+    const auto real =
+        reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
+    return real(CountedMain, argc, argv, init, fini, loaderFini, stackEnd);
+}
 
 void* malloc(std::size_t size) { return MustFail() ? nullptr : __libc_malloc(size); }
 
