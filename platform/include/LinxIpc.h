@@ -12,10 +12,11 @@ class Endpoint;
 ///
 /// A service name is a path below the messaging directory, `SubtitleMgr` or `node1/SubtitleMgr`.
 /// Connections are made on first use and again after they were lost. The endpoint has no thread of
-/// its own: whichever call waits reads the socket, also for the others.
+/// its own: one of the calls that wait reads the socket for all of them.
 ///
-/// Results are 0 or an errno value. Every operation may be called on any thread while others are
-/// under way, with one exception: Receive() by one thread at a time.
+/// Results are 0 or an errno value; ENOMEM from each operation that finds no memory. Every operation
+/// may be called on any thread while others are under way, with one exception: Receive() by one
+/// thread at a time.
 class LinxIpc {
 public:
     /// As a sender's name: any sender.
@@ -25,26 +26,31 @@ public:
     explicit LinxIpc(const char* name);
 
     /// Wakes a thread inside Receive(), waits until its callback has returned and closes all
-    /// connections; no callback runs afterwards. A Receive() that comes late, from a thread which
-    /// outlives this object at the end of the process, sleeps its wait and does nothing else.
+    /// connections; no callback runs afterwards. Does not wait for a callback that calls exit()
+    /// itself, and leaves the connections alone in a child that was forked. A Receive() that comes
+    /// late, from a thread which outlives this object at the end of the process, sleeps its wait and
+    /// does nothing else.
     ~LinxIpc();
     LinxIpc(const LinxIpc&) = delete;
     LinxIpc& operator=(const LinxIpc&) = delete;
 
-    /// Opens the messaging directory, and makes it when missing. It must be the caller's, no
-    /// symlink, and have the mode 0700; what is wrong goes to the log.
+    /// Opens the messaging directory, and makes it when missing, with mode 0700 whatever the umask. It
+    /// must be the caller's, no symlink, and have the mode 0700; what is wrong goes to the log. When
+    /// it is replaced later by one that passes the same checks, the next attempt to connect finds it.
     ///
     /// \return 0 when open, else an errno value; requests then fail with the same
     int Init();
 
-    /// Waits for one notification and runs the callback subscribed for it on this thread.
+    /// Waits for one notification and runs the callback subscribed for it on this thread. An
+    /// exception of the callback leaves Receive(), and the endpoint goes on without that
+    /// notification; std::bad_alloc becomes ENOMEM.
     ///
     /// \param waitMs   longest wait in milliseconds; 0 looks once, -1 waits without limit
     /// \param id       message number to wait for, 0 for any; others stay queued, in order
     /// \param from     service to receive from, LinxIpc::emptyString for any
     /// \param message  receives a copy of the notification; may be null
     /// \return 0 when a notification was taken; ETIMEDOUT; EBUSY inside a callback; ESHUTDOWN late;
-    ///         ENOMEM when the copy could not be made, after the callback
+    ///         ENOMEM, also when the copy could not be made, after the callback
     int Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message);
 
     /// Sends \p request to \p server and waits for the reply; connects first when necessary.
@@ -52,7 +58,7 @@ public:
     /// \param request  a message made by Allocate(); stays the caller's
     /// \param replyId  message number that the reply must have
     /// \param waitMs   longest wait in milliseconds; -1 waits without limit (connecting: 1 second)
-    /// \param reply    receives a copy of the reply; may be null
+    /// \param reply    receives a copy of the reply; may be null, and may be \p request
     /// \return 0 when the reply arrived; ETIMEDOUT, EPROTO (another reply), ECONNRESET (the service
     ///         went away), EINVAL (no usable name or message), or why there is no connection
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
@@ -60,8 +66,9 @@ public:
 
     /// Sends \p message to \p server; no reply is awaited.
     ///
-    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for it
-    ///              (connecting: 1 second)
+    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for it;
+    ///              another call that sends is waited for as long as there is room (connecting: 1
+    ///              second)
     /// \return 0 when sent; EAGAIN (no room), EINVAL, or why there is no connection
     int Notify(const std::string& server, IpcMessage& message, bool flag);
 

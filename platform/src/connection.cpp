@@ -41,7 +41,7 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
         if (error == 0) {
             return AwaitReply(lock, *link, correlation, deadline, reply);
         }
-        if (!IsLoss(error) || !isFirst) {
+        if (!Sender::IsLoss(error) || !isFirst) {
             return error == EAGAIN ? ETIMEDOUT : error;
         }
     }
@@ -55,7 +55,7 @@ int Connection::Notify(Lock& lock, IpcMessage& message, const Deadline& deadline
         if (error == 0) {
             error = Send(lock, *link, message, FrameKind::OneWay, 0, deadline);
         }
-        if (!IsLoss(error) || !isFirst) {
+        if (!Sender::IsLoss(error) || !isFirst) {
             return error;
         }
     }
@@ -65,12 +65,12 @@ int Connection::AwaitReply(Lock& lock, Link& link, unsigned int correlation,
                            const Deadline& deadline, IpcMessage* reply)
 {
     for (bool hasLooked = false;; hasLooked = true) {
+        if (state.closed) {
+            return ESHUTDOWN;
+        }
         const ReplyTable::Waiter& waiter = replies.At(correlation);
         if (waiter.result) {
             return *waiter.result == 0 && reply ? CopyFrame(waiter.reply, *reply) : *waiter.result;
-        }
-        if (state.closed) {
-            return ESHUTDOWN;
         }
         if (hasLooked && deadline.HasPassed()) {
             return ETIMEDOUT;
@@ -92,13 +92,6 @@ void Connection::AwaitArrival(Lock& lock, const Deadline& deadline)
         reconnect.Open(lock, deadline, link);
     } else {
         state.WaitForChange(lock, deadline.Sooner(reconnect.NextAttempt()));
-    }
-}
-
-void Connection::Shutdown()
-{
-    if (const std::shared_ptr<Link> link = reconnect.Current()) {
-        link->Shutdown();
     }
 }
 

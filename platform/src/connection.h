@@ -31,8 +31,8 @@ public:
     /// Waits for something to come, and connects again when notifications are to come.
     void AwaitArrival(Lock& lock, const Deadline& deadline);
 
-    /// Ends the connection for good, and wakes the calls that use it.
-    void Shutdown();
+    /// The connection when there is one, else null.
+    std::shared_ptr<Link> Current() const { return reconnect.Current(); }
 
 private:
     static int Send(Lock& lock, Link& link, IpcMessage& message, FrameKind kind,

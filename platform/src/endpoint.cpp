@@ -18,6 +18,7 @@ namespace {
 constexpr int roomLimitMs = 2000;
 constexpr int pauseWithoutMemoryMs = 10;
 
+/// Negative for ever.
 void Sleep(int waitMs)
 {
     do {
@@ -201,7 +202,7 @@ void Endpoint::LogDropped(Lock& lock)
     const unsigned int dropped = state.notifications.TakeDropped();
     if (dropped != 0) {
         const std::string entry = "endpoint " + name + ": dropped " + std::to_string(dropped) +
-                                  " notifications that nobody received in time";
+                                  " notifications that were not received in time";
         const auto unlocked = Unlocked(lock);
         LogFromLibrary(logErrors, entry);
     }
@@ -215,7 +216,9 @@ void Endpoint::Close()
     Lock lock(state.mutex);
     state.closed = true;
     for (auto& entry : connections) {
-        entry.second.Shutdown();
+        if (const std::shared_ptr<Link> link = entry.second.Current()) {
+            link->Lose();
+        }
     }
     state.changed.notify_all();
     const unsigned int own = receiver == std::this_thread::get_id() ? 1 : 0;

@@ -16,13 +16,6 @@ namespace platform {
 
 namespace {
 
-/// An environment variable that a program with more rights than its caller must not trust.
-std::string TrustedEnvironment(const char* name)
-{
-    const char* value = secure_getenv(name);
-    return value ? value : "";
-}
-
 bool EndsIn(const std::string& text, const std::string& end)
 {
     return text.size() >= end.size() &&
@@ -31,9 +24,14 @@ bool EndsIn(const std::string& text, const std::string& end)
 
 std::string ConfiguredPath()
 {
-    std::string path = TrustedEnvironment("LINX_DIR");
+    // A program with more rights than its caller must not trust these variables.
+    const auto variable = [](const char* name) {
+        const char* value = secure_getenv(name);
+        return std::string(value ? value : "");
+    };
+    std::string path = variable("LINX_DIR");
     if (path.empty()) {
-        path = TrustedEnvironment("XDG_RUNTIME_DIR");
+        path = variable("XDG_RUNTIME_DIR");
         path = path.empty() ? "/tmp/linx-" + std::to_string(geteuid()) : path + "/linx";
     }
     // With "/" or "/." at the end the last part would be followed even where it is a symlink.
@@ -83,8 +81,8 @@ int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& de
     return 0;
 }
 
-/// Connecting would follow a symbolic link. Only who may write to the folder could put one there
-/// after this look, and could have put a socket there as well.
+/// Connecting would follow a symbolic link. A user who may write to the folder could still put one
+/// there after this look, but could put a socket there as well.
 int CheckSocketFile(int folder, const std::string& name)
 {
     struct stat found {};
@@ -92,12 +90,6 @@ int CheckSocketFile(int folder, const std::string& name)
         return errno;
     }
     return S_ISSOCK(found.st_mode) ? 0 : ENOTSOCK;
-}
-
-bool IsSymlink(const std::string& path)
-{
-    struct stat found {};
-    return lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
 }
 
 /// The umask may have taken rights away from the folder that this call has just made at \p path.
@@ -121,8 +113,9 @@ int OpenTrusted(const std::string& path, Descriptor& opened, std::string& proble
     struct stat found {};
     if (!folder || fstat(folder.Get(), &found) != 0) {
         const int error = errno;
-        problem = IsSymlink(path) ? "is a symbolic link"
-                                  : std::string("cannot be opened: ") + std::strerror(error);
+        const bool isLink = lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+        problem = isLink ? "is a symbolic link"
+                         : std::string("cannot be opened: ") + std::strerror(error);
         return error;
     }
     if (found.st_uid != geteuid() || (found.st_mode & 07777) != 0700) {
@@ -132,14 +125,6 @@ int OpenTrusted(const std::string& path, Descriptor& opened, std::string& proble
     }
     opened = std::move(folder);
     return 0;
-}
-
-bool IsSameFolder(int one, int other)
-{
-    struct stat first {};
-    struct stat second {};
-    return fstat(one, &first) == 0 && fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
 }
 
 int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Descriptor& connected)
@@ -203,18 +188,16 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
     if (!IsEndpointName(name)) {
         return EINVAL;
     }
-    const int error = ConnectIn(folder.Get(), name, deadline, connected);
-    return error != 0 && IsFoundAnew() ? ConnectIn(folder.Get(), name, deadline, connected) : error;
-}
-
-/// Whether another folder is at the path by now, as good as the one that was opened. It gets that
-/// one's descriptor, so that it replaces it in calls on other threads too.
-bool MessagingDirectory::IsFoundAnew() const
-{
+    int error = ConnectIn(folder.Get(), name, deadline, connected);
     Descriptor found;
     std::string unused;
-    return OpenTrusted(path, found, unused) == 0 && !IsSameFolder(found.Get(), folder.Get()) &&
-           dup3(found.Get(), folder.Get(), O_CLOEXEC) >= 0;
+    // Another folder may be at the path by now. It gets the descriptor of the one that was opened,
+    // and so replaces it in calls on other threads too.
+    if (error != 0 && OpenTrusted(path, found, unused) == 0 &&
+        dup3(found.Get(), folder.Get(), O_CLOEXEC) >= 0) {
+        error = ConnectIn(folder.Get(), name, deadline, connected);
+    }
+    return error;
 }
 
 bool IsEndpointName(const std::string& name)

@@ -20,8 +20,8 @@ public:
     ///
     /// The name is resolved below the folder that Open() found, part by part and through no
     /// symlink, so nothing outside is ever touched, and no path is too long for a socket address.
-    /// When that fails and the path names another folder by now, which passes the same checks, that
-    /// one is used from then on.
+    /// When that fails, it is tried once more below the folder that the path names by now, if that
+    /// passes the same checks.
     int Connect(const std::string& name, const Deadline& deadline, Descriptor& connected) const;
 
     /// -1 before Open() succeeded.
@@ -32,8 +32,6 @@ public:
     const std::string& Problem() const { return problem; }
 
 private:
-    bool IsFoundAnew() const;
-
     std::string path;
     std::string problem;
     Descriptor folder;

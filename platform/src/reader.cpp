@@ -1,5 +1,3 @@
-#include "platform/src/reader.h"
-
 #include "platform/src/link.h"
 #include "platform/src/log_sink.h"
 
@@ -35,15 +33,14 @@ void Reader::ReadOrWait(Lock& lock, const Deadline& deadline)
 }
 
 /// Reads once, waiting up to \p waitMs milliseconds, -1 without limit, and sorts what came; or only
-/// sorts what an earlier call left. \return whether there was anything
-bool Reader::Read(Lock& lock, int waitMs)
+/// sorts what an earlier call left.
+void Reader::Read(Lock& lock, int waitMs)
 {
-    bool wasAny = true;
     {
         const auto role = link.state.Take(reading);
         auto sorted = arrivals.Sort();
         if (sorted == Arrivals::Sorted::Nothing) {
-            wasAny = ReadSocket(lock, waitMs);
+            ReadSocket(lock, waitMs);
             sorted = arrivals.Sort();
         }
         if (sorted == Arrivals::Sorted::NotUnderstood) {
@@ -57,10 +54,9 @@ bool Reader::Read(Lock& lock, int waitMs)
             LogFromLibrary(logErrors, complaint);
         }
     }
-    return wasAny;
 }
 
-bool Reader::ReadSocket(Lock& lock, int waitMs)
+void Reader::ReadSocket(Lock& lock, int waitMs)
 {
     std::size_t size = 0;
     unsigned char* const room = arrivals.Room(size);
@@ -82,7 +78,6 @@ bool Reader::ReadSocket(Lock& lock, int waitMs)
     } else if (count == 0 || (error != EINTR && error != EAGAIN)) {
         link.Lose();
     }
-    return count > 0;
 }
 
 /// A blocking read with a limit costs one call, poll() before a read two. The limit mostly stays
@@ -101,11 +96,7 @@ void Reader::LimitReading(int waitMs)
 void Reader::ReadTheRest(Lock& lock)
 {
     for (const Deadline deadline(restLimitMs); link.isOpen && !deadline.HasPassed();) {
-        if (reading) {
-            link.state.WaitForChange(lock, deadline);
-        } else if (!Read(lock, 0)) {
-            return;
-        }
+        ReadOrWait(lock, deadline);
     }
 }
 

@@ -1,10 +1,6 @@
-#include "platform/src/sender.h"
-
 #include "platform/src/link.h"
 
 namespace platform {
-
-bool IsLoss(int error) { return error == EPIPE || error == ECONNRESET; }
 
 int Sender::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)
 {

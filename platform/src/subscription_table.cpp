@@ -6,12 +6,6 @@
 
 namespace platform {
 
-namespace {
-
-bool IsPending(const Subscription& entry) { return entry.correlation != 0; }
-
-}  // namespace
-
 template <typename Condition>
 void SubscriptionTable::Remove(const Condition& condition)
 {

@@ -16,6 +16,8 @@ struct Subscription {
     unsigned int correlation = 0;  ///< of the request that is not answered yet; 0 once accepted
 };
 
+inline bool IsPending(const Subscription& entry) { return entry.correlation != 0; }
+
 /// The subscriptions of an endpoint. Each request to change them has an entry of its own, found by
 /// its correlation, from before it is sent until its reply is sorted or its call gives up. So what is
 /// in force follows the order in which the service answered, whichever calls meet.
@@ -42,7 +44,7 @@ public:
 
     /// The accepted ones, in the order in which they were accepted.
     std::vector<Subscription> Accepted() const;
-    bool HasAccepted() const { return !entries.empty() && entries.front().correlation == 0; }
+    bool HasAccepted() const { return !entries.empty() && !IsPending(entries.front()); }
 
 private:
     template <typename Condition>

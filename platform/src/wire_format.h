@@ -52,7 +52,7 @@ constexpr unsigned int refreshRegions = 0x3C0C;       // no payload
 constexpr unsigned int sendSensorUpdate = 0x3C0E;     // sensor u32, on u8
 constexpr unsigned int getLogLevel = 0x3C10;          // no payload; the reply adds the level u32
 constexpr unsigned int setLogLevel = 0x3C12;          // level u32
-constexpr unsigned int notUnderstood = 0x3CFF;        // reply to a request that nobody knows
+constexpr unsigned int notUnderstood = 0x3CFF;        // reply to an unknown request
 
 constexpr unsigned int ReplyTo(unsigned int request) { return request + 1; }
 }  // namespace messages
@@ -89,7 +89,7 @@ constexpr unsigned int ForFormat(unsigned char subtitleFormat)
     return subtitleFormat <= 2 ? regionDataHd + subtitleFormat : regionDataOther;
 }
 
-/// Whether holding or ending \p held includes \p number: 1 stands for region data in every format.
+/// Whether holding or ending \p held includes \p number: 1 is region data in every format.
 constexpr bool Covers(unsigned int held, unsigned int number)
 {
     return held == number ||

@@ -31,7 +31,7 @@ constexpr unsigned int hd = 2;
 
 using Clock = std::chrono::steady_clock;
 
-/// A listening socket on which nobody is accepted unless a test does so.
+/// A listening socket that accepts no client unless a test does so.
 Descriptor ListenSilently(const std::string& path)
 {
     Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -115,7 +115,7 @@ TEST_F(CallsAtOnce, MakeOneConnection)
     served.get();
 }
 
-/// Somebody who waits to be accepted, and has no place for another one.
+/// One client that waits to be accepted fills the queue of the listening socket.
 void FillQueue(LinxIpc& other)
 {
     ASSERT_EQ(other.Init(), 0);
@@ -263,7 +263,7 @@ TEST_F(CallsAtOnce, EndWithTheEndpointWhenThereIsNobodyToReadFrom)
     EXPECT_EQ(received.get(), ESHUTDOWN);
 }
 
-/// Whoever lets go of each connection before anything was read would be asked for ever.
+/// A service that closes each connection before it reads would be asked for ever.
 TEST_F(CallsAtOnce, GiveARequestUpThatTwoConnectionsDidNotTake)
 {
     RawService service(path);

@@ -647,7 +647,7 @@ TEST_F(AnEndpoint, EndsTheConnectionForABadFrameOnceWhatStoodBeforeItIsReceived)
               std::string::npos);
 }
 
-/// Nobody receives, so what is new is kept also of a connection that has ended.
+/// As no call receives, the newest are kept, also of a connection that has ended.
 TEST_F(AnEndpoint, KeepsTheNewestOfWhatCameBeforeALoss)
 {
     constexpr unsigned int sent = 300;
@@ -690,7 +690,7 @@ TEST_F(AnEndpoint, ReceivesANumberThatStandsBehindManyOthers)
     EXPECT_EQ(ipc->Receive(10000, regionVisibility, LinxIpc::emptyString, nullptr), 0);
     served.get();
     EXPECT_TRUE(regions.empty());
-    // The oldest had to give way, as they do when nobody receives.
+    // The oldest had to give way, as they do when no call receives.
     ASSERT_EQ(ReceiveOne(), 0);
     EXPECT_EQ(regions.back(), 300u - 255u);
 }
@@ -713,7 +713,8 @@ TEST_F(AnEndpoint, DropsTheOldestNotificationsWhenNobodyReceivesAndSaysHowMany)
     }
     EXPECT_EQ(ReceiveOne(0), ETIMEDOUT);
     EXPECT_NE(
-        Log().find("endpoint TheEndpoint: dropped 44 notifications that nobody received in time\n"),
+        Log().find(
+            "endpoint TheEndpoint: dropped 44 notifications that were not received in time\n"),
         std::string::npos)
         << Log();
     served.get();
