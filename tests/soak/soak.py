@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Wears the two sides of a socket out: kills, exits, floods and long streams, in numbers.
+"""Wears the two sides of a socket out: kills, exits, floods, long streams and calls that meet.
 
-soak.py PROGRAMS PART [COUNT] [-- EMULATOR...], where PART is one of kills, exits, flood, soak, or
-"short" for all of them in small. Prints figures; status 1 when anything was lost or left behind.
+soak.py PROGRAMS PART [COUNT] [-- EMULATOR...], where PART is one of kills, exits, flood, soak,
+meetings, or "short" for all of them in small. COUNT is seconds for meetings; the environment's
+SOAK_SEED makes their calls those of an earlier run. Prints figures; status 1 when anything was lost or
+left behind.
 """
 
 import contextlib
@@ -452,6 +454,20 @@ def soak(programs, emulator, small, large):
            ["region-data 1 0 %08x%s\n" % (number, rest) for number in range(REGION_NUMBERS)])
 
 
+# Calls that meet
+
+MEETINGS_SECONDS = 60
+SHORT_SECONDS = 5
+
+
+def meetings(programs, emulator, seconds):
+    """Calls on eight threads of one client meet while its service comes and goes."""
+    seed = os.environ.get("SOAK_SEED") or str(random.randrange(1 << 32))
+    with contextlib.closing(Room(programs, emulator)) as room:
+        service = [*emulator, os.path.join(room.programs, "SubtitleMgrSim")]
+        finish(room.start("soak_meetings", str(seconds), seed, *service))
+
+
 def main():
     """Runs a part. Returns the exit status."""
     words = sys.argv[1:]
@@ -488,7 +504,10 @@ def run(part, programs, emulator, count):
     if part in ("soak", "short"):
         small = 200000 if part == "short" else count or 10000000
         soak(programs, emulator, small, max(small // 100, 1))
-    demand(part in ("kills", "exits", "flood", "soak", "short"), "no part is called " + part)
+    if part in ("meetings", "short"):
+        meetings(programs, emulator, SHORT_SECONDS if part == "short" else count or MEETINGS_SECONDS)
+    demand(part in ("kills", "exits", "flood", "soak", "meetings", "short"),
+           "no part is called " + part)
 
 
 if __name__ == "__main__":
