@@ -3,16 +3,21 @@
 #include <SysLogMsg.h>
 
 #include "platform/src/descriptor.h"
+#include "platform/src/line_limit.h"
 #include "platform/src/log_sink.h"
+#include "platform/src/sink.h"
 
+#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <mutex>
 #include <new>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -67,46 +72,117 @@ std::string Printable(const std::string& text)
     return line;
 }
 
-/// Like 2026-01-31T12:00:00.250Z.
-std::string UtcNow()
+/// In a file like 2026-01-31T12:00:00.250Z, in the system log like Jan 31 12:00:00, local time.
+std::string Now(bool isForFile)
 {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm parts{};
     const time_t seconds = now.tv_sec;
-    gmtime_r(&seconds, &parts);
-    char date[32];
-    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &parts);
+    tm parts{};
     char text[48];
-    std::snprintf(text, sizeof text, "%s.%03ldZ", date, static_cast<long>(now.tv_nsec / 1000000));
+    if (!isForFile) {
+        return {text, std::strftime(text, sizeof text, "%b %e %T", localtime_r(&seconds, &parts))};
+    }
+    const std::size_t length =
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", gmtime_r(&seconds, &parts));
+    const int milliseconds = static_cast<int>(now.tv_nsec / 1000000);
+    std::snprintf(text + length, sizeof text - length, ".%03dZ", milliseconds);
     return text;
 }
 
 /// Opened for each entry, so that a log file which was moved away or removed is made anew.
-/// Not into a pipe: writing to one could wait for its reader, or end the program with SIGPIPE.
-void AppendToFile(const char* path, const std::string& line)
+/// No pipe: its reader could end, which would end the program with SIGPIPE.
+Descriptor OpenFile(const char* path)
 {
     const int flags =
         O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-    const Descriptor file(open(path, flags, 0600));
+    Descriptor file(open(path, flags, 0600));
     struct stat found {};
-    if (!file || fstat(file.Get(), &found) != 0 || S_ISFIFO(found.st_mode)) {
-        return;
+    if (file && fstat(file.Get(), &found) == 0 && S_ISFIFO(found.st_mode)) {
+        errno = ENXIO;
+        return Descriptor();
     }
-    WriteAll(file.Get(), line);  // what cannot be written is lost
+    return file;
 }
 
-void WriteWhereWanted(unsigned level, const std::string& processName, const std::string& text)
+/// Not through syslog(3), which waits for a full socket.
+Descriptor OpenSystemLog()
 {
-    const std::string line = Printable(text);
-    const char* path = secure_getenv("SUBTITLE_LOG");
-    if (path && *path) {
-        AppendToFile(path, UtcNow() + " " + processName + "[" + std::to_string(getpid()) +
-                               "] level=" + std::to_string(level) + " " + line + "\n");
-    } else {
-        syslog(level == logErrors ? LOG_ERR : LOG_NOTICE, "%s[%ld] level=%u %s",
-               processName.c_str(), static_cast<long>(getpid()), level, line.c_str());
+    Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", _PATH_LOG);
+    if (log &&
+        connect(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return Descriptor();
     }
+    return log;
+}
+
+const char* LogFile()
+{
+    const char* path = secure_getenv("SUBTITLE_LOG");
+    return path && *path ? path : nullptr;
+}
+
+std::string Entry(unsigned level, const std::string& processName, const std::string& text)
+{
+    const std::string entry = processName + "[" + std::to_string(getpid()) +
+                              "] level=" + std::to_string(level) + " " + Printable(text);
+    if (LogFile()) {
+        return Now(true) + " " + entry + "\n";
+    }
+    const int priority = LOG_USER | (level == logErrors ? LOG_ERR : LOG_NOTICE);
+    return "<" + std::to_string(priority) + ">" + Now(false) + " " + program_invocation_short_name +
+           ": " + entry;
+}
+
+std::string OwnEntry(const std::string& text)
+{
+    return Entry(logErrors, LogClient::Instance().ProcessName(), text);
+}
+
+std::string LossEntry(unsigned lost, const char* reason)
+{
+    return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
+}
+
+/// What the entries of all threads share.
+struct Log {
+    template <typename MakeEntry>
+    void Write(const MakeEntry& makeEntry)
+    {
+        const int keep = errno;
+        const char* const path = LogFile();
+        const Descriptor target = path ? OpenFile(path) : OpenSystemLog();
+        if (target) {
+            sink.Use(target.Get());
+            sink.Write(makeEntry);
+        } else {
+            sink.Lose(errno);
+        }
+        errno = keep;
+    }
+
+    void ReportHeldBack(bool all)
+    {
+        limit.Report(all, [&](const char* kind, unsigned count) {
+            Write([&] { return OwnEntry(LineLimit::MoreLikeThese(kind, count)); });
+        });
+    }
+
+    std::mutex mutex;
+    Sink sink{LossEntry};
+    LineLimit limit;
+    std::atomic<bool> hasHeldBack{false};  ///< ever; asked at each Receive()
+};
+
+/// Never destroyed, like LogClient.
+Log& TheLog()
+{
+    alignas(Log) static unsigned char place[sizeof(Log)];
+    static Log& log = *new (place) Log;
+    return log;
 }
 
 }  // namespace
@@ -114,19 +190,30 @@ void WriteWhereWanted(unsigned level, const std::string& processName, const std:
 void platform::WriteLogEntry(unsigned level, const std::string& processName,
                              const std::string& text)
 {
-    const int keep = errno;
-    try {
-        WriteWhereWanted(level, processName, text);
-    } catch (const std::bad_alloc&) {  // the entry is lost; who made it goes on
-    }
-    errno = keep;
+    const std::lock_guard<std::mutex> lock(TheLog().mutex);
+    TheLog().Write([&] { return Entry(level, processName, text); });
 }
 
-void platform::LogFromLibrary(unsigned level, const std::string& text)
+void platform::LogFromLibrary(unsigned level, const std::string& text, const char* kind)
 {
-    LogClient& client = LogClient::Instance();
-    if (!text.empty() && (client.Level() & level) != 0) {
-        WriteLogEntry(level, client.ProcessName(), text);
+    const LogClient& client = LogClient::Instance();
+    if (text.empty() || (client.Level() & level) == 0) {
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(TheLog().mutex);
+    TheLog().ReportHeldBack(false);
+    if (!kind || TheLog().limit.Admits(kind)) {
+        TheLog().Write([&] { return Entry(level, client.ProcessName(), text); });
+    } else {
+        TheLog().hasHeldBack = true;
+    }
+}
+
+void platform::LogHeldBack(bool all)
+{
+    if (TheLog().hasHeldBack) {
+        const std::lock_guard<std::mutex> lock(TheLog().mutex);
+        TheLog().ReportHeldBack(all);
     }
 }
 

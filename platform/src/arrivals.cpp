@@ -24,8 +24,10 @@ Arrivals::Sorted Arrivals::Sort()
                 return Sorted::Something;
             }
         } else {
-            complaints.push_back("connection to " + service + " closed: received " +
-                                 (problem ? problem : "a frame that only a client may send"));
+            complaints.push_back(
+                {"connection closed",
+                 "connection to " + service + " closed: received " +
+                     (problem ? problem : "a frame that only a client may send")});
             return Sorted::NotUnderstood;
         }
     }
@@ -39,7 +41,8 @@ void Arrivals::TakeReply(const ReceivedFrame& frame)
     if (replies.Take(frame) && isAcceptance) {
         state.subscriptions.Accept(correlation);
     } else if (correlation == ReplyTable::unawaited && !isAcceptance) {
-        complaints.push_back("a subscription was refused by the restarted service " + service);
+        complaints.push_back({"subscription refused",
+                              "a subscription was refused by the restarted service " + service});
     }
 }
 
@@ -63,15 +66,19 @@ bool Arrivals::IsWanted(const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     if (!IsWellFormed(header.messageId, frame.payload, header.length)) {
-        complaints.push_back("dropped a malformed record from " + service + ": message " +
-                             std::to_string(header.messageId) + " of " +
-                             std::to_string(header.length) + " bytes");
+        complaints.push_back({"malformed record dropped",
+                              "dropped a malformed record from " + service + ": message " +
+                                  std::to_string(header.messageId) + " of " +
+                                  std::to_string(header.length) + " bytes"});
         return false;
     }
     return service == state.publisher &&
            state.subscriptions.Find(header.correlation, header.messageId);
 }
 
-std::vector<std::string> Arrivals::TakeComplaints() { return std::exchange(complaints, {}); }
+std::vector<Arrivals::Complaint> Arrivals::TakeComplaints()
+{
+    return std::exchange(complaints, {});
+}
 
 }  // namespace platform

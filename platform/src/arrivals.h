@@ -36,8 +36,14 @@ public:
     /// \return NotUnderstood when the rest makes no sense: the connection must end
     Sorted Sort();
 
+    /// An entry for the log, see LogFromLibrary().
+    struct Complaint {
+        const char* kind;
+        std::string text;
+    };
+
     /// Entries for the log, to be made without the lock.
-    std::vector<std::string> TakeComplaints();
+    std::vector<Complaint> TakeComplaints();
 
 private:
     bool TakeNotification(ReceivedFrame& frame);
@@ -49,7 +55,7 @@ private:
     ReplyTable& replies;
     InputBlocks input;
     std::optional<ReceivedFrame> held;  ///< the notification without room
-    std::vector<std::string> complaints;
+    std::vector<Complaint> complaints;
 };
 
 }  // namespace platform

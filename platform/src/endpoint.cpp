@@ -130,6 +130,7 @@ int Endpoint::Notify(const std::string& server, IpcMessage& message, bool mayWai
 
 int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message)
 {
+    LogHeldBack(false);
     bool isLate = false;
     const int error = Enter([&](Lock& lock) {
         isLate = state.closed;
@@ -204,7 +205,7 @@ void Endpoint::LogDropped(Lock& lock)
         const std::string entry = "endpoint " + name + ": dropped " + std::to_string(dropped) +
                                   " notifications that were not received in time";
         const auto unlocked = Unlocked(lock);
-        LogFromLibrary(logErrors, entry);
+        LogFromLibrary(logErrors, entry, "notifications dropped");
     }
 }
 
@@ -230,6 +231,8 @@ void Endpoint::Close()
     state.notifications.Clear();
     current = ReceivedFrame{};
     received.Show(0, nullptr, 0);
+    lock.unlock();
+    LogHeldBack(true);
 }
 
 }  // namespace platform

@@ -47,11 +47,11 @@ void Reader::Read(Lock& lock, int waitMs)
             link.Lose();
         }
     }
-    const std::vector<std::string> complaints = arrivals.TakeComplaints();
+    const std::vector<Arrivals::Complaint> complaints = arrivals.TakeComplaints();
     if (!complaints.empty()) {
         const auto unlocked = Unlocked(lock);
-        for (const std::string& complaint : complaints) {
-            LogFromLibrary(logErrors, complaint);
+        for (const Arrivals::Complaint& complaint : complaints) {
+            LogFromLibrary(logErrors, complaint.text, complaint.kind);
         }
     }
 }

@@ -3,13 +3,16 @@
 #include "tests/faults/process_facts.h"
 #include "tests/support/ConsoleSession.h"
 #include "tests/support/RawPeer.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/build_kind.h"
 
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -210,5 +213,60 @@ TEST_P(AClientThatIsHungUpOn, SaysThatItsPingFailed)
 INSTANTIATE_TEST_SUITE_P(Everywhere, AClientThatIsHungUpOn,
                          testing::Values(HangUp::WithTheRequestUnread, HangUp::BehindTheRequest,
                                          HangUp::InsideTheReply));
+
+/// Keys that make as many log entries: files that are not there.
+std::string EntriesByKeys(int count)
+{
+    std::string keys;
+    for (int i = 0; i < count; ++i) {
+        keys += "3\n1\nnone\n4\n";
+    }
+    return keys + "x\n";
+}
+
+class UnreadSystemLog : public ConsoleSession {};
+
+TEST_F(UnreadSystemLog, LetsTheConsoleLeaveAtOnce)
+{
+    if (!SmallDisk("4k").IsMounted()) {
+        GTEST_SKIP() << "only root can have a /dev of its own";
+    }
+    const Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = Files() / "socket";
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ChildProcess::Options settings = ClientSettings();
+    settings.environment["SUBTITLE_LOG"] = "";
+    StartService();
+    ChildProcess client({"unshare", "-m", "sh", "-c",
+                         "mount -t tmpfs none /dev && ln -s \"$0\" /dev/log && exec \"$@\"", path,
+                         ClientProgram(), "-i"},
+                        settings);
+    client.Write(EntriesByKeys(1000));
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Errors(), "");
+    char entry[4096] = "";
+    EXPECT_GT(recv(log.Get(), entry, sizeof entry - 1, MSG_DONTWAIT), 0);
+    EXPECT_NE(std::string(entry).find("Error opening file none"), std::string::npos) << entry;
+}
+
+class ALogFileAtItsLimit : public ConsoleSession {};
+
+TEST_F(ALogFileAtItsLimit, LosesEntriesAndNothingElse)
+{
+    ChildProcess::Options settings = ClientSettings();
+    settings.fileSizeLimit = 1000;
+    StartService();
+    ChildProcess client({ClientProgram(), "-i"}, settings);
+    client.Write(EntriesByKeys(100));
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Errors(), "");
+    const std::string log = LogText();
+    EXPECT_GT(log.size(), 800u);
+    EXPECT_LE(log.size(), 1000u);
+    EXPECT_EQ(log.substr(log.size() - 6), " none\n");
+}
 
 }  // namespace

@@ -96,13 +96,13 @@ std::vector<char*> Pointers(std::vector<std::string>& texts)
 
 /// Between fork and exec only calls that take no lock: the test may have other threads.
 void BecomeProgram(char* const* arguments, char* const* environment, const int (&streams)[3],
-                   bool onTerminal, int ignoredSignal, pid_t parent)
+                   const ChildProcess::Options& options, pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
         _exit(127);
     }
-    if (onTerminal) {
+    if (options.onTerminal) {
         setsid();
         ioctl(streams[0], TIOCSCTTY, 0);
     }
@@ -111,7 +111,11 @@ void BecomeProgram(char* const* arguments, char* const* environment, const int (
     }
     // Whoever runs the tests may ignore or block signals, and both would be inherited.
     for (int number = 1; number < NSIG; ++number) {
-        signal(number, number == ignoredSignal ? SIG_IGN : SIG_DFL);
+        signal(number, number == options.ignoredSignal ? SIG_IGN : SIG_DFL);
+    }
+    const rlimit limit{options.fileSizeLimit, RLIM_INFINITY};
+    if (options.fileSizeLimit != RLIM_INFINITY) {
+        setrlimit(RLIMIT_FSIZE, &limit);
     }
     sigset_t none;
     sigemptyset(&none);
@@ -169,10 +173,14 @@ void ChildProcess::StartProgram(const std::vector<std::string>& arguments, const
         input = MakePipe(true);
         out = MakePipe(false);
         err = MakePipe(false);
+        output.ended = options.output >= 0;
+        errors.ended = options.errors >= 0;
     }
     const int terminal = input.programs.Get();
-    const int streams[3] = {terminal, onTerminal ? terminal : out.programs.Get(),
-                            onTerminal ? terminal : err.programs.Get()};
+    int streams[3] = {terminal, onTerminal ? terminal : out.programs.Get(),
+                      onTerminal ? terminal : err.programs.Get()};
+    streams[1] = options.output >= 0 ? options.output : streams[1];
+    streams[2] = options.errors >= 0 ? options.errors : streams[2];
     std::vector<std::string> words = arguments;
     std::vector<std::string> variables = EnvironmentWith(options.environment);
     const std::vector<char*> argv = Pointers(words);
@@ -180,7 +188,7 @@ void ChildProcess::StartProgram(const std::vector<std::string>& arguments, const
     const pid_t parent = getpid();
     pid = fork();
     if (pid == 0) {
-        BecomeProgram(argv.data(), envp.data(), streams, onTerminal, options.ignoredSignal, parent);
+        BecomeProgram(argv.data(), envp.data(), streams, options, parent);
     }
     if (pid < 0) {
         ThrowErrno("fork");
@@ -373,6 +381,17 @@ void ChildProcess::Stop()
 }
 
 void ChildProcess::Continue() { Signal(SIGCONT); }
+
+void ChildProcess::HangUp()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        inputFd = Descriptor();
+        output.fd = Descriptor();
+        output.ended = true;
+    }
+    Wake();
+}
 
 void ChildProcess::Fail(const std::string& what) const
 {

@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <thread>
 #include <vector>
@@ -33,6 +34,11 @@ public:
         std::size_t outputLimit = 64u * 1024u * 1024u;
         /// A signal the program finds ignored at its start, or 0. All others have their defaults.
         int ignoredSignal = 0;
+        /// Descriptors of the test that become these streams, -1 for a pipe that the pump reads.
+        int output = -1;
+        int errors = -1;
+        /// The largest file that the program may write.
+        rlim_t fileSizeLimit = RLIM_INFINITY;
     };
 
     explicit ChildProcess(const std::vector<std::string>& arguments);
@@ -71,6 +77,9 @@ public:
     /// SIGSTOP, returns once the program is stopped; and SIGCONT.
     void Stop();
     void Continue();
+
+    /// Closes the terminal that the program is on, as a window that is closed does.
+    void HangUp();
 
 private:
     struct Stream {

@@ -2,6 +2,7 @@
 #include <SysLogMsg.h>
 
 #include "platform/src/log_sink.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/utf8_reference.h"
 
@@ -14,10 +15,13 @@
 #include <filesystem>
 #include <initializer_list>
 #include <regex>
+#include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace platform;
 
@@ -27,9 +31,12 @@ class TheLogFile : public testing::Test {
 protected:
     TheLogFile() : path(folder / "log")
     {
-        setenv("SUBTITLE_LOG", path.c_str(), 1);
         LogClient::Instance().Level(63);
         LogClient::Instance().ProcessName("TheProcess");
+        // What other tests have lost is told before the next entry.
+        setenv("SUBTITLE_LOG", (folder / "earlier").c_str(), 1);
+        Entry(2, "");
+        setenv("SUBTITLE_LOG", path.c_str(), 1);
     }
     ~TheLogFile() override { unsetenv("SUBTITLE_LOG"); }
 
@@ -37,6 +44,17 @@ protected:
     {
         SysLogMsg entry;
         entry.Log(level, LogClient::Instance().ProcessName()) << text;
+    }
+
+    /// The entries from their level on; what is no whole line is there as it is.
+    std::vector<std::string> Texts() const
+    {
+        std::vector<std::string> texts;
+        std::istringstream lines(ReadWholeFile(path));
+        for (std::string line; std::getline(lines, line);) {
+            texts.push_back(lines.eof() ? "torn: " + line : line.substr(line.find("level=")));
+        }
+        return texts;
     }
 
     TempDir folder;
@@ -270,8 +288,54 @@ TEST_F(TheLogFile, MayBeAbsentOrAFullDisk)
     Entry(2, "lost");
     setenv("SUBTITLE_LOG", path.c_str(), 1);
     Entry(2, "kept");
-    EXPECT_NE(ReadWholeFile(path).find(" kept\n"), std::string::npos);
-    EXPECT_EQ(ReadWholeFile(path).find("lost"), std::string::npos);
+    Entry(2, "kept too");
+    EXPECT_EQ(Texts(),
+              (std::vector<std::string>{"level=2 2 log entries were lost: No space left on device",
+                                        "level=2 kept", "level=2 kept too"}));
+}
+
+/// In the way of a part of a line stands the limit of a file's size, which would end the program.
+TEST_F(TheLogFile, NeverHoldsAPartOfAnEntryAtAFileSizeLimit)
+{
+    Entry(2, "first");
+    const rlim_t size = ReadWholeFile(path).size();
+    for (rlim_t place = 0; place < 12; ++place) {
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit limit{size + place * size / 12, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        Entry(2, "other");
+        setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_EQ(Texts(), std::vector<std::string>{"level=2 first"}) << place;
+    }
+    Entry(2, "later");
+    EXPECT_EQ(Texts(), (std::vector<std::string>{"level=2 first",
+                                                 "level=2 12 log entries were lost: File too large",
+                                                 "level=2 later"}));
+}
+
+TEST_F(TheLogFile, OnAFullDiskEndsWithAWholeEntryAndGoesOnOnceThereIsRoom)
+{
+    const SmallDisk disk("16k");
+    if (!disk.IsMounted()) {
+        GTEST_SKIP() << "only root can mount a small disk";
+    }
+    path = disk / "log";
+    setenv("SUBTITLE_LOG", path.c_str(), 1);
+    WriteWholeFile(disk / "filler", std::string(8192, '.'));
+    for (int i = 0; i < 200; ++i) {
+        Entry(2, "text");
+    }
+    const std::vector<std::string> full = Texts();
+    EXPECT_GT(full.size(), 100u);
+    EXPECT_EQ(full, std::vector<std::string>(full.size(), "level=2 text"));
+    unlink((disk / "filler").c_str());
+    Entry(2, "later");
+    std::vector<std::string> expected = full;
+    expected.push_back("level=2 " + std::to_string(200 - full.size()) +
+                       " log entries were lost: No space left on device");
+    expected.push_back("level=2 later");
+    EXPECT_EQ(Texts(), expected);
 }
 
 TEST_F(TheLogFile, MayBeAPipeThatNobodyReads)

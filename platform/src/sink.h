@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/src/descriptor.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <string>
+#include <sys/stat.h>
+
+namespace platform {
+
+/// Takes whole lines for a descriptor and never waits. A line is written at once; or kept when there
+/// is no room, one at most, also the rest of one; or lost and counted. Other programs may share the
+/// descriptor, so it is not made non-blocking. Used by one thread at a time.
+class Sink {
+public:
+    /// Makes the line that tells how many lines were lost, and why the last one was.
+    using LossLine = std::string (*)(unsigned int lost, const char* reason);
+
+    explicit Sink(LossLine makeLossLine = nullptr, int descriptor = -1)
+        : lossLine(makeLossLine), fd(descriptor)
+    {
+    }
+
+    /// Goes on with \p descriptor, which stays the caller's.
+    void Use(int descriptor) { fd = descriptor; }
+
+    /// Writes what \p makeLine returns, a line with its end. Without memory for it it is lost.
+    template <typename MakeLine>
+    void Write(const MakeLine& makeLine)
+    {
+        try {
+            Put(makeLine());
+        } catch (const std::bad_alloc&) {
+            Lose(ENOMEM);
+        }
+    }
+
+    /// Tries again what is kept, then to tell what was lost. \return whether all of it is done
+    bool Flush();
+
+    /// Counts a line as lost for the reason \p error.
+    void Lose(int error)
+    {
+        ++lost;
+        reason = error;
+    }
+
+    unsigned int Lost() const { return lost; }
+    const char* Reason() const
+    {
+        return reason == EAGAIN ? "it is not read" : std::strerror(reason);
+    }
+
+private:
+    void Put(std::string newLine);
+    bool WriteKept();
+    ssize_t WriteSome();
+    bool Examine();
+    bool CutOff() const;
+
+    const LossLine lossLine;
+    int fd;
+    struct stat file {};  ///< what the descriptor was at the last look
+    Descriptor unshared;  ///< the same pipe or terminal, non-blocking for this program alone
+    std::string line;     ///< the one that is kept
+    unsigned int lostWithLine = 1;
+    std::size_t written = 0;
+    off_t begin = 0;  ///< of that line, in a file
+    unsigned int lost = 0;
+    int reason = 0;
+};
+
+}  // namespace platform
