@@ -47,7 +47,7 @@ Descriptor Acceptor::Next()
         if (IsTrustedPeer(connected.Get())) {
             return connected;
         }
-        Say("a client of another user was turned away");
+        Commentary::Tell("a client of another user was turned away");
     }
 }
 
@@ -60,8 +60,8 @@ void Acceptor::OnFailure(int error)
     const bool noDescriptors = error == EMFILE || error == ENFILE;
     if (!toldFailure) {
         toldFailure = true;
-        Say(noDescriptors ? "no descriptors left; clients are turned away"
-                          : "clients cannot be accepted; the service tries again");
+        Commentary::Tell(noDescriptors ? "no descriptors left; clients are turned away"
+                                       : "clients cannot be accepted; the service tries again");
     }
     if (noDescriptors) {
         RefuseWaitingClients();

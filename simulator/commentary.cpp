@@ -1,40 +1,90 @@
 #include "simulator/commentary.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <sys/uio.h>
+#include "platform/src/line_limit.h"
+#include "platform/src/sink.h"
+
 #include <unistd.h>
 
 namespace sim {
 
+using namespace platform;
+
 namespace {
 
-iovec Piece(const char* text, std::size_t length)
+constexpr char program[] = "SubtitleMgrSim: ";
+
+std::string LossLine(unsigned int lost, const char* reason)
 {
-    // writev() takes what it only reads as a pointer to something it could change.
-    return {const_cast<char*>(text), length};
+    return std::string(program) + "standard error lost " + std::to_string(lost) +
+           " lines: " + reason + "\n";
 }
 
-/// In pieces: a line may have to tell that there is no memory.
-void WriteLine(const char* who, std::size_t whoLength, const std::string& text)
+struct Outputs {
+    Sink errors{LossLine, STDERR_FILENO};
+    Sink output{nullptr, STDOUT_FILENO};
+    LineLimit limit;
+};
+
+Outputs& TheOutputs()
 {
-    static const char program[] = "SubtitleMgrSim: ";
-    const iovec pieces[] = {Piece(program, sizeof program - 1), Piece(who, whoLength),
-                            Piece(text.data(), text.size()), Piece("\n", 1)};
-    // A line that cannot be written is lost: nobody reads it, and the service goes on.
-    while (writev(STDERR_FILENO, pieces, 4) < 0 && errno == EINTR) {
-    }
+    static Outputs outputs;
+    return outputs;
+}
+
+void ReportHeldBack(bool all)
+{
+    TheOutputs().limit.Report(all, [](const char* what, unsigned int count) {
+        TheOutputs().errors.Write(
+            [&] { return program + LineLimit::MoreLikeThese(what, count) + "\n"; });
+    });
+}
+
+bool Admits(const char* what)
+{
+    ReportHeldBack(false);
+    return TheOutputs().limit.Admits(what);
 }
 
 }  // namespace
 
-void Say(const std::string& text) { WriteLine("", 0, text); }
+void Say(const char* text, const char* details, const char* start)
+{
+    TheOutputs().errors.Write([&] { return std::string(start) + text + details + "\n"; });
+}
+
+void SayReady()
+{
+    TheOutputs().output.Write([] { return std::string("ready\n"); });
+}
+
+int SettleOutputs(bool atEnd)
+{
+    ReportHeldBack(atEnd);
+    const bool areErrorsDone = TheOutputs().errors.Flush();
+    const bool isOutputDone = TheOutputs().output.Flush();
+    return areErrorsDone && isOutputDone ? TheOutputs().limit.NextReportMs() : Sink::retryMs;
+}
+
+void Commentary::TellServed(unsigned int client, const char* remark, const std::string& request)
+{
+    TheOutputs().errors.Write([&] {
+        return std::string(program) + "client " + std::to_string(client) + ": " + remark + request +
+               "\n";
+    });
+}
 
 void Commentary::Tell(unsigned int client, const char* what, const std::string& details)
 {
-    char who[128];
-    const int length = std::snprintf(who, sizeof who, "client %u: %s", client, what);
-    WriteLine(who, static_cast<std::size_t>(length), details);
+    if (Admits(what)) {
+        TellServed(client, what, details);
+    }
+}
+
+void Commentary::Tell(const char* what)
+{
+    if (Admits(what)) {
+        Say(what);
+    }
 }
 
 }  // namespace sim

@@ -17,15 +17,26 @@ bool Journal::Open(const std::string& path, std::string& problem)
     if (!file) {
         problem = "journal " + path + ": " + std::strerror(errno);
     }
+    sink.Use(file.Get());
     return static_cast<bool>(file);
 }
 
 void Journal::Add(const Request& request)
 {
-    if (file && !WriteAll(file.Get(), JournalLine(request) + "\n") && !complained) {
-        complained = true;
-        Say(std::string("the journal is not complete: ") + std::strerror(errno));
+    if (file) {
+        sink.Write([&] { return JournalLine(request) + "\n"; });
+        Settle();
     }
+}
+
+int Journal::Settle()
+{
+    const bool isDone = sink.Flush();
+    if (sink.Lost() > 0 && !complained) {
+        complained = true;
+        Say("the journal is not complete: ", sink.Reason());
+    }
+    return isDone ? -1 : Sink::retryMs;
 }
 
 }  // namespace sim

@@ -76,7 +76,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
     const std::string served = commentary.TellsServed() ? Describe(request) : "";
     const auto tellServed = [&](const char* remark) {
         if (commentary.TellsServed()) {
-            Commentary::Tell(peer.number, remark, served);
+            Commentary::TellServed(peer.number, remark, served);
         }
     };
     if (IsQuit(header)) {

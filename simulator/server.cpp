@@ -18,20 +18,30 @@ constexpr int longestFlushWaitMs = 100;
 
 }  // namespace
 
-Server::Server(int listeningSocket, const Options& options, const Scenario& scenario,
-               Journal& journal)
-    : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
-      commentary(options.quiet), handler(options.faults, journal, commentary, peers),
-      player(scenario, options.loop, peers)
-{
-}
-
-bool Server::Open(std::string& problem)
+sigset_t StopSignals()
 {
     sigset_t stops;
     sigemptyset(&stops);
     sigaddset(&stops, SIGTERM);
     sigaddset(&stops, SIGINT);
+    struct sigaction hangUp {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+        sigaddset(&stops, SIGHUP);
+    }
+    return stops;
+}
+
+Server::Server(int listeningSocket, const Options& options, const Scenario& scenario,
+               Journal& journalToKeep)
+    : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
+      commentary(options.quiet), journal(journalToKeep),
+      handler(options.faults, journal, commentary, peers), player(scenario, options.loop, peers)
+{
+}
+
+bool Server::Open(std::string& problem)
+{
+    const sigset_t stops = StopSignals();
     signals = Descriptor(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!signals || !poller.Open() || !poller.Add(signals.Get(), EPOLLIN, &signals)) {
         problem = std::strerror(errno);
@@ -73,10 +83,11 @@ void Server::Turn(int waitMs)
     peers.Look();
 }
 
-int Server::NextWaitMs(int playerMs) const
+int Server::NextWaitMs(int playerMs)
 {
     int waitMs = peers.HasDue() ? 0 : playerMs;
-    for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs()}) {
+    for (const int otherMs :
+         {acceptor.PauseMs(), peers.NextLookMs(), journal.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;
     }
     return waitMs;
@@ -97,7 +108,7 @@ void Server::AcceptPeer()
     try {
         peer = peers.Admit(std::move(connected));
     } catch (const std::bad_alloc&) {
-        Say("there is no memory for a client; it was turned away");
+        Commentary::Tell("there is no memory for a client; it was turned away");
     }
     if (peer) {
         Budget budget;

@@ -13,9 +13,13 @@
 
 #include "platform/src/descriptor.h"
 
+#include <csignal>
 #include <string>
 
 namespace sim {
+
+/// The signals that end the service: SIGTERM, SIGINT, and SIGHUP unless it was started ignoring it.
+sigset_t StopSignals();
 
 /// The event loop: one thread for all sockets, signals and times. It never waits for one peer, and
 /// the turn of a peer costs no more than a Budget.
@@ -24,7 +28,7 @@ public:
     /// \param listeningSocket  stays the caller's, like everything else that is handed in
     Server(int listeningSocket, const Options& options, const Scenario& scenario, Journal& journal);
 
-    /// Prepares the loop. SIGTERM and SIGINT must be blocked: from now on they are read.
+    /// Prepares the loop. StopSignals() must be blocked: from now on they are read.
     /// \return false with the reason in \p problem
     bool Open(std::string& problem);
 
@@ -38,12 +42,13 @@ private:
     void TakeTurn(Peer& peer, Budget& budget);
     void HandleNextFrame(Peer& peer, Budget& budget);
     void FlushAtTheEnd();
-    int NextWaitMs(int playerMs) const;
+    int NextWaitMs(int playerMs);
 
     Poller poller;
     Acceptor acceptor;
     PeerTable peers;
     Commentary commentary;
+    Journal& journal;
     RequestHandler handler;
     ScenarioPlayer player;
     platform::Descriptor signals;

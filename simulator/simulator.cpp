@@ -7,14 +7,13 @@
 #include "simulator/scenario.h"
 #include "simulator/server.h"
 
-#include "platform/src/descriptor.h"
 #include <LogClient.h>
 
 #include <csignal>
 #include <exception>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace sim {
 
@@ -22,7 +21,7 @@ using namespace platform;
 
 namespace {
 
-int CannotStart(const std::string& problem)
+int CannotStart(const char* problem)
 {
     Say(problem);
     return exitCannotStart;
@@ -30,13 +29,13 @@ int CannotStart(const std::string& problem)
 
 void PrepareSignals()
 {
-    sigset_t stops;
-    sigemptyset(&stops);
-    sigaddset(&stops, SIGTERM);
-    sigaddset(&stops, SIGINT);
+    const sigset_t stops = StopSignals();
     sigprocmask(SIG_BLOCK, &stops, nullptr);
-    // Its lines may be read by a program that ends before the service does.
-    std::signal(SIGPIPE, SIG_IGN);
+    // What may come of writing a line: its reader has ended, its file is limited, its terminal stops
+    // programs in the background.
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU}) {
+        std::signal(signal, SIG_IGN);
+    }
 }
 
 /// A descriptor for each peer, and some for the service itself, where the system allows them.
@@ -50,33 +49,33 @@ void RaiseDescriptorLimit()
     }
 }
 
-void AnnounceReadiness() { WriteAll(STDOUT_FILENO, "ready\n"); }
-
 int Serve(const Options& options)
 {
     std::string problem;
     Scenario scenario;
     if (!options.scenario.empty() && !LoadScenario(options.scenario, scenario, problem)) {
-        WriteAll(STDERR_FILENO, problem + "\n");
+        Say(problem.c_str(), "", "");
         return exitBadInput;
     }
     Journal journal;
     if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
-        return CannotStart(problem);
+        return CannotStart(problem.c_str());
     }
     // Not before: a journal that is a pipe waits for its reader, and a signal may end that wait.
     PrepareSignals();
     RaiseDescriptorLimit();
     Listener listener;
     if (!listener.Open(options.name, problem)) {
-        return CannotStart(problem);
+        return CannotStart(problem.c_str());
     }
     Server server(listener.Fd(), options, scenario, journal);
     if (!server.Open(problem)) {
-        return CannotStart(problem);
+        return CannotStart(problem.c_str());
     }
-    AnnounceReadiness();
+    SayReady();
     server.Run();
+    journal.Settle();
+    SettleOutputs(true);
     return exitDone;
 }
 
@@ -84,6 +83,7 @@ int Serve(const Options& options)
 
 int RunSimulator(int argc, char** argv)
 {
+    umask(077);  // what it makes is its user's alone
     LogClient::Instance().ProcessName("SubtitleMgrSim");
     try {
         Options options;

@@ -24,10 +24,9 @@ Arrivals::Sorted Arrivals::Sort()
                 return Sorted::Something;
             }
         } else {
-            complaints.push_back(
-                {"connection closed",
-                 "connection to " + service + " closed: received " +
-                     (problem ? problem : "a frame that only a client may send")});
+            complaints.push_back({"connection closed",
+                                  "connection to " + service + " closed: received " +
+                                      (problem ? problem : "a frame that only a client may send")});
             return Sorted::NotUnderstood;
         }
     }
@@ -66,10 +65,10 @@ bool Arrivals::IsWanted(const ReceivedFrame& frame)
 {
     const FrameHeader& header = frame.header;
     if (!IsWellFormed(header.messageId, frame.payload, header.length)) {
-        complaints.push_back({"malformed record dropped",
-                              "dropped a malformed record from " + service + ": message " +
-                                  std::to_string(header.messageId) + " of " +
-                                  std::to_string(header.length) + " bytes"});
+        complaints.push_back(
+            {"malformed record dropped", "dropped a malformed record from " + service +
+                                             ": message " + std::to_string(header.messageId) +
+                                             " of " + std::to_string(header.length) + " bytes"});
         return false;
     }
     return service == state.publisher &&

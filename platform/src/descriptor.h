@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 namespace platform {
 
 /// Owns one file descriptor.
@@ -22,9 +20,5 @@ public:
 private:
     int fd = -1;
 };
-
-/// Writes all of \p text, also when it is taken in pieces or interrupted.
-/// \return false when the rest cannot be written; errno says why
-bool WriteAll(int fd, const std::string& text);
 
 }  // namespace platform

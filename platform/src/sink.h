@@ -37,6 +37,9 @@ public:
         }
     }
 
+    /// The pause between two calls of Flush() while it has something to do.
+    static constexpr int retryMs = 500;
+
     /// Tries again what is kept, then to tell what was lost. \return whether all of it is done
     bool Flush();
 

@@ -2,6 +2,7 @@
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
+#include "simulator/commentary.h"
 #include "simulator/journal.h"
 #include "simulator/listener.h"
 #include "simulator/server.h"
@@ -133,6 +134,43 @@ TEST_F(ALogEntryWithoutMemory, IsLostAlsoAtTheEndOfItsMessage)
                   return refused.Happened();
               }),
               0);
+}
+
+TEST(ALineWithoutMemory, IsLostAndCounted)
+{
+    const std::string details(100, 'x');
+    const auto lose = [&](const auto& tell) {
+        return ErrorsOf([&] {
+            {
+                const RefusedAllocation refused(0);
+                EXPECT_NO_THROW(tell());
+                EXPECT_TRUE(refused.Happened());
+            }
+            Say("next");
+        });
+    };
+    const std::string told = "SubtitleMgrSim: standard error lost 1 lines: Cannot allocate memory\n"
+                             "SubtitleMgrSim: next\n";
+    EXPECT_EQ(lose([&] { Say("a line of so many letters that it needs memory"); }), told);
+    EXPECT_EQ(lose([&] { Commentary::Tell(1, "refused: ", details); }), told);
+    EXPECT_EQ(lose([&] { Commentary::TellServed(1, "", details); }), told);
+}
+
+TEST(AJournalWithoutMemory, LosesALineAndSaysSo)
+{
+    const TempDir folder;
+    Journal journal;
+    std::string problem;
+    ASSERT_TRUE(journal.Open(folder / "journal", problem)) << problem;
+    Request request;
+    request.messageId = messages::refreshRegions;
+    EXPECT_EQ(ErrorsOf([&] {
+                  const RefusedAllocation refused(0);
+                  EXPECT_NO_THROW(journal.Add(request));
+              }),
+              "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n");
+    journal.Add(request);
+    EXPECT_EQ(ReadWholeFile(folder / "journal"), "{\"request\":\"RefreshRegions\"}\n");
 }
 
 TEST(AStreamWithoutMemory, GoesOnWhereItWasOnceThereIsSome)

@@ -1,6 +1,11 @@
 #include "tests/simulator/SimulatorSession.h"
 
+#include "tests/support/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
 #include <stdexcept>
+#include <thread>
 
 unsigned int WireClient::Request(unsigned int messageId, const std::string& payload)
 {
@@ -38,11 +43,30 @@ std::string WireClient::ReceiveBytes()
 std::unique_ptr<ChildProcess> SimulatorSession::Launch(
     const std::vector<std::string>& options) const
 {
+    return Launch(options, ChildProcess::Options());
+}
+
+std::unique_ptr<ChildProcess> SimulatorSession::Launch(const std::vector<std::string>& options,
+                                                       ChildProcess::Options settings) const
+{
     std::vector<std::string> arguments{ServiceProgram()};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = messaging.Path();
     return std::make_unique<ChildProcess>(arguments, settings);
+}
+
+WireClient SimulatorSession::ConnectOnceItListens() const
+{
+    for (const Deadline deadline(eventDeadlineMs);;) {
+        try {
+            return Connect();
+        } catch (const std::runtime_error&) {
+            if (deadline.HasPassed()) {
+                throw;
+            }
+        }
+        std::this_thread::yield();
+    }
 }
 
 SimulatorSession::Ended SimulatorSession::RunToEnd(const std::vector<std::string>& options) const

@@ -50,11 +50,16 @@ protected:
 
     /// Starts a service with these options and waits for nothing.
     std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options) const;
+    std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options,
+                                         ChildProcess::Options settings) const;
 
     /// Starts a service with these options that is to end by itself.
     Ended RunToEnd(const std::vector<std::string>& options) const;
 
     WireClient Connect() const { return WireClient(service.SocketPath()); }
+
+    /// Connects to a service whose `ready` is not awaited.
+    WireClient ConnectOnceItListens() const;
 
     std::string LockPath() const { return service.SocketPath() + ".lock"; }
 

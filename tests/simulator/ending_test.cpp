@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <sys/resource.h>
 
 namespace {
@@ -117,6 +118,55 @@ TEST_F(AnEndingService, IsReplacedByOneThatServesAtOnce)
         service.Stop();
         EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
     }
+}
+
+/// On a terminal that it does not share with the test.
+class ATerminalOfAService : public SimulatorSession {
+protected:
+    std::unique_ptr<ChildProcess> Start(int ignoredSignal) const
+    {
+        ChildProcess::Options settings;
+        settings.onTerminal = true;
+        settings.ignoredSignal = ignoredSignal;
+        auto program = Launch({}, settings);
+        program->WaitForOutput("ready\r\n");
+        return program;
+    }
+};
+
+TEST_F(ATerminalOfAService, EndsItByHangingUpAndLeavesNothing)
+{
+    const auto program = Start(0);
+    program->HangUp();
+    EXPECT_EQ(program->WaitForExit(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+}
+
+TEST_F(ATerminalOfAService, DoesNotStopItInTheBackground)
+{
+    ChildProcess::Options settings;
+    settings.onTerminal = true;
+    settings.environment["LINX_DIR"] = messaging.Path();
+    ChildProcess shell({"sh", "-c", "stty tostop; set -m; \"$0\" & wait", ServiceProgram()},
+                       settings);
+    shell.WaitForOutput("ready\r\n");
+    WireClient client = Connect();
+    EXPECT_EQ(client.Ask(messages::ping), "");
+    client.SendFrame(FrameKind::OneWay, messages::quit, 0);
+    EXPECT_EQ(shell.WaitForExit(), 0);
+}
+
+TEST_F(ATerminalOfAService, MayHangUpWhenTheServiceIgnoresIt)
+{
+    const auto program = Start(SIGHUP);
+    program->HangUp();
+    WireClient client = Connect();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(client.Ask(messages::ping), "");  // told on the terminal that is gone
+    }
+    program->Signal(SIGTERM);
+    EXPECT_EQ(program->WaitForExit(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -228,6 +229,30 @@ TEST_F(AServiceName, IsASocketForItsUserAloneWhateverTheMask)
     umask(before);
     EXPECT_EQ(StatusOf(service.SocketPath()).st_mode & 07777, 0600u);
     EXPECT_EQ(StatusOf(LockPath()).st_mode & 07777, 0600u);
+}
+
+TEST_F(AServiceName, HasThisModeUnderEveryUmask)
+{
+    constexpr mode_t atOnce = 16;
+    for (mode_t first = 0; first < 01000; first += atOnce) {
+        std::vector<std::unique_ptr<SimulatedService>> services;
+        for (mode_t mask = first; mask < first + atOnce; ++mask) {
+            services.push_back(
+                std::make_unique<SimulatedService>(files / "linx" + std::to_string(mask)));
+            services.back()->Quiet().Name("node1/SubtitleMgr");
+            const mode_t before = umask(mask);
+            services.back()->StartUnawaited();
+            umask(before);
+        }
+        for (mode_t mask = first; mask < first + atOnce; ++mask) {
+            SimulatedService& one = *services[mask - first];
+            const std::string linx = files / "linx" + std::to_string(mask);
+            one.Process().WaitForOutput("ready\n");
+            EXPECT_EQ(StatusOf(linx).st_mode & 07777, 0700u) << std::oct << mask;
+            EXPECT_EQ(StatusOf(linx + "/node1").st_mode & 07777, 0700u) << std::oct << mask;
+            EXPECT_EQ(StatusOf(one.SocketPath()).st_mode & 07777, 0600u) << std::oct << mask;
+        }
+    }
 }
 
 }  // namespace

@@ -86,22 +86,4 @@ TEST(ADescriptor, IsHandedOverAndClosedOnce)
     EXPECT_FALSE(IsOpen(opened));
 }
 
-TEST(WritingAll, GoesOnBehindWhatWasTakenAndSaysWhyItEnds)
-{
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    const Descriptor reader(ends[0]);
-    const Descriptor writer(ends[1]);
-    const int room = fcntl(writer.Get(), F_GETPIPE_SZ);
-    ASSERT_GT(room, 0);
-    const std::string taken(static_cast<std::size_t>(room), 'x');
-    EXPECT_FALSE(WriteAll(writer.Get(), taken + "the rest"));
-    EXPECT_EQ(errno, EAGAIN);
-    std::string got(taken.size() + 1, '\0');
-    EXPECT_EQ(read(reader.Get(), got.data(), got.size()), room);
-    EXPECT_TRUE(WriteAll(writer.Get(), "the rest"));
-    EXPECT_EQ(read(reader.Get(), got.data(), got.size()), 8);
-    EXPECT_EQ(got.substr(0, 8), "the rest");
-}
-
 }  // namespace
