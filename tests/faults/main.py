@@ -18,13 +18,14 @@ sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 import memory
 import memory_scenarios
 import partial
+import sinks
 import system_calls
 from processes import Place, Programs
 from scenarios import SCENARIOS, SERVICE_START
 
 BAD = ("hang", "crash", "finding")
 VERDICTS = ("success", "documented", "output lost", "entry lost", "repeats", "terminates", "not reached", *BAD)
-SHORT_SAMPLE = {"calls": 300, "memory": 600, "partial": 40}
+SHORT_SAMPLE = {"calls": 300, "memory": 600, "partial": 40, "sinks": 300}
 PARTIAL_SEEDS = 150
 
 
@@ -48,15 +49,25 @@ def plan_partial(_place, scenarios, _arguments):
     return [(scenario, seed) for scenario in scenarios for seed in range(1, PARTIAL_SEEDS + 1)]
 
 
+def plan_sinks(place, _scenarios, arguments):
+    sweep = sinks.SinkSweep(place)
+    plan = [run for kind in sinks.kinds() for run in sweep.plan(kind)
+            if not arguments.scenario or kind.name in arguments.scenario]
+    return [(kind, fault) for kind, fault in plan
+            if not arguments.call or fault.call in arguments.call]
+
+
 def make_sweep(part, place, arguments):
     if part == "memory":
         return memory.MemorySweep(place, arguments.memory_library)
     if part == "partial":
         return partial.PartialSweep(place, arguments.partial_library)
+    if part == "sinks":
+        return sinks.SinkSweep(place)
     return system_calls.Sweep(place)
 
 
-PLANS = {"calls": plan_calls, "memory": plan_memory, "partial": plan_partial}
+PLANS = {"calls": plan_calls, "memory": plan_memory, "partial": plan_partial, "sinks": plan_sinks}
 
 
 class Workers:
@@ -80,8 +91,8 @@ class Workers:
 
 
 def row_name(scenario, fault):
-    is_start = getattr(fault, "who", "") == "service" and getattr(fault, "error", "") not in (
-        "", system_calls.KILL)
+    is_start = not isinstance(scenario, sinks.Kind) and getattr(
+        fault, "who", "") == "service" and getattr(fault, "error", "") not in ("", system_calls.KILL)
     return SERVICE_START if is_start else scenario.name
 
 
@@ -155,7 +166,8 @@ def main():
         [scenario.name for scenario in scenarios_of("memory")] + [SERVICE_START]))
     for part, text in (("calls", "system calls that fail, and the death of the service at each"),
                        ("memory", "allocations that fail"),
-                       ("partial", "reads and writes of 1 to 3 bytes, and interruptions")):
+                       ("partial", "reads and writes of 1 to 3 bytes, and interruptions"),
+                       ("sinks", "system calls that fail where lines are written")):
         parser.add_argument("--" + part, action="store_true", help=text)
     parser.add_argument("--short", action="store_true", help="samples, below a minute")
     parser.add_argument("--sample", type=int, help="runs of a sample")
