@@ -85,12 +85,12 @@ void PeerTable::FlushPublished()
         if (!peer->IsBlocked()) {
             Flush(*peer);
         }
-        Settle(*peer);
+        Update(*peer);
     }
     dueForFlush.clear();
 }
 
-void PeerTable::Settle(Peer& peer)
+void PeerTable::Update(Peer& peer)
 {
     if ((peer.HasEnded() || !reads) && (peer.IsDead() || peer.backlog.IsEmpty())) {
         Drop(peer);
@@ -183,7 +183,7 @@ bool PeerTable::HasRoom(Peer& peer, std::size_t size)
     const std::size_t bytes = publishesGarbage ? 2 * size + 1 : size;
     if (!peer.backlog.HasRoomFor(frames, bytes) && !peer.IsBlocked()) {
         Flush(peer);
-        Settle(peer);
+        Update(peer);
     }
     return peer.backlog.HasRoomFor(frames, bytes);
 }
@@ -288,7 +288,7 @@ void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
         Drop(peer, "dropped: it stopped inside a frame");
     }
     if (!peer.IsClosed()) {
-        Settle(peer);
+        Update(peer);
     }
 }
 

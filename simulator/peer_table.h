@@ -57,7 +57,7 @@ public:
 
     /// After anything was read or sent: watches for what the peer can do next, or drops it when all
     /// is done.
-    void Settle(Peer& peer);
+    void Update(Peer& peer);
 
     void Drop(Peer& peer, const char* why = nullptr, const std::string& details = "");
 

@@ -125,7 +125,7 @@ void Server::OnPeer(Peer& peer, unsigned int events)
         peers.Flush(peer);
     }
     if (ending || peer.isDueForTurn) {
-        peers.Settle(peer);
+        peers.Update(peer);
     } else {
         Budget budget;
         TakeTurn(peer, budget);
@@ -149,7 +149,7 @@ void Server::TakeTurn(Peer& peer, Budget& budget)
     }
     if (!peer.IsClosed()) {
         peers.Flush(peer);
-        peers.Settle(peer);
+        peers.Update(peer);
     }
 }
 

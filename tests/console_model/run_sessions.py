@@ -48,15 +48,19 @@ def play(session, huge_buffers):
     return console, platform
 
 
-CONTROL_BYTE = re.compile(
-    rb"(?:(?!\xc2[\x80-\x9f])[\xc2-\xdf][\x80-\xbf]|[\xe0-\xef][\x80-\xbf]{2}"
-    rb"|[\xf0-\xf4][\x80-\xbf]{3})|([\x00-\x1f\x7f-\x9f])", re.DOTALL)
+def shown(character):
+    """One character of a log entry; a byte that is no part of one has a code in U+DC80 to U+DCFF."""
+    code = ord(character)
+    if 0xDC80 <= code <= 0xDCFF:
+        return b"\\x%02x" % (code - 0xDC00)
+    if code < 0x20 or 0x7F <= code < 0xA0:
+        return b"".join(b"\\x%02x" % byte for byte in character.encode())
+    return character.encode()
 
 
 def spelled(text):
-    """A text as the stand-in's log shows it: letters stay, whose UTF-8 has such bytes."""
-    return CONTROL_BYTE.sub(
-        lambda match: b"\\x%02x" % match[1][0] if match[1] else match[0], text)
+    """A text as the stand-in's log shows it: valid UTF-8 without control characters."""
+    return b"".join(map(shown, text.decode(errors="surrogateescape")))
 
 
 def about(what, expected, found):

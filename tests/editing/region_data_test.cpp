@@ -198,7 +198,7 @@ TEST_F(RegionDataFromAFile, HasANameOfAnyBytes)
     ExpectBetweenMenus("3\n3\n" + name + "\n5\nx\n", prompts);
     EXPECT_EQ(Journal(), Lines{RegionDataLine(3, "12345")});
     // The log keeps bytes that could steer a terminal out of its lines.
-    EXPECT_EQ(LogTexts(), Lines{Opened(Files() / "\xff\xfe\\x1b[31m\\x80")});
+    EXPECT_EQ(LogTexts(), Lines{Opened(Files() / "\\xff\\xfe\\x1b[31m\\x80")});
 }
 
 TEST_F(RegionDataFromAFile, HasANameThatEndsAtANulByte)

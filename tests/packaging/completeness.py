@@ -115,7 +115,7 @@ def check_keys(project):
 def check_environment(project):
     names = {}
     for path in sources_of(project, "client", "platform/src", "simulator"):
-        names[path] = set(re.findall(r'(?:getenv|Environment)\("(\w+)"\)', project.read(path)))
+        names[path] = set(re.findall(r'(?:getenv|variable)\("(\w+)"\)', project.read(path)))
     everything = set().union(*names.values())
     # The service makes no log entries: it says everything on standard error.
     services = everything - names["platform/src/LogMsg.cpp"]

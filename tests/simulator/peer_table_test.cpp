@@ -53,7 +53,7 @@ protected:
         while (client.peer->Receive() > 0) {
             client.peer->AwaitMore();
         }
-        table.Settle(*client.peer);
+        table.Update(*client.peer);
     }
 
     /// What the table says while time passes, until it drops \p client or has nothing to look at.
@@ -125,7 +125,7 @@ TEST_F(APeerTable, TurnsASilentSurplusClientAway)
     }
     const Client surplus = Connect();
     EXPECT_FALSE(table.IsFull());
-    table.Settle(*surplus.peer);
+    table.Update(*surplus.peer);
     EXPECT_EQ(SaidInTime(surplus),
               "SubtitleMgrSim: client 1025: turned away: there are as many clients as can be "
               "served\n");
@@ -140,7 +140,7 @@ TEST_F(APeerTable, GivesASilentSurplusClientAPlaceThatIsFree)
     }
     const Client surplus = Connect();
     table.Drop(*all.back().peer);
-    table.Settle(*surplus.peer);
+    table.Update(*surplus.peer);
     EXPECT_EQ(SaidInTime(surplus), "");
     EXPECT_FALSE(surplus.peer->IsClosed());
     EXPECT_TRUE(table.Seat(*surplus.peer));
