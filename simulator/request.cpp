@@ -127,7 +127,7 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.palette.regionId)
              .Add(r.palette.paletteData)
-             .Add("fill", r.palette.fill, ", fill on", ", fill off")
+             .Add("fill", r.palette.fill, ", filled", ", unfilled")
              .Add("backgroundCode", ", background ", r.palette.backgroundCode);
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.palette); }},

@@ -107,20 +107,20 @@ private:
         static const struct {
             const char* word;
             std::size_t words;
-            const char* arguments;
+            const char* usage;
             bool (Parser::*parse)(const Words& words, Directive& directive);
         } directives[] = {
-            {"sleep", 2, " MILLISECONDS", &Parser::ParseSleep},
-            {"wait-subscribers", 2, " SUBSCRIPTION", &Parser::ParseWait},
-            {"region-data", 4, " REGION FORMAT DATA", &Parser::ParseRegionData},
-            {"visibility", 3, " REGION t|f", &Parser::ParseVisibility},
-            {"palette", 5, " REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
+            {"sleep", 2, "sleep MILLISECONDS", &Parser::ParseSleep},
+            {"wait-subscribers", 2, "wait-subscribers SUBSCRIPTION", &Parser::ParseWait},
+            {"region-data", 4, "region-data REGION FORMAT DATA", &Parser::ParseRegionData},
+            {"visibility", 3, "visibility REGION t|f", &Parser::ParseVisibility},
+            {"palette", 5, "palette REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
         };
         for (const auto& known : directives) {
             if (words[0] == known.word) {
                 return words.size() == known.words
                            ? (this->*known.parse)(words, directive)
-                           : Refuse("expected: " + words[0] + known.arguments);
+                           : Refuse(std::string("expected: ") + known.usage);
             }
         }
         return Refuse("unknown directive " + Quoted(words[0]));

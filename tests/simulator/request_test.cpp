@@ -29,7 +29,7 @@ TEST(Request, IsDescribedForPeople)
     EXPECT_EQ(DescriptionOf(messages::setRegionVisibility, VisibilityRecord(4, false)),
               "SetRegionVisibility region 4, hidden");
     EXPECT_EQ(DescriptionOf(messages::setPaletteData, PaletteRecord(2, 31, true, "abcd")),
-              "SetPaletteData region 2, 4 bytes, fill on, background 31");
+              "SetPaletteData region 2, 4 bytes, filled, background 31");
     EXPECT_EQ(DescriptionOf(messages::invertRegionData, U32(9)), "InvertRegionData region 9");
     EXPECT_EQ(DescriptionOf(messages::refreshRegions), "RefreshRegions");
     EXPECT_EQ(DescriptionOf(messages::sendSensorUpdate, U32(4) + Bytes({0})),
