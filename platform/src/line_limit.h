@@ -47,7 +47,7 @@ public:
     {
         Deadline next(-1);
         for (const Kind& kind : kinds) {
-            next = kind.count > most ? next.Sooner(kind.end.At()) : next;
+            next = kind.count > most ? next.Sooner(kind.end) : next;
         }
         return next.RemainingMs();
     }
