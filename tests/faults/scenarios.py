@@ -70,8 +70,8 @@ INIT = r"(Error initializing the connection\n)?"
 # The client's own entry when memory is refused to a whole command or option.
 GIVEN_UP = r"level=2 SubtitleMgrCli:\d+ Error allocating memory for (a command|an option)"
 # What the messaging library may say of a lost connection; no person at the console sees it.
-LIBRARY_ENTRIES = (r"level=2 (endpoint |connection to |a subscription was refused |dropped )"
-                   r".*")
+LIBRARY_ENTRIES = (r"level=2 (endpoint |connection to |a subscription was refused |dropped "
+                   r"|\d+ log entries were lost: ).*")
 
 PALETTE = bytes(range(256)) * 4
 
