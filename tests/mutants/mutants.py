@@ -42,7 +42,7 @@ THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|m
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
 # Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
 # others reach as well.
-LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^fuzz",
+LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^tooling", r"^fuzz",
                      r"^faults\.(page|sources)", "ManyMegabytes", "ReachEveryPlace",
                      r"^unit\.simulator\.Backlog"])
 ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}

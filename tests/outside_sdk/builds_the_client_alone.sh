@@ -1,12 +1,12 @@
 #!/bin/sh
 # Builds the client against the SDK beside this file, from a tree that has neither stand-in nor
-# simulated service, and runs it: builds_the_client_alone.sh SCRATCH CXX EMULATOR [CMAKE_OPTION...].
+# simulated service, and runs it: builds_the_client_alone.sh SCRATCH CXX RUNNER [CMAKE_OPTION...].
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 scratch=$1
 cxx=$2
-emulator=$3  # a command, or nothing
+runner=$3  # a command that starts a program
 shift 3
 
 rm -rf "$scratch"
@@ -29,7 +29,7 @@ cmake --install "$scratch/build" --component cli --prefix "$scratch/root" --stri
 client=$scratch/root/bin/SubtitleMgrCli
 run() {
     # shellcheck disable=SC2086  # a list of words
-    $emulator "$client" "$@"
+    $runner "$client" "$@"
 }
 
 run -h >"$scratch/usage"
@@ -44,7 +44,7 @@ Successful Ping" ]
 # Through the adapters: a log entry, and the payload of the one notification that this vendor sends.
 mkfifo "$scratch/keys"
 # shellcheck disable=SC2086  # a list of words
-$emulator "$client" -i <"$scratch/keys" >"$scratch/console" 2>"$scratch/log" &
+$runner "$client" -i <"$scratch/keys" >"$scratch/console" 2>"$scratch/log" &
 console=$!
 # A console whose input ends goes on for ever.
 trap 'kill "$console" 2>/dev/null || true' EXIT

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compares manual pages and completion with what the programs have; nothing missing, nothing stale.
 
-completeness.py CHECK SOURCE_DIR BIN_DIR [-- EMULATOR...], CHECK one of the functions check_...
+completeness.py CHECK SOURCE_DIR BIN_DIR, CHECK one of the functions check_...
 """
 
 import os
@@ -17,10 +17,9 @@ CONSOLES = {
 
 
 class Project:
-    def __init__(self, source_dir, bin_dir, emulator):
+    def __init__(self, source_dir, bin_dir):
         self.source_dir = os.path.abspath(source_dir)
         self.bin_dir = bin_dir
-        self.emulator = emulator
         self.problems = []
 
     def read(self, path):
@@ -29,7 +28,7 @@ class Project:
 
     def run(self, program, *arguments):
         """The standard output and standard error of a program of this build."""
-        command = self.emulator + [os.path.join(self.bin_dir, program), *arguments]
+        command = [os.path.join(self.bin_dir, program), *arguments]
         result = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
         return result.stdout, result.stderr
 
@@ -237,11 +236,7 @@ def check_completion(project):
 
 
 def main(arguments):
-    emulator = []
-    if "--" in arguments:
-        at = arguments.index("--")
-        arguments, emulator = arguments[:at], arguments[at + 1:]
-    project = Project(arguments[1], arguments[2], emulator)
+    project = Project(arguments[1], arguments[2])
     globals()["check_" + arguments[0]](project)
     for problem in project.problems:
         print(problem)

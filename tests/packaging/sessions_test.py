@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Shows that sessions.py finds what is wrong in a guide, and passes what is right.
 
-sessions_test.py BIN_DIR [-- EMULATOR...]
+sessions_test.py BIN_DIR
 """
 
 import os

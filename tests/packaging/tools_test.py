@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every program answers --help and --version: tools_test.py BIN VERSION PROGRAM... [-- EMULATOR...]"""
+"""Every program answers --help and --version: tools_test.py BIN VERSION PROGRAM..."""
 
 import os
 import subprocess
@@ -13,14 +13,10 @@ def answer(command, option):
 
 
 def main(arguments):
-    emulator = []
-    if "--" in arguments:
-        at = arguments.index("--")
-        arguments, emulator = arguments[:at], arguments[at + 1:]
     bin_dir, version, *programs = arguments
     problems = []
     for program in programs:
-        command = emulator + [os.path.join(bin_dir, program)]
+        command = [os.path.join(bin_dir, program)]
         said = answer(command, "--version")
         if said != "%s %s\n" % (program, version):
             problems.append("%s --version says: %s" % (program, said))
