@@ -1,0 +1,29 @@
+#!/bin/sh
+# A warning is an error in every preset, and in no other build: a newer compiler of a user knows more
+# warnings. warnings_test.sh ROOT
+set -eu
+root=$1
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+fail() {
+    echo "$*; the output is:"
+    cat "$scratch/output"
+    exit 1
+}
+
+cd "$root"
+cmake --list-presets | sed -n 's/^  "\(.*\)".*/\1/p' >"$scratch/presets"
+grep -qx desk "$scratch/presets"
+while read -r preset; do
+    cmake -N --preset "$preset" >"$scratch/output"
+    grep -q 'CMAKE_COMPILE_WARNING_AS_ERROR:BOOL="TRUE"' "$scratch/output" ||
+        fail "warnings are no errors in the preset $preset"
+done <"$scratch/presets"
+
+# A flag that makes a warning certain.
+object=CMakeFiles/subtitle_client.dir/client/cli/connection.cpp.o
+cmake -S "$root" -B "$scratch/build" -G Ninja -DCMAKE_CXX_FLAGS=-Wpadded >"$scratch/output" 2>&1 ||
+    fail "a plain build cannot be configured"
+cmake --build "$scratch/build" --target "$object" >"$scratch/output" 2>&1 ||
+    fail "a warning stops a plain build"
+grep -q 'warning: .*\[-Wpadded\]' "$scratch/output" || fail "the flag makes no warning any more"
