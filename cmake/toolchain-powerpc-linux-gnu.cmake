@@ -3,6 +3,12 @@
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 
+# Without the compiler CMake would keep the desk's ar and strip in the cache, and use them from then
+# on, the compiler installed or not.
+find_program(SUBTITLE_TARGET_COMPILER powerpc-linux-gnu-g++ NO_CMAKE_FIND_ROOT_PATH)
+if(NOT SUBTITLE_TARGET_COMPILER)
+  message(FATAL_ERROR "No powerpc-linux-gnu-g++; script/bootstrap device installs it")
+endif()
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
 
