@@ -1,0 +1,115 @@
+#!/usr/bin/env python3
+"""Runs script/console from another directory, with programs that are built: console_test.py BIN_DIR."""
+
+import os
+import pathlib
+import re
+import shlex
+import signal
+import subprocess
+import sys
+import threading
+import unittest
+
+sys.dont_write_bytecode = True
+from script_tree import ROOT, ScriptTree
+
+BIN_DIR = None
+SECONDS = 20
+RGB_PALETTE = bytes(1024)
+
+
+class Console(unittest.TestCase):
+    def setUp(self):
+        self.tree = ScriptTree()
+        self.addCleanup(self.tree.close)
+        self.tree.replace("build", "exit 0\n")
+        self.tree.link("build/desk/bin", pathlib.Path(BIN_DIR).resolve())
+        self.tree.link("simulator", ROOT / "simulator")
+
+    def start(self, *options):
+        console = subprocess.Popen(
+            [self.tree.root / "script/console", *options],
+            cwd=self.tree.caller,
+            env=self.tree.environment,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+            start_new_session=True,
+        )
+        limit = threading.Timer(SECONDS, self.end, [console])
+        limit.start()
+        self.addCleanup(self.stop, console, limit)
+        return console
+
+    def end(self, console):
+        """Ends the script and its client, which does not end with its input."""
+        if console.poll() is None:
+            os.killpg(console.pid, signal.SIGTERM)
+
+    def stop(self, console, limit):
+        limit.cancel()
+        self.end(console)
+        console.wait(SECONDS)
+        for stream in (console.stdin, console.stdout, console.stderr):
+            stream.close()
+
+    def run_console(self, keys, *options):
+        """What the script prints on standard output and standard error while the keys are typed."""
+        console = self.start(*options)
+        output, errors = console.communicate(keys)
+        self.assertEqual(console.returncode, 0, errors)
+        return output, errors
+
+    def logs(self):
+        return list((self.tree.root / "build/console").iterdir())
+
+    def test_keeps_the_directory_of_the_caller(self):
+        (self.tree.caller / "rgb.palette").write_bytes(RGB_PALETTE)
+        output, _ = self.run_console("5\n1\nrgb.palette\ny\nn\nx\n")
+        self.assertIn("Choose an option:", output)
+        self.assertTrue((self.tree.caller / "rgb.palette.out").exists(), output)
+
+    def test_removes_an_empty_log_and_its_other_files(self):
+        self.run_console("x\n")
+        self.assertEqual(self.logs(), [])
+        self.assertEqual(list(self.tree.tmp.iterdir()), [])
+
+    def test_names_the_log_once_and_keeps_its_entries(self):
+        _, errors = self.run_console("3\n1\nno.such.file\n4\nx\n")
+        (log,) = self.logs()
+        self.assertIn("Error opening file no.such.file", log.read_text(encoding="utf-8"))
+        self.assertEqual(errors.count(str(log)), 1, errors)
+        self.assertEqual(list(self.tree.tmp.iterdir()), [])
+
+    def test_prints_the_line_with_which_a_second_client_joins(self):
+        console = self.start()
+        errors = ""
+        while not (line := re.search(r"^  (LINX_DIR=\S+ \S+SubtitleMgrCli) -i\n", errors, re.M)):
+            text = console.stderr.readline()
+            self.assertNotEqual(text, "", errors)
+            errors += text
+        # The menu comes when the service runs.
+        self.assertEqual(console.stdout.readline(), "\n")
+        second = subprocess.run(
+            ["env", *shlex.split(line[1]), "-p"],
+            cwd="/",
+            capture_output=True,
+            text=True,
+            timeout=SECONDS,
+            check=True,
+        )
+        self.assertEqual(second.stdout, "Let's Ping\nSuccessful Ping\n")
+        console.communicate("x\n")
+
+    def test_has_a_help_of_its_own_beside_that_of_the_client(self):
+        clients, _ = self.run_console("", "-h")
+        self.assertTrue(clients.startswith("Usage: SubtitleMgrCli\n"), clients)
+        scripts, _ = self.run_console("", "--help")
+        self.assertTrue(scripts.startswith("Usage: script/console "), scripts)
+
+
+if __name__ == "__main__":
+    BIN_DIR = sys.argv[1]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
