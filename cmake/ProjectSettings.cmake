@@ -8,7 +8,8 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(SUBTITLE_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
 if(SUBTITLE_SANITIZE)
   # Everything that is linked together is instrumented, GoogleTest included.
-  add_compile_options(-fsanitize=${SUBTITLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_options(
+    -fsanitize=${SUBTITLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${SUBTITLE_SANITIZE})
   # g++ warns of the standard library's own headers once it has instrumented them.
   add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
@@ -37,15 +38,16 @@ if(NOT SUBTITLE_SANITIZE)
   target_link_options(project_settings INTERFACE LINKER:--gc-sections)
 endif()
 
-# What is shipped: the client, the stand-in and the simulated service. Hardened; tests and benchmarks
-# are not, and are not optimised in part, which _FORTIFY_SOURCE insists on.
+# What is shipped: the client, the stand-in and the simulated service. Hardened; tests and
+# benchmarks are not, and are not optimised in part, which _FORTIFY_SOURCE insists on.
 add_library(product_settings INTERFACE)
 target_link_libraries(product_settings INTERFACE project_settings)
 add_library(program_settings INTERFACE)
 target_link_libraries(program_settings INTERFACE product_settings)
 if(NOT SUBTITLE_SANITIZE)
   # Stacks of the device's threads are small.
-  target_compile_options(product_settings INTERFACE -Wframe-larger-than=8192 -fstack-protector-strong
+  target_compile_options(product_settings INTERFACE
+    -Wframe-larger-than=8192 -fstack-protector-strong
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
   target_link_options(program_settings INTERFACE LINKER:-z,relro,-z,now)
   # Debian has no start files for static programs that can be loaded anywhere on the device; code

@@ -128,9 +128,10 @@ def print_commands(screen, path, again, failed):
     screen.print(f"\nResults (JUnit): {path}")
     screen.print(f"One test again:  {again} NAME")
     for name in failed:
-        command = f"{again} {shlex.quote('^' + re.escape(name) + '$')}"
-        # Too long a line goes on in the next one, as a shell takes it.
-        screen.print(" \\\n    ".join(command.rsplit(" ", 1) if len(command) > COLUMNS else [command]))
+        pattern = shlex.quote("^" + re.escape(name) + "$")
+        # A shell takes a long command in two lines.
+        separator = " " if len(again) + 1 + len(pattern) <= COLUMNS else " \\\n    "
+        screen.print(again + separator + pattern)
 
 
 def run(command, lane):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs script/console from another directory, with programs that are built: console_test.py BIN_DIR."""
+"""Runs script/console from another directory: console_test.py BIN_DIR, with the two programs."""
 
 import os
 import pathlib

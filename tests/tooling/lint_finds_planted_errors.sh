@@ -12,7 +12,9 @@ failures=0
 fresh_copy() {
     rm -rf "$copy"
     mkdir "$copy"
-    (cd "$root" && tar -c --exclude=./build --exclude=./.git .) | tar -x -C "$copy"
+    (cd "$root" && tar -c --exclude=./build --exclude=./.git --exclude=./tests/fuzz/corpus .) | tar -x -C "$copy"
+    # One is enough: pylint takes seconds for all.
+    find "$copy" -name '*.py' ! -path '*/tests/not_run.py' -delete
 }
 
 # expect_found CHECK FILE LINE: a file or line that CHECK must refuse.
@@ -52,4 +54,40 @@ expect_found locks client/handlers/planted.cpp 'std::atomic<int> count;'
 expect_found locks client/console/planted.cpp 'const std::lock_guard<std::mutex> lock(mutex);'
 expect_found scripts script/build 'unused=1'
 expect_found format client/cli/planted.cpp 'int  F( ){return 1;}'
+expect_found columns client/cli/planted.cpp "// $(printf 'no end %.0s' $(seq 20))"
+expect_found columns tests/tooling/planted.sh "echo $(printf 'no end %.0s' $(seq 20))"
+expect_found python tests/planted.py 'import os'
+expect_found python tests/planted.py "print( 'not as black writes it' )"
+
+# expect_tidy STATUS WORDS FILE LINE: what it says of a tree with this source file alone. What CMake
+# would write is there, without CMake.
+expect_tidy() {
+    find "$copy/client" "$copy/platform" "$copy/simulator" "$copy/tests" "$copy/bench" \
+        -name '*.cpp' -delete
+    printf '%s\n' "$4" >"$copy/$3"
+    mkdir -p "$copy/build/clang" "$scratch/bin"
+    printf '[{"directory": "%s", "file": "%s", "command": "clang++-14 -std=c++17 -c %s"}]\n' \
+        "$copy" "$copy/$3" "$3" >"$copy/build/clang/compile_commands.json"
+    ln -sf /bin/true "$scratch/bin/cmake"
+    status=0
+    PATH=$scratch/bin:$PATH "$copy/script/lint" tidy >"$output" 2>&1 || status=$?
+    if [ "$status" -ne "$1" ] || ! grep -q -- "$2" "$output"; then
+        echo "tidy of $3 with $4: status $status and not $1, or not the words $2:"
+        cat "$output"
+        failures=$((failures + 1))
+    fi
+}
+
+fresh_copy
+expect_tidy 0 'lint: tidy' client/cli/planted.cpp 'int* NoPlace() { return nullptr; }'
+for planted in client/cli/planted.cpp tests/planted_test.cpp bench/planted.cpp; do
+    fresh_copy
+    expect_tidy 1 "$planted.*modernize-use-nullptr" "$planted" 'int* NoPlace() { return 0; }'
+done
+fresh_copy
+expect_tidy 1 'client/cli/planted.cpp.*expected' client/cli/planted.cpp 'int'
+# An error of its own; clang-tidy goes on with other checks then, and ends with status 0.
+fresh_copy
+echo 'Checks: [' >"$copy/.clang-tidy"
+expect_tidy 1 'rror.*\.clang-tidy' client/cli/planted.cpp 'int Number() { return 1; }'
 exit "$failures"

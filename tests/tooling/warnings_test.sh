@@ -1,6 +1,6 @@
 #!/bin/sh
-# A warning is an error in every preset, and in no other build: a newer compiler of a user knows more
-# warnings. warnings_test.sh ROOT
+# A warning is an error in every preset, and in no other build: the newer compiler of a user knows
+# more warnings. warnings_test.sh ROOT
 set -eu
 root=$1
 scratch=$(mktemp -d)
