@@ -3,9 +3,10 @@
 
 program_size.py BUILD SERVICE LIMIT STRIP [EMULATOR...]
 
-BUILD is a build folder, SERVICE a simulated service that runs here, LIMIT the most bytes of text that
-are no failure, STRIP the build's strip, which has its size beside it. Under an emulator the memory is
-that of the emulated program: a 32-bit program has the addresses below 4 GiB, and the emulator none.
+BUILD is a build folder, SERVICE a simulated service that runs here, LIMIT the most bytes of text
+that are no failure, STRIP the build's strip, which has its size beside it. Under an emulator the
+memory is that of the emulated program: a 32-bit program has the addresses below 4 GiB, and the
+emulator none.
 """
 
 import os

@@ -5,7 +5,7 @@ LARGEST = 0xFFFFFFFF
 
 
 class ConsoleInput:
-    """Keys with the two states that a stream has, at its end and failed; nothing ever clears them."""
+    """Keys with the two states of a stream, at its end and failed; nothing ever clears them."""
 
     def __init__(self, keys):
         self.keys = keys

@@ -6,7 +6,6 @@ import shutil
 import struct
 import subprocess
 import tempfile
-import time
 from dataclasses import dataclass
 
 import session_files
@@ -41,7 +40,6 @@ class SessionServer:
         environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "LOCKSTEP_SERVER": "1"}
         environment.update({name: value for name, value in os.environ.items()
                             if name.endswith("SAN_OPTIONS")})
-        # pylint: disable=consider-using-with,subprocess-popen-preexec-fn
         self.process = subprocess.Popen(command, env=environment, pass_fds=(3, 4),
                                         preexec_fn=place)
         os.close(orders)
@@ -84,7 +82,6 @@ class Service:
         command = [*program, "--quiet", "--journal", self.journal]
         if kind in FAULTS:
             command += ["--fault", kind]
-        # pylint: disable=consider-using-with
         self.process = subprocess.Popen(command, env={**os.environ, "LINX_DIR": self.directory},
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL)

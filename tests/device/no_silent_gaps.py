@@ -13,7 +13,7 @@ import sys
 
 
 def tests_of(folder):
-    """Read where CTest reads them: a CTest of our own would overwrite the log of the one we run in."""
+    """Reads CTest's own files: another CTest would overwrite the log of the one that runs this."""
     path = os.path.join(folder, "CTestTestfile.cmake")
     if not os.path.exists(path):  # a folder configured before testing is enabled
         return set()

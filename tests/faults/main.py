@@ -40,9 +40,9 @@ def plan_calls(place, scenarios, arguments):
 
 
 def plan_memory(place, scenarios, arguments):
-    sweep = memory.MemorySweep(place, arguments.memory_library)
+    plan = memory.MemorySweep(place, arguments.memory_library).plan
     return [(scenario, refusal) for scenario in scenarios
-            for refusal in sweep.plan(scenario, scenario in SCENARIOS)]
+            for refusal in plan(scenario, scenario in SCENARIOS)]
 
 
 def plan_partial(_place, scenarios, _arguments):

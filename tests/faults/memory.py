@@ -67,13 +67,13 @@ class MemorySweep(Sweep):
         return [Refusal(who, number, lasting) for who, number in numbers
                 for lasting in (False, True)]
 
-    def run(self, scenario, refusal):
+    def run(self, scenario, fault):
         """\\return (verdict, description)"""
         usual = self.baseline(scenario)
         self.report()
-        if refusal.who == "client":
-            return self.run_client(scenario, refusal, usual)
-        return self.run_service(scenario, refusal, usual)
+        if fault.who == "client":
+            return self.run_client(scenario, fault, usual)
+        return self.run_service(scenario, fault, usual)
 
     def run_client(self, scenario, refusal, usual):
         ensure_service(self.place, scenario)
@@ -91,7 +91,7 @@ class MemorySweep(Sweep):
         problem = scenario.untold_loss(outcome, refusal.lasting)
         if problem:
             return "finding", problem + "\n" + describe(outcome)
-        return self.judge(scenario, outcome, usual, frames, refusal.lasting)
+        return self.judge_outcome(scenario, outcome, usual, frames, refusal.lasting)
 
     def judge_termination(self, frames):
         """Before main there is nobody to tell; after its start, that is a fault."""
@@ -101,7 +101,7 @@ class MemorySweep(Sweep):
             return "crash", str(functions)
         return "terminates", " < ".join(names)
 
-    def judge(self, scenario, outcome, usual, frames, log_was_hit=False):
+    def judge_outcome(self, scenario, outcome, usual, frames, log_was_hit=False):
         if outcome.timed_out:
             return "hang", describe(outcome) + str(self.functions(frames))
         if outcome.status != 0:
@@ -140,10 +140,10 @@ class MemorySweep(Sweep):
             return "crash", f"the service ends with {status}: {said} {self.functions(frames)}"
         if "journal is not complete" in said:
             outcome.requests = usual.requests
-        return self.judge(scenario, outcome, usual, frames)
+        return self.judge_outcome(scenario, outcome, usual, frames)
 
     def functions(self, frames):
-        """Names and files of the program's functions that a report goes through, innermost first."""
+        """Names and files of the program's functions in a report, innermost first."""
         names = []
         for program in (self.place.programs.client, self.place.programs.service):
             addresses = ["0x" + address for file, address in frames if file == program]

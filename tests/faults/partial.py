@@ -10,9 +10,9 @@ class PartialSweep(Sweep):
         super().__init__(place)
         self.library = library
 
-    def run(self, scenario, seed):
+    def run(self, scenario, fault):
         usual = self.baseline(scenario)
-        extra = {"LD_PRELOAD": self.library, "PARTIAL_SEED": str(seed)}
+        extra = {"LD_PRELOAD": self.library, "PARTIAL_SEED": str(fault)}
         if self.place.service_is_alive():
             self.place.stop_service()
         if scenario.needs_service:

@@ -77,9 +77,9 @@ class Place:
 
     def launch(self, command, name, keys="", extra=None):
         """Starts a command whose outputs go to NAME.out and NAME.err."""
-        with open(self.path(name + ".keys"), "w") as file:
+        with open(self.path(name + ".keys"), "w", encoding="utf-8") as file:
             file.write(keys)
-        with (open(self.path(name + ".keys")) as keys_file,
+        with (open(self.path(name + ".keys"), encoding="utf-8") as keys_file,
               open(self.path(name + ".out"), "wb") as out,
               open(self.path(name + ".err"), "wb") as err):
             return subprocess.Popen(command, cwd=self.folder, env=self.environment(extra),

@@ -5,7 +5,6 @@ strace does both: it tells which calls a run makes, and makes the chosen one fai
 
 import re
 import signal
-import time
 
 ERRORS = ("EINTR", "EAGAIN", "ECONNRESET", "EPIPE", "ENOMEM", "EMFILE", "ENOSPC", "EIO")
 KILL = "SIGKILL"

@@ -178,8 +178,8 @@ def texts():
     write("console", "bytes_of_every_kind", bytes(range(256)))
 
     scenarios = {
-        "all_directives": "wait-subscribers 10 # first\nregion-data 3 2 00010203ff\nvisibility 3 t\n"
-                          "palette 2 31 t 10ff\nsleep 500\n",
+        "all_directives": "wait-subscribers 10 # first\nregion-data 3 2 00010203ff\n"
+                          "visibility 3 t\npalette 2 31 t 10ff\nsleep 500\n",
         "from_a_file": "region-data 1 0 @bitmap\npalette 1 0 f @empty\n",
         "no_data": "region-data 1 255 -\npalette 1 0 f -\n",
         "odd_hex": "region-data 1 0 abc\n",

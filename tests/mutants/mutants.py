@@ -40,8 +40,8 @@ THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|m
                               r"|resilience|threads|simulator|faults)"
                               r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS}
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
-# Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
-# others reach as well.
+# Tests of the build itself, which has other compiler options here, of texts, and long ones whose
+# place others reach as well.
 LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^tooling", r"^fuzz",
                      r"^faults\.(page|sources)", "ManyMegabytes", "ReachEveryPlace",
                      r"^unit\.simulator\.Backlog"])
@@ -52,8 +52,8 @@ TESTS_LIMIT_S = 600
 # Of one test, since a wrong program may never end: it waits, or works on and on.
 TEST_LIMIT_S = 12
 PROCESSOR_LIMIT_S = 10
-# Judged together, file by file, so that an object is not built twice without need. Not more, so that
-# what an interrupted run has judged is a fair sample too.
+# Judged together, file by file, so that an object is not built twice without need. Not more, so
+# that what an interrupted run has judged is a fair sample too.
 BATCH = 100
 # No test at all could be listed or started.
 ALL_TESTS = "all.of.them"
@@ -175,6 +175,7 @@ class ChangedLine:
     def __init__(self, tree, mutant):
         self.path = tree.path(mutant)
         self.mutant = mutant
+        self.text = None
 
     def __enter__(self):
         with open(self.path, encoding="utf-8") as file:

@@ -31,7 +31,8 @@ NUMBER = re.compile(r"(?<![\w.'])(0[xX][0-9A-Fa-f]+|\d+)(u?)(?![\w.'])")
 CONDITION = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
 TERNARY = re.compile(r"(return|=) ([^=?;]+) \? ")
 STATEMENT = re.compile(
-    r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$")
+    r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$"
+    r"|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$")
 # Without these the program does the same.
 NO_EFFECT = re.compile(r"^\s*\[\[fallthrough\]\];$|\breserve\(")
 DECLARATION = re.compile(r"^\s*(?:return|using|break|continue|case|default|const|static|friend)\b")

@@ -219,7 +219,8 @@ class Terminal:
         for count, text in typed:
             pattern = re.compile("".join(parts[:count]).rstrip(" \\"))
             output = self.read_until(
-                output, lambda so_far: pattern.fullmatch(without_trailing_blanks(so_far)),
+                output,
+                lambda so_far, pattern=pattern: pattern.fullmatch(without_trailing_blanks(so_far)),
                 command, shown)
             os.write(self.master, (text + "\n").encode())
         whole = re.compile("".join(parts))

@@ -64,7 +64,6 @@ class Child:
 
     def __init__(self, command, folder):
         self.errors = tempfile.TemporaryFile(dir=folder)
-        # pylint: disable=consider-using-with
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         stderr=self.errors, bufsize=0,
                                         env={**os.environ, "LINX_DIR": folder})

@@ -12,7 +12,8 @@ failures=0
 fresh_copy() {
     rm -rf "$copy"
     mkdir "$copy"
-    (cd "$root" && tar -c --exclude=./build --exclude=./.git --exclude=./tests/fuzz/corpus .) | tar -x -C "$copy"
+    tar -c -C "$root" --exclude=./build --exclude=./.git --exclude=./tests/fuzz/corpus . |
+        tar -x -C "$copy"
     # One is enough: pylint takes seconds for all.
     find "$copy" -name '*.py' ! -path '*/tests/not_run.py' -delete
 }
