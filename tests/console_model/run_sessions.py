@@ -49,7 +49,7 @@ def play(session, huge_buffers):
 
 
 def shown(character):
-    """One character of a log entry; a byte that is no part of one has a code in U+DC80 to U+DCFF."""
+    """One character of a log entry; a byte outside all characters is U+DC80 to U+DCFF."""
     code = ord(character)
     if 0xDC80 <= code <= 0xDCFF:
         return b"\\x%02x" % (code - 0xDC00)

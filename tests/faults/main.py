@@ -50,8 +50,8 @@ def plan_partial(_place, scenarios, _arguments):
 
 
 def plan_sinks(place, _scenarios, arguments):
-    sweep = sinks.SinkSweep(place)
-    plan = [run for kind in sinks.kinds() for run in sweep.plan(kind)
+    sink_sweep = sinks.SinkSweep(place)
+    plan = [run for kind in sinks.kinds() for run in sink_sweep.plan(kind)
             if not arguments.scenario or kind.name in arguments.scenario]
     return [(kind, fault) for kind, fault in plan
             if not arguments.call or fault.call in arguments.call]
@@ -101,9 +101,9 @@ def scenarios_of(part):
 
 
 def sample(plan, count, seed):
-    """So many runs of a plan, from each scenario in turn, so that none is left out. A seed chooses the
-    same ones although a program makes now and then a call more or less, so that the plan differs a
-    little from run to run."""
+    """So many runs of a plan, from each scenario in turn, so that none is left out. A seed chooses
+    the same ones although a program makes now and then a call more or less, so that the plan
+    differs a little from run to run."""
     def rank(job):
         scenario, fault = job
         return hashlib.sha256(f"{seed} {scenario.name} {fault}".encode()).digest()

@@ -8,7 +8,7 @@ it, because the client discards the rest of a line whose word it cannot store.
 import re
 
 from scenarios import (HEADINGS, INIT, MARK, PALETTE, PING, REGION, SENSOR_MENU, SUBSCRIBED,
-                       UNSUBSCRIBED, USAGE, Scenario, converted, palette_request, region_request)
+                       UNSUBSCRIBED, Scenario, converted, palette_request, region_request)
 
 LONG_PREFIX = "n" * 70
 LONG_WAY = "./" * 40  # before the name of a file: the same file

@@ -17,7 +17,7 @@ import fault_page
 KEYS = {"first", "todo", "fault", "ours", "tests", "break"}
 
 
-def problems_of(name, row):
+def problems_of(row):
     """What is wrong with a row by itself."""
     if not KEYS.issuperset(row) or not all(row.get(key) for key in ("fault", "ours")):
         yield "unknown keys, no fault or nothing that we do"
@@ -56,7 +56,7 @@ def tests_of_devices(root):
             yield f"{suite}.{test}"
 
 
-def names(name, test):
+def is_named(name, test):
     """Whether a name in a row is that of a test, or the beginning of it up to a dot."""
     return test.startswith(name) if name.endswith(".") else (
         name in (test, test.split(" ")[0]) or test.startswith((name + "/", name + ".")))
@@ -65,10 +65,10 @@ def names(name, test):
 def missing(name, build_tests, left_out, devices):
     """What is wrong with the name of a test, or None."""
     running, disabled = build_tests
-    if any(names(name, test) for test in disabled):
+    if any(is_named(name, test) for test in disabled):
         return f"is disabled: {name}"
     suite = ".".join(name.split(".")[2:])
-    if any(names(name, test) for test in running) or any(
+    if any(is_named(name, test) for test in running) or any(
             name.startswith(entry) or entry.startswith(name) for entry in left_out) or (
             name.startswith("device.") and any(test.startswith(suite) for test in devices)):
         return None
@@ -81,7 +81,7 @@ def main():
     rows = fault_page.load()
     found = list(gaps(rows))
     for name, row in rows.items():
-        found += [f"{name}: {problem}" for problem in problems_of(name, row)]
+        found += [f"{name}: {problem}" for problem in problems_of(row)]
     left_out = [line.split(":")[0] for line in
                 (pathlib.Path(build) / "tests_left_out").read_text().splitlines()]
     if "all that the preset does not name" in left_out:

@@ -1,8 +1,8 @@
-"""Fails each system call once by which the service writes its lines: `ready`, standard error, journal.
+"""Fails each system call once by which the service writes `ready`, standard error or the journal.
 
-The outputs are pipes, sockets, terminals, files, or files on a disk that is full for a while. In each
-run the service answers every ping and ends when it is told to; each output holds whole lines only, and
-those that are missing are counted on standard error.
+The outputs are pipes, sockets, terminals, files, or files on a disk that is full for a while. In
+each run the service answers every ping and ends when it is told to; each output holds whole lines
+only, and those that are missing are counted on standard error.
 """
 
 import ctypes
@@ -39,7 +39,7 @@ def may_mount():
 
 
 class Outputs:
-    """The three outputs of one run. The ends that the service gets are `out`, `err` and `journal`."""
+    """The three outputs of one run. The service gets the ends `out`, `err` and `journal`."""
 
     def __init__(self, name, folder):
         self.name, self.folder = name, folder
@@ -80,11 +80,11 @@ class Outputs:
         return disk
 
     def fill_disk(self):
-        """The next line of each file begins in its one page and needs another, which is not there."""
+        """The next line of each file begins in its one page and needs another, which is missing."""
         self.earlier = (EARLIER_ERROR_LINE * (4095 // len(EARLIER_ERROR_LINE)),
                         JOURNAL_LINE * (4095 // len(JOURNAL_LINE)))
         os.write(self.err, self.earlier[0].encode())
-        with open(self.journal, "w") as file:
+        with open(self.journal, "w", encoding="utf-8") as file:
             file.write(self.earlier[1])
         with open(os.path.join(self.folder, "disk", "filler"), "wb") as file:
             file.write(bytes(8192))
@@ -111,7 +111,7 @@ class Outputs:
         path = {"out": os.path.join(self.folder, "sink-out"), "journal": self.journal,
                 "err": os.path.join(self.folder, "disk" if self.is_mounted else "",
                                     "err" if self.is_mounted else "sink-err")}[output]
-        with open(path) as file:
+        with open(path, encoding="utf-8") as file:
             return file.read()
 
     def close(self):

@@ -2,13 +2,15 @@
 """Wears the two sides of a socket out: kills, exits, floods, long streams and calls that meet.
 
 soak.py PROGRAMS PART [COUNT] [-- EMULATOR...], where PART is one of kills, exits, flood, soak,
-meetings, or "short" for all of them in small. COUNT is seconds for meetings, whose calls come from the
-seed in SOAK_SEED, else from seed 1. Prints figures; status 1 when anything was lost or left behind.
+meetings, or "short" for all of them in small. COUNT is seconds for meetings, whose calls come from
+the seed in SOAK_SEED, else from seed 1. Prints figures; status 1 when anything was lost or left
+behind.
 """
 
 import contextlib
 import os
 import queue
+import random
 import resource
 import select
 import signal
