@@ -17,7 +17,8 @@ public:
     Process(int fd, const std::function<void(int)>& work);
 
     /// Runs a program as found in PATH. \p input and \p output, where not -1, become its standard
-    /// input and output; everything else goes to /dev/null, also what servers say of how they are run.
+    /// input and output; everything else goes to /dev/null, also what servers say of how they are
+    /// run.
     explicit Process(const std::vector<std::string>& arguments, int input = -1, int output = -1);
 
     ~Process();

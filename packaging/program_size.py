@@ -22,13 +22,16 @@ LAST_LINE = "*** RegionVisi:  14  visible"
 
 # Members of libstdc++ that throwing and run-time type information need; its other members are
 # streams, locales and strings.
-EXCEPTIONS = re.compile(r"\((eh_|cp-demangle|tinfo|.*_type_info|vterminate|vmi_|si_|class_|pure|"
-                        r"dyncast|bad_|nested_exception|unwind|del_|new_|guard)")
+EXCEPTIONS = re.compile(
+    r"\((eh_|cp-demangle|tinfo|.*_type_info|vterminate|vmi_|si_|class_|pure|"
+    r"dyncast|bad_|nested_exception|unwind|del_|new_|guard)"
+)
 
 
 def output_of(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=DEADLINE,
-                          **options).stdout
+    return subprocess.run(
+        command, check=True, capture_output=True, text=True, timeout=DEADLINE, **options
+    ).stdout
 
 
 def wait_until(condition, what):
@@ -43,7 +46,9 @@ def sections(client, strip, scratch):
     """Size of the file without symbols, and of text, data and bss."""
     stripped = os.path.join(scratch, "stripped")
     output_of(strip, "-o", stripped, client)
-    text, data, bss = output_of(re.sub(r"strip(?=[^/]*$)", "size", strip), stripped).splitlines()[1].split()[:3]
+    text, data, bss = (
+        output_of(re.sub(r"strip(?=[^/]*$)", "size", strip), stripped).splitlines()[1].split()[:3]
+    )
     return os.path.getsize(stripped), int(text), int(data), int(bss)
 
 
@@ -68,8 +73,9 @@ class Service:
 
     def __init__(self, program, scratch, *options):
         self.environment = dict(os.environ, LINX_DIR=os.path.join(scratch, "linx"))
-        self.process = subprocess.Popen([program, "--quiet", *options], stdout=subprocess.PIPE,
-                                        env=self.environment)
+        self.process = subprocess.Popen(
+            [program, "--quiet", *options], stdout=subprocess.PIPE, env=self.environment
+        )
         if self.process.stdout.readline() != b"ready\n":
             sys.exit("program_size.py: the service did not start")
 
@@ -86,8 +92,9 @@ def memory_of_ping(client, service, scratch, emulator):
     """While it waits for an answer: all that comes later is one line of output."""
     journal = os.path.join(scratch, "journal")
     with Service(service, scratch, "--fault", "mute", "--journal", journal) as mute:
-        ping = subprocess.Popen(emulator + [client, "-p"], stdout=subprocess.DEVNULL,
-                                env=mute.environment)
+        ping = subprocess.Popen(
+            emulator + [client, "-p"], stdout=subprocess.DEVNULL, env=mute.environment
+        )
         wait_until(lambda: os.path.exists(journal) and os.path.getsize(journal) > 0, "a ping")
         size = resident(ping, bool(emulator))
         ping.kill()
@@ -114,8 +121,13 @@ def memory_of_console(client, service, scratch, emulator):
     """The largest that it was while the notifications came, and after them."""
     size = (0, 0)
     with Service(service, scratch, "--play", scenario_of_notifications(scratch)) as playing:
-        console = subprocess.Popen(emulator + [client, "-i"], stdin=subprocess.PIPE,
-                                   stdout=subprocess.PIPE, text=True, env=playing.environment)
+        console = subprocess.Popen(
+            emulator + [client, "-i"],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            text=True,
+            env=playing.environment,
+        )
         console.stdin.write("1\n")
         console.stdin.flush()
         shown = 0
@@ -134,8 +146,11 @@ def memory_of_console(client, service, scratch, emulator):
 def piece_of(origin):
     """Which part of the program a file or member of an archive belongs to."""
     if "libstdc++" in origin or "libsupc++" in origin or "libgcc" in origin:
-        return "exceptions, types, new" if EXCEPTIONS.search(origin) or "libgcc" in origin \
+        return (
+            "exceptions, types, new"
+            if EXCEPTIONS.search(origin) or "libgcc" in origin
             else "streams, locales, strings"
+        )
     if ".ltrans" in origin:
         return "client and stand-in"
     if "libsubtitle_platform" in origin:
@@ -149,14 +164,16 @@ def pieces(build, scratch):
     """Bytes of each part, as the linker tells when it links the client once more."""
     command = output_of("ninja", "-C", build, "-t", "commands", "SubtitleMgrCli").splitlines()[-1]
     link_map = os.path.join(scratch, "map")
-    command = command.replace("-o bin/SubtitleMgrCli", "-o %s/again -Wl,-Map,%s"
-                              % (scratch, link_map))
+    command = command.replace(
+        "-o bin/SubtitleMgrCli", "-o %s/again -Wl,-Map,%s" % (scratch, link_map)
+    )
     output_of("sh", "-c", command, cwd=build)
     with open(link_map, encoding="utf-8") as file:
         text = file.read().split("Linker script and memory map", 1)[1]
     sizes = {}
     for name, address, size, origin in re.findall(
-            r"^ (\.\S+|COMMON)\s+0x([0-9a-f]+)\s+0x([0-9a-f]+) (\S.*)$", text, re.MULTILINE):
+        r"^ (\.\S+|COMMON)\s+0x([0-9a-f]+)\s+0x([0-9a-f]+) (\S.*)$", text, re.MULTILINE
+    ):
         if int(address, 16) != 0 and not re.match(r"\.(debug|comment|note|gnu\.attr)", name):
             piece = piece_of(origin)
             sizes[piece] = sizes.get(piece, 0) + int(size, 16)
@@ -172,10 +189,14 @@ def main():
         print("file %d, text %d, data %d, bss %d bytes" % figures)
         for name, size in sorted(pieces(build, scratch).items(), key=lambda piece: -piece[1]):
             print("    %-26s %8d bytes" % (name, size))
-        print("-p: %d KiB resident, %d of them no file's"
-              % memory_of_ping(client, service, scratch, emulator))
-        print("-i, %d notifications: %d KiB resident, %d of them no file's"
-              % (NOTIFICATIONS, *memory_of_console(client, service, scratch, emulator)))
+        print(
+            "-p: %d KiB resident, %d of them no file's"
+            % memory_of_ping(client, service, scratch, emulator)
+        )
+        print(
+            "-i, %d notifications: %d KiB resident, %d of them no file's"
+            % (NOTIFICATIONS, *memory_of_console(client, service, scratch, emulator))
+        )
     if figures[1] > int(limit):
         sys.exit("program_size.py: more text than %s bytes" % limit)
 

@@ -20,7 +20,8 @@ public:
     /// Whether some peer gets what is published under \p subscription.
     virtual bool HasSubscriber(unsigned int subscription) const = 0;
 
-    /// Whether a frame of \p size bytes can be published without loss for the subscribers that read.
+    /// Whether a frame of \p size bytes can be published without loss for the subscribers that
+    /// read.
     virtual Readiness ReadinessFor(unsigned int subscription, std::size_t size) = 0;
 
     /// Queues \p frame for every subscriber. A null frame, for which there was no memory, counts as

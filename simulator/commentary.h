@@ -4,8 +4,8 @@
 
 namespace sim {
 
-/// The lines on standard error. None of these waits, throws or fails, see platform::Sink: what could
-/// not be written is counted, and the count is told later.
+/// The lines on standard error. None of these waits, throws or fails, see platform::Sink: what
+/// could not be written is counted, and the count is told later.
 ///
 /// Writes one line about the service itself.
 void Say(const char* text, const char* details = "", const char* program = "SubtitleMgrSim: ");

@@ -10,8 +10,8 @@
 namespace sim {
 
 /// The socket under which a service can be reached, and the lock that makes it the only one of its
-/// name. Both files are removed at the end, unless they are another's by then. After a crash the lock
-/// is free and nothing answers at the socket, and the next service takes the name over.
+/// name. Both files are removed at the end, unless they are another's by then. After a crash the
+/// lock is free and nothing answers at the socket, and the next service takes the name over.
 class Listener {
 public:
     Listener() = default;

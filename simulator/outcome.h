@@ -10,7 +10,8 @@ namespace sim {
 struct Outcome {
     platform::Result result = platform::Result::Accepted;
 
-    /// The records that are still to be published, by their numbers; see SubtitleService::Publish().
+    /// The records that are still to be published, by their numbers; see
+    /// SubtitleService::Publish().
     unsigned int next = 0;
     unsigned int end = 0;
 

@@ -45,7 +45,8 @@ std::string Describe(const Request& request);
 /// One line of the journal, a JSON object, without a line end.
 std::string JournalLine(const Request& request);
 
-/// Carries out \p request of a peer that holds \p held. The record that it carries goes to \p service.
+/// Carries out \p request of a peer that holds \p held. The record that it carries goes to \p
+/// service.
 Outcome Serve(Request& request, SubtitleService& service, Subscriptions& held);
 
 }  // namespace sim

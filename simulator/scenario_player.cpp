@@ -8,8 +8,8 @@ using namespace platform;
 
 namespace {
 
-/// Between two passes of a scenario that has no reader and never sleeps: at full speed it would take
-/// a whole processor for nothing.
+/// Between two passes of a scenario that has no reader and never sleeps: at full speed it would
+/// take a whole processor for nothing.
 constexpr std::chrono::milliseconds idlePass{100};
 
 }  // namespace

@@ -31,8 +31,8 @@ void PrepareSignals()
 {
     const sigset_t stops = StopSignals();
     sigprocmask(SIG_BLOCK, &stops, nullptr);
-    // What may come of writing a line: its reader has ended, its file is limited, its terminal stops
-    // programs in the background.
+    // What may come of writing a line: its reader has ended, its file is limited, its terminal
+    // stops programs in the background.
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU}) {
         std::signal(signal, SIG_IGN);
     }

@@ -8,7 +8,8 @@ namespace sim {
 
 /// Tells a subscriber that keeps up from a stalled one, for which publishing no longer waits: its
 /// oldest queued notification is two seconds old. It is stalled until its backlog is empty. The age
-/// alone would not do: the oldest ones of a stalled subscriber are dropped, so the others are young.
+/// alone would not do: the oldest ones of a stalled subscriber are dropped, so the others are
+/// young.
 class StallRule {
 public:
     using Clock = platform::Deadline::Clock;

@@ -28,8 +28,8 @@ void MakeLogEntry(unsigned int level, int line, const Parts&... parts)
     (text << ... << parts);
 }
 
-/// Logs that memory was refused to \p what, a command for example. Without memory for the entry, the
-/// entry is lost.
+/// Logs that memory was refused to \p what, a command for example. Without memory for the entry,
+/// the entry is lost.
 inline void LogRefusedMemory(int line, const char* what)
 {
     try {

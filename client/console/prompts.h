@@ -11,7 +11,8 @@
 // - Kept on purpose: failed input is neither tested for nor cleared. A number that does not
 //   parse becomes 0, and from then on every read takes nothing and leaves its variable as it was,
 //   for ever; so does the end of the input. The last menu key is then carried out again and again.
-// - Refused memory is not failed input: a word that cannot be stored is discarded with the rest of its
+// - Refused memory is not failed input: a word that cannot be stored is discarded with the rest of
+// its
 //   line, and std::bad_alloc ends the command.
 
 /// Reads one character into \p key, which keeps its value when there is none.

@@ -70,7 +70,8 @@ void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
     }
     MakeLogEntry(logSuccess, __LINE__, "Successfully opened output file ", path);
 
-    // Unbuffered: a full disk then shows in fwrite()'s count and not in fclose(), which nobody asks.
+    // Unbuffered: a full disk then shows in fwrite()'s count and not in fclose(), which nobody
+    // asks.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     const std::size_t count = std::fwrite(data.data(), 1, size, file.get());
     if (count < size) {

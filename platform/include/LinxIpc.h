@@ -14,9 +14,9 @@ class Endpoint;
 /// Connections are made on first use and again after they were lost. The endpoint has no thread of
 /// its own: one of the calls that wait reads the socket for all of them.
 ///
-/// Results are 0 or an errno value; ENOMEM from each operation that finds no memory. Every operation
-/// may be called on any thread while others are under way, with one exception: Receive() by one
-/// thread at a time.
+/// Results are 0 or an errno value; ENOMEM from each operation that finds no memory. Every
+/// operation may be called on any thread while others are under way, with one exception: Receive()
+/// by one thread at a time.
 class LinxIpc {
 public:
     /// As a sender's name: any sender.
@@ -28,15 +28,16 @@ public:
     /// Wakes a thread inside Receive(), waits until its callback has returned and closes all
     /// connections; no callback runs afterwards. Does not wait for a callback that calls exit()
     /// itself, and leaves the connections alone in a child that was forked. A Receive() that comes
-    /// late, from a thread which outlives this object at the end of the process, sleeps its wait and
-    /// does nothing else.
+    /// late, from a thread which outlives this object at the end of the process, sleeps its wait
+    /// and does nothing else.
     ~LinxIpc();
     LinxIpc(const LinxIpc&) = delete;
     LinxIpc& operator=(const LinxIpc&) = delete;
 
-    /// Opens the messaging directory, and makes it when missing, with mode 0700 whatever the umask. It
-    /// must be the caller's, no symlink, and have the mode 0700; what is wrong goes to the log. When
-    /// it is replaced later by one that passes the same checks, the next attempt to connect finds it.
+    /// Opens the messaging directory, and makes it when missing, with mode 0700 whatever the umask.
+    /// It must be the caller's, no symlink, and have the mode 0700; what is wrong goes to the log.
+    /// When it is replaced later by one that passes the same checks, the next attempt to connect
+    /// finds it.
     ///
     /// \return 0 when open, else an errno value; requests then fail with the same
     int Init();
@@ -66,7 +67,8 @@ public:
 
     /// Sends \p message to \p server; no reply is awaited.
     ///
-    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for it;
+    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for
+    /// it;
     ///              another call that sends is waited for as long as there is room (connecting: 1
     ///              second)
     /// \return 0 when sent; EAGAIN (no room), EINVAL, or why there is no connection

@@ -7,7 +7,8 @@ class RegionDataItem;
 class RegionVisItem;
 
 /// The vehicle's sensor inputs. Users rely on the values 0 Brakes, 1 Lights, 2 Siren, 3 Aux,
-/// 4 Crash and 5 Mics; the enumerators' names differ between this stand-in and the device's headers.
+/// 4 Crash and 5 Mics; the enumerators' names differ between this stand-in and the device's
+/// headers.
 enum e_Sensors {
     e_SensorBrakes = 0,
     e_SensorLights = 1,

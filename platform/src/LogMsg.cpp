@@ -27,7 +27,8 @@ namespace {
 
 constexpr std::size_t longestText = 8192;
 
-/// \return the length of the UTF-8 sequence of a character above U+009F at \p at, 0 when there is none
+/// \return the length of the UTF-8 sequence of a character above U+009F at \p at, 0 when there is
+/// none
 std::size_t SequenceAt(const std::string& text, std::size_t at)
 {
     static constexpr unsigned smallest[] = {0, 0, 0xA0, 0x800, 0x10000};  // of a length; C1 is none

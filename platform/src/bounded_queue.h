@@ -6,8 +6,8 @@
 
 namespace platform {
 
-/// Notifications that wait, oldest first: at most 256 of them and 1 MiB, the newest kept whatever its
-/// size. Beyond that the oldest are dropped: what is new is worth more than what is old.
+/// Notifications that wait, oldest first: at most 256 of them and 1 MiB, the newest kept whatever
+/// its size. Beyond that the oldest are dropped: what is new is worth more than what is old.
 ///
 /// \tparam Entry  `SizeOf(entry)` is its size on the wire in bytes, header included
 ///

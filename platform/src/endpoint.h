@@ -34,9 +34,9 @@ public:
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
                 IpcMessage* reply, const Subscription* wanted = nullptr);
 
-    /// Wakes every call, waits until the last has returned and closes all connections. Does not wait
-    /// for a callback that ends the process itself, and does nothing in a forked child: connections
-    /// and lock are its parent's.
+    /// Wakes every call, waits until the last has returned and closes all connections. Does not
+    /// wait for a callback that ends the process itself, and does nothing in a forked child:
+    /// connections and lock are its parent's.
     void Close();
 
 private:

@@ -46,7 +46,8 @@ struct EndpointState {
         return true;
     }
 
-    /// A role that one call at a time has: reading, sending or connecting. Its end wakes the others.
+    /// A role that one call at a time has: reading, sending or connecting. Its end wakes the
+    /// others.
     auto Take(bool& role)
     {
         role = true;

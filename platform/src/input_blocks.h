@@ -27,9 +27,9 @@ struct ReceivedFrame {
 ///
 /// Frames are not copied out: a copy of each would cost a sixth of the throughput of bitmaps. They
 /// keep their block alive. New bytes follow them in the block or, when it is full, go into another
-/// block. In step with its reader a connection uses one block for ever: of 1 KiB at first, of 64 KiB
-/// once a read has filled it. Only the beginning of a cut frame is ever moved. Blocks grow with the
-/// bytes that arrived, never with the length that a header claims.
+/// block. In step with its reader a connection uses one block for ever: of 1 KiB at first, of 64
+/// KiB once a read has filled it. Only the beginning of a cut frame is ever moved. Blocks grow with
+/// the bytes that arrived, never with the length that a header claims.
 ///
 /// Not synchronised; the room may be written without the lock that guards the rest.
 class InputBlocks {
@@ -51,8 +51,8 @@ public:
     /// Bytes that arrived and are not cut into frames yet.
     std::size_t Unread() const { return end - begin; }
 
-    /// Frees the memory that the unread bytes do not need. For a service with many clients, of which
-    /// most are silent; a reader in step would only allocate it again.
+    /// Frees the memory that the unread bytes do not need. For a service with many clients, of
+    /// which most are silent; a reader in step would only allocate it again.
     void Trim();
 
 private:

@@ -9,8 +9,8 @@
 
 namespace platform {
 
-/// Lets at most 20 lines of a kind through in a second, and counts the others: peers that make lines
-/// as fast as they can must not fill a disk.
+/// Lets at most 20 lines of a kind through in a second, and counts the others: peers that make
+/// lines as fast as they can must not fill a disk.
 class LineLimit {
 public:
     /// \param text  the kind: one of a few literals

@@ -17,8 +17,8 @@ struct Link;
 ///
 /// The role is handed over at the end of Read(): it is free then, and every call that waits is
 /// woken. Each looks whether it has what it waited for, and if not calls ReadOrWait() again: the
-/// first to get the lock becomes the reader, the others wait on. So there is a reader as long as any
-/// call waits, and a call that has what it wanted reads no more.
+/// first to get the lock becomes the reader, the others wait on. So there is a reader as long as
+/// any call waits, and a call that has what it wanted reads no more.
 class Reader {
 public:
     Reader(Link& readLink, const std::string& service);
@@ -50,8 +50,9 @@ public:
     explicit Sender(Link& writtenLink) : link(writtenLink) {}
 
     /// Sends a frame. Until \p deadline it waits for room, and for another sender that waits for
-    /// room; for a sender that does not, it always waits. A frame that is cut off ends the connection.
-    /// \return 0, EAGAIN when there was no room, or an errno value when the connection is lost
+    /// room; for a sender that does not, it always waits. A frame that is cut off ends the
+    /// connection. \return 0, EAGAIN when there was no room, or an errno value when the connection
+    /// is lost
     int Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline);
 
     /// Whether \p error means that the connection was lost before the bytes were taken.

@@ -93,8 +93,8 @@ int CheckSocketFile(int folder, const std::string& name)
 }
 
 /// The umask may have taken rights away from the folder that this call has just made at \p path.
-/// Opened as a place alone, which needs no right to the folder, so that no other one is changed when
-/// it is swapped meanwhile.
+/// Opened as a place alone, which needs no right to the folder, so that no other one is changed
+/// when it is swapped meanwhile.
 void GiveItsMode(const std::string& path)
 {
     const Descriptor made(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

@@ -12,8 +12,8 @@ namespace platform {
 class MessagingDirectory {
 public:
     /// Opens the folder and makes it when it is missing, with mode 0700 whatever the umask. It must
-    /// be an absolute path to a folder, no symlink, that belongs to this user and has the mode 0700;
-    /// anything else is refused and never repaired.
+    /// be an absolute path to a folder, no symlink, that belongs to this user and has the mode
+    /// 0700; anything else is refused and never repaired.
     int Open();
 
     /// Connects to the service \p name and makes sure that it runs under this user or root.

@@ -10,9 +10,9 @@
 
 namespace platform {
 
-/// Takes whole lines for a descriptor and never waits. A line is written at once; or kept when there
-/// is no room, one at most, also the rest of one; or lost and counted. Other programs may share the
-/// descriptor, so it is not made non-blocking. Used by one thread at a time.
+/// Takes whole lines for a descriptor and never waits. A line is written at once; or kept when
+/// there is no room, one at most, also the rest of one; or lost and counted. Other programs may
+/// share the descriptor, so it is not made non-blocking. Used by one thread at a time.
 class Sink {
 public:
     /// Makes the line that tells how many lines were lost, and why the last one was.

@@ -19,8 +19,8 @@ struct Subscription {
 inline bool IsPending(const Subscription& entry) { return entry.correlation != 0; }
 
 /// The subscriptions of an endpoint. Each request to change them has an entry of its own, found by
-/// its correlation, from before it is sent until its reply is sorted or its call gives up. So what is
-/// in force follows the order in which the service answered, whichever calls meet.
+/// its correlation, from before it is sent until its reply is sorted or its call gives up. So what
+/// is in force follows the order in which the service answered, whichever calls meet.
 ///
 /// Not synchronised: the endpoint's lock guards it.
 class SubscriptionTable {
@@ -28,8 +28,8 @@ public:
     /// Adds the entry of a request with this correlation. What is in force stays so beside it.
     void Add(const Subscription& wanted, unsigned int correlation);
 
-    /// The service has accepted that request, if it has an entry: its subscription takes the place of
-    /// an earlier one with the same number, or ends those that it covers. Needs no memory.
+    /// The service has accepted that request, if it has an entry: its subscription takes the place
+    /// of an earlier one with the same number, or ends those that it covers. Needs no memory.
     void Accept(unsigned int correlation);
 
     /// Removes the entry of that request, if it is still there.

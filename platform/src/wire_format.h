@@ -69,8 +69,8 @@ bool IsAcceptance(const unsigned char* reply);
 /// \return true for every message number that is not listed above, with any payload
 bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::size_t length);
 
-/// The encoded size of a record with \p bytes after a prefix. Saturates instead of wrapping, so that
-/// an oversized record is refused.
+/// The encoded size of a record with \p bytes after a prefix. Saturates instead of wrapping, so
+/// that an oversized record is refused.
 unsigned int RecordSize(unsigned int prefix, std::size_t bytes);
 
 /// Subscription numbers.

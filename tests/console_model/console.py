@@ -73,9 +73,18 @@ x) Exit
 """
 
 SENSORS = {
-    b"1": (0, True), b"2": (0, False), b"3": (5, True), b"4": (5, False),
-    b"5": (1, True), b"6": (1, False), b"7": (2, True), b"8": (2, False),
-    b"9": (3, True), b"0": (3, False), b"n": (4, True), b"m": (4, False),
+    b"1": (0, True),
+    b"2": (0, False),
+    b"3": (5, True),
+    b"4": (5, False),
+    b"5": (1, True),
+    b"6": (1, False),
+    b"7": (2, True),
+    b"8": (2, False),
+    b"9": (3, True),
+    b"0": (3, False),
+    b"n": (4, True),
+    b"m": (4, False),
 }
 
 LINE_WIDTH = 640
@@ -123,7 +132,10 @@ class Pattern:
         rows = LINES // height if height else 0
         columns = LINE_WIDTH // width if width else 0
         heading = b"Generating test pattern: %d rows by %d columns,  %d colors\n\n" % (
-            rows, columns, rows * columns)
+            rows,
+            columns,
+            rows * columns,
+        )
         offsets = []
         for row in range(rows if columns else 0):
             top = row * height * LINE_WIDTH
@@ -241,10 +253,18 @@ class Console:
     def main_console(self):
         """Option -i."""
         actions = {
-            b"1": self.subscribe, b"2": self.unsubscribe, b"3": self.region_data,
-            b"4": self.visibility, b"5": self.palette, b"6": self.invert,
-            b"7": self.dynamic_test, b"8": self.sensor_test, b"r": self.refresh,
-            b"s": self.show_traffic, b"c": self.traffic.clear, b"k": self.quit,
+            b"1": self.subscribe,
+            b"2": self.unsubscribe,
+            b"3": self.region_data,
+            b"4": self.visibility,
+            b"5": self.palette,
+            b"6": self.invert,
+            b"7": self.dynamic_test,
+            b"8": self.sensor_test,
+            b"r": self.refresh,
+            b"s": self.show_traffic,
+            b"c": self.traffic.clear,
+            b"k": self.quit,
         }
         key = b"\0"
         while True:
@@ -477,19 +497,25 @@ class Console:
             if value > 3:
                 self.put(b"Unexpected subtitle data value: 0x%02x\n" % value)
         counts = tuple(data.count(value) for value in range(4))
-        self.put(b"CLI: Process region %2d (2):  0=%5d   1=%5d   2=%5d   3=%5d\n"
-                 % ((region,) + counts))
+        self.put(
+            b"CLI: Process region %2d (2):  0=%5d   1=%5d   2=%5d   3=%5d\n" % ((region,) + counts)
+        )
 
     def visibility_arrives(self, region, visible):
         """A region was shown or hidden."""
-        self.line(self.traffic.add_visibility(region) + b"\n\n*** RegionVisi:  %d  %s\n\n"
-                  % (region, b"visible" if visible else b"NOT visible"))
+        self.line(
+            self.traffic.add_visibility(region)
+            + b"\n\n*** RegionVisi:  %d  %s\n\n"
+            % (region, b"visible" if visible else b"NOT visible")
+        )
 
     def palette_arrives(self, region, code, fill, table):
         """A palette was published."""
         shown = b"  [0x%02x,...,0x%02x]" % (table[0], table[-1]) if table else b"[empty]"
-        self.line(b"*** PalettData:  %d%s  (%d)  (%s, %x)\n\n"
-                  % (region, shown, len(table), b"Fill" if fill else b"NoFill", code))
+        self.line(
+            b"*** PalettData:  %d%s  (%d)  (%s, %x)\n\n"
+            % (region, shown, len(table), b"Fill" if fill else b"NoFill", code)
+        )
 
     # Streams
 

@@ -38,10 +38,10 @@ class SessionServer:
             os.dup2(second, 4)
 
         environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "LOCKSTEP_SERVER": "1"}
-        environment.update({name: value for name, value in os.environ.items()
-                            if name.endswith("SAN_OPTIONS")})
-        self.process = subprocess.Popen(command, env=environment, pass_fds=(3, 4),
-                                        preexec_fn=place)
+        environment.update(
+            {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
+        )
+        self.process = subprocess.Popen(command, env=environment, pass_fds=(3, 4), preexec_fn=place)
         os.close(orders)
         os.close(results)
         self.reader = os.fdopen(self.results, "rb")
@@ -51,8 +51,8 @@ class SessionServer:
         order = struct.pack(">I", len(parts))
         order += b"".join(struct.pack(">I", len(part)) + part for part in parts)
         while order:
-            order = order[os.write(self.orders, order):]
-        count, = struct.unpack(">I", self._read(4))
+            order = order[os.write(self.orders, order) :]
+        (count,) = struct.unpack(">I", self._read(4))
         return [self._read(struct.unpack(">I", self._read(4))[0]) for _ in range(count)]
 
     def _read(self, length):
@@ -82,9 +82,13 @@ class Service:
         command = [*program, "--quiet", "--journal", self.journal]
         if kind in FAULTS:
             command += ["--fault", kind]
-        self.process = subprocess.Popen(command, env={**os.environ, "LINX_DIR": self.directory},
-                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL)
+        self.process = subprocess.Popen(
+            command,
+            env={**os.environ, "LINX_DIR": self.directory},
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+        )
         if self.process.stdout.readline() != b"ready\n":
             raise RuntimeError("the service does not start")
 
@@ -159,8 +163,7 @@ class Executor:
         service = self._service(session.service)
         environment = "LINX_DIR=%s\0SUBTITLE_LOG=%s" % (service.directory, self.log)
         parts = self.runner.run(self._order(session, limit, b"", environment.encode()))
-        return Result(self._status(parts), parts[1], parts[2], service.requests(),
-                      self._take_log())
+        return Result(self._status(parts), parts[1], parts[2], service.requests(), self._take_log())
 
     def _service(self, kind):
         if kind not in self.services:

@@ -145,8 +145,9 @@ class ScriptedPlatform:
 
     def set_region_data(self, region, data):
         """Sends a bitmap."""
-        return self.call("SetRegionData %d %d %d %d"
-                         % (region, self.new_format, len(data), zlib.crc32(data)))
+        return self.call(
+            "SetRegionData %d %d %d %d" % (region, self.new_format, len(data), zlib.crc32(data))
+        )
 
     def set_visibility(self, region, visible):
         """Shows or hides a region."""
@@ -154,8 +155,9 @@ class ScriptedPlatform:
 
     def set_palette(self, region, code, fill, table):
         """Sends a palette."""
-        return self.call("SetPaletteData %d %d %d %d %d"
-                         % (region, code, fill, len(table), zlib.crc32(table)))
+        return self.call(
+            "SetPaletteData %d %d %d %d %d" % (region, code, fill, len(table), zlib.crc32(table))
+        )
 
     def invert(self, region):
         """Inverts a region."""
@@ -236,8 +238,14 @@ class ServicePlatform:
 
     def set_region_data(self, region, data):
         """Sends a bitmap."""
-        return self.call("SetRegionData", None, regionId=region, subtitleFormat=0,
-                         size=len(data), crc32="%08x" % zlib.crc32(data))
+        return self.call(
+            "SetRegionData",
+            None,
+            regionId=region,
+            subtitleFormat=0,
+            size=len(data),
+            crc32="%08x" % zlib.crc32(data),
+        )
 
     def set_visibility(self, region, visible):
         """Shows or hides a region."""
@@ -245,8 +253,15 @@ class ServicePlatform:
 
     def set_palette(self, region, code, fill, table):
         """Sends a palette."""
-        return self.call("SetPaletteData", None, regionId=region, size=len(table),
-                         crc32="%08x" % zlib.crc32(table), fill=fill, backgroundCode=code)
+        return self.call(
+            "SetPaletteData",
+            None,
+            regionId=region,
+            size=len(table),
+            crc32="%08x" % zlib.crc32(table),
+            fill=fill,
+            backgroundCode=code,
+        )
 
     def invert(self, region):
         """Inverts a region."""

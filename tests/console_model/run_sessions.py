@@ -40,10 +40,12 @@ def has_huge_buffers(emulator):
 
 def play(session, huge_buffers):
     """The session as the model has it."""
-    platform = (ServicePlatform(session.service) if session.service
-                else ScriptedPlatform(session.script))
-    console = Console(session.keys, platform, session_files.SessionFiles(), huge_buffers,
-                      REPEATED + AHEAD)
+    platform = (
+        ServicePlatform(session.service) if session.service else ScriptedPlatform(session.script)
+    )
+    console = Console(
+        session.keys, platform, session_files.SessionFiles(), huge_buffers, REPEATED + AHEAD
+    )
     console.run(session.options)
     return console, platform
 
@@ -65,11 +67,19 @@ def spelled(text):
 
 def about(what, expected, found):
     """Two texts around their first difference."""
-    at = next((i for i, pair in enumerate(zip(expected, found)) if pair[0] != pair[1]),
-              min(len(expected), len(found)))
+    at = next(
+        (i for i, pair in enumerate(zip(expected, found)) if pair[0] != pair[1]),
+        min(len(expected), len(found)),
+    )
     begin = max(0, at - 160)
     return "%s differs at %d of %d and %d:\n  model  %r\n  client %r" % (
-        what, at, len(expected), len(found), expected[begin : at + 80], found[begin : at + 80])
+        what,
+        at,
+        len(expected),
+        len(found),
+        expected[begin : at + 80],
+        found[begin : at + 80],
+    )
 
 
 class Comparison:
@@ -111,16 +121,22 @@ class Comparison:
         count = max(surely, min(len(found), len(expected)))
         wanted = [item for item, _ in expected[:count]]
         if wanted != found:
-            at = next((i for i, pair in enumerate(zip(wanted, found)) if pair[0] != pair[1]),
-                      min(len(wanted), len(found)))
-            self.problems.append("%s differ from number %d of %d and %d on:\n  model  %r\n  client %r"
-                                 % (what, at + 1, len(wanted), len(found), wanted[at : at + 3],
-                                    found[at : at + 3]))
+            at = next(
+                (i for i, pair in enumerate(zip(wanted, found)) if pair[0] != pair[1]),
+                min(len(wanted), len(found)),
+            )
+            self.problems.append(
+                "%s differ from number %d of %d and %d on:\n  model  %r\n  client %r"
+                % (what, at + 1, len(wanted), len(found), wanted[at : at + 3], found[at : at + 3])
+            )
 
     def compare_errors(self):
         """Standard error: whole lines."""
-        expected = [(line, written) for text, written in self.console.errors
-                    for line in text.splitlines(keepends=True)]
+        expected = [
+            (line, written)
+            for text, written in self.console.errors
+            for line in text.splitlines(keepends=True)
+        ]
         self.sequence("errors", expected, self.result.errors.splitlines(keepends=True))
 
     def compare_journal(self):
@@ -128,8 +144,9 @@ class Comparison:
         found = self.result.journal
         if not self.session.service:
             found = [self.check_flushed(line, i) for i, line in enumerate(found)]
-        self.sequence("requests", [(event.what, event.written) for event in self.platform.events],
-                      found)
+        self.sequence(
+            "requests", [(event.what, event.written) for event in self.platform.events], found
+        )
 
     def check_flushed(self, line, index):
         """A line of the lock step without what it says about the output."""
@@ -139,8 +156,10 @@ class Comparison:
         if index < len(self.platform.events):
             event = self.platform.events[index]
             if not event.flushed <= int(flushed) <= event.written:
-                self.problems.append("%s: %s bytes were out, not %d to %d"
-                                     % (line, flushed, event.flushed, event.written))
+                self.problems.append(
+                    "%s: %s bytes were out, not %d to %d"
+                    % (line, flushed, event.flushed, event.written)
+                )
         return number + " " + rest
 
     def compare_log(self):
@@ -153,7 +172,7 @@ class Comparison:
             match = re.match(rb"SubtitleMgrCli:(\d+) ", text)
             if match and i < len(self.console.log):
                 self.entry_lines.add((self.console.log[i][1], int(match[1])))
-            found.append((level, text[match.end():] if match else b"no line: " + text))
+            found.append((level, text[match.end() :] if match else b"no line: " + text))
         self.sequence("log entries", expected, found)
 
 
@@ -198,9 +217,10 @@ class Worker:
                 problems.append("files differ")
             cls.executor.prepare_folder()
         if problems:
-            problems.append("keys %r, words %r, service %r, script %r"
-                            % (session.keys, session.words, session.service,
-                               session.script.text()[:400]))
+            problems.append(
+                "keys %r, words %r, service %r, script %r"
+                % (session.keys, session.words, session.service, session.script.text()[:400])
+            )
         return session.name, comparison.entry_lines, problems, session.service
 
     @classmethod
@@ -260,16 +280,19 @@ def main():
         print("seeds %d to %d" % (options.seed, options.seed + options.count - 1), flush=True)
     begin = time.monotonic()
     lines, failed, total, with_service = set(), 0, 0, 0
-    with multiprocessing.Pool(options.workers, Worker.start,
-                              (options.programs, emulator)) as pool:
+    with multiprocessing.Pool(options.workers, Worker.start, (options.programs, emulator)) as pool:
         for name, found, problems, service in pool.imap_unordered(
-                Worker.run, wanted_sessions(options), chunksize=8):
+            Worker.run, wanted_sessions(options), chunksize=8
+        ):
             total += 1
             with_service += service is not None
             lines |= found
             if total % 10000 == 0:
-                print("%d sessions after %.0f s: %d differ"
-                      % (total, time.monotonic() - begin, failed), flush=True)
+                print(
+                    "%d sessions after %.0f s: %d differ"
+                    % (total, time.monotonic() - begin, failed),
+                    flush=True,
+                )
             if problems:
                 failed += 1
                 if failed <= 20:
@@ -283,8 +306,10 @@ def main():
     if leftovers:
         print("a session saved a file that it should not")
         failed += 1
-    print("%d sessions, %d of them with a service, in %.0f s: %d differ"
-          % (total, with_service, time.monotonic() - begin, failed))
+    print(
+        "%d sessions, %d of them with a service, in %.0f s: %d differ"
+        % (total, with_service, time.monotonic() - begin, failed)
+    )
     return 1 if failed or not total else 0
 
 

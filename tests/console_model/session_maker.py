@@ -7,18 +7,50 @@ from platforms import Script
 
 NUMBERS = "0 1 2 3 7 13 14 15 255 256 259 300 640 641 48 49 80 12 1024".split()
 ODD_NUMBERS = "-1 +5 007 256 4294967295 -4294967290 -4294967295 0000".split()
-BAD_NUMBERS = ("4294967296 99999999999999999999 -4294967296 abc - + 0x10 1e5 5.7 3,4 +-3 --1 "
-               "t").split()
+BAD_NUMBERS = (
+    "4294967296 99999999999999999999 -4294967296 abc - + 0x10 1e5 5.7 3,4 +-3 --1 " "t"
+).split()
 ANSWERS = "t t f f true false Yes no ON off 1 0 y maybe TRUE tr T\xc4".split()
-REGION_FILES = ["region", "region", "small", "small", "empty", "table", "folder", "none",
-                "table.out", ".", "blue\xe9\x1b[1m"]
+REGION_FILES = [
+    "region",
+    "region",
+    "small",
+    "small",
+    "empty",
+    "table",
+    "folder",
+    "none",
+    "table.out",
+    ".",
+    "blue\xe9\x1b[1m",
+]
 REGION_SIZES = "0 0 1 4 5 6 1023 1024 1025 4000 4001 65536 -1".split()
-TABLES = ["table", "table", "grey", "longer", "shorter", "empty", "folder", "none", "table.out",
-          "grey.out.out", "barred", "full", "small", "blue\xe9\x1b[1m", "full.out"]
+TABLES = [
+    "table",
+    "table",
+    "grey",
+    "longer",
+    "shorter",
+    "empty",
+    "folder",
+    "none",
+    "table.out",
+    "grey.out.out",
+    "barred",
+    "full",
+    "small",
+    "blue\xe9\x1b[1m",
+    "full.out",
+]
 ENDINGS = ["\n"] * 6 + [" ", "\t", "\r\n", "\n \n", "\v\f"]
 SEGMENTS = "80 12 100 10 640 48 641 49 1 320 24 2 7 0 4294967295 64 5".split()
-SERVICES = ["willing"] * 5 + ["missing", "refuse-subscribe", "refuse-refresh", "refuse-sensor",
-                              "hang-up"]
+SERVICES = ["willing"] * 5 + [
+    "missing",
+    "refuse-subscribe",
+    "refuse-refresh",
+    "refuse-sensor",
+    "hang-up",
+]
 
 # Words of a command line, and what the parser makes of them.
 CONSOLE = (["-i"], [("i", None)])
@@ -115,8 +147,10 @@ class SessionMaker:
     def junk(self):
         """Bytes of any kind. On a service not k, which ends it, and nowhere what makes a path."""
         length = self.chance.randrange(1, 7)
-        bytes_ = [self.chance.randrange(33, 127) if self.one_in(2) else self.chance.randrange(256)
-                  for _ in range(length)]
+        bytes_ = [
+            self.chance.randrange(33, 127) if self.one_in(2) else self.chance.randrange(256)
+            for _ in range(length)
+        ]
         barred = "k./" if self.service else "./"
         return "".join("#" if chr(byte) in barred else chr(byte) for byte in bytes_)
 
@@ -138,9 +172,16 @@ class SessionMaker:
 
     def command(self):
         """One command of the main console."""
-        commands = [self.region_data] * 2 + [self.visibility] + [self.palette] * 3 + [
-            self.invert] + [self.dynamic_test] * 2 + [self.sensor_test] * 2 + [
-            self.plain] * 3 + [self.unknown]
+        commands = (
+            [self.region_data] * 2
+            + [self.visibility]
+            + [self.palette] * 3
+            + [self.invert]
+            + [self.dynamic_test] * 2
+            + [self.sensor_test] * 2
+            + [self.plain] * 3
+            + [self.unknown]
+        )
         if self.subscribes:
             commands += [lambda: self.type("1")] * 4 + [lambda: self.type("2")]
         self.chance.choice(commands)()
@@ -261,8 +302,7 @@ MENUS = {"main": b"", "dynamic": b"7\n1\n", "sensor": b"8\n"}
 def first_keys(menu):
     """Every byte as the first key of a menu."""
     for key in range(256):
-        yield Session("%s menu, key %d" % (menu, key),
-                      MENUS[menu] + bytes([key]) + b"\nx\nx\nx\n")
+        yield Session("%s menu, key %d" % (menu, key), MENUS[menu] + bytes([key]) + b"\nx\nx\nx\n")
 
 
 KNOWN_KEYS = {"main": b"12345678rsckxq", "dynamic": b"12345sxq", "sensor": b"1234567890nmcsxq"}
@@ -273,9 +313,12 @@ def second_keys(menu):
     for key in range(256):
         if key in KNOWN_KEYS[menu] + b" \t\n\v\f\r":
             for second in range(256):
-                yield Session("%s menu, keys %d and %d" % (menu, key, second),
-                              MENUS[menu] + bytes([key, second]) + b"\nx\nx\nx\n")
+                yield Session(
+                    "%s menu, keys %d and %d" % (menu, key, second),
+                    MENUS[menu] + bytes([key, second]) + b"\nx\nx\nx\n",
+                )
         else:
             pairs = b"".join(bytes([key, second]) + b"\n" for second in range(256))
-            yield Session("%s menu, key %d and all others" % (menu, key),
-                          MENUS[menu] + pairs + b"x\nx\nx\n")
+            yield Session(
+                "%s menu, key %d and all others" % (menu, key), MENUS[menu] + pairs + b"x\nx\nx\n"
+            )

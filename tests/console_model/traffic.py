@@ -6,8 +6,15 @@ MASK = 0xFFFFFFFF
 
 HEADER = (
     b"\n\n"
-    + b" " * 25 + b"Msgs" + b" " * 37 + b"Bytes    \n"
-    + b" " * 11 + b"-" * 35 + b"   " + b"-" * 39 + b"\n"
+    + b" " * 25
+    + b"Msgs"
+    + b" " * 37
+    + b"Bytes    \n"
+    + b" " * 11
+    + b"-" * 35
+    + b"   "
+    + b"-" * 39
+    + b"\n"
     + b"  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = \n\n"
 )
 
@@ -60,4 +67,10 @@ class Traffic:
         sizes = self.sizes[region][:3]
         size = sum(sizes) & MASK
         return "  %2d   F   %6d + %6d + %6d = %6d   %8d + %8d + %8d = %8d    %5s %%\n" % (
-            region + 1, *messages, sum(messages) & MASK, *sizes, size, share(size, whole))
+            region + 1,
+            *messages,
+            sum(messages) & MASK,
+            *sizes,
+            size,
+            share(size, whole),
+        )

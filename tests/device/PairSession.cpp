@@ -32,7 +32,8 @@ constexpr const char* editorKeys = "9\n"  // -l: the new level
                                    "x\n";
 constexpr const char* lastOfEditor = "*** RegionVisi:  14  visible\n\n";
 
-// What no request of a client can cause: every kind of odd record, formats and numbers out of range.
+// What no request of a client can cause: every kind of odd record, formats and numbers out of
+// range.
 constexpr const char* scenario = "wait-subscribers 10\n"
                                  "region-data 1 2 000102037f80ff\n"
                                  "region-data 2 0 @bitmap\n"

@@ -31,11 +31,14 @@ def main():
     expected, present = tests_of(desk), tests_of(build)
     with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
         reasons = dict(line.rstrip("\n").split(": ", 1) for line in file)
-    problems = ["neither run nor left out with a reason: " + name
-                for name in sorted(expected - present - set(reasons))]
+    problems = [
+        "neither run nor left out with a reason: " + name
+        for name in sorted(expected - present - set(reasons))
+    ]
     problems += ["left out and yet there: " + name for name in sorted(present & set(reasons))]
-    problems += ["left out, but there is no such test: " + name
-                 for name in sorted(set(reasons) - expected)]
+    problems += [
+        "left out, but there is no such test: " + name for name in sorted(set(reasons) - expected)
+    ]
     if "test_unit_stats" not in expected:
         problems.append("the desk's tests were not found in " + desk)
     print("\n".join(problems))

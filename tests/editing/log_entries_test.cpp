@@ -30,7 +30,8 @@ std::vector<SourceText> ClientSources()
 }
 
 /// Whether \p source has a statement at line \p number that makes an entry with \p words in it. A
-/// statement of several lines may have its words on the line before or behind the one it is known by.
+/// statement of several lines may have its words on the line before or behind the one it is known
+/// by.
 bool MakesEntry(const SourceText& source, unsigned number, const std::string& words)
 {
     if (number < 1 || number > source.size() ||

@@ -26,8 +26,13 @@ def load():
 
 def line(name, row):
     """One row of a table."""
-    cells = [name + " ▲" * row.get("first", False), row["fault"], row["ours"],
-             ", ".join(f"`{test}`" for test in row["tests"]) or "none yet", row.get("break", "")]
+    cells = [
+        name + " ▲" * row.get("first", False),
+        row["fault"],
+        row["ours"],
+        ", ".join(f"`{test}`" for test in row["tests"]) or "none yet",
+        row.get("break", ""),
+    ]
     return "| " + " | ".join(cell.replace("|", "\\|") for cell in cells) + " |\n"
 
 
@@ -38,9 +43,14 @@ def made(page, rows):
         sys.exit(f"tables in the page: {letters}; rows.toml has others")
 
     def table(match):
-        return (match[1] + "\n| | fault | what we do | test | break that was seen |\n|---|---|---|---|---|\n"
-                + "".join(line(name, row) for name, row in rows.items() if name[0] == match[2])
-                + "\n" + match[3])
+        return (
+            match[1]
+            + "\n| | fault | what we do | test | break that was seen |\n|---|---|---|---|---|\n"
+            + "".join(line(name, row) for name, row in rows.items() if name[0] == match[2])
+            + "\n"
+            + match[3]
+        )
+
     return TABLE.sub(table, page)
 
 
@@ -51,8 +61,15 @@ def main():
     if sys.argv[1:] != ["--check"]:
         PAGE.write_text(after, encoding="utf-8")
         return 0
-    sys.stdout.writelines(difflib.unified_diff(before.splitlines(True), after.splitlines(True),
-                                               "docs/reliability.md", "made from rows.toml", n=0))
+    sys.stdout.writelines(
+        difflib.unified_diff(
+            before.splitlines(True),
+            after.splitlines(True),
+            "docs/reliability.md",
+            "made from rows.toml",
+            n=0,
+        )
+    )
     if before != after:
         print("docs/reliability.md: run tests/faults/fault_page.py")
     return before != after

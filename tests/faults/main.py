@@ -24,7 +24,16 @@ from processes import Place, Programs
 from scenarios import SCENARIOS, SERVICE_START
 
 BAD = ("hang", "crash", "finding")
-VERDICTS = ("success", "documented", "output lost", "entry lost", "repeats", "terminates", "not reached", *BAD)
+VERDICTS = (
+    "success",
+    "documented",
+    "output lost",
+    "entry lost",
+    "repeats",
+    "terminates",
+    "not reached",
+    *BAD,
+)
 SHORT_SAMPLE = {"calls": 300, "memory": 600, "partial": 40, "sinks": 300}
 PARTIAL_SEEDS = 150
 
@@ -41,8 +50,11 @@ def plan_calls(place, scenarios, arguments):
 
 def plan_memory(place, scenarios, arguments):
     plan = memory.MemorySweep(place, arguments.memory_library).plan
-    return [(scenario, refusal) for scenario in scenarios
-            for refusal in plan(scenario, scenario in SCENARIOS)]
+    return [
+        (scenario, refusal)
+        for scenario in scenarios
+        for refusal in plan(scenario, scenario in SCENARIOS)
+    ]
 
 
 def plan_partial(_place, scenarios, _arguments):
@@ -51,10 +63,15 @@ def plan_partial(_place, scenarios, _arguments):
 
 def plan_sinks(place, _scenarios, arguments):
     sink_sweep = sinks.SinkSweep(place)
-    plan = [run for kind in sinks.kinds() for run in sink_sweep.plan(kind)
-            if not arguments.scenario or kind.name in arguments.scenario]
-    return [(kind, fault) for kind, fault in plan
-            if not arguments.call or fault.call in arguments.call]
+    plan = [
+        run
+        for kind in sinks.kinds()
+        for run in sink_sweep.plan(kind)
+        if not arguments.scenario or kind.name in arguments.scenario
+    ]
+    return [
+        (kind, fault) for kind, fault in plan if not arguments.call or fault.call in arguments.call
+    ]
 
 
 def make_sweep(part, place, arguments):
@@ -91,8 +108,11 @@ class Workers:
 
 
 def row_name(scenario, fault):
-    is_start = not isinstance(scenario, sinks.Kind) and getattr(
-        fault, "who", "") == "service" and getattr(fault, "error", "") not in ("", system_calls.KILL)
+    is_start = (
+        not isinstance(scenario, sinks.Kind)
+        and getattr(fault, "who", "") == "service"
+        and getattr(fault, "error", "") not in ("", system_calls.KILL)
+    )
     return SERVICE_START if is_start else scenario.name
 
 
@@ -104,9 +124,11 @@ def sample(plan, count, seed):
     """So many runs of a plan, from each scenario in turn, so that none is left out. A seed chooses
     the same ones although a program makes now and then a call more or less, so that the plan
     differs a little from run to run."""
+
     def rank(job):
         scenario, fault = job
         return hashlib.sha256(f"{seed} {scenario.name} {fault}".encode()).digest()
+
     by_scenario = {}
     for scenario, fault in sorted(plan, key=rank):
         by_scenario.setdefault(scenario.name, []).append((scenario, fault))
@@ -116,8 +138,11 @@ def sample(plan, count, seed):
 
 def sweep(part, programs, arguments):
     """\\return the number of findings"""
-    scenarios = [scenario for scenario in scenarios_of(part)
-                 if not arguments.scenario or scenario.name in arguments.scenario]
+    scenarios = [
+        scenario
+        for scenario in scenarios_of(part)
+        if not arguments.scenario or scenario.name in arguments.scenario
+    ]
     place = Place(programs)
     try:
         plan = PLANS[part](place, scenarios, arguments)
@@ -126,8 +151,11 @@ def sweep(part, programs, arguments):
     whole = len(plan)
     if arguments.short:
         plan = sample(plan, arguments.sample or SHORT_SAMPLE[part], arguments.seed)
-    print(f"== {part}: {len(plan)} runs of {whole}"
-          + f", chosen by seed {arguments.seed}" * arguments.short, flush=True)
+    print(
+        f"== {part}: {len(plan)} runs of {whole}"
+        + f", chosen by seed {arguments.seed}" * arguments.short,
+        flush=True,
+    )
     verdicts, started = {}, time.monotonic()
     places, workers = {}, Workers(part, programs, arguments)
     try:
@@ -162,12 +190,18 @@ def print_table(verdicts):
 def main():
     parser = argparse.ArgumentParser(prog="script/faults", description=__doc__)
     parser.add_argument("bin", help="folder of the programs and of the preloaded libraries")
-    parser.add_argument("scenario", nargs="*", help="these scenarios only: " + ", ".join(
-        [scenario.name for scenario in scenarios_of("memory")] + [SERVICE_START]))
-    for part, text in (("calls", "system calls that fail, and the death of the service at each"),
-                       ("memory", "allocations that fail"),
-                       ("partial", "reads and writes of 1 to 3 bytes, and interruptions"),
-                       ("sinks", "system calls that fail where lines are written")):
+    parser.add_argument(
+        "scenario",
+        nargs="*",
+        help="these scenarios only: "
+        + ", ".join([scenario.name for scenario in scenarios_of("memory")] + [SERVICE_START]),
+    )
+    for part, text in (
+        ("calls", "system calls that fail, and the death of the service at each"),
+        ("memory", "allocations that fail"),
+        ("partial", "reads and writes of 1 to 3 bytes, and interruptions"),
+        ("sinks", "system calls that fail where lines are written"),
+    ):
         parser.add_argument("--" + part, action="store_true", help=text)
     parser.add_argument("--short", action="store_true", help="samples, below a minute")
     parser.add_argument("--sample", type=int, help="runs of a sample")
@@ -176,8 +210,11 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="runs at a time")
     arguments = parser.parse_intermixed_args()
     for part in ("memory", "partial"):
-        setattr(arguments, part + "_library",
-                os.path.join(os.path.abspath(arguments.bin), f"lib{part}_preload.so"))
+        setattr(
+            arguments,
+            part + "_library",
+            os.path.join(os.path.abspath(arguments.bin), f"lib{part}_preload.so"),
+        )
     parts = [part for part in PLANS if getattr(arguments, part)] or list(PLANS)
     programs = Programs(arguments.bin)
     return 1 if sum(sweep(part, programs, arguments) for part in parts) else 0

@@ -32,8 +32,11 @@ class MemorySweep(Sweep):
         self.library = library
 
     def environment(self, number=0, lasting=False):
-        extra = {"LD_PRELOAD": self.library, "MEMORY_REPORT": self.place.path("memory"),
-                 "MEMORY_FAIL_AT": str(number)}
+        extra = {
+            "LD_PRELOAD": self.library,
+            "MEMORY_REPORT": self.place.path("memory"),
+            "MEMORY_FAIL_AT": str(number),
+        }
         return {**extra, "MEMORY_LASTING": "1"} if lasting else extra
 
     def report(self):
@@ -46,8 +49,9 @@ class MemorySweep(Sweep):
 
     def numbers(self, scenario):
         """The allocations of the last run. Those before main are the same in every scenario."""
-        total, before_main = next((int(words[1]), int(words[2])) for words in self.report()
-                                  if words[0] == "allocations")
+        total, before_main = next(
+            (int(words[1]), int(words[2])) for words in self.report() if words[0] == "allocations"
+        )
         return range(1 if scenario.name == "ping" else before_main + 1, total + 1)
 
     def plan(self, scenario, with_service):
@@ -64,8 +68,9 @@ class MemorySweep(Sweep):
             self.place.run_client(scenario)
             self.place.stop_service()
             numbers += [("service", number) for number in self.numbers(scenario)]
-        return [Refusal(who, number, lasting) for who, number in numbers
-                for lasting in (False, True)]
+        return [
+            Refusal(who, number, lasting) for who, number in numbers for lasting in (False, True)
+        ]
 
     def run(self, scenario, fault):
         """\\return (verdict, description)"""
@@ -78,13 +83,17 @@ class MemorySweep(Sweep):
     def run_client(self, scenario, refusal, usual):
         ensure_service(self.place, scenario)
         outcome = self.place.run_client(
-            scenario, extra=self.environment(refusal.number, refusal.lasting))
+            scenario, extra=self.environment(refusal.number, refusal.lasting)
+        )
         if scenario.ends_service and "Quit issued" in outcome.out:
             self.place.service_ends()
         self.place.collect(outcome)
         frames = [words for words in self.report() if words[0] != "allocations"]
-        if scenario.needs_service and self.place.service_is_alive() and (
-                not self.place.is_answered()):
+        if (
+            scenario.needs_service
+            and self.place.service_is_alive()
+            and (not self.place.is_answered())
+        ):
             return "finding", "the service suffers\n" + describe(outcome)
         if outcome.status == -signal.SIGABRT:
             return self.judge_termination(frames)
@@ -112,16 +121,22 @@ class MemorySweep(Sweep):
             return "documented", ""
         # An entry may lose a part of its text, which is all that it had memory for.
         if is_part_of("\n".join(outcome.log), "\n".join(usual.log)) and self.is_described(
-                scenario, dataclasses.replace(outcome, log=[]), usual, log_was_hit):
+            scenario, dataclasses.replace(outcome, log=[]), usual, log_was_hit
+        ):
             return "entry lost", ""
         return "finding", describe(outcome) + str(self.functions(frames))
 
     def is_described(self, scenario, outcome, usual, log_was_hit):
         """Whether the pages for users have it. What fails silently looks as usual."""
-        looks_usual = outcome.out == usual.out and re.fullmatch(INIT + re.escape(usual.err),
-                                                                outcome.err)
-        return (looks_usual and scenario.leaves_its_traces(outcome) or scenario.is_told(outcome)
-                or scenario.is_given_up(outcome, log_was_hit))
+        looks_usual = outcome.out == usual.out and re.fullmatch(
+            INIT + re.escape(usual.err), outcome.err
+        )
+        return (
+            looks_usual
+            and scenario.leaves_its_traces(outcome)
+            or scenario.is_told(outcome)
+            or scenario.is_given_up(outcome, log_was_hit)
+        )
 
     def run_service(self, scenario, refusal, usual):
         if self.place.service_is_alive():
@@ -148,9 +163,16 @@ class MemorySweep(Sweep):
         for program in (self.place.programs.client, self.place.programs.service):
             addresses = ["0x" + address for file, address in frames if file == program]
             if addresses:
-                text = subprocess.run(["addr2line", "-f", "-C", "-i", "-e", program, *addresses],
-                                      stdout=subprocess.PIPE, text=True, check=True).stdout
+                text = subprocess.run(
+                    ["addr2line", "-f", "-C", "-i", "-e", program, *addresses],
+                    stdout=subprocess.PIPE,
+                    text=True,
+                    check=True,
+                ).stdout
                 lines = text.splitlines()
-                names += [(name, file) for name, file in zip(lines[::2], lines[1::2])
-                          if not file.startswith("/usr/")]
+                names += [
+                    (name, file)
+                    for name, file in zip(lines[::2], lines[1::2])
+                    if not file.startswith("/usr/")
+                ]
         return names

@@ -1,6 +1,6 @@
 // Preloaded into a program: allocation number MEMORY_FAIL_AT fails, with MEMORY_LASTING=1 all that
-// follow as well. MEMORY_REPORT names a file that gets the number of allocations and how many of them
-// came before main, and where the one that failed was made, as addresses for addr2line.
+// follow as well. MEMORY_REPORT names a file that gets the number of allocations and how many of
+// them came before main, and where the one that failed was made, as addresses for addr2line.
 
 #include <cerrno>
 #include <cstddef>

@@ -40,10 +40,14 @@ def gaps(rows):
 
 def tests_of(build, ctest):
     """Two lists of tests of a build: those that run, and those that are disabled."""
-    text = subprocess.run([ctest, "--test-dir", build, "--show-only=json-v1"], check=True,
-                          stdout=subprocess.PIPE, text=True).stdout
+    text = subprocess.run(
+        [ctest, "--test-dir", build, "--show-only=json-v1"],
+        check=True,
+        stdout=subprocess.PIPE,
+        text=True,
+    ).stdout
     lists = [], []
-    for test in json.loads(text[text.index("{"):])["tests"]:
+    for test in json.loads(text[text.index("{") :])["tests"]:
         properties = {entry["name"]: entry["value"] for entry in test.get("properties", [])}
         lists[bool(properties.get("DISABLED"))].append(test["name"])
     return lists
@@ -58,8 +62,11 @@ def tests_of_devices(root):
 
 def is_named(name, test):
     """Whether a name in a row is that of a test, or the beginning of it up to a dot."""
-    return test.startswith(name) if name.endswith(".") else (
-        name in (test, test.split(" ")[0]) or test.startswith((name + "/", name + ".")))
+    return (
+        test.startswith(name)
+        if name.endswith(".")
+        else (name in (test, test.split(" ")[0]) or test.startswith((name + "/", name + ".")))
+    )
 
 
 def missing(name, build_tests, left_out, devices):
@@ -68,9 +75,11 @@ def missing(name, build_tests, left_out, devices):
     if any(is_named(name, test) for test in disabled):
         return f"is disabled: {name}"
     suite = ".".join(name.split(".")[2:])
-    if any(is_named(name, test) for test in running) or any(
-            name.startswith(entry) or entry.startswith(name) for entry in left_out) or (
-            name.startswith("device.") and any(test.startswith(suite) for test in devices)):
+    if (
+        any(is_named(name, test) for test in running)
+        or any(name.startswith(entry) or entry.startswith(name) for entry in left_out)
+        or (name.startswith("device.") and any(test.startswith(suite) for test in devices))
+    ):
         return None
     return f"no such test: {name}"
 
@@ -82,8 +91,10 @@ def main():
     found = list(gaps(rows))
     for name, row in rows.items():
         found += [f"{name}: {problem}" for problem in problems_of(row)]
-    left_out = [line.split(":")[0] for line in
-                (pathlib.Path(build) / "tests_left_out").read_text().splitlines()]
+    left_out = [
+        line.split(":")[0]
+        for line in (pathlib.Path(build) / "tests_left_out").read_text().splitlines()
+    ]
     if "all that the preset does not name" in left_out:
         print("this preset runs a choice of tests; the names are checked in the others")
     else:

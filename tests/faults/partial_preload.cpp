@@ -1,5 +1,5 @@
-// Preloaded into a program: reads and writes of sockets, and reads of files, are cut to 1 to 3 bytes
-// by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable. With
+// Preloaded into a program: reads and writes of sockets, and reads of files, are cut to 1 to 3
+// bytes by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable. With
 // WHOLE_FILES a file takes what is written to it in one piece: a program may be ended by a signal.
 
 #include <atomic>

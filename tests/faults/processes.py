@@ -72,25 +72,42 @@ class Place:
         return self.read(name).decode("utf-8", "replace")
 
     def environment(self, extra=None):
-        return {**os.environ, "LINX_DIR": self.directory, "SUBTITLE_LOG": self.path("log"),
-                "LC_ALL": "C", **(extra or {})}
+        return {
+            **os.environ,
+            "LINX_DIR": self.directory,
+            "SUBTITLE_LOG": self.path("log"),
+            "LC_ALL": "C",
+            **(extra or {}),
+        }
 
     def launch(self, command, name, keys="", extra=None):
         """Starts a command whose outputs go to NAME.out and NAME.err."""
         with open(self.path(name + ".keys"), "w", encoding="utf-8") as file:
             file.write(keys)
-        with (open(self.path(name + ".keys"), encoding="utf-8") as keys_file,
-              open(self.path(name + ".out"), "wb") as out,
-              open(self.path(name + ".err"), "wb") as err):
-            return subprocess.Popen(command, cwd=self.folder, env=self.environment(extra),
-                                    stdin=keys_file, stdout=out, stderr=err,
-                                    start_new_session=True, preexec_fn=limit_output)
+        with (
+            open(self.path(name + ".keys"), encoding="utf-8") as keys_file,
+            open(self.path(name + ".out"), "wb") as out,
+            open(self.path(name + ".err"), "wb") as err,
+        ):
+            return subprocess.Popen(
+                command,
+                cwd=self.folder,
+                env=self.environment(extra),
+                stdin=keys_file,
+                stdout=out,
+                stderr=err,
+                start_new_session=True,
+                preexec_fn=limit_output,
+            )
 
     def start_service(self, prefix=(), extra=None):
         """Starts the service and waits until it can be reached, has ended or says nothing more."""
         open(self.path("journal"), "wb").close()
-        self.service = self.launch([*prefix, self.programs.service, "--quiet", "--journal",
-                                    self.path("journal")], "service", extra=extra)
+        self.service = self.launch(
+            [*prefix, self.programs.service, "--quiet", "--journal", self.path("journal")],
+            "service",
+            extra=extra,
+        )
         started = time.monotonic()
         while time.monotonic() < started + DEADLINE:
             if b"ready\n" in self.read("service.out") or self.service.poll() is not None:
@@ -159,8 +176,9 @@ class Place:
         prepare_files(self.folder)
         with open(self.path("journal"), "ab") as journal:
             journal.truncate(0)
-        client = self.launch([*prefix, self.programs.client, *scenario.arguments], "client",
-                             scenario.keys, extra)
+        client = self.launch(
+            [*prefix, self.programs.client, *scenario.arguments], "client", scenario.keys, extra
+        )
         outcome = Outcome()
         try:
             outcome.status = client.wait(DEADLINE)

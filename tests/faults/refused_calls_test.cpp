@@ -1,4 +1,5 @@
-// System calls that fail below one part of the programs, where a whole program would hardly meet it.
+// System calls that fail below one part of the programs, where a whole program would hardly meet
+// it.
 
 #include "tests/faults/refused_calls.h"
 #include "simulator/acceptor.h"

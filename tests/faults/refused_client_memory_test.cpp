@@ -87,8 +87,8 @@ Outcome RefuseTo(Action action, int number, Extent extent = Extent::One)
 
 constexpr int never = 100000;  ///< more allocations than any action here makes
 
-/// The console while each allocation of a command is refused in turn. The command's answers must end
-/// the console also when it ends early and they are read as keys.
+/// The console while each allocation of a command is refused in turn. The command's answers must
+/// end the console also when it ends early and they are read as keys.
 class ConsoleWithoutMemory : public ConsoleRun {
 protected:
     ConsoleWithoutMemory() { WriteWholeFile(file, std::string(1024, '\x40')); }

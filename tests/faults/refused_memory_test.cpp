@@ -174,7 +174,8 @@ TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
     }
 }
 
-/// A thread that receives for ever would otherwise take a whole processor until there is memory again.
+/// A thread that receives for ever would otherwise take a whole processor until there is memory
+/// again.
 TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewMakesReceivePause)
 {
     int error = 0;

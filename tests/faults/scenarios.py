@@ -70,8 +70,10 @@ INIT = r"(Error initializing the connection\n)?"
 # The client's own entry when memory is refused to a whole command or option.
 GIVEN_UP = r"level=2 SubtitleMgrCli:\d+ Error allocating memory for (a command|an option)"
 # What the messaging library may say of a lost connection; no person at the console sees it.
-LIBRARY_ENTRIES = (r"level=2 (endpoint |connection to |a subscription was refused |dropped "
-                   r"|\d+ log entries were lost: ).*")
+LIBRARY_ENTRIES = (
+    r"level=2 (endpoint |connection to |a subscription was refused |dropped "
+    r"|\d+ log entries were lost: ).*"
+)
 
 PALETTE = bytes(range(256)) * 4
 
@@ -80,7 +82,7 @@ def converted(table):
     """A table of blue, green, red and a byte that stays, as luminance and two differences."""
     result = bytearray(table)
     for at in range(0, len(table), 4):
-        b, g, r = table[at:at + 3]
+        b, g, r = table[at : at + 3]
         result[at] = ((3176 * b + 16425 * g + 8432 * r) >> 15) + 16
         result[at + 1] = int((14345 * b - 9527 * g - 4818 * r) / 32768) + 128
         result[at + 2] = int((-2300 * b - 12045 * g + 14345 * r) / 32768) + 128
@@ -90,6 +92,7 @@ def converted(table):
 @dataclass
 class Outcome:
     """What is left of one run."""
+
     status: int = 0
     timed_out: bool = False
     out: str = ""
@@ -100,13 +103,20 @@ class Outcome:
 
     def seen(self):
         """All but the library's own log entries, to be compared with a run without a fault."""
-        return (self.status, self.out, self.err, self.requests, self.saved,
-                [line for line in self.log if not re.fullmatch(LIBRARY_ENTRIES, line)])
+        return (
+            self.status,
+            self.out,
+            self.err,
+            self.requests,
+            self.saved,
+            [line for line in self.log if not re.fullmatch(LIBRARY_ENTRIES, line)],
+        )
 
 
 @dataclass
 class Scenario:
     """One use of the client, and the ways it may end when something fails below it."""
+
     name: str
     arguments: list
     keys: str = ""
@@ -114,7 +124,7 @@ class Scenario:
     ends_service: bool = False
     # Pairs of patterns for standard output and standard error of a run that says what failed.
     told: tuple = ()
-    entries: str = r"(?!)"   # log entries of the client
+    entries: str = r"(?!)"  # log entries of the client
     requests: str = r"(?!)"  # lines of the journal
     # The same pairs, of a run that gave a command or an option up and says so in the log.
     given_up: tuple = ()
@@ -126,14 +136,18 @@ class Scenario:
 
     def is_given_up(self, outcome, log_was_hit):
         """Whether a command or an option had no effect, and the log has the entry if it can."""
-        return (matches(self.given_up, outcome) and self.leaves_its_traces(outcome)
-                and (log_was_hit or any(re.fullmatch(GIVEN_UP, line) for line in outcome.log)))
+        return (
+            matches(self.given_up, outcome)
+            and self.leaves_its_traces(outcome)
+            and (log_was_hit or any(re.fullmatch(GIVEN_UP, line) for line in outcome.log))
+        )
 
     def leaves_its_traces(self, outcome):
         """Whether log and journal have nothing but what belongs to this scenario."""
-        return (all(re.fullmatch(f"{LIBRARY_ENTRIES}|{GIVEN_UP}|{self.entries}", line)
-                    for line in outcome.log)
-                and all(re.fullmatch(self.requests, line) for line in outcome.requests))
+        return all(
+            re.fullmatch(f"{LIBRARY_ENTRIES}|{GIVEN_UP}|{self.entries}", line)
+            for line in outcome.log
+        ) and all(re.fullmatch(self.requests, line) for line in outcome.requests)
 
     def untold_loss(self, outcome, log_was_hit):
         """What got lost without a word, or None. A log that failed itself cannot tell."""
@@ -148,18 +162,23 @@ class Scenario:
 
 
 def matches(patterns, outcome):
-    return any(re.fullmatch(out, outcome.out) and re.fullmatch(err, outcome.err)
-               for out, err in patterns)
+    return any(
+        re.fullmatch(out, outcome.out) and re.fullmatch(err, outcome.err) for out, err in patterns
+    )
 
 
 def region_request(data):
-    return (r'\{"request":"SetRegionData","regionId":1,"subtitleFormat":\d+,'
-            rf'"size":{len(data)},"crc32":"{zlib.crc32(data):08x}"\}}')
+    return (
+        r'\{"request":"SetRegionData","regionId":1,"subtitleFormat":\d+,'
+        rf'"size":{len(data)},"crc32":"{zlib.crc32(data):08x}"\}}'
+    )
 
 
 def palette_request(data, fill, background):
-    return (rf'\{{"request":"SetPaletteData","regionId":2,"size":{len(data)},'
-            rf'"crc32":"{zlib.crc32(data):08x}","fill":{fill},"backgroundCode":{background}\}}')
+    return (
+        rf'\{{"request":"SetPaletteData","regionId":2,"size":{len(data)},'
+        rf'"crc32":"{zlib.crc32(data):08x}","fill":{fill},"backgroundCode":{background}\}}'
+    )
 
 
 REGION = b"\0\1\2\3"
@@ -167,40 +186,100 @@ PING = r'\{"request":"Ping"\}'
 
 SCENARIOS = [
     Scenario("help", ["-h"], needs_service=False, told=((re.escape(USAGE), INIT),)),
-    Scenario("ping", ["-p"], requests=PING, told=(
-        (r"Let's Ping\n", INIT + r"Error (running ping|allocating request)\n"),)),
-    Scenario("quit", ["-q"], ends_service=True, requests=r'\{"request":"Quit"\}', told=(
-        (r"", INIT + r"Shut down Requested\nError (running quit|allocating request)\n"),
-        # Nobody answers: a service that is killed before it reads the request ends as well.
-        (r"Quit issued\n", r"Shut down Requested\n"))),
-    Scenario("log-level", ["-l"], keys="63\n",
-             requests=r'\{"request":"GetLogLevel"\}|\{"request":"SetLogLevel","level":63\}', told=(
-                 (r"(Log level of SubtitleMgr is \d+\n"
-                  r"New log level \(a sum of bits, 2 for errors, 8 for notes\): )?",
-                  INIT + r"Error (getting|setting) the log level of SubtitleMgr: .+\n"),)),
-    Scenario("console", ["-i"], keys="1\nr\nx\n",
-             requests=r'\{"request":"(Subscribe","subscription":\d+,"itemId":\d+|RefreshRegions")\}',
-             told=((UNSUBSCRIBED + r"Subscribing\.\.\.\nSubscribing for RegionData" + MARK * 4
-                    + "Subscribing for RegionVisibility" + MARK
-                    + "Subscribing for PaletteUpdate" + MARK + SUBSCRIBED
-                    + r"Sending RefreshRegions\n" + MARK + SUBSCRIBED, INIT),)),
-    Scenario("region-file", ["-i"], keys="3\n1\nregion.bin\n4\nx\n",
-             requests=region_request(REGION) + "|" + region_request(b""),
-             entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened file region\.bin"
-                     r"|Error opening file region\.bin|Error reading file \( \d of 4 \))",
-             told=((UNSUBSCRIBED + "Enter region ID: Enter filename:  Enter file size: " + UNSUBSCRIBED, INIT),)),
-    Scenario("palette", ["-i"], keys="5\n2\npalette.rgb\nt\nf\nx\n", saves=True,
-             requests=palette_request(converted(PALETTE), "false", 1) + "|"
-             + palette_request(b"", "false", 1),
-             entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened (output )?file "
-                     r"palette\.rgb(\.out)?|Error opening (output )?file palette\.rgb(\.out)?"
-                     r"|Error (reading|writing output) file \( \d+ of 1024 \))",
-             told=((UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
-                    r"RGB palette \(t/f\): Converting palette of size (0|1024)\.\.\.Done\n\n"
-                    r"Transparent pixel\? \(t/f\): " + UNSUBSCRIBED, INIT),),
-             # The answer "f" that was typed ahead is then an unknown key.
-             given_up=((UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
-                        r"RGB palette \(t/f\): " + UNSUBSCRIBED * 2, INIT),)),
+    Scenario(
+        "ping",
+        ["-p"],
+        requests=PING,
+        told=((r"Let's Ping\n", INIT + r"Error (running ping|allocating request)\n"),),
+    ),
+    Scenario(
+        "quit",
+        ["-q"],
+        ends_service=True,
+        requests=r'\{"request":"Quit"\}',
+        told=(
+            (r"", INIT + r"Shut down Requested\nError (running quit|allocating request)\n"),
+            # Nobody answers: a service that is killed before it reads the request ends as well.
+            (r"Quit issued\n", r"Shut down Requested\n"),
+        ),
+    ),
+    Scenario(
+        "log-level",
+        ["-l"],
+        keys="63\n",
+        requests=r'\{"request":"GetLogLevel"\}|\{"request":"SetLogLevel","level":63\}',
+        told=(
+            (
+                r"(Log level of SubtitleMgr is \d+\n"
+                r"New log level \(a sum of bits, 2 for errors, 8 for notes\): )?",
+                INIT + r"Error (getting|setting) the log level of SubtitleMgr: .+\n",
+            ),
+        ),
+    ),
+    Scenario(
+        "console",
+        ["-i"],
+        keys="1\nr\nx\n",
+        requests=r'\{"request":"(Subscribe","subscription":\d+,"itemId":\d+|RefreshRegions")\}',
+        told=(
+            (
+                UNSUBSCRIBED
+                + r"Subscribing\.\.\.\nSubscribing for RegionData"
+                + MARK * 4
+                + "Subscribing for RegionVisibility"
+                + MARK
+                + "Subscribing for PaletteUpdate"
+                + MARK
+                + SUBSCRIBED
+                + r"Sending RefreshRegions\n"
+                + MARK
+                + SUBSCRIBED,
+                INIT,
+            ),
+        ),
+    ),
+    Scenario(
+        "region-file",
+        ["-i"],
+        keys="3\n1\nregion.bin\n4\nx\n",
+        requests=region_request(REGION) + "|" + region_request(b""),
+        entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened file region\.bin"
+        r"|Error opening file region\.bin|Error reading file \( \d of 4 \))",
+        told=(
+            (
+                UNSUBSCRIBED + "Enter region ID: Enter filename:  Enter file size: " + UNSUBSCRIBED,
+                INIT,
+            ),
+        ),
+    ),
+    Scenario(
+        "palette",
+        ["-i"],
+        keys="5\n2\npalette.rgb\nt\nf\nx\n",
+        saves=True,
+        requests=palette_request(converted(PALETTE), "false", 1)
+        + "|"
+        + palette_request(b"", "false", 1),
+        entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened (output )?file "
+        r"palette\.rgb(\.out)?|Error opening (output )?file palette\.rgb(\.out)?"
+        r"|Error (reading|writing output) file \( \d+ of 1024 \))",
+        told=(
+            (
+                UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
+                r"RGB palette \(t/f\): Converting palette of size (0|1024)\.\.\.Done\n\n"
+                r"Transparent pixel\? \(t/f\): " + UNSUBSCRIBED,
+                INIT,
+            ),
+        ),
+        # The answer "f" that was typed ahead is then an unknown key.
+        given_up=(
+            (
+                UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
+                r"RGB palette \(t/f\): " + UNSUBSCRIBED * 2,
+                INIT,
+            ),
+        ),
+    ),
 ]
 
 # The service itself, from its start over one ping to its end: every call that it makes can fail.

@@ -19,7 +19,17 @@ from processes import DEADLINE, PING, PONG, end
 from system_calls import CALL, STRACE_SERVICE, Fault
 
 ERRORS = ("EINTR", "EAGAIN", "EIO", "ENOMEM", "ENOSPC")
-CALLS = ("openat", "newfstatat", "fstat", "prlimit64", "write", "sendto", "poll", "lseek", "ftruncate")
+CALLS = (
+    "openat",
+    "newfstatat",
+    "fstat",
+    "prlimit64",
+    "write",
+    "sendto",
+    "poll",
+    "lseek",
+    "ftruncate",
+)
 PINGS = 3  # before and after the full disk has room
 
 JOURNAL_LINE = '{"request":"Ping"}\n'
@@ -34,8 +44,11 @@ CLONE_NEWNS = 0x20000
 def may_mount():
     """Whether small disks can be mounted, from now on for this process and its children alone."""
     libc = ctypes.CDLL(None, use_errno=True)
-    return os.geteuid() == 0 and libc.unshare(CLONE_NEWNS) == 0 and subprocess.run(
-        ["mount", "--make-rprivate", "/"], check=False).returncode == 0
+    return (
+        os.geteuid() == 0
+        and libc.unshare(CLONE_NEWNS) == 0
+        and subprocess.run(["mount", "--make-rprivate", "/"], check=False).returncode == 0
+    )
 
 
 class Outputs:
@@ -81,8 +94,10 @@ class Outputs:
 
     def fill_disk(self):
         """The next line of each file begins in its one page and needs another, which is missing."""
-        self.earlier = (EARLIER_ERROR_LINE * (4095 // len(EARLIER_ERROR_LINE)),
-                        JOURNAL_LINE * (4095 // len(JOURNAL_LINE)))
+        self.earlier = (
+            EARLIER_ERROR_LINE * (4095 // len(EARLIER_ERROR_LINE)),
+            JOURNAL_LINE * (4095 // len(JOURNAL_LINE)),
+        )
         os.write(self.err, self.earlier[0].encode())
         with open(self.journal, "w", encoding="utf-8") as file:
             file.write(self.earlier[1])
@@ -108,9 +123,15 @@ class Outputs:
     def text(self, output):
         if output in self.readers:
             return self.texts[output].decode().replace("\r\n", "\n")
-        path = {"out": os.path.join(self.folder, "sink-out"), "journal": self.journal,
-                "err": os.path.join(self.folder, "disk" if self.is_mounted else "",
-                                    "err" if self.is_mounted else "sink-err")}[output]
+        path = {
+            "out": os.path.join(self.folder, "sink-out"),
+            "journal": self.journal,
+            "err": os.path.join(
+                self.folder,
+                "disk" if self.is_mounted else "",
+                "err" if self.is_mounted else "sink-err",
+            ),
+        }[output]
         with open(path, encoding="utf-8") as file:
             return file.read()
 
@@ -151,7 +172,7 @@ def calls_of_sinks(trace, journal):
         match = CALL.match(line)
         if not match or match.group(1) not in CALLS:
             continue
-        call, rest = match.group(1), line[match.end():]
+        call, rest = match.group(1), line[match.end() :]
         counts[call] = counts.get(call, 0) + 1
         opened = re.search(r"\) = (\d+)$", line)
         if "/proc/self/fd/" in rest and call == "openat":
@@ -184,10 +205,24 @@ class SinkSweep:
         outputs = Outputs(kind.name, self.place.folder)
         words = [word for injection in injections for word in ("-e", injection)]
         service = subprocess.Popen(
-            [*STRACE_SERVICE, "-o", self.place.path("trace"), "-e", "trace=" + ",".join(CALLS), *words,
-             self.place.programs.service, "--journal", outputs.journal],
-            cwd=self.place.folder, env=self.place.environment(), stdin=subprocess.DEVNULL,
-            stdout=outputs.out, stderr=outputs.err, start_new_session=True)
+            [
+                *STRACE_SERVICE,
+                "-o",
+                self.place.path("trace"),
+                "-e",
+                "trace=" + ",".join(CALLS),
+                *words,
+                self.place.programs.service,
+                "--journal",
+                outputs.journal,
+            ],
+            cwd=self.place.folder,
+            env=self.place.environment(),
+            stdin=subprocess.DEVNULL,
+            stdout=outputs.out,
+            stderr=outputs.err,
+            start_new_session=True,
+        )
         try:
             problem = self.ping(service, outputs)
             service.send_signal(signal.SIGTERM)
@@ -239,12 +274,18 @@ class SinkSweep:
         outputs.close()
         if verdict != "success" and kind.name != "full-disk":
             raise SystemExit(f"{kind.name}: fails without any fault: {text}")
-        return [fault for fault in calls_of_sinks(self.place.text("trace"), journal)
-                if kind.name != "no-proc" or fault[0] != "openat"]
+        return [
+            fault
+            for fault in calls_of_sinks(self.place.text("trace"), journal)
+            if kind.name != "no-proc" or fault[0] != "openat"
+        ]
 
     def plan(self, kind):
-        return [(kind, Fault("service", call, number, error))
-                for call, number in self.learn(kind) for error in ERRORS]
+        return [
+            (kind, Fault("service", call, number, error))
+            for call, number in self.learn(kind)
+            for error in ERRORS
+        ]
 
     def run(self, kind, fault):
         """\\return (verdict, description)"""
@@ -254,27 +295,35 @@ class SinkSweep:
         outputs, problem = self.run_once(kind, injections)
         verdict, text = self.judge(outputs, problem)
         outputs.close()
-        hits = [line for line in self.place.text("trace").splitlines() if "(INJECTED)" in line
-                and f" {fault.call}(" in line]
+        hits = [
+            line
+            for line in self.place.text("trace").splitlines()
+            if "(INJECTED)" in line and f" {fault.call}(" in line
+        ]
         return (verdict, text) if hits or verdict == "finding" else ("not reached", "")
 
     def judge(self, outputs, problem):
         out, err, journal = (outputs.text(output) for output in ("out", "err", "journal"))
-        text = (f"out: {out!r}\nerr: {err[len(outputs.earlier[0]):]!r}\n"
-                f"journal: {journal[len(outputs.earlier[1]):]!r}")
+        text = (
+            f"out: {out!r}\nerr: {err[len(outputs.earlier[0]):]!r}\n"
+            f"journal: {journal[len(outputs.earlier[1]):]!r}"
+        )
         if problem:
             return "finding", f"{problem}\n{text}"
         if not err.startswith(outputs.earlier[0]) or not journal.startswith(outputs.earlier[1]):
             return "finding", "an earlier line is damaged\n" + text
-        err, journal = err[len(outputs.earlier[0]):], journal[len(outputs.earlier[1]):]
+        err, journal = err[len(outputs.earlier[0]) :], journal[len(outputs.earlier[1]) :]
         written = journal.count(JOURNAL_LINE)
         lines = err.splitlines()
         told = any(map(TOLD.fullmatch, lines))
         lost = sum(int(match.group(1)) for match in map(LOST.fullmatch, lines) if match)
         pings = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
-        if (out not in ("", "ready\n") or journal != JOURNAL_LINE * written
-                or (err and not err.endswith("\n"))
-                or pings + told + sum(map(bool, map(LOST.fullmatch, lines))) != len(lines)):
+        if (
+            out not in ("", "ready\n")
+            or journal != JOURNAL_LINE * written
+            or (err and not err.endswith("\n"))
+            or pings + told + sum(map(bool, map(LOST.fullmatch, lines))) != len(lines)
+        ):
             return "finding", "a torn line\n" + text
         # The line about the journal may be one of those that are lost.
         is_complete = written == 2 * PINGS

@@ -18,18 +18,25 @@ RULES = {
     "NoLocale": (r"setlocale|std::locale|\bimbue\b", ()),
     # Waits are measured on the monotonic clock; only log entries tell the time of day, and the
     # report asks for it and does nothing with the answer.
-    "NoWallClock": (r"system_clock|gettimeofday|CLOCK_REALTIME|\btime\s*\(\s*(nullptr|0|NULL)",
-                    ("platform/src/LogMsg.cpp", "client/stats/report.cpp")),
+    "NoWallClock": (
+        r"system_clock|gettimeofday|CLOCK_REALTIME|\btime\s*\(\s*(nullptr|0|NULL)",
+        ("platform/src/LogMsg.cpp", "client/stats/report.cpp"),
+    ),
     # Strong ordering only, and no atomics wider than the device's words.
     "NoWeakAtomics": (r"memory_order|std::atomic<(?!(unsigned|bool|int)>)|__atomic|__sync", ()),
     # Bytes of a message are read and written one by one.
-    "NoStructsOnTheWire": (r"reinterpret_cast<(const )?(struct )?\w+(Header|Record|Item|Frame)\b"
-                           r"|#pragma pack|packed\)\)|\b(hton|ntoh)[sl]\b", ()),
+    "NoStructsOnTheWire": (
+        r"reinterpret_cast<(const )?(struct )?\w+(Header|Record|Item|Frame)\b"
+        r"|#pragma pack|packed\)\)|\b(hton|ntoh)[sl]\b",
+        (),
+    ),
     # The abstract namespace has no permissions: whoever comes first has a name there.
     "NoAbstractSockets": (r"sun_path\s*\[\s*0\s*\]|sun_path\s*\+\s*1", ()),
     # Stacks are small on the device: nothing that grows, nothing large.
-    "NoLargeLocals": (r"\balloca\s*\(|^\s+(unsigned )?char \w+\[(\d{5,}|[89]\d{3}|\d+ \* 1024)\];",
-                      ()),
+    "NoLargeLocals": (
+        r"\balloca\s*\(|^\s+(unsigned )?char \w+\[(\d{5,}|[89]\d{3}|\d+ \* 1024)\];",
+        (),
+    ),
     # A program with more rights than its caller must not be steered by the caller's variables.
     "NoTrustInTheEnvironment": (r"(?<!secure_)getenv\s*\(|\benviron\b", ()),
     # Who is at the other end is asked of the kernel as a user, never as a process.
@@ -53,8 +60,11 @@ def main():
     pattern, exceptions = RULES[rule]
     found = list(violations(root, pattern, exceptions))
     # An exception that is none any more would hide the next violation.
-    stale = [name for name in exceptions if not any(
-        re.search(pattern, line) for line in (root / name).read_text().splitlines())]
+    stale = [
+        name
+        for name in exceptions
+        if not any(re.search(pattern, line) for line in (root / name).read_text().splitlines())
+    ]
     for line in found + [f"{name}: no exception is needed any more" for name in stale]:
         print(line)
     return 1 if found or stale else 0

@@ -21,7 +21,8 @@ IN_ONE_PROCESS = {
     "unit_faults": [],
     "unit_platform": [
         # Pieces fill a socket long before what these tests send is in it.
-        "AnEndpoint.IsABarrierAtItsEnd", "AnEndpoint.KeepsTheNewestOfWhatCameBeforeALoss",
+        "AnEndpoint.IsABarrierAtItsEnd",
+        "AnEndpoint.KeepsTheNewestOfWhatCameBeforeALoss",
         "AnEndpoint.KeepsAConnectionThatHadNoRoomForAMessage",
         "CallsAtOnce.SendNothingWhileAnotherIsStillSending",
         # Hung up on before its last byte is sent.
@@ -43,8 +44,10 @@ WITH_PROGRAMS = {
     # Programs of others, which do not bear interruptions.
     "system_directory": ["TheMessagingDirectory.HoldsServicesOfTheSameUserOrOfRootAlone"],
     # Megabytes, which take too long in pieces.
-    "system_resilience": ["AConsole.GoesOnAfterItWasStoppedUnderTraffic",
-                          "AConsole.LetsOthersWorkWhileItIsStopped"],
+    "system_resilience": [
+        "AConsole.GoesOnAfterItWasStoppedUnderTraffic",
+        "AConsole.LetsOthersWorkWhileItIsStopped",
+    ],
     "system_simulator": [
         "AStalledSubscriber.*",
         # A peer that is dropped loses what it has not taken yet.
@@ -65,15 +68,26 @@ def run(name, arguments):
     programs = pathlib.Path(arguments.bin).resolve()
     variable = "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD"
     left_out = (IN_ONE_PROCESS if alone else WITH_PROGRAMS)[name]
-    environment = {**os.environ, "PARTIAL_SEED": str(arguments.seed),
-                   "WHOLE_FILES": "yes",
-                   variable: str(arguments.library)}
-    result = subprocess.run([programs / f"test_{name}", "--gtest_filter=-" + ":".join(left_out)],
-                            env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                            timeout=LIMIT_S, check=False, text=True, errors="replace")
+    environment = {
+        **os.environ,
+        "PARTIAL_SEED": str(arguments.seed),
+        "WHOLE_FILES": "yes",
+        variable: str(arguments.library),
+    }
+    result = subprocess.run(
+        [programs / f"test_{name}", "--gtest_filter=-" + ":".join(left_out)],
+        env=environment,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        timeout=LIMIT_S,
+        check=False,
+        text=True,
+        errors="replace",
+    )
     passed = len(re.findall(r"^\[       OK \]", result.stdout, re.MULTILINE))
-    failed = sorted(set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout,
-                                   re.MULTILINE)))
+    failed = sorted(
+        set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout, re.MULTILINE))
+    )
     if result.returncode != 0 and not failed:
         failed = [f"the program, with {result.returncode}"]
     return name, passed, failed
@@ -90,7 +104,9 @@ def main():
     with tempfile.TemporaryDirectory(prefix="suite.") as folder:
         # Some programs run as another user, who need not be able to read the build.
         os.chmod(folder, 0o755)
-        arguments.library = shutil.copy(pathlib.Path(arguments.bin, "libpartial_preload.so"), folder)
+        arguments.library = shutil.copy(
+            pathlib.Path(arguments.bin, "libpartial_preload.so"), folder
+        )
         return run_all(names, arguments)
 
 

@@ -34,8 +34,15 @@ class Fault:
 
     def prefix(self, trace):
         """The words before a command that is to suffer it."""
-        return [*(STRACE_SERVICE if self.who == "service" else STRACE), "-o", trace,
-                "-e", f"trace={self.call}", "-e", self.option()]
+        return [
+            *(STRACE_SERVICE if self.who == "service" else STRACE),
+            "-o",
+            trace,
+            "-e",
+            f"trace={self.call}",
+            "-e",
+            self.option(),
+        ]
 
 
 def calls_of_main(trace):
@@ -66,8 +73,9 @@ def learn_client(place, scenario):
     calls = set()
     for _ in range(2):
         ensure_service(place, scenario)
-        outcome = place.run_client(scenario, [*STRACE, "-o", place.path("trace"),
-                                              "-e", "trace=" + TRACED])
+        outcome = place.run_client(
+            scenario, [*STRACE, "-o", place.path("trace"), "-e", "trace=" + TRACED]
+        )
         if outcome.status != 0:
             raise SystemExit(f"{scenario.name}: fails without any fault: {outcome}")
         calls |= calls_of_main(place.text("trace"))
@@ -89,10 +97,12 @@ def ensure_service(place, scenario):
 
 def describe(outcome):
     """An outcome for a person, not longer than needed."""
-    return (f"status {outcome.status}{', hangs' if outcome.timed_out else ''}\n"
-            f"out: {outcome.out[-600:]!r}\nerr: {outcome.err[-600:]!r}\n"
-            f"log: {outcome.log[-5:]}\nrequests: {outcome.requests[-5:]}\n"
-            f"saved: {outcome.saved and len(outcome.saved)}")
+    return (
+        f"status {outcome.status}{', hangs' if outcome.timed_out else ''}\n"
+        f"out: {outcome.out[-600:]!r}\nerr: {outcome.err[-600:]!r}\n"
+        f"log: {outcome.log[-5:]}\nrequests: {outcome.requests[-5:]}\n"
+        f"saved: {outcome.saved and len(outcome.saved)}"
+    )
 
 
 def is_part_of(part, whole):
@@ -130,10 +140,10 @@ class Sweep:
         ensure_service(self.place, scenario)
         trace = self.place.path("trace")
         outcome = self.place.run_client(scenario, fault.prefix(trace))
-        hits = [line for line in self.place.text("trace").splitlines()
-                if "(INJECTED)" in line]
+        hits = [line for line in self.place.text("trace").splitlines() if "(INJECTED)" in line]
         quit_is_on_its_way = scenario.ends_service and (
-            outcome.out == usual.out or hits_output(hits))
+            outcome.out == usual.out or hits_output(hits)
+        )
         problem = None
         if quit_is_on_its_way and not self.place.service_ends():
             problem = "the service did not end"
@@ -152,7 +162,8 @@ class Sweep:
         if outcome.status != 0:
             return "crash", describe(outcome)
         log_was_hit = any(self.place.path("log") in hit for hit in hits) or any(
-            re.search(r" (write|newfstatat|close|fcntl)\(([3-9]|\d\d)", hit) for hit in hits)
+            re.search(r" (write|newfstatat|close|fcntl)\(([3-9]|\d\d)", hit) for hit in hits
+        )
         problem = problem or scenario.untold_loss(outcome, log_was_hit)
         if problem:
             return "finding", problem + "\n" + describe(outcome)
@@ -160,8 +171,11 @@ class Sweep:
             return "success", ""
         if scenario.is_told(outcome):
             return "documented", ""
-        if hits_output(hits) and is_part_of(outcome.out, usual.out) and (
-                is_part_of(outcome.err, usual.err)):
+        if (
+            hits_output(hits)
+            and is_part_of(outcome.out, usual.out)
+            and (is_part_of(outcome.err, usual.err))
+        ):
             return "output lost", ""
         return "finding", describe(outcome)
 
@@ -178,8 +192,11 @@ class Sweep:
         if "the journal is not complete" in self.place.text("service.err"):
             outcome.requests = usual.requests
         problem = self.check_service(fault, quit_is_on_its_way)
-        hits = [line for line in self.place.text("trace").splitlines()
-                if "(INJECTED)" in line or "killed by SIGKILL" in line]
+        hits = [
+            line
+            for line in self.place.text("trace").splitlines()
+            if "(INJECTED)" in line or "killed by SIGKILL" in line
+        ]
         if not problem and not hits:
             return "not reached", ""
         problem = problem or self.check_successor()
@@ -235,5 +252,8 @@ def plan_service_start(place, ping):
     """The service from its start over a ping to its end."""
     if place.service_is_alive():
         place.stop_service()
-    return [(ping, Fault("service", call, number, error))
-            for call, number in sorted(learn_service(place, ping)) for error in ERRORS]
+    return [
+        (ping, Fault("service", call, number, error))
+        for call, number in sorted(learn_service(place, ping))
+        for error in ERRORS
+    ]

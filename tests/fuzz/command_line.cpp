@@ -1,5 +1,5 @@
-// Any command line: the client does what a second reading of it says, in order, on both streams. There
-// is no service, and the console is left at once.
+// Any command line: the client does what a second reading of it says, in order, on both streams.
+// There is no service, and the console is left at once.
 //
 // Input: words, each behind a byte that says where it comes from.
 

@@ -1,5 +1,5 @@
-// Any keys at the interactive console: it prints what the tests' model of the console prints, on both
-// streams, and makes as many log entries. There is no service, and no waiting.
+// Any keys at the interactive console: it prints what the tests' model of the console prints, on
+// both streams, and makes as many log entries. There is no service, and no waiting.
 //
 // Input: the keys, and the end of the input behind them, where a console repeats itself for ever.
 
@@ -65,7 +65,8 @@ void UndoWriting(const ModelFiles& files)
     Written().clear();
 }
 
-/// A name ends at a NUL byte, also where the console appends to it: then the file itself is written.
+/// A name ends at a NUL byte, also where the console appends to it: then the file itself is
+/// written.
 bool& MayWriteAnyFile()
 {
     static bool may = false;

@@ -1,8 +1,8 @@
 // A client's endpoint against a service that says anything: each call ends as it must, and each
 // notification that was asked for arrives once, in order, with its own bytes.
 //
-// Nothing waits: what the service says is in the socket before the client looks. Input: steps, each a
-// byte and its choices.
+// Nothing waits: what the service says is in the socket before the client looks. Input: steps, each
+// a byte and its choices.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/endpoint_model.h"

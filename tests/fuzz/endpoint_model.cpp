@@ -120,8 +120,8 @@ std::vector<unsigned int> EndpointModel::Subscribed() const
     return numbers;
 }
 
-/// The exact number goes before the one that stands for all region data, and what is in force before
-/// what is only asked for.
+/// The exact number goes before the one that stands for all region data, and what is in force
+/// before what is only asked for.
 const EndpointModel::Subscription* EndpointModel::SubscriptionFor(const ReferenceFrame& frame) const
 {
     for (const bool exact : {true, false}) {

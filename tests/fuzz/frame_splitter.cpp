@@ -42,7 +42,8 @@ void RequireSame(const Reading& actual, const Reading& expected, const char* tex
     Require(actual.frames == expected.frames && actual.end == expected.end, text);
 }
 
-/// How many bytes come at once: mostly less than a frame, and all when nothing is left to choose by.
+/// How many bytes come at once: mostly less than a frame, and all when nothing is left to choose
+/// by.
 std::size_t ChooseCut(Choices& cuts)
 {
     const std::size_t choice = cuts.Byte();

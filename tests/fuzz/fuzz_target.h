@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <string>
 
-// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer calls it
-// with bytes that it makes up, and the replay of a build without the fuzzer with those of the corpus.
+// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer calls
+// it with bytes that it makes up, and the replay of a build without the fuzzer with those of the
+// corpus.
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
@@ -19,6 +20,6 @@ void RequireEqual(const std::string& actual, const std::string& expected, const 
 /// Folder for the files of this process, removed at its end.
 const std::string& ScratchFolder();
 
-/// With FUZZ_REPEATABLE set, clears what the fuzzer has counted for the current input. It chooses inputs
-/// by the code that ran, and what several threads run differs from time to time.
+/// With FUZZ_REPEATABLE set, clears what the fuzzer has counted for the current input. It chooses
+/// inputs by the code that ran, and what several threads run differs from time to time.
 void ForgetCoverage();

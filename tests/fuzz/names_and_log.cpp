@@ -1,5 +1,5 @@
-// Any text as an endpoint's name, and as a log entry: nothing leaves the messaging directory, and an
-// entry is one line that steers no terminal.
+// Any text as an endpoint's name, and as a log entry: nothing leaves the messaging directory, and
+// an entry is one line that steers no terminal.
 //
 // Input: a byte that chooses, then the name or the text.
 

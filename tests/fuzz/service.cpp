@@ -1,4 +1,5 @@
-// The service with three clients that send any frames: each gets exactly what a model says, in order.
+// The service with three clients that send any frames: each gets exactly what a model says, in
+// order.
 //
 // Input: a byte of faults, then bursts: a client, how many frames, and their choices.
 
@@ -195,7 +196,8 @@ void Conversation::Say(std::size_t client, std::optional<std::string> bytes)
     Tell(model, all.back());
 }
 
-/// Takes what has come, and looks whether those who are not heard any more have lost their connection.
+/// Takes what has come, and looks whether those who are not heard any more have lost their
+/// connection.
 void Conversation::Receive()
 {
     for (std::size_t index = 0; index < clients.size(); ++index) {

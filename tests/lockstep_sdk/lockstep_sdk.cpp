@@ -80,8 +80,8 @@ std::string Kind(const Item& item)
 
 }  // namespace
 
-/// The client's pauses belong to the lock step: the receive thread's as long as the console makes no
-/// call, the console's not at all.
+/// The client's pauses belong to the lock step: the receive thread's as long as the console makes
+/// no call, the console's not at all.
 extern "C" int usleep(useconds_t microseconds)
 {
     LockStep& lockStep = LockStep::Instance();

@@ -19,8 +19,15 @@ import tempfile
 sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 from source_operators import Mutant, mutants_of
 
-FOLDERS = ["client/cli", "client/records", "client/stats", "client/handlers", "client/console",
-           "client/generators", "platform/src"]
+FOLDERS = [
+    "client/cli",
+    "client/records",
+    "client/stats",
+    "client/handlers",
+    "client/console",
+    "client/generators",
+    "platform/src",
+]
 
 # What is linked with a folder and quick; the other tests run when these notice nothing.
 FIRST_TESTS = {
@@ -35,16 +42,27 @@ FIRST_TESTS = {
 # Takes longer than all others of its folder together.
 WAITING_TESTS = r"^unit\.platform\.TheMessagingDirectory\.GivesUpOnAServiceThatTakesNobody$"
 # What runs then. Sessions of editing reach nothing of the stand-in that the others do not.
-THEN_TESTS = {"platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|memory)"
-                              r"|system\.(options|requests|directory|console|notifications"
-                              r"|resilience|threads|simulator|faults)"
-                              r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS}
+THEN_TESTS = {
+    "platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|memory)"
+    r"|system\.(options|requests|directory|console|notifications"
+    r"|resilience|threads|simulator|faults)"
+    r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS
+}
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
 # Tests of the build itself, which has other compiler options here, of texts, and long ones whose
 # place others reach as well.
-LEFT_OUT = "|".join([r"^system\.(build|exit|idle|soak)", r"^packaging", r"^tooling", r"^fuzz",
-                     r"^faults\.(page|sources)", "ManyMegabytes", "ReachEveryPlace",
-                     r"^unit\.simulator\.Backlog"])
+LEFT_OUT = "|".join(
+    [
+        r"^system\.(build|exit|idle|soak)",
+        r"^packaging",
+        r"^tooling",
+        r"^fuzz",
+        r"^faults\.(page|sources)",
+        "ManyMegabytes",
+        "ReachEveryPlace",
+        r"^unit\.simulator\.Backlog",
+    ]
+)
 ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}
 
 BUILD_LIMIT_S = 900
@@ -61,9 +79,16 @@ ALL_TESTS = "all.of.them"
 
 def run(command, limit, **options):
     """Runs a command and everything it starts. Returns its status; -1 when it took too long."""
-    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
-                          errors="replace", stderr=subprocess.STDOUT, start_new_session=True,
-                          **options) as child:
+    with subprocess.Popen(
+        command,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        text=True,
+        errors="replace",
+        stderr=subprocess.STDOUT,
+        start_new_session=True,
+        **options
+    ) as child:
         try:
             output = child.communicate(timeout=limit)[0]
             return child.returncode, output
@@ -94,9 +119,19 @@ class Tree:
             return
         self.extract(self.root)
         # Not optimised, for speed; -w, since a change may leave a name unused.
-        self.must(["cmake", "--preset", "desk", "-B", self.build, "-DCMAKE_BUILD_TYPE=Debug",
-                   "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
-                   "-DSUBTITLE_TEST_SECONDS=%d" % TEST_LIMIT_S])
+        self.must(
+            [
+                "cmake",
+                "--preset",
+                "desk",
+                "-B",
+                self.build,
+                "-DCMAKE_BUILD_TYPE=Debug",
+                "-DCMAKE_CXX_FLAGS=-w",
+                "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
+                "-DSUBTITLE_TEST_SECONDS=%d" % TEST_LIMIT_S,
+            ]
+        )
         self.must(["ninja", "-C", self.build])
         failed = self.failed_test(".")
         if failed:
@@ -104,8 +139,11 @@ class Tree:
 
     def extract(self, folder):
         os.makedirs(folder)
-        subprocess.run("git -C '%s' archive HEAD | tar x -C '%s'" % (self.source, folder),
-                       shell=True, check=True)
+        subprocess.run(
+            "git -C '%s' archive HEAD | tar x -C '%s'" % (self.source, folder),
+            shell=True,
+            check=True,
+        )
 
     def renew_tests(self):
         """Takes the tests as they are committed now; those that did not change stay built."""
@@ -141,9 +179,24 @@ class Tree:
             left_out += "|^" + re.escape(failed) + "$"
 
     def first_failure(self, choice, left_out):
-        status, output = run(["ctest", "--test-dir", self.build, "-j", "8", "--stop-on-failure",
-                              "--no-tests=error", "-R", choice, "-E", left_out], TESTS_LIMIT_S,
-                             env=ENVIRONMENT, preexec_fn=limit_processor_time)
+        status, output = run(
+            [
+                "ctest",
+                "--test-dir",
+                self.build,
+                "-j",
+                "8",
+                "--stop-on-failure",
+                "--no-tests=error",
+                "-R",
+                choice,
+                "-E",
+                left_out,
+            ],
+            TESTS_LIMIT_S,
+            env=ENVIRONMENT,
+            preexec_fn=limit_processor_time,
+        )
         failed = re.search(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
         return failed[1] if failed else None if status == 0 else ALL_TESTS
 
@@ -160,7 +213,9 @@ class Tree:
         first = FIRST_TESTS[folder]
         if not self.builds(["test_unit_" + room for room in first]):
             return "does not compile"
-        failed = self.failed_test(r"^unit\.(%s)\." % "|".join(first), LEFT_OUT + "|" + WAITING_TESTS)
+        failed = self.failed_test(
+            r"^unit\.(%s)\." % "|".join(first), LEFT_OUT + "|" + WAITING_TESTS
+        )
         # A program of another room, left from another mutant, may be one that does not even start.
         if failed and failed != ALL_TESTS:
             return failed
@@ -195,8 +250,10 @@ class ChangedLine:
 def all_mutants(root):
     found = []
     for folder in FOLDERS:
-        for path in sorted(glob.glob(os.path.join(root, folder, "*.cpp")) +
-                           glob.glob(os.path.join(root, folder, "*.h"))):
+        for path in sorted(
+            glob.glob(os.path.join(root, folder, "*.cpp"))
+            + glob.glob(os.path.join(root, folder, "*.h"))
+        ):
             with open(path, encoding="utf-8") as file:
                 found += mutants_of(os.path.relpath(path, root), file.read())
     return found
@@ -219,7 +276,6 @@ class Results:
         with open(self.path, "a", encoding="utf-8") as file:
             file.write(json.dumps([list(mutant), verdict]) + "\n")
 
-
     def forget_survivors(self):
         kept = {m: verdict for m, verdict in self.verdicts.items() if verdict != "survived"}
         self.verdicts = {}
@@ -233,7 +289,7 @@ def judge_sample(tree, results, sample, count):
     judged = []
     at = 0
     while len(judged) < count and at < len(sample):
-        batch = sorted(sample[at:at + min(BATCH, count - len(judged))])
+        batch = sorted(sample[at : at + min(BATCH, count - len(judged))])
         at += len(batch)
         for mutant in batch:
             if mutant not in results.verdicts:
@@ -255,18 +311,24 @@ def caught_by(mutant, verdict):
 
 def report(judged, verdicts, seed):
     """Prints a line for each folder and for all of them, then the survivors."""
-    print("\nseed %d\n%-13s%9s%17s%9s%10s" %
-          (seed, "", "mutants", "own unit tests", "others", "survived"))
+    print(
+        "\nseed %d\n%-13s%9s%17s%9s%10s"
+        % (seed, "", "mutants", "own unit tests", "others", "survived")
+    )
     rows = {folder: collections.Counter() for folder in FOLDERS + ["all"]}
     for mutant in judged:
         for row in (os.path.dirname(mutant.path), "all"):
             rows[row][caught_by(mutant, verdicts[mutant])] += 1
     for folder, row in rows.items():
-        print("%-13s%9d%17d%9d%10d" %
-              (folder, sum(row.values()), row["own"], row["others"], row["survived"]))
+        print(
+            "%-13s%9d%17d%9d%10d"
+            % (folder, sum(row.values()), row["own"], row["others"], row["survived"])
+        )
     everything = rows["all"]
-    print("caught: %.1f %%\n" %
-          (100.0 * (everything["own"] + everything["others"]) / sum(everything.values())))
+    print(
+        "caught: %.1f %%\n"
+        % (100.0 * (everything["own"] + everything["others"]) / sum(everything.values()))
+    )
     for mutant in sorted(judged):
         if verdicts[mutant] == "survived":
             print("survived: " + mutant.name())
@@ -278,8 +340,11 @@ def arguments():
     parser.add_argument("--seed", type=int, default=1, help="of the sample; default 1")
     parser.add_argument("--only", default="", help="only paths that this regular expression finds")
     parser.add_argument("--work", help="keep copy and verdicts in this folder, and go on there")
-    parser.add_argument("--again", action="store_true",
-                        help="judge what survived in --work again, with the tests of now")
+    parser.add_argument(
+        "--again",
+        action="store_true",
+        help="judge what survived in --work again, with the tests of now",
+    )
     return parser.parse_args()
 
 

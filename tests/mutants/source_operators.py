@@ -22,9 +22,21 @@ class Mutant(NamedTuple):
 BINARY = {
     "relation": {"<": ["<="], "<=": ["<"], ">": [">="], ">=": [">"], "==": ["!="], "!=": ["=="]},
     "logic": {"&&": ["||"], "||": ["&&"]},
-    "arithmetic": {"+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["*"],
-                   "<<": [], ">>": ["<<"], "&": ["|"], "|": ["&"],
-                   "+=": ["-="], "-=": ["+="], "|=": ["&="], "&=": ["|="]},
+    "arithmetic": {
+        "+": ["-"],
+        "-": ["+"],
+        "*": ["/"],
+        "/": ["*"],
+        "%": ["*"],
+        "<<": [],
+        ">>": ["<<"],
+        "&": ["|"],
+        "|": ["&"],
+        "+=": ["-="],
+        "-=": ["+="],
+        "|=": ["&="],
+        "&=": ["|="],
+    },
 }
 TOKEN = re.compile(r"(?<= )([<>=!]=|[<>]{1,2}|&&|\|\||[-+*/%|&]=?)(?= )")
 NUMBER = re.compile(r"(?<![\w.'])(0[xX][0-9A-Fa-f]+|\d+)(u?)(?![\w.'])")
@@ -32,11 +44,14 @@ CONDITION = re.compile(r"^(\s*(?:\} else )?(?:if|while) \()(.*)(\) \{)$")
 TERNARY = re.compile(r"(return|=) ([^=?;]+) \? ")
 STATEMENT = re.compile(
     r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$"
-    r"|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$")
+    r"|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$"
+)
 # Without these the program does the same.
 NO_EFFECT = re.compile(r"^\s*\[\[fallthrough\]\];$|\breserve\(")
 DECLARATION = re.compile(r"^\s*(?:return|using|break|continue|case|default|const|static|friend)\b")
-NOT_CODE = re.compile(r"^\s*(?:#|template\b|using\b|static_assert\b|namespace\b|extern\b|public:|private:|$)")
+NOT_CODE = re.compile(
+    r"^\s*(?:#|template\b|using\b|static_assert\b|namespace\b|extern\b|public:|private:|$)"
+)
 
 
 def mask(line):
@@ -47,7 +62,7 @@ def mask(line):
 
 
 def change(line, span, replacement):
-    return line[:span[0]] + replacement + line[span[1]:]
+    return line[: span[0]] + replacement + line[span[1] :]
 
 
 def binary_changes(line, code):
@@ -73,17 +88,17 @@ def boolean_changes(line, code):
 def negation_changes(line, code):
     found = CONDITION.match(code)
     if found:
-        condition = line[found.start(2):found.end(2)]
+        condition = line[found.start(2) : found.end(2)]
         yield "negation", change(line, found.span(2), "!(%s)" % condition)
     found = TERNARY.search(code)
     if found:
-        condition = line[found.start(2):found.end(2)]
+        condition = line[found.start(2) : found.end(2)]
         yield "negation", change(line, found.span(2), "!(%s)" % condition)
     for found in re.finditer(r"(?<=[( ])!(?=[\w(])", code):
         yield "negation", change(line, found.span(), "")
     found = re.match(r"^(\s*return )([^;?]*\b(?:&&|\|\||[=!<>]=|[<>])[^;?]*)(;)$", code)
     if found:
-        value = line[found.start(2):found.end(2)]
+        value = line[found.start(2) : found.end(2)]
         yield "negation", change(line, found.span(2), "!(%s)" % value)
 
 
@@ -98,13 +113,20 @@ def deletions(line, code):
     if NO_EFFECT.search(code):
         return
     if found and not DECLARATION.match(code) and code.count("(") == code.count(")"):
-        indent = line[:len(line) - len(line.lstrip())]
+        indent = line[: len(line) - len(line.lstrip())]
         yield "deletion", indent + ";"
     for found in re.finditer(r"(?<=: )[\w.]+\([^;]*\);(?= (?:break|return))", code):
         yield "deletion", change(line, found.span(), ";")
 
 
-CHANGES = [binary_changes, number_changes, boolean_changes, negation_changes, step_changes, deletions]
+CHANGES = [
+    binary_changes,
+    number_changes,
+    boolean_changes,
+    negation_changes,
+    step_changes,
+    deletions,
+]
 
 
 def mutants_of(path, text):

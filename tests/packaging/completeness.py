@@ -56,8 +56,9 @@ class Project:
 
 def section(page, heading):
     """The source of one .Sh or .Ss of a page."""
-    match = re.search(r"^\.S[hs] %s\n(.*?)(?=^\.S[hs] |\Z)" % re.escape(heading), page,
-                      re.MULTILINE | re.DOTALL)
+    match = re.search(
+        r"^\.S[hs] %s\n(.*?)(?=^\.S[hs] |\Z)" % re.escape(heading), page, re.MULTILINE | re.DOTALL
+    )
     return match.group(1) if match else ""
 
 
@@ -73,22 +74,32 @@ def described_options(page):
 def check_options(project):
     client = project.read("docs/man/SubtitleMgrCli.1")
     service = project.read("docs/man/SubtitleMgrSim.1")
-    project.expect_same("options of the client", project.client_options(),
-                        described_options(client))
-    project.expect_same("options of the service", project.service_options(),
-                        described_options(service))
+    project.expect_same(
+        "options of the client", project.client_options(), described_options(client)
+    )
+    project.expect_same(
+        "options of the service", project.service_options(), described_options(service)
+    )
     faults = project.faults()
-    project.expect_same("faults", faults,
-                        set(re.findall(r"^\.It Cm (\S+)$", service, re.MULTILINE)))
+    project.expect_same(
+        "faults", faults, set(re.findall(r"^\.It Cm (\S+)$", service, re.MULTILINE))
+    )
     help_text = project.run("SubtitleMgrSim", "--help")[0]
-    project.expect_same("faults in the help", faults,
-                        {fault for fault in faults if fault in words_of(help_text)})
+    project.expect_same(
+        "faults in the help", faults, {fault for fault in faults if fault in words_of(help_text)}
+    )
     guide = project.read("docs/simulator.md")
-    project.expect_same("faults in docs/simulator.md", faults,
-                        set(re.findall(r"^\| `(\S+)` \|", part(guide, "Faults"), re.MULTILINE)))
+    project.expect_same(
+        "faults in docs/simulator.md",
+        faults,
+        set(re.findall(r"^\| `(\S+)` \|", part(guide, "Faults"), re.MULTILINE)),
+    )
     refusal = re.search(r"`--fault: not a fault; there are (.*?)`", guide)
-    project.expect_same("faults in the message of docs/simulator.md", faults,
-                        set(refusal.group(1).split(", ")) if refusal else set())
+    project.expect_same(
+        "faults in the message of docs/simulator.md",
+        faults,
+        set(refusal.group(1).split(", ")) if refusal else set(),
+    )
 
 
 def words_of(text):
@@ -97,8 +108,9 @@ def words_of(text):
 
 def part(guide, heading):
     """The text below a heading of a guide."""
-    match = re.search(r"^## %s\n(.*?)(?=^## |\Z)" % re.escape(heading), guide,
-                      re.MULTILINE | re.DOTALL)
+    match = re.search(
+        r"^## %s\n(.*?)(?=^## |\Z)" % re.escape(heading), guide, re.MULTILINE | re.DOTALL
+    )
     return match.group(1) if match else ""
 
 
@@ -119,18 +131,30 @@ def check_environment(project):
     # The service makes no log entries: it says everything on standard error.
     services = everything - names["platform/src/LogMsg.cpp"]
     for page, actual in (("SubtitleMgrCli.1", everything), ("SubtitleMgrSim.1", services)):
-        described = re.findall(r"^\.It Ev (\S+)$",
-                               section(project.read("docs/man/" + page), "ENVIRONMENT"),
-                               re.MULTILINE)
+        described = re.findall(
+            r"^\.It Ev (\S+)$",
+            section(project.read("docs/man/" + page), "ENVIRONMENT"),
+            re.MULTILINE,
+        )
         project.expect_same("environment in " + page, actual, set(described))
 
 
 def rendered(project, page):
     """A page as one line of text, as a person reads it."""
     text = subprocess.run(
-        ["mandoc", "-T", "ascii", "-O", "width=999",
-         os.path.join(project.source_dir, "docs/man", page)],
-        capture_output=True, text=True, timeout=60, check=True).stdout
+        [
+            "mandoc",
+            "-T",
+            "ascii",
+            "-O",
+            "width=999",
+            os.path.join(project.source_dir, "docs/man", page),
+        ],
+        capture_output=True,
+        text=True,
+        timeout=60,
+        check=True,
+    ).stdout
     return " ".join(re.sub(r".\x08", "", text).split())
 
 
@@ -146,10 +170,13 @@ def phrases(text):
 
 
 def sources_of(project, *folders):
-    return [os.path.relpath(os.path.join(parent, name), project.source_dir)
-            for folder in folders
-            for parent, _, names in sorted(os.walk(os.path.join(project.source_dir, folder)))
-            for name in sorted(names) if name.endswith((".cpp", ".h"))]
+    return [
+        os.path.relpath(os.path.join(parent, name), project.source_dir)
+        for folder in folders
+        for parent, _, names in sorted(os.walk(os.path.join(project.source_dir, folder)))
+        for name in sorted(names)
+        if name.endswith((".cpp", ".h"))
+    ]
 
 
 def check_messages(project):
@@ -158,8 +185,7 @@ def check_messages(project):
     sources = {
         "SubtitleMgrCli.1": sources_of(project, "client", "platform/src"),
         "SubtitleMgrSim.1": ["platform/src/messaging_directory.cpp", "platform/src/wire_format.cpp"]
-                            + [path for path in sources_of(project, "simulator")
-                               if path not in of_scenarios],
+        + [path for path in sources_of(project, "simulator") if path not in of_scenarios],
         "subtitle-scenario.5": of_scenarios,
     }
     # Menus, prompts, headings and help are no messages; usage hints show the words of a directive.
@@ -167,7 +193,8 @@ def check_messages(project):
     not_messages = re.compile(
         r"[\w]\) |Choose an|Enter |RGB palette|Transparent pixel|Background code|Region Fill"
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
-        r"|Generating test|rows by")
+        r"|Generating test|rows by"
+    )
     for page, paths in sources.items():
         text = rendered(project, page)
         count = 0
@@ -193,9 +220,16 @@ def anchors_of(text):
 def check_links(project):
     """Every link between documents leads to a file and a heading that exist."""
     count = 0
-    for page in ["README.md", "CONTRIBUTING.md", "CHANGELOG.md",
-                 *("docs/" + name for name in os.listdir(os.path.join(project.source_dir, "docs"))
-                   if name.endswith(".md"))]:
+    for page in [
+        "README.md",
+        "CONTRIBUTING.md",
+        "CHANGELOG.md",
+        *(
+            "docs/" + name
+            for name in os.listdir(os.path.join(project.source_dir, "docs"))
+            if name.endswith(".md")
+        ),
+    ]:
         for target in re.findall(r"\]\(([^)\s]+)\)", project.read(page)):
             count += 1
             path, _, anchor = target.partition("#")
@@ -210,29 +244,61 @@ def check_links(project):
 
 def completions(project, program, *words):
     """What bash offers for the last of the words."""
-    script = 'set -e; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n' \
-             '_%s; printf "%%s\\n" "${COMPREPLY[@]}"' % program
+    script = (
+        'set -e; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
+        '_%s; printf "%%s\\n" "${COMPREPLY[@]}"' % program
+    )
     return subprocess.run(
-        ["bash", "-c", script, "bash",
-         os.path.join(project.source_dir, "packaging/completion", program), program, *words],
-        capture_output=True, text=True, timeout=60, check=True, cwd="/",
-        env={"PATH": os.environ["PATH"], "LINX_DIR": "/proc/self"}).stdout.split()
+        [
+            "bash",
+            "-c",
+            script,
+            "bash",
+            os.path.join(project.source_dir, "packaging/completion", program),
+            program,
+            *words,
+        ],
+        capture_output=True,
+        text=True,
+        timeout=60,
+        check=True,
+        cwd="/",
+        env={"PATH": os.environ["PATH"], "LINX_DIR": "/proc/self"},
+    ).stdout.split()
 
 
 def check_completion(project):
-    project.expect_same("completion of the client's options", project.client_options(),
-                        set(completions(project, "SubtitleMgrCli", "")))
-    project.expect_same("completion of the service's options", project.service_options(),
-                        set(completions(project, "SubtitleMgrSim", "")))
-    project.expect_same("completion of the faults", project.faults(),
-                        set(completions(project, "SubtitleMgrSim", "--fault", "")))
+    project.expect_same(
+        "completion of the client's options",
+        project.client_options(),
+        set(completions(project, "SubtitleMgrCli", "")),
+    )
+    project.expect_same(
+        "completion of the service's options",
+        project.service_options(),
+        set(completions(project, "SubtitleMgrSim", "")),
+    )
+    project.expect_same(
+        "completion of the faults",
+        project.faults(),
+        set(completions(project, "SubtitleMgrSim", "--fault", "")),
+    )
     # Any folder serves as a messaging directory here.
-    project.expect_same("completion of a node", {"fdinfo"},
-                        set(completions(project, "SubtitleMgrCli", "-p", "-e", "fdi")))
-    project.expect_same("completion of a scenario's file", {"/proc"},
-                        set(completions(project, "SubtitleMgrSim", "--play", "/pro")))
-    project.expect_same("completion of half an option", {"--connection"},
-                        set(completions(project, "SubtitleMgrCli", "--co")))
+    project.expect_same(
+        "completion of a node",
+        {"fdinfo"},
+        set(completions(project, "SubtitleMgrCli", "-p", "-e", "fdi")),
+    )
+    project.expect_same(
+        "completion of a scenario's file",
+        {"/proc"},
+        set(completions(project, "SubtitleMgrSim", "--play", "/pro")),
+    )
+    project.expect_same(
+        "completion of half an option",
+        {"--connection"},
+        set(completions(project, "SubtitleMgrCli", "--co")),
+    )
 
 
 def main(arguments):

@@ -13,8 +13,11 @@ import unittest
 BUILD_DIR = None
 IS_STATIC = False
 PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrSim")
-LIBRARIES = ("libsubtitle_client.a", "platform/libsubtitle_platform.a",
-             "simulator/libsubtitle_simulator.a")
+LIBRARIES = (
+    "libsubtitle_client.a",
+    "platform/libsubtitle_platform.a",
+    "simulator/libsubtitle_simulator.a",
+)
 
 
 def output_of(*command):
@@ -66,15 +69,17 @@ class EachProgram(unittest.TestCase):
     def test_guards_its_stack(self):
         for library in LIBRARIES:
             # By way of a function of the program's own where the machine prefers that.
-            self.assertTrue(wanted_symbols(library)
-                            & {"__stack_chk_fail", "__stack_chk_fail_local"}, library)
+            self.assertTrue(
+                wanted_symbols(library) & {"__stack_chk_fail", "__stack_chk_fail_local"}, library
+            )
 
     def test_calls_functions_that_know_the_size_of_a_buffer(self):
         checked = set()
         for library in LIBRARIES:
             checked |= {name for name in wanted_symbols(library) if re.match(r"__\w+_chk\b", name)}
-        self.assertTrue(checked & {"__printf_chk", "__memcpy_chk", "__vsnprintf_chk",
-                                   "__snprintf_chk"}, checked)
+        self.assertTrue(
+            checked & {"__printf_chk", "__memcpy_chk", "__vsnprintf_chk", "__snprintf_chk"}, checked
+        )
 
 
 if __name__ == "__main__":

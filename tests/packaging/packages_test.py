@@ -38,16 +38,21 @@ CONTENTS = {
 
 # Which package has a library, and which of its releases a symbol version came with.
 LIBRARIES = {
-    "libc.so.6": "libc6", "libm.so.6": "libc6", "ld.so.1": "libc6",
-    "ld-linux-x86-64.so.2": "libc6", "libgcc_s.so.1": "libgcc-s1", "libstdc++.so.6": "libstdc++6",
+    "libc.so.6": "libc6",
+    "libm.so.6": "libc6",
+    "ld.so.1": "libc6",
+    "ld-linux-x86-64.so.2": "libc6",
+    "libgcc_s.so.1": "libgcc-s1",
+    "libstdc++.so.6": "libstdc++6",
     "libatomic.so.1": "libatomic1",
 }
 LIBSTDCXX_RELEASES = {"3.4.26": "9", "3.4.28": "10.2", "3.4.29": "11", "3.4.30": "12"}
 
 
 def output_of(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=60,
-                          **options).stdout
+    return subprocess.run(
+        command, check=True, capture_output=True, text=True, timeout=60, **options
+    ).stdout
 
 
 def numbers(version):
@@ -55,8 +60,11 @@ def numbers(version):
 
 
 def files_below(folder):
-    return sorted(os.path.relpath(os.path.join(path, name), folder)
-                  for path, _, names in os.walk(folder) for name in names)
+    return sorted(
+        os.path.relpath(os.path.join(path, name), folder)
+        for path, _, names in os.walk(folder)
+        for name in names
+    )
 
 
 class Packages(unittest.TestCase):
@@ -75,10 +83,16 @@ class Packages(unittest.TestCase):
         """The packages by name, made in a folder of their own."""
         folder = os.path.join(cls.scratch, name)
         environment = dict(os.environ, SOURCE_DATE_EPOCH="1700000000", TZ=zone)
-        output_of("sh", "-c", umask + ' && exec cpack -B "$1"', "sh", folder,
-                  cwd=BUILD_DIR, env=environment)
-        return {os.path.basename(path).split("_")[0]: path
-                for path in glob.glob(folder + "/*.deb")}
+        output_of(
+            "sh",
+            "-c",
+            umask + ' && exec cpack -B "$1"',
+            "sh",
+            folder,
+            cwd=BUILD_DIR,
+            env=environment,
+        )
+        return {os.path.basename(path).split("_")[0]: path for path in glob.glob(folder + "/*.deb")}
 
     def field(self, package, name):
         return output_of("dpkg-deb", "-f", self.first[package], name).strip()
@@ -90,8 +104,9 @@ class Packages(unittest.TestCase):
         self.assertEqual(sorted(self.first), sorted(CONTENTS))
         architecture = ARCHITECTURES[PROCESSOR]
         for package, path in self.first.items():
-            self.assertEqual(os.path.basename(path),
-                             "%s_%s_%s.deb" % (package, VERSION, architecture))
+            self.assertEqual(
+                os.path.basename(path), "%s_%s_%s.deb" % (package, VERSION, architecture)
+            )
             self.assertEqual(self.field(package, "Version"), VERSION)
             self.assertEqual(self.field(package, "Architecture"), architecture)
 
@@ -120,28 +135,42 @@ class Packages(unittest.TestCase):
                 mode, owner = line.split()[:2]
                 self.assertEqual(owner, "root/root", line)
                 program = "/usr/bin/S" in line
-                self.assertEqual(mode, "drwxr-xr-x" if line.endswith("/") else
-                                 "-rwxr-xr-x" if program else "-rw-r--r--", line)
+                self.assertEqual(
+                    mode,
+                    "drwxr-xr-x"
+                    if line.endswith("/")
+                    else "-rwxr-xr-x"
+                    if program
+                    else "-rw-r--r--",
+                    line,
+                )
 
     def test_name_the_libraries_that_the_programs_are_linked_with(self):
-        for package, program in (("subtitlemgr-cli", "SubtitleMgrCli"),
-                                 ("subtitlemgr-sim", "SubtitleMgrSim")):
+        for package, program in (
+            ("subtitlemgr-cli", "SubtitleMgrCli"),
+            ("subtitlemgr-sim", "SubtitleMgrSim"),
+        ):
             named = dict(re.findall(r"(\S+) \(>= ([\d.]+)\)", self.field(package, "Depends")))
             path = os.path.join(self.root, "usr/bin", program)
             needed = re.findall(r"\(NEEDED\).*\[(\S+)\]", output_of("readelf", "-d", path))
             self.assertEqual(set(named), {LIBRARIES[library] for library in needed})
-            for library, version in re.findall(r"Name: (GLIBCXX|GLIBC|GCC)_([\d.]+)",
-                                               output_of("readelf", "-V", path)):
+            for library, version in re.findall(
+                r"Name: (GLIBCXX|GLIBC|GCC)_([\d.]+)", output_of("readelf", "-V", path)
+            ):
                 if library == "GLIBCXX":
                     # Older ones are older than every release that is still there.
                     self.assertLessEqual(numbers(version), (3, 4, 30), "add it to this test")
                     release = LIBSTDCXX_RELEASES.get(version, "4")
                 else:
                     release = version
-                named_release = named[{"GLIBCXX": "libstdc++6", "GLIBC": "libc6",
-                                       "GCC": "libgcc-s1"}[library]]
-                self.assertGreaterEqual(numbers(named_release), numbers(release),
-                                        "%s needs %s_%s" % (program, library, version))
+                named_release = named[
+                    {"GLIBCXX": "libstdc++6", "GLIBC": "libc6", "GCC": "libgcc-s1"}[library]
+                ]
+                self.assertGreaterEqual(
+                    numbers(named_release),
+                    numbers(release),
+                    "%s needs %s_%s" % (program, library, version),
+                )
 
     def test_reserve_all_rights(self):
         for package in CONTENTS:
@@ -159,8 +188,10 @@ class Packages(unittest.TestCase):
             self.assertNotIn(".symtab", sections)
 
     def test_have_a_service_that_tells_its_version(self):
-        self.assertEqual(output_of(*self.installed("SubtitleMgrSim", "--version")),
-                         "SubtitleMgrSim %s\n" % VERSION)
+        self.assertEqual(
+            output_of(*self.installed("SubtitleMgrSim", "--version")),
+            "SubtitleMgrSim %s\n" % VERSION,
+        )
         self.assertIn("--journal", output_of(*self.installed("SubtitleMgrSim", "--help")))
 
     def test_have_programs_that_work_together(self):
@@ -168,14 +199,23 @@ class Packages(unittest.TestCase):
         scenario = os.path.join(self.root, "usr/share/subtitlemgr-sim/demo.scenario")
         service = subprocess.Popen(
             self.installed("SubtitleMgrSim", "--quiet", "--play", scenario, "--loop"),
-            stdout=subprocess.PIPE, env=environment, text=True)
+            stdout=subprocess.PIPE,
+            env=environment,
+            text=True,
+        )
         try:
             self.assertEqual(service.stdout.readline(), "ready\n")
-            self.assertEqual(output_of(*self.installed("SubtitleMgrCli", "-p"), env=environment),
-                             "Let's Ping\nSuccessful Ping\n")
-            console = subprocess.Popen(self.installed("SubtitleMgrCli", "-i"), text=True,
-                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                       env=environment)
+            self.assertEqual(
+                output_of(*self.installed("SubtitleMgrCli", "-p"), env=environment),
+                "Let's Ping\nSuccessful Ping\n",
+            )
+            console = subprocess.Popen(
+                self.installed("SubtitleMgrCli", "-i"),
+                text=True,
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                env=environment,
+            )
             console.stdin.write("1\n")
             console.stdin.flush()
             # The demo's traffic reaches the console; the time-out of the test ends a silent one.
@@ -193,15 +233,18 @@ class Packages(unittest.TestCase):
     def test_install_the_same_files_as_cmake_does(self):
         prefix = os.path.join(self.scratch, "prefix")
         output_of("cmake", "--install", BUILD_DIR, "--prefix", prefix)
-        expected = sorted(path.removeprefix("usr/").removesuffix(".gz")
-                          for contents in CONTENTS.values() for path in contents)
+        expected = sorted(
+            path.removeprefix("usr/").removesuffix(".gz")
+            for contents in CONTENTS.values()
+            for path in contents
+        )
         self.assertEqual(files_below(prefix), expected)
 
 
 if __name__ == "__main__":
     if "--" in sys.argv:
         at = sys.argv.index("--")
-        EMULATOR = sys.argv[at + 1:]
+        EMULATOR = sys.argv[at + 1 :]
         sys.argv = sys.argv[:at]
     BUILD_DIR, VERSION, PROCESSOR = sys.argv[1:4]
     unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -46,7 +46,8 @@ MENU = r"\nChoose an (?:sensor )?option:\n(?:[^\n]+\n)+\n"
 PROMPT = re.compile(
     r"(Enter [A-Za-z ]+: +|Enter region visibility \(t/f\): |RGB palette \(t/f\): "
     r"|Transparent pixel\? \(t/f\): |Transparent pixel value: +|Background code: +"
-    r"|Region Fill \(t/f\): |New log level \(a sum of bits, 2 for errors, 8 for notes\): )(\S+)$")
+    r"|Region Fill \(t/f\): |New log level \(a sum of bits, 2 for errors, 8 for notes\): )(\S+)$"
+)
 NOTIFICATION = re.compile(r"$|\*\*\* |CLI: |Unexpected |Add\w+: ")
 
 
@@ -56,8 +57,13 @@ class Mismatch(Exception):
 
 def literal_text(line):
     """The characters that a line of a literal display stands for."""
-    for escape, character in ((r"\-", "-"), (r"\(aq", "'"), (r"\(ga", "`"), (r"\&", ""),
-                              (r"\e", "\0")):
+    for escape, character in (
+        (r"\-", "-"),
+        (r"\(aq", "'"),
+        (r"\(ga", "`"),
+        (r"\&", ""),
+        (r"\e", "\0"),
+    ):
         line = line.replace(escape, character)
     if "\\" in line:
         raise Mismatch("an escape that this test does not know: " + line)
@@ -154,8 +160,9 @@ class Terminal:
                 os.symlink(target, path)
                 continue
             with open(path, "w", encoding="utf-8") as launcher:
-                launcher.write("#!/bin/sh\nexec %s \"$@\"\n" % shlex.join(
-                    emulator + ["-0", name, target]))
+                launcher.write(
+                    '#!/bin/sh\nexec %s "$@"\n' % shlex.join(emulator + ["-0", name, target])
+                )
             os.chmod(path, 0o755)
         self.work = os.path.join(self.folder, "work")
         os.mkdir(self.work)
@@ -166,8 +173,11 @@ class Terminal:
             "LINX_DIR": os.path.join(self.folder, "linx"),
             "SUBTITLE_LOG": os.path.join(self.folder, "log"),
         }
-        self.environment.update((name, value) for name, value in os.environ.items()
-                                if name.startswith(("ASAN_", "QEMU_", "TSAN_", "UBSAN_")))
+        self.environment.update(
+            (name, value)
+            for name, value in os.environ.items()
+            if name.startswith(("ASAN_", "QEMU_", "TSAN_", "UBSAN_"))
+        )
         self.services = []
         self.master, slave = pty.openpty()
         attributes = termios.tcgetattr(slave)
@@ -177,8 +187,15 @@ class Terminal:
         os.set_inheritable(commands, True)
         shell = "exec 9<&%d %d<&-\n%s" % (commands, commands, SHELL)
         self.shell = subprocess.Popen(
-            ["bash", "-c", shell], stdin=slave, stdout=slave, stderr=slave, cwd=self.work,
-            env=self.environment, pass_fds=[commands], start_new_session=True)
+            ["bash", "-c", shell],
+            stdin=slave,
+            stdout=slave,
+            stderr=slave,
+            cwd=self.work,
+            env=self.environment,
+            pass_fds=[commands],
+            start_new_session=True,
+        )
         os.close(slave)
         os.close(commands)
 
@@ -195,8 +212,12 @@ class Terminal:
 
     def start_service(self, options):
         service = subprocess.Popen(
-            ["SubtitleMgrSim", "--quiet"] + shlex.split(options), cwd=self.work,
-            env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            ["SubtitleMgrSim", "--quiet"] + shlex.split(options),
+            cwd=self.work,
+            env=self.environment,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+        )
         self.services.append(service)
         if service.stdout.readline() != b"ready\n":
             raise Mismatch("the service did not start: " + options)
@@ -221,17 +242,24 @@ class Terminal:
             output = self.read_until(
                 output,
                 lambda so_far, pattern=pattern: pattern.fullmatch(without_trailing_blanks(so_far)),
-                command, shown)
+                command,
+                shown,
+            )
             os.write(self.master, (text + "\n").encode())
         whole = re.compile("".join(parts))
         if command.endswith("&"):
             # What it prints comes when it comes.
             self.read_until(
-                output, lambda so_far: END_OF_COMMAND in so_far
-                and whole.fullmatch(so_far.replace(END_OF_COMMAND, "")), command, shown)
+                output,
+                lambda so_far: END_OF_COMMAND in so_far
+                and whole.fullmatch(so_far.replace(END_OF_COMMAND, "")),
+                command,
+                shown,
+            )
             return
         output = self.read_until(
-            output, lambda so_far: so_far.endswith(END_OF_COMMAND), command, shown)
+            output, lambda so_far: so_far.endswith(END_OF_COMMAND), command, shown
+        )
         output = without_trailing_blanks(output[:-1])
         if output and not output.endswith("\n"):
             output += "\n"  # the prompt would follow on the same line
@@ -251,8 +279,10 @@ class Terminal:
 
     @staticmethod
     def fail(what, output, command, shown):
-        raise Mismatch("$ %s\n%s\n--- described:\n%s\n--- shown:\n%s" % (
-            command, what, "\n".join(shown), output))
+        raise Mismatch(
+            "$ %s\n%s\n--- described:\n%s\n--- shown:\n%s"
+            % (command, what, "\n".join(shown), output)
+        )
 
 
 def check(path, bin_dir, emulator):
@@ -281,7 +311,7 @@ def main(arguments):
     emulator = []
     if "--" in arguments:
         at = arguments.index("--")
-        arguments, emulator = arguments[:at], arguments[at + 1:]
+        arguments, emulator = arguments[:at], arguments[at + 1 :]
     failed = False
     for path in arguments[1:]:
         try:

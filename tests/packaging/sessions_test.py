@@ -40,8 +40,9 @@ class Sessions(unittest.TestCase):
             runner = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sessions.py")
             split = ARGUMENTS.index("--") if "--" in ARGUMENTS else len(ARGUMENTS)
             command = [sys.executable, runner] + ARGUMENTS[:split] + [path] + ARGUMENTS[split:]
-            result = subprocess.run(command, capture_output=True, text=True, timeout=100,
-                                    check=False)
+            result = subprocess.run(
+                command, capture_output=True, text=True, timeout=100, check=False
+            )
             return result.returncode, result.stdout
 
     def test_pass_when_they_are_right(self):

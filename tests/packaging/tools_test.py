@@ -7,8 +7,9 @@ import sys
 
 
 def answer(command, option):
-    result = subprocess.run(command + [option], capture_output=True, text=True, timeout=60,
-                            check=False)
+    result = subprocess.run(
+        command + [option], capture_output=True, text=True, timeout=60, check=False
+    )
     return result.stdout if result.returncode == 0 else "status %d" % result.returncode
 
 

@@ -22,8 +22,8 @@ using std::chrono::milliseconds;
 
 const std::string largestBitmap(maxPayload - 6, 'x');
 
-/// \p time, or more when the machine is slow or busy: as much more as a copy of a bitmap takes longer
-/// than ten milliseconds.
+/// \p time, or more when the machine is slow or busy: as much more as a copy of a bitmap takes
+/// longer than ten milliseconds.
 milliseconds Scaled(milliseconds time)
 {
     const auto start = Clock::now();
@@ -46,8 +46,8 @@ milliseconds SlowestPing(WireClient& client, milliseconds time)
     return slowest;
 }
 
-/// Whether no ping waits longer than \p limit. The machine may be busy with something else, so it is
-/// enough when that is so in one of several times.
+/// Whether no ping waits longer than \p limit. The machine may be busy with something else, so it
+/// is enough when that is so in one of several times.
 bool AnswersWithin(milliseconds limit, WireClient& client)
 {
     for (int time = 0; time < 10; ++time) {

@@ -126,7 +126,8 @@ void ExpectAllAnsweredAfterTheEnd(WireClient client, unsigned int pings)
 TEST_F(AServiceAmongPeers, AnswersAllThatAPeerAskedBeforeItSaidThatItSendsNoMore)
 {
     service.Start();
-    // So few that the end is seen while their replies wait, and so many that reading stops for them.
+    // So few that the end is seen while their replies wait, and so many that reading stops for
+    // them.
     ExpectAllAnsweredAfterTheEnd(Connect(), 50);
     ExpectAllAnsweredAfterTheEnd(Connect(), 100);
 }

@@ -58,7 +58,11 @@ def spread(milliseconds):
     """Figures of many times."""
     times = sorted(milliseconds)
     return "%.1f to %.1f ms, median %.1f, 99th percentile %.1f" % (
-        times[0], times[-1], statistics.median(times), times[int(0.99 * (len(times) - 1))])
+        times[0],
+        times[-1],
+        statistics.median(times),
+        times[int(0.99 * (len(times) - 1))],
+    )
 
 
 class Child:
@@ -66,9 +70,14 @@ class Child:
 
     def __init__(self, command, folder):
         self.errors = tempfile.TemporaryFile(dir=folder)
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=self.errors, bufsize=0,
-                                        env={**os.environ, "LINX_DIR": folder})
+        self.process = subprocess.Popen(
+            command,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=self.errors,
+            bufsize=0,
+            env={**os.environ, "LINX_DIR": folder},
+        )
         self.pid = self.process.pid
         self.seen = b""
 
@@ -89,7 +98,7 @@ class Child:
     def wait_for(self, text):
         """Reads its output until a text is there, and forgets all up to it."""
         self.read_more(text)
-        self.seen = self.seen[self.seen.index(text) + len(text):]
+        self.seen = self.seen[self.seen.index(text) + len(text) :]
 
     def error_text(self):
         """What it has written to standard error."""
@@ -182,8 +191,10 @@ class Survivor:
         """The second half of the time may not take more than the first, once that is a time."""
         half = (len(self.sizes) + 1) // 2
         before, after = max(self.sizes[:half]), max(self.sizes[half:], default=0)
-        print("  %s: at most %d kB resident, %d in the second half"
-              % (self.name, max(before, after), after))
+        print(
+            "  %s: at most %d kB resident, %d in the second half"
+            % (self.name, max(before, after), after)
+        )
         demand(len(self.sizes) < FEW_LOOKS or after - before <= FLAT_KB, "the resident size grows")
 
 
@@ -281,8 +292,11 @@ def kill_both(room, count):
 
 def kills(programs, emulator, count):
     """kill -9 of the service, of the client and of both."""
-    for name, part in (("the service", kill_services), ("the client", kill_clients),
-                       ("both", kill_both)):
+    for name, part in (
+        ("the service", kill_services),
+        ("the client", kill_clients),
+        ("both", kill_both),
+    ):
         begin = time.monotonic()
         print("kills: %d times %s" % (count, name), flush=True)
         with contextlib.closing(Room(programs, emulator)) as room:
@@ -334,8 +348,10 @@ def exits(programs, emulator, count):
                 problems.append("exit %d: %s" % (number, problem))
 
     with contextlib.closing(Room(programs, emulator)) as room:
-        traffic = ["region-data %d 2 0001020304\nvisibility 3 t\npalette 2 31 t 10ff\n" % region
-                   for region in range(1, 15)] + ["sleep 1\n"]
+        traffic = [
+            "region-data %d 2 0001020304\nvisibility 3 t\npalette 2 31 t 10ff\n" % region
+            for region in range(1, 15)
+        ] + ["sleep 1\n"]
         room.start_service("--play", room.write_scenario(traffic), "--loop")
         survivor = Survivor("service", room.service.pid)
         threads = [threading.Thread(target=work_off, args=(room,)) for _ in range(AT_A_TIME)]
@@ -345,13 +361,16 @@ def exits(programs, emulator, count):
             survivor.look()
             time.sleep(0.2)
         demand(not problems, "\n".join(problems))
-        print("  %d with status 0 and no report in %.0f s; x to the end %s"
-              % (len(times), time.monotonic() - begin, spread(times)))
+        print(
+            "  %d with status 0 and no report in %.0f s; x to the end %s"
+            % (len(times), time.monotonic() - begin, spread(times))
+        )
         print("  service: at most %d kB resident" % max(survivor.sizes))
         room.stop_service()
 
 
 # Flood
+
 
 class Watch(threading.Thread):
     """Looks at a process twice a second."""
@@ -431,6 +450,7 @@ def audience(programs, emulator, count):
 
 # Long streams
 
+
 def stream(programs, emulator, name, count, numbered):
     """One subscriber reads a numbered stream that is played over and over."""
     print("soak: %d numbered notifications, %s" % (count, name), flush=True)
@@ -447,11 +467,21 @@ def stream(programs, emulator, name, count, numbered):
 
 def soak(programs, emulator, small, large):
     """Small notifications and those of a region's size."""
-    stream(programs, emulator, "4 bytes each", small,
-           ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)])
+    stream(
+        programs,
+        emulator,
+        "4 bytes each",
+        small,
+        ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)],
+    )
     rest = "5a" * (REGION_SIZE - 4)
-    stream(programs, emulator, "%d bytes each" % REGION_SIZE, large,
-           ["region-data 1 0 %08x%s\n" % (number, rest) for number in range(REGION_NUMBERS)])
+    stream(
+        programs,
+        emulator,
+        "%d bytes each" % REGION_SIZE,
+        large,
+        ["region-data 1 0 %08x%s\n" % (number, rest) for number in range(REGION_NUMBERS)],
+    )
 
 
 # Calls that meet
@@ -474,7 +504,7 @@ def main():
     emulator = []
     if "--" in words:
         at = words.index("--")
-        words, emulator = words[:at], words[at + 1:]
+        words, emulator = words[:at], words[at + 1 :]
     if len(words) not in (2, 3):
         print(__doc__, file=sys.stderr)
         return 2
@@ -505,9 +535,13 @@ def run(part, programs, emulator, count):
         small = 200000 if part == "short" else count or 10000000
         soak(programs, emulator, small, max(small // 100, 1))
     if part in ("meetings", "short"):
-        meetings(programs, emulator, SHORT_SECONDS if part == "short" else count or MEETINGS_SECONDS)
-    demand(part in ("kills", "exits", "flood", "soak", "meetings", "short"),
-           "no part is called " + part)
+        meetings(
+            programs, emulator, SHORT_SECONDS if part == "short" else count or MEETINGS_SECONDS
+        )
+    demand(
+        part in ("kills", "exits", "flood", "soak", "meetings", "short"),
+        "no part is called " + part,
+    )
 
 
 if __name__ == "__main__":

@@ -45,7 +45,8 @@ public:
     /// Ends it by SIGKILL, so that it leaves its socket behind.
     void Kill();
 
-    /// The lines journalled so far, without their newlines; a line that is being written is left out.
+    /// The lines journalled so far, without their newlines; a line that is being written is left
+    /// out.
     std::vector<std::string> JournalLines() const;
     /// Waits until the journal has \p count lines; throws when the deadline passes.
     std::vector<std::string> WaitForJournalLines(std::size_t count) const;
@@ -73,6 +74,6 @@ private:
 const char* ClientProgram();
 const char* ServiceProgram();
 
-/// Copies one of them to \p path, for a user who cannot go where it is. Other files whose names begin
-/// with \p path may come with it.
+/// Copies one of them to \p path, for a user who cannot go where it is. Other files whose names
+/// begin with \p path may come with it.
 void CopyProgram(const std::string& program, const std::string& path);

@@ -5,8 +5,8 @@
 
 /// \return the length of the well-formed UTF-8 sequence at \p at, 0 when there is none
 ///
-/// Written from the table of well-formed byte sequences in the Unicode standard, not by decoding, so
-/// that it shares no mistake with the product.
+/// Written from the table of well-formed byte sequences in the Unicode standard, not by decoding,
+/// so that it shares no mistake with the product.
 inline std::size_t ReferenceSequenceAt(const std::string& text, std::size_t at)
 {
     struct Row {

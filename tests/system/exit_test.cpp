@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Consoles that end, all in all: a thousand in the everyday build. A sanitizer finds a wrong end in
-/// a single run of it and takes many times as long; another compiler or machine only has to be
+/// Consoles that end, all in all: a thousand in the everyday build. A sanitizer finds a wrong end
+/// in a single run of it and takes many times as long; another compiler or machine only has to be
 /// looked at.
 #ifdef __clang__
 constexpr int consoles = 200;

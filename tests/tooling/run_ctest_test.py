@@ -34,7 +34,14 @@ class Lane(unittest.TestCase):
     def command(self, *options):
         (self.build / "CTestTestfile.cmake").write_text(self.tests)
         again = "script/test desk"
-        return [sys.executable, ROOT / "tests/run_ctest.py", *options, self.build, again, *self.ctest]
+        return [
+            sys.executable,
+            ROOT / "tests/run_ctest.py",
+            *options,
+            self.build,
+            again,
+            *self.ctest,
+        ]
 
     def run_lane(self, *options):
         """The exit status and what is printed where standard output is a pipe."""
@@ -108,19 +115,15 @@ class Lane(unittest.TestCase):
     def test_prints_the_five_slowest(self):
         # Times that no machine makes: those of a file that a CTest of our own copies.
         times = {"A": 0.5, "B": 70, "C": 1.25, "D": 0, "E": 9.5, "F": 100, "G": 0.25}
-        cases = (f'<testcase name="{name}" time="{time}" status="run"/>' for name, time in times.items())
+        cases = (
+            f'<testcase name="{name}" time="{time}" status="run"/>' for name, time in times.items()
+        )
         (self.build / "cases").write_text(f"<testsuite>{''.join(cases)}</testsuite>")
         self.ctest = ["sh", "-c", f"cp {self.build}/cases {self.build}/results.xml"]
         slowest = self.run_lane()[1].split("Slowest:\n")[1].split("\n\n")[0]
         self.assertEqual(
             slowest.splitlines(),
-            [
-                "  100.00 s  F",
-                "   70.00 s  B",
-                "    9.50 s  E",
-                "    1.25 s  C",
-                "    0.50 s  A",
-            ],
+            ["  100.00 s  F", "   70.00 s  B", "    9.50 s  E", "    1.25 s  C", "    0.50 s  A"],
         )
 
     def test_fails_without_a_test(self):

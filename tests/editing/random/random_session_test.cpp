@@ -1,6 +1,7 @@
-// Random sessions with the real client and service: each must print, send, log and save exactly what an
-// independent model of the console says. The seeds are the same in each run. RANDOM_SESSION_SEED=<n> runs
-// the session of one other seed, with RANDOM_SESSION_COUNT=<m> that many from there on.
+// Random sessions with the real client and service: each must print, send, log and save exactly
+// what an independent model of the console says. The seeds are the same in each run.
+// RANDOM_SESSION_SEED=<n> runs the session of one other seed, with RANDOM_SESSION_COUNT=<m> that
+// many from there on.
 
 #include "tests/editing/EditingSession.h"
 #include "tests/editing/random/ConsoleModel.h"
@@ -24,7 +25,8 @@ constexpr unsigned usualSessions = isEmulated ? 30 : isSanitized ? 80 : sessions
 /// Much of a session is waiting: for programs to start and in the console's pauses around requests.
 constexpr unsigned sessionsAtATime = 4;
 
-/// What a session that repeats itself for ever prints before it is ended, behind the keys' own part.
+/// What a session that repeats itself for ever prints before it is ended, behind the keys' own
+/// part.
 constexpr std::size_t shownRepeating = 4096;
 /// What a client may have written beyond that until it is gone: a full pipe and one read of it.
 constexpr std::size_t writtenUnseen = 2 * 65536 + 8192;

@@ -31,7 +31,8 @@ public:
     }
 
 private:
-    // Not the standard distributions, which differ between libraries: a seed is the same everywhere.
+    // Not the standard distributions, which differ between libraries: a seed is the same
+    // everywhere.
     unsigned Below(unsigned count) { return static_cast<unsigned>(chance() % count); }
     bool OneIn(unsigned count) { return Below(count) == 0; }
 
@@ -58,8 +59,8 @@ private:
             OneOf<std::string>({"\n", "\n", "\n", "\n", "\n", "\n", " ", "\t", "\r\n", "\n \n"});
     }
 
-    /// Bytes of any kind, except k, which would end the service in the middle of a session, and what
-    /// could make the name of an existing file.
+    /// Bytes of any kind, except k, which would end the service in the middle of a session, and
+    /// what could make the name of an existing file.
     std::string Junk()
     {
         std::string junk;

@@ -22,8 +22,8 @@
 
 namespace {
 
-/// The place of a virtual function in its class's table, the destructor's two included. The C++ ABI of
-/// all our compilers gives a pointer to it as the offset in the table, plus one.
+/// The place of a virtual function in its class's table, the destructor's two included. The C++ ABI
+/// of all our compilers gives a pointer to it as the offset in the table, plus one.
 template <typename Function>
 std::size_t Slot(Function function)
 {

@@ -483,12 +483,12 @@ TEST_F(AnEndpoint, RenewsItsSubscriptionsWithTheNextRequestAfterARestart)
 TEST_F(AnEndpoint, RenewsItsSubscriptionsFromReceiveAloneAtMostTwiceASecond)
 {
     auto first = Serve([](RawConnection& peer) { peer.AcceptSubscription(); });
+    const auto start = Clock::now();
     ASSERT_EQ(SubscribeHd(), 0);
     first.get();
     service.reset();
     connection.reset();
-    const auto start = Clock::now();
-    EXPECT_EQ(ReceiveOne(10), ETIMEDOUT);  // notices the loss, tries again and finds no service
+    EXPECT_EQ(ReceiveOne(10), ETIMEDOUT);  // notices the loss, and it is too early to try again
     Restart();
     auto second = Serve([](RawConnection& peer) {
         EXPECT_EQ(peer.AcceptSubscription(), hd);

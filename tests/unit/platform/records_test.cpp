@@ -25,7 +25,8 @@ std::string Encoded(const Item& item)
     return bytes;
 }
 
-/// Decodes from a heap buffer of exactly the right size, so that a sanitizer sees one byte too much.
+/// Decodes from a heap buffer of exactly the right size, so that a sanitizer sees one byte too
+/// much.
 template <typename Record>
 Record Decoded(const std::string& bytes)
 {
