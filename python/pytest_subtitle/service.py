@@ -17,15 +17,22 @@ class Service:
     """One simulated service in a workspace's messaging directory, with a journal."""
 
     def __init__(self, workspace, options=()):
-        self.name = (options[options.index("--name") + 1] if "--name" in options
-                     else "SubtitleMgr")
-        self.journal, self.errors = workspace.new_path("journal"), workspace.new_path("errors")
+        options = list(options)
+        for option, value in (("--name", "SubtitleMgr"),
+                              ("--journal", workspace.new_path("journal"))):
+            if option not in options:
+                options += [option, value]
+        self.name = options[options.index("--name") + 1]
+        self.journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
+        self.errors = workspace.new_path("errors")
         # setpriv: the service ends with the test, also when the test is killed.
-        self.command = ["setpriv", "--pdeathsig=KILL", workspace.service, "--quiet", "--journal",
-                        self.journal, *options]
+        self.command = ["setpriv", "--pdeathsig=KILL", workspace.service, "--quiet",
+                        *options]
         self.workspace = workspace
         self.process = None
         self.peers = []
+        self.received = []  # requests so far
+        self.journal_read = 0
 
     def __enter__(self):
         return self
@@ -91,10 +98,14 @@ class Service:
 
     def requests(self):
         """The requests so far, each as the journal's object."""
-        if not os.path.exists(self.journal):
-            return []
-        with open(self.journal, encoding="utf-8") as file:
-            return [json.loads(line) for line in file.read().split("\n")[:-1]]
+        if os.path.exists(self.journal):
+            with open(self.journal, "rb") as file:
+                file.seek(self.journal_read)
+                whole_lines = file.read().rpartition(b"\n")[0]
+            if whole_lines:
+                self.journal_read += len(whole_lines) + 1
+                self.received += map(json.loads, whole_lines.split(b"\n"))
+        return self.received
 
     def await_request(self, name):
         """Waits until a request of this name has arrived."""

@@ -2,12 +2,13 @@
 """Runs sessions of the real client beside those of the model and tells every difference.
 
 run_sessions.py PROGRAMS [--count N] [--seed N] [--keys MENU...] [--second-keys MENU...]
-                [--workers N] [-- EMULATOR...]
+                [--replay FOLDER...] [--workers N] [-- EMULATOR...]
 """
 
 import argparse
 import mmap
 import multiprocessing
+import os
 import re
 import signal
 import sys
@@ -19,7 +20,7 @@ import session_files
 from console import Console
 from executors import Executor
 from platforms import ScriptedPlatform, ServicePlatform
-from session_maker import MENUS, SessionMaker, first_keys, second_keys
+from session_maker import MENUS, Session, SessionMaker, first_keys, second_keys
 
 # Of a session that repeats itself so much is compared, and a few buffers more are thought ahead.
 REPEATED = 4096
@@ -210,8 +211,19 @@ class Worker:
         return session_files.look_at_folder(cls.executor.folder) != session_files.CONTENTS
 
 
+def replayed(folder):
+    """The keys of each file of a folder, on the scripted platform and without a service."""
+    for name in sorted(os.listdir(folder)):
+        with open(os.path.join(folder, name), "rb") as file:
+            keys = file.read()
+        yield Session(name, keys)
+        yield Session(name, keys, service="missing")
+
+
 def wanted_sessions(options):
     """All sessions that were asked for."""
+    for folder in options.replay:
+        yield from replayed(folder)
     for menu in options.keys:
         yield from first_keys(menu)
     for menu in options.second_keys:
@@ -245,6 +257,7 @@ def parse():
     parser.add_argument("--seed", type=int, default=None)
     parser.add_argument("--keys", choices=MENUS, nargs="*", default=[])
     parser.add_argument("--second-keys", choices=MENUS, nargs="*", default=[])
+    parser.add_argument("--replay", metavar="FOLDER", nargs="*", default=[])
     parser.add_argument("--workers", type=int, default=4)
     options = parser.parse_args(words)
     if options.seed is None:
