@@ -86,6 +86,8 @@ PLANTED = [
     ("--- file pal.out: 256*(10 80 80 00)\n", "", 1, "a file 'pal.out' was made"),
     ("--- file pal.out", "--- file none: 00\n--- file pal.out", 31, "there is no file 'none'"),
     ("--- requests", "--- exits SIGINT\n--- requests", 4, "the client ends with 0"),
+    ("--- console", "--- through sh -c 'touch $LINX_DIR/left; exec \"$@\"' sh\n--- console", 1,
+     "the messaging directory still holds ['left']"),
     ("=> service ends", "=> service sleeps", 20, "no such event: service sleeps"),
     ("=0: 01 02", "=0: 01 2", 24, "not bytes:  2"),
 ]

@@ -35,6 +35,7 @@ class Player:
         self.medium = medium
         self.workspace = Workspace(programs)
         self.services = {}
+        self.service_died = False
         self.files = {}  # name: (content, line) of what must be there at the end
 
     def play(self):
@@ -98,7 +99,7 @@ class Player:
         kind, _, rest = words.partition(": ")
         actions = {
             "service starts": lambda: service.start(),
-            "service dies": lambda: service.kill(),
+            "service dies": lambda: self.kill(service),
             "service ends": lambda: service.wait(),
             "service hears": lambda: service.await_request(rest),
             "scenario begins": lambda: service.subscribe(1),
@@ -108,6 +109,11 @@ class Player:
         if kind not in actions:
             raise self.session.mistake(line, "no such event: " + words)
         actions[kind]()
+
+    def kill(self, service):
+        """Kills a service, which leaves its socket."""
+        service.kill()
+        self.service_died = True
 
     def type_elsewhere(self, keys, line):
         """Types a line into another console, which must leave that."""
@@ -138,12 +144,21 @@ class Player:
             raise self.session.mistake(self.session.line, "requests of no service")
         self.check_section("the log entries", next(iter(self.session.of("log")), None),
                            lambda text, _: text, self.workspace.log_entries())
+        if not self.service_died:
+            self.check_messaging()
         for name, (content, line) in self.files.items():
             self.check_file(name, content, line)
         for entry in os.scandir(os.fsencode(self.workspace.files)):
             name = entry.name.decode("latin-1")
             if entry.is_file(follow_symlinks=False) and name not in self.files:
                 raise Difference(self.session.line, "a file %r was made" % name)
+
+    def check_messaging(self):
+        """Only folders of prefixes may be left in the messaging directory."""
+        left = [entry.name for entry in os.scandir(self.workspace.messaging)
+                if not (self.services and entry.is_dir())]
+        if left:
+            raise Difference(self.session.line, "the messaging directory still holds %s" % left)
 
     def check_section(self, what, section, convert, found):
         """Compares what a section lists; without a section there must be nothing."""
