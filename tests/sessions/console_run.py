@@ -1,5 +1,6 @@
 """One run of the client in a session."""
 
+import os
 import re
 import shlex
 import signal
@@ -29,7 +30,15 @@ class ConsoleRun:
         words = section.words or "-i"
         self.console = make(player.workspace,
                             [] if words == "without options" else shlex.split(words),
-                            shlex.split(" ".join(s.words for s in player.session.of("through"))))
+                            self.launcher())
+
+    def launcher(self):
+        """What starts the client. Where there are modes they bind root as well."""
+        words = [word for section in self.player.session.of("through")
+                 for word in shlex.split(section.words)]
+        if self.player.session.of("mode") and os.geteuid() == 0:
+            words += ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
+        return words
 
     def play(self):
         """Plays the run to its end."""

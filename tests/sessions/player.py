@@ -1,5 +1,6 @@
 """Plays one session with the real programs, and finds the first difference."""
 
+import glob
 import os
 import re
 import shlex
@@ -81,6 +82,9 @@ class Player:
         elif section.kind == "link":
             name, target = words.split(" -> ")
             os.symlink(target, self.path(name))
+        elif section.kind == "mode":
+            mode, name = words.split(" ", 1)
+            os.chmod(self.path(name), int(mode, 8))
         elif section.kind == "file":
             name, _, words = words.partition(":")
             before_any_console = section.line < self.session.of("console")[0].line
@@ -146,11 +150,13 @@ class Player:
                            lambda text, _: text, self.workspace.log_entries())
         if not self.service_died:
             self.check_messaging()
+        for section in self.session.of("mode"):
+            os.chmod(self.path(section.words.split(" ", 1)[1]), 0o700)
         for name, (content, line) in self.files.items():
             self.check_file(name, content, line)
-        for entry in os.scandir(os.fsencode(self.workspace.files)):
-            name = entry.name.decode("latin-1")
-            if entry.is_file(follow_symlinks=False) and name not in self.files:
+        for path in glob.glob(self.path("**"), recursive=True):
+            name = os.path.relpath(path, self.path("")).decode("latin-1")
+            if os.path.isfile(path) and not os.path.islink(path) and name not in self.files:
                 raise Difference(self.session.line, "a file %r was made" % name)
 
     def check_messaging(self):
