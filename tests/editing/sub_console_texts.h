@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/console_texts.h"
+
 #include <string>
 
 /// The dynamic test's menu, from its empty line to its empty line.
@@ -7,4 +9,3 @@ std::string DynamicTestMenu(unsigned start, unsigned increment, unsigned width, 
                             bool shapesOn = false);
 
 /// The sensor test's menu, from its empty line to its empty line.
-std::string SensorTestMenu();
