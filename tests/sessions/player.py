@@ -4,6 +4,7 @@ import glob
 import os
 import re
 import shlex
+import socket
 import sys
 import zlib
 
@@ -79,6 +80,9 @@ class Player:
             os.mkdir(self.path(words))
         elif section.kind == "fifo":
             os.mkfifo(self.path(words))
+        elif section.kind == "socket":
+            with socket.socket(socket.AF_UNIX) as listener:
+                listener.bind(self.path(words))
         elif section.kind == "link":
             name, target = words.split(" -> ")
             os.symlink(target, self.path(name))

@@ -8,8 +8,8 @@ from byte_words import byte_words
 
 TEXTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "texts")
 FOR_FILES = ("text", "bytes")
-FOR_SESSIONS = ("service", "scenario", "through", "on", "file", "folder", "link", "fifo", "mode",
-                "console", "event", "exits", "requests", "log")
+FOR_SESSIONS = ("service", "scenario", "through", "on", "file", "folder", "link", "fifo", "socket",
+                "mode", "console", "event", "exits", "requests", "log")
 PLACEHOLDER = re.compile(r"\{([^{}]+)\}")
 ESCAPE = re.compile(r"\\(?:x([0-9a-f]{2})|(c\n|[\\cnrt]))")
 LETTERS = {"\\": "\\", "n": "\n", "r": "\r", "t": "\t", "c": "", "c\n": ""}
