@@ -27,6 +27,24 @@ REPEATED = 4096
 AHEAD = 24576
 SECONDS = 60
 
+# What the sessions of one run must reach, so that their maker loses no place unnoticed.
+PLACES = {place.encode() for place in (
+    "(currently subscribed)", "  ERROR", "Unsubscribing", "pixel value out of range",
+    "rows by 0 columns", "(currently on)", "Sent sensor =5  ON", "Error Sending sensor", "Quit issued",
+    "Error running quit", "Error opening file", "Error reading file", "Error opening output file",
+    "Error writing output file ( 0", "RefreshRegions", "InvertRegionData", "SetRegionVisibility",
+    "SetPaletteData", "the console was left", "the input ended")}
+
+
+def places_of(console, platform):
+    """The places that the model of a session reached."""
+    told = [*console.output, *(text for text, _ in console.errors),
+            *(text for _, _, text, _ in console.log),
+            *(str(event.what).encode() for event in platform.events),
+            b"the console was left" if console.ended else b"the input ended"]
+    told = b"\n".join(told)
+    return {place for place in PLACES if place in told}
+
 
 def has_huge_buffers(emulator):
     """Whether this machine gives 4 GiB without asking whether they will ever be used."""
@@ -172,13 +190,13 @@ class Worker:
 
     @classmethod
     def run(cls, session):
-        """Returns the session's name, lines of log entries, differences and where it ran."""
+        """Returns the session's name, lines of log entries, differences, where it ran and what it reached."""
         if isinstance(session, int):
             session = SessionMaker(session).make()
         try:
             return cls.run_beside_model(session)
         except session_files.TooLong:
-            return session.name, set(), [], session.service
+            return session.name, set(), [], session.service, set()
 
     @classmethod
     def run_beside_model(cls, session):
@@ -202,7 +220,8 @@ class Worker:
             problems.append("keys %r, words %r, service %r, script %r"
                             % (session.keys, session.words, session.service,
                                session.script.text()[:400]))
-        return session.name, comparison.entry_lines, problems, session.service
+        return (session.name, comparison.entry_lines, problems, session.service,
+                places_of(console, platform))
 
     @classmethod
     def find_leftovers(cls, _):
@@ -258,6 +277,7 @@ def parse():
     parser.add_argument("--keys", choices=MENUS, nargs="*", default=[])
     parser.add_argument("--second-keys", choices=MENUS, nargs="*", default=[])
     parser.add_argument("--replay", metavar="FOLDER", nargs="*", default=[])
+    parser.add_argument("--everywhere", action="store_true", help="fail unless PLACES are reached")
     parser.add_argument("--workers", type=int, default=4)
     options = parser.parse_args(words)
     if options.seed is None:
@@ -272,14 +292,15 @@ def main():
     if options.count:
         print("seeds %d to %d" % (options.seed, options.seed + options.count - 1), flush=True)
     begin = time.monotonic()
-    lines, failed, total, with_service = set(), 0, 0, 0
+    lines, failed, total, with_service, missed = set(), 0, 0, 0, set(PLACES)
     with multiprocessing.Pool(options.workers, Worker.start,
                               (options.programs, emulator)) as pool:
-        for name, found, problems, service in pool.imap_unordered(
+        for name, found, problems, service, reached in pool.imap_unordered(
                 Worker.run, wanted_sessions(options), chunksize=8):
             total += 1
             with_service += service is not None
             lines |= found
+            missed -= reached
             if total % 10000 == 0:
                 print("%d sessions after %.0f s: %d differ"
                       % (total, time.monotonic() - begin, failed), flush=True)
@@ -292,6 +313,9 @@ def main():
         pool.join()
     if lines_disagree(lines):
         print("log entries have wrong lines: %r" % sorted(lines))
+        failed += 1
+    if options.everywhere and missed:
+        print("no session reached %r" % sorted(missed))
         failed += 1
     if leftovers:
         print("a session saved a file that it should not")
