@@ -7,7 +7,7 @@ from dataclasses import dataclass, field
 from byte_words import byte_words
 
 TEXTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "texts")
-FOR_FILES = ("text", "bytes")
+FOR_FILES = ("text", "bytes", "file")
 FOR_SESSIONS = ("service", "scenario", "through", "on", "file", "folder", "link", "fifo", "socket",
                 "mode", "console", "event", "exits", "requests", "log")
 PLACEHOLDER = re.compile(r"\{([^{}]+)\}")
@@ -138,6 +138,7 @@ def read_sessions(path, shown_path):
         if text.startswith("=== "):
             current = Session("%s.%s" % (suite, text[4:]), shown_path, number, shared.texts,
                               shared.byte_names)
+            current.sections += shared.of("file")
             sessions.append(current)
             section = None
         elif text.startswith("--- "):
@@ -160,6 +161,6 @@ def read_sessions(path, shown_path):
         name, _, words = section.words.partition(":")
         if section.kind == "bytes":
             shared.byte_names[name] = shared.bytes_of(section, words)
-        else:
+        elif section.kind == "text":
             shared.texts[name] = "\n".join(text for _, text in section.lines)
     return sessions[1:]
