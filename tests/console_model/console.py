@@ -1,9 +1,9 @@
-"""An independent model of the client: what it prints, sends, logs and saves for what is typed.
+"""An independent model of the client: what it prints, sends, logs and saves for what is typed."""
 
-Written from the published texts of the console by somebody who did not know the program's sources.
-"""
+import re
 
 from console_input import ConsoleInput
+from published_texts import published
 from traffic import Traffic
 
 SERVICE_PROCESS_PING = 15105
@@ -13,64 +13,10 @@ REGION_DATA_ITEM = 15129
 VISIBILITY_ITEM = 15132
 PALETTE_ITEM = 15133
 
-USAGE = b"""Usage: SubtitleMgrCli
-       [-h] or [--help] or [--usage] Shows help
-       [-p] or [--ping] Pings the SubtitleMgr process
-       [-q] or [--quit] Tells the SubtitleMgr to exit
-       [-l] or [--loglevel] Changes the log level through a menu
-       [-s] or [--setloglevel] Changes the log level
-       [-c] or [--config] Create tsApp config file
-       [-i] or [--interactive] Interactively control subtitle regions
-
-"""
-
-MAIN_MENU = b"""
-Choose an option:
-1) Subscribe for subtitles                 (currently %s)
-2) Unsubscribe for subtitles
-3) Modify Region Data
-4) Modify Region Visibility
-5) Modify Palette Data
-6) Invert Region Data
-7) Run dynamic test
-8) Send sensor changes
-r) Refresh all subtitles
-s) View statistics
-x) Exit
-
-"""
-
-DYNAMIC_MENU = b"""
-Choose an option:
-1) Set pixel start value (currently %d)
-2) Set pixel incr value  (currently %d)
-3) Set segment width     (currently %d)
-4) Set segment height    (currently %d)
-5) Add/remove shapes     (currently %s)
-s) step up initial color value
-x) Exit
-
-"""
-
-SENSOR_MENU = b"""
-Choose an sensor option:
-1) Brakes ON
-2) Brakes OFF
-3) Mics ON
-4) Mics OFF
-5) Lights ON
-6) Lights OFF
-7) Siren ON
-8) Siren OFF
-9) Aux ON
-0) Aux OFF
-n) Crash ON
-m) Crash OFF
-c) Clear statistics
-s) View statistics
-x) Exit
-
-"""
+USAGE = published("usage")
+MAIN_MENU = published("menu").replace(b"{1}", b"%s")
+DYNAMIC_MENU = re.sub(rb"\{[1-4]\}", b"%d", published("dynamic-menu")).replace(b"{5}", b"%s")
+SENSOR_MENU = published("sensor-menu")
 
 SENSORS = {
     b"1": (0, True),

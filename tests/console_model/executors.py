@@ -1,14 +1,18 @@
 """Runs sessions of the real client, and the services that some of them talk to."""
 
-import json
 import os
 import shutil
 import struct
 import subprocess
+import sys
 import tempfile
 from dataclasses import dataclass
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python"))
+
+# pylint: disable=wrong-import-position
 import session_files
+from pytest_subtitle import Service, Workspace
 
 FAULTS = ("refuse-subscribe", "refuse-refresh", "refuse-sensor", "hang-up")
 
@@ -68,48 +72,6 @@ class SessionServer:
         self.process.wait()
 
 
-class Service:
-    """A simulated service and the messaging directory that it is reached in."""
-
-    def __init__(self, program, kind, folder):
-        self.directory = os.path.join(folder, "linx-" + kind)
-        self.journal = os.path.join(folder, "journal-" + kind)
-        self.seen = 0
-        self.process = None
-        os.mkdir(self.directory, 0o700)
-        if kind == "missing":
-            return
-        command = [*program, "--quiet", "--journal", self.journal]
-        if kind in FAULTS:
-            command += ["--fault", kind]
-        self.process = subprocess.Popen(
-            command,
-            env={**os.environ, "LINX_DIR": self.directory},
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
-        )
-        if self.process.stdout.readline() != b"ready\n":
-            raise RuntimeError("the service does not start")
-
-    def requests(self):
-        """The requests since the last time."""
-        if not self.process:
-            return []
-        with open(self.journal, "rb") as file:
-            file.seek(self.seen)
-            text = file.read()
-        self.seen += len(text)
-        return [json.loads(line) for line in text.splitlines()]
-
-    def close(self):
-        """Ends the service."""
-        if self.process:
-            self.process.terminate()
-            self.process.wait()
-            self.process.stdout.close()
-
-
 class Executor:
     """Runs any session, in a folder of its own with the files that sessions find."""
 
@@ -122,7 +84,10 @@ class Executor:
         self.log = os.path.join(self.root, "log")
         self.prepare_folder()
         self.lockstep = self.runner = None
-        self.services = {}
+        self.launchers = self.programs
+        if emulator:
+            self.launchers = os.path.join(os.path.dirname(self.programs), "launchers")
+        self.services = {}  # kind: (service, how many requests were told)
 
     def program(self, name):
         """The command that starts a program of the build."""
@@ -160,15 +125,22 @@ class Executor:
         if not self.runner:
             runner = os.path.join(self.programs, "session_runner")
             self.runner = SessionServer([*self.emulator, runner, *self.program("SubtitleMgrCli")])
-        service = self._service(session.service)
-        environment = "LINX_DIR=%s\0SUBTITLE_LOG=%s" % (service.directory, self.log)
+        service, told = self._service(session.service)
+        environment = "LINX_DIR=%s\0SUBTITLE_LOG=%s" % (service.workspace.messaging, self.log)
         parts = self.runner.run(self._order(session, limit, b"", environment.encode()))
-        return Result(self._status(parts), parts[1], parts[2], service.requests(), self._take_log())
+        requests = service.requests()
+        self.services[session.service] = service, len(requests)
+        return Result(self._status(parts), parts[1], parts[2], requests[told:], self._take_log())
 
     def _service(self, kind):
+        """A service of a kind in a workspace of its own, and how many of its requests were told."""
         if kind not in self.services:
-            program = self.program("SubtitleMgrSim")
-            self.services[kind] = Service(program, kind, self.root)
+            service = Service(
+                Workspace(self.launchers), ["--fault", kind] if kind in FAULTS else []
+            )
+            if kind != "missing":
+                service.start()
+            self.services[kind] = service, 0
         return self.services[kind]
 
     def _take_log(self):
@@ -185,7 +157,10 @@ class Executor:
 
     def close(self):
         """Ends all processes and removes all files."""
-        for server in (self.lockstep, self.runner, *self.services.values()):
+        for server in (self.lockstep, self.runner):
             if server:
                 server.close()
+        for service, _ in self.services.values():
+            with service.workspace:
+                service.stop()
         shutil.rmtree(self.root, ignore_errors=True)

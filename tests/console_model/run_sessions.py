@@ -2,12 +2,13 @@
 """Runs sessions of the real client beside those of the model and tells every difference.
 
 run_sessions.py PROGRAMS [--count N] [--seed N] [--keys MENU...] [--second-keys MENU...]
-                [--workers N] [-- EMULATOR...]
+                [--replay FOLDER...] [--workers N] [-- EMULATOR...]
 """
 
 import argparse
 import mmap
 import multiprocessing
+import os
 import re
 import signal
 import sys
@@ -19,12 +20,52 @@ import session_files
 from console import Console
 from executors import Executor
 from platforms import ScriptedPlatform, ServicePlatform
-from session_maker import MENUS, SessionMaker, first_keys, second_keys
+from session_maker import MENUS, Session, SessionMaker, first_keys, second_keys
 
 # Of a session that repeats itself so much is compared, and a few buffers more are thought ahead.
 REPEATED = 4096
 AHEAD = 24576
 SECONDS = 60
+
+# What the sessions of one run must reach, so that their maker loses no place unnoticed.
+PLACES = {
+    place.encode()
+    for place in (
+        "(currently subscribed)",
+        "  ERROR",
+        "Unsubscribing",
+        "pixel value out of range",
+        "rows by 0 columns",
+        "(currently on)",
+        "Sent sensor =5  ON",
+        "Error Sending sensor",
+        "Quit issued",
+        "Error running quit",
+        "Error opening file",
+        "Error reading file",
+        "Error opening output file",
+        "Error writing output file ( 0",
+        "RefreshRegions",
+        "InvertRegionData",
+        "SetRegionVisibility",
+        "SetPaletteData",
+        "the console was left",
+        "the input ended",
+    )
+}
+
+
+def places_of(console, platform):
+    """The places that the model of a session reached."""
+    told = [
+        *console.output,
+        *(text for text, _ in console.errors),
+        *(text for _, _, text, _ in console.log),
+        *(str(event.what).encode() for event in platform.events),
+        b"the console was left" if console.ended else b"the input ended",
+    ]
+    told = b"\n".join(told)
+    return {place for place in PLACES if place in told}
 
 
 def has_huge_buffers(emulator):
@@ -190,13 +231,13 @@ class Worker:
 
     @classmethod
     def run(cls, session):
-        """Returns the session's name, lines of log entries, differences and where it ran."""
+        """Returns the session's name, lines of log entries, differences, where it ran and what it reached."""
         if isinstance(session, int):
             session = SessionMaker(session).make()
         try:
             return cls.run_beside_model(session)
         except session_files.TooLong:
-            return session.name, set(), [], session.service
+            return session.name, set(), [], session.service, set()
 
     @classmethod
     def run_beside_model(cls, session):
@@ -221,7 +262,13 @@ class Worker:
                 "keys %r, words %r, service %r, script %r"
                 % (session.keys, session.words, session.service, session.script.text()[:400])
             )
-        return session.name, comparison.entry_lines, problems, session.service
+        return (
+            session.name,
+            comparison.entry_lines,
+            problems,
+            session.service,
+            places_of(console, platform),
+        )
 
     @classmethod
     def find_leftovers(cls, _):
@@ -230,8 +277,19 @@ class Worker:
         return session_files.look_at_folder(cls.executor.folder) != session_files.CONTENTS
 
 
+def replayed(folder):
+    """The keys of each file of a folder, on the scripted platform and without a service."""
+    for name in sorted(os.listdir(folder)):
+        with open(os.path.join(folder, name), "rb") as file:
+            keys = file.read()
+        yield Session(name, keys)
+        yield Session(name, keys, service="missing")
+
+
 def wanted_sessions(options):
     """All sessions that were asked for."""
+    for folder in options.replay:
+        yield from replayed(folder)
     for menu in options.keys:
         yield from first_keys(menu)
     for menu in options.second_keys:
@@ -265,6 +323,8 @@ def parse():
     parser.add_argument("--seed", type=int, default=None)
     parser.add_argument("--keys", choices=MENUS, nargs="*", default=[])
     parser.add_argument("--second-keys", choices=MENUS, nargs="*", default=[])
+    parser.add_argument("--replay", metavar="FOLDER", nargs="*", default=[])
+    parser.add_argument("--everywhere", action="store_true", help="fail unless PLACES are reached")
     parser.add_argument("--workers", type=int, default=4)
     options = parser.parse_args(words)
     if options.seed is None:
@@ -279,14 +339,15 @@ def main():
     if options.count:
         print("seeds %d to %d" % (options.seed, options.seed + options.count - 1), flush=True)
     begin = time.monotonic()
-    lines, failed, total, with_service = set(), 0, 0, 0
+    lines, failed, total, with_service, missed = set(), 0, 0, 0, set(PLACES)
     with multiprocessing.Pool(options.workers, Worker.start, (options.programs, emulator)) as pool:
-        for name, found, problems, service in pool.imap_unordered(
+        for name, found, problems, service, reached in pool.imap_unordered(
             Worker.run, wanted_sessions(options), chunksize=8
         ):
             total += 1
             with_service += service is not None
             lines |= found
+            missed -= reached
             if total % 10000 == 0:
                 print(
                     "%d sessions after %.0f s: %d differ"
@@ -302,6 +363,9 @@ def main():
         pool.join()
     if lines_disagree(lines):
         print("log entries have wrong lines: %r" % sorted(lines))
+        failed += 1
+    if options.everywhere and missed:
+        print("no session reached %r" % sorted(missed))
         failed += 1
     if leftovers:
         print("a session saved a file that it should not")

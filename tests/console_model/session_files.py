@@ -22,6 +22,10 @@ CONTENTS = {
     b"full": _noise(5, 1024),
     b"barred": _noise(6, 1024),
     b"grey": bytes(value for level in range(256) for value in (level, level, level, 255 - level)),
+    # Those of the fuzz target, whose corpus is replayed.
+    b"pal": 1024 * b"\x40",
+    b"bits": 1500 * b"\x03",
+    b"short": 100 * b"\x7f",
     b"blue\xe9\x1b[1m": _noise(7, 1024),
 }
 DIRECTORIES = {b"folder", b"barred.out"}

@@ -1,22 +1,12 @@
 """The traffic statistics: counters per region and format, and the report of them."""
 
+from published_texts import published
+
 REGIONS = 14
 FORMATS = 4
 MASK = 0xFFFFFFFF
 
-HEADER = (
-    b"\n\n"
-    + b" " * 25
-    + b"Msgs"
-    + b" " * 37
-    + b"Bytes    \n"
-    + b" " * 11
-    + b"-" * 35
-    + b"   "
-    + b"-" * 39
-    + b"\n"
-    + b"  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = \n\n"
-)
+HEADER = published("report-head")
 
 
 def share(part, whole):

@@ -53,6 +53,13 @@ def tests_of(build, ctest):
     return lists
 
 
+def sessions(root):
+    """The names of the console sessions; CTest knows their files alone."""
+    for path in (root / "tests/sessions").glob("*.session"):
+        for name in re.findall(r"^=== (.+)$", path.read_text("latin-1"), re.MULTILINE):
+            yield f"sessions.{path.stem}.{name}"
+
+
 def tests_of_devices(root):
     """Tests that only a build for another machine has, as their sources name them."""
     for path in (root / "tests/device").glob("*.cpp"):
@@ -99,6 +106,7 @@ def main():
         print("this preset runs a choice of tests; the names are checked in the others")
     else:
         build_tests, devices = tests_of(build, ctest), list(tests_of_devices(root))
+        build_tests[0].extend(sessions(root))
         for name, row in rows.items():
             wrong = (missing(test, build_tests, left_out, devices) for test in row["tests"])
             found += [f"{name}: {text}" for text in wrong if text]

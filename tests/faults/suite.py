@@ -36,11 +36,7 @@ IN_ONE_PROCESS = {
 }
 # Here the client and the service are cut, not the test.
 WITH_PROGRAMS = {
-    "system_options": [],
     "system_requests": [],
-    "system_console": [],
-    "system_notifications": [],
-    "system_editing": [],
     # Programs of others, which do not bear interruptions.
     "system_directory": ["TheMessagingDirectory.HoldsServicesOfTheSameUserOrOfRootAlone"],
     # Megabytes, which take too long in pieces.
@@ -54,16 +50,43 @@ WITH_PROGRAMS = {
         "*AServiceThatIsSentNonsense.*",
     ],
 }
-# Left out as a whole: unit tests of the rooms that neither read nor write (cli, console,
-# generators, handlers, records, stats); those of the helpers (support, editing_support); what
-# fails calls itself (unit_memory, unit_calls); numbers, floods and times that pieces would stretch
-# beyond their limits (system_exit, system_faults, system_idle, system_random, system_threads).
+# Left out as a whole: unit tests of the rooms that neither read nor write (cli, console, generators,
+# handlers, records, stats); those of the helpers (support); what fails calls itself (unit_memory,
+# unit_calls); numbers, floods and times that pieces would stretch beyond their limits (system_exit,
+# system_faults, system_idle, system_threads); sessions on a terminal.
+SESSIONS = "sessions"
 SHORT = ("unit_simulator", "system_requests")
 LIMIT_S = 600
 
 
+def run_sessions(arguments):
+    """Plays the console sessions on pipes. Returns their name, how many passed and what failed."""
+    player = pathlib.Path(__file__).parent.parent / "sessions" / "play.py"
+    environment = {
+        **os.environ,
+        "PARTIAL_SEED": str(arguments.seed),
+        "WHOLE_FILES": "yes",
+        "PROGRAMS_PRELOAD": str(arguments.library),
+    }
+    result = subprocess.run(
+        [sys.executable, player, "--programs", arguments.bin, "--on", "pipe"],
+        env=environment,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        timeout=LIMIT_S,
+        check=False,
+        text=True,
+        errors="replace",
+    )
+    failed = re.findall(r"^(\S+) fails on a pipe:$", result.stdout, re.MULTILINE)
+    count = re.search(r"^\d+ of (\d+) sessions failed", result.stdout, re.MULTILINE)
+    return SESSIONS, int(count[1]) - len(failed) if count else 0, failed
+
+
 def run(name, arguments):
     """Runs a program of tests. Returns its name, how many passed and what failed."""
+    if name == SESSIONS:
+        return run_sessions(arguments)
     alone = name in IN_ONE_PROCESS
     programs = pathlib.Path(arguments.bin).resolve()
     variable = "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD"
@@ -100,7 +123,7 @@ def main():
     parser.add_argument("--short", action="store_true", help="two programs only")
     parser.add_argument("--seed", type=int, default=1)
     arguments = parser.parse_args()
-    names = SHORT if arguments.short else [*IN_ONE_PROCESS, *WITH_PROGRAMS]
+    names = SHORT if arguments.short else [*IN_ONE_PROCESS, *WITH_PROGRAMS, SESSIONS]
     with tempfile.TemporaryDirectory(prefix="suite.") as folder:
         # Some programs run as another user, who need not be able to read the build.
         os.chmod(folder, 0o755)

@@ -41,16 +41,17 @@ FIRST_TESTS = {
 }
 # Takes longer than all others of its folder together.
 WAITING_TESTS = r"^unit\.platform\.TheMessagingDirectory\.GivesUpOnAServiceThatTakesNobody$"
-# What runs then. Sessions of editing reach nothing of the stand-in that the others do not.
+# What runs then. Sessions that edit regions reach nothing of the stand-in that the others do not.
 THEN_TESTS = {
     "platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|memory)"
-    r"|system\.(options|requests|directory|console|notifications"
-    r"|resilience|threads|simulator|faults)"
+    r"|sessions\.(options|log_level|ping_and_quit|main_menu|subscriptions"
+    r"|input_errors|notifications|statistics)"
+    r"|system\.(requests|directory|resilience|threads|simulator|faults)"
     r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS
 }
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
-# Tests of the build itself, which has other compiler options here, of texts, and long ones whose
-# place others reach as well.
+# Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
+# others reach as well.
 LEFT_OUT = "|".join(
     [
         r"^system\.(build|exit|idle|soak)",
@@ -58,12 +59,10 @@ LEFT_OUT = "|".join(
         r"^tooling",
         r"^fuzz",
         r"^faults\.(page|sources)",
-        "ManyMegabytes",
-        "ReachEveryPlace",
         r"^unit\.simulator\.Backlog",
     ]
 )
-ENVIRONMENT = {**os.environ, "RANDOM_SESSION_COUNT": "100"}
+ENVIRONMENT = {**os.environ, "SUBTITLE_TEST_SECONDS": "5"}
 
 BUILD_LIMIT_S = 900
 TESTS_LIMIT_S = 600

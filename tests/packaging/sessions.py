@@ -21,9 +21,14 @@ import shlex
 import shutil
 import subprocess
 import sys
-import tempfile
 import termios
 import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python"))
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+
+# pylint: disable=wrong-import-position
+from pytest_subtitle import Service, Workspace
 
 DEADLINE = 10
 END_OF_COMMAND = "\x1e"
@@ -150,8 +155,10 @@ class Terminal:
     """A shell on a pseudo-terminal, in a folder of its own."""
 
     def __init__(self, bin_dir, emulator):
-        self.folder = tempfile.mkdtemp(prefix="sessions.")
-        programs = os.path.join(self.folder, "programs")
+        self.workspace = Workspace(
+            os.path.join(bin_dir, "..", "launchers") if emulator else bin_dir
+        )
+        programs = os.path.join(self.workspace.root, "programs")
         os.mkdir(programs)
         for name in PROGRAMS:
             path = os.path.join(programs, name)
@@ -164,20 +171,13 @@ class Terminal:
                     '#!/bin/sh\nexec %s "$@"\n' % shlex.join(emulator + ["-0", name, target])
                 )
             os.chmod(path, 0o755)
-        self.work = os.path.join(self.folder, "work")
-        os.mkdir(self.work)
+        self.work = self.workspace.files
         self.environment = {
+            **self.workspace.environment(),
+            "LC_ALL": "C.UTF-8",
             "PATH": programs + ":" + os.environ["PATH"],
             "HOME": self.work,
-            "LC_ALL": "C.UTF-8",
-            "LINX_DIR": os.path.join(self.folder, "linx"),
-            "SUBTITLE_LOG": os.path.join(self.folder, "log"),
         }
-        self.environment.update(
-            (name, value)
-            for name, value in os.environ.items()
-            if name.startswith(("ASAN_", "QEMU_", "TSAN_", "UBSAN_"))
-        )
         self.services = []
         self.master, slave = pty.openpty()
         attributes = termios.tcgetattr(slave)
@@ -208,26 +208,15 @@ class Terminal:
             pass
         self.shell.wait(DEADLINE)
         os.close(self.master)
-        shutil.rmtree(self.folder)
+        shutil.rmtree(self.workspace.root)
 
     def start_service(self, options):
-        service = subprocess.Popen(
-            ["SubtitleMgrSim", "--quiet"] + shlex.split(options),
-            cwd=self.work,
-            env=self.environment,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
-        )
-        self.services.append(service)
-        if service.stdout.readline() != b"ready\n":
-            raise Mismatch("the service did not start: " + options)
+        self.services.append(Service(self.workspace, shlex.split(options)))
+        self.services[-1].start()
 
     def stop_services(self):
-        for service in self.services:
-            service.terminate()
-            service.wait(DEADLINE)
-            service.stdout.close()
-        self.services = []
+        while self.services:
+            self.services.pop().stop()
 
     def run(self, command, shown):
         made = re.match(r"cat (\S+)$", command)

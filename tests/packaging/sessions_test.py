@@ -13,21 +13,11 @@ import unittest
 ARGUMENTS = []
 
 PING = "<!-- service: --quiet -->\n```console\n$ SubtitleMgrCli -p\nLet's Ping\n%s\n```\n"
-MENU = """
-Choose an option:
-1) Subscribe for subtitles                 (currently unsubscribed)
-2) Unsubscribe for subtitles
-3) Modify Region Data
-4) Modify Region Visibility
-5) Modify Palette Data
-6) Invert Region Data
-7) Run dynamic test
-8) Send sensor changes
-r) Refresh all subtitles
-s) View statistics
-x) Exit
-
-"""
+with open(
+    os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "sessions", "texts", "menu.txt"),
+    encoding="utf-8",
+) as menu_file:
+    MENU = menu_file.read().replace("{1}", "unsubscribed")
 
 
 class Sessions(unittest.TestCase):

@@ -39,15 +39,6 @@ void ConsoleSession::StartClient(const std::vector<std::string>& options)
     program = std::make_unique<ChildProcess>(arguments, ClientSettings());
 }
 
-void ConsoleSession::StartClientOnTerminal(const std::vector<std::string>& options)
-{
-    std::vector<std::string> arguments{ClientProgram()};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    ChildProcess::Options settings = ClientSettings();
-    settings.onTerminal = true;
-    program = std::make_unique<ChildProcess>(arguments, settings);
-}
-
 void ConsoleSession::RunClient(const std::vector<std::string>& options)
 {
     StartClient(options);

@@ -25,8 +25,6 @@ protected:
 
     /// Starts the client with these options; a client that still runs is ended first.
     void StartClient(const std::vector<std::string>& options);
-    /// The same with all three streams on a pseudo-terminal.
-    void StartClientOnTerminal(const std::vector<std::string>& options);
 
     /// Runs the client to its end without any input.
     void RunClient(const std::vector<std::string>& options);
@@ -35,7 +33,6 @@ protected:
 
     /// Waits until the console shows \p text, behind what was expected before.
     void ExpectConsole(const std::string& text) { Client().WaitForOutput(text); }
-    void ExpectErrors(const std::string& text) { Client().WaitForErrors(text); }
 
     /// Each waits for the client's end.
     std::string ConsoleText();

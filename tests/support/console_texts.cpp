@@ -1,71 +1,37 @@
 #include "tests/support/console_texts.h"
 
-std::string UsageText()
-{
-    return "Usage: SubtitleMgrCli\n"
-           "       [-h] or [--help] or [--usage] Shows help\n"
-           "       [-p] or [--ping] Pings the SubtitleMgr process\n"
-           "       [-q] or [--quit] Tells the SubtitleMgr to exit\n"
-           "       [-l] or [--loglevel] Changes the log level through a menu\n"
-           "       [-s] or [--setloglevel] Changes the log level\n"
-           "       [-c] or [--config] Create tsApp config file\n"
-           "       [-i] or [--interactive] Interactively control subtitle regions\n"
-           "\n";
-}
+#include "tests/support/TempDir.h"
 
 namespace {
 
-constexpr const char* menuBehindItsState = "2) Unsubscribe for subtitles\n"
-                                           "3) Modify Region Data\n"
-                                           "4) Modify Region Visibility\n"
-                                           "5) Modify Palette Data\n"
-                                           "6) Invert Region Data\n"
-                                           "7) Run dynamic test\n"
-                                           "8) Send sensor changes\n"
-                                           "r) Refresh all subtitles\n"
-                                           "s) View statistics\n"
-                                           "x) Exit\n"
-                                           "\n";
+/// A text of the console sessions, with \p words for {1}, {2} and so on.
+std::string PublishedText(const std::string& name, const std::vector<std::string>& words = {})
+{
+    std::string text = ReadWholeFile(CONSOLE_TEXTS "/" + name + ".txt");
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        text.replace(text.find("{" + std::to_string(i + 1) + "}"), 3, words[i]);
+    }
+    return text;
+}
 
 }  // namespace
 
-std::string SubscribedMenu()
-{
-    return std::string("\n"
-                       "Choose an option:\n"
-                       "1) Subscribe for subtitles                 (currently subscribed)\n") +
-           menuBehindItsState;
-}
+std::string UsageText() { return PublishedText("usage"); }
+std::string SubscribedMenu() { return PublishedText("menu", {"subscribed"}); }
+std::string UnsubscribedMenu() { return PublishedText("menu", {"unsubscribed"}); }
+std::string SensorTestMenu() { return PublishedText("sensor-menu"); }
+std::string AcceptedSubscriptions() { return PublishedText("subscribing"); }
 
-std::string UnsubscribedMenu()
+std::string DynamicTestMenu(const std::vector<std::string>& settings)
 {
-    return std::string("\n"
-                       "Choose an option:\n"
-                       "1) Subscribe for subtitles                 (currently unsubscribed)\n") +
-           menuBehindItsState;
-}
-
-std::string AcceptedSubscriptions()
-{
-    return "Subscribing...\n"
-           "Subscribing for RegionData\n"
-           "\n"
-           "\n"
-           "\n"
-           "Subscribing for RegionVisibility\n"
-           "Subscribing for PaletteUpdate\n";
+    return PublishedText("dynamic-menu", settings);
 }
 
 std::string RegionReport(const std::map<unsigned, std::string>& rows, const std::string& otherShare)
 {
     const std::string noTraffic =
         "   F        0 +      0 +      0 =      0          0 +        0 +        0 =        0    ";
-    std::string report =
-        "\n\n"
-        "                         Msgs                                     Bytes    \n"
-        "           -----------------------------------   ---------------------------------------\n"
-        "  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = \n"
-        "\n";
+    std::string report = PublishedText("report-head");
     for (unsigned region = 1; region <= 14; ++region) {
         const auto row = rows.find(region);
         if (row != rows.end()) {

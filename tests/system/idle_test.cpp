@@ -42,6 +42,19 @@ protected:
 
 }  // namespace
 
+TEST_F(AnIdleConsole, RunsInTwoThreads)
+{
+    StartService();
+    StartClient({"-i"});
+    ExpectConsole(UnsubscribedMenu());
+    EXPECT_EQ(Client().CountThreads(), 2);
+    Type("1\nr\n");
+    ExpectConsole("Sending RefreshRegions\n\n" + SubscribedMenu());
+    EXPECT_EQ(Client().CountThreads(), 2);
+    Type("x\n");
+    EXPECT_EQ(ExitStatus(), 0);
+}
+
 TEST_F(AnIdleConsole, TakesNextToNoProcessorTimeWhileSubscribed)
 {
     ExpectCheap("1\n", SubscribedMenu());

@@ -1,0 +1,187 @@
+"""The client with its streams in the test's hands, on pipes or on a pseudo-terminal."""
+
+import abc
+import os
+import selectors
+import signal
+import subprocess
+
+import pexpect
+
+from .limits import SECONDS, Deadline, TimeLimit, await_readable
+
+
+class Console(abc.ABC):
+    """One run of the client. A wait that takes too long is an error."""
+
+    def __init__(self):
+        self.output = b""
+        self.errors = b""  # on a terminal they are part of the output
+        self.ended = False  # all output has been read
+        self.expected = 0  # output up to here was waited for
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.kill()
+
+    def wait_for(self, is_complete, what):
+        """Reads until a condition holds. Returns False when the output ends before."""
+        deadline = Deadline()
+        while not is_complete():
+            if self.ended:
+                return False
+            self._exchange(deadline.left(what))
+        return True
+
+    def expect(self, text):
+        """Waits for a text after the one that was expected last."""
+        text = text.encode()
+        if not self.wait_for(lambda: text in self.output[self.expected :], repr(text)):
+            raise RuntimeError("the output ends without %r:\n%s" % (text, self.output.decode()))
+        self.expected = self.output.index(text, self.expected) + len(text)
+
+    def key(self, text):
+        """Types a line."""
+        self.type(text.encode() + b"\n")
+
+    def wait(self):
+        """Waits for the client's end. Returns its exit status, or minus its signal."""
+        self.wait_for(lambda: False, "the end of the client")
+        return self._status()
+
+    @abc.abstractmethod
+    def type(self, text):
+        """Types bytes; never waits for the client to read them."""
+
+    @abc.abstractmethod
+    def end_input(self):
+        """Ends the input after what was typed."""
+
+    @abc.abstractmethod
+    def kill(self):
+        """Kills the client when it still runs, and lets go of its streams."""
+
+    @abc.abstractmethod
+    def _exchange(self, seconds):
+        """Reads and writes what can be, and waits for that."""
+
+    @abc.abstractmethod
+    def _status(self):
+        """Waits for the exit status."""
+
+
+class PipedConsole(Console):
+    """A client on three pipes."""
+
+    def __init__(self, workspace, options, launcher=()):
+        super().__init__()
+        # pylint: disable=consider-using-with
+        self.process = subprocess.Popen(
+            [*launcher, workspace.client, *options],
+            env=workspace.environment(),
+            cwd=workspace.files,
+            bufsize=0,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+        self.untyped = bytearray()
+        self.ends = False
+        self.selector = selectors.DefaultSelector()
+        for stream, name in ((self.process.stdout, "output"), (self.process.stderr, "errors")):
+            self.selector.register(stream, selectors.EVENT_READ, name)
+        os.set_blocking(self.process.stdin.fileno(), False)
+
+    def type(self, text):
+        if text and not self.untyped:
+            self.selector.register(self.process.stdin, selectors.EVENT_WRITE)
+        self.untyped += text
+
+    def end_input(self):
+        self.ends = True
+        if not self.untyped:
+            self.process.stdin.close()
+
+    def _exchange(self, seconds):
+        for key, _ in self.selector.select(seconds):
+            if key.fileobj is self.process.stdin:
+                self._write()
+            else:
+                self._read(key)
+        self.ended = not any(key.data for key in self.selector.get_map().values())
+
+    def _read(self, key):
+        data = os.read(key.fd, 65536)
+        setattr(self, key.data, getattr(self, key.data) + data)
+        if not data:
+            self.selector.unregister(key.fileobj)
+
+    def _write(self):
+        try:
+            del self.untyped[: os.write(self.process.stdin.fileno(), self.untyped)]
+        except BrokenPipeError:
+            self.untyped.clear()
+        if not self.untyped:
+            self.selector.unregister(self.process.stdin)
+            if self.ends:
+                self.process.stdin.close()
+
+    def _status(self):
+        try:
+            return self.process.wait(SECONDS)
+        except subprocess.TimeoutExpired as late:
+            raise TimeLimit("waited in vain for the end of the client") from late
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+        self.selector.close()
+        for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
+            stream.close()
+
+
+class TerminalConsole(Console):
+    """A client on a pseudo-terminal, which echoes what is typed and ends lines with CR and LF."""
+
+    def __init__(self, workspace, options, launcher=()):
+        super().__init__()
+        command = [*launcher, workspace.client, *options]
+        self.child = pexpect.spawn(
+            command[0],
+            command[1:],
+            env=workspace.environment(),
+            cwd=workspace.files,
+            echo=True,
+            use_poll=True,
+        )
+        self.child.delaybeforesend = None
+        self.child.delayafterclose = self.child.ptyproc.delayafterclose = 0
+        self.process = os.pidfd_open(self.child.pid)
+
+    def type(self, text):
+        self.child.send(text)
+
+    def end_input(self):
+        self.child.sendeof()
+
+    def _exchange(self, seconds):
+        try:
+            self.output += self.child.read_nonblocking(65536, seconds)
+        except pexpect.TIMEOUT:
+            pass
+        except pexpect.EOF:
+            self.ended = True
+
+    def _status(self):
+        await_readable(self.process, Deadline(), "the end of the client")
+        self.child.wait()
+        return os.waitstatus_to_exitcode(self.child.status)
+
+    def kill(self):
+        if not self.child.terminated:
+            signal.pidfd_send_signal(self.process, signal.SIGKILL)
+            self.child.wait()
+        os.close(self.process)
+        self.child.close()

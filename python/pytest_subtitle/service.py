@@ -1,0 +1,122 @@
+"""The simulated service as a process of its own."""
+
+import json
+import os
+import socket
+import struct
+import subprocess
+import time
+
+from .limits import Deadline, TimeLimit, SECONDS, await_readable
+
+REGION_DATA_ITEM = 15129
+LOOK_AGAIN = 0.002
+
+
+class Service:
+    """One simulated service in a workspace's messaging directory, with a journal."""
+
+    def __init__(self, workspace, options=()):
+        options = list(options)
+        for option, value in (
+            ("--name", "SubtitleMgr"),
+            ("--journal", workspace.new_path("journal")),
+        ):
+            if option not in options:
+                options += [option, value]
+        self.name = options[options.index("--name") + 1]
+        self.journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
+        self.errors = workspace.new_path("errors")
+        # setpriv: the service ends with the test, also when the test is killed.
+        self.command = ["setpriv", "--pdeathsig=KILL", workspace.service, "--quiet", *options]
+        self.workspace = workspace
+        self.process = None
+        self.peers = []
+        self.received = []  # requests so far
+        self.journal_read = 0
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.kill()
+
+    def start(self):
+        """Starts the service and waits until it can be reached."""
+        with open(self.errors, "ab") as errors:
+            # pylint: disable=consider-using-with
+            self.process = subprocess.Popen(
+                self.command,
+                env=self.workspace.environment(),
+                cwd=self.workspace.files,
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=errors,
+            )
+        await_readable(self.process.stdout, Deadline(), "a service that is ready")
+        if self.process.stdout.readline() != b"ready\n":
+            raise RuntimeError("the service does not start: " + self.error_text())
+
+    def error_text(self):
+        """All that the service has printed on standard error."""
+        with open(self.errors, encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def wait(self):
+        """Waits for the end of the service, which must be a good one."""
+        status = self._wait()
+        if status != 0:
+            raise RuntimeError("the service ends with %d: %s" % (status, self.error_text()))
+
+    def _wait(self):
+        try:
+            status = self.process.wait(SECONDS)
+        except subprocess.TimeoutExpired as late:
+            raise TimeLimit("waited in vain for the end of the service") from late
+        self.process.stdout.close()
+        self.process = None
+        return status
+
+    def stop(self):
+        """Ends the service when it runs."""
+        if self.process:
+            self.process.terminate()
+            self.wait()
+
+    def kill(self):
+        """Kills the service when it runs, and lets its peers go."""
+        while self.peers:
+            self.peers.pop().close()
+        if self.process:
+            self.process.kill()
+            self._wait()
+
+    def subscribe(self, number, item=REGION_DATA_ITEM):
+        """Subscribes as a peer of its own, which stays until the service is killed."""
+        peer = socket.socket(socket.AF_UNIX)
+        self.peers.append(peer)
+        peer.settimeout(SECONDS)
+        peer.connect(os.path.join(self.workspace.messaging, self.name))
+        peer.sendall(b"ST\x01\x01" + struct.pack(">5I", 0x3C00, 1, 8, number, item))
+        if peer.recv(20, socket.MSG_WAITALL) != (
+            b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0)
+        ):
+            raise RuntimeError("the service does not accept subscription %d" % number)
+
+    def requests(self):
+        """The requests so far, each as the journal's object."""
+        if os.path.exists(self.journal):
+            with open(self.journal, "rb") as file:
+                file.seek(self.journal_read)
+                whole_lines = file.read().rpartition(b"\n")[0]
+            if whole_lines:
+                self.journal_read += len(whole_lines) + 1
+                self.received += map(json.loads, whole_lines.split(b"\n"))
+        return self.received
+
+    def await_request(self, name):
+        """Waits until a request of this name has arrived."""
+        deadline = Deadline()
+        while all(fields["request"] != name for fields in self.requests()):
+            # The journal is a file, and no event tells of its growth.
+            time.sleep(min(LOOK_AGAIN, deadline.left(name + " in the journal")))

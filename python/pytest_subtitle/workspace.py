@@ -1,0 +1,64 @@
+"""A private folder for the processes of one test."""
+
+import itertools
+import os
+import re
+import shutil
+import tempfile
+
+LOG_LINE = re.compile(
+    rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z SubtitleMgrCli\[\d+\] (level=\d+ )"
+    rb"(?:SubtitleMgrCli:\d+ )?(.*)"
+)
+
+
+class Workspace:
+    """The programs, a messaging directory, the client's log, and a folder that programs run in.
+
+    The folder of programs is a build's `bin` or, for a device, its `launchers`.
+    """
+
+    def __init__(self, programs):
+        self.client, self.service = (
+            os.path.join(os.path.abspath(programs), name)
+            for name in ("SubtitleMgrCli", "SubtitleMgrSim")
+        )
+        self.root = tempfile.mkdtemp(prefix="subtitle.")
+        self.messaging, self.files, self.log = (
+            os.path.join(self.root, name) for name in ("linx", "files", "log")
+        )
+        os.mkdir(self.messaging, 0o700)
+        os.mkdir(self.files)
+        self.numbers = itertools.count()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        shutil.rmtree(self.root, ignore_errors=True)
+
+    def environment(self):
+        """What a program gets; neither its words nor its order depend on who runs the test."""
+        environment = {
+            **os.environ,
+            "LC_ALL": "C",
+            "LINX_DIR": self.messaging,
+            "SUBTITLE_LOG": self.log,
+        }
+        environment.pop("POSIXLY_CORRECT", None)
+        preload = environment.pop("PROGRAMS_PRELOAD", None)
+        return {**environment, "LD_PRELOAD": preload} if preload else environment
+
+    def new_path(self, name):
+        """A path for a file of a process."""
+        return os.path.join(self.root, "%s.%d" % (name, next(self.numbers)))
+
+    def log_entries(self):
+        """The client's log entries without time, process and line number: b"level=8 text".
+
+        An entry of any other form is there as it is.
+        """
+        if not os.path.exists(self.log):
+            return []
+        with open(self.log, "rb") as file:
+            return [LOG_LINE.sub(rb"\1\2", line) for line in file.read().split(b"\n")[:-1]]
