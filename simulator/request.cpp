@@ -63,22 +63,11 @@ private:
 
 constexpr unsigned int noReply = ~0u;
 
-/// Decoding a record without memory for its bytes leaves an empty one.
-template <typename Record>
-void DecodeRecord(unsigned char* from, unsigned int countAt, std::vector<unsigned char>& bytes,
-                  Record& record)
-{
-    record.Decode(from);
-    if (bytes.size() != GetU32(from + countAt)) {
-        throw std::bad_alloc();
-    }
-}
-
 /// One message that clients may send. Its number and the check of its payload stand in
 /// platform/src/wire_format.h: clients need them too. What is null has nothing to do.
 struct Message {
-    unsigned int id;
     const char* name;
+    unsigned int id;
     unsigned int replySize;
     void (*decode)(unsigned char* from, Request& to) = nullptr;
     void (*tell)(const Request& request, Account& account) = nullptr;
@@ -90,9 +79,9 @@ using Service = SubtitleService;
 using Held = Subscriptions;
 
 const Message allMessages[] = {
-    {messages::quit, "Quit", noReply},
-    {messages::ping, "Ping", 0},
-    {messages::subscribe, "Subscribe", 4,
+    {"Quit", messages::quit, noReply},
+    {"Ping", messages::ping, 0},
+    {"Subscribe", messages::subscribe, 4,
      [](Bytes* from, Request& to) {
          to.subscription = GetU32(from);
          to.itemId = GetU32(from + 4);
@@ -103,27 +92,27 @@ const Message allMessages[] = {
      [](Request& r, Service& s, Held& held) {
          return s.Subscribe(r.subscription, r.itemId, held);
      }},
-    {messages::unsubscribe, "Unsubscribe", 4,
+    {"Unsubscribe", messages::unsubscribe, 4,
      [](Bytes* from, Request& to) { to.subscription = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("subscription", " ", r.subscription); },
      [](Request& r, Service& s, Held& held) { return s.Unsubscribe(r.subscription, held); }},
-    {messages::setRegionData, "SetRegionData", 4,
-     [](Bytes* from, Request& to) { DecodeRecord(from, 2, to.bitmap.data, to.bitmap); },
+    {"SetRegionData", messages::setRegionData, 4,
+     [](Bytes* from, Request& to) { to.bitmap.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.bitmap.regionId)
              .Add("subtitleFormat", ", format ", r.bitmap.subtitleFormat)
              .Add(r.bitmap.data);
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.bitmap); }},
-    {messages::setRegionVisibility, "SetRegionVisibility", 4,
+    {"SetRegionVisibility", messages::setRegionVisibility, 4,
      [](Bytes* from, Request& to) { to.visibility.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.visibility.regionId)
              .Add("visible", r.visibility.visible, ", visible", ", hidden");
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.visibility); }},
-    {messages::setPaletteData, "SetPaletteData", 4,
-     [](Bytes* from, Request& to) { DecodeRecord(from, 3, to.palette.paletteData, to.palette); },
+    {"SetPaletteData", messages::setPaletteData, 4,
+     [](Bytes* from, Request& to) { to.palette.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.palette.regionId)
              .Add(r.palette.paletteData)
@@ -131,13 +120,13 @@ const Message allMessages[] = {
              .Add("backgroundCode", ", background ", r.palette.backgroundCode);
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.palette); }},
-    {messages::invertRegionData, "InvertRegionData", 4,
+    {"InvertRegionData", messages::invertRegionData, 4,
      [](Bytes* from, Request& to) { to.regionId = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("regionId", " region ", r.regionId); },
      [](Request& r, Service& s, Held&) { return s.Invert(r.regionId); }},
-    {messages::refreshRegions, "RefreshRegions", 4, nullptr, nullptr,
+    {"RefreshRegions", messages::refreshRegions, 4, nullptr, nullptr,
      [](Request&, Service& s, Held&) { return s.Refresh(); }},
-    {messages::sendSensorUpdate, "SendSensorUpdate", 4,
+    {"SendSensorUpdate", messages::sendSensorUpdate, 4,
      [](Bytes* from, Request& to) {
          to.sensor = GetU32(from);
          to.on = from[4] != 0;
@@ -146,8 +135,8 @@ const Message allMessages[] = {
          account.Add("on", r.on, " on", " off").Add("sensor", ", sensor ", r.sensor);
      },
      [](Request& r, Service& s, Held&) { return s.UpdateSensor(r.sensor, r.on); }},
-    {messages::getLogLevel, "GetLogLevel", 8},
-    {messages::setLogLevel, "SetLogLevel", 4,
+    {"GetLogLevel", messages::getLogLevel, 8},
+    {"SetLogLevel", messages::setLogLevel, 4,
      [](Bytes* from, Request& to) { to.level = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("level", " ", r.level); },
      [](Request& r, Service& s, Held&) { return s.SetLogLevel(r.level); }},

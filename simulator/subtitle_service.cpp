@@ -82,9 +82,9 @@ Outcome SubtitleService::KeepAs(std::optional<Record> Region::*place, Record& re
     return Publishing(regionId, kind, count);
 }
 
-Outcome SubtitleService::Keep(RegionDataItem& bitmap)
+Outcome SubtitleService::Keep(RegionDataItem& record)
 {
-    return KeepAs(&Region::bitmap, bitmap, hd, visibility - hd);
+    return KeepAs(&Region::bitmap, record, hd, visibility - hd);
 }
 
 Outcome SubtitleService::Keep(RegionVisItem& record)

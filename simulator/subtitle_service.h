@@ -26,10 +26,10 @@ public:
     // Requests. They need no memory, and publish nothing yet: the reply is queued first.
     Outcome Subscribe(unsigned int number, unsigned int itemId, Subscriptions& held) const;
     static Outcome Unsubscribe(unsigned int number, Subscriptions& held);
-    Outcome Keep(
-        RegionDataItem& bitmap);  ///< takes the bytes of the record, as Keep() of a palette
-    Outcome Keep(RegionVisItem& visibility);
-    Outcome Keep(PaletteItem& palette);
+    // Keep() takes the bytes out of a record.
+    Outcome Keep(RegionDataItem& record);
+    Outcome Keep(RegionVisItem& record);
+    Outcome Keep(PaletteItem& record);
     Outcome Invert(unsigned int regionId);
     Outcome Refresh() const;
     Outcome UpdateSensor(unsigned int sensor, bool on);

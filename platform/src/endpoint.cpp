@@ -19,11 +19,15 @@ constexpr int roomLimitMs = 2000;
 constexpr int pauseWithoutMemoryMs = 10;
 
 /// Negative for ever.
+/// \param waitMs  negative for ever
 void Sleep(int waitMs)
 {
-    do {
+    while (true) {
         std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-    } while (waitMs < 0);
+        if (waitMs >= 0) {
+            return;
+        }
+    }
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ const std::string& ScenarioPath()
 {
     static const std::string path = [] {
         std::ofstream(ScratchFolder() + "/bitmap") << "\x01\x02\xff";
-        std::ofstream(ScratchFolder() + "/empty");
+        const std::ofstream empty(ScratchFolder() + "/empty");
         return ScratchFolder() + "/play";
     }();
     return path;
