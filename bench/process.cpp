@@ -18,6 +18,7 @@ namespace {
 std::vector<char*> Pointers(const std::vector<std::string>& arguments)
 {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
     }
@@ -115,7 +116,8 @@ bool IsInstalled(const std::string& program)
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path ? path : "");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (access((folder + "/" + program).c_str(), X_OK) == 0) {
+        folder.append("/").append(program);
+        if (access(folder.c_str(), X_OK) == 0) {
             return true;
         }
     }

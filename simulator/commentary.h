@@ -8,7 +8,7 @@ namespace sim {
 /// could not be written is counted, and the count is told later.
 ///
 /// Writes one line about the service itself.
-void Say(const char* text, const char* details = "", const char* program = "SubtitleMgrSim: ");
+void Say(const char* text, const char* details = "", const char* start = "SubtitleMgrSim: ");
 
 /// Says `ready` on standard output.
 void SayReady();

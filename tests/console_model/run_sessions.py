@@ -231,7 +231,7 @@ class Worker:
 
     @classmethod
     def run(cls, session):
-        """Returns the session's name, lines of log entries, differences, where it ran and what it reached."""
+        """Returns the name of the session, log entries, differences, place and what it reached."""
         if isinstance(session, int):
             session = SessionMaker(session).make()
         try:

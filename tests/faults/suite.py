@@ -50,10 +50,10 @@ WITH_PROGRAMS = {
         "*AServiceThatIsSentNonsense.*",
     ],
 }
-# Left out as a whole: unit tests of the rooms that neither read nor write (cli, console, generators,
-# handlers, records, stats); those of the helpers (support); what fails calls itself (unit_memory,
-# unit_calls); numbers, floods and times that pieces would stretch beyond their limits (system_exit,
-# system_faults, system_idle, system_threads); sessions on a terminal.
+# Left out as a whole: unit tests of the rooms that neither read nor write (cli, console,
+# generators, handlers, records, stats); those of the helpers (support); what fails calls itself
+# (unit_memory, unit_calls); numbers, floods and times that pieces would stretch beyond their limits
+# (system_exit, system_faults, system_idle, system_threads); sessions on a terminal.
 SESSIONS = "sessions"
 SHORT = ("unit_simulator", "system_requests")
 LIMIT_S = 600

@@ -50,8 +50,8 @@ THEN_TESTS = {
     r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS
 }
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
-# Tests of the build itself, which has other compiler options here, of texts, and long ones whose place
-# others reach as well.
+# Tests of the build itself, which has other compiler options here, of texts, and long ones whose
+# place others reach as well.
 LEFT_OUT = "|".join(
     [
         r"^system\.(build|exit|idle|soak)",

@@ -62,8 +62,8 @@ ENDLESS = """\
 {report}
 {menu unsubscribed}
 """
-# What is changed in a right session: the text before and after, the line that is told (of the session,
-# its head is 1) and what is said about it.
+# What is changed in a right session: the text before and after, the number of the reported line (of
+# the session, its head is 1) and the message about it.
 PLANTED = [
     ("Successful Ping", "Successful Pong", 6, "standard output differs"),
     ("Let's Ping\n", "", 5, "standard output differs"),

@@ -109,9 +109,9 @@ class Player:
         service = next(iter(self.services.values()), None)
         kind, _, rest = words.partition(": ")
         actions = {
-            "service starts": lambda: service.start(),
+            "service starts": service.start if service else None,
             "service dies": lambda: self.kill(service),
-            "service ends": lambda: service.wait(),
+            "service ends": service.wait if service else None,
             "service hears": lambda: service.await_request(rest),
             "scenario begins": lambda: service.subscribe(1),
             "elsewhere": lambda: self.type_elsewhere(rest, line),

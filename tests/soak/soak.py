@@ -10,7 +10,6 @@ behind.
 import contextlib
 import os
 import queue
-import random
 import resource
 import select
 import signal
