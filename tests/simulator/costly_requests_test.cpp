@@ -20,7 +20,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-const std::string largestBitmap(maxPayload - 6, 'x');
+/// The largest there is, or one that a slow program copies as quickly. Either costs more than a
+/// turn.
+const std::string largestBitmap(isSanitized || isEmulated ? maxPayload / 8 : maxPayload - 6, 'x');
 
 /// \p time, or more when the machine is slow or busy: as much more as a copy of a bitmap takes
 /// longer than ten milliseconds.
@@ -30,7 +32,8 @@ milliseconds Scaled(milliseconds time)
     const std::string copy = largestBitmap;
     EXPECT_EQ(copy.back(), 'x');
     const auto taken = std::chrono::ceil<milliseconds>(Clock::now() - start);
-    return time * std::max<long>(isSanitized || isEmulated ? 10 : 1, taken.count() / 10);
+    return time *
+           std::max<milliseconds::rep>(isSanitized || isEmulated ? 10 : 1, taken.count() / 10);
 }
 
 /// The longest wait of \p client for one of its pings within the given time.

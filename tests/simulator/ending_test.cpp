@@ -77,7 +77,7 @@ TEST_F(AnEndingService, WaitsForNobodyWhoDoesNotRead)
 }
 
 /// Processor time of all programs that this test has started and that have ended.
-long ProcessorMillisecondsOfTheEnded()
+long long ProcessorMillisecondsOfTheEnded()
 {
     rusage usage{};
     getrusage(RUSAGE_CHILDREN, &usage);
@@ -100,7 +100,7 @@ TEST_F(AnEndingService, SleepsWhileItFlushesAfterPeersHungUp)
                                 PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'))),
               accepted);
     const pid_t pid = service.Process().Pid();
-    const long before = ProcessorMilliseconds(pid) + ProcessorMillisecondsOfTheEnded();
+    const long long before = ProcessorMilliseconds(pid) + ProcessorMillisecondsOfTheEnded();
     // While it is stopped, so that it meets the signal before the lost connections.
     service.Process().Stop();
     service.Process().Signal(SIGTERM);
