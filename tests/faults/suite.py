@@ -17,7 +17,8 @@ import time
 
 # Both sides of the socket are in these programs, and all that they do is cut.
 IN_ONE_PROCESS = {
-    "unit_simulator": [],
+    # A frame and its age are what these tests count.
+    "unit_simulator": ["APeerTable.Drops*", "APeerTable.KeepsAPeerThatIsSilent*"],
     "unit_faults": [],
     "unit_platform": [
         # Pieces fill a socket long before what these tests send is in it.
@@ -32,6 +33,15 @@ IN_ONE_PROCESS = {
         "AnEndpoint.UnderstandsAFrameThatComesByteByByte",
         # The test's own reads are interrupted.
         "TheLogFile.MayBeAPipeThatNobodyReads",
+        # They fill sinks, make thousands of calls beside others or count on the whole of a write.
+        "*ASink*",
+        "TheLogFile*",
+        "TheSystemLog.*",
+        "EntriesAboutPeers.*",
+        "Concurrent*",
+        "Callback.*",
+        "ForkedChild.*",
+        "MadeDirectory.*",
     ],
 }
 # Here the client and the service are cut, not the test.
@@ -48,6 +58,21 @@ WITH_PROGRAMS = {
         "AStalledSubscriber.*",
         # A peer that is dropped loses what it has not taken yet.
         "*AServiceThatIsSentNonsense.*",
+        # Megabytes, limits of time, and sinks that are full at a certain byte.
+        "CostlyRefreshes.*",
+        "IncompleteFrames.*",
+        "AMemoryLimit.*",
+        "ATricklingSubscriber.*",
+        "AnEndlessScenario.*",
+        "SimulatorSession.PlaysGarbage*",
+        "SurplusClients.*",
+        "*Unread*",
+        "FullStandardOutput.*",
+        "HostileClient.*",
+        "LimitedFile.*",
+        "OutputsSession.*",
+        "ATerminalOfAService.*",
+        "AServiceName.HasThisMode*",
     ],
 }
 # Left out as a whole: unit tests of the rooms that neither read nor write (cli, console,
