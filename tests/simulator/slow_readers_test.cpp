@@ -187,9 +187,10 @@ TEST_F(ATricklingSubscriber, SlowsNoOtherOneAfterTwoSeconds)
     service.Play("region-data 1 0 @bitmap\n").Loop().Quiet().Start();
     WireClient reader = Connect();
     reader.Subscribe(2);
-    // The machine may be busy with something else meanwhile.
+    // 90 % on a quiet machine, and less than 1 % when every turn waits for the slow subscriber.
+    constexpr double wanted = 0.5;
     double best = 0;
-    for (int attempt = 0; attempt < 3 && best < 0.9; ++attempt) {
+    for (int attempt = 0; attempt < 3 && best < wanted; ++attempt) {
         const std::size_t alone = RateOf(reader);
         const TricklingReader trickling(service.SocketPath());
         for (const Deadline deadline(2500); !deadline.HasPassed();) {
@@ -199,7 +200,7 @@ TEST_F(ATricklingSubscriber, SlowsNoOtherOneAfterTwoSeconds)
         best = std::max(best, static_cast<double>(beside) / static_cast<double>(alone));
         EXPECT_EQ(CountOf(service.Process().Errors(), "has caught up"), 0u);
     }
-    EXPECT_GE(best, isSanitized || isEmulated ? 0.5 : 0.9);
+    EXPECT_GE(best, wanted);
 }
 
 }  // namespace
