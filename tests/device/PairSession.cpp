@@ -1,9 +1,9 @@
 #include "tests/device/PairSession.h"
 
-#include "tests/support/ChildProcess.h"
-#include "tests/support/SimulatedService.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/console_texts.h"
+#include "tests/harness/ChildProcess.h"
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/console_texts.h"
 
 #include <sstream>
 #include <vector>

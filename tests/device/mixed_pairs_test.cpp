@@ -2,9 +2,9 @@
 // print, log, write and journal is byte for byte what the desk's own pair leaves behind.
 
 #include "tests/device/PairSession.h"
-#include "tests/support/SimulatedService.h"
-#include "tests/support/console_texts.h"
-#include "tests/support/text_compare.h"
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/console_texts.h"
+#include "tests/harness/text_compare.h"
 
 #include <gtest/gtest.h>
 

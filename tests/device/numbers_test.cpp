@@ -1,6 +1,6 @@
 // Where the width of the machine shows: `long` and sizes of memory have 32 bits on the device.
 
-#include "tests/support/ConsoleSession.h"
+#include "tests/harness/ConsoleSession.h"
 
 #include <filesystem>
 

@@ -10,7 +10,7 @@
 #include "cli/SubtitleMgrCli.h"
 #include "cli/options.h"
 #include "cli/process_objects.h"
-#include "tests/support/console_texts.h"
+#include "tests/harness/console_texts.h"
 
 #include <algorithm>
 #include <array>

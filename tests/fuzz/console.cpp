@@ -9,8 +9,8 @@
 #include "tests/fuzz/capped_output.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/redirected_streams.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/console_texts.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/console_texts.h"
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"

@@ -5,7 +5,7 @@
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/sockets.h"
-#include "tests/support/utf8_reference.h"
+#include "tests/harness/utf8_reference.h"
 
 #include "platform/src/log_sink.h"
 #include "platform/src/messaging_directory.h"

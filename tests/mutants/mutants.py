@@ -43,22 +43,22 @@ FIRST_TESTS = {
 WAITING_TESTS = r"^unit\.platform\.TheMessagingDirectory\.GivesUpOnAServiceThatTakesNobody$"
 # What runs then. Sessions that edit regions reach nothing of the stand-in that the others do not.
 THEN_TESTS = {
-    "platform/src": r"^(unit\.(cli|records|handlers|simulator|faults|memory)"
+    "platform/src": r"^(unit\.(cli|records|handlers|simulator)|service"
     r"|sessions\.(options|log_level|ping_and_quit|main_menu|subscriptions"
     r"|input_errors|notifications|statistics)"
-    r"|system\.(requests|directory|resilience|threads|simulator|faults)"
-    r"|faults\.(calls|memory|partial))\.|" + WAITING_TESTS
+    r"|resilience\.(requests|directory|losses|threads|load|bytes|memory"
+    r"|call_sweep|memory_sweep|partial_sweep))\.|" + WAITING_TESTS
 }
-PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_system_threads"]
+PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_resilience_threads"]
 # Tests of the build itself, which has other compiler options here, of texts, and long ones whose
 # place others reach as well.
 LEFT_OUT = "|".join(
     [
-        r"^system\.(build|exit|idle|soak)",
+        r"^resilience\.(exit|idle|soak|page|sources)",
         r"^packaging",
+        r"^sdk",
         r"^tooling",
         r"^fuzz",
-        r"^faults\.(page|sources)",
         r"^unit\.simulator\.Backlog",
     ]
 )

@@ -17,7 +17,7 @@ SECONDS = 10
 # A script that starts anything else has started to work.
 COMMANDS = ("sh", "sed")
 # Their options are those of these programs.
-PROGRAMS = {"faults": "tests/faults/main.py", "mutants": "tests/mutants/mutants.py"}
+PROGRAMS = {"faults": "tests/resilience/faults/main.py", "mutants": "tests/mutants/mutants.py"}
 
 
 class Help(unittest.TestCase):

@@ -15,7 +15,7 @@ fresh_copy() {
     tar -c -C "$root" --exclude=./build --exclude=./.git --exclude=./tests/fuzz/corpus . |
         tar -x -C "$copy"
     # One is enough: pylint takes seconds for all.
-    find "$copy" -name '*.py' ! -path '*/tests/not_run.py' -delete
+    find "$copy" -name '*.py' ! -path '*/tests/harness/not_run.py' -delete
 }
 
 # expect_found CHECK FILE LINE: a file or line that CHECK must refuse.

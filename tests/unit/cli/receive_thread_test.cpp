@@ -1,8 +1,8 @@
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
-#include "tests/support/SimulatedService.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/wait_limits.h"
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/wait_limits.h"
 
 #include <RegionVisItem.h>
 #include <SubtitleClient.h>

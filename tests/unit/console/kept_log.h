@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/TempDir.h"
+#include "tests/harness/TempDir.h"
 
 #include <LogClient.h>
 

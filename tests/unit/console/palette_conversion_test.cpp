@@ -1,5 +1,5 @@
 #include "cli/SubtitleMgrCli.h"
-#include "tests/support/text_compare.h"
+#include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 
 #include <PaletteItem.h>

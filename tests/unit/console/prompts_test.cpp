@@ -1,6 +1,6 @@
 #include "console/prompts.h"
 
-#include "tests/support/text_compare.h"
+#include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 
 #include <gtest/gtest.h>

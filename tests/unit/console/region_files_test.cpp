@@ -1,7 +1,7 @@
 #include "cli/SubtitleMgrCli.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/build_kind.h"
-#include "tests/support/text_compare.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/build_kind.h"
+#include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 #include "tests/unit/console/kept_log.h"
 

@@ -2,8 +2,8 @@
 
 #include "handlers/notification_handlers.h"
 #include "stats/SubtitleStats.h"
-#include "tests/support/console_texts.h"
-#include "tests/support/text_compare.h"
+#include "tests/harness/console_texts.h"
+#include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 
 #include <LinxIpc.h>

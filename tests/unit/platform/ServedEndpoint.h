@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/src/wire_format.h"
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/wait_limits.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/wait_limits.h"
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>

@@ -1,8 +1,8 @@
 #include <CommonCli.h>
 #include <LinxIpc.h>
 
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
 #include "tests/unit/captured_console.h"
 
 #include <gtest/gtest.h>

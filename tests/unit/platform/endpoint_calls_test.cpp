@@ -8,9 +8,9 @@
 #include <SubtitleClient.h>
 
 #include "platform/src/endpoint.h"
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/wait_limits.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/wait_limits.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "platform/src/input_blocks.h"
 
-#include "tests/support/RawPeer.h"
+#include "tests/harness/RawPeer.h"
 
 #include <gtest/gtest.h>
 

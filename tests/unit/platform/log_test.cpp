@@ -2,9 +2,9 @@
 #include <SysLogMsg.h>
 
 #include "platform/src/log_sink.h"
-#include "tests/support/SmallDisk.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/utf8_reference.h"
+#include "tests/harness/SmallDisk.h"
+#include "tests/harness/TempDir.h"
+#include "tests/harness/utf8_reference.h"
 
 #include <gtest/gtest.h>
 

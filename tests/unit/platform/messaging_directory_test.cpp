@@ -1,7 +1,7 @@
 #include "platform/src/messaging_directory.h"
 
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

@@ -7,8 +7,8 @@
 
 #include "platform/src/deadline.h"
 #include "platform/src/log_sink.h"
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <RegionVisItem.h>
 
 #include "platform/src/wire_format.h"
-#include "tests/support/RawPeer.h"
+#include "tests/harness/RawPeer.h"
 
 #include <gtest/gtest.h>
 

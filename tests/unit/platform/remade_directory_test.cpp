@@ -2,8 +2,8 @@
 // mode that a new one gets.
 
 #include "platform/src/messaging_directory.h"
-#include "tests/support/RawPeer.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "platform/src/sink.h"
 
-#include "tests/support/SmallDisk.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/SmallDisk.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

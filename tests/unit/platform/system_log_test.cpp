@@ -2,8 +2,8 @@
 
 #include "platform/src/descriptor.h"
 #include "platform/src/log_sink.h"
-#include "tests/support/SmallDisk.h"
-#include "tests/support/TempDir.h"
+#include "tests/harness/SmallDisk.h"
+#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 

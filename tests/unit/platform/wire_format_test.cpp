@@ -1,6 +1,6 @@
 #include "platform/src/wire_format.h"
 
-#include "tests/support/RawPeer.h"
+#include "tests/harness/RawPeer.h"
 
 #include <gtest/gtest.h>
 

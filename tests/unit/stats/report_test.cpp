@@ -1,6 +1,6 @@
 #include "stats/SubtitleStats.h"
-#include "tests/support/console_texts.h"
-#include "tests/support/text_compare.h"
+#include "tests/harness/console_texts.h"
+#include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 #include "tests/unit/stats/sized_record.h"
 

@@ -1,0 +1,87 @@
+#include "tests/harness/ConsoleSession.h"
+
+#include "tests/harness/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
+#include <stdexcept>
+#include <thread>
+
+using namespace platform;
+
+ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
+
+ConsoleSession::~ConsoleSession()
+{
+    // A report of a sanitizer ends the client early, which a test that kills it would not notice.
+    if (program) {
+        EXPECT_EQ(program->Errors().find("Sanitizer"), std::string::npos) << program->Errors();
+    }
+}
+
+void ConsoleSession::StartService() { simulated.Start(); }
+
+ChildProcess::Options ConsoleSession::ClientSettings() const
+{
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = messaging.Path();
+    settings.environment["SUBTITLE_LOG"] = ownFiles / "log";
+    // Neither getopt_long()'s order nor its words may depend on who runs the tests.
+    settings.environment["POSIXLY_CORRECT"] = "";
+    settings.environment["LC_ALL"] = "C";
+    return settings;
+}
+
+void ConsoleSession::StartClient(const std::vector<std::string>& options)
+{
+    std::vector<std::string> arguments{ClientProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    program = std::make_unique<ChildProcess>(arguments, ClientSettings());
+}
+
+void ConsoleSession::RunClient(const std::vector<std::string>& options)
+{
+    StartClient(options);
+    Client().CloseInput();
+    Client().WaitForExit();
+}
+
+ChildProcess& ConsoleSession::Client()
+{
+    if (!program) {
+        throw std::logic_error("the client was not started");
+    }
+    return *program;
+}
+
+std::string ConsoleSession::ConsoleText()
+{
+    Client().WaitForExit();
+    return Client().Output();
+}
+
+std::string ConsoleSession::ErrorText()
+{
+    Client().WaitForExit();
+    return Client().Errors();
+}
+
+int ConsoleSession::ExitStatus() { return Client().WaitForExit(); }
+
+std::string ConsoleSession::LogText() const { return ReadWholeFile(ownFiles / "log"); }
+
+void ConsoleSession::ExpectLog(const std::string& text) const
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (;;) {
+        const bool last = deadline.HasPassed();
+        const std::string log = LogText();
+        if (log.find(text) != std::string::npos) {
+            return;
+        }
+        if (last) {
+            throw std::runtime_error("waited in vain for \"" + text + "\" in the log:\n" + log);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}

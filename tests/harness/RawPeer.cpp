@@ -1,0 +1,232 @@
+#include "tests/harness/RawPeer.h"
+
+#include "platform/src/big_endian.h"
+#include "platform/src/deadline.h"
+#include "tests/harness/wait_limits.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+using namespace platform;
+
+namespace {
+
+[[noreturn]] void ThrowErrno(const std::string& what)
+{
+    throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+void WaitReady(int fd, short events, const Deadline& deadline, const char* what)
+{
+    pollfd wait{fd, events, 0};
+    while (poll(&wait, 1, deadline.RemainingMs()) <= 0) {
+        if (deadline.HasPassed()) {
+            throw std::runtime_error(std::string("raw peer: waited in vain ") + what);
+        }
+    }
+}
+
+sockaddr_un AddressOf(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        throw std::runtime_error("too long for a socket address: " + path);
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+}
+
+Descriptor ConnectTo(const std::string& path)
+{
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = AddressOf(path);
+    if (connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ThrowErrno("connect to " + path);
+    }
+    return fd;
+}
+
+}  // namespace
+
+std::string U32(unsigned int value)
+{
+    unsigned char bytes[4];
+    PutU32(bytes, value);
+    return {bytes, bytes + 4};
+}
+
+std::string Bytes(std::initializer_list<unsigned int> bytes)
+{
+    std::string text;
+    for (const unsigned int byte : bytes) {
+        text += static_cast<char>(static_cast<unsigned char>(byte));
+    }
+    return text;
+}
+
+std::string FrameBytes(FrameKind kind, unsigned int messageId, unsigned int correlation,
+                       const std::string& payload)
+{
+    unsigned char header[frameHeaderSize];
+    EncodeFrameHeader({kind, messageId, correlation, static_cast<unsigned int>(payload.size())},
+                      header);
+    return std::string(header, header + frameHeaderSize) + payload;
+}
+
+RawConnection::RawConnection(Descriptor connected) : fd(std::move(connected)) {}
+
+void RawConnection::Send(const std::string& bytes)
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        WaitReady(fd.Get(), POLLOUT, deadline, "to send");
+        const ssize_t count =
+            send(fd.Get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count >= 0) {
+            sent += static_cast<std::size_t>(count);
+        } else if (errno != EAGAIN && errno != EINTR) {
+            ThrowErrno("raw peer: send");
+        }
+    }
+}
+
+void RawConnection::SendFrame(FrameKind kind, unsigned int messageId, unsigned int correlation,
+                              const std::string& payload)
+{
+    Send(FrameBytes(kind, messageId, correlation, payload));
+}
+
+bool RawConnection::ReceiveMore()
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (;;) {
+        WaitReady(fd.Get(), POLLIN, deadline, "for bytes");
+        char bytes[65536];
+        const ssize_t count = recv(fd.Get(), bytes, sizeof bytes, MSG_DONTWAIT);
+        if (count > 0) {
+            received.append(bytes, static_cast<std::size_t>(count));
+            return true;
+        }
+        if (count == 0 || errno == ECONNRESET) {
+            return false;
+        }
+        if (errno != EAGAIN && errno != EINTR) {
+            ThrowErrno("raw peer: recv");
+        }
+    }
+}
+
+FrameHeader RawConnection::ReceiveHeader()
+{
+    while (received.size() < frameHeaderSize) {
+        if (!ReceiveMore()) {
+            throw std::runtime_error("raw peer: closed where a frame was awaited");
+        }
+    }
+    FrameHeader header{};
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(received.data());
+    if (const char* problem = DecodeFrameHeader(bytes, header)) {
+        throw std::runtime_error(std::string("raw peer: received ") + problem);
+    }
+    return header;
+}
+
+RawFrame RawConnection::ReceiveFrame()
+{
+    const FrameHeader header = ReceiveHeader();
+    while (received.size() < frameHeaderSize + header.length) {
+        if (!ReceiveMore()) {
+            throw std::runtime_error("raw peer: closed inside a frame");
+        }
+    }
+    RawFrame frame{header, received.substr(frameHeaderSize, header.length)};
+    received.erase(0, frameHeaderSize + header.length);
+    return frame;
+}
+
+void RawConnection::TakeBytes(std::size_t count)
+{
+    const Deadline deadline(eventDeadlineMs);
+    std::vector<char> bytes(count);
+    for (std::size_t taken = 0; taken < count;) {
+        WaitReady(fd.Get(), POLLIN, deadline, "for bytes");
+        const ssize_t got = recv(fd.Get(), bytes.data(), count - taken, MSG_DONTWAIT);
+        if (got <= 0) {
+            ThrowErrno("raw peer: recv");
+        }
+        taken += static_cast<std::size_t>(got);
+    }
+}
+
+RawFrame RawConnection::ExpectRequest(unsigned int messageId)
+{
+    RawFrame frame = ReceiveFrame();
+    if (frame.header.kind != FrameKind::Request || frame.header.messageId != messageId) {
+        throw std::runtime_error("raw peer: awaited request " + std::to_string(messageId) +
+                                 ", received " + std::to_string(frame.header.messageId) +
+                                 " of kind " + std::to_string(static_cast<int>(frame.header.kind)));
+    }
+    return frame;
+}
+
+void RawConnection::Reply(const RawFrame& request, const std::string& payload)
+{
+    SendFrame(FrameKind::Reply, messages::ReplyTo(request.header.messageId),
+              request.header.correlation, payload);
+}
+
+unsigned int RawConnection::AcceptSubscription()
+{
+    const RawFrame request = ExpectRequest(messages::subscribe);
+    Reply(request, U32(static_cast<unsigned int>(Result::Accepted)));
+    return GetU32(reinterpret_cast<const unsigned char*>(request.payload.data()));
+}
+
+void RawConnection::ExpectClosed()
+{
+    while (ReceiveMore()) {
+        received.clear();
+    }
+}
+
+void RawConnection::Close() { fd = Descriptor(); }
+
+void RawConnection::EndSending() { shutdown(fd.Get(), SHUT_WR); }
+
+RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}
+
+RawService::RawService(const std::string& socketPath)
+    : path(socketPath), listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    const sockaddr_un address = AddressOf(path);
+    if (bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener.Get(), 8) != 0) {
+        ThrowErrno("listen at " + path);
+    }
+}
+
+RawService::~RawService() { unlink(path.c_str()); }
+
+bool RawService::HasClient() const
+{
+    pollfd wait{listener.Get(), POLLIN, 0};
+    return poll(&wait, 1, 0) > 0;
+}
+
+std::unique_ptr<RawConnection> RawService::Accept()
+{
+    WaitReady(listener.Get(), POLLIN, Deadline(eventDeadlineMs), "for a client");
+    Descriptor fd(accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!fd) {
+        ThrowErrno("accept at " + path);
+    }
+    return std::make_unique<RawConnection>(std::move(fd));
+}

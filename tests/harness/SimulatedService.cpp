@@ -1,0 +1,202 @@
+#include "tests/harness/SimulatedService.h"
+
+#include "tests/harness/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+using namespace platform;
+
+namespace {
+
+/// The journal is a file, and no event tells of its growth; what is awaited is still the line.
+constexpr auto lookAgainAfter = std::chrono::milliseconds(2);
+
+std::vector<std::string> WaitForLines(
+    const SimulatedService& service, const std::string& what,
+    const std::function<bool(const std::vector<std::string>&)>& complete)
+{
+    const Deadline deadline(eventDeadlineMs);
+    for (;;) {
+        const bool last = deadline.HasPassed();
+        std::vector<std::string> lines = service.JournalLines();
+        if (complete(lines)) {
+            return lines;
+        }
+        if (last) {
+            std::string found;
+            for (const std::string& line : lines) {
+                found += "\n" + line;
+            }
+            throw std::runtime_error("waited in vain for " + what + " in the journal:" + found);
+        }
+        std::this_thread::sleep_for(lookAgainAfter);
+    }
+}
+
+}  // namespace
+
+const char* ClientProgram() { return CLIENT_PROGRAM; }
+const char* ServiceProgram() { return SERVICE_PROGRAM; }
+
+void CopyProgram(const std::string& program, const std::string& path)
+{
+    std::filesystem::copy_file(program, path);
+    std::string launcher = ReadWholeFile(program);
+    if (launcher.compare(0, 2, "#!") != 0) {
+        return;
+    }
+    // The launcher of a program for another machine names that program between quotes.
+    const std::size_t begin = launcher.find('\'') + 1;
+    const std::size_t length = launcher.find('\'', begin) - begin;
+    std::filesystem::copy_file(launcher.substr(begin, length), path + ".program");
+    std::filesystem::permissions(path + ".program", std::filesystem::perms(0755));
+    WriteWholeFile(path, launcher.replace(begin, length, path + ".program"));
+}
+
+SimulatedService::SimulatedService(std::string messagingDirectory)
+    : directory(std::move(messagingDirectory)), program(ServiceProgram())
+{
+}
+
+SimulatedService::~SimulatedService()
+{
+    if (process && !killed) {
+        EndAndCheck();
+    }
+}
+
+SimulatedService& SimulatedService::Program(const std::string& path)
+{
+    program = path;
+    return *this;
+}
+
+SimulatedService& SimulatedService::Name(const std::string& newName)
+{
+    name = newName;
+    return Option("--name").Option(newName);
+}
+
+SimulatedService& SimulatedService::Fault(const std::string& kind)
+{
+    return Option("--fault").Option(kind);
+}
+
+SimulatedService& SimulatedService::Play(const std::string& scenario)
+{
+    WriteWholeFile(files / "scenario", scenario);
+    return PlayFile(files / "scenario");
+}
+
+SimulatedService& SimulatedService::PlayFile(const std::string& path)
+{
+    return Option("--play").Option(path);
+}
+
+SimulatedService& SimulatedService::Accompany(const std::string& fileName,
+                                              const std::string& content)
+{
+    WriteWholeFile(files / fileName, content);
+    return *this;
+}
+
+SimulatedService& SimulatedService::Loop() { return Option("--loop"); }
+SimulatedService& SimulatedService::Quiet() { return Option("--quiet"); }
+SimulatedService& SimulatedService::Journal()
+{
+    return Option("--journal").Option(files / "journal");
+}
+
+SimulatedService& SimulatedService::Option(const std::string& option)
+{
+    options.push_back(option);
+    return *this;
+}
+
+SimulatedService& SimulatedService::Start()
+{
+    StartUnawaited();
+    process->WaitForOutput("ready\n");
+    return *this;
+}
+
+SimulatedService& SimulatedService::StartUnawaited()
+{
+    std::vector<std::string> arguments{program};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = directory;
+    process = std::make_unique<ChildProcess>(arguments, settings);
+    killed = false;
+    return *this;
+}
+
+void SimulatedService::Stop()
+{
+    EndAndCheck();
+    process.reset();
+}
+
+void SimulatedService::EndAndCheck()
+{
+    try {
+        process->Signal(SIGTERM);
+        EXPECT_EQ(process->WaitForExit(), 0) << "the service's standard error:\n"
+                                             << process->Errors();
+    } catch (const std::exception& problem) {
+        ADD_FAILURE() << problem.what();
+    }
+}
+
+void SimulatedService::Kill()
+{
+    process->Signal(SIGKILL);
+    process->WaitForExit();
+    process.reset();
+    killed = true;
+}
+
+std::vector<std::string> SimulatedService::JournalLines() const
+{
+    std::vector<std::string> lines;
+    std::istringstream text(ReadWholeFile(files / "journal"));
+    for (std::string line; std::getline(text, line) && !text.eof();) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> SimulatedService::WaitForJournalLines(std::size_t count) const
+{
+    return WaitForLines(*this, std::to_string(count) + " lines",
+                        [=](const auto& lines) { return lines.size() >= count; });
+}
+
+void SimulatedService::WaitForJournalLine(const std::string& line) const
+{
+    WaitForLines(*this, line, [&](const auto& lines) {
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    });
+}
+
+std::string SimulatedService::SocketPath() const { return directory + "/" + name; }
+
+ChildProcess& SimulatedService::Process()
+{
+    if (!process) {
+        throw std::logic_error("the service was not started");
+    }
+    return *process;
+}

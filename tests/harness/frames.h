@@ -1,0 +1,40 @@
+#pragma once
+
+#include "simulator/notification.h"
+#include "tests/harness/RawPeer.h"
+
+#include "platform/src/wire_format.h"
+#include <RegionDataItem.h>
+
+#include <string>
+
+using namespace platform;
+using namespace sim;
+
+/// Records as they go over the wire, written out without the code under test.
+inline std::string RegionDataRecord(unsigned int region, unsigned int format,
+                                    const std::string& pixels)
+{
+    return Bytes({region, format}) + U32(static_cast<unsigned int>(pixels.size())) + pixels;
+}
+
+inline std::string VisibilityRecord(unsigned int region, bool visible)
+{
+    return Bytes({region, visible ? 1u : 0u});
+}
+
+inline std::string PaletteRecord(unsigned int region, unsigned int background, bool fill,
+                                 const std::string& entries)
+{
+    return Bytes({region, background, fill ? 1u : 0u}) +
+           U32(static_cast<unsigned int>(entries.size())) + entries;
+}
+
+/// The bytes of a frame that is to be published.
+inline std::string BytesOf(const SharedFrame& frame) { return {frame->begin(), frame->end()}; }
+
+inline std::string NotificationBytes(unsigned int subscription, unsigned int itemId,
+                                     const std::string& record)
+{
+    return FrameBytes(FrameKind::Notification, itemId, subscription, record);
+}

@@ -1,0 +1,117 @@
+// Every value that a byte or a number from outside can have, in the places that look at it first.
+
+#include "platform/src/input_blocks.h"
+#include "platform/src/wire_format.h"
+#include "records/subtitle_formats.h"
+#include "stats/SubtitleStats.h"
+#include "tests/harness/RawPeer.h"
+
+#include <PaletteItem.h>
+#include <RegionDataItem.h>
+#include <RegionVisItem.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+using namespace platform;
+
+namespace {
+
+/// The verdict on a header, told from the published layout alone.
+bool IsGood(const std::string& header)
+{
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(header[i]); };
+    const bool isSmall =
+        byte(12) == 0 || (byte(12) == 1 && byte(13) == 0 && byte(14) == 0 && byte(15) == 0);
+    return byte(0) == 'S' && byte(1) == 'T' && byte(2) == 1 && byte(3) >= 1 && byte(3) <= 4 &&
+           isSmall;
+}
+
+TEST(EveryByteOfAHeader, IsJudgedAsPublishedOnBothSides)
+{
+    const std::string good = Bytes({'S', 'T', 1, 3}) + U32(15132) + U32(6) + U32(2);
+    for (std::size_t at = 0; at < frameHeaderSize; ++at) {
+        for (unsigned value = 0; value < 256; ++value) {
+            std::string header = good;
+            header[at] = static_cast<char>(static_cast<unsigned char>(value));
+            FrameHeader decoded{};
+            const auto* bytes = reinterpret_cast<const unsigned char*>(header.data());
+            ASSERT_EQ(DecodeFrameHeader(bytes, decoded) == nullptr, IsGood(header))
+                << "byte " << at << " is " << value;
+        }
+    }
+}
+
+TEST(EveryLengthNearTheWrap, IsRefused)
+{
+    for (unsigned low = 0; low < 256; ++low) {
+        for (const unsigned base : {0xFFFFFF00u, 0x80000000u, 0x7FFFFF00u, 0x01000001u}) {
+            const std::string header =
+                Bytes({'S', 'T', 1, 3}) + U32(15129) + U32(2) + U32(base + low);
+            std::string copy = header;
+            auto* bytes = reinterpret_cast<unsigned char*>(copy.data());
+            const char* problem = nullptr;
+            InputBlocks blocks;
+            std::size_t size = 0;
+            std::memcpy(blocks.Room(size), bytes, copy.size());
+            blocks.Received(copy.size());
+            ReceivedFrame received{};
+            ASSERT_EQ(blocks.Next(received, problem), InputBlocks::Cut::Malformed);
+        }
+    }
+}
+
+/// Decodes in a buffer of exactly the payload's size, so that an address sanitizer sees a byte too
+/// many.
+template <typename Record>
+std::string Again(const std::string& payload)
+{
+    const std::unique_ptr<unsigned char[]> exact(new unsigned char[payload.size()]);
+    std::memcpy(exact.get(), payload.data(), payload.size());
+    Record record;
+    record.Decode(exact.get());
+    const std::unique_ptr<unsigned char[]> encoded(new unsigned char[record.EncodedSize()]);
+    record.Encode(encoded.get());
+    return {reinterpret_cast<char*>(encoded.get()), record.EncodedSize()};
+}
+
+TEST(EveryAcceptedRecord, IsReadWithinItsPayload)
+{
+    for (unsigned size = 0; size <= 300; ++size) {
+        const std::string data(size, '\7');
+        const std::string region = Bytes({255, 254}) + U32(size) + data;
+        const std::string palette = Bytes({9, 250, 1}) + U32(size) + data;
+        ASSERT_EQ(Again<RegionDataItem>(region), region);
+        ASSERT_EQ(Again<PaletteItem>(palette), palette);
+    }
+    for (unsigned value = 0; value < 256; ++value) {
+        ASSERT_EQ(Again<RegionVisItem>(Bytes({value, value})), Bytes({value, value != 0}));
+    }
+}
+
+TEST(EveryRegionAndFormat, IsCountedInsideTheTableOrReported)
+{
+    std::ostringstream captured;
+    std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());
+    SubtitleStats stats(14);
+    for (unsigned region = 0; region < 256; ++region) {
+        for (unsigned format = 0; format < 256; ++format) {
+            RegionDataItem item;
+            item.regionId = static_cast<unsigned char>(region);
+            item.subtitleFormat = static_cast<unsigned char>(format);
+            captured.str("");
+            stats.AddRegionData(item);
+            const bool isTold = region > 14 || (region > 0 && format > 3);
+            ASSERT_EQ(!captured.str().empty(), isTold) << region << " " << format;
+        }
+    }
+    std::cout.rdbuf(before);
+}
+
+}  // namespace

@@ -1,0 +1,306 @@
+// Parts of both programs when an allocation fails below them: what is lost then, and what is said.
+
+#include "cli/SubtitleMgrCli.h"
+#include "cli/process_objects.h"
+#include "simulator/commentary.h"
+#include "simulator/journal.h"
+#include "simulator/listener.h"
+#include "simulator/server.h"
+#include "simulator/simulator.h"
+#include "tests/harness/RawPeer.h"
+#include "tests/harness/TempDir.h"
+#include "tests/resilience/faults/refused_allocations.h"
+#include "tests/unit/captured_console.h"
+
+#include <PaletteItem.h>
+#include <RegionDataItem.h>
+#include <SysLogMsg.h>
+
+#include "platform/src/input_blocks.h"
+#include "platform/src/log_sink.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <set>
+
+using namespace platform;
+using namespace sim;
+
+namespace {
+
+template <typename Action>
+std::string ErrorsWithout(int number, Action action)
+{
+    return ErrorsOf([&] {
+        OutputOf([&] {
+            const RefusedAllocation refused(number);
+            action();
+        });
+    });
+}
+
+TEST(AClientWithoutMemory, SaysThatItsRequestsCannotBeMade)
+{
+    SubtitleMgrCli pinging;
+    EXPECT_EQ(ErrorsWithout(0, [&] { pinging.Ping(); }), "Error allocating request\n");
+    SubtitleMgrCli quitting;
+    EXPECT_EQ(ErrorsWithout(0, [&] { quitting.Quit(); }),
+              "Shut down Requested\nError allocating request\n");
+}
+
+TEST(AClientWithoutMemory, SaysWhyTheLogLevelIsNotSet)
+{
+    SubtitleMgrCli client;
+    int result = -1;
+    EXPECT_EQ(ErrorsWithout(0, [&] { result = client.SetLogLevel(linxIpc, "SubtitleMgr", 8); }),
+              "Error setting the log level of SubtitleMgr: Cannot allocate memory\n");
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ErrorsWithout(0, [&] { result = client.HandleLogLevel(linxIpc, "SubtitleMgr"); }),
+              "Error getting the log level of SubtitleMgr: Cannot allocate memory\n");
+    EXPECT_EQ(result, 2);
+}
+
+/// Never the bytes of an earlier record.
+TEST(ARecordWithoutMemory, ThrowsAndIsLeftEmpty)
+{
+    unsigned char region[] = {3, 2, 0, 0, 0, 4, 1, 2, 3, 4};
+    RegionDataItem bitmap;
+    bitmap.data = {9};
+    unsigned char table[] = {3, 31, 1, 0, 0, 0, 4, 1, 2, 3, 4};
+    PaletteItem palette;
+    palette.paletteData = {9};
+    {
+        const RefusedAllocation refused(0, RefusedAllocation::Extent::AllThatFollow);
+        EXPECT_THROW(bitmap.Decode(region), std::bad_alloc);
+        EXPECT_THROW(palette.Decode(table), std::bad_alloc);
+    }
+    EXPECT_TRUE(bitmap.data.empty());
+    EXPECT_TRUE(palette.paletteData.empty());
+    bitmap.Decode(region);
+    palette.Decode(table);
+    EXPECT_EQ(bitmap.data.size(), 4u);
+    EXPECT_EQ(palette.paletteData.size(), 4u);
+}
+
+class ALogEntryWithoutMemory : public testing::Test {
+protected:
+    ALogEntryWithoutMemory() { setenv("SUBTITLE_LOG", path.c_str(), 1); }
+    ~ALogEntryWithoutMemory() override { unsetenv("SUBTITLE_LOG"); }
+
+    /// Refuses each allocation of \p write in turn, until it needs no more: the entry is then lost
+    /// as a whole. \return how many were lost
+    template <typename Write>
+    int LoseEach(Write write)
+    {
+        for (int lost = 0; lost < 100; ++lost) {
+            if (!write(lost)) {
+                EXPECT_NE(ReadWholeFile(path).find("level=2 " + text + "\n"), std::string::npos);
+                return lost;
+            }
+            EXPECT_EQ(ReadWholeFile(path), "") << "allocation " << lost;
+        }
+        return -1;
+    }
+
+    const TempDir folder;
+    const std::string path = folder / "log";
+    const std::string text = std::string(100, 'x');
+};
+
+TEST_F(ALogEntryWithoutMemory, IsLostAndNothingElse)
+{
+    const std::string process = "a process with a long name";
+    EXPECT_GT(LoseEach([&](int number) {
+                  const RefusedAllocation refused(number);
+                  errno = 77;
+                  EXPECT_NO_THROW(WriteLogEntry(logErrors, process, text));
+                  EXPECT_EQ(errno, 77);
+                  return refused.Happened();
+              }),
+              0);
+}
+
+TEST_F(ALogEntryWithoutMemory, IsLostAlsoAtTheEndOfItsMessage)
+{
+    EXPECT_GT(LoseEach([&](int number) {
+                  auto message = std::make_unique<SysLogMsg>();
+                  message->Log(logErrors, "a process with a long name") << text;
+                  const RefusedAllocation refused(number);
+                  message.reset();  // an exception here would end the program
+                  return refused.Happened();
+              }),
+              0);
+}
+
+TEST(ALineWithoutMemory, IsLostAndCounted)
+{
+    const std::string details(100, 'x');
+    const auto lose = [&](const auto& tell) {
+        return ErrorsOf([&] {
+            {
+                const RefusedAllocation refused(0);
+                EXPECT_NO_THROW(tell());
+                EXPECT_TRUE(refused.Happened());
+            }
+            Say("next");
+        });
+    };
+    const std::string told = "SubtitleMgrSim: standard error lost 1 lines: Cannot allocate memory\n"
+                             "SubtitleMgrSim: next\n";
+    EXPECT_EQ(lose([&] { Say("a line of so many letters that it needs memory"); }), told);
+    EXPECT_EQ(lose([&] { Commentary::Tell(1, "refused: ", details); }), told);
+    EXPECT_EQ(lose([&] { Commentary::TellServed(1, "", details); }), told);
+}
+
+TEST(AJournalWithoutMemory, LosesALineAndSaysSo)
+{
+    const TempDir folder;
+    Journal journal;
+    std::string problem;
+    ASSERT_TRUE(journal.Open(folder / "journal", problem)) << problem;
+    Request request;
+    request.messageId = messages::refreshRegions;
+    EXPECT_EQ(ErrorsOf([&] {
+                  const RefusedAllocation refused(0);
+                  EXPECT_NO_THROW(journal.Add(request));
+              }),
+              "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n");
+    journal.Add(request);
+    EXPECT_EQ(ReadWholeFile(folder / "journal"), "{\"request\":\"RefreshRegions\"}\n");
+}
+
+TEST(AStreamWithoutMemory, GoesOnWhereItWasOnceThereIsSome)
+{
+    const std::string frame = FrameBytes(FrameKind::Notification, 0x1234, 4, "payload");
+    const std::string stream = frame + frame.substr(0, 20);
+    InputBlocks input;
+    std::size_t size = 0;
+    {
+        const RefusedAllocation refused(0);
+        EXPECT_EQ(input.Room(size), nullptr);
+    }
+    unsigned char* room = input.Room(size);
+    ASSERT_GE(size, 1000u);
+    std::memcpy(room, stream.data(), stream.size());
+    input.Received(stream.size());
+    ReceivedFrame held{};
+    const char* problem = nullptr;
+    ASSERT_EQ(input.Next(held, problem), InputBlocks::Cut::Frame);
+    // A large frame that has begun wants another block while the first one is held.
+    const std::string large =
+        FrameBytes(FrameKind::Notification, 0x1234, 4, std::string(3000, 'y'));
+    std::string rest = frame.substr(20) + large;
+    for (bool wasRefused = false; !rest.empty();) {
+        const RefusedAllocation refused(wasRefused ? 1000 : 0);
+        room = input.Room(size);
+        if (!room) {
+            ASSERT_FALSE(wasRefused);
+            wasRefused = true;
+            continue;
+        }
+        const std::size_t count = std::min({size, rest.size(), std::size_t{400}});
+        std::memcpy(room, rest.data(), count);
+        input.Received(count);
+        rest.erase(0, count);
+    }
+    ReceivedFrame second{};
+    ASSERT_EQ(input.Next(second, problem), InputBlocks::Cut::Frame);
+    EXPECT_EQ(std::memcmp(second.payload, "payload", 7), 0);
+    ReceivedFrame third{};
+    ASSERT_EQ(input.Next(third, problem), InputBlocks::Cut::Frame);
+    EXPECT_EQ(third.header.length, 3000u);
+    EXPECT_EQ(std::memcmp(held.payload, "payload", 7), 0);
+}
+
+TEST(AServiceWithoutMemory, CannotStart)
+{
+    char program[] = "SubtitleMgrSim";
+    char option[] = "--name=a name of so many letters that it needs memory";
+    char* arguments[] = {program, option, nullptr};
+    int status = -1;
+    EXPECT_EQ(ErrorsWithout(0, [&] { status = RunSimulator(2, arguments); }),
+              "SubtitleMgrSim: std::bad_alloc\n");
+    EXPECT_EQ(status, 1);
+}
+
+/// Three clients: the first one makes a request and two a quit request, so that the service ends
+/// whichever of them it has no memory for.
+class AServiceThatRuns : public testing::Test {
+protected:
+    AServiceThatRuns() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
+    ~AServiceThatRuns() override { unsetenv("LINX_DIR"); }
+
+    struct Outcome {
+        bool wasRefused = false;
+        std::string said;
+        std::vector<unsigned int> received;  ///< message numbers that the first client got
+    };
+
+    Outcome RunWithout(int number)
+    {
+        Outcome outcome;
+        Listener listener;
+        std::string problem;
+        EXPECT_TRUE(listener.Open("SubtitleMgr", problem)) << problem;
+        const std::string path = folder / "SubtitleMgr";
+        RawClient asking(path);
+        asking.SendFrame(FrameKind::Request, messages::subscribe, 1,
+                         U32(2) + U32(messages::regionDataItem));
+        asking.SendFrame(FrameKind::Request, messages::setRegionData, 2,
+                         Bytes({3, 0}) + U32(100) + std::string(100, 'x'));
+        RawClient quitting(path);
+        quitting.SendFrame(FrameKind::OneWay, messages::quit, 0);
+        RawClient quittingToo(path);
+        quittingToo.SendFrame(FrameKind::OneWay, messages::quit, 0);
+        Options options;
+        options.quiet = true;
+        const Scenario nothingToPlay;
+        Journal journal;
+        {
+            Server server(listener.Fd(), options, nothingToPlay, journal);
+            EXPECT_TRUE(server.Open(problem)) << problem;
+            outcome.said = ErrorsOf([&] {
+                const RefusedAllocation refused(number);
+                EXPECT_NO_THROW(server.Run()) << "allocation " << number;
+                outcome.wasRefused = refused.Happened();
+            });
+        }
+        try {
+            for (;;) {
+                outcome.received.push_back(asking.ReceiveFrame().header.messageId);
+            }
+        } catch (const std::runtime_error&) {  // all is received
+        }
+        return outcome;
+    }
+
+    const TempDir folder;
+};
+
+TEST_F(AServiceThatRuns, TellsWhatItLosesWithoutMemory)
+{
+    const std::vector<unsigned int> everything = {
+        messages::subscribe + 1, messages::setRegionData + 1, messages::regionDataItem};
+    std::set<std::string> said;
+    int number = 0;
+    for (Outcome outcome; (outcome = RunWithout(number)).wasRefused; ++number) {
+        ASSERT_LT(number, 200);
+        said.insert(outcome.said);
+        EXPECT_FALSE(outcome.said.empty()) << "allocation " << number;
+    }
+    EXPECT_EQ(RunWithout(1000).received, everything);
+    const std::set<std::string> expected = {
+        "SubtitleMgrSim: there is no memory for a client; it was turned away\n",
+        "SubtitleMgrSim: client 1: dropped: there is no memory for what it sends\n",
+        "SubtitleMgrSim: client 1: refused: there is no memory for it\n",
+        "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
+        "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
+        "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n"};
+    EXPECT_EQ(said, expected);
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+// The client when an allocation fails: what it was doing has no effect, and it goes on.
+
+#include "cli/SubtitleMgrCli.h"
+#include "cli/options.h"
+#include "cli/process_objects.h"
+#include "console/log_entry.h"
+#include "console/prompts.h"
+#include "handlers/notification_handlers.h"
+#include "records/received_record.h"
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/TempDir.h"
+#include "tests/resilience/faults/refused_allocations.h"
+#include "tests/unit/console/console_run.h"
+#include "tests/unit/console/kept_log.h"
+
+#include <LinxServerNameList.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+#include <vector>
+
+// Instead of the library's: a record that it cannot store.
+void DecodeReceived(LinxIpc&, Item&) { throw std::bad_alloc(); }
+
+// Instead of the library's: a name that needs memory, as another SDK may have it.
+LinxServerNameList::LinxServerNameList() : subtitleMgr("SubtitleMgr-of-this-vehicle") {}
+
+LinxServerNameList& LinxServerNameList::Instance()
+{
+    static LinxServerNameList list;
+    return list;
+}
+
+const std::string& LinxServerNameList::Name(e_Process) const { return subtitleMgr; }
+
+// The client's main under another name.
+int ClientMain(int argc, char** argv);
+
+namespace {
+
+using Extent = RefusedAllocation::Extent;
+
+const std::string prefix(70, 'n');
+
+/// What came of an action to which an allocation was refused.
+struct Outcome {
+    bool wasRefused = false;
+    bool threw = false;
+    std::string output;
+    std::string errors;
+    std::vector<std::string> log;  ///< its entries
+};
+
+/// How many errors in \p log have \p text.
+int CountErrors(const std::vector<std::string>& log, const std::string& text)
+{
+    int count = 0;
+    for (const std::string& entry : log) {
+        const bool isError = entry.rfind("level=2 SubtitleMgrCli:", 0) == 0;
+        count += isError && entry.find(text) != std::string::npos;
+    }
+    return count;
+}
+
+template <typename Action>
+Outcome RefuseTo(Action action, int number, Extent extent = Extent::One)
+{
+    const KeptLog log;
+    Outcome outcome;
+    outcome.errors = ErrorsOf([&] {
+        outcome.output = OutputOf([&] {
+            const RefusedAllocation refused(number, extent);
+            try {
+                action();
+            } catch (const std::bad_alloc&) {
+                outcome.threw = true;
+            }
+            outcome.wasRefused = refused.Happened();
+        });
+    });
+    outcome.log = log.Entries();
+    return outcome;
+}
+
+constexpr int never = 100000;  ///< more allocations than any action here makes
+
+/// The console while each allocation of a command is refused in turn. The command's answers must
+/// end the console also when it ends early and they are read as keys.
+class ConsoleWithoutMemory : public ConsoleRun {
+protected:
+    ConsoleWithoutMemory() { WriteWholeFile(file, std::string(1024, '\x40')); }
+
+    void ExpectToGoOn(const std::string& typed)
+    {
+        const std::string usual = RunRefusing(typed, never).output;
+        int ended = 0;
+        Outcome outcome;
+        for (int number = 0; (outcome = RunRefusing(typed, number)).wasRefused; ++number) {
+            EXPECT_TRUE(outcome.output == usual || CountErrors(outcome.log, "") > 0)
+                << "allocation " << number << "\n"
+                << outcome.output;
+            ended += CountErrors(outcome.log, " Error allocating memory for a command");
+            RunRefusing(typed, number, Extent::AllThatFollow);
+        }
+        EXPECT_GT(ended, 0);
+        EXPECT_TEXT(outcome.output, usual);
+    }
+
+    TempDir files;
+    const std::string file = files / "a-file-with-a-name-of-many-letters";
+
+private:
+    Outcome RunRefusing(const std::string& typed, int number, Extent extent = Extent::One)
+    {
+        const TypedInput input(typed);
+        result = 0;
+        Outcome outcome = RefuseTo([this] { result = client.ExecuteTestMode(); }, number, extent);
+        EXPECT_FALSE(outcome.threw) << "allocation " << number;
+        EXPECT_EQ(result, 3u) << "allocation " << number;
+        return outcome;
+    }
+};
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterTheStatistics) { ExpectToGoOn("s\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterTheDynamicTest) { ExpectToGoOn("7\n1\nx\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterStatisticsInTheSensorTest) { ExpectToGoOn("8\ns\nx\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterALongFileName) { ExpectToGoOn("3 1 " + file + " 4\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterALongAnswer) { ExpectToGoOn("4 1 " + file + "\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterAnRgbPalette) { ExpectToGoOn("5 2 " + file + " t f\nx\n"); }
+
+TEST_F(ConsoleWithoutMemory, GoesOnAfterAPalette) { ExpectToGoOn("5 2 " + file + " f 2 t\nx\n"); }
+
+TEST(AWord, IsDiscardedWithItsLineWithoutMemory)
+{
+    TypedInput input("a-name-of-many-letters 4 x\nnext\n");
+    EXPECT_TRUE(RefuseTo([] { AskWord("Enter filename:  "); }, 0).threw);
+    EXPECT_EQ(input.Rest(), "next\n");
+    EXPECT_EQ(AskWord(""), "next");
+}
+
+TEST(AnEntryAboutMemory, IsLostWithoutMemory)
+{
+    const std::string process = "a process with a name of many letters";
+    const auto log = [&] {
+        LogClient::Instance().ProcessName(process);
+        LogRefusedMemory(1, "a command");
+    };
+    EXPECT_EQ(RefuseTo(log, never).log.size(), 1u);  // from here on the name has its memory
+    const Outcome outcome = RefuseTo(log, 0, Extent::AllThatFollow);
+    EXPECT_TRUE(outcome.wasRefused);
+    EXPECT_FALSE(outcome.threw);
+    EXPECT_TRUE(outcome.log.empty());
+}
+
+/// Without a thread of its own.
+class StillClient : public SubtitleMgrCli {
+public:
+    int PreInit() override { return 1; }
+};
+
+TEST(ConnectionOption, StopsTheCommandLineWithoutMemory)
+{
+    StillClient client;
+    std::string words[] = {"client", "-e", prefix, "-p"};
+    char* argv[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
+    int result = 0;
+    const Outcome outcome =
+        RefuseTo([&] { result = client.Go(argv, 4, shortOptions, longOptions); }, 0);
+    EXPECT_EQ(result, 2);
+    EXPECT_TEXT(outcome.output, "");
+    EXPECT_TEXT(outcome.errors, "");
+    EXPECT_EQ(CountErrors(outcome.log, " Error allocating memory for an option"), 1);
+}
+
+TEST(ConnectionOption, LeavesTheServersNameAsItWasWithoutMemory)
+{
+    const TempDir directory;
+    SimulatedService service(directory.Path());
+    service.Name("SubtitleMgr-of-this-vehicle").Start();
+    setenv("LINX_DIR", directory.Path().c_str(), 1);
+    ASSERT_EQ(linxIpc.Init(), 0);
+    for (int number = 0;; ++number) {
+        SubtitleMgrCli client;
+        int result = 0;
+        const Outcome outcome =
+            RefuseTo([&] { result = client.ProcessOption('e', prefix.c_str()); }, number);
+        EXPECT_FALSE(outcome.threw);
+        EXPECT_EQ(result, outcome.wasRefused ? 2 : 1);
+        const std::string output = OutputOf([&] { ErrorsOf([&] { client.Ping(); }); });
+        EXPECT_TEXT(output, outcome.wasRefused ? "Let's Ping\nSuccessful Ping\n" : "Let's Ping\n");
+        if (!outcome.wasRefused) {
+            EXPECT_GT(number, 1);
+            break;
+        }
+    }
+}
+
+TEST(ANotification, IsNeitherCountedNorPrintedWithoutMemory)
+{
+    subtitleStats.Clear();
+    for (const auto handler : {HandleRegionData, handleRegionVis, handlePaletteUpdate}) {
+        LinxIpc endpoint("test");
+        const Outcome outcome = RefuseTo([&] { handler(&endpoint, nullptr); }, never);
+        EXPECT_FALSE(outcome.threw);
+        EXPECT_TEXT(outcome.output, "");
+        EXPECT_EQ(CountErrors(outcome.log, " Error allocating memory for a notification"), 1);
+    }
+    EXPECT_TEXT(OutputOf([] { subtitleStats.Display(); }), EmptyRegionReport());
+}
+
+TEST(TheClient, EndsWithALineAndStatusZeroWhenItCannotBeMade)
+{
+    LinxServerNameList::Instance();
+    std::string program = "SubtitleMgrCli";
+    std::string option = "-h";
+    char* argv[] = {program.data(), option.data(), nullptr};
+    for (int number = 0; number < 2; ++number) {
+        int status = -1;
+        const Outcome outcome = RefuseTo([&] { status = ClientMain(2, argv); }, number);
+        EXPECT_FALSE(outcome.threw);
+        EXPECT_EQ(status, 0);
+        EXPECT_TEXT(outcome.output, "");
+        EXPECT_TEXT(outcome.errors, "Error allocating memory\n");
+    }
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+// Each allocation below one operation of an endpoint fails once: the caller gets an error and no
+// exception, and the endpoint goes on. A leak checker in the build sees what was lost on the way.
+
+#include <IpcMessage.h>
+#include <LinxIpc.h>
+#include <LogClient.h>
+#include <RegionVisItem.h>
+#include <SubtitleClient.h>
+
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/TempDir.h"
+#include "tests/resilience/faults/refused_allocations.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+
+namespace {
+
+class RefusedMemory : public testing::Test {
+protected:
+    RefusedMemory()
+    {
+        setenv("LINX_DIR", folder.Path().c_str(), 1);
+        setenv("SUBTITLE_LOG", (folder / "a log with a name of many letters").c_str(), 1);
+        LogClient::Instance().Level(63);
+        service.Quiet().Start();
+    }
+    ~RefusedMemory() override
+    {
+        unsetenv("LINX_DIR");
+        unsetenv("SUBTITLE_LOG");
+    }
+
+    static int Ping(LinxIpc& ipc)
+    {
+        IpcMessage request;
+        const int error = request.Allocate(0x3B01, 0, nullptr);
+        return error != 0 ? error : ipc.Request("SubtitleMgr", request, 0x3B02, 2000, nullptr);
+    }
+
+    static void CountOne(LinxIpc* from, void* count)
+    {
+        RegionVisItem item;
+        item.Decode(from->ReceivedMessage().Payload());
+        const std::string text(100, 'x');  // as a handler may need it
+        *static_cast<unsigned*>(count) += static_cast<unsigned>(text.size() / 100);
+    }
+
+    /// Refuses the first, second, third ... allocation of \p operation on a fresh endpoint until it
+    /// needs no more, alone and with all that follow; \p prepare runs unhindered before.
+    static void RefuseEach(const std::function<void(LinxIpc&)>& prepare,
+                           const std::function<int(LinxIpc&)>& operation)
+    {
+        using Extent = RefusedAllocation::Extent;
+        for (const Extent extent : {Extent::One, Extent::AllThatFollow}) {
+            unsigned refusals = 0;
+            for (int number = 0; number < 200; ++number) {
+                LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+                prepare(ipc);
+                int result = -1;
+                bool wasRefused = false;
+                {
+                    const RefusedAllocation refused(number, extent);
+                    EXPECT_NO_THROW(result = operation(ipc)) << "allocation " << number;
+                    wasRefused = refused.Happened();
+                }
+                if (!wasRefused) {
+                    EXPECT_EQ(result, 0);
+                    break;
+                }
+                ++refusals;
+                EXPECT_EQ(ipc.Init(), 0);
+                EXPECT_EQ(Ping(ipc), 0) << "after allocation " << number;
+            }
+            EXPECT_GT(refusals, 0u);
+        }
+    }
+
+    const TempDir folder;
+    SimulatedService service{folder.Path()};
+};
+
+void Nothing(LinxIpc&) {}
+void Init(LinxIpc& ipc) { EXPECT_EQ(ipc.Init(), 0); }
+
+TEST_F(RefusedMemory, IsAnErrorOfInit)
+{
+    RefuseEach(Nothing, [](LinxIpc& ipc) { return ipc.Init(); });
+}
+
+TEST_F(RefusedMemory, IsAnErrorOfARequest) { RefuseEach(Init, Ping); }
+
+TEST_F(RefusedMemory, IsAnErrorOfAOneWayMessage)
+{
+    RefuseEach(Init, [](LinxIpc& ipc) {
+        IpcMessage message;
+        const int error = message.Allocate(0x1234, 0, nullptr);
+        return error != 0 ? error : ipc.Notify("SubtitleMgr", message, true);
+    });
+}
+
+TEST_F(RefusedMemory, IsAnErrorOfASubscription)
+{
+    RefuseEach(Init, [](LinxIpc& ipc) {
+        SubtitleClient client(ipc, 2000);
+        RegionVisItem unused;
+        unsigned count = 0;
+        return client.Subscribe(6, 15132, unused, CountOne, &count);
+    });
+}
+
+TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
+{
+    using Operation = std::function<int(SubtitleClient&)>;
+    const Operation operations[] = {
+        [](SubtitleClient& client) { return client.Unsubscribe(6); },
+        [](SubtitleClient& client) { return client.InvertRegionData(2); },
+        [](SubtitleClient& client) { return client.RefreshRegions(); },
+        [](SubtitleClient& client) {
+            RegionVisItem item;
+            item.regionId = 3;
+            return client.SetRegionVisibility(item);
+        },
+        [](SubtitleClient& client) {
+            return client.SendSensorUpdate(static_cast<e_Sensors>(1), true) ? 0 : 1;
+        },
+    };
+    for (const Operation& operation : operations) {
+        RefuseEach(Init, [&](LinxIpc& ipc) {
+            SubtitleClient client(ipc, 2000);
+            return operation(client);
+        });
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        SubtitleClient client(ipc, 2000);
+        const RefusedAllocation refused(0);
+        EXPECT_NE(operation(client), 0);
+    }
+}
+
+TEST_F(RefusedMemory, InAHandlerLosesThatNotificationOnly)
+{
+    unsigned count = 0;
+    RefuseEach(
+        [&](LinxIpc& ipc) {
+            Init(ipc);
+            SubtitleClient client(ipc, 2000);
+            RegionVisItem item;
+            item.regionId = 3;
+            EXPECT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+            EXPECT_EQ(client.SetRegionVisibility(item), 0);
+        },
+        [](LinxIpc& ipc) { return ipc.Receive(2000, 0, LinxIpc::emptyString, nullptr); });
+    EXPECT_GT(count, 0u);
+}
+
+/// What cannot be received is not waited for.
+TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
+{
+    for (int number = 0; number < 30; ++number) {
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        const auto start = std::chrono::steady_clock::now();
+        {
+            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            Ping(ipc);
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900))
+            << "allocation " << number;
+    }
+}
+
+/// A thread that receives for ever would otherwise take a whole processor until there is memory
+/// again.
+TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewMakesReceivePause)
+{
+    int error = 0;
+    for (int number = 0; number < 30 && error != ENOMEM; ++number) {
+        unsigned count = 0;
+        LinxIpc ipc("AnEndpointWithANameOfManyLetters");
+        Init(ipc);
+        SubtitleClient client(ipc, 2000);
+        RegionVisItem item;
+        ASSERT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+        service.Stop();
+        service.Start();
+        const auto start = std::chrono::steady_clock::now();
+        {
+            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            error = ipc.Receive(600, 0, LinxIpc::emptyString, nullptr);
+        }
+        EXPECT_TRUE(error == ETIMEDOUT || error == ENOMEM) << error;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+        EXPECT_EQ(Ping(ipc), 0);
+    }
+    EXPECT_EQ(error, ENOMEM);
+}
+
+TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewLeavesNoneWithoutItsSubscriptions)
+{
+    unsigned count = 0;
+    RefuseEach(
+        [&](LinxIpc& ipc) {
+            Init(ipc);
+            SubtitleClient client(ipc, 2000);
+            RegionVisItem item;
+            EXPECT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+            service.Stop();
+            service.Start();
+        },
+        Ping);
+    LinxIpc other("Other");
+    Init(other);
+    EXPECT_EQ(Ping(other), 0);
+}
+
+}  // namespace

@@ -1,0 +1,212 @@
+// Calls that meet: soak_meetings SECONDS SEED SERVICE... kills, stops, starts again and floods the
+// service of eight threads. Now and then they stand still, and what was acknowledged must be there:
+// subscriptions bring notifications, requests are in the journal.
+
+#include "packaging/tool_options.h"
+#include "tests/resilience/soak/Callers.h"
+#include "tests/resilience/soak/Publications.h"
+#include "tests/resilience/soak/ServiceProcess.h"
+
+#include <LinxIpc.h>
+#include <SubtitleClient.h>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr seconds timeBetweenChecks{3};
+constexpr seconds deliveryLimit{60};
+
+class Meetings {
+public:
+    Meetings(unsigned seed, const std::vector<std::string>& command, const std::string& folder)
+        : random(seed), journal(folder + "/journal"), flood(folder + "/flood"),
+          service(command, folder + "/service-errors"), callers(seed)
+    {
+        std::ofstream scenario(flood);
+        scenario << "region-data 5 0 " << std::string(4000, '1') << "\nvisibility 5 t\n"
+                 << "region-data 6 2 " << std::string(4000, '2') << "\npalette 5 31 t 10ff\n";
+    }
+
+    void Run(seconds duration);
+
+private:
+    unsigned Below(unsigned limit) { return static_cast<unsigned>(random() % limit); }
+    void Pause(unsigned mostMs) { std::this_thread::sleep_for(milliseconds(Below(mostMs))); }
+
+    void StartService();
+    void Disturb();
+    void Check();
+    void CheckSubscriptions();
+    void CheckJournal();
+
+    std::mt19937 random;
+    const std::string journal;
+    const std::string flood;
+    ServiceProcess service;
+    Callers callers;
+    LinxIpc publishingIpc{"Publisher"};
+    SubtitleClient publisher{publishingIpc, 5000};
+    unsigned kills = 0;
+    unsigned stops = 0;
+    unsigned checked = 0;
+    unsigned long long journalled = 0;
+};
+
+void Meetings::Run(seconds duration)
+{
+    if (publishingIpc.Init() != 0) {
+        Violation("the endpoint cannot be opened");
+    }
+    StartService();
+    for (const Clock::time_point end = Clock::now() + duration; Clock::now() < end;) {
+        callers.Resume();
+        const Clock::time_point check = std::min(end, Clock::now() + timeBetweenChecks);
+        while (Clock::now() < check) {
+            Disturb();
+        }
+        callers.Pause();
+        Check();
+    }
+    callers.End();
+    service.End();
+    std::printf("meetings: %u calls succeeded, %u failed; %u kills, %u stops; %llu notifications; "
+                "%u subscriptions and %llu requests found\n",
+                callers.Succeeded(), callers.Failed(), kills, stops,
+                Publications::Instance().Count(), checked, journalled);
+}
+
+void Meetings::StartService()
+{
+    std::vector<std::string> options{"--quiet", "--journal", journal};
+    if (Below(2) == 0) {
+        options.insert(options.end(), {"--play", flood, "--loop"});
+    }
+    service.Start(options);
+}
+
+void Meetings::Disturb()
+{
+    Pause(300);
+    switch (Below(5)) {
+    case 0:
+    case 1:
+        service.Kill();
+        ++kills;
+        Pause(200);
+        StartService();
+        break;
+    case 2:
+        service.End();
+        StartService();
+        break;
+    default:
+        service.Stop();
+        ++stops;
+        Pause(800);
+        service.Continue();
+        break;
+    }
+}
+
+void Meetings::Check()
+{
+    CheckSubscriptions();
+    CheckJournal();
+}
+
+void Meetings::CheckSubscriptions()
+{
+    const Publications::Reached inForce = callers.Subscriptions().InForce();
+    Publications& publications = Publications::Instance();
+    std::set<unsigned> silent;
+    for (const auto& entry : inForce) {
+        silent.insert(entry.first);
+    }
+    checked += static_cast<unsigned>(silent.size());
+    // Longer each time: a busy machine may take longer than any one wait, and only what was
+    // published last counts.
+    milliseconds wait{50};
+    for (const Clock::time_point end = Clock::now() + deliveryLimit; !silent.empty();) {
+        if (Clock::now() > end) {
+            Violation("nothing arrives under subscription " + std::to_string(*silent.begin()));
+        }
+        publications.Publish(publisher);
+        std::this_thread::sleep_for(wait);
+        wait *= 2;
+        for (const auto& entry : publications.ReachedByTheLast()) {
+            const auto expected = inForce.find(entry.first);
+            for (const Ledger::Token token : entry.second) {
+                if (expected != inForce.end() && expected->second.count(token) == 0) {
+                    Violation("another callback than that of subscription " +
+                              std::to_string(entry.first) + " was called");
+                }
+            }
+            silent.erase(entry.first);
+        }
+    }
+}
+
+/// The journal is emptied then: an hour would make a large one.
+void Meetings::CheckJournal()
+{
+    std::set<unsigned> levels;
+    {
+        std::ifstream lines(journal);
+        const std::string begin = R"({"request":"SetLogLevel","level":)";
+        for (std::string line; std::getline(lines, line);) {
+            if (line.compare(0, begin.size(), begin) == 0) {
+                levels.insert(static_cast<unsigned>(std::stoul(line.substr(begin.size()))));
+            }
+        }
+    }
+    for (const unsigned level : callers.TakeAcknowledged()) {
+        ++journalled;
+        if (levels.count(level) == 0) {
+            Violation("request " + std::to_string(level) + " is not in the journal");
+        }
+    }
+    if (truncate(journal.c_str(), 0) != 0) {
+        Violation("the journal cannot be emptied");
+    }
+}
+
+constexpr char usage[] = "Usage: soak_meetings SECONDS SEED SERVICE...\n"
+                         "Calls on eight threads meet while their service is killed, stopped and\n"
+                         "flooded; script/soak runs it, with a messaging directory.\n";
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (AnswersHelpOrVersion(argc, argv, "soak_meetings", usage)) {
+        return 0;
+    }
+    const char* const folder = std::getenv("LINX_DIR");
+    if (argc < 4 || !folder) {
+        std::fputs(usage, stderr);
+        return 2;
+    }
+    const auto number = [argv](int i) {
+        return static_cast<unsigned>(std::strtoul(argv[i], nullptr, 10));
+    };
+    const unsigned seed = number(2);
+    std::printf("meetings: %u s, seed %u\n", number(1), seed);
+    std::fflush(stdout);
+    Meetings(seed, {argv + 3, argv + argc}, folder).Run(seconds(number(1)));
+    return 0;
+}

@@ -1,0 +1,77 @@
+#include "tests/service/SimulatorSession.h"
+
+#include "tests/harness/wait_limits.h"
+
+#include "platform/src/deadline.h"
+
+#include <stdexcept>
+#include <thread>
+
+unsigned int WireClient::Request(unsigned int messageId, const std::string& payload)
+{
+    SendFrame(FrameKind::Request, messageId, ++lastCorrelation, payload);
+    return lastCorrelation;
+}
+
+std::string WireClient::Ask(unsigned int messageId, const std::string& payload)
+{
+    const unsigned int correlation = Request(messageId, payload);
+    const RawFrame reply = ReceiveFrame();
+    if (reply.header.kind != FrameKind::Reply || reply.header.messageId != messageId + 1 ||
+        reply.header.correlation != correlation) {
+        throw std::runtime_error("wire client: awaited the reply to " + std::to_string(messageId) +
+                                 ", received " + std::to_string(reply.header.messageId));
+    }
+    return reply.payload;
+}
+
+void WireClient::Subscribe(unsigned int subscription)
+{
+    const unsigned int itemId = subscription == 6 ? 15132 : subscription == 10 ? 15133 : 15129;
+    if (Ask(0x3C00, U32(subscription) + U32(itemId)) != accepted) {
+        throw std::runtime_error("wire client: subscription was refused");
+    }
+}
+
+std::string WireClient::ReceiveBytes()
+{
+    const RawFrame frame = ReceiveFrame();
+    return FrameBytes(frame.header.kind, frame.header.messageId, frame.header.correlation,
+                      frame.payload);
+}
+
+std::unique_ptr<ChildProcess> SimulatorSession::Launch(
+    const std::vector<std::string>& options) const
+{
+    return Launch(options, ChildProcess::Options());
+}
+
+std::unique_ptr<ChildProcess> SimulatorSession::Launch(const std::vector<std::string>& options,
+                                                       ChildProcess::Options settings) const
+{
+    std::vector<std::string> arguments{ServiceProgram()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    settings.environment["LINX_DIR"] = messaging.Path();
+    return std::make_unique<ChildProcess>(arguments, settings);
+}
+
+WireClient SimulatorSession::ConnectOnceItListens() const
+{
+    for (const Deadline deadline(eventDeadlineMs);;) {
+        try {
+            return Connect();
+        } catch (const std::runtime_error&) {
+            if (deadline.HasPassed()) {
+                throw;
+            }
+        }
+        std::this_thread::yield();
+    }
+}
+
+SimulatorSession::Ended SimulatorSession::RunToEnd(const std::vector<std::string>& options) const
+{
+    const auto program = Launch(options);
+    const int status = program->WaitForExit();
+    return {status, program->Output(), program->Errors()};
+}
