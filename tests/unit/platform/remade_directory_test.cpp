@@ -1,9 +1,11 @@
 // A messaging directory that is removed, or renamed, and made again below a running client; and the
 // mode that a new one gets.
 
+#include "platform/src/deadline.h"
 #include "platform/src/messaging_directory.h"
 #include "tests/harness/RawPeer.h"
 #include "tests/harness/TempDir.h"
+#include "tests/harness/wait_limits.h"
 
 #include <gtest/gtest.h>
 
@@ -169,7 +171,8 @@ TEST(MadeDirectory, IsTheOnlyOneWhoseModeIsSet)
         }
     });
     int made = 0;
-    for (int round = 0; round < 2000; ++round) {
+    const Deadline deadline(eventDeadlineMs);
+    for (int round = 0; round < 2000 || (made == 0 && !deadline.HasPassed()); ++round) {
         made += MessagingDirectory().Open() == 0;
         rmdir(path.c_str());
     }
