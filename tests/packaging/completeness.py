@@ -88,30 +88,10 @@ def check_options(project):
     project.expect_same(
         "faults in the help", faults, {fault for fault in faults if fault in words_of(help_text)}
     )
-    guide = project.read("docs/simulator.md")
-    project.expect_same(
-        "faults in docs/simulator.md",
-        faults,
-        set(re.findall(r"^\| `(\S+)` \|", part(guide, "Faults"), re.MULTILINE)),
-    )
-    refusal = re.search(r"`--fault: not a fault; there are (.*?)`", guide)
-    project.expect_same(
-        "faults in the message of docs/simulator.md",
-        faults,
-        set(refusal.group(1).split(", ")) if refusal else set(),
-    )
 
 
 def words_of(text):
     return set(re.findall(r"[\w-]+", text))
-
-
-def part(guide, heading):
-    """The text below a heading of a guide."""
-    match = re.search(
-        r"^## %s\n(.*?)(?=^## |\Z)" % re.escape(heading), guide, re.MULTILINE | re.DOTALL
-    )
-    return match.group(1) if match else ""
 
 
 def check_keys(project):
