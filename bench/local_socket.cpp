@@ -56,7 +56,7 @@ Descriptor ConnectWhenReady(const std::string& path)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }
-    throw std::runtime_error(path + ": nobody there after 10 seconds");
+    throw std::runtime_error(path + ": no service after 10 seconds");
 }
 
 Ends ConnectedEnds()

@@ -18,7 +18,7 @@ struct Comparison {
     double mostRatio;
 };
 
-/// Runs the two sides in turn, so that whatever else the machine does meets both of a pair alike.
+/// Runs the two sides in turn, so that other load of the machine meets both of a pair alike.
 Comparison ComparePairs(const Side& theirs, const Side& ours);
 
 /// The median of as many runs of one side alone.

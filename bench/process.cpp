@@ -26,7 +26,7 @@ std::vector<char*> Pointers(const std::vector<std::string>& arguments)
     return pointers;
 }
 
-/// In the child: nothing is left behind, even when the benchmark is killed.
+/// In the child: it ends with the benchmark, even when that is killed.
 void EndWithParent() { prctl(PR_SET_PDEATHSIG, SIGKILL); }
 
 void UseAs(int fd, int standardFd)

@@ -19,8 +19,8 @@ class RegionVisItem;
 ///   console/     interactive console, region and palette editing
 ///   generators/  test pattern, dynamic test, sensor test
 ///
-/// Everything here runs on the main thread. Overrides stand in the order of CommonCli's virtual
-/// table: append, never sort.
+/// All members run on the main thread. The overrides have the order of CommonCli's virtual table:
+/// append, never sort.
 class SubtitleMgrCli : public CommonCli {
 public:
     // Life; defined in cli/SubtitleMgrCli.cpp
@@ -79,8 +79,8 @@ private:
     // Console command; defined in console/palette.cpp
     void ModifyPaletteData();
 
-    IpcMessage requestMsg;          ///< allocated afresh by each ping and quit
-    std::string serverName;         ///< where ping and quit go; -e puts prefixes in front
-    SubtitleClient subtitleClient;  ///< every other request; never sees a prefix
+    IpcMessage requestMsg;          ///< each ping and quit allocates it again
+    std::string serverName;         ///< target of ping and quit; -e adds prefixes
+    SubtitleClient subtitleClient;  ///< every other request; -e does not change its target
     pthread_t receiveThread;        ///< never stopped or joined: it ends with the process
 };

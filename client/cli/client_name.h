@@ -1,5 +1,5 @@
 #pragma once
 
-/// The client's name for messaging, for logging, and at the start of its log texts. Those carry it
-/// whatever file they are made in.
+/// The client's name for messaging and for logging. Every log text begins with it, in every source
+/// file.
 constexpr char clientName[] = "SubtitleMgrCli";

@@ -13,7 +13,7 @@ constexpr useconds_t idlePauseUs = 500000;
 
 /// Body of the receive thread. While `subscribed` is true it receives back to back, and the
 /// notification handlers run inside Receive(); otherwise it looks at the flag twice a second.
-/// Kept on purpose: nothing tells it to end. It is left behind when the process ends.
+/// Kept on purpose: nothing tells it to end. It runs until the process ends.
 [[noreturn]] void* clientThread(void*)
 {
     for (;;) {
@@ -33,8 +33,8 @@ int SubtitleMgrCli::PreInit()
         std::cerr << "Error initializing the connection" << std::endl;
         result = 2;
     }
-    // Kept on purpose: the thread is started even when the endpoint could not be opened. The
-    // failure has been reported, and the run goes on as the frame decides.
+    // Kept on purpose: the thread starts even when the endpoint could not be opened. The failure is
+    // already reported, and CommonCli::Go() decides how the run goes on.
     if (pthread_create(&receiveThread, nullptr, clientThread, nullptr) != 0) {
         result = 2;
     }

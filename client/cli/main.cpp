@@ -20,7 +20,7 @@ int main(int argc, char** argv)
 {
     try {
         SubtitleMgrCli client;
-        // The frame may write into the table that it gets.
+        // CommonCli::Go() may write into the table that it gets.
         struct option options[longOptionCount];
         std::copy(std::begin(longOptions), std::end(longOptions), options);
 
@@ -30,6 +30,6 @@ int main(int argc, char** argv)
     } catch (const std::bad_alloc&) {
         std::cerr << "Error allocating memory" << std::endl;
     }
-    // Kept on purpose: the exit status is 0 whatever happened. Failures are told in words.
+    // Kept on purpose: the exit status is always 0. Messages report the failures.
     return 0;
 }

@@ -31,14 +31,14 @@ struct option longOptions[longOptionCount] = {
 
 namespace {
 
-// Result codes for the frame.
+// Result codes for CommonCli::Go().
 constexpr int configured = 1;
 constexpr int usageShown = 2;
 constexpr int actionDone = 3;
 constexpr int failed = 2;  // no later option acts
 
-/// Kept on purpose: no check. "12x" is 12, "x" is 0 and "-1" is 4294967295; the range is the
-/// frame's business.
+/// Kept on purpose: no check. "12x" is 12, "x" is 0 and "-1" is 4294967295; SetLogLevel() checks
+/// the range.
 unsigned int LevelFrom(const char* argument)
 {
     return static_cast<unsigned int>(std::strtol(argument, nullptr, 10));
@@ -63,7 +63,7 @@ void SubtitleMgrCli::Usage()
 int SubtitleMgrCli::ProcessOption(int option, const char* argument)
 {
     try {
-        // Kept on purpose: 'l' and 's' take the registered name, which no -e prefix reaches.
+        // Kept on purpose: 'l' and 's' use the registered name, without the prefixes of -e.
         switch (option) {
         case 'p': Ping(); return actionDone;
         case 'q': Quit(); return actionDone;
@@ -72,7 +72,7 @@ int SubtitleMgrCli::ProcessOption(int option, const char* argument)
         case 'c': DumpTsAppConfig(); return configured;
         case 'e': ExtraConnectionInfo(std::string(argument)); return configured;
         case 'l': return HandleLogLevel(linxIpc, RegisteredName());
-        // One from the frame when the level was set, so three: an action was carried out.
+        // SetLogLevel() returns 1 when the level was set; the sum is 3: an action was carried out.
         case 's': return SetLogLevel(linxIpc, RegisteredName(), LevelFrom(argument)) + 2;
         default: Usage(); return usageShown;
         }
@@ -84,5 +84,5 @@ int SubtitleMgrCli::ProcessOption(int option, const char* argument)
 
 int SubtitleMgrCli::RunIt() { return 1; }
 
-// Kept on purpose: the option is accepted and does nothing, whatever file the usage text offers.
+// Kept on purpose: the option is accepted and does nothing, although the usage text offers a file.
 void SubtitleMgrCli::DumpTsAppConfig() {}

@@ -9,10 +9,10 @@ constexpr unsigned int regionCount = 14;
 
 }  // namespace
 
-// In one source file, since only there their order is fixed: constructed downwards before main,
-// destroyed upwards after it.
+// In one source file, because only inside one file the order is fixed: constructed from top to
+// bottom before main(), destroyed from bottom to top after it.
 
-// First constructed, so destroyed when no callback that counts can run any more.
+// Constructed first, so destroyed last: then no callback can count any more.
 SubtitleStats subtitleStats(regionCount);
 
 // Destroyed first: its destructor waits for the callback that may be running on the receive thread.

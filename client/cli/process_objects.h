@@ -11,6 +11,6 @@ extern LinxIpc linxIpc;
 /// True while the receive thread may read from the endpoint. Written by the console on the main
 /// thread, read by the receive thread.
 ///
-/// Kept on purpose: a plain byte without lock or atomic operation; clearing it and waiting is all
-/// the synchronisation there is. Volatile alone keeps the compiler from reading it only once.
+/// Kept on purpose: a plain byte without lock or atomic operation. The only synchronisation is to
+/// clear it and to wait. Volatile makes the compiler read it each time.
 extern volatile bool subscribed;

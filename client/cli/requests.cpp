@@ -28,7 +28,7 @@ void SubtitleMgrCli::Ping()
     std::cout << "Successful Ping" << std::endl;
 }
 
-// Kept on purpose: quit announces itself on standard error, unlike ping.
+// Kept on purpose: quit writes its announcement to standard error, unlike ping.
 void SubtitleMgrCli::Quit()
 {
     std::cerr << "Shut down Requested" << std::endl;

@@ -40,8 +40,8 @@ constexpr unsigned actionDone = 3;
 
 unsigned SubtitleMgrCli::ExecuteTestMode()
 {
-    // Handed over at subscription and never looked at again: the subscription library may hold on
-    // to them, so they live as long as the console.
+    // Passed to Subscribe() and not used afterwards. A library may keep references to them, so they
+    // live as long as the console.
     RegionDataItem data;
     RegionVisItem visibility;
     PaletteItem palette;

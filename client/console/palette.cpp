@@ -59,8 +59,8 @@ void SubtitleMgrCli::ModifyPaletteData()
         MarkTransparentEntry(item.paletteData);
         item.backgroundCode = 1;
         item.fill = false;
-        // Kept on purpose: names end at a NUL byte, as they do for every program here. Behind one
-        // the ".out" is lost, and the table replaces the file that it came from.
+        // Kept on purpose: file names end at a NUL byte. After one, ".out" is lost, and the table
+        // replaces the file that it was read from.
         WriteFile(fileName + ".out", fullTableSize, item.paletteData);
     } else {
         AskSettings(item);

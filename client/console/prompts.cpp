@@ -19,8 +19,8 @@ std::string AskWord(const char* prompt)
     std::string word;
     std::cout << prompt;
     std::cin >> word;
-    // The extraction catches std::bad_alloc itself and makes the stream bad, which nothing else
-    // does. The stream would then fail for ever. The rest of the line must not be read as keys.
+    // Only a std::bad_alloc that the extraction catches itself makes the stream bad. The stream
+    // would then fail for ever. The rest of the line must not be read as keys.
     if (std::cin.bad()) {
         std::cin.clear();
         std::cin.ignore(std::numeric_limits<std::streamsize>::max(), '\n');

@@ -1,5 +1,4 @@
-// File reading and writing of SubtitleMgrCli. File trouble goes to the log and never to the
-// console.
+// File reading and writing of SubtitleMgrCli. File errors go to the log and never to the console.
 
 #include "cli/SubtitleMgrCli.h"
 #include "console/log_entry.h"
@@ -11,16 +10,16 @@
 
 namespace {
 
-/// Kept on purpose: the notes on reading name an operation that the client does not have, and
-/// those on writing name none. People search their logs for these words.
+/// Kept on purpose: the entries about reading name an operation that the client does not have, and
+/// those about writing name none. Users search their logs for these words.
 constexpr char readNote[] = "SubtitleRegion::UpdateRegionFile() - ";
 
 /// Closes the file at its end.
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 /// Kept on purpose: one fread(), so any short count is a failure.
-/// \return the bytes read: \p size when \p data now holds them, else \p data is as it was. A buffer
-///         that cannot be had counts as nothing read
+/// \return the bytes read: \p size when \p data now holds them, else \p data is as it was. Without
+///         memory for the buffer, 0
 std::size_t ReadInto(std::vector<unsigned char>& data, std::size_t size, std::FILE* file)
 {
     // Not zeroed: a size far beyond the file's end costs no more than the bytes that are there.
@@ -70,8 +69,8 @@ void SubtitleMgrCli::WriteFile(const std::string& path, unsigned int size,
     }
     MakeLogEntry(logSuccess, __LINE__, "Successfully opened output file ", path);
 
-    // Unbuffered: a full disk then shows in fwrite()'s count and not in fclose(), which nobody
-    // asks.
+    // Unbuffered: then fwrite()'s count shows a full disk, and not fclose(), whose result is
+    // ignored.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     const std::size_t count = std::fwrite(data.data(), 1, size, file.get());
     if (count < size) {

@@ -33,7 +33,7 @@ void StopReceiving()
     usleep(pauseUs);
 }
 
-/// Kept on purpose: an error has no line end, so it runs on into whatever is printed next.
+/// Kept on purpose: an error has no line end, so the next output continues its line.
 void ShowOutcome(int result)
 {
     if (result == 0) {
@@ -63,8 +63,8 @@ void SubtitleMgrCli::SubscribeForSubtitles(RegionDataItem& data, RegionVisItem& 
     ShowOutcome(subtitleClient.Subscribe(paletteUpdate, paletteItemId, palette, handlePaletteUpdate,
                                          nullptr));
 
-    // Kept on purpose: whatever the outcomes were. The flag lets the receive thread run and says
-    // nothing of what the service accepted.
+    // Kept on purpose: set after refused subscriptions too. The flag lets the receive thread run;
+    // it does not say what the service accepted.
     subscribed = true;
 }
 
@@ -73,7 +73,7 @@ void SubtitleMgrCli::UnsubscribeForSubtitles()
     StopReceiving();
     std::cout << "Unsubscribing..." << std::endl;
     // Kept on purpose: region data was subscribed under four numbers and is released under 1 only,
-    // which stands for all of them.
+    // which releases all of them.
     subtitleClient.Unsubscribe(everyRegionData);
     subtitleClient.Unsubscribe(regionVisibility);
     subtitleClient.Unsubscribe(paletteUpdate);

@@ -79,8 +79,8 @@ void SubtitleMgrCli::SensorTest()
         PrintMenu();
         ReadMenuKey(key);
         goesOn = HandleKey(key, state);
-        // Kept on purpose: the last state is sent after every key, also after those that choose
-        // none and after those that leave.
+        // Kept on purpose: the last state is sent after every key, also after keys that choose no
+        // sensor and after those that leave.
         if (subtitleClient.SendSensorUpdate(state.sensor, state.on)) {
             std::cout << "Sent sensor =" << static_cast<int>(state.sensor) << "  "
                       << (state.on ? "ON" : "OFF") << std::endl;

@@ -30,8 +30,8 @@ void PaintSegment(unsigned char* topLeft, unsigned char value, unsigned int widt
 
 }  // namespace
 
-/// Pixels that no segment covers keep what they had, 0 in a record that had none.
-/// Kept on purpose: the values wrap at 256, yet the heading counts every segment as a color.
+/// Pixels that no segment covers keep their values; in a new record these are 0.
+/// Kept on purpose: the values wrap at 256, but the heading counts every segment as a color.
 void SubtitleMgrCli::GenerateTestPattern(RegionDataItem& item, unsigned char startValue,
                                          unsigned char increment, unsigned int segmentWidth,
                                          unsigned int segmentHeight)

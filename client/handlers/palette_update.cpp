@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The first and the last byte stand for the whole table, however long it is.
+/// Shows the first and the last byte of a table of any length.
 /// Kept on purpose: the form of an empty table has no blanks in front.
 void PrintTable(const std::vector<unsigned char>& table)
 {
@@ -41,8 +41,8 @@ void handlePaletteUpdate(LinxIpc* ipc, void*)
                   << (item.fill ? "Fill, " : "NoFill, ");
         std::cout << std::hex << static_cast<unsigned int>(item.backgroundCode) << ")";
         std::cout << std::endl << std::endl;
-        // Kept on purpose: the flags are put back, the fill character stays '0'. Whoever pads with
-        // blanks sets it.
+        // Kept on purpose: the flags are restored, the fill character stays '0'. Code that pads
+        // with blanks sets it.
         std::cout.flags(flags);
     } catch (const std::bad_alloc&) {
         LogRefusedMemory(__LINE__, "a notification");

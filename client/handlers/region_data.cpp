@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <new>
 
-// Printed through printf where the other handlers use std::cout; both share one buffer, so the
-// lines stay in step.
+// printf() here, std::cout in the other handlers: both share one buffer, so the lines stay in
+// order.
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Counting; the report stands in stats/report.cpp.
+// Counting; stats/report.cpp prints the report.
 
 #include "stats/SubtitleStats.h"
 
@@ -77,8 +77,8 @@ void SubtitleStats::Clear()
     }
 }
 
-// Kept on purpose, in both operations: region 0 is dropped without a word. Only numbers above the
-// count are reported, and there is no entry for 0.
+// Kept on purpose, in both operations: region 0 is dropped without a message. Only numbers above
+// the count are reported, and there is no entry for 0.
 
 void SubtitleStats::AddRegionData(RegionDataItem& item)
 {

@@ -23,7 +23,7 @@ unsigned int ShownSum(const std::vector<unsigned int>& counts)
 /// Percent of \p all. Without any traffic this is 0 / 0, a not-a-number, which x86 gives a sign
 /// and the device does not. A share is never negative, so dropping the sign changes nothing else
 /// and makes every platform print the same. Volatile, because the compiler takes a quotient of
-/// unsigned numbers for positive and would leave std::fabs() out.
+/// unsigned numbers as positive and would omit std::fabs().
 double Share(unsigned int part, unsigned int all)
 {
     const volatile double share = static_cast<double>(part) / static_cast<double>(all) * 100;

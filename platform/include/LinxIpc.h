@@ -34,7 +34,7 @@ public:
     LinxIpc(const LinxIpc&) = delete;
     LinxIpc& operator=(const LinxIpc&) = delete;
 
-    /// Opens the messaging directory, and makes it when missing, with mode 0700 whatever the umask.
+    /// Opens the messaging directory, and makes it when missing, with mode 0700 under every umask.
     /// It must be the caller's, no symlink, and have the mode 0700; what is wrong goes to the log.
     /// When it is replaced later by one that passes the same checks, the next attempt to connect
     /// finds it.
