@@ -1,28 +1,103 @@
 #include "platform/src/connection.h"
 
+#include "platform/src/big_endian.h"
+
 #include <IpcMessage.h>
 
 #include <algorithm>
 
 namespace platform {
 
-int Connection::Send(Lock& lock, Link& link, IpcMessage& message, FrameKind kind,
+namespace {
+
+/// Connecting waits for a service that is stopped, so also a request without limit ends then.
+constexpr int connectLimitMs = 1000;
+
+constexpr int reconnectIntervalMs = 500;
+constexpr unsigned int renewalLength = 8;
+
+}  // namespace
+
+/// The link, made when there is none. One call at a time tries; others wait for its result.
+int Connection::Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened)
+{
+    while (!(opened = Current())) {
+        if (state.closed) {
+            return ESHUTDOWN;
+        }
+        if (!connecting) {
+            return Connect(lock, deadline.Sooner(Deadline(connectLimitMs)), opened);
+        }
+        if (!state.WaitForChange(lock, deadline)) {
+            return ETIMEDOUT;
+        }
+    }
+    return 0;
+}
+
+/// Connects, and renews the subscriptions before any other call can send.
+int Connection::Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened)
+{
+    Descriptor connected;
+    int error = 0;
+    {
+        const auto role = state.Take(connecting);
+        nextAttempt = Deadline(reconnectIntervalMs);
+        const auto unlocked = Unlocked(lock);
+        error = state.directory.Connect(service, deadline, connected);
+    }
+    if (error != 0) {
+        return error;
+    }
+    // What needs memory comes before the link is in use: one without its subscriptions would be
+    // taken for a good one.
+    opened = std::make_shared<Link>(state, service, std::move(connected));
+    const std::vector<unsigned char> renewal = RenewalFrames();
+    link = opened;
+    if (!renewal.empty()) {
+        error = opened->Send(lock, renewal.data(), renewal.size(), deadline);
+        if (error != 0) {
+            opened->Lose();
+        }
+    }
+    return error;
+}
+
+std::vector<unsigned char> Connection::RenewalFrames() const
+{
+    std::vector<unsigned char> frames;
+    if (service != state.publisher) {
+        return frames;
+    }
+    for (const Subscription& subscription : state.subscriptions.Accepted()) {
+        const std::size_t at = frames.size();
+        frames.resize(at + frameHeaderSize + renewalLength);
+        EncodeFrameHeader(
+            {FrameKind::Request, messages::subscribe, ReplyTable::unawaited, renewalLength},
+            &frames[at]);
+        PutU32(&frames[at + frameHeaderSize], subscription.number);
+        PutU32(&frames[at + frameHeaderSize + 4], subscription.itemId);
+    }
+    return frames;
+}
+
+int Connection::Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind,
                      unsigned int correlation, const Deadline& deadline)
 {
     unsigned char* const frame = message.frame.get();
     EncodeFrameHeader({kind, message.messageId, correlation, message.payloadLength}, frame);
-    return link.sender.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
+    return used.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
 }
 
-// A service that was restarted is only noticed by a send that fails: nothing of the message was
-// taken then, so both send it once more on a new connection.
+// A restarted service is only noticed by a send that fails. It has taken nothing of the message
+// then, so both operations send it once more on a new link.
 
 int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
                         const Deadline& deadline, IpcMessage* reply, const Subscription* wanted)
 {
     for (bool isFirst = true;; isFirst = false) {
-        std::shared_ptr<Link> link;
-        int error = reconnect.Open(lock, deadline, link);
+        std::shared_ptr<Link> used;
+        int error = Open(lock, deadline, used);
         if (error != 0) {
             return error;
         }
@@ -30,18 +105,18 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
         state.lastCorrelation = correlation;
         // However this ends, nothing of it stays but what the service has accepted.
         const AtEnd forget([&] {
-            replies.Forget(correlation);
+            used->replies.Forget(correlation);
             state.subscriptions.Forget(correlation);
         });
-        replies.Expect(correlation, replyId);
+        used->replies.Expect(correlation, replyId);
         if (wanted) {
             state.subscriptions.Add(*wanted, correlation);
         }
-        error = Send(lock, *link, request, FrameKind::Request, correlation, deadline);
+        error = Send(lock, *used, request, FrameKind::Request, correlation, deadline);
         if (error == 0) {
-            return AwaitReply(lock, *link, correlation, deadline, reply);
+            return AwaitReply(lock, *used, correlation, deadline, reply);
         }
-        if (!Sender::IsLoss(error) || !isFirst) {
+        if (!Link::IsLoss(error) || !isFirst) {
             return error == EAGAIN ? ETIMEDOUT : error;
         }
     }
@@ -50,48 +125,48 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
 int Connection::Notify(Lock& lock, IpcMessage& message, const Deadline& deadline)
 {
     for (bool isFirst = true;; isFirst = false) {
-        std::shared_ptr<Link> link;
-        int error = reconnect.Open(lock, Deadline(connectLimitMs), link);
+        std::shared_ptr<Link> used;
+        int error = Open(lock, Deadline(connectLimitMs), used);
         if (error == 0) {
-            error = Send(lock, *link, message, FrameKind::OneWay, 0, deadline);
+            error = Send(lock, *used, message, FrameKind::OneWay, 0, deadline);
         }
-        if (!Sender::IsLoss(error) || !isFirst) {
+        if (!Link::IsLoss(error) || !isFirst) {
             return error;
         }
     }
 }
 
-int Connection::AwaitReply(Lock& lock, Link& link, unsigned int correlation,
+int Connection::AwaitReply(Lock& lock, Link& used, unsigned int correlation,
                            const Deadline& deadline, IpcMessage* reply)
 {
     for (bool hasLooked = false;; hasLooked = true) {
         if (state.closed) {
             return ESHUTDOWN;
         }
-        const ReplyTable::Waiter& waiter = replies.At(correlation);
+        const ReplyTable::Waiter& waiter = used.replies.At(correlation);
         if (waiter.result) {
             return *waiter.result == 0 && reply ? CopyFrame(waiter.reply, *reply) : *waiter.result;
         }
         if (hasLooked && deadline.HasPassed()) {
             return ETIMEDOUT;
         }
-        link.reader.ReadOrWait(lock, deadline);
+        used.ReadOrWait(lock, deadline);
     }
 }
 
 void Connection::AwaitArrival(Lock& lock, const Deadline& deadline)
 {
-    std::shared_ptr<Link> link = reconnect.Current();
-    if (link) {
-        // Also with nothing subscribed: the service may have accepted what was given up waiting
-        // for, and a client that does not read makes it wait.
-        link->reader.ReadOrWait(lock, deadline);
+    std::shared_ptr<Link> used = Current();
+    if (used) {
+        // Also with nothing subscribed: the service may have accepted a subscription whose call
+        // timed out, and a client that does not read makes it wait.
+        used->ReadOrWait(lock, deadline);
     } else if (!state.subscriptions.HasAccepted()) {
         state.WaitForChange(lock, deadline);
-    } else if (reconnect.NextAttempt().HasPassed()) {
-        reconnect.Open(lock, deadline, link);
+    } else if (nextAttempt.HasPassed()) {
+        Open(lock, deadline, used);
     } else {
-        state.WaitForChange(lock, deadline.Sooner(reconnect.NextAttempt()));
+        state.WaitForChange(lock, deadline.Sooner(nextAttempt));
     }
 }
 

@@ -1,22 +1,24 @@
 #pragma once
 
-#include "platform/src/reconnect.h"
+#include "platform/src/link.h"
 
+#include <memory>
 #include <string>
+#include <vector>
 
 class IpcMessage;
 
 namespace platform {
 
-/// The connection of an endpoint to one service, made on demand and again after it was lost: a
-/// `Reconnect` makes it, a `Reader` and a `Sender` use it.
+/// The connection of an endpoint to one service: makes a `Link` on demand, and another one after it
+/// was lost.
 ///
 /// All operations are called with the endpoint's lock held, give it up while they wait, and hold it
 /// again when they return. Results are 0 or an errno value.
 class Connection {
 public:
-    Connection(EndpointState& endpointState, const std::string& service)
-        : state(endpointState), reconnect(endpointState, service, replies)
+    Connection(EndpointState& endpointState, const std::string& serviceName)
+        : state(endpointState), service(serviceName)
     {
     }
 
@@ -31,18 +33,23 @@ public:
     /// Waits for something to come, and connects again when notifications are to come.
     void AwaitArrival(Lock& lock, const Deadline& deadline);
 
-    /// The connection when there is one, else null.
-    std::shared_ptr<Link> Current() const { return reconnect.Current(); }
+    /// The open link, else null.
+    std::shared_ptr<Link> Current() const { return link && link->IsOpen() ? link : nullptr; }
 
 private:
-    static int Send(Lock& lock, Link& link, IpcMessage& message, FrameKind kind,
+    int Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
+    int Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
+    std::vector<unsigned char> RenewalFrames() const;
+    static int Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind,
                     unsigned int correlation, const Deadline& deadline);
-    int AwaitReply(Lock& lock, Link& link, unsigned int correlation, const Deadline& deadline,
+    int AwaitReply(Lock& lock, Link& used, unsigned int correlation, const Deadline& deadline,
                    IpcMessage* reply);
 
     EndpointState& state;
-    ReplyTable replies;
-    Reconnect reconnect;
+    const std::string service;
+    std::shared_ptr<Link> link;
+    bool connecting = false;
+    Deadline nextAttempt{0};  ///< when a call that only receives may try again
 };
 
 }  // namespace platform

@@ -18,7 +18,6 @@ namespace {
 constexpr int roomLimitMs = 2000;
 constexpr int pauseWithoutMemoryMs = 10;
 
-/// Negative for ever.
 /// \param waitMs  negative for ever
 void Sleep(int waitMs)
 {
@@ -89,9 +88,7 @@ int Endpoint::Init()
         }
         const int result = initResult;
         if (result != 0) {
-            const std::string entry = "endpoint " + name + ": " + state.directory.Problem();
-            const auto unlocked = Unlocked(lock);
-            LogFromLibrary(logErrors, entry);
+            LogUnlocked(lock, "endpoint " + name + ": " + state.directory.Problem());
         }
         return result;
     });
@@ -206,10 +203,10 @@ void Endpoint::LogDropped(Lock& lock)
 {
     const unsigned int dropped = state.notifications.TakeDropped();
     if (dropped != 0) {
-        const std::string entry = "endpoint " + name + ": dropped " + std::to_string(dropped) +
-                                  " notifications that were not received in time";
-        const auto unlocked = Unlocked(lock);
-        LogFromLibrary(logErrors, entry, "notifications dropped");
+        LogUnlocked(lock,
+                    "endpoint " + name + ": dropped " + std::to_string(dropped) +
+                        " notifications that were not received in time",
+                    "notifications dropped");
     }
 }
 

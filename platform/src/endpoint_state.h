@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/src/log_sink.h"
 #include "platform/src/messaging_directory.h"
 #include "platform/src/notification_queue.h"
 #include "platform/src/subscription_table.h"
@@ -30,6 +31,13 @@ inline auto Unlocked(Lock& lock)
 {
     lock.unlock();
     return AtEnd([&lock] { lock.lock(); });
+}
+
+/// See LogFromLibrary().
+inline void LogUnlocked(Lock& lock, const std::string& text, const char* kind = nullptr)
+{
+    const auto unlocked = Unlocked(lock);
+    LogFromLibrary(logErrors, text, kind);
 }
 
 /// What all calls on one endpoint share. The mutex guards everything but the directory, which may

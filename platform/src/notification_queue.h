@@ -4,6 +4,7 @@
 #include "platform/src/input_blocks.h"
 
 #include <cstddef>
+#include <utility>
 
 namespace platform {
 
@@ -15,38 +16,42 @@ inline std::size_t SizeOf(const ReceivedFrame& frame)
 /// Notifications that arrived and wait for Receive(); the dropped ones are counted.
 class NotificationQueue {
 public:
-    void Push(ReceivedFrame&& frame);
-
-    /// Takes out the oldest one with the message number \p messageId, 0 for any.
-    bool Pop(unsigned int messageId, ReceivedFrame& frame);
-
-    /// Takes out all that \p covered says yes to.
-    template <typename Covered>
-    void Remove(const Covered& covered);
-
+    /// Whether Push() would drop nothing for \p frame.
+    bool HasRoomFor(const ReceivedFrame& frame) const { return queue.HasRoomFor(1, SizeOf(frame)); }
+    void Push(ReceivedFrame&& frame) { dropped += queue.Push(std::move(frame)); }
     void Clear() { queue.Clear(); }
 
     /// Number dropped since the last call.
-    unsigned int TakeDropped();
+    unsigned int TakeDropped() { return std::exchange(dropped, 0u); }
 
-    /// Whether Push() would drop nothing for \p frame.
-    bool HasRoomFor(const ReceivedFrame& frame) const { return queue.HasRoomFor(1, SizeOf(frame)); }
+    /// Takes out the oldest one with the message number \p messageId, 0 for any.
+    bool Pop(unsigned int messageId, ReceivedFrame& frame)
+    {
+        for (std::size_t index = 0; index < queue.Size(); ++index) {
+            if (messageId == 0 || queue.At(index).header.messageId == messageId) {
+                frame = queue.Take(index);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Takes out all whose header \p covered says yes to.
+    template <typename Covered>
+    void Remove(const Covered& covered)
+    {
+        for (std::size_t index = 0; index < queue.Size();) {
+            if (covered(queue.At(index).header)) {
+                queue.Take(index);
+            } else {
+                ++index;
+            }
+        }
+    }
 
 private:
     BoundedQueue<ReceivedFrame> queue;
     unsigned int dropped = 0;
 };
-
-template <typename Covered>
-void NotificationQueue::Remove(const Covered& covered)
-{
-    for (std::size_t index = 0; index < queue.Size();) {
-        if (covered(queue.At(index).header)) {
-            queue.Take(index);
-        } else {
-            ++index;
-        }
-    }
-}
 
 }  // namespace platform

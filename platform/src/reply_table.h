@@ -2,19 +2,18 @@
 
 #include "platform/src/input_blocks.h"
 
+#include <map>
 #include <optional>
-#include <vector>
 
 class IpcMessage;
 
 namespace platform {
 
-/// The replies that calls on one connection wait for, by the correlation of their requests. Not
+/// The replies that calls on one link wait for, by the correlation of their requests. Not
 /// synchronised.
 class ReplyTable {
 public:
     struct Waiter {
-        unsigned int correlation;
         unsigned int replyId;
         std::optional<int> result;  ///< none yet; 0, EPROTO for a wrong reply, another error
         ReceivedFrame reply;
@@ -24,7 +23,10 @@ public:
     static constexpr unsigned int unawaited = 0;
 
     /// Begins to wait for a reply numbered \p replyId.
-    void Expect(unsigned int correlation, unsigned int replyId);
+    void Expect(unsigned int correlation, unsigned int replyId)
+    {
+        waiters[correlation] = {replyId, {}, {}};
+    }
 
     /// Keeps \p frame for the call that waits for it.
     /// \return whether that is the reply it wants: neither late, repeated, wrong nor malformed
@@ -36,15 +38,13 @@ public:
     /// Whether any call still waits.
     bool AreAwaited() const;
 
-    const Waiter& At(unsigned int correlation) { return *Find(correlation); }
+    const Waiter& At(unsigned int correlation) const { return waiters.at(correlation); }
 
     /// Ends the waiting.
-    void Forget(unsigned int correlation);
+    void Forget(unsigned int correlation) { waiters.erase(correlation); }
 
 private:
-    std::vector<Waiter>::iterator Find(unsigned int correlation);
-
-    std::vector<Waiter> waiters;
+    std::map<unsigned int, Waiter> waiters;
 };
 
 /// Makes \p message a copy of a received one. \return 0 or ENOMEM

@@ -9,62 +9,52 @@ namespace platform {
 template <typename Condition>
 void SubscriptionTable::Remove(const Condition& condition)
 {
-    entries.erase(std::remove_if(entries.begin(), entries.end(), condition), entries.end());
+    accepted.erase(std::remove_if(accepted.begin(), accepted.end(), condition), accepted.end());
 }
 
 void SubscriptionTable::Add(const Subscription& wanted, unsigned int correlation)
 {
-    entries.push_back(wanted);
-    entries.back().correlation = correlation;
+    accepted.reserve(accepted.size() + pending.size() + 1);  // for Accept()
+    pending[correlation] = wanted;
 }
 
 void SubscriptionTable::Accept(unsigned int correlation)
 {
-    const auto isIt = [=](const Subscription& s) { return s.correlation == correlation; };
-    const auto entry = std::find_if(entries.begin(), entries.end(), isIt);
-    if (entry == entries.end()) {
+    const auto entry = pending.find(correlation);
+    if (entry == pending.end()) {
         return;
     }
-    Subscription accepted = *entry;
-    accepted.correlation = 0;
-    entries.erase(entry);
-    if (accepted.ends) {
-        End(accepted.number);
-        return;
+    const Subscription change = entry->second;
+    pending.erase(entry);
+    if (change.ends) {
+        End(change.number);
+    } else {
+        Remove([&](const Subscription& s) { return s.number == change.number; });
+        accepted.push_back(change);
     }
-    Remove([&](const Subscription& s) { return !IsPending(s) && s.number == accepted.number; });
-    entries.insert(std::find_if(entries.begin(), entries.end(), IsPending), accepted);
-}
-
-void SubscriptionTable::Forget(unsigned int correlation)
-{
-    Remove([=](const Subscription& s) { return s.correlation == correlation; });
 }
 
 void SubscriptionTable::End(unsigned int number)
 {
-    Remove([=](const Subscription& s) {
-        return !IsPending(s) && subscriptions::Covers(number, s.number);
-    });
+    Remove([=](const Subscription& s) { return subscriptions::Covers(number, s.number); });
 }
 
 const Subscription* SubscriptionTable::Find(unsigned int number, unsigned int itemId) const
 {
+    // The exact number goes before the one that covers it, and an accepted entry before one that is
+    // to replace it.
     const Subscription* found = nullptr;
-    for (const Subscription& entry : entries) {
-        // The exact number goes before the one that covers it, and an accepted entry before one
-        // that is to replace it.
+    const auto consider = [&](const Subscription& entry) {
         if (!entry.ends && entry.itemId == itemId && subscriptions::Covers(entry.number, number) &&
             (!found || (found->number != number && entry.number == number))) {
             found = &entry;
         }
+    };
+    std::for_each(accepted.begin(), accepted.end(), consider);
+    for (const auto& entry : pending) {
+        consider(entry.second);
     }
     return found;
-}
-
-std::vector<Subscription> SubscriptionTable::Accepted() const
-{
-    return {entries.begin(), std::find_if(entries.begin(), entries.end(), IsPending)};
 }
 
 }  // namespace platform

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <vector>
 
 class LinxIpc;
@@ -12,11 +13,8 @@ struct Subscription {
     unsigned int itemId;
     void (*callback)(LinxIpc*, void*);
     void* userData;
-    bool ends = false;             ///< all that \p number covers; the rest is not used then
-    unsigned int correlation = 0;  ///< of the request that is not answered yet; 0 once accepted
+    bool ends = false;  ///< all that \p number covers; the rest is not used then
 };
-
-inline bool IsPending(const Subscription& entry) { return entry.correlation != 0; }
 
 /// The subscriptions of an endpoint. Each request to change them has an entry of its own, found by
 /// its correlation, from before it is sent until its reply is sorted or its call gives up. So what
@@ -25,7 +23,7 @@ inline bool IsPending(const Subscription& entry) { return entry.correlation != 0
 /// Not synchronised: the endpoint's lock guards it.
 class SubscriptionTable {
 public:
-    /// Adds the entry of a request with this correlation. What is in force stays so beside it.
+    /// Adds the entry of a request with this correlation; changes nothing that is in force.
     void Add(const Subscription& wanted, unsigned int correlation);
 
     /// The service has accepted that request, if it has an entry: its subscription takes the place
@@ -33,7 +31,7 @@ public:
     void Accept(unsigned int correlation);
 
     /// Removes the entry of that request, if it is still there.
-    void Forget(unsigned int correlation);
+    void Forget(unsigned int correlation) { pending.erase(correlation); }
 
     /// Removes every accepted subscription that \p number covers.
     void End(unsigned int number);
@@ -42,15 +40,16 @@ public:
     /// none. One that is not accepted yet takes what comes before the service's reply.
     const Subscription* Find(unsigned int number, unsigned int itemId) const;
 
-    /// The accepted ones, in the order in which they were accepted.
-    std::vector<Subscription> Accepted() const;
-    bool HasAccepted() const { return !entries.empty() && !IsPending(entries.front()); }
+    /// In the order in which they were accepted.
+    const std::vector<Subscription>& Accepted() const { return accepted; }
+    bool HasAccepted() const { return !accepted.empty(); }
 
 private:
     template <typename Condition>
     void Remove(const Condition& condition);
 
-    std::vector<Subscription> entries;  ///< the accepted ones first
+    std::vector<Subscription> accepted;
+    std::map<unsigned int, Subscription> pending;  ///< by correlation
 };
 
 }  // namespace platform
