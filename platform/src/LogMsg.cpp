@@ -31,22 +31,20 @@ constexpr std::size_t longestText = 8192;
 /// none
 std::size_t SequenceAt(const std::string& text, std::size_t at)
 {
-    static constexpr unsigned smallest[] = {0, 0, 0xA0, 0x800, 0x10000};  // of a length; C1 is none
-    const unsigned lead = static_cast<unsigned char>(text[at]);
-    const std::size_t length = lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (length == 0 || lead >= 0xF8 || text.size() - at < length) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
+    const unsigned lead = byte(0);
+    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) {
         return 0;
     }
-    unsigned character = lead & (0xFFu >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        const unsigned next = static_cast<unsigned char>(text[at + i]);
-        if ((next & 0xC0) != 0x80) {
-            return 0;
-        }
-        character = character << 6 | (next & 0x3F);
+    // Control characters, overlong forms, surrogates and all above U+10FFFF are outside.
+    const unsigned least = lead == 0xC2 || lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    const unsigned most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    bool isValid = byte(1) >= least && byte(1) <= most;
+    for (std::size_t i = 2; i < length; ++i) {
+        isValid = isValid && (byte(i) & 0xC0) == 0x80;
     }
-    const bool isSurrogate = character >= 0xD800 && character < 0xE000;
-    return character < smallest[length] || character > 0x10FFFF || isSurrogate ? 0 : length;
+    return isValid ? length : 0;
 }
 
 /// Text as one line of valid UTF-8 without control characters, which could steer the terminal of a
@@ -62,9 +60,7 @@ std::string Printable(const std::string& text)
         const unsigned byte = static_cast<unsigned char>(text[i]);
         const std::size_t length = byte >= 0x20 && byte < 0x7F ? 1 : SequenceAt(text, i);
         if (length == 0) {
-            line += "\\x";
-            line += digits[byte >> 4];
-            line += digits[byte & 15];
+            line += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
         } else {
             line.append(text, i, length);
         }
@@ -73,22 +69,44 @@ std::string Printable(const std::string& text)
     return line;
 }
 
-/// In a file like 2026-01-31T12:00:00.250Z, in the system log like Jan 31 12:00:00, local time.
-std::string Now(bool isForFile)
+const char* LogFile()
+{
+    const char* path = secure_getenv("SUBTITLE_LOG");
+    return path && *path ? path : nullptr;
+}
+
+/// A line that starts like `2026-01-31T12:00:00.250Z`, or for the system log a record that starts
+/// like `<11>Jan 31 12:00:00` in local time.
+std::string Entry(unsigned level, const std::string& processName, const std::string& text)
 {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    const time_t seconds = now.tv_sec;
     tm parts{};
-    char text[48];
-    if (!isForFile) {
-        return {text, std::strftime(text, sizeof text, "%b %e %T", localtime_r(&seconds, &parts))};
+    char time[48];
+    const std::string entry = processName + "[" + std::to_string(getpid()) +
+                              "] level=" + std::to_string(level) + " " + Printable(text);
+    if (LogFile()) {
+        const std::size_t length =
+            std::strftime(time, sizeof time, "%Y-%m-%dT%H:%M:%S", gmtime_r(&now.tv_sec, &parts));
+        const int milliseconds = static_cast<int>(now.tv_nsec / 1000000);
+        std::snprintf(time + length, sizeof time - length, ".%03dZ ", milliseconds);
+        return time + entry + "\n";
     }
-    const std::size_t length =
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", gmtime_r(&seconds, &parts));
-    const int milliseconds = static_cast<int>(now.tv_nsec / 1000000);
-    std::snprintf(text + length, sizeof text - length, ".%03dZ", milliseconds);
-    return text;
+    std::strftime(time, sizeof time, "%b %e %T", localtime_r(&now.tv_sec, &parts));
+    const int priority = LOG_USER | (level == logErrors ? LOG_ERR : LOG_NOTICE);
+    return "<" + std::to_string(priority) + ">" + time + " " + program_invocation_short_name +
+           ": " + entry;
+}
+
+/// An error of the messaging library.
+std::string OwnEntry(const std::string& text)
+{
+    return Entry(logErrors, LogClient::Instance().ProcessName(), text);
+}
+
+std::string LossEntry(unsigned lost, const char* reason)
+{
+    return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
 }
 
 /// Opened for each entry, so that a log file which was moved away or removed is made anew.
@@ -110,42 +128,12 @@ Descriptor OpenFile(const char* path)
 Descriptor OpenSystemLog()
 {
     Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", _PATH_LOG);
+    const sockaddr_un address{AF_UNIX, _PATH_LOG};
     if (log &&
         connect(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         return Descriptor();
     }
     return log;
-}
-
-const char* LogFile()
-{
-    const char* path = secure_getenv("SUBTITLE_LOG");
-    return path && *path ? path : nullptr;
-}
-
-std::string Entry(unsigned level, const std::string& processName, const std::string& text)
-{
-    const std::string entry = processName + "[" + std::to_string(getpid()) +
-                              "] level=" + std::to_string(level) + " " + Printable(text);
-    if (LogFile()) {
-        return Now(true) + " " + entry + "\n";
-    }
-    const int priority = LOG_USER | (level == logErrors ? LOG_ERR : LOG_NOTICE);
-    return "<" + std::to_string(priority) + ">" + Now(false) + " " + program_invocation_short_name +
-           ": " + entry;
-}
-
-std::string OwnEntry(const std::string& text)
-{
-    return Entry(logErrors, LogClient::Instance().ProcessName(), text);
-}
-
-std::string LossEntry(unsigned lost, const char* reason)
-{
-    return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
 }
 
 /// What the entries of all threads share.
@@ -195,16 +183,15 @@ void platform::WriteLogEntry(unsigned level, const std::string& processName,
     TheLog().Write([&] { return Entry(level, processName, text); });
 }
 
-void platform::LogFromLibrary(unsigned level, const std::string& text, const char* kind)
+void platform::LogFromLibrary(const std::string& text, const char* kind)
 {
-    const LogClient& client = LogClient::Instance();
-    if (text.empty() || (client.Level() & level) == 0) {
+    if ((LogClient::Instance().Level() & logErrors) == 0) {
         return;
     }
     const std::lock_guard<std::mutex> lock(TheLog().mutex);
     TheLog().ReportHeldBack(false);
     if (!kind || TheLog().limit.Admits(kind)) {
-        TheLog().Write([&] { return Entry(level, client.ProcessName(), text); });
+        TheLog().Write([&] { return OwnEntry(text); });
     } else {
         TheLog().hasHeldBack = true;
     }

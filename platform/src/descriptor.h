@@ -1,5 +1,10 @@
 #pragma once
 
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
 namespace platform {
 
 /// Owns one file descriptor.
@@ -9,10 +14,27 @@ public:
 
     /// Takes over \p opened, -1 for none, and moves it above standard error when it is not: with
     /// one of the three closed, a socket would get its number and the menu would go to the service.
-    explicit Descriptor(int opened);
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
+    explicit Descriptor(int opened) : fd(opened)
+    {
+        if (opened >= 0 && opened <= STDERR_FILENO) {
+            fd = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+            const int problem = errno;
+            close(opened);
+            errno = problem;  // callers report it
+        }
+    }
+    ~Descriptor()
+    {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+    Descriptor(Descriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        std::swap(fd, other.fd);
+        return *this;
+    }
 
     int Get() const { return fd; }
     explicit operator bool() const { return fd >= 0; }

@@ -21,12 +21,9 @@ constexpr int pauseWithoutMemoryMs = 10;
 /// \param waitMs  negative for ever
 void Sleep(int waitMs)
 {
-    while (true) {
+    do {
         std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-        if (waitMs >= 0) {
-            return;
-        }
-    }
+    } while (waitMs < 0);
 }
 
 }  // namespace
@@ -46,7 +43,7 @@ Endpoint& Endpoint::Create(const char* name, LinxIpc& owner)
     return *all.back();
 }
 
-/// Runs one call from outside, which Close() waits for.
+/// Runs one operation, which Close() waits for.
 template <typename Operation>
 int Endpoint::Enter(const Operation& operation)
 {
@@ -94,7 +91,7 @@ int Endpoint::Init()
     });
 }
 
-/// What a change of the subscriptions does before it is asked for.
+/// What a change of the subscriptions does before its request is sent.
 int Endpoint::Prepare(const std::string& server, const Subscription& wanted)
 {
     const bool isOurs = state.publisher.empty() || state.publisher == server;
@@ -157,14 +154,13 @@ int Endpoint::TakeNotification(Lock& lock, const Deadline& deadline, unsigned in
 {
     receiver = std::this_thread::get_id();
     const AtEnd leave([this] { receiver = {}; });
-    received.Show(0, nullptr, 0);
-    current = ReceivedFrame{};
+    Show({});
     LogDropped(lock);
     Subscription found{};
     int error = AwaitNotification(lock, deadline, id, isFromAny, found);
     if (error == 0) {
         error = message ? CopyFrame(current, *message) : 0;
-        received.Show(current.header.messageId, current.payload, current.header.length);
+        Show(current);
         const auto unlocked = Unlocked(lock);
         found.callback(&owner, found.userData);
     }
@@ -199,6 +195,12 @@ int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned i
     }
 }
 
+void Endpoint::Show(const ReceivedFrame& frame)
+{
+    current = frame;
+    received.Show(frame.header.messageId, frame.payload, frame.header.length);
+}
+
 void Endpoint::LogDropped(Lock& lock)
 {
     const unsigned int dropped = state.notifications.TakeDropped();
@@ -230,8 +232,7 @@ void Endpoint::Close()
     connections.clear();
     state.directory = MessagingDirectory();  // its descriptor; the rest may stay
     state.notifications.Clear();
-    current = ReceivedFrame{};
-    received.Show(0, nullptr, 0);
+    Show({});
     lock.unlock();
     LogHeldBack(true);
 }

@@ -50,6 +50,7 @@ private:
                          IpcMessage* message);
     int AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAny,
                           Subscription& found);
+    void Show(const ReceivedFrame& frame);
     void LogDropped(Lock& lock);
 
     const std::string name;

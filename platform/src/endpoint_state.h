@@ -37,7 +37,7 @@ inline auto Unlocked(Lock& lock)
 inline void LogUnlocked(Lock& lock, const std::string& text, const char* kind = nullptr)
 {
     const auto unlocked = Unlocked(lock);
-    LogFromLibrary(logErrors, text, kind);
+    LogFromLibrary(text, kind);
 }
 
 /// What all calls on one endpoint share. The mutex guards everything but the directory, which may

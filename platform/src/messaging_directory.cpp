@@ -41,6 +41,40 @@ std::string ConfiguredPath()
     return path;
 }
 
+/// A path to the open \p folder, which cannot be swapped for another one after it was checked.
+std::string PathTo(int folder) { return "/proc/self/fd/" + std::to_string(folder); }
+
+/// Opens the folder at \p path when it may be trusted.
+/// \param isNew  this call has just made it. Only then it gets its mode, since the umask may have
+///               taken rights away, unless another one is at the path already
+/// \return 0, else an errno value with the reason in \p problem
+int OpenTrusted(const std::string& path, bool isNew, Descriptor& opened, std::string& problem)
+{
+    // Without O_PATH it would need the rights that the umask may have taken away.
+    Descriptor folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat found {};
+    if (!folder || fstat(folder.Get(), &found) != 0) {
+        const int error = errno;
+        const bool isLink = lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+        problem = isLink ? "is a symbolic link"
+                         : std::string("cannot be opened: ") + std::strerror(error);
+        return error;
+    }
+    if (found.st_uid != geteuid()) {
+        problem = "belongs to another user";
+        return EPERM;
+    }
+    const bool hasMode = isNew && (found.st_mode & 0077) == 0
+                             ? chmod(PathTo(folder.Get()).c_str(), 0700) == 0
+                             : (found.st_mode & 07777) == 0700;
+    if (!hasMode) {
+        problem = "has another mode than 0700";
+        return EPERM;
+    }
+    opened = std::move(folder);
+    return 0;
+}
+
 bool IsPart(const std::string& part)
 {
     const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
@@ -58,17 +92,16 @@ void LimitConnect(int fd, const Deadline& deadline)
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
-/// Connects by way of the opened folder, which cannot be swapped for another one after it was
-/// checked. Opening the socket file itself instead would cost a fifth of connecting more.
+/// Opening the socket file instead of \p folder would cost a fifth of connecting more.
 int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& deadline)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string path = "/proc/self/fd/" + std::to_string(folder) + "/" + name;
+    const std::string path = PathTo(folder) + "/" + name;
     if (path.size() >= sizeof address.sun_path) {
         return ENAMETOOLONG;
     }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    path.copy(address.sun_path, path.size());
     LimitConnect(fd, deadline);
     while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         if (errno != EINTR) {
@@ -81,71 +114,24 @@ int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& de
     return 0;
 }
 
-/// Connecting would follow a symbolic link. A user who may write to the folder could still put one
-/// there after this look, but could put a socket there as well.
-int CheckSocketFile(int folder, const std::string& name)
-{
-    struct stat found {};
-    if (fstatat(folder, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
-        return errno;
-    }
-    return S_ISSOCK(found.st_mode) ? 0 : ENOTSOCK;
-}
-
-/// The umask may have taken rights away from the folder that this call has just made at \p path.
-/// Opened as a place alone, which needs no right to the folder, so that no other one is changed
-/// when it is swapped meanwhile.
-void GiveItsMode(const std::string& path)
-{
-    const Descriptor made(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat found {};
-    if (made && fstat(made.Get(), &found) == 0 && found.st_uid == geteuid() &&
-        (found.st_mode & 0077) == 0) {
-        chmod(("/proc/self/fd/" + std::to_string(made.Get())).c_str(), 0700);
-    }
-}
-
-/// Opens the folder at \p path when it may be trusted.
-/// \return 0, else an errno value with the reason in \p problem
-int OpenTrusted(const std::string& path, Descriptor& opened, std::string& problem)
-{
-    Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat found {};
-    if (!folder || fstat(folder.Get(), &found) != 0) {
-        const int error = errno;
-        const bool isLink = lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
-        problem = isLink ? "is a symbolic link"
-                         : std::string("cannot be opened: ") + std::strerror(error);
-        return error;
-    }
-    if (found.st_uid != geteuid() || (found.st_mode & 07777) != 0700) {
-        problem =
-            found.st_uid != geteuid() ? "belongs to another user" : "has another mode than 0700";
-        return EPERM;
-    }
-    opened = std::move(folder);
-    return 0;
-}
-
 int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Descriptor& connected)
 {
-    std::string lastPart = name;
-    Descriptor parent;
-    if (name.find('/') != std::string::npos) {
-        parent = OpenParent(folder, name, lastPart);
-        if (!parent) {
-            return errno;
-        }
-        folder = parent.Get();
+    std::string lastPart;
+    const Descriptor parent = OpenParent(folder, name, lastPart);
+    struct stat found {};
+    if (!parent || fstatat(parent.Get(), lastPart.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno;
     }
-    if (const int error = CheckSocketFile(folder, lastPart)) {
-        return error;
+    // Connecting would follow a symbolic link. A user who may write to the folder could still put
+    // one there after this look, but could put a socket there as well.
+    if (!S_ISSOCK(found.st_mode)) {
+        return ENOTSOCK;
     }
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd) {
         return errno;
     }
-    if (const int error = ConnectBelow(folder, lastPart, fd.Get(), deadline)) {
+    if (const int error = ConnectBelow(parent.Get(), lastPart, fd.Get(), deadline)) {
         return error;
     }
     if (!IsTrustedPeer(fd.Get())) {
@@ -162,18 +148,16 @@ int MessagingDirectory::Open()
     path = ConfiguredPath();
     folder = Descriptor();
     std::string reason;
-    int error = 0;
-    if (path.front() != '/' || EndsIn(path, "/..")) {
-        reason = path.front() != '/' ? "not an absolute path" : "ends in ..";
-        error = EINVAL;
-    } else if (mkdir(path.c_str(), 0700) == 0) {
-        GiveItsMode(path);
-    } else if (errno != EEXIST) {
+    int error = EINVAL;
+    if (path.front() != '/') {
+        reason = "not an absolute path";
+    } else if (EndsIn(path, "/..")) {
+        reason = "ends in ..";
+    } else if (const bool isNew = mkdir(path.c_str(), 0700) == 0; isNew || errno == EEXIST) {
+        error = OpenTrusted(path, isNew, folder, reason);
+    } else {
         error = errno;
         reason = std::string("cannot be made: ") + std::strerror(error);
-    }
-    if (error == 0) {
-        error = OpenTrusted(path, folder, reason);
     }
     problem = error == 0 ? "" : "messaging directory " + path + ": " + reason;
     return error;
@@ -193,7 +177,7 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
     std::string unused;
     // Another folder may be at the path by now. It gets the descriptor of the one that was opened,
     // and so replaces it in calls on other threads too.
-    if (error != 0 && OpenTrusted(path, found, unused) == 0 &&
+    if (error != 0 && OpenTrusted(path, false, found, unused) == 0 &&
         dup3(found.Get(), folder.Get(), O_CLOEXEC) >= 0) {
         error = ConnectIn(folder.Get(), name, deadline, connected);
     }
@@ -203,14 +187,15 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
 bool IsEndpointName(const std::string& name)
 {
     std::size_t start = 0;
-    std::size_t slash;
-    while ((slash = name.find('/', start)) != std::string::npos) {
+    std::size_t slash = 0;
+    do {
+        slash = name.find('/', start);
         if (!IsPart(name.substr(start, slash - start))) {
             return false;
         }
         start = slash + 1;
-    }
-    return IsPart(name.substr(start));
+    } while (slash != std::string::npos);
+    return true;
 }
 
 Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart)

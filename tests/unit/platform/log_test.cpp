@@ -375,10 +375,10 @@ TEST_F(TheLogFile, TakesWholeLinesFromTwoThreads)
 TEST_F(TheLogFile, GetsTheLibrarysOwnEntriesOnlyWhenTheirLevelIsOn)
 {
     LogClient::Instance().Level(8);
-    LogFromLibrary(logErrors, "off");
+    LogFromLibrary("off");
     EXPECT_EQ(ReadWholeFile(path), "");
     LogClient::Instance().Level(2);
-    LogFromLibrary(logErrors, "on");
+    LogFromLibrary("on");
     EXPECT_NE(ReadWholeFile(path).find("level=2 on\n"), std::string::npos);
 }
 

@@ -109,7 +109,7 @@ TEST_F(EntriesAboutPeers, AreNeitherMadeNorCountedWhenTheirLevelIsOff)
 {
     LogClient::Instance().Level(8);
     for (int i = 0; i < 100; ++i) {
-        LogFromLibrary(logErrors, "text", "kind");
+        LogFromLibrary("text", "kind");
     }
     LogHeldBack(true);
     EXPECT_EQ(Log(), "");
@@ -118,9 +118,9 @@ TEST_F(EntriesAboutPeers, AreNeitherMadeNorCountedWhenTheirLevelIsOff)
 TEST_F(EntriesAboutPeers, AreLimitedEachKindAlone)
 {
     for (int i = 0; i < 30; ++i) {
-        LogFromLibrary(logErrors, "of a peer", "one kind");
-        LogFromLibrary(logErrors, "of a peer", "other kind");
-        LogFromLibrary(logErrors, "of a command");
+        LogFromLibrary("of a peer", "one kind");
+        LogFromLibrary("of a peer", "other kind");
+        LogFromLibrary("of a command");
     }
     LogHeldBack(true);
     const std::string log = Log();

@@ -12,13 +12,19 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 #include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+
+extern "C" int __real_chmod(const char* path, mode_t mode);
 
 namespace {
+
+std::function<void()> beforeChmod = [] {};
 
 constexpr uid_t unprivileged = 65534;
 
@@ -184,6 +190,24 @@ TEST(MadeDirectory, IsTheOnlyOneWhoseModeIsSet)
     unsetenv("LINX_DIR");
 }
 
+/// Another one is at the path when the mode is set.
+TEST(MadeDirectory, GetsItsModeThroughItsDescriptor)
+{
+    const TempDir folder;
+    const std::string path = folder / "linx";
+    setenv("LINX_DIR", path.c_str(), 1);
+    beforeChmod = [&] {
+        ASSERT_EQ(rename(path.c_str(), (folder / "made").c_str()), 0);
+        ASSERT_EQ(mkdir(path.c_str(), 0500), 0);
+    };
+    const mode_t before = umask(0077);
+    EXPECT_EQ(MessagingDirectory().Open(), 0);
+    umask(before);
+    EXPECT_EQ(ModeOf(folder / "made"), 0700u);
+    EXPECT_EQ(ModeOf(path), 0500u);
+    unsetenv("LINX_DIR");
+}
+
 TEST(MadeDirectory, IsNotRepairedWhenItWasThereBefore)
 {
     const TempDir folder;
@@ -197,3 +221,9 @@ TEST(MadeDirectory, IsNotRepairedWhenItWasThereBefore)
 }
 
 }  // namespace
+
+extern "C" int __wrap_chmod(const char* path, mode_t mode)
+{
+    std::exchange(beforeChmod, [] {})();
+    return __real_chmod(path, mode);
+}
