@@ -9,42 +9,44 @@
 #include <cerrno>
 #include <cstring>
 
-namespace platform {
+using namespace platform;
 
-int MakeRequest(IpcMessage& message, unsigned int messageId,
-                std::initializer_list<unsigned int> numbers)
+int platform::MakeRequest(IpcMessage& message, unsigned int messageId,
+                          std::initializer_list<unsigned int> numbers)
 {
     const auto length = static_cast<unsigned int>(4 * numbers.size());
-    const int error = message.Allocate(messageId, length, nullptr);
-    unsigned char* to = message.Payload();
-    for (const unsigned int* number = numbers.begin(); error == 0 && number != numbers.end();
-         ++number, to += 4) {
-        PutU32(to, *number);
+    if (const int error = message.Allocate(messageId, length, nullptr)) {
+        return error;
     }
-    return error;
+    unsigned char* to = message.Payload();
+    for (const unsigned int number : numbers) {
+        PutU32(to, number);
+        to += 4;
+    }
+    return 0;
 }
 
-int Confirmation(int error, IpcMessage& reply)
+int platform::Confirmation(int error, IpcMessage& reply)
 {
     return error != 0 ? error : IsAcceptance(reply.Payload()) ? 0 : EREMOTEIO;
 }
 
-int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
-                     unsigned int messageId, int timeoutMs)
+int platform::ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
+                               unsigned int messageId, int timeoutMs)
 {
     return Confirmation(
         ipc.Request(server, message, messages::ReplyTo(messageId), timeoutMs, &message), message);
 }
 
-int ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
-                     unsigned int messageId, std::initializer_list<unsigned int> numbers,
-                     int timeoutMs)
+int platform::ConfirmedRequest(LinxIpc& ipc, const std::string& server, IpcMessage& message,
+                               unsigned int messageId, std::initializer_list<unsigned int> numbers,
+                               int timeoutMs)
 {
     const int error = MakeRequest(message, messageId, numbers);
     return error != 0 ? error : ConfirmedRequest(ipc, server, message, messageId, timeoutMs);
 }
 
-const char* WhyRequestFailed(int error)
+const char* platform::WhyRequestFailed(int error)
 {
     switch (error) {
     case ENOENT:
@@ -57,5 +59,3 @@ const char* WhyRequestFailed(int error)
     default: return std::strerror(error);
     }
 }
-
-}  // namespace platform

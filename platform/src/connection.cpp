@@ -6,17 +6,12 @@
 
 #include <algorithm>
 
-namespace platform {
-
-namespace {
+using namespace platform;
 
 /// Connecting waits for a service that is stopped, so also a request without limit ends then.
 constexpr int connectLimitMs = 1000;
 
 constexpr int reconnectIntervalMs = 500;
-constexpr unsigned int renewalLength = 8;
-
-}  // namespace
 
 /// The link, made when there is none. One call at a time tries; others wait for its result.
 int Connection::Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened)
@@ -52,31 +47,29 @@ int Connection::Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Li
     // What needs memory comes before the link is in use: one without its subscriptions would be
     // taken for a good one.
     opened = std::make_shared<Link>(state, service, std::move(connected));
-    const std::vector<unsigned char> renewal = RenewalFrames();
+    const bool isPublisher = service == state.publisher;
+    const auto renewal = isPublisher ? RenewalFrames() : std::vector<unsigned char>();
     link = opened;
     if (!renewal.empty()) {
         error = opened->Send(lock, renewal.data(), renewal.size(), deadline);
-        if (error != 0) {
-            opened->Lose();
-        }
+    }
+    if (error != 0) {
+        opened->Lose();
     }
     return error;
 }
 
 std::vector<unsigned char> Connection::RenewalFrames() const
 {
+    constexpr FrameHeader header{FrameKind::Request, messages::subscribe, ReplyTable::unawaited, 8};
     std::vector<unsigned char> frames;
-    if (service != state.publisher) {
-        return frames;
-    }
     for (const Subscription& subscription : state.subscriptions.Accepted()) {
         const std::size_t at = frames.size();
-        frames.resize(at + frameHeaderSize + renewalLength);
-        EncodeFrameHeader(
-            {FrameKind::Request, messages::subscribe, ReplyTable::unawaited, renewalLength},
-            &frames[at]);
-        PutU32(&frames[at + frameHeaderSize], subscription.number);
-        PutU32(&frames[at + frameHeaderSize + 4], subscription.itemId);
+        frames.resize(at + frameHeaderSize + header.length);
+        unsigned char* const frame = frames.data() + at;
+        EncodeFrameHeader(header, frame);
+        PutU32(frame + frameHeaderSize, subscription.number);
+        PutU32(frame + frameHeaderSize + 4, subscription.itemId);
     }
     return frames;
 }
@@ -169,5 +162,3 @@ void Connection::AwaitArrival(Lock& lock, const Deadline& deadline)
         state.WaitForChange(lock, deadline.Sooner(nextAttempt));
     }
 }
-
-}  // namespace platform

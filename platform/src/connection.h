@@ -33,10 +33,17 @@ public:
     /// Waits for something to come, and connects again when notifications are to come.
     void AwaitArrival(Lock& lock, const Deadline& deadline);
 
-    /// The open link, else null.
-    std::shared_ptr<Link> Current() const { return link && link->IsOpen() ? link : nullptr; }
+    /// Ends the connection when there is one.
+    void Lose() const
+    {
+        if (link) {
+            link->Lose();
+        }
+    }
 
 private:
+    /// The open link, else null.
+    std::shared_ptr<Link> Current() const { return link && link->IsOpen() ? link : nullptr; }
     int Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
     int Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
     std::vector<unsigned char> RenewalFrames() const;

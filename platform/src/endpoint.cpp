@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace platform {
+using namespace platform;
 
 namespace {
 
@@ -220,9 +220,7 @@ void Endpoint::Close()
     Lock lock(state.mutex);
     state.closed = true;
     for (auto& entry : connections) {
-        if (const std::shared_ptr<Link> link = entry.second.Current()) {
-            link->Lose();
-        }
+        entry.second.Lose();
     }
     state.changed.notify_all();
     const unsigned int own = receiver == std::this_thread::get_id() ? 1 : 0;
@@ -236,5 +234,3 @@ void Endpoint::Close()
     lock.unlock();
     LogHeldBack(true);
 }
-
-}  // namespace platform

@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
-namespace platform {
+using namespace platform;
 
 namespace {
 
 constexpr std::size_t blockSize = 64 * 1024;
-
-/// The first block of a connection, most of which see nothing but a few replies: fresh memory is
-/// a good part of what a short connection costs.
-constexpr std::size_t firstBlockSize = 1024;
 
 /// Memory that a connection keeps between two frames.
 constexpr std::size_t mostKept = 2 * 1024 * 1024;
@@ -21,8 +18,6 @@ constexpr std::size_t mostKept = 2 * 1024 * 1024;
 constexpr std::size_t leastRoom = 1024;
 
 }  // namespace
-
-InputBlock::InputBlock(std::size_t size) : capacity(size), bytes(new unsigned char[size]) {}
 
 /// What is still to come of the frame whose first bytes are here, as far as that is known.
 std::size_t InputBlocks::Missing() const
@@ -35,47 +30,41 @@ std::size_t InputBlocks::Missing() const
     return leastRoom;
 }
 
-bool InputBlocks::MoveUnreadToFreshBlock(std::size_t capacity)
+/// Moves them to \p bytes, the start of the block that is or will be the current one.
+void InputBlocks::MoveUnreadToStart(unsigned char* bytes)
 {
-    if (!spare || spare.use_count() > 1 || spare->capacity < capacity) {
-        try {
-            spare = std::make_shared<InputBlock>(capacity);
-        } catch (const std::bad_alloc&) {
-            return false;
-        }
-    }
     if (current) {
-        std::memcpy(spare->bytes.get(), current->bytes.get() + begin, Unread());
-    }
-    current.swap(spare);
-    if (spare && spare->capacity > mostKept) {
-        spare.reset();  // the memory of a very large frame goes with it
+        std::memmove(bytes, current->bytes.get() + begin, Unread());
     }
     end -= begin;
     begin = 0;
-    return true;
 }
 
-InputBlocks::InputBlocks() : usualSize(firstBlockSize) {}
+bool InputBlocks::MoveUnreadToNewBlock(std::size_t capacity)
+{
+    try {
+        auto block = std::make_shared<InputBlock>(capacity);
+        MoveUnreadToStart(block->bytes.get());
+        current = std::move(block);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
 
 unsigned char* InputBlocks::Room(std::size_t& size)
 {
     const bool isIdle = begin == end;
-    if (!current || (isIdle && (current->capacity > mostKept || current->capacity < usualSize))) {
-        if (!MoveUnreadToFreshBlock(usualSize)) {
-            return nullptr;
-        }
-    }
     const std::size_t missing = Missing();
-    const bool isAlone = current.use_count() == 1;
-    if (isAlone && begin > 0 && (isIdle || end + missing > current->capacity)) {
-        std::memmove(current->bytes.get(), current->bytes.get() + begin, Unread());
-        end -= begin;
-        begin = 0;
+    const bool isUnsuitable =
+        !current || (isIdle && (current->capacity > mostKept || current->capacity < usualSize));
+    if (!isUnsuitable && current.use_count() == 1 && begin > 0 &&
+        (isIdle || end + missing > current->capacity)) {
+        MoveUnreadToStart(current->bytes.get());
     }
-    if (current->capacity - end < std::min(leastRoom, missing)) {
+    if (isUnsuitable || current->capacity - end < std::min(leastRoom, missing)) {
         const std::size_t wanted = Unread() + std::min(missing, Unread());
-        if (!MoveUnreadToFreshBlock(std::max(usualSize, wanted))) {
+        if (!MoveUnreadToNewBlock(std::max(usualSize, wanted))) {
             return nullptr;
         }
     }
@@ -93,14 +82,12 @@ void InputBlocks::Received(std::size_t count)
 
 void InputBlocks::Trim()
 {
-    spare.reset();
     usualSize = firstBlockSize;
     if (!current || current->capacity <= std::max(firstBlockSize, 4 * Unread())) {
         return;
     }
     if (Unread() > 0) {
-        MoveUnreadToFreshBlock(std::max(firstBlockSize, 2 * Unread()));
-        spare.reset();
+        MoveUnreadToNewBlock(std::max(firstBlockSize, 2 * Unread()));
     } else {
         current.reset();
         begin = end = 0;
@@ -125,5 +112,3 @@ InputBlocks::Cut InputBlocks::Next(ReceivedFrame& frame, const char*& problem)
     begin += frameHeaderSize + frame.header.length;
     return Cut::Frame;
 }
-
-}  // namespace platform

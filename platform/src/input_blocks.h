@@ -9,7 +9,7 @@ namespace platform {
 
 /// A piece of memory that received frames stay in while they are used.
 struct InputBlock {
-    explicit InputBlock(std::size_t size);
+    explicit InputBlock(std::size_t size) : capacity(size), bytes(new unsigned char[size]) {}
 
     const std::size_t capacity;
     const std::unique_ptr<unsigned char[]> bytes;
@@ -34,8 +34,6 @@ struct ReceivedFrame {
 /// Not synchronised; the room may be written without the lock that guards the rest.
 class InputBlocks {
 public:
-    InputBlocks();
-
     /// Room for at least one byte. \return null when there is no memory
     unsigned char* Room(std::size_t& size);
 
@@ -56,13 +54,17 @@ public:
     void Trim();
 
 private:
+    /// The first block of a connection, most of which see nothing but a few replies: fresh memory
+    /// is a good part of what a short connection costs.
+    static constexpr std::size_t firstBlockSize = 1024;
+
     std::size_t Missing() const;
-    bool MoveUnreadToFreshBlock(std::size_t capacity);
+    bool MoveUnreadToNewBlock(std::size_t capacity);
+    void MoveUnreadToStart(unsigned char* bytes);
 
     std::shared_ptr<InputBlock> current;
-    std::shared_ptr<InputBlock> spare;  ///< free again once nobody else holds it
-    std::size_t usualSize;              ///< of the blocks, unless a frame needs a larger one
-    std::size_t begin = 0;              ///< of the bytes not cut yet, within `current`
+    std::size_t usualSize = firstBlockSize;  ///< of the blocks, unless a frame needs a larger one
+    std::size_t begin = 0;                   ///< of the bytes not cut yet, within `current`
     std::size_t end = 0;
 };
 

@@ -5,7 +5,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-namespace platform {
+using namespace platform;
 
 /// Long enough to reach the end of a closed connection, unless its other side is only half gone.
 constexpr int restLimitMs = 100;
@@ -84,5 +84,3 @@ void Link::ReadTheRest(Lock& lock)
         ReadOrWait(lock, deadline);
     }
 }
-
-}  // namespace platform

@@ -3,7 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace platform {
+using namespace platform;
 
 /// Poll interval for a full socket while another call reads: when that call ends, the sender reads.
 constexpr int roomIntervalMs = 10;
@@ -88,5 +88,3 @@ int Link::Poll(Lock& lock, int events, const Deadline& deadline) const
     poll(&entry, 1, deadline.RemainingMs());
     return entry.revents;
 }
-
-}  // namespace platform

@@ -1,6 +1,6 @@
 #include "platform/src/link.h"
 
-namespace platform {
+using namespace platform;
 
 /// Sorts what has come: replies to the calls that wait for them, notifications into the queue. It
 /// stops at a notification that the queue has no room for. The next call takes that one in any
@@ -68,5 +68,3 @@ bool Link::IsWanted(const ReceivedFrame& frame) const
     return service == state.publisher &&
            state.subscriptions.Find(frame.header.correlation, frame.header.messageId);
 }
-
-}  // namespace platform

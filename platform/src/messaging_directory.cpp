@@ -12,7 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace platform {
+using namespace platform;
 
 namespace {
 
@@ -82,16 +82,6 @@ bool IsPart(const std::string& part)
            std::none_of(part.begin(), part.end(), isControl);
 }
 
-/// Connecting is the one step that can wait: a service that is stopped and has a full backlog.
-void LimitConnect(int fd, const Deadline& deadline)
-{
-    // Asked once: a limit of 0 would be none.
-    const int left = deadline.RemainingMs();
-    const int ms = deadline.IsLimited() ? std::max(left, 1) : 0;
-    const timeval limit{ms / 1000, ms % 1000 * 1000};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-}
-
 /// Opening the socket file instead of \p folder would cost a fifth of connecting more.
 int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& deadline)
 {
@@ -102,7 +92,10 @@ int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& de
         return ENAMETOOLONG;
     }
     path.copy(address.sun_path, path.size());
-    LimitConnect(fd, deadline);
+    // Connecting waits for a service that is stopped and has a full backlog. 0 would be no limit.
+    const int ms = deadline.IsLimited() ? std::max(deadline.RemainingMs(), 1) : 0;
+    const timeval limit{ms / 1000, ms % 1000 * 1000};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     while (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         if (errno != EINTR) {
             return errno == EAGAIN ? ETIMEDOUT : errno;
@@ -184,7 +177,7 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
     return error;
 }
 
-bool IsEndpointName(const std::string& name)
+bool platform::IsEndpointName(const std::string& name)
 {
     std::size_t start = 0;
     std::size_t slash = 0;
@@ -198,7 +191,7 @@ bool IsEndpointName(const std::string& name)
     return true;
 }
 
-Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart)
+Descriptor platform::OpenParent(int folder, const std::string& name, std::string& lastPart)
 {
     Descriptor parent(fcntl(folder, F_DUPFD_CLOEXEC, 0));
     std::size_t start = 0;
@@ -213,12 +206,10 @@ Descriptor OpenParent(int folder, const std::string& name, std::string& lastPart
     return parent;
 }
 
-bool IsTrustedPeer(int fd)
+bool platform::IsTrustedPeer(int fd)
 {
     ucred peer{};
     socklen_t size = sizeof peer;
     return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
            (peer.uid == 0 || peer.uid == geteuid());
 }
-
-}  // namespace platform

@@ -2,10 +2,12 @@
 
 #include "platform/src/input_blocks.h"
 
+#include <IpcMessage.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <map>
 #include <optional>
-
-class IpcMessage;
 
 namespace platform {
 
@@ -28,26 +30,51 @@ public:
         waiters[correlation] = {replyId, {}, {}};
     }
 
-    /// Keeps \p frame for the call that waits for it.
-    /// \return whether that is the reply it wants: neither late, repeated, wrong nor malformed
-    bool Take(const ReceivedFrame& frame);
-
-    /// Every call that still waits fails with \p error.
-    void FailAll(int error);
-
-    /// Whether any call still waits.
-    bool AreAwaited() const;
+    /// Ends the waiting.
+    void Forget(unsigned int correlation) { waiters.erase(correlation); }
 
     const Waiter& At(unsigned int correlation) const { return waiters.at(correlation); }
 
-    /// Ends the waiting.
-    void Forget(unsigned int correlation) { waiters.erase(correlation); }
+    /// Keeps \p frame for the call that waits for it.
+    /// \return whether that is the reply it wants: neither late, repeated, wrong nor malformed
+    bool Take(const ReceivedFrame& frame)
+    {
+        const FrameHeader& header = frame.header;
+        const auto waiter = waiters.find(header.correlation);
+        if (waiter == waiters.end() || waiter->second.result) {
+            return false;
+        }
+        const unsigned int replyId = waiter->second.replyId;
+        const bool isRight =
+            header.messageId == replyId && IsWellFormed(replyId, frame.payload, header.length);
+        waiter->second = {replyId, isRight ? 0 : EPROTO, frame};
+        return isRight;
+    }
+
+    /// Every call that still waits fails with \p error.
+    void FailAll(int error)
+    {
+        for (auto& entry : waiters) {
+            entry.second.result = entry.second.result.value_or(error);
+        }
+    }
+
+    /// Whether any call still waits.
+    bool AreAwaited() const
+    {
+        return std::any_of(waiters.begin(), waiters.end(),
+                           [](const auto& entry) { return !entry.second.result; });
+    }
 
 private:
     std::map<unsigned int, Waiter> waiters;
 };
 
 /// Makes \p message a copy of a received one. \return 0 or ENOMEM
-int CopyFrame(const ReceivedFrame& frame, IpcMessage& message);
+inline int CopyFrame(const ReceivedFrame& frame, IpcMessage& message)
+{
+    return message.Allocate(frame.header.messageId, frame.header.length,
+                            reinterpret_cast<char*>(frame.payload));
+}
 
 }  // namespace platform

@@ -10,7 +10,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace platform {
+using namespace platform;
 
 namespace {
 
@@ -60,7 +60,7 @@ bool Sink::WriteKept()
         } else if (errno != EINTR) {
             reason = errno;
             if (!CutOff()) {
-                return false;  // its rest is tried again
+                return false;
             }
             lost += lostWithLine;
             break;
@@ -117,24 +117,14 @@ ssize_t Sink::WriteSome()
     return -1;
 }
 
-/// Removes the part of a line that a file took before its disk was full. \return whether it is gone
+/// Removes the part of a line that a file took before its disk was full, unless another program has
+/// appended to it. \return false when it must be tried again
 bool Sink::CutOff() const
 {
     struct stat now {};
-    if (written == 0 || !S_ISREG(file.st_mode)) {
+    if (written == 0 || !S_ISREG(file.st_mode) || fstat(fd, &now) != 0 ||
+        now.st_size != begin + static_cast<off_t>(written)) {
         return true;
     }
-    if (fstat(fd, &now) != 0) {
-        return false;
-    }
-    if (now.st_size != begin + static_cast<off_t>(written)) {
-        return true;  // another program has appended to it
-    }
-    if (ftruncate(fd, begin) != 0) {
-        return false;
-    }
-    lseek(fd, begin, SEEK_SET);
-    return true;
+    return ftruncate(fd, begin) == 0 && lseek(fd, begin, SEEK_SET) == begin;
 }
-
-}  // namespace platform

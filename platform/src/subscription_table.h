@@ -1,5 +1,8 @@
 #pragma once
 
+#include "platform/src/wire_format.h"
+
+#include <algorithm>
 #include <map>
 #include <vector>
 
@@ -24,21 +27,59 @@ struct Subscription {
 class SubscriptionTable {
 public:
     /// Adds the entry of a request with this correlation; changes nothing that is in force.
-    void Add(const Subscription& wanted, unsigned int correlation);
-
-    /// The service has accepted that request, if it has an entry: its subscription takes the place
-    /// of an earlier one with the same number, or ends those that it covers. Needs no memory.
-    void Accept(unsigned int correlation);
+    void Add(const Subscription& wanted, unsigned int correlation)
+    {
+        accepted.reserve(accepted.size() + pending.size() + 1);  // for Accept()
+        pending[correlation] = wanted;
+    }
 
     /// Removes the entry of that request, if it is still there.
     void Forget(unsigned int correlation) { pending.erase(correlation); }
 
+    /// The service has accepted that request, if it has an entry: its subscription takes the place
+    /// of an earlier one with the same number, or ends those that it covers. Needs no memory.
+    void Accept(unsigned int correlation)
+    {
+        const auto entry = pending.find(correlation);
+        if (entry == pending.end()) {
+            return;
+        }
+        const Subscription change = entry->second;
+        pending.erase(entry);
+        if (change.ends) {
+            End(change.number);
+        } else {
+            Remove([&](const Subscription& s) { return s.number == change.number; });
+            accepted.push_back(change);
+        }
+    }
+
     /// Removes every accepted subscription that \p number covers.
-    void End(unsigned int number);
+    void End(unsigned int number)
+    {
+        Remove([=](const Subscription& s) { return subscriptions::Covers(number, s.number); });
+    }
 
     /// The one whose callback takes a notification of \p number and \p itemId; null when there is
     /// none. One that is not accepted yet takes what comes before the service's reply.
-    const Subscription* Find(unsigned int number, unsigned int itemId) const;
+    const Subscription* Find(unsigned int number, unsigned int itemId) const
+    {
+        // The exact number goes before the one that covers it, and an accepted entry before one
+        // that is to replace it.
+        const Subscription* found = nullptr;
+        const auto consider = [&](const Subscription& entry) {
+            if (!entry.ends && entry.itemId == itemId &&
+                subscriptions::Covers(entry.number, number) &&
+                (!found || (found->number != number && entry.number == number))) {
+                found = &entry;
+            }
+        };
+        std::for_each(accepted.begin(), accepted.end(), consider);
+        for (const auto& entry : pending) {
+            consider(entry.second);
+        }
+        return found;
+    }
 
     /// In the order in which they were accepted.
     const std::vector<Subscription>& Accepted() const { return accepted; }
@@ -46,7 +87,10 @@ public:
 
 private:
     template <typename Condition>
-    void Remove(const Condition& condition);
+    void Remove(const Condition& condition)
+    {
+        accepted.erase(std::remove_if(accepted.begin(), accepted.end(), condition), accepted.end());
+    }
 
     std::vector<Subscription> accepted;
     std::map<unsigned int, Subscription> pending;  ///< by correlation

@@ -4,12 +4,12 @@
 
 #include <IpcMessage.h>
 
-namespace platform {
+using namespace platform;
 
 static_assert(maxPayload == IpcMessage::maxLength,
               "one limit, named on both sides of the interface");
 
-void EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes)
+void platform::EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes)
 {
     bytes[0] = 'S';
     bytes[1] = 'T';
@@ -20,7 +20,7 @@ void EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes)
     PutU32(bytes + 12, header.length);
 }
 
-const char* DecodeFrameHeader(const unsigned char* bytes, FrameHeader& header)
+const char* platform::DecodeFrameHeader(const unsigned char* bytes, FrameHeader& header)
 {
     if (bytes[0] != 'S' || bytes[1] != 'T') {
         return "not a frame";
@@ -39,22 +39,20 @@ const char* DecodeFrameHeader(const unsigned char* bytes, FrameHeader& header)
     return header.length <= maxPayload ? nullptr : "a frame that claims more than 16 MiB";
 }
 
-bool IsAcceptance(const unsigned char* reply)
+bool platform::IsAcceptance(const unsigned char* reply)
 {
     return GetU32(reply) == static_cast<unsigned int>(Result::Accepted);
 }
 
-namespace {
-
-/// A record that ends in a length of 4 bytes at \p offset and that many bytes.
-bool EndsInCountedBytes(const unsigned char* payload, std::size_t length, std::size_t offset)
+/// Whether \p payload is a record that ends in a length of 4 bytes at \p offset and that many
+/// bytes.
+static bool EndsInCountedBytes(const unsigned char* payload, std::size_t length, std::size_t offset)
 {
     return length >= offset + 4 && GetU32(payload + offset) == length - offset - 4;
 }
 
-}  // namespace
-
-bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::size_t length)
+bool platform::IsWellFormed(unsigned int messageId, const unsigned char* payload,
+                            std::size_t length)
 {
     using namespace messages;
     switch (messageId) {
@@ -88,5 +86,3 @@ bool IsWellFormed(unsigned int messageId, const unsigned char* payload, std::siz
     default: return true;
     }
 }
-
-}  // namespace platform
