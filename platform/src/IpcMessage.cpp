@@ -19,8 +19,7 @@ int IpcMessage::Allocate(unsigned int id, unsigned int length, char* data)
     if (!frame || capacity < length) {
         frame.reset(new (std::nothrow) unsigned char[frameHeaderSize + length]);
         if (!frame) {
-            payload = nullptr;
-            payloadLength = 0;
+            Show(id, nullptr, 0);
             return ENOMEM;
         }
         capacity = length;

@@ -82,51 +82,51 @@ int Connection::Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind
     return used.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
 }
 
-// A restarted service is only noticed by a send that fails. It has taken nothing of the message
-// then, so both operations send it once more on a new link.
-
-int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
-                        const Deadline& deadline, IpcMessage* reply, const Subscription* wanted)
+/// A restarted service is only noticed by a send that fails. It has taken nothing of the message
+/// then, so \p attempt is made once more on a new link.
+template <typename Attempt>
+int Connection::OnLink(Lock& lock, const Deadline& deadline, const Attempt& attempt)
 {
     for (bool isFirst = true;; isFirst = false) {
         std::shared_ptr<Link> used;
         int error = Open(lock, deadline, used);
-        if (error != 0) {
-            return error;
-        }
-        const unsigned int correlation = std::max(state.lastCorrelation + 1, 1u);
-        state.lastCorrelation = correlation;
-        // However this ends, nothing of it stays but what the service has accepted.
-        const AtEnd forget([&] {
-            used->replies.Forget(correlation);
-            state.subscriptions.Forget(correlation);
-        });
-        used->replies.Expect(correlation, replyId);
-        if (wanted) {
-            state.subscriptions.Add(*wanted, correlation);
-        }
-        error = Send(lock, *used, request, FrameKind::Request, correlation, deadline);
         if (error == 0) {
-            return AwaitReply(lock, *used, correlation, deadline, reply);
+            error = attempt(*used);
         }
         if (!Link::IsLoss(error) || !isFirst) {
-            return error == EAGAIN ? ETIMEDOUT : error;
+            return error;
         }
     }
 }
 
+int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
+                        const Deadline& deadline, IpcMessage* reply, const Subscription* wanted)
+{
+    int result = 0;
+    const int error = OnLink(lock, deadline, [&](Link& used) {
+        const unsigned int correlation = std::max(state.lastCorrelation + 1, 1u);
+        state.lastCorrelation = correlation;
+        // However this ends, nothing of it stays but what the service has accepted.
+        const AtEnd forget([&] {
+            used.replies.Forget(correlation);
+            state.subscriptions.Forget(correlation);
+        });
+        used.replies.Expect(correlation, replyId);
+        if (wanted) {
+            state.subscriptions.Add(*wanted, correlation);
+        }
+        const int problem = Send(lock, used, request, FrameKind::Request, correlation, deadline);
+        result = problem == 0 ? AwaitReply(lock, used, correlation, deadline, reply) : 0;
+        return problem;
+    });
+    return error == EAGAIN ? ETIMEDOUT : error != 0 ? error : result;
+}
+
 int Connection::Notify(Lock& lock, IpcMessage& message, const Deadline& deadline)
 {
-    for (bool isFirst = true;; isFirst = false) {
-        std::shared_ptr<Link> used;
-        int error = Open(lock, Deadline(connectLimitMs), used);
-        if (error == 0) {
-            error = Send(lock, *used, message, FrameKind::OneWay, 0, deadline);
-        }
-        if (!Link::IsLoss(error) || !isFirst) {
-            return error;
-        }
-    }
+    return OnLink(lock, Deadline(connectLimitMs), [&](Link& used) {
+        return Send(lock, used, message, FrameKind::OneWay, 0, deadline);
+    });
 }
 
 int Connection::AwaitReply(Lock& lock, Link& used, unsigned int correlation,
@@ -139,6 +139,9 @@ int Connection::AwaitReply(Lock& lock, Link& used, unsigned int correlation,
         const ReplyTable::Waiter& waiter = used.replies.At(correlation);
         if (waiter.result) {
             return *waiter.result == 0 && reply ? CopyFrame(waiter.reply, *reply) : *waiter.result;
+        }
+        if (!used.IsOpen()) {
+            return ECONNRESET;
         }
         if (hasLooked && deadline.HasPassed()) {
             return ETIMEDOUT;

@@ -49,6 +49,8 @@ private:
     std::vector<unsigned char> RenewalFrames() const;
     static int Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind,
                     unsigned int correlation, const Deadline& deadline);
+    template <typename Attempt>
+    int OnLink(Lock& lock, const Deadline& deadline, const Attempt& attempt);
     int AwaitReply(Lock& lock, Link& used, unsigned int correlation, const Deadline& deadline,
                    IpcMessage* reply);
 

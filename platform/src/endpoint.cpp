@@ -13,20 +13,16 @@
 
 using namespace platform;
 
-namespace {
-
 constexpr int roomLimitMs = 2000;
 constexpr int pauseWithoutMemoryMs = 10;
 
 /// \param waitMs  negative for ever
-void Sleep(int waitMs)
+static void Sleep(int waitMs)
 {
     do {
         std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
     } while (waitMs < 0);
 }
-
-}  // namespace
 
 Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
     : name(endpointName), owner(ownerIpc), creator(getpid()), initResult(ENOTCONN)
@@ -92,30 +88,29 @@ int Endpoint::Init()
 }
 
 /// What a change of the subscriptions does before its request is sent.
-int Endpoint::Prepare(const std::string& server, const Subscription& wanted)
+/// \return false for one to begin while others are another service's
+bool Endpoint::Prepare(const std::string& server, const Subscription& wanted)
 {
-    const bool isOurs = state.publisher.empty() || state.publisher == server;
-    if (!wanted.ends) {
-        state.publisher = isOurs ? server : state.publisher;
-        return isOurs ? 0 : EINVAL;
-    }
-    if (isOurs) {
+    const bool isPublisher = state.publisher.empty() || state.publisher == server;
+    if (isPublisher && wanted.ends) {
         state.subscriptions.End(wanted.number);
         state.notifications.Remove([this](const FrameHeader& header) {
             return state.subscriptions.Find(header.correlation, header.messageId) == nullptr;
         });
+    } else if (isPublisher) {
+        state.publisher = server;
     }
-    return 0;
+    return isPublisher || wanted.ends;
 }
 
 int Endpoint::Request(const std::string& server, IpcMessage& request, unsigned int replyId,
                       int waitMs, IpcMessage* reply, const Subscription* wanted)
 {
     return Enter(server, request, [&](Lock& lock, Connection& connection) {
-        const int error = wanted ? Prepare(server, *wanted) : 0;
-        return error != 0
-                   ? error
-                   : connection.Request(lock, request, replyId, Deadline(waitMs), reply, wanted);
+        if (wanted && !Prepare(server, *wanted)) {
+            return EINVAL;
+        }
+        return connection.Request(lock, request, replyId, Deadline(waitMs), reply, wanted);
     });
 }
 
@@ -155,7 +150,12 @@ int Endpoint::TakeNotification(Lock& lock, const Deadline& deadline, unsigned in
     receiver = std::this_thread::get_id();
     const AtEnd leave([this] { receiver = {}; });
     Show({});
-    LogDropped(lock);
+    if (const unsigned int dropped = state.notifications.TakeDropped()) {
+        LogUnlocked(lock,
+                    "endpoint " + name + ": dropped " + std::to_string(dropped) +
+                        " notifications that were not received in time",
+                    "notifications dropped");
+    }
     Subscription found{};
     int error = AwaitNotification(lock, deadline, id, isFromAny, found);
     if (error == 0) {
@@ -199,17 +199,6 @@ void Endpoint::Show(const ReceivedFrame& frame)
 {
     current = frame;
     received.Show(frame.header.messageId, frame.payload, frame.header.length);
-}
-
-void Endpoint::LogDropped(Lock& lock)
-{
-    const unsigned int dropped = state.notifications.TakeDropped();
-    if (dropped != 0) {
-        LogUnlocked(lock,
-                    "endpoint " + name + ": dropped " + std::to_string(dropped) +
-                        " notifications that were not received in time",
-                    "notifications dropped");
-    }
 }
 
 void Endpoint::Close()

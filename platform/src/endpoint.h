@@ -12,16 +12,13 @@ class LinxIpc;
 
 namespace platform {
 
-/// The inside of a LinxIpc: the same operations, on a state that is never freed.
+/// The inside of a LinxIpc: the same operations, on a state that is never freed. At the end of the
+/// process a thread may call Receive() on a destroyed LinxIpc, and then finds this closed.
 ///
-/// At the end of the process a thread may go on calling Receive() on a LinxIpc that is already
-/// destroyed. It then still finds this object, closed.
-///
-/// Its operations are the boundary for memory of the library: std::bad_alloc from anything below,
-/// callbacks included, is ENOMEM there, and is caught nowhere else.
+/// The boundary for memory: std::bad_alloc from anything below, callbacks included, becomes ENOMEM
+/// here and nowhere else.
 class Endpoint {
 public:
-    /// Makes an endpoint that lives as long as the process.
     static Endpoint& Create(const char* name, LinxIpc& owner);
 
     int Init();
@@ -29,8 +26,7 @@ public:
     int Notify(const std::string& server, IpcMessage& message, bool mayWait);
     IpcMessage& ReceivedMessage() { return received; }
 
-    /// \param wanted  what the service's acceptance does to the subscriptions; may be null. EINVAL
-    ///                for one to begin while others are another service's
+    /// \param wanted  what the service's acceptance does to the subscriptions; may be null
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
                 IpcMessage* reply, const Subscription* wanted = nullptr);
 
@@ -45,13 +41,12 @@ private:
     int Enter(const Operation& operation);
     template <typename Operation>
     int Enter(const std::string& server, const IpcMessage& message, const Operation& operation);
-    int Prepare(const std::string& server, const Subscription& wanted);
+    bool Prepare(const std::string& server, const Subscription& wanted);
     int TakeNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAny,
                          IpcMessage* message);
     int AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAny,
                           Subscription& found);
     void Show(const ReceivedFrame& frame);
-    void LogDropped(Lock& lock);
 
     const std::string name;
     LinxIpc& owner;

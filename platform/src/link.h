@@ -31,10 +31,9 @@ public:
     /// Reads once and sorts what came, or waits until another call has done so or \p deadline has
     /// passed.
     ///
-    /// An endpoint has no thread of its own: one of the calls that wait has the reader role, and
-    /// sorts what comes for all of them. At the end of each read the role is free and every call
-    /// that waits is woken. One that does not have what it waits for calls this again: the first
-    /// to get the lock becomes the reader. So there is a reader as long as any call waits.
+    /// One of the calls that wait has the reader role, and sorts what comes for all of them. At the
+    /// end of each read the role is free and all are woken. Each that still waits calls this again,
+    /// so there is a reader as long as any call waits.
     void ReadOrWait(Lock& lock, const Deadline& deadline);
 
     /// Sends a whole frame, one call at a time, and never blocks in the kernel. Waits until

@@ -15,7 +15,6 @@ void Link::Lose()
     if (isOpen) {
         isOpen = false;
         shutdown(socket.Get(), SHUT_RDWR);
-        replies.FailAll(ECONNRESET);
         state.changed.notify_all();
     }
 }

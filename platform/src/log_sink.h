@@ -4,9 +4,8 @@
 
 namespace platform {
 
-/// Levels of log entries, one bit each, as LogClient::Level() masks them.
+/// The level of errors, see LogClient::Level().
 constexpr unsigned logErrors = 2;
-constexpr unsigned logNotes = 8;
 
 /// Writes one complete entry, see SysLogMsg. Never waits, throws or changes errno. An entry that is
 /// lost is counted; the next one that is written is preceded by the count.

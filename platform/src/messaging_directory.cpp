@@ -24,7 +24,6 @@ bool EndsIn(const std::string& text, const std::string& end)
 
 std::string ConfiguredPath()
 {
-    // A program with more rights than its caller must not trust these variables.
     const auto variable = [](const char* name) {
         const char* value = secure_getenv(name);
         return std::string(value ? value : "");

@@ -16,12 +16,9 @@ public:
     /// 0700; anything else is refused and never repaired.
     int Open();
 
-    /// Connects to the service \p name and makes sure that it runs under this user or root.
-    ///
-    /// The name is resolved below the folder that Open() found, part by part and through no
-    /// symlink, so nothing outside is ever touched, and no path is too long for a socket address.
-    /// When that fails, it is tried once more below the folder that the path names by now, if that
-    /// passes the same checks.
+    /// Connects to the service \p name and makes sure that it runs under this user or root. The
+    /// name is resolved part by part and through no symlink below the folder that Open() found;
+    /// when that fails, below the one that the path names by now, if that passes the same checks.
     int Connect(const std::string& name, const Deadline& deadline, Descriptor& connected) const;
 
     /// -1 before Open() succeeded.

@@ -1,4 +1,4 @@
-// The encoded form of the four records; the byte tables stand in docs/wire-format.md.
+// The encoded form of the four records, see docs/wire-format.md.
 
 #include "platform/src/big_endian.h"
 #include "platform/src/wire_format.h"

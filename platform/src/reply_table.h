@@ -17,7 +17,7 @@ class ReplyTable {
 public:
     struct Waiter {
         unsigned int replyId;
-        std::optional<int> result;  ///< none yet; 0, EPROTO for a wrong reply, another error
+        std::optional<int> result;  ///< none yet; 0, or EPROTO for a wrong reply
         ReceivedFrame reply;
     };
 
@@ -49,14 +49,6 @@ public:
             header.messageId == replyId && IsWellFormed(replyId, frame.payload, header.length);
         waiter->second = {replyId, isRight ? 0 : EPROTO, frame};
         return isRight;
-    }
-
-    /// Every call that still waits fails with \p error.
-    void FailAll(int error)
-    {
-        for (auto& entry : waiters) {
-            entry.second.result = entry.second.result.value_or(error);
-        }
     }
 
     /// Whether any call still waits.

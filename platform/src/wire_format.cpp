@@ -6,8 +6,7 @@
 
 using namespace platform;
 
-static_assert(maxPayload == IpcMessage::maxLength,
-              "one limit, named on both sides of the interface");
+static_assert(maxPayload == IpcMessage::maxLength, "one limit on both sides of the interface");
 
 void platform::EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes)
 {

@@ -4,8 +4,7 @@
 
 namespace platform {
 
-// Frames between the stand-in and a service, and the numbers of the messages in them; a byte table
-// of each stands in docs/wire-format.md.
+// Frames between the stand-in and a service, see docs/wire-format.md.
 
 /// What a frame is; the values go over the wire.
 enum class FrameKind : unsigned char {

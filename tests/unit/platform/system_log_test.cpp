@@ -147,7 +147,7 @@ protected:
 TEST_F(TheSystemLog, GetsTheEntriesWhenNoFileIsNamed)
 {
     WriteLogEntry(logErrors, "tool", "a file is missing");
-    WriteLogEntry(logNotes, "tool", "50 %s\n");
+    WriteLogEntry(8, "tool", "50 %s\n");
     const std::vector<std::string> entries = Receive(log);
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(WithoutTime(entries[0]), Start("11") + "2 a file is missing");
