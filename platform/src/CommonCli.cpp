@@ -26,14 +26,6 @@ void ReportFailure(const char* action, const std::string& server, const char* wh
               << std::endl;
 }
 
-/// \return whether \p text is a decimal number of 32 bits and nothing else
-bool ReadLevel(const std::string& text, unsigned int& level)
-{
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result read = std::from_chars(text.data(), end, level);
-    return read.ec == std::errc() && read.ptr == end;
-}
-
 }  // namespace
 
 CommonCli::~CommonCli() = default;
@@ -64,7 +56,9 @@ int CommonCli::HandleLogLevel(LinxIpc& ipc, const std::string& server)
     std::string answer;
     std::cin >> answer;
     unsigned int level = 0;
-    if (!ReadLevel(answer, level)) {
+    const char* const end = answer.data() + answer.size();
+    const std::from_chars_result read = std::from_chars(answer.data(), end, level);
+    if (read.ec != std::errc() || read.ptr != end) {
         ReportFailure("setting", server, "not a number from 0 to 4294967295: ", answer);
         return mistaken;
     }

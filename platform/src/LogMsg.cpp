@@ -104,11 +104,6 @@ std::string OwnEntry(const std::string& text)
     return Entry(logErrors, LogClient::Instance().ProcessName(), text);
 }
 
-std::string LossEntry(unsigned lost, const char* reason)
-{
-    return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
-}
-
 /// Opened for each entry, so that a log file which was moved away or removed is made anew.
 /// No pipe: its reader could end, which would end the program with SIGPIPE.
 Descriptor OpenFile(const char* path)
@@ -161,7 +156,9 @@ struct Log {
     }
 
     std::mutex mutex;
-    Sink sink{LossEntry};
+    Sink sink{[](unsigned lost, const char* reason) {
+        return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
+    }};
     LineLimit limit;
     std::atomic<bool> hasHeldBack{false};  ///< ever; asked at each Receive()
 };

@@ -8,12 +8,11 @@
 
 using namespace platform;
 
-namespace {
-
 /// The reply takes the place of the request, whose memory is enough for it: once the service has
 /// accepted, nothing fails any more.
-int Change(Endpoint& endpoint, const std::string& server, unsigned int messageId,
-           std::initializer_list<unsigned int> numbers, int timeoutMs, const Subscription& wanted)
+static int Change(Endpoint& endpoint, const std::string& server, unsigned int messageId,
+                  std::initializer_list<unsigned int> numbers, int timeoutMs,
+                  const Subscription& wanted)
 {
     IpcMessage message;
     int error = MakeRequest(message, messageId, numbers);
@@ -23,8 +22,6 @@ int Change(Endpoint& endpoint, const std::string& server, unsigned int messageId
     }
     return Confirmation(error, message);
 }
-
-}  // namespace
 
 SubscribeClient::SubscribeClient(LinxIpc& endpoint, const std::string& service,
                                  int requestTimeoutMs)

@@ -7,8 +7,6 @@
 
 using namespace platform;
 
-namespace {
-
 constexpr std::size_t blockSize = 64 * 1024;
 
 /// Memory that a connection keeps between two frames.
@@ -16,8 +14,6 @@ constexpr std::size_t mostKept = 2 * 1024 * 1024;
 
 /// With less room than this after the last bytes a read would be too short to be worth it.
 constexpr std::size_t leastRoom = 1024;
-
-}  // namespace
 
 /// What is still to come of the frame whose first bytes are here, as far as that is known.
 std::size_t InputBlocks::Missing() const

@@ -52,7 +52,6 @@ public:
         return next.RemainingMs();
     }
 
-    /// The text of a report.
     static std::string MoreLikeThese(std::string text, unsigned int count)
     {
         text.erase(text.find_last_not_of(": ") + 1);

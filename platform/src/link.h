@@ -64,7 +64,6 @@ private:
     int SendAll(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline,
                 std::size_t& sent);
     int AwaitRoom(Lock& lock, const Deadline& deadline);
-    int Poll(Lock& lock, int events, const Deadline& deadline) const;
 
     EndpointState& state;
     const std::string& service;

@@ -5,7 +5,7 @@
 
 using namespace platform;
 
-/// Poll interval for a full socket while another call reads: when that call ends, the sender reads.
+/// Poll interval for a full socket: the sender reads whenever no other call does.
 constexpr int roomIntervalMs = 10;
 
 int Link::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)
@@ -66,25 +66,13 @@ int Link::AwaitRoom(Lock& lock, const Deadline& deadline)
     }
     const auto full = state.Take(isFull);
     state.changed.notify_all();
-    if (reading) {
-        Poll(lock, POLLOUT, deadline.Sooner(Deadline(roomIntervalMs)));
-        return 0;
-    }
-    bool hasInput = false;
+    pollfd entry{socket.Get(), static_cast<short>(reading ? POLLOUT : POLLIN | POLLOUT), 0};
     {
-        const auto role = state.Take(reading);
-        hasInput = (Poll(lock, POLLIN | POLLOUT, deadline) & ~POLLOUT) != 0;
+        const auto unlocked = Unlocked(lock);
+        poll(&entry, 1, deadline.Sooner(Deadline(roomIntervalMs)).RemainingMs());
     }
-    if (hasInput) {
+    if (!reading && (entry.revents & ~POLLOUT) != 0) {
         Read(lock, 0);
     }
     return 0;
-}
-
-int Link::Poll(Lock& lock, int events, const Deadline& deadline) const
-{
-    pollfd entry{socket.Get(), static_cast<short>(events), 0};
-    const auto unlocked = Unlocked(lock);
-    poll(&entry, 1, deadline.RemainingMs());
-    return entry.revents;
 }

@@ -25,7 +25,7 @@ void PutCounted(unsigned char* to, const std::vector<unsigned char>& bytes)
     std::copy(bytes.begin(), bytes.end(), to + 4);
 }
 
-/// Without memory for them there are none, above all not those of an earlier record.
+/// Without memory \p bytes are empty, never those of an earlier record.
 void GetCounted(const unsigned char* from, std::vector<unsigned char>& bytes)
 {
     bytes.clear();

@@ -12,16 +12,12 @@
 
 using namespace platform;
 
-namespace {
-
 /// A write beyond the limit would raise SIGXFSZ, which ends a program by default.
-bool IsBeyondFileSizeLimit(off_t end)
+static bool IsBeyondFileSizeLimit(off_t end)
 {
     rlimit limit{};
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < static_cast<rlim_t>(end);
 }
-
-}  // namespace
 
 void Sink::Put(std::string newLine)
 {
@@ -117,14 +113,22 @@ ssize_t Sink::WriteSome()
     return -1;
 }
 
-/// Removes the part of a line that a file took before its disk was full, unless another program has
-/// appended to it. \return false when it must be tried again
+/// Removes the part of a line that a file took before its disk was full. \return whether it is gone
 bool Sink::CutOff() const
 {
     struct stat now {};
-    if (written == 0 || !S_ISREG(file.st_mode) || fstat(fd, &now) != 0 ||
-        now.st_size != begin + static_cast<off_t>(written)) {
+    if (written == 0 || !S_ISREG(file.st_mode)) {
         return true;
     }
-    return ftruncate(fd, begin) == 0 && lseek(fd, begin, SEEK_SET) == begin;
+    if (fstat(fd, &now) != 0) {
+        return false;
+    }
+    if (now.st_size != begin + static_cast<off_t>(written)) {
+        return true;  // another program has appended to it
+    }
+    if (ftruncate(fd, begin) != 0) {
+        return false;
+    }
+    lseek(fd, begin, SEEK_SET);
+    return true;
 }

@@ -10,9 +10,9 @@
 
 namespace platform {
 
-/// Takes whole lines for a descriptor and never waits. A line is written at once; or kept when
-/// there is no room, one at most, also the rest of one; or lost and counted. Other programs may
-/// share the descriptor, so it is not made non-blocking. Used by one thread at a time.
+/// Writes whole lines to a descriptor and never waits. One line, or the rest of one, is kept while
+/// there is no room; more are lost and counted. Other programs may share the descriptor, so it is
+/// not made non-blocking. Used by one thread at a time.
 class Sink {
 public:
     /// Makes the line that tells how many lines were lost, and why the last one was.
@@ -26,7 +26,7 @@ public:
     /// Goes on with \p descriptor, which stays the caller's.
     void Use(int descriptor) { fd = descriptor; }
 
-    /// Writes what \p makeLine returns, a line with its end. Without memory for it it is lost.
+    /// Writes what \p makeLine returns, a line with its end. Without memory the line is lost.
     template <typename MakeLine>
     void Write(const MakeLine& makeLine)
     {
