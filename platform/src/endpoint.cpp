@@ -19,9 +19,12 @@ constexpr int pauseWithoutMemoryMs = 10;
 /// \param waitMs  negative for ever
 static void Sleep(int waitMs)
 {
-    do {
+    while (true) {
         std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-    } while (waitMs < 0);
+        if (waitMs >= 0) {
+            return;
+        }
+    }
 }
 
 Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
