@@ -14,7 +14,7 @@ using namespace platform;
 
 namespace {
 
-/// After a failure that lasts a while; trying again at once would take a whole processor.
+/// Trying again at once after a lasting failure would take a whole processor.
 constexpr int pauseAfterFailureMs = 100;
 
 constexpr unsigned int refusalsAtOnce = 64;
@@ -23,14 +23,9 @@ Descriptor OpenSpare() { return Descriptor(open("/dev/null", O_RDONLY | O_CLOEXE
 
 }  // namespace
 
-Acceptor::Acceptor(int socket, Poller& pollerToUse) : listeningSocket(socket), poller(pollerToUse)
+Acceptor::Acceptor(int socket, Poller& pollerToUse)
+    : listeningSocket(socket), poller(pollerToUse), spare(OpenSpare())
 {
-}
-
-void Acceptor::Open()
-{
-    spare = OpenSpare();
-    StartWatching();
 }
 
 Descriptor Acceptor::Next()
@@ -47,21 +42,21 @@ Descriptor Acceptor::Next()
         if (IsTrustedPeer(connected.Get())) {
             return connected;
         }
-        Commentary::Tell("a client of another user was turned away");
+        Tell(0, "a client of another user was turned away");
     }
 }
 
 void Acceptor::OnFailure(int error)
 {
-    // No client waits any more, or one has gone before it was accepted.
+    // No client waits any more, or it went before it was accepted.
     if (error == EAGAIN || error == EINTR || error == ECONNABORTED) {
         return;
     }
     const bool noDescriptors = error == EMFILE || error == ENFILE;
     if (!toldFailure) {
         toldFailure = true;
-        Commentary::Tell(noDescriptors ? "no descriptors left; clients are turned away"
-                                       : "clients cannot be accepted; the service tries again");
+        Tell(0, noDescriptors ? "no descriptors left; clients are turned away"
+                              : "clients cannot be accepted; the service tries again");
     }
     if (noDescriptors) {
         RefuseWaitingClients();
@@ -73,11 +68,10 @@ void Acceptor::OnFailure(int error)
 void Acceptor::RefuseWaitingClients()
 {
     spare = Descriptor();
-    for (unsigned int refused = 0; refused < refusalsAtOnce; ++refused) {
-        const Descriptor connected(accept4(listeningSocket, nullptr, nullptr, SOCK_CLOEXEC));
-        if (!connected) {
-            break;
-        }
+    unsigned int refused = 0;
+    while (refused < refusalsAtOnce &&
+           Descriptor(accept4(listeningSocket, nullptr, nullptr, SOCK_CLOEXEC))) {
+        ++refused;
     }
     spare = OpenSpare();
 }
@@ -93,13 +87,9 @@ void Acceptor::Pause(int pauseMs)
 
 void Acceptor::Resume(bool clientHasGone)
 {
-    if (!accepts && (pause.HasPassed() || (clientHasGone && !pause.IsLimited()))) {
-        StartWatching();
+    if (accepts || (!pause.HasPassed() && !(clientHasGone && !pause.IsLimited()))) {
+        return;
     }
-}
-
-void Acceptor::StartWatching()
-{
     accepts = poller.Add(listeningSocket, EPOLLIN, this);
     if (!accepts) {
         pause = Deadline(pauseAfterFailureMs);

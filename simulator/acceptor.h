@@ -7,16 +7,13 @@
 
 namespace sim {
 
-/// Lets clients in at the listening socket, as long as there is room for them.
+/// Accepts clients at the listening socket, as long as there is room for them. Begins paused.
 class Acceptor {
 public:
-    /// \param listeningSocket  does not block; stays the caller's
+    /// \param listeningSocket  does not block; stays the caller's. The acceptor is its tag.
     Acceptor(int listeningSocket, Poller& poller);
 
-    /// Starts to watch the socket; the acceptor is its tag.
-    void Open();
-
-    /// Takes the next client that waits. Clients of another user are turned away.
+    /// Accepts the next client that waits. Clients of another user are turned away.
     /// \return the connection, or none when no client waits any more
     platform::Descriptor Next();
 
@@ -30,7 +27,6 @@ public:
     int PauseMs() const { return accepts ? -1 : pause.RemainingMs(); }
 
 private:
-    void StartWatching();
     void OnFailure(int error);
     void RefuseWaitingClients();
 
@@ -38,7 +34,7 @@ private:
     Poller& poller;
     platform::Descriptor spare;  ///< given up to refuse clients when no other one is left
     bool accepts = false;
-    platform::Deadline pause{-1};
+    platform::Deadline pause{0};
     bool toldFailure = false;
 };
 

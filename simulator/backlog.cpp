@@ -7,7 +7,7 @@ namespace sim {
 unsigned int Backlog::AddNotification(SharedFrame frame, Clock::time_point now)
 {
     // A frame that is partly sent has to be finished, or the peer could read nothing any more.
-    const std::size_t partlySent = sentOfFirst > 0 && At({}).isNotification ? 1 : 0;
+    const std::size_t partlySent = sentOfFirst > 0 && NotificationFollows(0, 0) ? 1 : 0;
     return notifications.Push({nextSequence++, std::move(frame), now}, partlySent);
 }
 
@@ -20,31 +20,30 @@ unsigned char* Backlog::AddReply(const unsigned char* bytes, std::size_t length)
     return reply.bytes;
 }
 
-Backlog::Piece Backlog::At(Place place) const
+bool Backlog::NotificationFollows(std::size_t reply, std::size_t notification) const
 {
-    const bool isNotification =
-        place.notification < notifications.Size() &&
-        (place.reply == replies.size() ||
-         notifications.At(place.notification).sequence < replies[place.reply].sequence);
-    if (isNotification) {
-        const SharedFrame& frame = notifications.At(place.notification).frame;
-        return {frame->data(), frame->size(), true};
-    }
-    return {replies[place.reply].bytes, replies[place.reply].length, false};
+    return notification < notifications.Size() &&
+           (reply == replies.size() ||
+            notifications.At(notification).sequence < replies[reply].sequence);
 }
 
 unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& total) const
 {
     total = 0;
     unsigned int used = 0;
+    std::size_t reply = 0;
+    std::size_t notification = 0;
     std::size_t skip = sentOfFirst;
-    for (Place place; used < most && place.reply + place.notification < Frames(); ++used) {
-        const Piece piece = At(place);
-        ++(piece.isNotification ? place.notification : place.reply);
+    for (; used < most && reply + notification < Frames(); ++used) {
+        const bool isNotification = NotificationFollows(reply, notification);
+        const unsigned char* const bytes =
+            isNotification ? notifications.At(notification).frame->data() : replies[reply].bytes;
+        const std::size_t length =
+            isNotification ? notifications.At(notification).frame->size() : replies[reply].length;
+        ++(isNotification ? notification : reply);
         // sendmsg() takes what it only reads as a pointer to something it could change.
-        pieces[used].iov_base = const_cast<unsigned char*>(piece.bytes + skip);
-        pieces[used].iov_len = piece.length - skip;
-        total += piece.length - skip;
+        pieces[used] = {const_cast<unsigned char*>(bytes + skip), length - skip};
+        total += length - skip;
         skip = 0;
     }
     return used;
@@ -52,11 +51,15 @@ unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& tota
 
 void Backlog::Sent(std::size_t bytes)
 {
-    sentOfFirst += bytes;
-    while (!IsEmpty() && sentOfFirst >= At({}).length) {
-        const Piece sent = At({});
-        sentOfFirst -= sent.length;
-        if (sent.isNotification) {
+    for (sentOfFirst += bytes; !IsEmpty();) {
+        const bool isNotification = NotificationFollows(0, 0);
+        const std::size_t length =
+            isNotification ? notifications.At(0).frame->size() : replies.front().length;
+        if (sentOfFirst < length) {
+            return;
+        }
+        sentOfFirst -= length;
+        if (isNotification) {
             notifications.Take();
         } else {
             replies.pop_front();

@@ -18,13 +18,13 @@ class Backlog {
 public:
     static constexpr std::size_t maxReplySize = 24;
 
+    using Clock = platform::Deadline::Clock;
+
     /// Whether \p frames notifications of \p bytes together can be added without any loss.
     bool HasRoomFor(std::size_t frames, std::size_t bytes) const
     {
         return notifications.HasRoomFor(frames, bytes);
     }
-
-    using Clock = platform::Deadline::Clock;
 
     /// Adds a notification, which is kept whatever its size; older ones make room for it.
     /// \return how many were dropped
@@ -72,19 +72,9 @@ private:
         }
     };
 
-    /// How many of each queue come before a frame in the order of sending.
-    struct Place {
-        std::size_t reply = 0;
-        std::size_t notification = 0;
-    };
-    struct Piece {
-        const unsigned char* bytes;
-        std::size_t length;
-        bool isNotification;
-    };
+    /// Whether a notification follows the first \p reply replies and \p notification notifications.
+    bool NotificationFollows(std::size_t reply, std::size_t notification) const;
 
-    /// The frame at \p place; there must be one.
-    Piece At(Place place) const;
     std::size_t Frames() const { return replies.size() + notifications.Size(); }
 
     std::deque<Reply> replies;

@@ -33,16 +33,10 @@ Outputs& TheOutputs()
 
 void ReportHeldBack(bool all)
 {
-    TheOutputs().limit.Report(all, [](const char* what, unsigned int count) {
+    TheOutputs().limit.Report(all, [](const char* kind, unsigned int count) {
         TheOutputs().errors.Write(
-            [&] { return program + LineLimit::MoreLikeThese(what, count) + "\n"; });
+            [&] { return program + LineLimit::MoreLikeThese(kind, count) + "\n"; });
     });
-}
-
-bool Admits(const char* what)
-{
-    ReportHeldBack(false);
-    return TheOutputs().limit.Admits(what);
 }
 
 }  // namespace
@@ -57,34 +51,28 @@ void SayReady()
     TheOutputs().output.Write([] { return std::string("ready\n"); });
 }
 
+void Tell(unsigned int client, const char* kind, const std::string& details)
+{
+    ReportHeldBack(false);
+    if (TheOutputs().limit.Admits(kind)) {
+        TellServed(client, kind, details);
+    }
+}
+
+void TellServed(unsigned int client, const char* remark, const std::string& request)
+{
+    TheOutputs().errors.Write([&] {
+        const std::string who = client == 0 ? "" : "client " + std::to_string(client) + ": ";
+        return program + who + remark + request + "\n";
+    });
+}
+
 int SettleOutputs(bool atEnd)
 {
     ReportHeldBack(atEnd);
     const bool areErrorsDone = TheOutputs().errors.Flush();
     const bool isOutputDone = TheOutputs().output.Flush();
     return areErrorsDone && isOutputDone ? TheOutputs().limit.NextReportMs() : Sink::retryMs;
-}
-
-void Commentary::TellServed(unsigned int client, const char* remark, const std::string& request)
-{
-    TheOutputs().errors.Write([&] {
-        return std::string(program) + "client " + std::to_string(client) + ": " + remark + request +
-               "\n";
-    });
-}
-
-void Commentary::Tell(unsigned int client, const char* what, const std::string& details)
-{
-    if (Admits(what)) {
-        TellServed(client, what, details);
-    }
-}
-
-void Commentary::Tell(const char* what)
-{
-    if (Admits(what)) {
-        Say(what);
-    }
 }
 
 }  // namespace sim

@@ -15,11 +15,11 @@ public:
     /// Opens \p path to append to it. \return false with the reason in \p problem
     bool Open(const std::string& path, std::string& problem);
 
-    /// Adds a line; does nothing without an open journal. That a line is lost is told on standard
-    /// error once, and the service goes on.
+    /// Adds a line; does nothing without an open journal. The first line that is lost is reported
+    /// on standard error.
     void Add(const Request& request);
 
-    /// Tries again what had no room. \return milliseconds until the next call, -1 for none
+    /// Writes what had no room before. \return milliseconds until the next call, -1 for none
     int Settle();
 
 private:

@@ -16,22 +16,22 @@ namespace {
 
 std::string Why() { return std::strerror(errno); }
 
-/// Makes the folders that the parts of \p name before the last one name.
-bool MakeFolders(int folder, const std::string& name)
+/// Opens the folder that holds the last part of \p name, and makes the folders that are missing.
+/// \return the folder, or none with errno set; \p lastPart becomes the rest of the name
+Descriptor MakeParent(int top, const std::string& name, std::string& lastPart)
 {
-    Descriptor parent(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    Descriptor folder(fcntl(top, F_DUPFD_CLOEXEC, 0));
     std::size_t start = 0;
-    for (std::size_t slash = name.find('/'); slash != std::string::npos;
-         slash = name.find('/', start)) {
+    for (std::size_t slash; (slash = name.find('/', start)) != std::string::npos;
+         start = slash + 1) {
         const std::string part = name.substr(start, slash - start);
-        if (!parent || (mkdirat(parent.Get(), part.c_str(), 0700) != 0 && errno != EEXIST)) {
-            return false;
+        if (!folder || (mkdirat(folder.Get(), part.c_str(), 0700) != 0 && errno != EEXIST)) {
+            return Descriptor();
         }
-        std::string rest;
-        parent = OpenParent(parent.Get(), part + "/", rest);
-        start = slash + 1;
+        folder = OpenParent(folder.Get(), part + "/", lastPart);
     }
-    return static_cast<bool>(parent);
+    lastPart = name.substr(start);
+    return folder;
 }
 
 Descriptor NewSocket()
@@ -51,7 +51,7 @@ Listener::~Listener()
     if (bound.st_ino != 0 && IsNamed(bound, fileName)) {
         unlinkat(folder.Get(), fileName.c_str(), 0);
     }
-    // While it is held: a service that gets the lock of a removed file notices, and tries anew.
+    // While the lock is held: a service that locks a removed file notices, and tries again.
     struct stat locked {};
     if (lock && fstat(lock.Get(), &locked) == 0 && IsNamed(locked, lockName)) {
         unlinkat(folder.Get(), lockName.c_str(), 0);
@@ -89,9 +89,7 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
         problem = "not an endpoint name";
         return false;
     }
-    if (MakeFolders(directory.Fd(), name)) {
-        folder = OpenParent(directory.Fd(), name, fileName);
-    }
+    folder = MakeParent(directory.Fd(), name, fileName);
     if (!folder) {
         return Refuse(problem, ": the folder cannot be opened: " + Why());
     }
@@ -129,7 +127,7 @@ bool Listener::Lock(std::string& problem)
             }
         }
         lock = std::move(file);
-        // The service that had it may have ended, and removed the file, since it was opened.
+        // The service that had the lock may have ended, and removed the file, since it was opened.
     } while (!IsNamed(found, lockName));
     return true;
 }
@@ -141,15 +139,14 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
         return errno == ENOENT || Refuse(problem, ": " + Why());
     }
     if (!S_ISSOCK(found.st_mode)) {
-        problem = path + ": is there already and not a socket; left as it is";
-        return false;
+        return Refuse(problem, ": is there already and not a socket; left as it is");
     }
-    // That the lock was free proves little: a forwarded socket has none, and a lock can be removed.
+    // A free lock does not mean that no service runs: a forwarded socket has none, and a lock file
+    // can be removed.
     const Descriptor client = NewSocket();
     const bool isTaken = connect(client.Get(), Generic(address), sizeof address) == 0;
     if (isTaken || errno == EAGAIN) {  // a full backlog is one of a service that lives
-        problem = path + ": answers already; left as it is";
-        return false;
+        return Refuse(problem, ": answers already; left as it is");
     }
     if (errno != ECONNREFUSED || unlinkat(folder.Get(), fileName.c_str(), 0) != 0) {
         return Refuse(problem, ": the stale socket cannot be removed: " + Why());
@@ -160,7 +157,7 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
 bool Listener::Bind(std::string& problem)
 {
     socketFd = NewSocket();
-    // The mode is set before there is a file, so that it is never another one.
+    // The mode is set before there is a file, so the file never has another one.
     if (!socketFd || fchmod(socketFd.Get(), 0600) != 0 ||
         bind(socketFd.Get(), Generic(address), sizeof address) != 0 ||
         fstatat(folder.Get(), fileName.c_str(), &bound, AT_SYMLINK_NOFOLLOW) != 0) {

@@ -9,9 +9,9 @@
 
 namespace sim {
 
-/// The socket under which a service can be reached, and the lock that makes it the only one of its
-/// name. Both files are removed at the end, unless they are another's by then. After a crash the
-/// lock is free and nothing answers at the socket, and the next service takes the name over.
+/// The socket at which clients reach the service, and the lock that makes it the only service of
+/// its name. Both files are removed at the end, unless another service has replaced them. After a
+/// crash the lock is free and the socket refuses connections, so the next service replaces both.
 class Listener {
 public:
     Listener() = default;
@@ -34,7 +34,7 @@ private:
     bool IsNamed(const struct stat& file, const std::string& name) const;
 
     platform::MessagingDirectory directory;
-    platform::Descriptor folder;  ///< in which socket and lock file stand
+    platform::Descriptor folder;  ///< of socket and lock file
     std::string fileName;         ///< of the socket
     std::string lockName;
     std::string path;  ///< of the socket, for messages

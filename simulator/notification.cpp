@@ -1,29 +1,76 @@
 #include "simulator/notification.h"
 
+#include "simulator/subscriptions.h"
+
+#include "platform/src/big_endian.h"
 #include "platform/src/wire_format.h"
 
+#include <algorithm>
 #include <new>
 
 namespace sim {
 
 using namespace platform;
 
-NewFrame MakeFrame(std::size_t size)
+namespace {
+
+constexpr unsigned int waysToLie = 3;
+constexpr unsigned int waysToMismatch = 2;
+
+NewFrame MakeFrame(const FrameHeader& header)
 {
     try {
-        return std::make_shared<std::vector<unsigned char>>(size);
+        const auto frame =
+            std::make_shared<std::vector<unsigned char>>(frameHeaderSize + header.length);
+        EncodeFrameHeader(header, frame->data());
+        return frame;
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-NewFrame EncodeNotification(unsigned int subscription, unsigned int itemId, const Item& record)
+/// Where a record of message \p itemId has its length; 0 when it has none.
+std::size_t LengthOffset(unsigned int itemId)
 {
-    const unsigned int size = record.EncodedSize();
-    NewFrame frame = MakeFrame(frameHeaderSize + size);
+    return itemId == messages::regionDataItem ? 2 : itemId == messages::paletteItem ? 3 : 0;
+}
+
+}  // namespace
+
+NewFrame EncodeNotification(unsigned int subscription, const Item& record)
+{
+    const NewFrame frame = MakeFrame(
+        {FrameKind::Notification, ItemOf(subscription), subscription, record.EncodedSize()});
     if (frame) {
-        EncodeFrameHeader({FrameKind::Notification, itemId, subscription, size}, frame->data());
         record.Encode(frame->data() + frameHeaderSize);
+    }
+    return frame;
+}
+
+SharedFrame Spoil(const SharedFrame& good, unsigned int way)
+{
+    FrameHeader header{};
+    DecodeFrameHeader(good->data(), header);
+    const std::size_t lengthOffset = LengthOffset(header.messageId);
+    way %= waysToLie + waysToMismatch;
+    const bool lies = lengthOffset != 0 && way < waysToLie;
+    if (!lies) {
+        // One byte more than the largest payload would be a malformed frame.
+        const bool isCut = way % waysToMismatch == 0 || header.length == maxPayload;
+        header.length = isCut ? header.length - 1 : header.length + 1;
+    }
+    const NewFrame frame = MakeFrame(header);
+    if (!frame) {
+        return frame;
+    }
+    std::copy_n(good->data() + frameHeaderSize,
+                std::min(good->size(), frame->size()) - frameHeaderSize,
+                frame->data() + frameHeaderSize);
+    if (lies) {
+        unsigned char* const length = frame->data() + frameHeaderSize + lengthOffset;
+        const unsigned int truth = GetU32(length);
+        // One less than the length of an empty record wraps, and is wrong as well.
+        PutU32(length, way == 0 ? truth + 1 : way == 1 ? truth - 1 : 0xFFFFFFFFu);
     }
     return frame;
 }

@@ -11,16 +11,17 @@ namespace sim {
 /// A notification as it goes over the wire, header and record: encoded once, and the same bytes
 /// for every subscriber.
 using SharedFrame = std::shared_ptr<const std::vector<unsigned char>>;
+using NewFrame = std::shared_ptr<std::vector<unsigned char>>;  ///< may still be changed
 
-/// One that is still to be filled.
-using NewFrame = std::shared_ptr<std::vector<unsigned char>>;
-
+/// \param subscription  number that \p record is published under
 /// \return null when there is no memory: publishing has no caller that could be refused
-NewFrame MakeFrame(std::size_t size);
+NewFrame EncodeNotification(unsigned int subscription, const Item& record);
 
-/// \param subscription  number that it is published under
-/// \param itemId        message number of the record
+/// Makes a malformed notification of \p good: the frame is right, its record lies about its length.
+///
+/// \param way  of five: a length too large, too small, the largest there is, a record cut short, a
+///             record with a byte too many; higher numbers begin again
 /// \return null when there is no memory
-NewFrame EncodeNotification(unsigned int subscription, unsigned int itemId, const Item& record);
+SharedFrame Spoil(const SharedFrame& good, unsigned int way);
 
 }  // namespace sim

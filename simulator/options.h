@@ -1,10 +1,18 @@
 #pragma once
 
-#include "simulator/faults.h"
-
 #include <string>
 
 namespace sim {
+
+/// What the service does wrong on purpose.
+struct Faults {
+    bool refuseSubscribe = false;
+    bool refuseRefresh = false;
+    bool refuseSensor = false;
+    bool mute = false;     ///< takes requests in and never answers
+    bool hangUp = false;   ///< closes the connection instead of answering
+    bool garbage = false;  ///< malformed notifications between the good ones
+};
 
 /// What the command line asks for.
 struct Options {
@@ -16,7 +24,6 @@ struct Options {
     Faults faults;
 };
 
-/// Exit statuses of the program.
 enum ExitStatus : int {
     exitDone = 0,
     exitCannotStart = 1,  ///< the name is taken, or a file or folder cannot be used

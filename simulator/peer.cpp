@@ -56,7 +56,7 @@ std::size_t Peer::Receive()
         heardAt = isSurplus ? heardAt : Deadline::Clock::now();
         return static_cast<std::size_t>(received);
     }
-    // A peer that is gone is seen as an end or as an error, depending on what it left unread.
+    // A peer that has gone shows as an end or as an error, depending on what it left unread.
     if (received == 0 || errno != EAGAIN) {
         stage = Stage::Ended;
         subscriptions.Clear();
@@ -93,7 +93,7 @@ void Peer::Flush()
             output = Output::Dead;
             subscriptions.Clear();
             backlog.Clear();
-            // What it asked before is still read. Told the end now, it does not wait for replies.
+            // What it asked before is still served. It sees the end now and awaits no replies.
             shutdown(fd.Get(), SHUT_WR);
             return;
         }

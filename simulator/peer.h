@@ -1,9 +1,9 @@
 #pragma once
 
 #include "simulator/backlog.h"
-#include "simulator/outcome.h"
 #include "simulator/stall_rule.h"
 #include "simulator/subscriptions.h"
+#include "simulator/subtitle_service.h"
 
 #include "platform/src/deadline.h"
 #include "platform/src/descriptor.h"
@@ -16,12 +16,12 @@ namespace sim {
 /// One connected client.
 class Peer {
 public:
-    /// Requests of a peer that has more replies than this still to read are left unread.
+    /// A peer that leaves more replies unread than this is not read from.
     static constexpr std::size_t maxUnsentReplies = 64;
 
     /// What its next turn begins with.
     enum class Stage {
-        Receiving,  ///< reads: what is in `input`, if anything, is the beginning of a frame
+        Receiving,  ///< reads: `input` is empty or has the beginning of a frame
         Serving,    ///< goes on with the outcome of its last request, then with the next in `input`
         Ended,      ///< it sends no more, but may still read; or it is dropped
     };
@@ -29,8 +29,7 @@ public:
     /// \param number  counted from 1, for the lines about it
     Peer(platform::Descriptor connected, unsigned int number);
 
-    /// Reads once; to be called while Receiving, which may end by that.
-    /// \return how many bytes arrived
+    /// Reads once, in the stage Receiving. \return how many bytes arrived
     std::size_t Receive();
 
     /// No complete frame is left in `input`.
@@ -42,7 +41,6 @@ public:
     /// Sends as much of the backlog as the socket takes.
     void Flush();
 
-    /// Ends the connection; nothing is read or sent any more.
     void Close();
 
     int Fd() const { return fd.Get(); }
@@ -70,12 +68,12 @@ public:
     StallRule stall;
 
     // Kept by the table of peers
-    bool isSurplus = false;  ///< has no place yet: obeyed when it quits
+    bool isSurplus = false;  ///< has no place: of its requests only quit is obeyed
     /// When bytes arrived last; of a surplus client, when it came.
     platform::Deadline::Clock::time_point heardAt = platform::Deadline::Clock::now();
     unsigned int watchedEvents = 0;  ///< what the poller looks for
     bool isDueForTurn = false;
-    bool isDueForFlush = false;
+    bool isDueForFlush = false;  ///< something was published to it
 
 private:
     enum class Output {

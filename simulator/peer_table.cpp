@@ -27,10 +27,9 @@ void EraseClosed(Peers& peers)
 PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage, const Patience& patienceToHave)
     : poller(pollerToUse), publishesGarbage(publishGarbage), patience(patienceToHave)
 {
-    // A list that cannot grow later on would end the service.
+    // A list that cannot grow would end the service.
     peers.reserve(most);
     dueForTurn.reserve(most);
-    dueForFlush.reserve(most);
 }
 
 Peer* PeerTable::Admit(Descriptor connected)
@@ -47,24 +46,23 @@ Peer* PeerTable::Admit(Descriptor connected)
 
 bool PeerTable::Seat(Peer& peer)
 {
-    if (peer.isSurplus) {
-        const auto taken = std::count_if(peers.begin(), peers.end(), [](const auto& other) {
-            return !other->isSurplus && !other->IsClosed();
-        });
-        peer.isSurplus = static_cast<std::size_t>(taken) >= maxPeers;
-    }
-    if (peer.isSurplus) {
+    const auto hasPlace = [](const auto& other) { return !other->isSurplus && !other->IsClosed(); };
+    if (peer.isSurplus &&
+        std::count_if(peers.begin(), peers.end(), hasPlace) >= std::ptrdiff_t(maxPeers)) {
         Drop(peer, "turned away: there are as many clients as can be served");
+        return false;
     }
-    return !peer.isSurplus;
+    peer.isSurplus = false;
+    return true;
 }
 
 void PeerTable::StopReading()
 {
     reads = false;
     for (const auto& peer : peers) {
-        QueueForFlush(*peer);
+        peer->isDueForFlush = true;
     }
+    hasPublished = true;
 }
 
 void PeerTable::Flush(Peer& peer)
@@ -77,22 +75,22 @@ void PeerTable::Flush(Peer& peer)
 
 void PeerTable::FlushPublished()
 {
-    for (Peer* peer : dueForFlush) {
-        peer->isDueForFlush = false;
-        if (peer->IsClosed()) {
-            continue;
-        }
-        if (!peer->IsBlocked()) {
-            Flush(*peer);
-        }
-        Update(*peer);
+    if (!std::exchange(hasPublished, false)) {
+        return;
     }
-    dueForFlush.clear();
+    for (const auto& peer : peers) {
+        if (std::exchange(peer->isDueForFlush, false) && !peer->IsClosed()) {
+            if (!peer->IsBlocked()) {
+                Flush(*peer);
+            }
+            Update(*peer);
+        }
+    }
 }
 
 void PeerTable::Update(Peer& peer)
 {
-    if ((peer.HasEnded() || !reads) && (peer.IsDead() || peer.backlog.IsEmpty())) {
+    if ((peer.HasEnded() || !reads) && peer.backlog.IsEmpty()) {
         Drop(peer);
         return;
     }
@@ -118,7 +116,7 @@ void PeerTable::Update(Peer& peer)
 void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
 {
     if (why) {
-        Commentary::Tell(peer.number, why, details);
+        Tell(peer.number, why, details);
     }
     peer.Flush();  // a reply to what came before a mistake
     peer.stall.Leave();
@@ -128,14 +126,11 @@ void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
 
 bool PeerTable::BuryDropped()
 {
-    if (!hasDropped) {
-        return false;
+    if (hasDropped) {
+        EraseClosed(dueForTurn);
+        EraseClosed(peers);
     }
-    hasDropped = false;
-    EraseClosed(dueForTurn);
-    EraseClosed(dueForFlush);
-    EraseClosed(peers);
-    return true;
+    return std::exchange(hasDropped, false);
 }
 
 Peer& PeerTable::TakeNextDue()
@@ -192,7 +187,7 @@ std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& fra
 {
     // The garbage first: where only one of the two has room, the good one stays.
     if (publishesGarbage && frame && HasSubscriber(subscription)) {
-        Distribute(subscription, garbage.Spoil(frame));
+        Distribute(subscription, Spoil(frame, garbageCount++));
     }
     return Distribute(subscription, frame);
 }
@@ -224,24 +219,17 @@ bool PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::tim
         if (dropped > 0) {
             peer.stall.Lose(dropped, "reads too slowly; its oldest notifications are lost");
         }
-        QueueForFlush(peer);
+        hasPublished = true;
+        peer.isDueForFlush = true;
         return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
 }
 
-void PeerTable::QueueForFlush(Peer& peer)
-{
-    if (!peer.isDueForFlush) {
-        dueForFlush.push_back(&peer);
-        peer.isDueForFlush = true;
-    }
-}
-
 // What takes too long or holds too much
 
-/// One at a time is enough: the largest one has at least the bytes that have just arrived.
+/// Dropping one is enough: the largest has at least the bytes that have just arrived.
 void PeerTable::LimitIncompleteBytes()
 {
     std::size_t total = 0;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "simulator/audience.h"
-#include "simulator/garbage.h"
 #include "simulator/peer.h"
 #include "simulator/poller.h"
 
@@ -23,15 +22,14 @@ struct Patience {
     std::chrono::milliseconds surplus{2000};  ///< until a client without a place says something
 };
 
-/// All connected clients: what goes out to them, who does not read, and who has gone.
+/// All connected clients: accepts, watches and drops them, and publishes to them.
 ///
-/// A peer that is dropped stays valid until BuryDropped(), so that nothing in the same turn of the
-/// loop meets a peer that is no more.
+/// A dropped peer stays valid until BuryDropped(), for events of the same pass of the loop.
 class PeerTable : public Audience {
 public:
     static constexpr std::size_t maxPeers = 1024;
 
-    /// Besides those, some are let in to see whether they quit the service.
+    /// Some more are accepted, because one of them may ask the service to quit.
     static constexpr std::size_t most = maxPeers + 32;
 
     /// \param publishGarbage  each notification is preceded by a malformed one
@@ -39,7 +37,7 @@ public:
 
     bool IsFull() const { return peers.size() >= most; }
 
-    /// Takes in a client; the peer is the tag of its descriptor.
+    /// Adds a client; the peer is the tag of its descriptor.
     /// \return the peer, or null when it could not be watched
     Peer* Admit(platform::Descriptor connected);
 
@@ -47,7 +45,7 @@ public:
     /// \return whether the peer has a place
     bool Seat(Peer& peer);
 
-    /// Reads no peer's requests any more: what is queued still goes out, then the peer is dropped.
+    /// Reads no more requests: each peer is dropped when its backlog is sent.
     void StopReading();
 
     /// Sends as much of the peer's backlog as it takes.
@@ -65,7 +63,7 @@ public:
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
-    /// Takes out the peer that waits for longest to go on with its work.
+    /// Takes out the peer that has waited longest to go on with its work.
     Peer& TakeNextDue();
     bool HasDue() const { return !dueForTurn.empty(); }
 
@@ -87,20 +85,19 @@ private:
     std::size_t Distribute(unsigned int subscription, const SharedFrame& frame);
     bool HasRoom(Peer& peer, std::size_t size);
     bool Queue(Peer& peer, const SharedFrame& frame, platform::Deadline::Clock::time_point now);
-    void QueueForFlush(Peer& peer);
     void LimitIncompleteBytes();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
     Poller& poller;
     const bool publishesGarbage;
     const Patience patience;
-    GarbageMaker garbage;
+    unsigned int garbageCount = 0;
     std::vector<std::unique_ptr<Peer>> peers;
-    std::vector<Peer*> dueForTurn;  ///< the longest one first
-    std::vector<Peer*> dueForFlush;
+    std::vector<Peer*> dueForTurn;  ///< the one that has waited longest first
     unsigned int lastNumber = 0;
     bool reads = true;
     bool hasDropped = false;
+    bool hasPublished = false;  ///< since the last flush
     platform::Deadline nextLook{-1};
 };
 

@@ -6,13 +6,17 @@
 
 namespace sim {
 
-/// Watches descriptors for events; each carries a tag of its owner's, by which it is known.
+/// Watches descriptors for events. The owner of a descriptor recognises its events by their tag.
 class Poller {
 public:
     static constexpr int maxEvents = 64;
 
     /// \return false with errno set
-    bool Open();
+    bool Open()
+    {
+        epoll = platform::Descriptor(epoll_create1(EPOLL_CLOEXEC));
+        return static_cast<bool>(epoll);
+    }
 
     bool Add(int fd, unsigned int events, void* tag)
     {
@@ -25,11 +29,21 @@ public:
     void Remove(int fd) { Control(EPOLL_CTL_DEL, fd, 0, nullptr); }
 
     /// Waits for events, \p waitMs milliseconds or -1 without limit.
-    /// \return how many there are; 0 also when a signal interrupted the wait
-    int Wait(epoll_event (&events)[maxEvents], int waitMs);
+    /// \return their number; 0 also when a signal interrupted the wait
+    int Wait(epoll_event (&events)[maxEvents], int waitMs)
+    {
+        const int count = epoll_wait(epoll.Get(), events, maxEvents, waitMs);
+        return count > 0 ? count : 0;
+    }
 
 private:
-    bool Control(int operation, int fd, unsigned int events, void* tag);
+    bool Control(int operation, int fd, unsigned int events, void* tag)
+    {
+        epoll_event event{};
+        event.events = events;
+        event.data.ptr = tag;
+        return epoll_ctl(epoll.Get(), operation, fd, &event) == 0;
+    }
 
     platform::Descriptor epoll;
 };

@@ -1,14 +1,12 @@
 #include "simulator/request.h"
 
 #include "simulator/crc32.h"
-#include "simulator/subtitle_service.h"
 
 #include "platform/src/big_endian.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
-#include <new>
 
 namespace sim {
 
@@ -16,18 +14,16 @@ using namespace platform;
 
 namespace {
 
-/// What a request says, field by field: as a JSON object of the journal or as a phrase for people.
+/// The fields of a request: as a JSON object of the journal or as a phrase for people.
 class Account {
 public:
-    enum class Form { Journal, Phrase };
-
-    Account(Form formToGive, const char* request)
-        : isJournal(formToGive == Form::Journal),
+    Account(bool forJournal, const char* request)
+        : isJournal(forJournal),
           text(isJournal ? std::string(R"({"request":")") + request + '"' : request)
     {
     }
 
-    /// A number; the phrase \p before stands before it.
+    /// A number; in the phrase it follows \p before.
     Account& Add(const char* name, const char* before, std::size_t value)
     {
         return Append(name, std::to_string(value), before + std::to_string(value));
@@ -57,13 +53,20 @@ private:
         return *this;
     }
 
-    bool isJournal;
+    const bool isJournal;
     std::string text;
 };
 
 constexpr unsigned int noReply = ~0u;
 
-/// One message that clients may send. Its number and the check of its payload stand in
+constexpr Outcome ResultOf(bool isAccepted)
+{
+    return {isAccepted ? Result::Accepted : Result::Refused};
+}
+
+}  // namespace
+
+/// One message that clients may send. Its number and the check of its payload are in
 /// platform/src/wire_format.h: clients need them too. What is null has nothing to do.
 struct Message {
     const char* name;
@@ -72,7 +75,10 @@ struct Message {
     void (*decode)(unsigned char* from, Request& to) = nullptr;
     void (*tell)(const Request& request, Account& account) = nullptr;
     Outcome (*serve)(Request& request, SubtitleService& service, Subscriptions& held) = nullptr;
+    bool Faults::*refusal = nullptr;  ///< the fault that refuses it
 };
+
+namespace {
 
 using Bytes = unsigned char;
 using Service = SubtitleService;
@@ -89,13 +95,12 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) {
          account.Add("subscription", " ", r.subscription).Add("itemId", ", item ", r.itemId);
      },
-     [](Request& r, Service& s, Held& held) {
-         return s.Subscribe(r.subscription, r.itemId, held);
-     }},
+     [](Request& r, Service&, Held& held) { return ResultOf(held.Add(r.subscription, r.itemId)); },
+     &Faults::refuseSubscribe},
     {"Unsubscribe", messages::unsubscribe, 4,
      [](Bytes* from, Request& to) { to.subscription = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("subscription", " ", r.subscription); },
-     [](Request& r, Service& s, Held& held) { return s.Unsubscribe(r.subscription, held); }},
+     [](Request& r, Service&, Held& held) { return ResultOf(held.Remove(r.subscription)); }},
     {"SetRegionData", messages::setRegionData, 4,
      [](Bytes* from, Request& to) { to.bitmap.Decode(from); },
      [](const Request& r, Account& account) {
@@ -125,7 +130,7 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) { account.Add("regionId", " region ", r.regionId); },
      [](Request& r, Service& s, Held&) { return s.Invert(r.regionId); }},
     {"RefreshRegions", messages::refreshRegions, 4, nullptr, nullptr,
-     [](Request&, Service& s, Held&) { return s.Refresh(); }},
+     [](Request&, Service& s, Held&) { return s.Refresh(); }, &Faults::refuseRefresh},
     {"SendSensorUpdate", messages::sendSensorUpdate, 4,
      [](Bytes* from, Request& to) {
          to.sensor = GetU32(from);
@@ -134,62 +139,59 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) {
          account.Add("on", r.on, " on", " off").Add("sensor", ", sensor ", r.sensor);
      },
-     [](Request& r, Service& s, Held&) { return s.UpdateSensor(r.sensor, r.on); }},
+     [](Request& r, Service& s, Held&) { return ResultOf(s.UpdateSensor(r.sensor, r.on)); },
+     &Faults::refuseSensor},
     {"GetLogLevel", messages::getLogLevel, 8},
     {"SetLogLevel", messages::setLogLevel, 4,
      [](Bytes* from, Request& to) { to.level = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("level", " ", r.level); },
-     [](Request& r, Service& s, Held&) { return s.SetLogLevel(r.level); }},
+     [](Request& r, Service& s, Held&) {
+         s.SetLogLevel(r.level);
+         return Outcome();
+     }},
 };
 
-const Message* Find(unsigned int messageId)
+std::string AccountOf(const Request& request, bool forJournal)
 {
-    const auto* const found =
-        std::find_if(std::begin(allMessages), std::end(allMessages),
-                     [messageId](const Message& message) { return message.id == messageId; });
-    return found == std::end(allMessages) ? nullptr : found;
-}
-
-std::string AccountOf(const Request& request, Account::Form form)
-{
-    const Message& message = *Find(request.messageId);
-    Account account(form, message.name);
-    if (message.tell) {
-        message.tell(request, account);
+    Account account(forJournal, request.message->name);
+    if (request.message->tell) {
+        request.message->tell(request, account);
     }
     return account.Text();
 }
 
 }  // namespace
 
-bool IsKnownRequest(FrameKind kind, unsigned int messageId)
+bool DecodeRequest(const FrameHeader& header, unsigned char* payload, Request& request)
 {
-    const Message* const message = Find(messageId);
-    return message &&
-           kind == (message->replySize == noReply ? FrameKind::OneWay : FrameKind::Request);
-}
-
-unsigned int ReplySize(unsigned int messageId) { return Find(messageId)->replySize; }
-
-void DecodeRequest(unsigned int messageId, unsigned char* payload, Request& request)
-{
-    request.messageId = messageId;
-    if (const auto decode = Find(messageId)->decode) {
-        decode(payload, request);
+    const auto* const message =
+        std::find_if(std::begin(allMessages), std::end(allMessages),
+                     [&](const Message& known) { return known.id == header.messageId; });
+    if (message == std::end(allMessages) ||
+        header.kind != (message->replySize == noReply ? FrameKind::OneWay : FrameKind::Request) ||
+        !IsWellFormed(header.messageId, payload, header.length)) {
+        return false;
     }
+    request.message = message;
+    if (message->decode) {
+        message->decode(payload, request);
+    }
+    return true;
 }
 
-std::string Describe(const Request& request) { return AccountOf(request, Account::Form::Phrase); }
+unsigned int ReplySize(const Request& request) { return request.message->replySize; }
 
-std::string JournalLine(const Request& request)
-{
-    return AccountOf(request, Account::Form::Journal);
-}
+std::string Describe(const Request& request) { return AccountOf(request, false); }
 
-Outcome Serve(Request& request, SubtitleService& service, Subscriptions& held)
+std::string JournalLine(const Request& request) { return AccountOf(request, true); }
+
+Outcome Serve(Request& request, const Faults& faults, SubtitleService& service, Subscriptions& held)
 {
-    const auto serve = Find(request.messageId)->serve;
-    return serve ? serve(request, service, held) : Outcome();
+    const Message& message = *request.message;
+    if (message.refusal && faults.*message.refusal) {
+        return ResultOf(false);
+    }
+    return message.serve ? message.serve(request, service, held) : Outcome();
 }
 
 }  // namespace sim

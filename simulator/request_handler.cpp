@@ -1,7 +1,8 @@
 #include "simulator/request_handler.h"
 
+#include "simulator/commentary.h"
+
 #include "platform/src/big_endian.h"
-#include "platform/src/wire_format.h"
 
 #include <cstdio>
 #include <new>
@@ -10,36 +11,15 @@ namespace sim {
 
 using namespace platform;
 
-namespace {
-
-std::string MessageNumber(unsigned int messageId)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%04X", messageId);
-    return text;
-}
-
-/// \return the payload of the reply, which may be changed until anything is sent
-unsigned char* QueueReply(Peer& peer, unsigned int messageId, unsigned int correlation,
-                          unsigned int length)
-{
-    unsigned char bytes[Backlog::maxReplySize] = {};
-    EncodeFrameHeader({FrameKind::Reply, messageId, correlation, length}, bytes);
-    return peer.backlog.AddReply(bytes, frameHeaderSize + length) + frameHeaderSize;
-}
-
-}  // namespace
-
-RequestHandler::RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
-                               const Commentary& commentaryToGive, Audience& audienceToReach)
-    : faults(faultsToMake), journal(journalToKeep), commentary(commentaryToGive),
-      audience(audienceToReach), service(faultsToMake)
+RequestHandler::RequestHandler(const Options& optionsToUse, Journal& journalToKeep,
+                               Audience& audienceToReach)
+    : options(optionsToUse), journal(journalToKeep), audience(audienceToReach)
 {
 }
 
 bool RequestHandler::IsQuit(const FrameHeader& header)
 {
-    return header.messageId == messages::quit && IsKnownRequest(header.kind, header.messageId);
+    return header.messageId == messages::quit && header.kind == FrameKind::OneWay;
 }
 
 RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& frame,
@@ -49,20 +29,20 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
     budget.SpendStep();
     budget.Spend(header.length);
     if (header.kind == FrameKind::Reply || header.kind == FrameKind::Notification) {
-        Commentary::Tell(peer.number, "dropped: it sent what only a service may send");
+        Tell(peer.number, "dropped: it sent what only a service may send");
         return Verdict::DropPeer;
     }
-    if (!IsKnownRequest(header.kind, header.messageId) ||
-        !IsWellFormed(header.messageId, frame.payload, header.length)) {
-        return NotUnderstood(peer, header);
-    }
+    bool isUnderstood = false;
     try {
-        DecodeRequest(header.messageId, frame.payload, request);
+        isUnderstood = DecodeRequest(header, frame.payload, request);
     } catch (const std::bad_alloc&) {
         // Nothing of it is kept, journalled or published.
-        Commentary::Tell(peer.number, "refused: there is no memory for it");
-        Reply(peer, header);
+        Tell(peer.number, "refused: there is no memory for it");
+        QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
         return Verdict::GoOn;
+    }
+    if (!isUnderstood) {
+        return NotUnderstood(peer, header);
     }
     journal.Add(request);
     const Verdict verdict = Serve(peer, header);
@@ -73,32 +53,31 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
     // Before the service takes over what the request carries.
-    const std::string served = commentary.TellsServed() ? Describe(request) : "";
+    const std::string served = options.quiet ? "" : Describe(request);
     const auto tellServed = [&](const char* remark) {
-        if (commentary.TellsServed()) {
-            Commentary::TellServed(peer.number, remark, served);
+        if (!options.quiet) {
+            TellServed(peer.number, remark, served);
         }
     };
     if (IsQuit(header)) {
         tellServed("");
         return Verdict::Quit;
     }
-    if (faults.hangUp) {
-        Commentary::Tell(peer.number, "hung up on: ", Describe(request));
+    if (options.faults.hangUp) {
+        Tell(peer.number, "hung up on: ", Describe(request));
         return Verdict::DropPeer;
     }
-    if (faults.mute) {
+    if (options.faults.mute) {
         tellServed("not answered: ");
         return Verdict::GoOn;
     }
     // The room for the reply first: what needs memory comes before anything changes.
-    unsigned char* const reply = Reply(peer, header);
-    peer.outcome = sim::Serve(request, service, peer.subscriptions);
-    if (ReplySize(header.messageId) > 0) {
-        PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
-    }
+    unsigned char* const reply =
+        QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
+    peer.outcome = sim::Serve(request, options.faults, service, peer.subscriptions);
+    PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
     if (peer.outcome.result == Result::Refused) {
-        Commentary::Tell(peer.number, "refused: ", Describe(request));
+        Tell(peer.number, "refused: ", Describe(request));
     } else {
         tellServed("");
     }
@@ -115,28 +94,26 @@ void RequestHandler::Publish(Outcome& outcome, Budget& budget)
 RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHeader& header)
 {
     const bool isRequest = header.kind == FrameKind::Request;
-    Commentary::Tell(
-        peer.number, isRequest ? "not understood: request " : "not understood: one-way message ",
-        MessageNumber(header.messageId) + ", " + std::to_string(header.length) + " bytes");
-    if (isRequest && !faults.mute && !faults.hangUp) {
-        QueueReply(peer, messages::notUnderstood, header.correlation, 0);
+    char details[48];
+    std::snprintf(details, sizeof details, "0x%04X, %u bytes", header.messageId, header.length);
+    Tell(peer.number, isRequest ? "not understood: request " : "not understood: one-way message ",
+         details);
+    if (isRequest && !options.faults.mute && !options.faults.hangUp) {
+        QueueReply(peer, messages::notUnderstood, header, 0);
     }
-    return isRequest && faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
+    return isRequest && options.faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
 }
 
-/// Queues the reply to a request that is refused. \return its payload, for one that is not
-unsigned char* RequestHandler::Reply(Peer& peer, const FrameHeader& asked)
+/// Queues a reply of \p length bytes, for now that of a refused request.
+/// \return its payload, which may be changed until anything is sent
+unsigned char* RequestHandler::QueueReply(Peer& peer, unsigned int messageId,
+                                          const FrameHeader& asked, unsigned int length)
 {
-    const unsigned int size = ReplySize(asked.messageId);
-    unsigned char* const payload =
-        QueueReply(peer, messages::ReplyTo(asked.messageId), asked.correlation, size);
-    if (size > 0) {
-        PutU32(payload, static_cast<unsigned int>(Result::Refused));
-    }
-    if (size > 4) {
-        PutU32(payload + 4, service.LogLevel());
-    }
-    return payload;
+    unsigned char bytes[Backlog::maxReplySize] = {};
+    EncodeFrameHeader({FrameKind::Reply, messageId, asked.correlation, length}, bytes);
+    PutU32(bytes + frameHeaderSize, static_cast<unsigned int>(Result::Refused));
+    PutU32(bytes + frameHeaderSize + 4, service.LogLevel());
+    return peer.backlog.AddReply(bytes, frameHeaderSize + length) + frameHeaderSize;
 }
 
 }  // namespace sim

@@ -1,16 +1,14 @@
 #pragma once
 
 #include "simulator/audience.h"
-#include "simulator/commentary.h"
-#include "simulator/faults.h"
 #include "simulator/journal.h"
+#include "simulator/options.h"
 #include "simulator/peer.h"
 #include "simulator/request.h"
-#include "simulator/subtitle_service.h"
 
 namespace sim {
 
-/// Takes the frames of all peers: journal, service, reply, publications, in this order.
+/// Handles the frames of all peers: journal, service, reply, publications, in this order.
 class RequestHandler {
 public:
     enum class Verdict {
@@ -19,8 +17,8 @@ public:
         Quit,  ///< the service was asked to end
     };
 
-    RequestHandler(const Faults& faultsToMake, Journal& journalToKeep,
-                   const Commentary& commentaryToGive, Audience& audienceToReach);
+    /// What is handed in stays the caller's.
+    RequestHandler(const Options& options, Journal& journal, Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);
 
@@ -33,11 +31,11 @@ public:
 private:
     Verdict Serve(Peer& peer, const platform::FrameHeader& header);
     Verdict NotUnderstood(Peer& peer, const platform::FrameHeader& header);
-    unsigned char* Reply(Peer& peer, const platform::FrameHeader& asked);
+    unsigned char* QueueReply(Peer& peer, unsigned int messageId,
+                              const platform::FrameHeader& asked, unsigned int length);
 
-    const Faults& faults;
+    const Options& options;
     Journal& journal;
-    const Commentary& commentary;
     Audience& audience;
     SubtitleService service;
     Request request;

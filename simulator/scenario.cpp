@@ -10,7 +10,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <unordered_map>
+#include <map>
+#include <string_view>
 
 namespace sim {
 
@@ -47,11 +48,12 @@ std::string Quoted(const std::string& word)
     return text + (word.size() > 40 ? "...'" : "'");
 }
 
-/// \return whether the \p length bytes at \p digits are a number and nothing else
-bool ParseNumber(const char* digits, std::size_t length, int base, unsigned int& number)
+/// \return whether \p digits are a number and nothing else
+bool ParseNumber(std::string_view digits, unsigned int& number, int base = 10)
 {
-    const auto [end, error] = std::from_chars(digits, digits + length, number, base);
-    return error == std::errc() && end == digits + length;
+    const char* const last = digits.data() + digits.size();
+    const auto [end, error] = std::from_chars(digits.data(), last, number, base);
+    return error == std::errc() && end == last;
 }
 
 bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
@@ -59,7 +61,7 @@ bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
     bytes.reserve(word.size() / 2);
     for (std::size_t i = 0; i + 2 <= word.size(); i += 2) {
         unsigned int byte = 0;
-        if (!ParseNumber(word.data() + i, 2, 16, byte)) {
+        if (!ParseNumber(std::string_view(word).substr(i, 2), byte, 16)) {
             return false;
         }
         bytes.push_back(static_cast<unsigned char>(byte));
@@ -67,7 +69,7 @@ bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
     return word.size() % 2 == 0;
 }
 
-/// Turns one line after the other into directives.
+/// Turns lines into directives.
 class Parser {
 public:
     explicit Parser(const std::string& path)
@@ -79,21 +81,14 @@ public:
     bool ParseLine(const std::string& line, Scenario& scenario)
     {
         const Words words = SplitWords(line);
-        if (words.empty()) {
-            return true;
-        }
-        std::string key;
-        for (const std::string& word : words) {
-            key += word + ' ';
-        }
-        const auto known = publications.find(key);
         Directive directive;
+        const auto known = publications.find(words);
         if (known != publications.end()) {
             directive = known->second;
-        } else if (!ParseWords(words, directive)) {
-            return false;
+        } else if (words.empty() || !ParseWords(words, directive)) {
+            return words.empty();
         } else if (directive.kind == Directive::Kind::Publish) {
-            publications.emplace(key, directive);
+            publications.emplace(words, directive);
         }
         scenario.push_back(directive);
         return true;
@@ -129,15 +124,14 @@ private:
     bool ParseSleep(const Words& words, Directive& directive)
     {
         directive.kind = Directive::Kind::Sleep;
-        return ParseNumber(words[1].data(), words[1].size(), 10, directive.number) ||
+        return ParseNumber(words[1], directive.number) ||
                Refuse(Quoted(words[1]) + " is not a number of milliseconds");
     }
 
     bool ParseWait(const Words& words, Directive& directive)
     {
         directive.kind = Directive::Kind::WaitSubscribers;
-        return (ParseNumber(words[1].data(), words[1].size(), 10, directive.number) &&
-                Subscriptions::Exists(directive.number)) ||
+        return (ParseNumber(words[1], directive.number) && ItemOf(directive.number) != 0) ||
                Refuse("there is no subscription " + Quoted(words[1]) +
                       "; there are 1, 2, 3, 4, 6, 10 and 12");
     }
@@ -147,8 +141,7 @@ private:
         RegionDataItem record;
         return Byte(words[1], "region", record.regionId) &&
                Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
-               Finish(subscriptions::ForFormat(record.subtitleFormat), messages::regionDataItem,
-                      record, directive);
+               Finish(subscriptions::ForFormat(record.subtitleFormat), record, directive);
     }
 
     bool ParseVisibility(const Words& words, Directive& directive)
@@ -160,7 +153,7 @@ private:
             return false;
         }
         record.visible = visible;
-        return Finish(subscriptions::regionVisibility, messages::regionVisItem, record, directive);
+        return Finish(subscriptions::regionVisibility, record, directive);
     }
 
     bool ParsePalette(const Words& words, Directive& directive)
@@ -169,13 +162,13 @@ private:
         return Byte(words[1], "region", record.regionId) &&
                Byte(words[2], "background code", record.backgroundCode) &&
                TrueOrFalse(words[3], "fill", record.fill) && Bytes(words[4], record.paletteData) &&
-               Finish(subscriptions::palette, messages::paletteItem, record, directive);
+               Finish(subscriptions::palette, record, directive);
     }
 
     bool Byte(const std::string& word, const char* what, unsigned char& value)
     {
         unsigned int number = 0;
-        if (!ParseNumber(word.data(), word.size(), 10, number) || number > 255) {
+        if (!ParseNumber(word, number) || number > 255) {
             return Refuse(std::string(what) + " " + Quoted(word) +
                           " is not a number from 0 to 255");
         }
@@ -209,15 +202,14 @@ private:
         return true;
     }
 
-    bool Finish(unsigned int subscription, unsigned int itemId, const Item& record,
-                Directive& directive)
+    bool Finish(unsigned int subscription, const Item& record, Directive& directive)
     {
         if (record.EncodedSize() > maxPayload) {
             return Refuse("a record of more than 16 MiB");
         }
         directive.kind = Directive::Kind::Publish;
         directive.number = subscription;
-        directive.frame = EncodeNotification(subscription, itemId, record);
+        directive.frame = EncodeNotification(subscription, record);
         return directive.frame || Refuse("there is no memory for it");
     }
 
@@ -227,10 +219,9 @@ private:
         return false;
     }
 
-    const std::string folder;  ///< in which named files stand, with a slash at the end
+    const std::string folder;  ///< of files that are named; empty or with a slash at the end
     std::string reason;
-    /// A line that is there a thousand times is encoded once.
-    std::unordered_map<std::string, Directive> publications;
+    std::map<Words, Directive> publications;  ///< a line that is repeated is encoded once
 };
 
 }  // namespace

@@ -18,10 +18,10 @@ struct Directive {
 
 using Scenario = std::vector<Directive>;
 
-/// Reads a scenario; the language stands in docs/simulator.md.
+/// Reads a scenario; docs/simulator.md describes the language.
 ///
 /// \param text   contents of the file
-/// \param path   name of the file: for messages, and files named in it stand beside it
+/// \param path   name of the file: for messages, and as the place of files that it names
 /// \return false with `FILE:LINE: reason` in \p problem
 bool ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
                    std::string& problem);

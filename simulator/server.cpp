@@ -1,5 +1,7 @@
 #include "simulator/server.h"
 
+#include "simulator/commentary.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -34,8 +36,8 @@ sigset_t StopSignals()
 Server::Server(int listeningSocket, const Options& options, const Scenario& scenario,
                Journal& journalToKeep)
     : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
-      commentary(options.quiet), journal(journalToKeep),
-      handler(options.faults, journal, commentary, peers), player(scenario, options.loop, peers)
+      journal(journalToKeep), handler(options, journal, peers),
+      player(scenario, options.loop, peers)
 {
 }
 
@@ -43,12 +45,9 @@ bool Server::Open(std::string& problem)
 {
     const sigset_t stops = StopSignals();
     signals = Descriptor(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!signals || !poller.Open() || !poller.Add(signals.Get(), EPOLLIN, &signals)) {
-        problem = std::strerror(errno);
-        return false;
-    }
-    acceptor.Open();
-    return true;
+    const bool isOpen = signals && poller.Open() && poller.Add(signals.Get(), EPOLLIN, &signals);
+    problem = isOpen ? "" : std::strerror(errno);
+    return isOpen;
 }
 
 void Server::Run()
@@ -76,7 +75,7 @@ void Server::Turn(int waitMs)
             OnPeer(*static_cast<Peer*>(tag), events[i].events);
         }
     }
-    // A share for all of them together: events of the sockets come first again after that.
+    // One budget for all of them: then the events of the sockets come first again.
     for (Budget budget; peers.HasDue() && !budget.IsSpent() && !ending;) {
         TakeTurn(peers.TakeNextDue(), budget);
     }
@@ -93,7 +92,7 @@ int Server::NextWaitMs(int playerMs)
     return waitMs;
 }
 
-/// One at a time: asking once more whether there is another one costs as much as taking one in.
+/// One at a time: asking whether another one waits costs as much as accepting it.
 void Server::AcceptPeer()
 {
     if (ending || peers.IsFull()) {
@@ -108,11 +107,11 @@ void Server::AcceptPeer()
     try {
         peer = peers.Admit(std::move(connected));
     } catch (const std::bad_alloc&) {
-        Commentary::Tell("there is no memory for a client; it was turned away");
+        Tell(0, "there is no memory for a client; it was turned away");
     }
     if (peer) {
         Budget budget;
-        TakeTurn(*peer, budget);  // who connects has something to say, mostly at once
+        TakeTurn(*peer, budget);  // most clients send a request at once
     }
 }
 

@@ -1,8 +1,6 @@
 #pragma once
 
 #include "simulator/acceptor.h"
-#include "simulator/budget.h"
-#include "simulator/commentary.h"
 #include "simulator/options.h"
 #include "simulator/peer.h"
 #include "simulator/peer_table.h"
@@ -47,7 +45,6 @@ private:
     Poller poller;
     Acceptor acceptor;
     PeerTable peers;
-    Commentary commentary;
     Journal& journal;
     RequestHandler handler;
     ScenarioPlayer player;

@@ -31,7 +31,7 @@ void PrepareSignals()
 {
     const sigset_t stops = StopSignals();
     sigprocmask(SIG_BLOCK, &stops, nullptr);
-    // What may come of writing a line: its reader has ended, its file is limited, its terminal
+    // Signals of writing a line: its reader has ended, its file has a size limit, its terminal
     // stops programs in the background.
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU}) {
         std::signal(signal, SIG_IGN);
@@ -61,7 +61,7 @@ int Serve(const Options& options)
     if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
         return CannotStart(problem.c_str());
     }
-    // Not before: a journal that is a pipe waits for its reader, and a signal may end that wait.
+    // After the journal: opening a pipe waits for a reader, and a signal may end that wait.
     PrepareSignals();
     RaiseDescriptorLimit();
     Listener listener;

@@ -2,37 +2,38 @@
 
 #include "simulator/commentary.h"
 
+#include <algorithm>
 #include <string>
 
 namespace sim {
 
 void StallRule::Lose(unsigned int count, const char* why)
 {
-    Begin(pace == Pace::Stalled ? pace : Pace::LosesSome, why);
+    SlowDown(Pace::LosesSome, why);
     lost += count;
 }
 
 void StallRule::Judge(Clock::time_point oldest, Clock::time_point now)
 {
     if (now - oldest >= limit) {
-        Begin(Pace::Stalled,
-              "stalled, has left notifications unread for two seconds; publishing no "
-              "longer waits for it");
+        SlowDown(Pace::Stalled,
+                 "stalled, has left notifications unread for two seconds; publishing no "
+                 "longer waits for it");
     }
 }
 
-void StallRule::Begin(Pace trouble, const char* why)
+void StallRule::SlowDown(Pace slower, const char* why)
 {
     if (pace == Pace::KeepsUp) {
-        Commentary::Tell(client, why);
+        Tell(client, why);
     }
-    pace = trouble;
+    pace = std::max(pace, slower);
 }
 
 void StallRule::End(const char* how)
 {
     if (pace != Pace::KeepsUp) {
-        Commentary::Tell(client, how, std::to_string(lost));  // so short that it needs no memory
+        Tell(client, how, std::to_string(lost));  // so short that it needs no memory
     }
     pace = Pace::KeepsUp;
     lost = 0;

@@ -7,20 +7,20 @@
 namespace sim {
 
 /// Tells a subscriber that keeps up from a stalled one, for which publishing no longer waits: its
-/// oldest queued notification is two seconds old. It is stalled until its backlog is empty. The age
-/// alone would not do: the oldest ones of a stalled subscriber are dropped, so the others are
+/// oldest queued notification is two seconds old. It stays stalled until its backlog is empty. The
+/// age alone would not do: a stalled subscriber loses its oldest notifications, so the others are
 /// young.
 class StallRule {
 public:
     using Clock = platform::Deadline::Clock;
     static constexpr std::chrono::seconds limit{2};
 
-    /// \param clientNumber  for the lines that say when a trouble begins and when it ends
+    /// \param clientNumber  for the lines that tell of the first loss or stall, and of its end
     explicit StallRule(unsigned int clientNumber) : client(clientNumber) {}
 
     bool IsStalled() const { return pace == Pace::Stalled; }
 
-    /// Notifications were dropped. \param why  said unless there is trouble already
+    /// \p count notifications were dropped, for the reason \p why.
     void Lose(unsigned int count, const char* why);
 
     /// Notifications are still queued, the oldest one since \p oldest.
@@ -35,7 +35,7 @@ public:
 private:
     enum class Pace { KeepsUp, LosesSome, Stalled };
 
-    void Begin(Pace trouble, const char* why);
+    void SlowDown(Pace slower, const char* why);
     void End(const char* how);
 
     const unsigned int client;

@@ -2,6 +2,10 @@
 
 namespace sim {
 
+/// Message number of the records that the subscription \p number brings; 0 when the service has no
+/// such subscription.
+unsigned int ItemOf(unsigned int number);
+
 /// The subscriptions that one peer holds.
 class Subscriptions {
 public:
@@ -14,11 +18,8 @@ public:
 
     void Clear() { held = 0; }
 
-    /// Whether what is published under \p number goes to this peer.
+    /// Whether what is published under \p number goes to this peer; ItemOf(number) is not 0.
     bool Include(unsigned int number) const;
-
-    /// Whether \p number is one of the service's subscriptions.
-    static bool Exists(unsigned int number);
 
 private:
     unsigned int held = 0;  ///< a bit for each number

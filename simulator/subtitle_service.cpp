@@ -1,7 +1,5 @@
 #include "simulator/subtitle_service.h"
 
-#include "platform/src/wire_format.h"
-
 #include <utility>
 
 namespace sim {
@@ -10,27 +8,20 @@ using namespace platform;
 
 namespace {
 
-/// The records of each region in the order of their publication. The bitmap has three of them, of
-/// which each has its position here as its format.
+/// The records of each region in the order of their publication. A bitmap is published in three
+/// formats, which have their numbers here.
 enum Kind : unsigned int { hd, sd, cif, visibility, palette, kindCount };
+constexpr unsigned int formatCount = 3;
 
-constexpr struct {
-    unsigned int subscription;
-    unsigned int itemId;
-} kinds[kindCount] = {
-    {subscriptions::regionDataHd, messages::regionDataItem},
-    {subscriptions::regionDataSd, messages::regionDataItem},
-    {subscriptions::regionDataCif, messages::regionDataItem},
-    {subscriptions::regionVisibility, messages::regionVisItem},
-    {subscriptions::palette, messages::paletteItem},
+constexpr unsigned int subscriptionOf[kindCount] = {
+    subscriptions::regionDataHd,     subscriptions::regionDataSd, subscriptions::regionDataCif,
+    subscriptions::regionVisibility, subscriptions::palette,
 };
 
 /// Each publication costs this much even when it has no subscriber.
 constexpr std::size_t costOfAsking = 1024;
 
 constexpr Outcome refused{Result::Refused};
-
-Outcome Accepted(bool accepted) { return accepted ? Outcome() : refused; }
 
 bool IsRegion(unsigned int regionId)
 {
@@ -44,7 +35,7 @@ Outcome Publishing(unsigned int regionId, unsigned int kind, unsigned int count)
 }
 
 template <typename Record>
-const Item* ItemOf(const std::optional<Record>& record)
+const Item* Find(const std::optional<Record>& record)
 {
     return record ? &*record : nullptr;
 }
@@ -59,42 +50,31 @@ void MaskPixels(std::vector<unsigned char>& frame, std::size_t pixels)
 
 }  // namespace
 
-Outcome SubtitleService::Subscribe(unsigned int number, unsigned int itemId,
-                                   Subscriptions& held) const
-{
-    return Accepted(!faults.refuseSubscribe && held.Add(number, itemId));
-}
-
-Outcome SubtitleService::Unsubscribe(unsigned int number, Subscriptions& held)
-{
-    return Accepted(held.Remove(number));
-}
-
 template <typename Record>
 Outcome SubtitleService::KeepAs(std::optional<Record> Region::*place, Record& record,
-                                unsigned int kind, unsigned int count)
+                                unsigned int kind)
 {
     const unsigned int regionId = record.regionId;
     if (!IsRegion(regionId)) {
         return refused;
     }
     regions[regionId - 1].*place = std::move(record);
-    return Publishing(regionId, kind, count);
+    return Publishing(regionId, kind, kind == hd ? formatCount : 1);
 }
 
 Outcome SubtitleService::Keep(RegionDataItem& record)
 {
-    return KeepAs(&Region::bitmap, record, hd, visibility - hd);
+    return KeepAs(&Region::bitmap, record, hd);
 }
 
 Outcome SubtitleService::Keep(RegionVisItem& record)
 {
-    return KeepAs(&Region::visibility, record, visibility, 1);
+    return KeepAs(&Region::visibility, record, visibility);
 }
 
 Outcome SubtitleService::Keep(PaletteItem& record)
 {
-    return KeepAs(&Region::palette, record, palette, 1);
+    return KeepAs(&Region::palette, record, palette);
 }
 
 Outcome SubtitleService::Invert(unsigned int regionId)
@@ -102,7 +82,7 @@ Outcome SubtitleService::Invert(unsigned int regionId)
     if (!IsRegion(regionId)) {
         return refused;
     }
-    Outcome outcome = Publishing(regionId, hd, visibility - hd);
+    Outcome outcome = Publishing(regionId, hd, formatCount);
     if (std::optional<RegionDataItem>& bitmap = regions[regionId - 1].bitmap) {
         for (unsigned char& pixel : bitmap->data) {
             pixel = static_cast<unsigned char>(255 - pixel);
@@ -112,46 +92,35 @@ Outcome SubtitleService::Invert(unsigned int regionId)
     return outcome;
 }
 
-Outcome SubtitleService::Refresh() const
-{
-    return faults.refuseRefresh ? refused : Publishing(1, 0, regionCount * kindCount);
-}
+Outcome SubtitleService::Refresh() { return Publishing(1, hd, regionCount * kindCount); }
 
-Outcome SubtitleService::UpdateSensor(unsigned int sensor, bool on)
+bool SubtitleService::UpdateSensor(unsigned int sensor, bool on)
 {
-    if (faults.refuseSensor || sensor >= sensorCount) {
-        return refused;
+    if (sensor < sensorCount) {
+        sensors[sensor] = on;
     }
-    sensors[sensor] = on;
-    return {};
-}
-
-Outcome SubtitleService::SetLogLevel(unsigned int level)
-{
-    logLevel = level;
-    return {};
+    return sensor < sensorCount;
 }
 
 void SubtitleService::Publish(unsigned int record, Audience& audience, Budget& budget)
 {
     Region& region = regions[record / kindCount];
     const unsigned int kind = record % kindCount;
-    const unsigned int subscription = kinds[kind].subscription;
-    const Item* const item = kind == palette      ? ItemOf(region.palette)
-                             : kind == visibility ? ItemOf(region.visibility)
-                                                  : ItemOf(region.bitmap);
+    const Item* const item = kind == palette      ? Find(region.palette)
+                             : kind == visibility ? Find(region.visibility)
+                                                  : Find(region.bitmap);
     budget.Spend(costOfAsking);
-    if (!item || !audience.HasSubscriber(subscription)) {
+    if (!item || !audience.HasSubscriber(subscriptionOf[kind])) {
         return;
     }
-    if (kind < visibility) {
+    if (kind < formatCount) {
         region.bitmap->subtitleFormat = static_cast<unsigned char>(kind);
     }
-    const NewFrame frame = EncodeNotification(subscription, kinds[kind].itemId, *item);
+    const NewFrame frame = EncodeNotification(subscriptionOf[kind], *item);
     if (frame && kind == cif) {
         MaskPixels(*frame, region.bitmap->data.size());
     }
-    const std::uint64_t receivers = audience.Publish(subscription, frame);
+    const std::uint64_t receivers = audience.Publish(subscriptionOf[kind], frame);
     budget.Spend(item->EncodedSize() * (1 + receivers));
 }
 

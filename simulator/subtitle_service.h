@@ -2,10 +2,8 @@
 
 #include "simulator/audience.h"
 #include "simulator/budget.h"
-#include "simulator/faults.h"
-#include "simulator/outcome.h"
-#include "simulator/subscriptions.h"
 
+#include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
@@ -15,25 +13,34 @@
 
 namespace sim {
 
+/// What a request leads to.
+struct Outcome {
+    platform::Result result = platform::Result::Accepted;
+
+    /// Numbers of the records that are still to be published, see SubtitleService::Publish().
+    unsigned int next = 0;
+    unsigned int end = 0;
+
+    std::size_t bytesTouched = 0;  ///< of what the service keeps
+
+    bool IsPublished() const { return next == end; }
+};
+
 /// What the service keeps, and what it does with a request. Knows nothing of connections.
 class SubtitleService {
 public:
     static constexpr unsigned int regionCount = 14;
     static constexpr unsigned int sensorCount = 6;
 
-    explicit SubtitleService(const Faults& faultsToMake) : faults(faultsToMake) {}
-
     // Requests. They need no memory, and publish nothing yet: the reply is queued first.
-    Outcome Subscribe(unsigned int number, unsigned int itemId, Subscriptions& held) const;
-    static Outcome Unsubscribe(unsigned int number, Subscriptions& held);
     // Keep() takes the bytes out of a record.
     Outcome Keep(RegionDataItem& record);
     Outcome Keep(RegionVisItem& record);
     Outcome Keep(PaletteItem& record);
     Outcome Invert(unsigned int regionId);
-    Outcome Refresh() const;
-    Outcome UpdateSensor(unsigned int sensor, bool on);
-    Outcome SetLogLevel(unsigned int level);
+    static Outcome Refresh();
+    bool UpdateSensor(unsigned int sensor, bool on);
+    void SetLogLevel(unsigned int level) { logLevel = level; }
 
     /// Publishes the record of this number, as it is now, when it is there and has a subscriber.
     void Publish(unsigned int record, Audience& audience, Budget& budget);
@@ -49,10 +56,8 @@ private:
     };
 
     template <typename Record>
-    Outcome KeepAs(std::optional<Record> Region::*place, Record& record, unsigned int kind,
-                   unsigned int count);
+    Outcome KeepAs(std::optional<Record> Region::*place, Record& record, unsigned int kind);
 
-    const Faults& faults;
     std::array<Region, regionCount> regions;
     std::array<bool, sensorCount> sensors{};
     unsigned int logLevel = 63;

@@ -152,8 +152,8 @@ TEST(ALineWithoutMemory, IsLostAndCounted)
     const std::string told = "SubtitleMgrSim: standard error lost 1 lines: Cannot allocate memory\n"
                              "SubtitleMgrSim: next\n";
     EXPECT_EQ(lose([&] { Say("a line of so many letters that it needs memory"); }), told);
-    EXPECT_EQ(lose([&] { Commentary::Tell(1, "refused: ", details); }), told);
-    EXPECT_EQ(lose([&] { Commentary::TellServed(1, "", details); }), told);
+    EXPECT_EQ(lose([&] { Tell(1, "refused: ", details); }), told);
+    EXPECT_EQ(lose([&] { TellServed(1, "", details); }), told);
 }
 
 TEST(AJournalWithoutMemory, LosesALineAndSaysSo)
@@ -163,7 +163,7 @@ TEST(AJournalWithoutMemory, LosesALineAndSaysSo)
     std::string problem;
     ASSERT_TRUE(journal.Open(folder / "journal", problem)) << problem;
     Request request;
-    request.messageId = messages::refreshRegions;
+    DecodeRequest({FrameKind::Request, messages::refreshRegions, 0, 0}, nullptr, request);
     EXPECT_EQ(ErrorsOf([&] {
                   const RefusedAllocation refused(0);
                   EXPECT_NO_THROW(journal.Add(request));

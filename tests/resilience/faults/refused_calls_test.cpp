@@ -145,7 +145,7 @@ TEST_F(RefusedCalls, MakeAServiceWithoutMemoryForItsSocketsPause)
     Poller poller;
     ASSERT_TRUE(poller.Open());
     Acceptor acceptor(listener.Fd(), poller);
-    acceptor.Open();
+    acceptor.Resume(/*clientHasGone*/ false);
     const RawClient client(path);
     for (const int error : {ENOMEM, ENOBUFS}) {
         {
@@ -164,7 +164,7 @@ TEST_F(RefusedCalls, OfAnUnforeseenKindMakeAServicePauseAndSaySoOnce)
     Poller poller;
     ASSERT_TRUE(poller.Open());
     Acceptor acceptor(listener.Fd(), poller);
-    acceptor.Open();
+    acceptor.Resume(/*clientHasGone*/ false);
     const RawClient client(path);
     testing::internal::CaptureStderr();
     {
@@ -185,7 +185,7 @@ TEST_F(RefusedCalls, OfAClientThatHasGoneMakeNoPause)
     Poller poller;
     ASSERT_TRUE(poller.Open());
     Acceptor acceptor(listener.Fd(), poller);
-    acceptor.Open();
+    acceptor.Resume(/*clientHasGone*/ false);
     for (const int error : {EAGAIN, EINTR, ECONNABORTED}) {
         const RefusedCall refused(Kind::Accept4, error);
         EXPECT_FALSE(acceptor.Next());
@@ -201,7 +201,7 @@ TEST_F(RefusedCalls, MakeAServiceThatCannotWatchItsSocketTryAgain)
     Acceptor acceptor(listener.Fd(), poller);
     {
         const RefusedCall refused(Kind::EpollCtl, ENOMEM);
-        acceptor.Open();
+        acceptor.Resume(/*clientHasGone*/ false);
     }
     SitOutPause(acceptor);
     const RawClient client(path);

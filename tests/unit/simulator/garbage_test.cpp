@@ -1,4 +1,4 @@
-#include "simulator/garbage.h"
+#include "simulator/notification.h"
 
 #include "tests/harness/frames.h"
 
@@ -17,12 +17,11 @@ namespace {
 /// Spoils \p good ten times, twice in each way.
 void ExpectRightFramesWithMalformedRecords(const SharedFrame& good, std::size_t ways)
 {
-    GarbageMaker maker;
     FrameHeader original{};
     DecodeFrameHeader(good->data(), original);
     std::set<std::string> different;
     for (unsigned int i = 0; i < 10; ++i) {
-        const SharedFrame spoilt = maker.Spoil(good);
+        const SharedFrame spoilt = Spoil(good, i);
         FrameHeader header{};
         ASSERT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
         EXPECT_EQ(header.length, spoilt->size() - frameHeaderSize);
@@ -36,23 +35,21 @@ void ExpectRightFramesWithMalformedRecords(const SharedFrame& good, std::size_t 
     EXPECT_EQ(different.size(), ways);
 }
 
-TEST(GarbageMaker, SpoilsABitmapInFiveWays)
+TEST(Garbage, SpoilsABitmapInFiveWays)
 {
     RegionDataItem record;
     record.data = {1, 2, 3};
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(2, messages::regionDataItem, record),
-                                          5);
+    ExpectRightFramesWithMalformedRecords(EncodeNotification(2, record), 5);
 }
 
 /// One byte more would be no frame.
-TEST(GarbageMaker, SpoilsTheLargestBitmapByAByteLessWhereOthersGetOneMore)
+TEST(Garbage, SpoilsTheLargestBitmapByAByteLessWhereOthersGetOneMore)
 {
     RegionDataItem record;
     record.data.resize(maxPayload - 6);
-    const SharedFrame good = EncodeNotification(2, messages::regionDataItem, record);
-    GarbageMaker maker;
+    const SharedFrame good = EncodeNotification(2, record);
     for (unsigned int i = 0; i < 5; ++i) {
-        const SharedFrame spoilt = maker.Spoil(good);
+        const SharedFrame spoilt = Spoil(good, i);
         FrameHeader header{};
         ASSERT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
         EXPECT_EQ(header.length, i < 3 ? maxPayload : maxPayload - 1);
@@ -61,34 +58,31 @@ TEST(GarbageMaker, SpoilsTheLargestBitmapByAByteLessWhereOthersGetOneMore)
     }
 }
 
-TEST(GarbageMaker, SpoilsAnEmptyBitmap)
+TEST(Garbage, SpoilsAnEmptyBitmap)
 {
     // One less than an empty record's length is the largest length there is: two ways in one.
-    ExpectRightFramesWithMalformedRecords(
-        EncodeNotification(2, messages::regionDataItem, RegionDataItem()), 4);
+    ExpectRightFramesWithMalformedRecords(EncodeNotification(2, RegionDataItem()), 4);
 }
 
-TEST(GarbageMaker, SpoilsAPalette)
+TEST(Garbage, SpoilsAPalette)
 {
     PaletteItem record;
     record.paletteData = {1, 2, 3, 4};
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(10, messages::paletteItem, record), 5);
+    ExpectRightFramesWithMalformedRecords(EncodeNotification(10, record), 5);
 }
 
-TEST(GarbageMaker, SpoilsAVisibilityRecordWhichHasNoLengthInside)
+TEST(Garbage, SpoilsAVisibilityRecordWhichHasNoLengthInside)
 {
-    ExpectRightFramesWithMalformedRecords(
-        EncodeNotification(6, messages::regionVisItem, RegionVisItem()), 2);
+    ExpectRightFramesWithMalformedRecords(EncodeNotification(6, RegionVisItem()), 2);
 }
 
-TEST(GarbageMaker, LeavesTheGoodFrameAlone)
+TEST(Garbage, LeavesTheGoodFrameAlone)
 {
     RegionDataItem record;
     record.data = {1, 2, 3};
-    const SharedFrame good = EncodeNotification(2, messages::regionDataItem, record);
-    GarbageMaker maker;
+    const SharedFrame good = EncodeNotification(2, record);
     for (unsigned int i = 0; i < 5; ++i) {
-        maker.Spoil(good);
+        Spoil(good, i);
     }
     EXPECT_EQ(BytesOf(good), NotificationBytes(2, 15129, RegionDataRecord(0, 0, "\1\2\3")));
 }

@@ -1,7 +1,7 @@
 #include "simulator/journal.h"
 
 #include "tests/harness/TempDir.h"
-#include "tests/harness/frames.h"
+#include "tests/unit/simulator/decode.h"
 
 #include <gtest/gtest.h>
 
@@ -11,12 +11,10 @@ using namespace sim;
 namespace {
 
 /// The journal line of a request with this payload.
-std::string LineOf(unsigned int messageId, std::string payload = "")
+std::string LineOf(unsigned int messageId, const std::string& payload = "")
 {
-    EXPECT_TRUE(
-        IsWellFormed(messageId, reinterpret_cast<unsigned char*>(payload.data()), payload.size()));
     Request request;
-    DecodeRequest(messageId, reinterpret_cast<unsigned char*>(payload.data()), request);
+    Decode(messageId, payload, request);
     return JournalLine(request);
 }
 
@@ -92,7 +90,7 @@ TEST(Journal, AppendsToWhatIsThere)
     std::string problem;
     ASSERT_TRUE(journal.Open(folder / "journal", problem)) << problem;
     Request request;
-    request.messageId = messages::ping;
+    Decode(messages::ping, "", request);
     journal.Add(request);
     EXPECT_EQ(ReadWholeFile(folder / "journal"), "earlier\n{\"request\":\"Ping\"}\n");
 }
@@ -103,7 +101,7 @@ TEST(Journal, SaysOnceThatItIsNotComplete)
     std::string problem;
     ASSERT_TRUE(journal.Open("/dev/full", problem)) << problem;
     Request request;
-    request.messageId = messages::ping;
+    Decode(messages::ping, "", request);
     testing::internal::CaptureStderr();
     journal.Add(request);
     journal.Add(request);

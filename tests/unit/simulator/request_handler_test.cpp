@@ -41,7 +41,8 @@ protected:
     {
         std::string problem;
         EXPECT_TRUE(journal.Open(folder / "journal", problem)) << problem;
-        handler = std::make_unique<RequestHandler>(faults, journal, commentary, everybody);
+        options.quiet = true;
+        handler = std::make_unique<RequestHandler>(options, journal, everybody);
     }
 
     Verdict Handle(FrameKind kind, unsigned int messageId, unsigned int correlation,
@@ -87,9 +88,8 @@ protected:
     std::string JournalText() const { return ReadWholeFile(folder / "journal"); }
 
     const TempDir folder;
-    Faults faults;
+    Options options;
     Journal journal;
-    Commentary commentary{true};
     OnePeer everybody;
     std::unique_ptr<RequestHandler> handler;
 };
@@ -246,7 +246,7 @@ TEST_F(ARequestHandler, DropsAPeerThatSendsWhatOnlyAServiceMay)
 
 TEST_F(ARequestHandler, ThatIsMuteJournalsAndDoesNothingElse)
 {
-    faults.mute = true;
+    options.faults.mute = true;
     EXPECT_EQ(Ask(messages::ping, 1), Verdict::GoOn);
     EXPECT_EQ(Ask(messages::subscribe, 2, U32(2) + U32(15129)), Verdict::GoOn);
     EXPECT_EQ(Ask(0x3C99, 3), Verdict::GoOn);
@@ -259,7 +259,7 @@ TEST_F(ARequestHandler, ThatIsMuteJournalsAndDoesNothingElse)
 
 TEST_F(ARequestHandler, ThatHangsUpJournalsAndDropsThePeer)
 {
-    faults.hangUp = true;
+    options.faults.hangUp = true;
     EXPECT_EQ(Ask(messages::ping, 1), Verdict::DropPeer);
     EXPECT_EQ(Ask(0x3C99, 3), Verdict::DropPeer);
     EXPECT_EQ(Sent(), "");

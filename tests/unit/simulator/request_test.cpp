@@ -1,6 +1,6 @@
 #include "simulator/request.h"
 
-#include "tests/harness/frames.h"
+#include "tests/unit/simulator/decode.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@ using namespace sim;
 
 namespace {
 
-std::string DescriptionOf(unsigned int messageId, std::string payload = "")
+std::string DescriptionOf(unsigned int messageId, const std::string& payload = "")
 {
     Request request;
-    DecodeRequest(messageId, reinterpret_cast<unsigned char*>(payload.data()), request);
+    Decode(messageId, payload, request);
     return Describe(request);
 }
 
@@ -40,13 +40,17 @@ TEST(Request, IsDescribedForPeople)
 
 TEST(Request, IsKnownInItsOwnKindOfFrameOnly)
 {
-    EXPECT_TRUE(IsKnownRequest(FrameKind::Request, messages::ping));
-    EXPECT_FALSE(IsKnownRequest(FrameKind::OneWay, messages::ping));
-    EXPECT_TRUE(IsKnownRequest(FrameKind::OneWay, messages::quit));
-    EXPECT_FALSE(IsKnownRequest(FrameKind::Request, messages::quit));
-    EXPECT_FALSE(IsKnownRequest(FrameKind::Request, messages::regionDataItem));
-    EXPECT_FALSE(IsKnownRequest(FrameKind::Request, messages::ReplyTo(messages::ping)));
-    EXPECT_FALSE(IsKnownRequest(FrameKind::Request, messages::notUnderstood));
+    const auto isKnown = [](FrameKind kind, unsigned int messageId) {
+        Request request;
+        return DecodeRequest({kind, messageId, 0, 0}, nullptr, request);
+    };
+    EXPECT_TRUE(isKnown(FrameKind::Request, messages::ping));
+    EXPECT_FALSE(isKnown(FrameKind::OneWay, messages::ping));
+    EXPECT_TRUE(isKnown(FrameKind::OneWay, messages::quit));
+    EXPECT_FALSE(isKnown(FrameKind::Request, messages::quit));
+    EXPECT_FALSE(isKnown(FrameKind::Request, messages::regionDataItem));
+    EXPECT_FALSE(isKnown(FrameKind::Request, messages::ReplyTo(messages::ping)));
+    EXPECT_FALSE(isKnown(FrameKind::Request, messages::notUnderstood));
 }
 
 }  // namespace

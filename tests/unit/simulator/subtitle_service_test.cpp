@@ -1,6 +1,6 @@
 #include "simulator/subtitle_service.h"
 
-#include "simulator/request.h"
+#include "tests/unit/simulator/decode.h"
 #include "tests/unit/simulator/recording_audience.h"
 
 #include <gtest/gtest.h>
@@ -17,11 +17,11 @@ constexpr unsigned int palette = 15133;
 class ASubtitleService : public testing::Test {
 protected:
     /// Serves one request and publishes what it brings about.
-    Result Serve(unsigned int messageId, std::string payload = "")
+    Result Serve(unsigned int messageId, const std::string& payload = "")
     {
         Request request;
-        DecodeRequest(messageId, reinterpret_cast<unsigned char*>(payload.data()), request);
-        const Outcome outcome = sim::Serve(request, service, subscriptions);
+        Decode(messageId, payload, request);
+        const Outcome outcome = sim::Serve(request, faults, service, subscriptions);
         audience.published.clear();
         Budget budget;
         for (unsigned int record = outcome.next; record < outcome.end; ++record) {
@@ -35,7 +35,7 @@ protected:
     Faults faults;
     Subscriptions subscriptions;
     RecordingAudience audience;
-    SubtitleService service{faults};
+    SubtitleService service;
 };
 
 TEST_F(ASubtitleService, PublishesABitmapAsHdAndSdAsSentAndAsCifWithTwoBitsAPixel)
