@@ -80,7 +80,7 @@ void Acceptor::Pause(int pauseMs)
 {
     if (accepts) {
         accepts = false;
-        poller.Remove(listeningSocket);
+        poller.Control(EPOLL_CTL_DEL, listeningSocket);
     }
     pause = Deadline(pauseMs);
 }
@@ -90,7 +90,7 @@ void Acceptor::Resume(bool clientHasGone)
     if (accepts || (!pause.HasPassed() && !(clientHasGone && !pause.IsLimited()))) {
         return;
     }
-    accepts = poller.Add(listeningSocket, EPOLLIN, this);
+    accepts = poller.Control(EPOLL_CTL_ADD, listeningSocket, EPOLLIN, this);
     if (!accepts) {
         pause = Deadline(pauseAfterFailureMs);
     }

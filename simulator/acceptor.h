@@ -17,11 +17,9 @@ public:
     /// \return the connection, or none when no client waits any more
     platform::Descriptor Next();
 
-    /// Accepts no client for \p pauseMs milliseconds, or when that is -1 until one has gone.
+    /// Accepts no client for \p pauseMs milliseconds; with -1 until a client has gone.
     void Pause(int pauseMs = -1);
-
-    /// Accepts clients again when a pause is over.
-    void Resume(bool clientHasGone);
+    void Resume(bool clientHasGone);  ///< when a pause is over
 
     /// Milliseconds to the end of a pause, -1 when there is none to wait for.
     int PauseMs() const { return accepts ? -1 : pause.RemainingMs(); }

@@ -12,8 +12,8 @@
 
 namespace sim {
 
-/// What waits to be sent to one peer, in order: replies, which are never lost, and notifications,
-/// of which the oldest go when a peer does not read.
+/// What is to be sent to one peer, in order: replies, which are never lost, and notifications, of
+/// which the oldest are dropped when the peer does not read.
 class Backlog {
 public:
     static constexpr std::size_t maxReplySize = 24;
@@ -54,8 +54,8 @@ public:
     std::size_t NotificationBytes() const { return notifications.Bytes(); }
 
 private:
-    /// Both queues are in order of `sequence`, and the lower of their fronts is sent first. Thus
-    /// the oldest notification can be dropped from between replies without moving anything.
+    /// Of the fronts of both queues the one with the lower `sequence` is sent first. Thus the
+    /// oldest notification can be dropped from between replies.
     struct Reply {
         std::uint64_t sequence = 0;
         std::size_t length = 0;

@@ -119,12 +119,9 @@ bool Listener::Lock(std::string& problem)
         if (!S_ISREG(found.st_mode)) {
             return Refuse(problem, ".lock: is not a file");
         }
-        while (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EINTR) {
-                return Refuse(problem, errno == EWOULDBLOCK
-                                           ? ": another service runs under this name"
-                                           : ".lock: cannot be locked: " + Why());
-            }
+        if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+            return Refuse(problem, errno == EWOULDBLOCK ? ": another service runs under this name"
+                                                        : ".lock: cannot be locked: " + Why());
         }
         lock = std::move(file);
         // The service that had the lock may have ended, and removed the file, since it was opened.

@@ -14,9 +14,6 @@ using namespace platform;
 
 namespace {
 
-constexpr unsigned int waysToLie = 3;
-constexpr unsigned int waysToMismatch = 2;
-
 NewFrame MakeFrame(const FrameHeader& header)
 {
     try {
@@ -52,11 +49,11 @@ SharedFrame Spoil(const SharedFrame& good, unsigned int way)
     FrameHeader header{};
     DecodeFrameHeader(good->data(), header);
     const std::size_t lengthOffset = LengthOffset(header.messageId);
-    way %= waysToLie + waysToMismatch;
-    const bool lies = lengthOffset != 0 && way < waysToLie;
+    way %= 5;
+    const bool lies = lengthOffset != 0 && way < 3;
     if (!lies) {
         // One byte more than the largest payload would be a malformed frame.
-        const bool isCut = way % waysToMismatch == 0 || header.length == maxPayload;
+        const bool isCut = way % 2 == 0 || header.length == maxPayload;
         header.length = isCut ? header.length - 1 : header.length + 1;
     }
     const NewFrame frame = MakeFrame(header);

@@ -8,8 +8,7 @@
 
 namespace sim {
 
-/// A notification as it goes over the wire, header and record: encoded once, and the same bytes
-/// for every subscriber.
+/// A notification on the wire, header and record: encoded once for all subscribers.
 using SharedFrame = std::shared_ptr<const std::vector<unsigned char>>;
 using NewFrame = std::shared_ptr<std::vector<unsigned char>>;  ///< may still be changed
 
@@ -17,10 +16,8 @@ using NewFrame = std::shared_ptr<std::vector<unsigned char>>;  ///< may still be
 /// \return null when there is no memory: publishing has no caller that could be refused
 NewFrame EncodeNotification(unsigned int subscription, const Item& record);
 
-/// Makes a malformed notification of \p good: the frame is right, its record lies about its length.
-///
-/// \param way  of five: a length too large, too small, the largest there is, a record cut short, a
-///             record with a byte too many; higher numbers begin again
+/// Copies \p good, in one of five ways: with a wrong length inside the record (one more, one less,
+/// the largest), or with one byte less or more than the record has. The frame itself is right.
 /// \return null when there is no memory
 SharedFrame Spoil(const SharedFrame& good, unsigned int way);
 

@@ -12,12 +12,10 @@ using namespace platform;
 
 namespace {
 
-struct FaultName {
+constexpr struct {
     const char* text;
     bool Faults::*fault;
-};
-
-constexpr FaultName faultNames[] = {
+} faultNames[] = {
     {"refuse-subscribe", &Faults::refuseSubscribe},
     {"refuse-refresh", &Faults::refuseRefresh},
     {"refuse-sensor", &Faults::refuseSensor},
@@ -26,11 +24,11 @@ constexpr FaultName faultNames[] = {
     {"garbage", &Faults::garbage},
 };
 
-/// \return why \p text is no fault; empty when it is one, which \p faults have from now on
+/// Adds the fault \p text to \p faults. \return why it is none; empty when it is one
 std::string AddFault(const std::string& text, Faults& faults)
 {
     std::string known;
-    for (const FaultName& name : faultNames) {
+    for (const auto& name : faultNames) {
         if (text == name.text) {
             faults.*name.fault = true;
             return "";

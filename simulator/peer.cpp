@@ -46,10 +46,7 @@ std::size_t Peer::Receive()
     if (!room) {
         throw std::bad_alloc();
     }
-    ssize_t received;
-    do {
-        received = recv(fd.Get(), room, std::min(size, mostAtOnce), MSG_DONTWAIT);
-    } while (received < 0 && errno == EINTR);
+    const ssize_t received = recv(fd.Get(), room, std::min(size, mostAtOnce), MSG_DONTWAIT);
     if (received > 0) {
         input.Received(static_cast<std::size_t>(received));
         stage = Stage::Serving;
@@ -57,7 +54,7 @@ std::size_t Peer::Receive()
         return static_cast<std::size_t>(received);
     }
     // A peer that has gone shows as an end or as an error, depending on what it left unread.
-    if (received == 0 || errno != EAGAIN) {
+    if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
         stage = Stage::Ended;
         subscriptions.Clear();
     }
@@ -80,8 +77,12 @@ void Peer::PrepareForNotifications()
 
 void Peer::Flush()
 {
-    output = output == Output::Dead ? output : Output::Open;
-    while (!backlog.IsEmpty()) {
+    if (output == Output::Dead) {
+        backlog.Clear();
+        return;
+    }
+    output = Output::Open;
+    while (!backlog.IsEmpty() && output == Output::Open) {
         iovec pieces[maxPieces];
         std::size_t total = 0;
         const std::size_t count = backlog.Gather(pieces, maxPieces, total);
@@ -97,13 +98,11 @@ void Peer::Flush()
             shutdown(fd.Get(), SHUT_WR);
             return;
         }
-        if (sent > 0) {
-            backlog.Sent(static_cast<std::size_t>(sent));
-        }
-        if (sent < 0 || static_cast<std::size_t>(sent) < total) {
-            output = Output::Blocked;
-            return;
-        }
+        backlog.Sent(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
+        output = sent < static_cast<ssize_t>(total) ? Output::Blocked : Output::Open;
+    }
+    if (backlog.Notifications() == 0) {
+        stall.CatchUp();
     }
 }
 

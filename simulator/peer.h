@@ -48,7 +48,6 @@ public:
     bool HasEnded() const { return stage == Stage::Ended; }
     bool IsReceiving() const { return stage == Stage::Receiving; }
     bool IsBlocked() const { return output == Output::Blocked; }
-    bool IsDead() const { return output == Output::Dead; }
     bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
 
     /// Whether it can do something that needs no more bytes from its socket.
@@ -73,7 +72,7 @@ public:
     platform::Deadline::Clock::time_point heardAt = platform::Deadline::Clock::now();
     unsigned int watchedEvents = 0;  ///< what the poller looks for
     bool isDueForTurn = false;
-    bool isDueForFlush = false;  ///< something was published to it
+    bool isDueForUpdate = false;  ///< something was published to it
 
 private:
     enum class Output {

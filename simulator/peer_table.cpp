@@ -35,7 +35,7 @@ PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage, const Patience& p
 Peer* PeerTable::Admit(Descriptor connected)
 {
     auto peer = std::make_unique<Peer>(std::move(connected), ++lastNumber);
-    if (!poller.Add(peer->Fd(), EPOLLIN, peer.get())) {
+    if (!poller.Control(EPOLL_CTL_ADD, peer->Fd(), EPOLLIN, peer.get())) {
         return nullptr;
     }
     peer->watchedEvents = EPOLLIN;
@@ -56,33 +56,14 @@ bool PeerTable::Seat(Peer& peer)
     return true;
 }
 
-void PeerTable::StopReading()
+void PeerTable::UpdatePublished()
 {
-    reads = false;
-    for (const auto& peer : peers) {
-        peer->isDueForFlush = true;
-    }
-    hasPublished = true;
-}
-
-void PeerTable::Flush(Peer& peer)
-{
-    peer.Flush();
-    if (peer.backlog.Notifications() == 0 && !peer.IsDead()) {
-        peer.stall.CatchUp();
-    }
-}
-
-void PeerTable::FlushPublished()
-{
-    if (!std::exchange(hasPublished, false)) {
+    if (!std::exchange(hasPublished, false) && reads) {
         return;
     }
     for (const auto& peer : peers) {
-        if (std::exchange(peer->isDueForFlush, false) && !peer->IsClosed()) {
-            if (!peer->IsBlocked()) {
-                Flush(*peer);
-            }
+        const bool isDue = std::exchange(peer->isDueForUpdate, false) || !reads;
+        if (isDue && !peer->IsClosed()) {
             Update(*peer);
         }
     }
@@ -90,6 +71,9 @@ void PeerTable::FlushPublished()
 
 void PeerTable::Update(Peer& peer)
 {
+    if (!peer.IsBlocked()) {
+        peer.Flush();
+    }
     if ((peer.HasEnded() || !reads) && peer.backlog.IsEmpty()) {
         Drop(peer);
         return;
@@ -100,7 +84,7 @@ void PeerTable::Update(Peer& peer)
     }
     const bool isRead = reads && !peer.HasEnded() && !peer.OwesReplies();
     const unsigned int events = (isRead ? EPOLLIN : 0u) | (peer.IsBlocked() ? EPOLLOUT : 0u);
-    if (events != peer.watchedEvents && poller.Change(peer.Fd(), events, &peer)) {
+    if (events != peer.watchedEvents && poller.Control(EPOLL_CTL_MOD, peer.Fd(), events, &peer)) {
         peer.watchedEvents = events;
     }
     const bool isInsideFrame = peer.IncompleteBytes() > 0;
@@ -177,53 +161,49 @@ bool PeerTable::HasRoom(Peer& peer, std::size_t size)
     const std::size_t frames = publishesGarbage ? 2 : 1;
     const std::size_t bytes = publishesGarbage ? 2 * size + 1 : size;
     if (!peer.backlog.HasRoomFor(frames, bytes) && !peer.IsBlocked()) {
-        Flush(peer);
-        Update(peer);
+        peer.Flush();
     }
     return peer.backlog.HasRoomFor(frames, bytes);
 }
 
 std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& frame)
 {
-    // The garbage first: where only one of the two has room, the good one stays.
-    if (publishesGarbage && frame && HasSubscriber(subscription)) {
-        Distribute(subscription, Spoil(frame, garbageCount++));
-    }
-    return Distribute(subscription, frame);
-}
-
-std::size_t PeerTable::Distribute(unsigned int subscription, const SharedFrame& frame)
-{
+    const bool isSpoilt = publishesGarbage && frame && HasSubscriber(subscription);
+    const SharedFrame garbage = isSpoilt ? Spoil(frame, garbageCount++) : nullptr;
     std::size_t receivers = 0;
     const auto now = Deadline::Clock::now();
     for (const auto& peer : peers) {
-        if (peer->subscriptions.Include(subscription)) {
-            ++receivers;
-            if (!frame || !Queue(*peer, frame, now)) {
-                peer->stall.Lose(1, "there is no memory for its notifications");
-            }
+        if (!peer->subscriptions.Include(subscription)) {
+            continue;
         }
+        // The garbage first: where only one of the two has room, the good one stays.
+        if (isSpoilt) {
+            Queue(*peer, garbage, now);
+        }
+        Queue(*peer, frame, now);
+        ++receivers;
     }
     return receivers;
 }
 
-/// \return false when there is no memory: publishing has no caller that could be refused
-bool PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::time_point now)
+void PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::time_point now)
 {
-    if (!peer.stall.IsStalled() && !peer.backlog.HasRoomFor(1, frame->size())) {
-        Flush(peer);
-    }
-    peer.PrepareForNotifications();
     try {
+        if (!frame) {
+            throw std::bad_alloc();
+        }
+        if (!peer.stall.IsStalled() && !peer.backlog.HasRoomFor(1, frame->size())) {
+            peer.Flush();
+        }
+        peer.PrepareForNotifications();
         const unsigned int dropped = peer.backlog.AddNotification(frame, now);
         if (dropped > 0) {
             peer.stall.Lose(dropped, "reads too slowly; its oldest notifications are lost");
         }
         hasPublished = true;
-        peer.isDueForFlush = true;
-        return true;
+        peer.isDueForUpdate = true;
     } catch (const std::bad_alloc&) {
-        return false;
+        peer.stall.Lose(1, "there is no memory for its notifications");
     }
 }
 
@@ -249,10 +229,9 @@ void PeerTable::Look()
         return;
     }
     nextLook = Deadline(-1);
-    const auto now = Deadline::Clock::now();
     for (const auto& peer : peers) {
         if (!peer->IsClosed()) {
-            LookAt(*peer, now);
+            LookAt(*peer, Deadline::Clock::now());
         }
     }
 }
@@ -260,9 +239,9 @@ void PeerTable::Look()
 void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
 {
     if (peer.IsBlocked() && !peer.stall.IsStalled()) {
-        // The kernel tells of room only when most of the buffer is free; a slow reader has room
+        // The kernel reports room only when most of the buffer is free; a slow reader makes room
         // long before that.
-        Flush(peer);
+        peer.Flush();
         if (peer.backlog.Notifications() > 0) {
             peer.stall.Judge(peer.backlog.OldestSince(), now);
         }
@@ -270,9 +249,10 @@ void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
     if (peer.OwesReplies()) {
         peer.heardAt = now;  // it is not read from
     }
-    if (peer.isSurplus && now - peer.heardAt >= patience.surplus) {
+    const auto silence = now - peer.heardAt;
+    if (peer.isSurplus && silence >= patience.surplus) {
         Seat(peer);
-    } else if (peer.IncompleteBytes() > 0 && now - peer.heardAt >= patience.insideFrame) {
+    } else if (peer.IncompleteBytes() > 0 && silence >= patience.insideFrame) {
         Drop(peer, "dropped: it stopped inside a frame");
     }
     if (!peer.IsClosed()) {

@@ -37,25 +37,20 @@ public:
 
     bool IsFull() const { return peers.size() >= most; }
 
-    /// Adds a client; the peer is the tag of its descriptor.
-    /// \return the peer, or null when it could not be watched
+    /// \return the peer, which is the tag of its descriptor; null when it could not be watched
     Peer* Admit(platform::Descriptor connected);
 
-    /// Gives a surplus client one of the maxPeers places, or drops it when there is none.
-    /// \return whether the peer has a place
+    /// Gives a surplus client one of the maxPeers places, or drops it. \return whether it has one
     bool Seat(Peer& peer);
 
     /// Reads no more requests: each peer is dropped when its backlog is sent.
-    void StopReading();
+    void StopReading() { reads = false; }
 
-    /// Sends as much of the peer's backlog as it takes.
-    void Flush(Peer& peer);
+    /// Updates every peer that something was published to; all of them after StopReading().
+    void UpdatePublished();
 
-    /// Flushes every peer that something was published to.
-    void FlushPublished();
-
-    /// After anything was read or sent: watches for what the peer can do next, or drops it when all
-    /// is done.
+    /// After anything was read or queued: sends, then watches for what the peer can do next, or
+    /// drops it when all is done.
     void Update(Peer& peer);
 
     void Drop(Peer& peer, const char* why = nullptr, const std::string& details = "");
@@ -67,11 +62,9 @@ public:
     Peer& TakeNextDue();
     bool HasDue() const { return !dueForTurn.empty(); }
 
-    /// Looks at the peers for which time matters, when NextLookMs() have passed: those whose socket
-    /// is full, those inside a frame, and those without a place.
+    /// After NextLookMs() milliseconds, -1 for never: looks for stalled subscribers and for clients
+    /// that are silent inside a frame or without a place.
     void Look();
-
-    /// Milliseconds, -1 for never.
     int NextLookMs() const { return nextLook.RemainingMs(); }
 
     /// Whether anything is still queued for a peer that is not stalled.
@@ -82,9 +75,8 @@ public:
     std::size_t Publish(unsigned int subscription, const SharedFrame& frame) override;
 
 private:
-    std::size_t Distribute(unsigned int subscription, const SharedFrame& frame);
     bool HasRoom(Peer& peer, std::size_t size);
-    bool Queue(Peer& peer, const SharedFrame& frame, platform::Deadline::Clock::time_point now);
+    void Queue(Peer& peer, const SharedFrame& frame, platform::Deadline::Clock::time_point now);
     void LimitIncompleteBytes();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
@@ -97,7 +89,7 @@ private:
     unsigned int lastNumber = 0;
     bool reads = true;
     bool hasDropped = false;
-    bool hasPublished = false;  ///< since the last flush
+    bool hasPublished = false;  ///< since UpdatePublished()
     platform::Deadline nextLook{-1};
 };
 

@@ -18,15 +18,15 @@ public:
         return static_cast<bool>(epoll);
     }
 
-    bool Add(int fd, unsigned int events, void* tag)
+    /// \param operation  EPOLL_CTL_ADD, EPOLL_CTL_MOD or EPOLL_CTL_DEL
+    /// \return false with errno set
+    bool Control(int operation, int fd, unsigned int events = 0, void* tag = nullptr)
     {
-        return Control(EPOLL_CTL_ADD, fd, events, tag);
+        epoll_event event{};
+        event.events = events;
+        event.data.ptr = tag;
+        return epoll_ctl(epoll.Get(), operation, fd, &event) == 0;
     }
-    bool Change(int fd, unsigned int events, void* tag)
-    {
-        return Control(EPOLL_CTL_MOD, fd, events, tag);
-    }
-    void Remove(int fd) { Control(EPOLL_CTL_DEL, fd, 0, nullptr); }
 
     /// Waits for events, \p waitMs milliseconds or -1 without limit.
     /// \return their number; 0 also when a signal interrupted the wait
@@ -37,14 +37,6 @@ public:
     }
 
 private:
-    bool Control(int operation, int fd, unsigned int events, void* tag)
-    {
-        epoll_event event{};
-        event.events = events;
-        event.data.ptr = tag;
-        return epoll_ctl(epoll.Get(), operation, fd, &event) == 0;
-    }
-
     platform::Descriptor epoll;
 };
 

@@ -64,8 +64,6 @@ constexpr Outcome ResultOf(bool isAccepted)
     return {isAccepted ? Result::Accepted : Result::Refused};
 }
 
-}  // namespace
-
 /// One message that clients may send. Its number and the check of its payload are in
 /// platform/src/wire_format.h: clients need them too. What is null has nothing to do.
 struct Message {
@@ -77,8 +75,6 @@ struct Message {
     Outcome (*serve)(Request& request, SubtitleService& service, Subscriptions& held) = nullptr;
     bool Faults::*refusal = nullptr;  ///< the fault that refuses it
 };
-
-namespace {
 
 using Bytes = unsigned char;
 using Service = SubtitleService;
@@ -153,9 +149,10 @@ const Message allMessages[] = {
 
 std::string AccountOf(const Request& request, bool forJournal)
 {
-    Account account(forJournal, request.message->name);
-    if (request.message->tell) {
-        request.message->tell(request, account);
+    const Message& message = allMessages[request.row];
+    Account account(forJournal, message.name);
+    if (message.tell) {
+        message.tell(request, account);
     }
     return account.Text();
 }
@@ -172,14 +169,14 @@ bool DecodeRequest(const FrameHeader& header, unsigned char* payload, Request& r
         !IsWellFormed(header.messageId, payload, header.length)) {
         return false;
     }
-    request.message = message;
+    request.row = static_cast<std::size_t>(message - allMessages);
     if (message->decode) {
         message->decode(payload, request);
     }
     return true;
 }
 
-unsigned int ReplySize(const Request& request) { return request.message->replySize; }
+unsigned int ReplySize(const Request& request) { return allMessages[request.row].replySize; }
 
 std::string Describe(const Request& request) { return AccountOf(request, false); }
 
@@ -187,7 +184,7 @@ std::string JournalLine(const Request& request) { return AccountOf(request, true
 
 Outcome Serve(Request& request, const Faults& faults, SubtitleService& service, Subscriptions& held)
 {
-    const Message& message = *request.message;
+    const Message& message = allMessages[request.row];
     if (message.refusal && faults.*message.refusal) {
         return ResultOf(false);
     }

@@ -10,21 +10,19 @@
 
 namespace sim {
 
-struct Message;
-
-/// A request as it was understood. Which fields mean anything depends on the message; one object
-/// is used again and again, so that its buffers are.
+/// A decoded request. Its message determines which fields have a meaning. One object serves all
+/// requests, so that its buffers are reused.
 struct Request {
-    const Message* message = nullptr;  ///< its row in the table of request.cpp
-    unsigned int subscription = 0;     ///< Subscribe, Unsubscribe
-    unsigned int itemId = 0;           ///< Subscribe
-    unsigned int regionId = 0;         ///< InvertRegionData
-    unsigned int sensor = 0;           ///< SendSensorUpdate
-    bool on = false;                   ///< SendSensorUpdate
-    unsigned int level = 0;            ///< SetLogLevel
-    RegionDataItem bitmap;             ///< SetRegionData
-    RegionVisItem visibility;          ///< SetRegionVisibility
-    PaletteItem palette;               ///< SetPaletteData
+    std::size_t row = 0;            ///< of its message in the table of request.cpp
+    unsigned int subscription = 0;  ///< Subscribe, Unsubscribe
+    unsigned int itemId = 0;        ///< Subscribe
+    unsigned int regionId = 0;      ///< InvertRegionData
+    unsigned int sensor = 0;        ///< SendSensorUpdate
+    bool on = false;                ///< SendSensorUpdate
+    unsigned int level = 0;         ///< SetLogLevel
+    RegionDataItem bitmap;          ///< SetRegionData
+    RegionVisItem visibility;       ///< SetRegionVisibility
+    PaletteItem palette;            ///< SetPaletteData
 };
 
 /// Fills the fields of \p request that its message carries. Throws std::bad_alloc.
@@ -40,8 +38,8 @@ std::string Describe(const Request& request);
 /// One line of the journal, a JSON object, without a line end.
 std::string JournalLine(const Request& request);
 
-/// Carries out \p request of a peer that holds \p held, unless \p faults refuse it. The record that
-/// it carries goes to \p service.
+/// Serves \p request of a peer that holds \p held, unless \p faults refuse it. \p service takes
+/// over its record.
 Outcome Serve(Request& request, const Faults& faults, SubtitleService& service,
               Subscriptions& held);
 

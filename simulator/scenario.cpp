@@ -1,17 +1,22 @@
 #include "simulator/scenario.h"
 
-#include "simulator/file_contents.h"
 #include "simulator/subscriptions.h"
 
+#include "platform/src/descriptor.h"
 #include "platform/src/wire_format.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
+#include <fcntl.h>
 #include <map>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace sim {
 
@@ -22,6 +27,30 @@ namespace {
 using Words = std::vector<std::string>;
 
 constexpr std::size_t maxScenario = 64 * 1024 * 1024;
+
+/// Reads the whole file \p path, which must not be longer than \p limit bytes.
+/// \return false with the reason, without the path, in \p problem
+template <typename Bytes>
+bool ReadFile(const std::string& path, std::size_t limit, Bytes& contents, std::string& problem)
+{
+    // Non-blocking: opening a pipe that has no writer would wait for one.
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    struct stat found {};
+    bool isReadable = file && fstat(file.Get(), &found) == 0;
+    if (isReadable && !S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode)) {
+        problem = "not a file";
+        return false;
+    }
+    ssize_t got = 1;
+    while (isReadable && got != 0 && contents.size() <= limit) {
+        char buffer[4096];  // no larger: the stacks of the device are small
+        got = read(file.Get(), buffer, sizeof buffer);
+        isReadable = got >= 0 || errno == EINTR;
+        contents.insert(contents.end(), buffer, buffer + std::max<ssize_t>(got, 0));
+    }
+    problem = isReadable ? "more than " + std::to_string(limit) + " bytes" : std::strerror(errno);
+    return isReadable && got == 0;
+}
 
 /// Words of a line, without its comment.
 Words SplitWords(const std::string& line)
@@ -77,146 +106,141 @@ public:
     {
     }
 
-    /// \return false with the reason in Reason()
-    bool ParseLine(const std::string& line, Scenario& scenario)
+    /// \return why \p line is wrong; empty when it is not
+    std::string ParseLine(const std::string& line, Scenario& scenario)
     {
         const Words words = SplitWords(line);
-        Directive directive;
+        if (words.empty()) {
+            return "";
+        }
         const auto known = publications.find(words);
-        if (known != publications.end()) {
-            directive = known->second;
-        } else if (words.empty() || !ParseWords(words, directive)) {
-            return words.empty();
-        } else if (directive.kind == Directive::Kind::Publish) {
+        const Directive directive = known == publications.end() ? Parse(words) : known->second;
+        if (directive.kind == Directive::Kind::Publish) {
             publications.emplace(words, directive);
         }
         scenario.push_back(directive);
-        return true;
+        return reason;
     }
 
-    const std::string& Reason() const { return reason; }
-
 private:
-    bool ParseWords(const Words& words, Directive& directive)
+    Directive Parse(const Words& words)
     {
         static const struct {
             const char* word;
             std::size_t words;
             const char* usage;
-            bool (Parser::*parse)(const Words& words, Directive& directive);
+            Directive (Parser::*parse)(const Words& words);
         } directives[] = {
-            {"sleep", 2, "sleep MILLISECONDS", &Parser::ParseSleep},
-            {"wait-subscribers", 2, "wait-subscribers SUBSCRIPTION", &Parser::ParseWait},
-            {"region-data", 4, "region-data REGION FORMAT DATA", &Parser::ParseRegionData},
-            {"visibility", 3, "visibility REGION t|f", &Parser::ParseVisibility},
-            {"palette", 5, "palette REGION BACKGROUND t|f DATA", &Parser::ParsePalette},
+            {"sleep", 2, "sleep MILLISECONDS", &Parser::Sleep},
+            {"wait-subscribers", 2, "wait-subscribers SUBSCRIPTION", &Parser::WaitSubscribers},
+            {"region-data", 4, "region-data REGION FORMAT DATA", &Parser::RegionData},
+            {"visibility", 3, "visibility REGION t|f", &Parser::Visibility},
+            {"palette", 5, "palette REGION BACKGROUND t|f DATA", &Parser::Palette},
         };
         for (const auto& known : directives) {
+            if (words[0] == known.word && words.size() == known.words) {
+                return (this->*known.parse)(words);
+            }
             if (words[0] == known.word) {
-                return words.size() == known.words
-                           ? (this->*known.parse)(words, directive)
-                           : Refuse(std::string("expected: ") + known.usage);
+                return Refuse(std::string("expected: ") + known.usage);
             }
         }
         return Refuse("unknown directive " + Quoted(words[0]));
     }
 
-    bool ParseSleep(const Words& words, Directive& directive)
+    Directive Sleep(const Words& words)
     {
-        directive.kind = Directive::Kind::Sleep;
-        return ParseNumber(words[1], directive.number) ||
-               Refuse(Quoted(words[1]) + " is not a number of milliseconds");
+        unsigned int milliseconds = 0;
+        if (!ParseNumber(words[1], milliseconds)) {
+            Refuse(Quoted(words[1]) + " is not a number of milliseconds");
+        }
+        return {Directive::Kind::Sleep, milliseconds, nullptr};
     }
 
-    bool ParseWait(const Words& words, Directive& directive)
+    Directive WaitSubscribers(const Words& words)
     {
-        directive.kind = Directive::Kind::WaitSubscribers;
-        return (ParseNumber(words[1], directive.number) && ItemOf(directive.number) != 0) ||
-               Refuse("there is no subscription " + Quoted(words[1]) +
-                      "; there are 1, 2, 3, 4, 6, 10 and 12");
+        unsigned int subscription = 0;
+        if (!ParseNumber(words[1], subscription) || ItemOf(subscription) == 0) {
+            Refuse("there is no subscription " + Quoted(words[1]) +
+                   "; there are 1, 2, 3, 4, 6, 10 and 12");
+        }
+        return {Directive::Kind::WaitSubscribers, subscription, nullptr};
     }
 
-    bool ParseRegionData(const Words& words, Directive& directive)
+    Directive RegionData(const Words& words)
     {
         RegionDataItem record;
-        return Byte(words[1], "region", record.regionId) &&
-               Byte(words[2], "format", record.subtitleFormat) && Bytes(words[3], record.data) &&
-               Finish(subscriptions::ForFormat(record.subtitleFormat), record, directive);
+        record.regionId = Byte("region ", words[1]);
+        record.subtitleFormat = Byte("format ", words[2]);
+        record.data = Bytes(words[3]);
+        return Publication(subscriptions::ForFormat(record.subtitleFormat), record);
     }
 
-    bool ParseVisibility(const Words& words, Directive& directive)
+    Directive Visibility(const Words& words)
     {
         RegionVisItem record;
-        bool visible = false;
-        if (!Byte(words[1], "region", record.regionId) ||
-            !TrueOrFalse(words[2], "visible", visible)) {
-            return false;
-        }
-        record.visible = visible;
-        return Finish(subscriptions::regionVisibility, record, directive);
+        record.regionId = Byte("region ", words[1]);
+        record.visible = TrueOrFalse("visible ", words[2]);
+        return Publication(subscriptions::regionVisibility, record);
     }
 
-    bool ParsePalette(const Words& words, Directive& directive)
+    Directive Palette(const Words& words)
     {
         PaletteItem record;
-        return Byte(words[1], "region", record.regionId) &&
-               Byte(words[2], "background code", record.backgroundCode) &&
-               TrueOrFalse(words[3], "fill", record.fill) && Bytes(words[4], record.paletteData) &&
-               Finish(subscriptions::palette, record, directive);
+        record.regionId = Byte("region ", words[1]);
+        record.backgroundCode = Byte("background code ", words[2]);
+        record.fill = TrueOrFalse("fill ", words[3]);
+        record.paletteData = Bytes(words[4]);
+        return Publication(subscriptions::palette, record);
     }
 
-    bool Byte(const std::string& word, const char* what, unsigned char& value)
+    unsigned char Byte(const char* what, const std::string& word)
     {
         unsigned int number = 0;
         if (!ParseNumber(word, number) || number > 255) {
-            return Refuse(std::string(what) + " " + Quoted(word) +
-                          " is not a number from 0 to 255");
+            Refuse(what + Quoted(word) + " is not a number from 0 to 255");
         }
-        value = static_cast<unsigned char>(number);
-        return true;
+        return static_cast<unsigned char>(number);
     }
 
-    bool TrueOrFalse(const std::string& word, const char* what, bool& value)
+    bool TrueOrFalse(const char* what, const std::string& word)
     {
-        value = word == "t";
-        return value || word == "f" ||
-               Refuse(std::string(what) + " " + Quoted(word) + " is not t or f");
+        if (word != "t" && word != "f") {
+            Refuse(what + Quoted(word) + " is not t or f");
+        }
+        return word == "t";
     }
 
-    bool Bytes(const std::string& word, std::vector<unsigned char>& bytes)
+    std::vector<unsigned char> Bytes(const std::string& word)
     {
-        if (word == "-") {
-            return true;
+        std::vector<unsigned char> bytes;
+        if (word[0] == '@') {
+            const std::string path = (word[1] == '/' ? "" : folder) + word.substr(1);
+            std::string problem;
+            if (!ReadFile(path, maxPayload, bytes, problem)) {
+                Refuse(Quoted(word) + " cannot be read: " + problem);
+            }
+        } else if (word != "-" && !ParseHex(word, bytes)) {
+            Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
         }
-        if (word[0] != '@') {
-            return ParseHex(word, bytes) || Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
-        }
-        const std::string name = word.substr(1);
-        std::string contents;
-        std::string problem;
-        if (!ReadFileContents(name[0] == '/' ? name : folder + name, maxPayload, contents,
-                              problem)) {
-            return Refuse(Quoted(word) + " cannot be read: " + problem);
-        }
-        bytes.assign(contents.begin(), contents.end());
-        return true;
+        return bytes;
     }
 
-    bool Finish(unsigned int subscription, const Item& record, Directive& directive)
+    Directive Publication(unsigned int subscription, const Item& record)
     {
         if (record.EncodedSize() > maxPayload) {
             return Refuse("a record of more than 16 MiB");
         }
-        directive.kind = Directive::Kind::Publish;
-        directive.number = subscription;
-        directive.frame = EncodeNotification(subscription, record);
-        return directive.frame || Refuse("there is no memory for it");
+        const SharedFrame frame = EncodeNotification(subscription, record);
+        return frame ? Directive{Directive::Kind::Publish, subscription, frame}
+                     : Refuse("there is no memory for it");
     }
 
-    bool Refuse(const std::string& why)
+    /// Remembers the first mistake. \return nothing to play
+    Directive Refuse(const std::string& why)
     {
-        reason = why;
-        return false;
+        reason = reason.empty() ? why : reason;
+        return {};
     }
 
     const std::string folder;  ///< of files that are named; empty or with a slash at the end
@@ -234,8 +258,9 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
         ++lineNumber;
-        if (!parser.ParseLine(text.substr(start, end - start), scenario)) {
-            problem = path + ":" + std::to_string(lineNumber) + ": " + parser.Reason();
+        const std::string reason = parser.ParseLine(text.substr(start, end - start), scenario);
+        if (!reason.empty()) {
+            problem = path + ":" + std::to_string(lineNumber) + ": " + reason;
             return false;
         }
         start = end + 1;
@@ -246,7 +271,7 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
 bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
 {
     std::string text;
-    if (!ReadFileContents(path, maxScenario, text, problem)) {
+    if (!ReadFile(path, maxScenario, text, problem)) {
         problem = path + ": cannot be read: " + problem;
         return false;
     }

@@ -9,14 +9,6 @@ namespace sim {
 using namespace platform;
 using std::chrono::milliseconds;
 
-namespace {
-
-/// Between two passes of a scenario that has no reader and never sleeps: at full speed it would
-/// take a whole processor for nothing.
-constexpr milliseconds idlePass{100};
-
-}  // namespace
-
 ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat,
                                Audience& audienceToReach)
     : scenario(scenarioToPlay), loop(repeat), audience(audienceToReach)
@@ -71,8 +63,9 @@ bool ScenarioPlayer::Publish(const Directive& directive, Budget& budget)
 
 void ScenarioPlayer::StartAgain()
 {
+    // A scenario without reader or sleep would take a whole processor at full speed.
     if (!std::exchange(passTakesTime, false)) {
-        restEnd = Clock::now() + idlePass;
+        restEnd = Clock::now() + milliseconds(100);
     }
     next = 0;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "simulator/audience.h"
-#include "simulator/budget.h"
 #include "simulator/scenario.h"
 
 #include "platform/src/deadline.h"

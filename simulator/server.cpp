@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <new>
 #include <sys/signalfd.h>
@@ -12,13 +11,6 @@
 namespace sim {
 
 using namespace platform;
-
-namespace {
-
-constexpr int lastFlushMs = 1000;
-constexpr int longestFlushWaitMs = 100;
-
-}  // namespace
 
 sigset_t StopSignals()
 {
@@ -45,7 +37,8 @@ bool Server::Open(std::string& problem)
 {
     const sigset_t stops = StopSignals();
     signals = Descriptor(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
-    const bool isOpen = signals && poller.Open() && poller.Add(signals.Get(), EPOLLIN, &signals);
+    const bool isOpen =
+        signals && poller.Open() && poller.Control(EPOLL_CTL_ADD, signals.Get(), EPOLLIN, &signals);
     problem = isOpen ? "" : std::strerror(errno);
     return isOpen;
 }
@@ -54,7 +47,7 @@ void Server::Run()
 {
     while (!ending) {
         const int playerMs = player.Advance();
-        peers.FlushPublished();
+        peers.UpdatePublished();
         acceptor.Resume(peers.BuryDropped());
         Turn(NextWaitMs(playerMs));
     }
@@ -110,8 +103,7 @@ void Server::AcceptPeer()
         Tell(0, "there is no memory for a client; it was turned away");
     }
     if (peer) {
-        Budget budget;
-        TakeTurn(*peer, budget);  // most clients send a request at once
+        OnPeer(*peer, 0);  // most clients send a request at once
     }
 }
 
@@ -121,7 +113,7 @@ void Server::OnPeer(Peer& peer, unsigned int events)
         return;
     }
     if ((events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0) {
-        peers.Flush(peer);
+        peer.Flush();
     }
     if (ending || peer.isDueForTurn) {
         peers.Update(peer);
@@ -147,7 +139,6 @@ void Server::TakeTurn(Peer& peer, Budget& budget)
         peers.Drop(peer, "dropped: there is no memory for what it sends");
     }
     if (!peer.IsClosed()) {
-        peers.Flush(peer);
         peers.Update(peer);
     }
 }
@@ -173,13 +164,14 @@ void Server::HandleNextFrame(Peer& peer, Budget& budget)
 
 void Server::FlushAtTheEnd()
 {
-    const Deadline deadline(lastFlushMs);
+    const Deadline deadline(1000);
+    constexpr int longestWaitMs = 100;
     acceptor.Pause();
-    poller.Remove(signals.Get());
+    poller.Control(EPOLL_CTL_DEL, signals.Get());
     peers.StopReading();
-    peers.FlushPublished();
+    peers.UpdatePublished();
     while (peers.OwesAnything() && !deadline.HasPassed()) {
-        Turn(std::min(deadline.RemainingMs(), longestFlushWaitMs));
+        Turn(std::min(deadline.RemainingMs(), longestWaitMs));
         peers.BuryDropped();
     }
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "simulator/commentary.h"
+
 #include "platform/src/deadline.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace sim {
@@ -15,16 +18,27 @@ public:
     using Clock = platform::Deadline::Clock;
     static constexpr std::chrono::seconds limit{2};
 
-    /// \param clientNumber  for the lines that tell of the first loss or stall, and of its end
+    /// \param clientNumber  for the lines that report the first loss or the stall, and its end
     explicit StallRule(unsigned int clientNumber) : client(clientNumber) {}
 
     bool IsStalled() const { return pace == Pace::Stalled; }
 
     /// \p count notifications were dropped, for the reason \p why.
-    void Lose(unsigned int count, const char* why);
+    void Lose(unsigned int count, const char* why)
+    {
+        SlowDown(Pace::LosesSome, why);
+        lost += count;
+    }
 
     /// Notifications are still queued, the oldest one since \p oldest.
-    void Judge(Clock::time_point oldest, Clock::time_point now);
+    void Judge(Clock::time_point oldest, Clock::time_point now)
+    {
+        if (now - oldest >= limit) {
+            SlowDown(Pace::Stalled,
+                     "stalled, has left notifications unread for two seconds; publishing no "
+                     "longer waits for it");
+        }
+    }
 
     /// No notification is queued any more.
     void CatchUp() { End("has caught up; notifications lost: "); }
@@ -35,8 +49,22 @@ public:
 private:
     enum class Pace { KeepsUp, LosesSome, Stalled };
 
-    void SlowDown(Pace slower, const char* why);
-    void End(const char* how);
+    void SlowDown(Pace slower, const char* why)
+    {
+        if (pace == Pace::KeepsUp) {
+            Tell(client, why);
+        }
+        pace = std::max(pace, slower);
+    }
+
+    void End(const char* how)
+    {
+        if (pace != Pace::KeepsUp) {
+            Tell(client, how, std::to_string(lost));  // so short that it needs no memory
+        }
+        pace = Pace::KeepsUp;
+        lost = 0;
+    }
 
     const unsigned int client;
     Pace pace = Pace::KeepsUp;

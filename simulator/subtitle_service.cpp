@@ -1,5 +1,6 @@
 #include "simulator/subtitle_service.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim {
@@ -40,19 +41,11 @@ const Item* Find(const std::optional<Record>& record)
     return record ? &*record : nullptr;
 }
 
-/// A CIF stream knows four colours.
-void MaskPixels(std::vector<unsigned char>& frame, std::size_t pixels)
-{
-    for (std::size_t at = frame.size() - pixels; at < frame.size(); ++at) {
-        frame[at] &= 3;
-    }
-}
-
 }  // namespace
 
 template <typename Record>
-Outcome SubtitleService::KeepAs(std::optional<Record> Region::*place, Record& record,
-                                unsigned int kind)
+Outcome SubtitleService::Store(std::optional<Record> Region::*place, Record& record,
+                               unsigned int kind)
 {
     const unsigned int regionId = record.regionId;
     if (!IsRegion(regionId)) {
@@ -62,20 +55,12 @@ Outcome SubtitleService::KeepAs(std::optional<Record> Region::*place, Record& re
     return Publishing(regionId, kind, kind == hd ? formatCount : 1);
 }
 
-Outcome SubtitleService::Keep(RegionDataItem& record)
+Outcome SubtitleService::Keep(RegionDataItem& r) { return Store(&Region::bitmap, r, hd); }
+Outcome SubtitleService::Keep(RegionVisItem& r)
 {
-    return KeepAs(&Region::bitmap, record, hd);
+    return Store(&Region::visibility, r, visibility);
 }
-
-Outcome SubtitleService::Keep(RegionVisItem& record)
-{
-    return KeepAs(&Region::visibility, record, visibility);
-}
-
-Outcome SubtitleService::Keep(PaletteItem& record)
-{
-    return KeepAs(&Region::palette, record, palette);
-}
+Outcome SubtitleService::Keep(PaletteItem& r) { return Store(&Region::palette, r, palette); }
 
 Outcome SubtitleService::Invert(unsigned int regionId)
 {
@@ -117,8 +102,9 @@ void SubtitleService::Publish(unsigned int record, Audience& audience, Budget& b
         region.bitmap->subtitleFormat = static_cast<unsigned char>(kind);
     }
     const NewFrame frame = EncodeNotification(subscriptionOf[kind], *item);
-    if (frame && kind == cif) {
-        MaskPixels(*frame, region.bitmap->data.size());
+    if (frame && kind == cif) {  // which has four colours only
+        const auto size = static_cast<std::ptrdiff_t>(region.bitmap->data.size());
+        std::for_each(frame->end() - size, frame->end(), [](unsigned char& pixel) { pixel &= 3; });
     }
     const std::uint64_t receivers = audience.Publish(subscriptionOf[kind], frame);
     budget.Spend(item->EncodedSize() * (1 + receivers));

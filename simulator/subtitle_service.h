@@ -1,7 +1,6 @@
 #pragma once
 
 #include "simulator/audience.h"
-#include "simulator/budget.h"
 
 #include "platform/src/wire_format.h"
 #include <PaletteItem.h>
@@ -34,9 +33,9 @@ public:
 
     // Requests. They need no memory, and publish nothing yet: the reply is queued first.
     // Keep() takes the bytes out of a record.
-    Outcome Keep(RegionDataItem& record);
-    Outcome Keep(RegionVisItem& record);
-    Outcome Keep(PaletteItem& record);
+    Outcome Keep(RegionDataItem& r);
+    Outcome Keep(RegionVisItem& r);
+    Outcome Keep(PaletteItem& r);
     Outcome Invert(unsigned int regionId);
     static Outcome Refresh();
     bool UpdateSensor(unsigned int sensor, bool on);
@@ -56,7 +55,7 @@ private:
     };
 
     template <typename Record>
-    Outcome KeepAs(std::optional<Record> Region::*place, Record& record, unsigned int kind);
+    Outcome Store(std::optional<Record> Region::*place, Record& record, unsigned int kind);
 
     std::array<Region, regionCount> regions;
     std::array<bool, sensorCount> sensors{};
