@@ -16,9 +16,8 @@ namespace sim {
 /// which the oldest are dropped when the peer does not read.
 class Backlog {
 public:
-    static constexpr std::size_t maxReplySize = 24;
-
     using Clock = platform::Deadline::Clock;
+    static constexpr std::size_t maxReplySize = 24;
 
     /// Whether \p frames notifications of \p bytes together can be added without any loss.
     bool HasRoomFor(std::size_t frames, std::size_t bytes) const

@@ -14,10 +14,7 @@ namespace sim {
 /// crash the lock is free and the socket refuses connections, so the next service replaces both.
 class Listener {
 public:
-    Listener() = default;
     ~Listener();
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
 
     /// Makes the endpoint \p name reachable. \return false with the reason in \p problem
     bool Open(const std::string& name, std::string& problem);

@@ -12,8 +12,6 @@ using namespace platform;
 
 namespace {
 
-constexpr int lookIntervalMs = 100;
-
 template <typename Peers>
 void EraseClosed(Peers& peers)
 {
@@ -93,7 +91,7 @@ void PeerTable::Update(Peer& peer)
     }
     if ((isInsideFrame || peer.isSurplus || (peer.IsBlocked() && !peer.stall.IsStalled())) &&
         !nextLook.IsLimited()) {
-        nextLook = Deadline(lookIntervalMs);
+        nextLook = Deadline(100);
     }
 }
 

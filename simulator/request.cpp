@@ -69,14 +69,13 @@ constexpr Outcome ResultOf(bool isAccepted)
 struct Message {
     const char* name;
     unsigned int id;
-    unsigned int replySize;
+    unsigned int replySize;  ///< without header: none, the result, or it and the log level
     void (*decode)(unsigned char* from, Request& to) = nullptr;
     void (*tell)(const Request& request, Account& account) = nullptr;
     Outcome (*serve)(Request& request, SubtitleService& service, Subscriptions& held) = nullptr;
     bool Faults::*refusal = nullptr;  ///< the fault that refuses it
 };
 
-using Bytes = unsigned char;
 using Service = SubtitleService;
 using Held = Subscriptions;
 
@@ -84,7 +83,7 @@ const Message allMessages[] = {
     {"Quit", messages::quit, noReply},
     {"Ping", messages::ping, 0},
     {"Subscribe", messages::subscribe, 4,
-     [](Bytes* from, Request& to) {
+     [](unsigned char* from, Request& to) {
          to.subscription = GetU32(from);
          to.itemId = GetU32(from + 4);
      },
@@ -94,11 +93,11 @@ const Message allMessages[] = {
      [](Request& r, Service&, Held& held) { return ResultOf(held.Add(r.subscription, r.itemId)); },
      &Faults::refuseSubscribe},
     {"Unsubscribe", messages::unsubscribe, 4,
-     [](Bytes* from, Request& to) { to.subscription = GetU32(from); },
+     [](unsigned char* from, Request& to) { to.subscription = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("subscription", " ", r.subscription); },
      [](Request& r, Service&, Held& held) { return ResultOf(held.Remove(r.subscription)); }},
     {"SetRegionData", messages::setRegionData, 4,
-     [](Bytes* from, Request& to) { to.bitmap.Decode(from); },
+     [](unsigned char* from, Request& to) { to.bitmap.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.bitmap.regionId)
              .Add("subtitleFormat", ", format ", r.bitmap.subtitleFormat)
@@ -106,14 +105,14 @@ const Message allMessages[] = {
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.bitmap); }},
     {"SetRegionVisibility", messages::setRegionVisibility, 4,
-     [](Bytes* from, Request& to) { to.visibility.Decode(from); },
+     [](unsigned char* from, Request& to) { to.visibility.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.visibility.regionId)
              .Add("visible", r.visibility.visible, ", visible", ", hidden");
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.visibility); }},
     {"SetPaletteData", messages::setPaletteData, 4,
-     [](Bytes* from, Request& to) { to.palette.Decode(from); },
+     [](unsigned char* from, Request& to) { to.palette.Decode(from); },
      [](const Request& r, Account& account) {
          account.Add("regionId", " region ", r.palette.regionId)
              .Add(r.palette.paletteData)
@@ -122,13 +121,13 @@ const Message allMessages[] = {
      },
      [](Request& r, Service& s, Held&) { return s.Keep(r.palette); }},
     {"InvertRegionData", messages::invertRegionData, 4,
-     [](Bytes* from, Request& to) { to.regionId = GetU32(from); },
+     [](unsigned char* from, Request& to) { to.regionId = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("regionId", " region ", r.regionId); },
      [](Request& r, Service& s, Held&) { return s.Invert(r.regionId); }},
     {"RefreshRegions", messages::refreshRegions, 4, nullptr, nullptr,
      [](Request&, Service& s, Held&) { return s.Refresh(); }, &Faults::refuseRefresh},
     {"SendSensorUpdate", messages::sendSensorUpdate, 4,
-     [](Bytes* from, Request& to) {
+     [](unsigned char* from, Request& to) {
          to.sensor = GetU32(from);
          to.on = from[4] != 0;
      },
@@ -139,7 +138,7 @@ const Message allMessages[] = {
      &Faults::refuseSensor},
     {"GetLogLevel", messages::getLogLevel, 8},
     {"SetLogLevel", messages::setLogLevel, 4,
-     [](Bytes* from, Request& to) { to.level = GetU32(from); },
+     [](unsigned char* from, Request& to) { to.level = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("level", " ", r.level); },
      [](Request& r, Service& s, Held&) {
          s.SetLogLevel(r.level);

@@ -17,7 +17,6 @@ public:
         Quit,  ///< the service was asked to end
     };
 
-    /// What is handed in stays the caller's.
     RequestHandler(const Options& options, Journal& journal, Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);

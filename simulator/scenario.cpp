@@ -101,10 +101,7 @@ bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
 /// Turns lines into directives.
 class Parser {
 public:
-    explicit Parser(const std::string& path)
-        : folder(path.find('/') == std::string::npos ? "" : path.substr(0, path.rfind('/') + 1))
-    {
-    }
+    explicit Parser(const std::string& path) : folder(path.substr(0, path.rfind('/') + 1)) {}
 
     /// \return why \p line is wrong; empty when it is not
     std::string ParseLine(const std::string& line, Scenario& scenario)

@@ -96,14 +96,12 @@ void Server::AcceptPeer()
     if (!connected) {
         return;
     }
-    Peer* peer = nullptr;
     try {
-        peer = peers.Admit(std::move(connected));
+        if (Peer* const peer = peers.Admit(std::move(connected))) {
+            OnPeer(*peer, 0);  // most clients send a request at once
+        }
     } catch (const std::bad_alloc&) {
         Tell(0, "there is no memory for a client; it was turned away");
-    }
-    if (peer) {
-        OnPeer(*peer, 0);  // most clients send a request at once
     }
 }
 

@@ -2,9 +2,7 @@
 
 #include "simulator/acceptor.h"
 #include "simulator/options.h"
-#include "simulator/peer.h"
 #include "simulator/peer_table.h"
-#include "simulator/poller.h"
 #include "simulator/request_handler.h"
 #include "simulator/scenario.h"
 #include "simulator/scenario_player.h"

@@ -40,10 +40,8 @@ public:
         }
     }
 
-    /// No notification is queued any more.
+    /// No notification is queued any more, or the client has gone.
     void CatchUp() { End("has caught up; notifications lost: "); }
-
-    /// The client has gone.
     void Leave() { End("has gone; notifications lost: "); }
 
 private:

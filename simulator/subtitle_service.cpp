@@ -44,8 +44,8 @@ const Item* Find(const std::optional<Record>& record)
 }  // namespace
 
 template <typename Record>
-Outcome SubtitleService::Store(std::optional<Record> Region::*place, Record& record,
-                               unsigned int kind)
+Outcome SubtitleService::Take(std::optional<Record> Region::*place, Record& record,
+                              unsigned int kind)
 {
     const unsigned int regionId = record.regionId;
     if (!IsRegion(regionId)) {
@@ -55,12 +55,9 @@ Outcome SubtitleService::Store(std::optional<Record> Region::*place, Record& rec
     return Publishing(regionId, kind, kind == hd ? formatCount : 1);
 }
 
-Outcome SubtitleService::Keep(RegionDataItem& r) { return Store(&Region::bitmap, r, hd); }
-Outcome SubtitleService::Keep(RegionVisItem& r)
-{
-    return Store(&Region::visibility, r, visibility);
-}
-Outcome SubtitleService::Keep(PaletteItem& r) { return Store(&Region::palette, r, palette); }
+Outcome SubtitleService::Keep(RegionDataItem& r) { return Take(&Region::bitmap, r, hd); }
+Outcome SubtitleService::Keep(RegionVisItem& r) { return Take(&Region::visibility, r, visibility); }
+Outcome SubtitleService::Keep(PaletteItem& r) { return Take(&Region::palette, r, palette); }
 
 Outcome SubtitleService::Invert(unsigned int regionId)
 {

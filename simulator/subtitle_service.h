@@ -55,7 +55,7 @@ private:
     };
 
     template <typename Record>
-    Outcome Store(std::optional<Record> Region::*place, Record& record, unsigned int kind);
+    Outcome Take(std::optional<Record> Region::*place, Record& record, unsigned int kind);
 
     std::array<Region, regionCount> regions;
     std::array<bool, sensorCount> sensors{};
