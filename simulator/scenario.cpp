@@ -252,17 +252,14 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
 {
     Parser parser(path);
     unsigned int lineNumber = 0;
-    for (std::size_t start = 0; start < text.size();) {
+    std::string reason;
+    for (std::size_t start = 0; start < text.size() && reason.empty(); ++lineNumber) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
-        ++lineNumber;
-        const std::string reason = parser.ParseLine(text.substr(start, end - start), scenario);
-        if (!reason.empty()) {
-            problem = path + ":" + std::to_string(lineNumber) + ": " + reason;
-            return false;
-        }
+        reason = parser.ParseLine(text.substr(start, end - start), scenario);
         start = end + 1;
     }
-    return true;
+    problem = reason.empty() ? "" : path + ":" + std::to_string(lineNumber) + ": " + reason;
+    return reason.empty();
 }
 
 bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
