@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Plants errors for each check of script/lint, which must find them."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+sys.dont_write_bytecode = True
+from script_tree import ROOT, ScriptTree
+
+CHECKS = "references class_map includes locks columns scripts python format".split()
+# Check, file and the text at its end. All are planted at once, and each must be named by its check.
+PLANTED = [
+    ("references", "docs/notes.md", "see P" + "art 9.9"),
+    (
+        "class_map",
+        "client/cli/SubtitleMgrCli.h",
+        "// A group; defined in console/a.cpp\nvoid NotThere();",
+    ),
+    ("includes", "client/console/a.cpp", '#include "platform/src/wire_format.h"'),
+    ("includes", "client/cli/a.cpp", '#include "simulator/subtitle_service.h"'),
+    ("includes", "client/records/a.cpp", '#include "stats/SubtitleStats.h"'),
+    ("includes", "client/stats/a.cpp", '#include "../console/prompts.h"'),
+    ("includes", "client/handlers/a.cpp", "#include <nlohmann/json.hpp>"),
+    ("includes", "client/handlers/b.cpp", '#include "console/prompts.h"'),
+    ("includes", "platform/include/A.h", "#include <poll.h>"),
+    ("includes", "platform/src/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
+    ("includes", "simulator/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
+    ("locks", "client/handlers/c.cpp", "std::atomic<int> count;"),
+    ("locks", "client/console/c.cpp", "const std::lock_guard<std::mutex> lock(mutex);"),
+    ("columns", "client/cli/d.cpp", "// " + 20 * "no end "),
+    ("columns", "tests/a.sh", "echo " + 20 * "no end "),
+    ("scripts", "script/unused", "#!/bin/sh\nunused=1"),
+    ("python", "tests/a.py", "print( 'not as black writes it' )"),
+    ("format", "client/cli/e.cpp", "int  F( ){return 1;}"),
+]
+
+
+class Lint(unittest.TestCase):
+    def setUp(self):
+        self.tree = ScriptTree()
+        self.addCleanup(self.tree.close)
+        self.tree.replace("bootstrap", "exit 0\n")
+        for folder in ("client", "platform", "simulator"):
+            shutil.copytree(ROOT / folder, self.tree.root / folder)
+        for name in (".clang-format", ".clang-tidy", "pyproject.toml"):
+            shutil.copy(ROOT / name, self.tree.root)
+        for folder in (".ci", "bench", "docs"):
+            (self.tree.root / folder).mkdir()
+        self.write("tests/right.py", 'print("right")')
+
+    def write(self, name, text):
+        path = self.tree.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        with path.open("a", encoding="utf-8") as file:
+            file.write(text + "\n")
+
+    def lint(self, *checks):
+        """The exit status and the output, by check."""
+        result = subprocess.run(
+            [self.tree.root / "script/lint", *checks],
+            env=self.tree.environment,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            timeout=60,
+            check=False,
+        )
+        parts = re.split(r"^lint: (\w+)\n", result.stdout, flags=re.MULTILINE)
+        return result.returncode, dict(zip(parts[1::2], parts[2::2]))
+
+    def test_passes_a_tree_without_errors(self):
+        self.assertEqual(self.lint(*CHECKS), (0, dict.fromkeys(CHECKS, "")))
+
+    def test_finds_each_planted_error(self):
+        self.assertEqual({check for check, _, _ in PLANTED}, set(CHECKS))
+        for _, name, text in PLANTED:
+            self.write(name, text)
+        status, output = self.lint(*CHECKS)
+        self.assertEqual(status, 1)
+        self.assertIn("lint: failed: " + " ".join(CHECKS), output["format"])
+        for check, name, text in PLANTED:
+            with self.subTest(check=check, planted=text):
+                self.assertIn(name, output[check])
+
+    def test_finds_what_black_does_not(self):
+        self.write("tests/right.py", "\nimport os")
+        status, output = self.lint("python")
+        self.assertEqual(status, 1)
+        self.assertRegex(output["python"], r"tests/right\.py:.*unused-import")
+
+    def tidy(self, text, *names):
+        """The status and the output for a tree with these sources alone, and what CMake writes."""
+        for path in self.tree.root.rglob("*.cpp"):
+            path.unlink()
+        for name in names:
+            self.write(name, text)
+        commands = [
+            {"directory": str(self.tree.root), "file": name, "command": f"clang++-14 -c {name}"}
+            for name in names
+        ]
+        self.write("build/clang/compile_commands.json", json.dumps(commands))
+        self.tree.link("bin/cmake", "/bin/true")
+        self.tree.environment["PATH"] = f"{self.tree.root}/bin:{os.environ['PATH']}"
+        status, output = self.lint("tidy")
+        return status, output["tidy"]
+
+    def test_runs_clang_tidy_on_product_tests_and_bench(self):
+        names = ("client/a.cpp", "tests/a.cpp", "bench/a.cpp")
+        status, output = self.tidy("int* None() { return 0; }", *names)
+        self.assertEqual(status, 1)
+        for name in names:
+            self.assertRegex(output, name + ".*modernize-use-nullptr")
+
+    def test_passes_what_clang_tidy_does(self):
+        self.assertEqual(self.tidy("int Number() { return 1; }", "client/a.cpp"), (0, ""))
+
+    def test_finds_a_source_that_does_not_compile(self):
+        status, output = self.tidy("int", "client/a.cpp")
+        self.assertEqual(status, 1)
+        self.assertRegex(output, "client/a.cpp.*expected")
+
+    def test_finds_what_clang_tidy_says_of_its_own_configuration(self):
+        # It goes on with other checks then, and ends with status 0.
+        (self.tree.root / ".clang-tidy").write_text("Checks: [\n")
+        status, output = self.tidy("int Number() { return 1; }", "client/a.cpp")
+        self.assertEqual(status, 1)
+        self.assertRegex(output, r"rror.*\.clang-tidy")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
