@@ -6,7 +6,7 @@
 
 namespace {
 
-class ADevice : public ConsoleSession {
+class LongOf32Bits : public ConsoleSession {
 protected:
     /// Its service is the desk's: what is journalled is what came over the socket.
     void SetUp() override
@@ -44,7 +44,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ADevice, SendsLevelsThatItsLongCannotHoldAsTheNearestThatItCan)
+TEST_F(LongOf32Bits, SendsTheNearestLevelThatItHolds)
 {
     EXPECT_EQ(LevelSentFor("2147483646"), Level("2147483646"));
     EXPECT_EQ(LevelSentFor("2147483647"), Level("2147483647"));
@@ -58,7 +58,7 @@ TEST_F(ADevice, SendsLevelsThatItsLongCannotHoldAsTheNearestThatItCan)
     EXPECT_EQ(LevelSentFor("-4294967295"), Level("2147483648"));
 }
 
-TEST_F(ADevice, OpensAFileOfMoreThanFourGigabytes)
+TEST_F(LongOf32Bits, OpensAFileOfMoreThanFourGigabytes)
 {
     const std::string path = Files() / "sparse";
     WriteWholeFile(path, "1234");
@@ -70,7 +70,7 @@ TEST_F(ADevice, OpensAFileOfMoreThanFourGigabytes)
               R"("crc32":"9be3e0a3"})");
 }
 
-TEST_F(ADevice, ReadsNothingWhereTheSizeTypedIsMoreThanItsMemory)
+TEST_F(LongOf32Bits, ReadsNothingForASizeBeyondItsMemory)
 {
     const std::string path = Files() / "sparse";
     WriteWholeFile(path, "1234");

@@ -34,14 +34,6 @@ void AppendData(std::vector<unsigned char>& payload, const std::string& hex)
     }
 }
 
-void WriteLine(int file, const std::string& line)
-{
-    const std::string text = line + "\n";
-    if (file >= 0 && write(file, text.data(), text.size()) < 0) {
-        _exit(1);
-    }
-}
-
 }  // namespace
 
 LockStep& LockStep::Instance()
@@ -50,12 +42,12 @@ LockStep& LockStep::Instance()
     return instance;
 }
 
-void LockStep::Begin(const std::string& text, int journalFile, int logFile)
+void LockStep::Begin(const std::string& folder)
 {
     console = std::this_thread::get_id();
-    journal = journalFile;
-    log = logFile;
-    std::istringstream lines(text);
+    journal.open(folder + "/journal");
+    log.open(folder + "/log");
+    std::ifstream lines(folder + "/script");
     for (std::string line; std::getline(lines, line);) {
         ReadLine(line);
     }
@@ -109,12 +101,9 @@ bool LockStep::Call(const std::string& text)
     return succeeds;
 }
 
-void LockStep::Note(const std::string& line) { WriteLine(journal, line); }
+void LockStep::Note(const std::string& line) { journal << line << std::endl; }
 
-void LockStep::Log(const std::string& entry)
-{
-    WriteLine(log, std::to_string(calls) + " " + entry);
-}
+void LockStep::Log(const std::string& entry) { log << calls << " " << entry << std::endl; }
 
 void LockStep::Subscribe(unsigned number, const Subscription& subscription)
 {

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <set>
@@ -32,8 +33,9 @@ public:
     /// The one of this process; never destroyed, since the receive thread outlives everything.
     static LockStep& Instance();
 
-    /// Begins a session on the calling thread, from now on the console's.
-    void Begin(const std::string& script, int journalFile, int logFile);
+    /// Begins a session on the calling thread, from now on the console's. Reads the file `script`
+    /// of the folder, and writes `journal` and `log`.
+    void Begin(const std::string& folder);
     /// From now on there is a receive thread.
     void ReceiverStarts();
 
@@ -65,8 +67,8 @@ private:
     void LetReceiverRun();
 
     std::thread::id console;
-    int journal = -1;
-    int log = -1;
+    std::ofstream journal;
+    std::ofstream log;
     bool hasReceiver = false;
     unsigned calls = 0;
     std::set<unsigned> failing;

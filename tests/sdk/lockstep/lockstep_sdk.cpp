@@ -13,8 +13,6 @@
 #include <SubtitleClient.h>
 #include <SysLogMsg.h>
 
-#include "tests/sessions/model/session_server.h"
-
 #include <unistd.h>
 
 #include <cstdlib>
@@ -174,19 +172,12 @@ int CommonCli::PostInit() { return 1; }
 int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
                   struct option* longOptions)
 {
-    SessionOrder order;
-    std::vector<char*> words(argv, argv + argc);
-    if (std::getenv("LOCKSTEP_SERVER")) {
-        order = ServeSessions();
-        words.clear();
-        for (std::string& argument : order.arguments) {
-            words.push_back(argument.data());
-        }
+    const char* folder = std::getenv("LOCKSTEP_FOLDER");
+    if (!folder) {
+        return 2;
     }
-    words.push_back(nullptr);
-
     LockStep& lockStep = LockStep::Instance();
-    lockStep.Begin(order.script, order.journal, order.log);
+    lockStep.Begin(folder);
     LogClient& log = LogClient::Instance();
     lockStep.Note(Words("- made", MadeSoFar().endpoint, Text(MadeSoFar().timeoutMs),
                         Text(log.Level()), log.ProcessName()));
@@ -194,8 +185,7 @@ int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
     lockStep.ReceiverStarts();
     opterr = 0;
     for (int option = 0; option != -1;) {
-        option = getopt_long(static_cast<int>(words.size()) - 1, words.data(), shortOptions.c_str(),
-                             longOptions, nullptr);
+        option = getopt_long(argc, argv, shortOptions.c_str(), longOptions, nullptr);
         if (option != -1) {
             const int result = ProcessOption(option, optarg);
             lockStep.Note(Words("- option", Text(option), Text(result)));

@@ -4,6 +4,8 @@ import re
 
 from console_input import ConsoleInput
 from published_texts import published
+from scripted_platform import ScriptedPlatform
+from session_files import SessionFiles
 from traffic import Traffic
 
 SERVICE_PROCESS_PING = 15105
@@ -99,17 +101,15 @@ class Pattern:
 
 
 class Console:
-    """One run of the client.
+    """One run of the client."""
 
-    The platform answers the calls and brings notifications; see platforms.py.
-    """
-
-    def __init__(self, keys, platform, files, has_huge_buffers, more):
-        self.input = ConsoleInput(keys)
-        self.platform = platform
-        self.files = files
+    def __init__(self, session, has_huge_buffers, more):
+        self.input = ConsoleInput(session.keys)
+        self.options = session.options
+        self.platform = ScriptedPlatform(session.script)
+        self.files = SessionFiles()
         self.has_huge_buffers = has_huge_buffers
-        self.more = more
+        self.more = more  # output after the input has ended
 
         self.output = []
         self.written = 0
@@ -120,30 +120,27 @@ class Console:
         self.ended = False
 
         self.subscribed = False
-        self.server = platform.service_name
+        self.server = self.platform.service_name
         self.traffic = Traffic()
-        platform.console = self
+        self.platform.console = self
 
     # The frame
 
-    def run(self, options):
+    def run(self):
         """Plays the options: (value, argument) each, as the option parser returns them."""
         try:
-            self._run(options)
+            self._run()
             self.ended = True
         except Enough:
             pass
 
-    def _run(self, options):
+    def _run(self):
         connected = self.platform.init()
         if not connected:
             self.complain(b"Error initializing the connection\n")
         self.platform.starts(1 if connected else 2)
-        for option, argument in options:
-            result = self.option(option, argument)
-            self.platform.option_done(option, result)
-            if result == 2 and self.platform.stops_after_mistakes:
-                break
+        for option, argument in self.options:
+            self.platform.option_done(option, self.option(option, argument))
         self.platform.ends()
 
     def option(self, option, argument):
@@ -175,7 +172,6 @@ class Console:
         return words.number(0)
 
     def ping(self):
-        """Option -p."""
         self.line(b"Let's Ping\n")
         if not self.platform.allocate(SERVICE_PROCESS_PING):
             self.complain(b"Error allocating request\n")
@@ -197,7 +193,6 @@ class Console:
     # The main console
 
     def main_console(self):
-        """Option -i."""
         actions = {
             b"1": self.subscribe,
             b"2": self.unsubscribe,
@@ -221,7 +216,6 @@ class Console:
             actions.get(key, self.discard)()
 
     def subscribe(self):
-        """Key 1."""
         self.line(b"Subscribing...\n")
         self.put(b"Subscribing for RegionData")
         for number in (2, 3, 4, 12):
@@ -240,7 +234,6 @@ class Console:
             self.put(b"  ERROR")
 
     def unsubscribe(self):
-        """Key 2."""
         self.subscribed = False
         self.platform.pause(20000)
         self.line(b"Unsubscribing...\n")
@@ -249,14 +242,12 @@ class Console:
             self.platform.unsubscribe(number)
 
     def invert(self):
-        """Key 6."""
         self.put(b"Enter region ID: ")
         region = self.number(0)
         self.discard()
         self.platform.invert(region)
 
     def refresh(self):
-        """Key r."""
         before = self.subscribed
         self.subscribed = False
         self.platform.pause(20000)
@@ -265,11 +256,9 @@ class Console:
         self.subscribed = before
 
     def show_traffic(self):
-        """Key s."""
         self.line(self.traffic.report())
 
     def region_data(self):
-        """Key 3."""
         self.put(b"Enter region ID: ")
         region = self.number(0)
         self.put(b"Enter filename:  ")
@@ -283,7 +272,6 @@ class Console:
         self.platform.set_region_data(region % 256, data)
 
     def visibility(self):
-        """Key 4."""
         self.put(b"Enter region ID: ")
         region = self.number(0)
         self.put(b"Enter region visibility (t/f): ")
@@ -292,7 +280,6 @@ class Console:
         self.platform.set_visibility(region % 256, means_yes(answer))
 
     def palette(self):
-        """Key 5."""
         self.put(b"Enter region ID:   ")
         region = self.number(0)
         self.put(b"Enter filename:    ")
@@ -345,7 +332,6 @@ class Console:
         return found
 
     def write_file(self, path, content):
-        """Saves a table."""
         if len(content) < TABLE_SIZE:
             # Nothing is saved of a table that is not whole, and what was saved before stays.
             self.short_write("write nothing", 0)
@@ -359,13 +345,11 @@ class Console:
             self.short_write("write", count)
 
     def short_write(self, kind, count):
-        """Notes that a table was not saved as a whole."""
         self.entry(2, kind, b"Error writing output file ( %d of %d )" % (count, TABLE_SIZE))
 
     # Sub-consoles
 
     def dynamic_test(self):
-        """Key 7."""
         pattern = Pattern()
         start, step, width, height, shapes = 0, 8, 80, 12, False
         typed_start = typed_step = 0
@@ -409,7 +393,6 @@ class Console:
         self.platform.set_region_data(region, bytes(pattern.pixels))
 
     def sensor_test(self):
-        """Key 8."""
         sensor, on = 0, False
         key = b"\0"
         while True:
@@ -478,21 +461,17 @@ class Console:
         self.flushed = self.written
 
     def complain(self, text):
-        """Prints on standard error."""
         self.errors.append((text, self.written))
 
     def entry(self, level, kind, text):
-        """Makes a log entry."""
         self.log.append((level, kind, text, self.written))
 
     def key(self, before):
-        """Reads a menu choice."""
         key = self.input.key(before)
         self.note_failure()
         return key
 
     def number(self, before):
-        """Reads a number."""
         number = self.input.number(before)
         self.note_failure()
         return number
@@ -504,7 +483,6 @@ class Console:
         return word
 
     def discard(self):
-        """Drops one byte."""
         self.input.discard()
         self.note_failure()
 

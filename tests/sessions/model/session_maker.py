@@ -3,7 +3,7 @@
 import random
 from dataclasses import dataclass, field
 
-from platforms import Script
+from scripted_platform import Script
 
 NUMBERS = "0 1 2 3 7 13 14 15 255 256 259 300 640 641 48 49 80 12 1024".split()
 ODD_NUMBERS = "-1 +5 007 256 4294967295 -4294967290 -4294967295 0000".split()
@@ -11,47 +11,16 @@ BAD_NUMBERS = (
     "4294967296 99999999999999999999 -4294967296 abc - + 0x10 1e5 5.7 3,4 +-3 --1 " "t"
 ).split()
 ANSWERS = "t t f f true false Yes no ON off 1 0 y maybe TRUE tr T\xc4".split()
-REGION_FILES = [
-    "region",
-    "region",
-    "small",
-    "small",
-    "empty",
-    "table",
-    "folder",
-    "none",
-    "table.out",
-    ".",
-    "blue\xe9\x1b[1m",
-]
+REGION_FILES = (
+    "region region small small empty table folder none table.out . blue\xe9\x1b[1m"
+).split(" ")
 REGION_SIZES = "0 0 1 4 5 6 1023 1024 1025 4000 4001 65536 -1".split()
-TABLES = [
-    "table",
-    "table",
-    "grey",
-    "longer",
-    "shorter",
-    "empty",
-    "folder",
-    "none",
-    "table.out",
-    "grey.out.out",
-    "barred",
-    "full",
-    "small",
-    "blue\xe9\x1b[1m",
-    "full.out",
-]
+TABLES = (
+    "table table grey longer shorter empty folder none table.out grey.out.out barred full small"
+    " blue\xe9\x1b[1m full.out"
+).split(" ")
 ENDINGS = ["\n"] * 6 + [" ", "\t", "\r\n", "\n \n", "\v\f"]
 SEGMENTS = "80 12 100 10 640 48 641 49 1 320 24 2 7 0 4294967295 64 5".split()
-SERVICES = ["willing"] * 5 + [
-    "missing",
-    "refuse-subscribe",
-    "refuse-refresh",
-    "refuse-sensor",
-    "hang-up",
-]
-
 # Words of a command line, and what the parser makes of them.
 CONSOLE = (["-i"], [("i", None)])
 COMMAND_LINES = [CONSOLE] * 12 + [
@@ -73,14 +42,6 @@ COMMAND_LINES = [CONSOLE] * 12 + [
     (["-z", "-c", "-p"], [("?", None), ("c", None), ("p", None)]),
     (["-i", "-i"], [("i", None), ("i", None)]),
 ]
-# Those that end alike on the stand-in: nothing before that fails, no output of the frame's own.
-SERVICE_COMMAND_LINES = [CONSOLE] * 6 + [
-    (["--interactive"], [("i", None)]),
-    (["-c", "-i"], [("c", None), ("i", None)]),
-    (["-pi"], [("p", None), ("i", None)]),
-    (["-i", "-p"], [("i", None), ("p", None)]),
-    (["-h", "-i"], [("h", None), ("i", None)]),
-]
 
 
 @dataclass
@@ -92,7 +53,6 @@ class Session:
     words: list = field(default_factory=lambda: ["-i"])
     options: list = field(default_factory=lambda: [("i", None)])
     script: Script = field(default_factory=Script)
-    service: str = None  # kind of the service; None on the scripted platform
 
 
 class SessionMaker:
@@ -102,33 +62,21 @@ class SessionMaker:
         self.seed = seed
         self.chance = random.Random(seed)
         self.keys = []
-        self.service = self.chance.choice(SERVICES) if self.one_in(3) else None
-        # A service that accepts subscriptions would notify whenever it likes.
-        accepts = self.service in ("willing", "refuse-refresh", "refuse-sensor")
-        self.subscribes = not accepts and not self.one_in(4)
+        self.subscribes = not self.one_in(4)
         self.careless = self.one_in(2)
 
     def one_in(self, count):
-        """True once in a while."""
         return self.chance.randrange(count) == 0
 
     def make(self):
-        """Returns the session."""
         if self.subscribes and self.one_in(2):
             self.type("1")
         for _ in range(self.chance.randrange(14)):
             self.command()
         self.end()
         keys = "".join(self.keys).encode("latin-1")
-        if self.service:
-            words, options = self.chance.choice(SERVICE_COMMAND_LINES)
-            return Session(self.name(), keys, words, options, service=self.service)
         words, options = self.chance.choice(COMMAND_LINES)
-        return Session(self.name(), keys, words, options, self.script())
-
-    def name(self):
-        """By which the session is told in a report."""
-        return "seed %d" % self.seed
+        return Session("seed %d" % self.seed, keys, words, options, self.script())
 
     # Typing
 
@@ -145,14 +93,13 @@ class SessionMaker:
         self.keys.append(self.chance.choice(ENDINGS))
 
     def junk(self):
-        """Bytes of any kind. On a service not k, which ends it, and nowhere what makes a path."""
+        """Bytes of any kind, but not those that make a path."""
         length = self.chance.randrange(1, 7)
         bytes_ = [
             self.chance.randrange(33, 127) if self.one_in(2) else self.chance.randrange(256)
             for _ in range(length)
         ]
-        barred = "k./" if self.service else "./"
-        return "".join("#" if chr(byte) in barred else chr(byte) for byte in bytes_)
+        return "".join("#" if chr(byte) in "./" else chr(byte) for byte in bytes_)
 
     def number(self, usual):
         """A number, now and then an odd one, and for the careless one that is none."""
@@ -188,32 +135,27 @@ class SessionMaker:
 
     def plain(self):
         """A key without questions."""
-        keys = ["s", "s", "c", "r", "2"] + ([] if self.service else ["k", "r"])
-        self.type(self.chance.choice(keys))
+        self.type(self.chance.choice("sscr2kr"))
 
     def unknown(self):
         """A key that is none."""
         self.type(self.chance.choice(["9", "0", "w", "X", "S", "z", "%", "R", "K", "\x80", "\xff"]))
 
     def region(self):
-        """A region number."""
         return self.number("1 2 3 7 13 14 15 0 259 300".split())
 
     def region_data(self):
-        """Key 3."""
         self.type("3")
         self.type(self.region())
         self.type(self.chance.choice(REGION_FILES))
         self.type(self.number(REGION_SIZES))
 
     def visibility(self):
-        """Key 4."""
         self.type("4")
         self.type(self.region())
         self.type(self.chance.choice(ANSWERS))
 
     def palette(self):
-        """Key 5."""
         self.type("5")
         self.type(self.region())
         self.type(self.chance.choice(TABLES))
@@ -230,12 +172,10 @@ class SessionMaker:
             self.type(self.chance.choice(ANSWERS))
 
     def invert(self):
-        """Key 6."""
         self.type("6")
         self.type(self.region())
 
     def dynamic_test(self):
-        """Key 7."""
         self.type("7")
         self.type(self.region())
         for _ in range(self.chance.randrange(7)):
@@ -249,7 +189,6 @@ class SessionMaker:
             self.type(self.chance.choice("xxq"))
 
     def sensor_test(self):
-        """Key 8."""
         self.type("8")
         for _ in range(self.chance.randrange(7)):
             self.type(self.chance.choice("1 2 3 4 5 6 7 8 9 0 n m c s M z 12 nm9".split()))

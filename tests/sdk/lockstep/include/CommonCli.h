@@ -17,7 +17,7 @@ public:
     virtual int PreInit() = 0;
     virtual int PostInit();
 
-    /// Hands over every option, whatever became of the one before it. With LOCKSTEP_SERVER set, the
-    /// process serves sessions and each runs in a child.
+    /// Hands over every option, whatever became of the one before it. LOCKSTEP_FOLDER is the folder
+    /// of the script, see LockStep.
     int Go(char** argv, int argc, const std::string& shortOptions, struct option* longOptions);
 };
