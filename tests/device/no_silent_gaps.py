@@ -8,27 +8,18 @@ case that is skipped says why.
 """
 
 import os
-import re
 import sys
 
+sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "harness"))
 
-def tests_of(folder):
-    """Reads CTest's own files: another CTest would overwrite the log of the one that runs this."""
-    path = os.path.join(folder, "CTestTestfile.cmake")
-    if not os.path.exists(path):  # a folder configured before testing is enabled
-        return set()
-    with open(path, encoding="utf-8") as file:
-        text = file.read()
-    names = set(re.findall(r"add_test\((?:\[=*\[|\")?(.+?)(?:\]=*\]|\"| )", text))
-    names.update(re.findall(r"include\(\".*/(test_\w+)\[\d+\]_include\.cmake\"\)", text))
-    for subfolder in re.findall(r"^subdirs\(\"(.*)\"\)$", text, re.MULTILINE):
-        names |= tests_of(os.path.join(folder, subfolder))
-    return names
+# pylint: disable=wrong-import-position
+from test_names import names_in
 
 
 def main():
     desk, build = sys.argv[1:]
-    expected, present = tests_of(desk), tests_of(build)
+    expected, present = names_in(desk), names_in(build)
     with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
         reasons = dict(line.rstrip("\n").split(": ", 1) for line in file)
     problems = [
