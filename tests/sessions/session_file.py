@@ -110,7 +110,10 @@ class Session:
     def steps(self, section):
         """What happens in a section of the console, in its order."""
         steps = []
-        for number, text in section.lines:
+        lines = section.lines
+        if lines and re.fullmatch("<[^<>]*>", lines[0][1]):
+            lines = [(lines[0][0], "{menu unsubscribed}"), *lines]
+        for number, text in lines:
             if text.startswith("=> "):
                 steps.append(Step("event", text[3:], number))
             elif text == "{for ever}":
