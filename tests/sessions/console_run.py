@@ -46,7 +46,6 @@ class ConsoleRun:
         return words
 
     def play(self):
-        """Plays the run to its end."""
         typed = [step for step in self.steps if step.kind == "typed"]
         kinds = {step.kind for step in self.steps}
         # On a pipe everything is typed ahead, unless the order of things matters.
@@ -68,7 +67,6 @@ class ConsoleRun:
                 self.check_end()
 
     def take(self, step):
-        """Goes one step on."""
         if step.kind == "text":
             self.expect(self.output, step.value, step.line)
         elif step.kind == "errors":
@@ -84,7 +82,6 @@ class ConsoleRun:
                 self.expect(self.output, echo, step.line)
 
     def expect(self, stream, text, line):
-        """Adds to what a stream must show."""
         stream.add(text.replace(b"\n", b"\r\n") if self.on_terminal else text, line)
 
     def await_expected(self):

@@ -33,12 +33,10 @@ class ExpectedText:
         self.ends = []  # (end of a part, line)
 
     def add(self, part, line):
-        """Adds a part."""
         self.text += part
         self.ends.append((len(self.text), line))
 
     def append(self, other):
-        """Adds the parts of another text."""
         self.ends += [(len(self.text) + end, line) for end, line in other.ends]
         self.text += other.text
 

@@ -73,7 +73,6 @@ class Player:
                 service.start()
 
     def take(self, section):
-        """Goes one section on."""
         words = section.words
         if section.kind == "console":
             ConsoleRun(self, section).play()
@@ -101,11 +100,9 @@ class Player:
                     file.write(self.files[name][0])
 
     def path(self, name):
-        """The path of a file of the session."""
         return os.path.join(os.fsencode(self.workspace.files), name.encode("latin-1"))
 
     def event(self, words, line):
-        """Carries out what happens outside of the console."""
         service = next(iter(self.services.values()), None)
         kind, _, rest = words.partition(": ")
         actions = {
@@ -137,14 +134,12 @@ class Player:
                 raise Difference(line, "the other console prints %r" % other.errors)
 
     def feed(self, name, words, line):
-        """Writes into a FIFO that the client opens."""
         with open(self.path(name), "wb") as file:
             file.write(self.session.bytes_in(words, line))
 
     # At the end
 
     def check(self):
-        """Compares the requests, the log and the files."""
         sections = {
             section.words or "SubtitleMgr": section for section in self.session.of("requests")
         }
@@ -210,7 +205,6 @@ class Player:
         return canonical(fields)
 
     def check_file(self, name, content, line):
-        """Compares one file."""
         if not os.path.exists(self.path(name)):
             raise Difference(line, "there is no file %r" % name)
         with open(self.path(name), "rb") as file:

@@ -9,22 +9,8 @@ from byte_words import byte_words
 TEXTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "texts")
 FOR_FILES = ("text", "bytes", "file")
 FOR_SESSIONS = (
-    "service",
-    "scenario",
-    "through",
-    "on",
-    "file",
-    "folder",
-    "link",
-    "fifo",
-    "socket",
-    "mode",
-    "console",
-    "event",
-    "exits",
-    "requests",
-    "log",
-)
+    "service scenario through on file folder link fifo socket mode console event exits requests log"
+).split()
 PLACEHOLDER = re.compile(r"\{([^{}]+)\}")
 ESCAPE = re.compile(r"\\(?:x([0-9a-f]{2})|(c\n|[\\cnrt]))")
 LETTERS = {"\\": "\\", "n": "\n", "r": "\r", "t": "\t", "c": "", "c\n": ""}
@@ -65,11 +51,9 @@ class Session:
         self.sections = []
 
     def mistake(self, line, what):
-        """An error of the file."""
         return Mistake("%s:%d: %s" % (self.path, line, what))
 
     def of(self, kind):
-        """The sections of a kind."""
         return [section for section in self.sections if section.kind == kind]
 
     def bytes_of(self, section, words):
@@ -77,7 +61,6 @@ class Session:
         return self.bytes_in(" ".join([words, *(text for _, text in section.lines)]), section.line)
 
     def bytes_in(self, words, line):
-        """The bytes of some words."""
         try:
             return byte_words(words, self.byte_names)
         except (ValueError, KeyError) as problem:

@@ -20,20 +20,14 @@ MAIN_MENU = published("menu").replace(b"{1}", b"%s")
 DYNAMIC_MENU = re.sub(rb"\{[1-4]\}", b"%d", published("dynamic-menu")).replace(b"{5}", b"%s")
 SENSOR_MENU = published("sensor-menu")
 
+# Key: (sensor, on)
+# fmt: off
 SENSORS = {
-    b"1": (0, True),
-    b"2": (0, False),
-    b"3": (5, True),
-    b"4": (5, False),
-    b"5": (1, True),
-    b"6": (1, False),
-    b"7": (2, True),
-    b"8": (2, False),
-    b"9": (3, True),
-    b"0": (3, False),
-    b"n": (4, True),
-    b"m": (4, False),
+    b"1": (0, True), b"2": (0, False), b"3": (5, True), b"4": (5, False),
+    b"5": (1, True), b"6": (1, False), b"7": (2, True), b"8": (2, False),
+    b"9": (3, True), b"0": (3, False), b"n": (4, True), b"m": (4, False),
 }
+# fmt: on
 
 LINE_WIDTH = 640
 LINES = 48
@@ -115,7 +109,7 @@ class Console:
         self.written = 0
         self.flushed = 0  # at least so much of the output has left the client
         self.errors = []  # (text, bytes of output before it)
-        self.log = []  # (level, kind of entry, its text, bytes of output before it)
+        self.log = []  # (level, text, bytes of output before it)
         self.repeats_from = None  # output before the first read that got nothing
         self.ended = False
 
@@ -320,32 +314,32 @@ class Console:
         """The first bytes of a file; None when it does not have so many."""
         found = self.files.read(path, size)
         if found is None:
-            self.entry(2, "open", READ_PREFIX + b"Error opening file " + path)
+            self.entry(2, READ_PREFIX + b"Error opening file " + path)
             return None
-        self.entry(8, "opened", READ_PREFIX + b"Successfully opened file " + path)
+        self.entry(8, READ_PREFIX + b"Successfully opened file " + path)
         if size > 0x7FFFFFFF and not self.has_huge_buffers:
             found = b""
         if len(found) < size:
             text = b"Error reading file ( %d of %d )" % (len(found), size)
-            self.entry(2, "read", READ_PREFIX + text)
+            self.entry(2, READ_PREFIX + text)
             return None
         return found
 
     def write_file(self, path, content):
         if len(content) < TABLE_SIZE:
             # Nothing is saved of a table that is not whole, and what was saved before stays.
-            self.short_write("write nothing", 0)
+            self.short_write(0)
             return
         count = self.files.write(path, content)
         if count is None:
-            self.entry(2, "open output", b"Error opening output file " + path)
+            self.entry(2, b"Error opening output file " + path)
             return
-        self.entry(8, "opened output", b"Successfully opened output file " + path)
+        self.entry(8, b"Successfully opened output file " + path)
         if count < TABLE_SIZE:
-            self.short_write("write", count)
+            self.short_write(count)
 
-    def short_write(self, kind, count):
-        self.entry(2, kind, b"Error writing output file ( %d of %d )" % (count, TABLE_SIZE))
+    def short_write(self, count):
+        self.entry(2, b"Error writing output file ( %d of %d )" % (count, TABLE_SIZE))
 
     # Sub-consoles
 
@@ -463,8 +457,8 @@ class Console:
     def complain(self, text):
         self.errors.append((text, self.written))
 
-    def entry(self, level, kind, text):
-        self.log.append((level, kind, text, self.written))
+    def entry(self, level, text):
+        self.log.append((level, text, self.written))
 
     def key(self, before):
         key = self.input.key(before)

@@ -63,7 +63,7 @@ def places_of(model):
     reached = [
         *model.output,
         *(text for text, _ in model.errors),
-        *(text for _, _, text, _ in model.log),
+        *(text for _, text, _ in model.log),
         *(event.what.encode() for event in model.platform.events),
         LEFT if model.ended else INPUT_ENDED,
     ]
@@ -89,7 +89,6 @@ class Comparison:
         self.model = model
         self.result = result
         self.limit = limit
-        self.entry_lines = set()  # (kind of log entry, number of its line)
 
     def differences(self):
         """The first difference of each kind, as text."""
@@ -146,14 +145,12 @@ class Comparison:
             raise Difference(None, "%s: %d bytes were out, not %s" % (line, flushed, between))
 
     def log(self):
-        """Entries; the line of the sources that an entry names depends on its kind alone."""
-        found = []
-        for index, (level, text) in enumerate(self.result.log):
-            match = re.match(rb"SubtitleMgrCli SubtitleMgrCli:(\d+) ", text)
-            if match and index < len(self.model.log):
-                self.entry_lines.add((self.model.log[index][1], int(match[1])))
-            found.append((int(level), text[match.end() :] if match else b"no line: " + text))
-        expected = [((level, text), written) for level, _, text, written in self.model.log]
+        """Entries without the line of the sources that they name."""
+        found = [
+            level + b" " + re.sub(rb"^SubtitleMgrCli SubtitleMgrCli:\d+ ", b"", text)
+            for level, text in self.result.log
+        ]
+        expected = [(b"%d %s" % (level, text), written) for level, text, written in self.model.log]
         self.sequence("log entries", expected, found)
 
 
@@ -172,31 +169,26 @@ class Worker:
 
     @classmethod
     def run(cls, session):
-        """Returns the session's name, lines of log entries, differences and places reached."""
+        """Returns the session's name, differences and places reached."""
         if isinstance(session, int):
             session = SessionMaker(session).make()
         model = Console(session, cls.huge_buffers, REPEATED + AHEAD)
         try:
             model.run()
         except session_files.TooLong:
-            return session.name, set(), [], set()
+            return session.name, [], set()
         limit = model.written + TOO_MUCH if model.ended else model.repeats_from + REPEATED
-        comparison = Comparison(model, cls.client.run(session, limit), limit)
-        problems = list(comparison.differences())
-        if model.files.written or problems:
-            if session_files.look_at_folder(cls.client.folder) != model.files.contents:
-                problems.append("files differ")
+        result = cls.client.run(session, limit)
+        problems = list(Comparison(model, result, limit).differences())
+        found = session_files.look_at_folder(cls.client.folder)
+        if found != model.files.contents:
+            problems.append("files differ")
+        if found != session_files.CONTENTS:
             cls.client.prepare_folder()
         if problems:
             script = session.script.text()[:400]
             problems.append("keys %r, words %r, script %r" % (session.keys, session.words, script))
-        return session.name, comparison.entry_lines, problems, places_of(model)
-
-    @classmethod
-    def find_leftovers(cls, _):
-        """Whether a session that should save nothing did."""
-        time.sleep(0.2)  # so that each worker is asked
-        return session_files.look_at_folder(cls.client.folder) != session_files.CONTENTS
+        return session.name, problems, places_of(model)
 
 
 def replayed(folder):
@@ -214,13 +206,6 @@ def wanted_sessions(options):
     for menu in options.second_keys:
         yield from second_keys(menu)
     yield from range(options.seed, options.seed + options.count)
-
-
-def lines_disagree(lines):
-    """Whether a kind of entry comes from two lines, or two kinds from one."""
-    kinds = [kind for kind, _ in lines]
-    numbers = [number for _, number in lines]
-    return len(set(kinds)) < len(kinds) or len(set(numbers)) < len(numbers)
 
 
 def end_in_order(*_):
@@ -253,29 +238,22 @@ def main():
     if options.count:
         print("seeds %d to %d" % (options.seed, options.seed + options.count - 1), flush=True)
     begin = time.monotonic()
-    lines, failed, total, missed = set(), 0, 0, set(PLACES)
+    failed, total, missed = 0, 0, set(PLACES)
     with multiprocessing.Pool(options.workers, Worker.start, (options.programs, emulator)) as pool:
         results = pool.imap_unordered(Worker.run, wanted_sessions(options), chunksize=8)
-        for name, found, problems, reached in results:
+        for name, problems, reached in results:
             total += 1
-            lines |= found
             missed -= reached
             failed += bool(problems)
             if problems and failed <= SHOWN_FAILURES:
                 print("%s:\n%s\n" % (name, "\n".join(problems)), flush=True)
             if total % 10000 == 0:
                 print("%d sessions: %d differ" % (total, failed), flush=True)
-        leftovers = any(pool.map(Worker.find_leftovers, range(options.workers), chunksize=1))
         pool.close()
         pool.join()
-    for is_wrong, what in (
-        (lines_disagree(lines), "log entries have wrong lines: %r" % sorted(lines)),
-        (options.everywhere and missed, "no session reached %r" % sorted(missed)),
-        (leftovers, "a session saved a file that it should not"),
-    ):
-        if is_wrong:
-            print(what)
-            failed += 1
+    if options.everywhere and missed:
+        print("no session reached %r" % sorted(missed))
+        failed += 1
     print("%d sessions in %.0f s: %d differ" % (total, time.monotonic() - begin, failed))
     return 1 if failed or not total else 0
 

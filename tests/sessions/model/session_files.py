@@ -41,7 +41,6 @@ class SessionFiles:
 
     def __init__(self):
         self.contents = dict(CONTENTS)
-        self.written = False
 
     @staticmethod
     def _name(path):
@@ -73,7 +72,6 @@ class SessionFiles:
             return None
         if name in FULL_DISKS:
             return 0
-        self.written = True
         self.contents[name] = content
         return len(content)
 

@@ -5,22 +5,53 @@ from dataclasses import dataclass, field
 
 from scripted_platform import Script
 
-NUMBERS = "0 1 2 3 7 13 14 15 255 256 259 300 640 641 48 49 80 12 1024".split()
+# What is typed for a word of COMMANDS in capitals.
+ANSWERS = "t t f f true false Yes no ON off 1 0 y maybe TRUE tr T\xc4".split()
+CHOICES = {
+    "REGION": "1 2 3 7 13 14 15 0 259 300".split(),
+    "FILE": ("region region small small empty table folder none table.out . blue\xe9\x1b[1m").split(
+        " "
+    ),
+    "SIZE": "0 0 1 4 5 6 1023 1024 1025 4000 4001 65536 -1".split(),
+    "TABLE": (
+        "table table grey longer shorter empty folder none table.out grey.out.out barred full small"
+        " blue\xe9\x1b[1m full.out"
+    ).split(" "),
+    "RGB": "t yes 1 On".split(),
+    "PLAIN": "f no 2".split(),
+    "PIXEL": "0 1 17 254 255 256 1000".split(),
+    "CODE": "0 1 9 31 255 256 300".split(),
+    "ANSWER": ANSWERS,
+    "NUMBER": "0 1 2 3 7 13 14 15 255 256 259 300 640 641 48 49 80 12 1024".split(),
+    "SEGMENT": "80 12 100 10 640 48 641 49 1 320 24 2 7 0 4294967295 64 5".split(),
+    "SENSOR": "1 2 3 4 5 6 7 8 9 0 n m c s M z 12 nm9".split(),
+    "UNKNOWN": ["9", "0", "w", "X", "S", "z", "%", "R", "K", "\x80", "\xff"],
+}
+NUMBERS = ("REGION", "SIZE", "PIXEL", "CODE", "NUMBER", "SEGMENT")
 ODD_NUMBERS = "-1 +5 007 256 4294967295 -4294967290 -4294967295 0000".split()
 BAD_NUMBERS = (
     "4294967296 99999999999999999999 -4294967296 abc - + 0x10 1e5 5.7 3,4 +-3 --1 " "t"
 ).split()
-ANSWERS = "t t f f true false Yes no ON off 1 0 y maybe TRUE tr T\xc4".split()
-REGION_FILES = (
-    "region region small small empty table folder none table.out . blue\xe9\x1b[1m"
-).split(" ")
-REGION_SIZES = "0 0 1 4 5 6 1023 1024 1025 4000 4001 65536 -1".split()
-TABLES = (
-    "table table grey longer shorter empty folder none table.out grey.out.out barred full small"
-    " blue\xe9\x1b[1m full.out"
-).split(" ")
 ENDINGS = ["\n"] * 6 + [" ", "\t", "\r\n", "\n \n", "\v\f"]
-SEGMENTS = "80 12 100 10 640 48 641 49 1 320 24 2 7 0 4294967295 64 5".split()
+
+# Those that are to come more often stand here more often.
+COMMANDS = (
+    ["3 REGION FILE SIZE"] * 4
+    + ["4 REGION ANSWER"] * 2
+    + ["5 REGION TABLE RGB f", "5 REGION TABLE RGB t PIXEL", "5 REGION TABLE PLAIN CODE ANSWER"] * 2
+    + ["6 REGION"] * 2
+    + ["7 REGION"] * 4
+    + ["8"] * 4
+    + ["s", "s", "c", "r", "r", "2", "k", "k"]
+    + ["UNKNOWN"] * 2
+)
+SUBSCRIBING = ["1"] * 8 + ["2"] * 2
+# What may follow in a console of its own, which x or q leaves.
+INSIDE = {
+    "7": ["1 NUMBER", "2 NUMBER", "3 SEGMENT", "4 SEGMENT", "5", "s", "s", "z"],
+    "8": ["SENSOR"],
+}
+
 # Words of a command line, and what the parser makes of them.
 CONSOLE = (["-i"], [("i", None)])
 COMMAND_LINES = [CONSOLE] * 12 + [
@@ -72,16 +103,35 @@ class SessionMaker:
         if self.subscribes and self.one_in(2):
             self.type("1")
         for _ in range(self.chance.randrange(14)):
-            self.command()
+            self.command(self.chance.choice(COMMANDS + SUBSCRIBING * self.subscribes))
         self.end()
         keys = "".join(self.keys).encode("latin-1")
         words, options = self.chance.choice(COMMAND_LINES)
         return Session("seed %d" % self.seed, keys, words, options, self.script())
 
-    # Typing
+    # What is typed
+
+    def command(self, command):
+        """A command with its answers, and with what is typed in its own console."""
+        for word in command.split():
+            self.type(self.word(word))
+        if command[0] in INSIDE:
+            for _ in range(self.chance.randrange(7)):
+                for word in self.chance.choice(INSIDE[command[0]]).split():
+                    self.type(self.word(word))
+            if not self.one_in(20):
+                self.type(self.chance.choice("xxq"))
+
+    def word(self, word):
+        """A word; of numbers now and then an odd one, and when careless one that is none."""
+        if word in NUMBERS and self.careless and self.one_in(25):
+            return self.chance.choice(BAD_NUMBERS)
+        if word in NUMBERS and self.one_in(10):
+            return self.chance.choice(ODD_NUMBERS)
+        return self.chance.choice(CHOICES.get(word, [word]))
 
     def type(self, word):
-        """Types a word and what separates it from the next; one who is careless slips."""
+        """Types a word and what separates it from the next; when careless with slips."""
         slip = self.chance.randrange(120) if self.careless else None
         if slip == 0:
             return
@@ -101,12 +151,6 @@ class SessionMaker:
         ]
         return "".join("#" if chr(byte) in "./" else chr(byte) for byte in bytes_)
 
-    def number(self, usual):
-        """A number, now and then an odd one, and for the careless one that is none."""
-        if self.careless and self.one_in(25):
-            return self.chance.choice(BAD_NUMBERS)
-        return self.chance.choice(ODD_NUMBERS if self.one_in(10) else usual)
-
     def end(self):
         """Leaves, or stops in the middle."""
         if self.one_in(12):
@@ -114,86 +158,6 @@ class SessionMaker:
                 self.keys[-1] = self.keys[-1].rstrip()
             return
         self.keys.append("x\n" * self.chance.choice([1, 1, 2, 3]))
-
-    # Commands
-
-    def command(self):
-        """One command of the main console."""
-        commands = (
-            [self.region_data] * 2
-            + [self.visibility]
-            + [self.palette] * 3
-            + [self.invert]
-            + [self.dynamic_test] * 2
-            + [self.sensor_test] * 2
-            + [self.plain] * 3
-            + [self.unknown]
-        )
-        if self.subscribes:
-            commands += [lambda: self.type("1")] * 4 + [lambda: self.type("2")]
-        self.chance.choice(commands)()
-
-    def plain(self):
-        """A key without questions."""
-        self.type(self.chance.choice("sscr2kr"))
-
-    def unknown(self):
-        """A key that is none."""
-        self.type(self.chance.choice(["9", "0", "w", "X", "S", "z", "%", "R", "K", "\x80", "\xff"]))
-
-    def region(self):
-        return self.number("1 2 3 7 13 14 15 0 259 300".split())
-
-    def region_data(self):
-        self.type("3")
-        self.type(self.region())
-        self.type(self.chance.choice(REGION_FILES))
-        self.type(self.number(REGION_SIZES))
-
-    def visibility(self):
-        self.type("4")
-        self.type(self.region())
-        self.type(self.chance.choice(ANSWERS))
-
-    def palette(self):
-        self.type("5")
-        self.type(self.region())
-        self.type(self.chance.choice(TABLES))
-        if self.one_in(2):
-            self.type(self.chance.choice(["t", "yes", "1", "On"]))
-            if self.one_in(2):
-                self.type("t")
-                self.type(self.number("0 1 17 254 255 256 1000".split()))
-            else:
-                self.type("f")
-        else:
-            self.type(self.chance.choice(["f", "no", "2"]))
-            self.type(self.number("0 1 9 31 255 256 300".split()))
-            self.type(self.chance.choice(ANSWERS))
-
-    def invert(self):
-        self.type("6")
-        self.type(self.region())
-
-    def dynamic_test(self):
-        self.type("7")
-        self.type(self.region())
-        for _ in range(self.chance.randrange(7)):
-            key = self.chance.choice("1 2 3 4 5 s s z".split())
-            self.type(key)
-            if key in "12":
-                self.type(self.number(NUMBERS))
-            elif key in "34":
-                self.type(self.number(SEGMENTS))
-        if not self.one_in(20):
-            self.type(self.chance.choice("xxq"))
-
-    def sensor_test(self):
-        self.type("8")
-        for _ in range(self.chance.randrange(7)):
-            self.type(self.chance.choice("1 2 3 4 5 6 7 8 9 0 n m c s M z 12 nm9".split()))
-        if not self.one_in(20):
-            self.type(self.chance.choice("xxq"))
 
     # What the platform does meanwhile
 
@@ -235,29 +199,31 @@ class SessionMaker:
         return pixels
 
 
-MENUS = {"main": b"", "dynamic": b"7\n1\n", "sensor": b"8\n"}
+# For each menu what leads to it, and its keys.
+MENUS = {
+    "main": (b"", b"12345678rsckxq"),
+    "dynamic": (b"7\n1\n", b"12345sxq"),
+    "sensor": (b"8\n", b"1234567890nmcsxq"),
+}
+SPACE = b" \t\n\v\f\r"
+
+
+def pressed(menu, keys, name):
+    return Session("%s menu, %s" % (menu, name), MENUS[menu][0] + keys + b"\nx\nx\nx\n")
 
 
 def first_keys(menu):
     """Every byte as the first key of a menu."""
     for key in range(256):
-        yield Session("%s menu, key %d" % (menu, key), MENUS[menu] + bytes([key]) + b"\nx\nx\nx\n")
-
-
-KNOWN_KEYS = {"main": b"12345678rsckxq", "dynamic": b"12345sxq", "sensor": b"1234567890nmcsxq"}
+        yield pressed(menu, bytes([key]), "key %d" % key)
 
 
 def second_keys(menu):
-    """Every byte behind every byte. Behind a key that is none, all of them in one session."""
+    """Every byte after every byte; after a byte that is no key, all of them in one session."""
     for key in range(256):
-        if key in KNOWN_KEYS[menu] + b" \t\n\v\f\r":
-            for second in range(256):
-                yield Session(
-                    "%s menu, keys %d and %d" % (menu, key, second),
-                    MENUS[menu] + bytes([key, second]) + b"\nx\nx\nx\n",
-                )
+        pairs = [bytes([key, second]) for second in range(256)]
+        if key in MENUS[menu][1] + SPACE:
+            for pair in pairs:
+                yield pressed(menu, pair, "keys %d and %d" % tuple(pair))
         else:
-            pairs = b"".join(bytes([key, second]) + b"\n" for second in range(256))
-            yield Session(
-                "%s menu, key %d and all others" % (menu, key), MENUS[menu] + pairs + b"x\nx\nx\n"
-            )
+            yield pressed(menu, b"\n".join(pairs), "key %d and all others" % key)
