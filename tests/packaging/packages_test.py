@@ -17,24 +17,21 @@ BUILD_DIR = VERSION = PROCESSOR = None
 EMULATOR = []
 
 ARCHITECTURES = {"x86_64": "amd64", "ppc": "powerpc", "aarch64": "arm64"}
+PROGRAMS = {"subtitlemgr-cli": "SubtitleMgrCli", "subtitlemgr-sim": "SubtitleMgrSim"}
 CONTENTS = {
-    "subtitlemgr-cli": [
-        "usr/bin/SubtitleMgrCli",
-        "usr/share/bash-completion/completions/SubtitleMgrCli",
-        "usr/share/doc/subtitlemgr-cli/CHANGELOG.md",
-        "usr/share/doc/subtitlemgr-cli/copyright",
-        "usr/share/man/man1/SubtitleMgrCli.1.gz",
-    ],
-    "subtitlemgr-sim": [
-        "usr/bin/SubtitleMgrSim",
-        "usr/share/bash-completion/completions/SubtitleMgrSim",
-        "usr/share/doc/subtitlemgr-sim/CHANGELOG.md",
-        "usr/share/doc/subtitlemgr-sim/copyright",
-        "usr/share/man/man1/SubtitleMgrSim.1.gz",
-        "usr/share/man/man5/subtitle-scenario.5.gz",
-        "usr/share/subtitlemgr-sim/demo.scenario",
-    ],
+    package: [
+        "usr/bin/" + program,
+        "usr/share/bash-completion/completions/" + program,
+        "usr/share/doc/%s/CHANGELOG.md" % package,
+        "usr/share/doc/%s/copyright" % package,
+        "usr/share/man/man1/%s.1.gz" % program,
+    ]
+    for package, program in PROGRAMS.items()
 }
+CONTENTS["subtitlemgr-sim"] += [
+    "usr/share/man/man5/subtitle-scenario.5.gz",
+    "usr/share/subtitlemgr-sim/demo.scenario",
+]
 
 # Which package has a library, and which of its releases a symbol version came with.
 LIBRARIES = {
@@ -46,6 +43,7 @@ LIBRARIES = {
     "libstdc++.so.6": "libstdc++6",
     "libatomic.so.1": "libatomic1",
 }
+SYMBOLS = {"GLIBCXX": "libstdc++6", "GLIBC": "libc6", "GCC": "libgcc-s1"}
 LIBSTDCXX_RELEASES = {"3.4.26": "9", "3.4.28": "10.2", "3.4.29": "11", "3.4.30": "12"}
 
 
@@ -82,16 +80,9 @@ class Packages(unittest.TestCase):
     def make(cls, name, umask, zone):
         """The packages by name, made in a folder of their own."""
         folder = os.path.join(cls.scratch, name)
-        environment = dict(os.environ, SOURCE_DATE_EPOCH="1700000000", TZ=zone)
-        output_of(
-            "sh",
-            "-c",
-            umask + ' && exec cpack -B "$1"',
-            "sh",
-            folder,
-            cwd=BUILD_DIR,
-            env=environment,
-        )
+        environment = {**os.environ, "SOURCE_DATE_EPOCH": "1700000000", "TZ": zone}
+        script = umask + ' && exec cpack -B "$0"'
+        output_of("sh", "-c", script, folder, cwd=BUILD_DIR, env=environment)
         return {os.path.basename(path).split("_")[0]: path for path in glob.glob(folder + "/*.deb")}
 
     def field(self, package, name):
@@ -124,7 +115,7 @@ class Packages(unittest.TestCase):
 
     def test_do_not_depend_on_the_folder_of_the_checkout(self):
         source_dir = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-        for program in ("SubtitleMgrCli", "SubtitleMgrSim"):
+        for program in PROGRAMS.values():
             # Not stripped yet: what is in the debugging information is in the build id.
             with open(os.path.join(BUILD_DIR, "bin", program), "rb") as file:
                 self.assertFalse(source_dir.encode() in file.read(), program)
@@ -132,44 +123,28 @@ class Packages(unittest.TestCase):
     def test_are_readable_by_everybody_and_root_owns_them(self):
         for path in self.make("private", "umask 077", "UTC").values():
             for line in output_of("dpkg-deb", "-c", path).splitlines():
-                mode, owner = line.split()[:2]
+                mode, owner, *_, name = line.split()
                 self.assertEqual(owner, "root/root", line)
-                program = "/usr/bin/S" in line
-                self.assertEqual(
-                    mode,
-                    "drwxr-xr-x"
-                    if line.endswith("/")
-                    else "-rwxr-xr-x"
-                    if program
-                    else "-rw-r--r--",
-                    line,
-                )
+                is_run = name.endswith("/") or "/usr/bin/S" in name
+                self.assertEqual(mode[1:], "rwxr-xr-x" if is_run else "rw-r--r--", line)
 
     def test_name_the_libraries_that_the_programs_are_linked_with(self):
-        for package, program in (
-            ("subtitlemgr-cli", "SubtitleMgrCli"),
-            ("subtitlemgr-sim", "SubtitleMgrSim"),
-        ):
+        for package, program in PROGRAMS.items():
             named = dict(re.findall(r"(\S+) \(>= ([\d.]+)\)", self.field(package, "Depends")))
             path = os.path.join(self.root, "usr/bin", program)
             needed = re.findall(r"\(NEEDED\).*\[(\S+)\]", output_of("readelf", "-d", path))
             self.assertEqual(set(named), {LIBRARIES[library] for library in needed})
-            for library, version in re.findall(
+            symbols = re.findall(
                 r"Name: (GLIBCXX|GLIBC|GCC)_([\d.]+)", output_of("readelf", "-V", path)
-            ):
-                if library == "GLIBCXX":
+            )
+            for kind, version in symbols:
+                release = version
+                if kind == "GLIBCXX":
                     # Older ones are older than every release that is still there.
                     self.assertLessEqual(numbers(version), (3, 4, 30), "add it to this test")
                     release = LIBSTDCXX_RELEASES.get(version, "4")
-                else:
-                    release = version
-                named_release = named[
-                    {"GLIBCXX": "libstdc++6", "GLIBC": "libc6", "GCC": "libgcc-s1"}[library]
-                ]
                 self.assertGreaterEqual(
-                    numbers(named_release),
-                    numbers(release),
-                    "%s needs %s_%s" % (program, library, version),
+                    numbers(named[SYMBOLS[kind]]), numbers(release), (program, kind, version)
                 )
 
     def test_reserve_all_rights(self):
@@ -182,16 +157,14 @@ class Packages(unittest.TestCase):
                 self.assertIn("All rights reserved.", file.read(), page)
 
     def test_have_programs_without_debugging_symbols(self):
-        for program in ("SubtitleMgrCli", "SubtitleMgrSim"):
+        for program in PROGRAMS.values():
             sections = output_of("readelf", "-SW", os.path.join(self.root, "usr/bin", program))
             self.assertNotIn(".debug_info", sections)
             self.assertNotIn(".symtab", sections)
 
     def test_have_a_service_that_tells_its_version(self):
-        self.assertEqual(
-            output_of(*self.installed("SubtitleMgrSim", "--version")),
-            "SubtitleMgrSim %s\n" % VERSION,
-        )
+        version = output_of(*self.installed("SubtitleMgrSim", "--version"))
+        self.assertEqual(version, "SubtitleMgrSim %s\n" % VERSION)
         self.assertIn("--journal", output_of(*self.installed("SubtitleMgrSim", "--help")))
 
     def test_have_programs_that_work_together(self):
@@ -203,32 +176,26 @@ class Packages(unittest.TestCase):
             env=environment,
             text=True,
         )
-        try:
-            self.assertEqual(service.stdout.readline(), "ready\n")
-            self.assertEqual(
-                output_of(*self.installed("SubtitleMgrCli", "-p"), env=environment),
-                "Let's Ping\nSuccessful Ping\n",
-            )
-            console = subprocess.Popen(
-                self.installed("SubtitleMgrCli", "-i"),
-                text=True,
-                stdin=subprocess.PIPE,
-                stdout=subprocess.PIPE,
-                env=environment,
-            )
-            console.stdin.write("1\n")
-            console.stdin.flush()
-            # The demo's traffic reaches the console; the time-out of the test ends a silent one.
-            for line in console.stdout:
-                if line.startswith("CLI: Process region"):
-                    break
-            self.assertEqual(console.communicate("x\n", timeout=60)[0][-1:], "\n")
-            output_of(*self.installed("SubtitleMgrCli", "-q"), env=environment)
-            self.assertEqual(service.wait(60), 0)
-        finally:
-            service.kill()
-            service.wait()
-            service.stdout.close()
+        self.addCleanup(service.communicate)
+        self.addCleanup(service.kill)
+        self.assertEqual(service.stdout.readline(), "ready\n")
+        ping = output_of(*self.installed("SubtitleMgrCli", "-p"), env=environment)
+        self.assertEqual(ping, "Let's Ping\nSuccessful Ping\n")
+        console = subprocess.Popen(
+            self.installed("SubtitleMgrCli", "-i"),
+            text=True,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            env=environment,
+        )
+        console.stdin.write("1\n")
+        console.stdin.flush()
+        # The demo's traffic reaches the console; the time-out of the test ends a silent one.
+        while not console.stdout.readline().startswith("CLI: Process region"):
+            self.assertIsNone(console.poll())
+        self.assertEqual(console.communicate("x\n", timeout=60)[0][-1:], "\n")
+        output_of(*self.installed("SubtitleMgrCli", "-q"), env=environment)
+        self.assertEqual(service.wait(60), 0)
 
     def test_install_the_same_files_as_cmake_does(self):
         prefix = os.path.join(self.scratch, "prefix")
