@@ -3,16 +3,16 @@
 
 transcripts.py BIN_DIR FILE... [-- EMULATOR...]
 
-A transcript is a literal display of a manual page, or a block of a guide fenced as `console`. A line
-that begins with "$ " is a command; what follows is its terminal, typed text included. The commands
-of a file share one shell, one folder and one messaging directory.
+A transcript is a literal display of a manual page, or a block of a guide fenced as `console`. A
+line that begins with "$ " is a command; what follows is its terminal, typed text included. The
+commands of a file share one shell, one folder and one messaging directory.
 
   [...]                      a menu that was shown in full before
   $ cat FILE                 makes the file from the text shown, when there is none yet
   export PATH=...            in a block fenced as `sh` is run as well; where it precedes the first
                              transcript, the programs are not found without it
-  <!-- service: OPTIONS -->  in a guide, .\\" service: OPTIONS in a page: starts a service that prints
-                             nothing; "none" ends those that run
+  <!-- service: OPTIONS -->  in a guide, .\\" service: OPTIONS in a page: starts a service that
+                             prints nothing; "none" ends those that run
 """
 
 import difflib

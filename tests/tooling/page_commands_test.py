@@ -89,7 +89,7 @@ class Commands(unittest.TestCase):
         self.assertGreater(count, 60)
 
     def check_script(self, command):
-        """Its options and words are in its help, its preset exists and its filter selects a test."""
+        """Its options and words are in its help, its preset exists, its filter selects a test."""
         script, *words = shlex.split(command, comments=True)
         text = output_of(ROOT / script, "--help")
         for word in words:

@@ -20,7 +20,7 @@ while read -r preset; do
         fail "warnings are no errors in the preset $preset"
 done <"$scratch/presets"
 
-# A flag that makes a warning certain. With an outside SDK no tests are configured, which takes long.
+# A flag that makes a warning certain. With an outside SDK no tests are configured: quicker.
 mkdir "$scratch/sdk"
 cat >"$scratch/sdk/SubtitleSdkConfig.cmake" <<SDK
 add_library(sdk INTERFACE)

@@ -79,18 +79,13 @@ class Pattern:
             rows * columns,
         )
         offsets = []
-        for row in range(rows if columns else 0):
-            top = row * height * LINE_WIDTH
-            line = bytearray(self.pixels[top : top + LINE_WIDTH])
+        for row in range(rows):
             for column in range(columns):
-                left = column * width
-                offsets.append(top + left)
-                value = (start + (row * columns + column) * step) % 256
-                line[left : left + width] = bytes([value]) * width
-            covered = columns * width
-            for y in range(height):
-                at = top + y * LINE_WIDTH
-                self.pixels[at : at + covered] = line[:covered]
+                offset = row * height * LINE_WIDTH + column * width
+                offsets.append(offset)
+                segment = bytes([(start + (row * columns + column) * step) % 256]) * width
+                for at in range(offset, offset + height * LINE_WIDTH, LINE_WIDTH):
+                    self.pixels[at : at + width] = segment
         return heading, b"".join(b"  %d" % offset for offset in offsets)
 
 

@@ -1,6 +1,7 @@
 """Runs sessions of the real client on the lock-step platform."""
 
 import os
+import pathlib
 import resource
 import shutil
 import subprocess
@@ -28,26 +29,27 @@ class LockstepClient:
 
     def __init__(self, command):
         self.command = command
-        self.root = tempfile.mkdtemp(prefix="sessions.")
-        self.folder = os.path.join(self.root, "folder")
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="sessions."))
+        self.folder = self.root / "folder"
         self.prepare_folder()
-        self.environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "LOCKSTEP_FOLDER": self.root}
-        for name, value in os.environ.items():
-            if name.endswith("SAN_OPTIONS"):
-                self.environment[name] = value
+        kept = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS")}
+        kept["PATH"] = os.environ["PATH"]
+        self.environment = {**kept, "LC_ALL": "C", "LOCKSTEP_FOLDER": str(self.root)}
 
     def prepare_folder(self):
         shutil.rmtree(self.folder, ignore_errors=True)
-        os.mkdir(self.folder)
+        self.folder.mkdir()
         session_files.make_folder(self.folder)
 
     def run(self, session, limit):
         """Runs a session. The kernel ends it where a stream of it gets longer than the limit."""
         self.write("keys", session.keys)
         self.write("script", session.script.text())
-        with self.open("keys") as keys, self.open("output", "wb") as output, self.open(
-            "errors", "wb"
-        ) as errors:
+        with (
+            (self.root / "keys").open("rb") as keys,
+            (self.root / "output").open("wb") as output,
+            (self.root / "errors").open("wb") as errors,
+        ):
             limits = resource.getrlimit(resource.RLIMIT_FSIZE)
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limits[1]))
             try:
@@ -67,16 +69,11 @@ class LockstepClient:
         journal = self.read("journal").decode().splitlines()
         return Result(status, self.read("output"), self.read("errors"), journal, log)
 
-    def open(self, name, mode="rb"):
-        return open(os.path.join(self.root, name), mode)
-
     def write(self, name, content):
-        with self.open(name, "wb") as file:
-            file.write(content)
+        (self.root / name).write_bytes(content)
 
     def read(self, name):
-        with self.open(name) as file:
-            return file.read()
+        return (self.root / name).read_bytes()
 
     def close(self):
         shutil.rmtree(self.root, ignore_errors=True)

@@ -21,7 +21,6 @@ import session_files
 from console import Console
 from expectation import Difference, ExpectedText, check_lines
 from lockstep_client import LockstepClient
-from scripted_platform import ScriptedPlatform
 from session_maker import MENUS, Session, SessionMaker, first_keys, second_keys
 
 # A session that repeats itself is compared so far, and the model plays a few buffers more.
