@@ -114,9 +114,9 @@ class Service:
                 self.received += map(json.loads, whole_lines.split(b"\n"))
         return self.received
 
-    def await_request(self, name):
-        """Waits until a request of this name has arrived."""
+    def await_request(self, name, count=1):
+        """Waits until so many requests of this name have arrived."""
         deadline = Deadline()
-        while all(fields["request"] != name for fields in self.requests()):
+        while sum(fields["request"] == name for fields in self.requests()) < count:
             # The journal is a file, and no event tells of its growth.
             time.sleep(min(LOOK_AGAIN, deadline.left(name + " in the journal")))

@@ -105,11 +105,12 @@ class Player:
     def event(self, words, line):
         service = next(iter(self.services.values()), None)
         kind, _, rest = words.partition(": ")
+        times, _, request = rest.rpartition(" times ")
         actions = {
             "service starts": service.start if service else None,
             "service dies": lambda: self.kill(service),
             "service ends": service.wait if service else None,
-            "service hears": lambda: service.await_request(rest),
+            "service hears": lambda: service.await_request(request, int(times or 1)),
             "scenario begins": lambda: service.subscribe(1),
             "elsewhere": lambda: self.type_elsewhere(rest, line),
             "fifo": lambda: self.feed(*rest.split(" ", 1), line),
