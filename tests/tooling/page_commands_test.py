@@ -72,7 +72,7 @@ class Commands(unittest.TestCase):
             "cmake": self.check_cmake,
             "apt-get": self.check_packages,
             "man": self.check_man,
-            "ps": lambda command: self.run_it(command + " || [ $? -eq 1 ]"),
+            "ps": lambda command: self.run_it(command + " || [ $? -eq 1 ]"),  # 1: no such process
             "printf": lambda command: self.run_it(command, **self.programs),
             "SubtitleMgrCli": lambda command: self.check_options(command, "list_client_options"),
             "SubtitleMgrSim": lambda command: self.check_options(

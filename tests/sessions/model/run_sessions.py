@@ -21,7 +21,7 @@ import session_files
 from console import Console
 from expectation import Difference, ExpectedText, check_lines
 from lockstep_client import LockstepClient
-from session_maker import MENUS, Session, SessionMaker, first_keys, second_keys
+from session_maker import MENUS, Session, SessionMaker, cut_dialogues, first_keys, second_keys
 
 # A session that repeats itself is compared so far, and the model plays a few buffers more.
 REPEATED = 4096
@@ -202,6 +202,8 @@ def wanted_sessions(options):
         yield from replayed(folder)
     for menu in options.keys:
         yield from first_keys(menu)
+    if options.keys:
+        yield from cut_dialogues()
     for menu in options.second_keys:
         yield from second_keys(menu)
     yield from range(options.seed, options.seed + options.count)

@@ -227,3 +227,24 @@ def second_keys(menu):
                 yield pressed(menu, pair, "keys %d and %d" % tuple(pair))
         else:
             yield pressed(menu, b"\n".join(pairs), "key %d and all others" % key)
+
+
+DIALOGUES = (
+    "3 1 region 5",
+    "4 1 t",
+    "5 1 table t t 17",
+    "5 1 table f 9 t",
+    "6 1",
+    "7 300 1 5 s 1",
+    "7 300 2 9 1 7 3 100 4 10 2",
+    "8 n x",
+)
+
+
+def cut_dialogues():
+    """The dialogue of each command, its input ended after each word."""
+    for dialogue in DIALOGUES:
+        words = dialogue.split()
+        for count in range(1, len(words) + 1):
+            keys = "".join(word + "\n" for word in words[:count])
+            yield Session("input ends after " + " ".join(words[:count]), keys.encode())
