@@ -1,174 +1,156 @@
 #include "simulator/backlog.h"
 
-#include "tests/harness/build_kind.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <random>
 #include <string>
 
-using namespace sim;
-
 namespace {
 
-SharedFrame FrameOfSize(std::size_t size, unsigned char fill = 0)
-{
-    return std::make_shared<std::vector<unsigned char>>(size, fill);
-}
-
-void AddReply(Backlog& backlog, const std::string& text)
-{
-    backlog.AddReply(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-}
-
-/// Takes out up to \p most bytes, as a socket would.
-std::string Take(Backlog& backlog, std::size_t most)
-{
-    std::string taken;
-    while (!backlog.IsEmpty() && taken.size() < most) {
-        iovec pieces[3];
-        std::size_t total = 0;
-        const unsigned int count = backlog.Gather(pieces, 3, total);
-        std::string gathered;
-        for (unsigned int i = 0; i < count; ++i) {
-            gathered.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
-        }
-        EXPECT_EQ(gathered.size(), total);
-        gathered.resize(std::min(gathered.size(), most - taken.size()));
-        backlog.Sent(gathered.size());
-        taken += gathered;
-    }
-    return taken;
-}
-
 constexpr std::size_t everything = std::size_t(1) << 30;
+constexpr std::size_t mebibyte = 1024 * 1024;
 
-TEST(Backlog, SendsRepliesAndNotificationsInTheOrderTheyWereAdded)
+class Backlog : public testing::Test {
+protected:
+    /// \return how many notifications were dropped for this one
+    unsigned int Notify(std::size_t size, char fill = 'n')
+    {
+        return backlog.AddNotification(std::make_shared<std::vector<unsigned char>>(size, fill));
+    }
+
+    void Reply(const std::string& text)
+    {
+        backlog.AddReply(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    }
+
+    /// Takes out up to \p most bytes, as a socket would.
+    std::string Take(std::size_t most = everything)
+    {
+        std::string taken;
+        while (!backlog.IsEmpty() && taken.size() < most) {
+            iovec pieces[3];
+            std::size_t total = 0;
+            const unsigned int count = backlog.Gather(pieces, 3, total);
+            std::string gathered;
+            for (unsigned int i = 0; i < count; ++i) {
+                gathered.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
+            }
+            EXPECT_EQ(gathered.size(), total);
+            gathered.resize(std::min(gathered.size(), most - taken.size()));
+            backlog.Sent(gathered.size());
+            taken += gathered;
+        }
+        return taken;
+    }
+
+    sim::Backlog backlog;
+};
+
+TEST_F(Backlog, SendsRepliesAndNotificationsInTheOrderTheyWereAdded)
 {
-    Backlog backlog;
-    AddReply(backlog, "r1");
-    backlog.AddNotification(FrameOfSize(2, 'a'));
-    backlog.AddNotification(FrameOfSize(1, 'b'));
-    AddReply(backlog, "r2");
-    backlog.AddNotification(FrameOfSize(1, 'c'));
-    EXPECT_EQ(Take(backlog, everything), "r1aabr2c");
+    Reply("r1");
+    Notify(2, 'a');
+    Notify(1, 'b');
+    Reply("r2");
+    Notify(1, 'c');
+    EXPECT_EQ(Take(), "r1aabr2c");
     EXPECT_TRUE(backlog.IsEmpty());
 }
 
-TEST(Backlog, GoesOnInsideAFrameThatWasSentInPart)
+TEST_F(Backlog, KeepsTheNewest256Notifications)
 {
-    Backlog backlog;
-    backlog.AddNotification(FrameOfSize(5, 'a'));
-    AddReply(backlog, "reply");
-    EXPECT_EQ(Take(backlog, 3), "aaa");
-    EXPECT_EQ(Take(backlog, 4), "aare");
-    EXPECT_EQ(Take(backlog, everything), "ply");
-}
-
-TEST(Backlog, KeepsTheNewest256Notifications)
-{
-    Backlog backlog;
-    for (unsigned int i = 0; i < 256; ++i) {
+    for (int i = 0; i < 256; ++i) {
         EXPECT_TRUE(backlog.HasRoomFor(1, 1));
-        EXPECT_EQ(backlog.AddNotification(FrameOfSize(1, static_cast<unsigned char>(i))), 0u);
+        EXPECT_EQ(Notify(1, static_cast<char>(i)), 0u);
     }
     EXPECT_FALSE(backlog.HasRoomFor(1, 1));
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(1, 'n')), 1u);
+    EXPECT_EQ(Notify(1, 'n'), 1u);
     EXPECT_EQ(backlog.Notifications(), 256u);
-    const std::string rest = Take(backlog, everything);
+    const std::string rest = Take();
     EXPECT_EQ(rest.front(), '\1');
     EXPECT_EQ(rest.back(), 'n');
 }
 
-TEST(Backlog, KeepsNotificationsOfExactlyOneMebibyte)
+TEST_F(Backlog, KeepsNotificationsOfExactlyOneMebibyte)
 {
-    Backlog backlog;
-    backlog.AddNotification(FrameOfSize(1024 * 1024 - 10));
+    Notify(mebibyte - 10);
     EXPECT_TRUE(backlog.HasRoomFor(1, 10));
     EXPECT_FALSE(backlog.HasRoomFor(1, 11));
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(10)), 0u);
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(1)), 1u);
+    EXPECT_EQ(Notify(10), 0u);
+    EXPECT_EQ(Notify(1), 1u);
     EXPECT_EQ(backlog.NotificationBytes(), 11u);
 }
 
-TEST(Backlog, KeepsTheNewestNotificationWhateverItsSize)
+TEST_F(Backlog, KeepsTheNewestNotificationWhateverItsSize)
 {
-    Backlog backlog;
-    backlog.AddNotification(FrameOfSize(1));
-    backlog.AddNotification(FrameOfSize(1));
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(3 * 1024 * 1024)), 2u);
+    EXPECT_TRUE(backlog.HasRoomFor(1, 16 * mebibyte));
+    Notify(1);
+    Notify(1);
+    EXPECT_EQ(Notify(3 * mebibyte), 2u);
     EXPECT_EQ(backlog.Notifications(), 1u);
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(7)), 1u);
+    EXPECT_EQ(Notify(7), 1u);
     EXPECT_EQ(backlog.NotificationBytes(), 7u);
 }
 
-TEST(Backlog, AlwaysHasRoomForTheFirstNotification)
+TEST_F(Backlog, NeverDropsAReply)
 {
-    EXPECT_TRUE(Backlog().HasRoomFor(1, 16 * 1024 * 1024));
-}
-
-TEST(Backlog, NeverDropsAReply)
-{
-    Backlog backlog;
+    std::string expected(1000 - 256, 'r');
     for (unsigned int i = 0; i < 1000; ++i) {
-        AddReply(backlog, "r");
-        backlog.AddNotification(FrameOfSize(1, 'n'));
+        Reply("r");
+        Notify(1);
+        expected += i < 256 ? "rn" : "";
     }
     EXPECT_EQ(backlog.Replies(), 1000u);
-    EXPECT_EQ(backlog.Notifications(), 256u);
-    std::string expected(1000 - 256, 'r');
-    for (unsigned int i = 0; i < 256; ++i) {
-        expected += "rn";
-    }
-    EXPECT_EQ(Take(backlog, everything), expected);
+    EXPECT_EQ(Take(), expected);
 }
 
-TEST(Backlog, FinishesAFrameThatIsPartlySentWhenItDrops)
+TEST_F(Backlog, FinishesAFrameThatIsPartlySentWhenItDrops)
 {
-    Backlog backlog;
-    backlog.AddNotification(FrameOfSize(4, 'a'));
-    backlog.AddNotification(FrameOfSize(4, 'b'));
-    EXPECT_EQ(Take(backlog, 1), "a");
-    EXPECT_EQ(backlog.AddNotification(FrameOfSize(2 * 1024 * 1024, 'c')), 1u);
-    EXPECT_EQ(Take(backlog, 4), "aaac");
+    Notify(4, 'a');
+    Notify(4, 'b');
+    EXPECT_EQ(Take(1), "a");
+    EXPECT_EQ(Notify(2 * mebibyte, 'c'), 1u);
+    EXPECT_EQ(Take(4), "aaac");
 }
 
-TEST(Backlog, CountsNothingOnceItIsCleared)
+TEST_F(Backlog, CountsNothingOnceItIsCleared)
 {
-    Backlog backlog;
-    AddReply(backlog, "r");
-    backlog.AddNotification(FrameOfSize(4, 'a'));
-    Take(backlog, 2);
+    Reply("r");
+    Notify(4, 'a');
+    Take(2);
     backlog.Clear();
     EXPECT_TRUE(backlog.IsEmpty());
     EXPECT_EQ(backlog.NotificationBytes(), 0u);
-    AddReply(backlog, "whole");
-    EXPECT_EQ(Take(backlog, everything), "whole");
+    Reply("whole");
+    EXPECT_EQ(Take(), "whole");
 }
 
-/// What the backlog is to do, said in the plainest way.
-class PlainBacklog {
-public:
-    unsigned int AddNotification(const std::string& bytes)
+/// The same in the plainest way.
+struct PlainBacklog {
+    struct Frame {
+        bool isReply;
+        std::string bytes;
+        std::size_t sent = 0;
+    };
+
+    unsigned int Notify(std::size_t size, char fill)
     {
         unsigned int dropped = 0;
-        while (Count() > 0 && (Count() + 1 > 256 || Bytes() + bytes.size() > 1024 * 1024)) {
-            std::size_t oldest = 0;
-            while (oldest < frames.size() && (frames[oldest].isReply || frames[oldest].sent > 0)) {
-                ++oldest;
-            }
-            if (oldest == frames.size()) {
+        while (Count() > 0 && (Count() + 1 > 256 || Bytes() + size > mebibyte)) {
+            const auto oldest = std::find_if(frames.begin(), frames.end(), [](const Frame& frame) {
+                return !frame.isReply && frame.sent == 0;
+            });
+            if (oldest == frames.end()) {
                 break;
             }
-            frames.erase(frames.begin() + static_cast<std::ptrdiff_t>(oldest));
+            frames.erase(oldest);
             ++dropped;
         }
-        frames.push_back({false, bytes, 0});
+        frames.push_back({false, std::string(size, fill)});
         return dropped;
     }
-
-    void AddReply(const std::string& bytes) { frames.push_back({true, bytes, 0}); }
 
     std::string Take(std::size_t most)
     {
@@ -187,11 +169,8 @@ public:
 
     std::size_t Count() const
     {
-        std::size_t count = 0;
-        for (const Frame& frame : frames) {
-            count += frame.isReply ? 0 : 1;
-        }
-        return count;
+        return static_cast<std::size_t>(std::count_if(
+            frames.begin(), frames.end(), [](const Frame& frame) { return !frame.isReply; }));
     }
 
     std::size_t Bytes() const
@@ -203,60 +182,53 @@ public:
         return bytes;
     }
 
-    std::size_t Replies() const { return frames.size() - Count(); }
-
-private:
-    struct Frame {
-        bool isReply;
-        std::string bytes;
-        std::size_t sent;
-    };
     std::deque<Frame> frames;
 };
 
-/// \p steps random steps on both; sizes around \p typicalSize.
-void CompareWithPlainBacklog(unsigned int seed, unsigned int steps, std::size_t typicalSize)
-{
-    std::mt19937 random(seed);
-    const auto below = [&random](std::size_t limit) { return random() % limit; };
-    Backlog backlog;
-    PlainBacklog plain;
-    unsigned char fill = 0;
-    for (unsigned int step = 0; step < steps; ++step) {
-        // Phases in which more comes in than goes out, and the reverse.
-        const bool fills = step / 1000 % 2 == 0;
-        const std::size_t choice = below(10);
-        if (choice < (fills ? 7u : 3u)) {
-            const SharedFrame frame = FrameOfSize(1 + below(2 * typicalSize), fill++);
-            const unsigned int dropped =
-                plain.AddNotification(std::string(frame->begin(), frame->end()));
-            ASSERT_EQ(backlog.AddNotification(frame), dropped) << "step " << step;
-        } else if (choice == 9) {
-            const std::string reply(16 + below(9), static_cast<char>('A' + below(26)));
-            plain.AddReply(reply);
-            AddReply(backlog, reply);
-        } else {
-            const std::size_t most = 1 + below(fills ? typicalSize : 8 * typicalSize);
-            ASSERT_EQ(Take(backlog, most), plain.Take(most)) << "step " << step;
+class BacklogAndPlainOne : public Backlog {
+protected:
+    /// Random steps on both: a phase in which more comes in than goes out, then the reverse, and
+    /// again. Sizes are around \p typicalSize.
+    void Compare(unsigned int stepsInAPhase, std::size_t typicalSize)
+    {
+        for (unsigned int step = 0; step < 6 * stepsInAPhase; ++step) {
+            SCOPED_TRACE(step);
+            const bool fills = step / stepsInAPhase % 2 == 0;
+            const std::size_t choice = Below(10);
+            if (choice < (fills ? 7u : 3u)) {
+                const std::size_t size = 1 + Below(2 * typicalSize);
+                const auto fill = static_cast<char>(step);
+                EXPECT_EQ(Notify(size, fill), plain.Notify(size, fill));
+            } else if (choice == 9) {
+                const std::string reply(16 + Below(9), static_cast<char>('A' + Below(26)));
+                plain.frames.push_back({true, reply});
+                Reply(reply);
+            } else {
+                ExpectSameTaken(1 + Below(fills ? typicalSize : 8 * typicalSize));
+            }
+            ExpectSameCounts();
+            ASSERT_FALSE(HasFailure());
         }
-        ASSERT_EQ(backlog.Notifications(), plain.Count()) << "step " << step;
-        ASSERT_EQ(backlog.NotificationBytes(), plain.Bytes()) << "step " << step;
-        ASSERT_EQ(backlog.Replies(), plain.Replies()) << "step " << step;
+        ExpectSameTaken(everything);
+        ExpectSameCounts();
     }
-    ASSERT_EQ(Take(backlog, everything), plain.Take(everything));
-    EXPECT_EQ(backlog.NotificationBytes(), 0u);
-    EXPECT_EQ(backlog.Notifications(), 0u);
-    EXPECT_EQ(backlog.Replies(), 0u);
-}
 
-TEST(Backlog, IsAPlainQueueWithALimitWhateverHappensToSmallFrames)
-{
-    CompareWithPlainBacklog(1, isEmulated ? 10000 : 100000, 30);
-}
+    void ExpectSameTaken(std::size_t most) { EXPECT_TRUE(Take(most) == plain.Take(most)); }
 
-TEST(Backlog, IsAPlainQueueWithALimitWhateverHappensToLargeFrames)
-{
-    CompareWithPlainBacklog(2, isEmulated ? 2000 : 10000, 30000);
-}
+    void ExpectSameCounts() const
+    {
+        EXPECT_EQ(backlog.Notifications(), plain.Count());
+        EXPECT_EQ(backlog.NotificationBytes(), plain.Bytes());
+        EXPECT_EQ(backlog.Replies(), plain.frames.size() - plain.Count());
+    }
+
+    std::size_t Below(std::size_t limit) { return random() % limit; }
+
+    PlainBacklog plain;
+    std::mt19937 random{1};
+};
+
+TEST_F(BacklogAndPlainOne, AgreeOnSmallFrames) { Compare(1000, 30); }
+TEST_F(BacklogAndPlainOne, AgreeOnLargeFrames) { Compare(300, 10000); }
 
 }  // namespace
