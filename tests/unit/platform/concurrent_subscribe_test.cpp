@@ -4,15 +4,35 @@
 
 #include <atomic>
 #include <sched.h>
-#include <vector>
 
 namespace {
 
-constexpr unsigned int bitmap = messages::regionDataItem;
-constexpr unsigned int visibility = messages::regionVisItem;
 const std::string accepted = U32(0);
 
-class ConcurrentSubscribe : public ServedEndpoint {};
+class ConcurrentSubscribe : public ServedEndpoint {
+protected:
+    std::future<int> SubscribeBeside() { return SubscribeBeside(NoteRegion, &regions, bitmap); }
+    std::future<int> SubscribeBeside(void (*callback)(LinxIpc*, void*), void* userData,
+                                     unsigned int item)
+    {
+        return Beside([=] { return Subscribe(callback, userData, item); });
+    }
+
+    RawFrame ExpectSubscribe() { return peer->ExpectRequest(messages::subscribe); }
+
+    void Accept(const RawFrame& request, std::future<int>& call)
+    {
+        peer->Reply(request, accepted);
+        EXPECT_EQ(call.get(), 0);
+    }
+
+    void ExpectInForce()
+    {
+        peer->Send(Bitmap(7));
+        EXPECT_EQ(Receive(), 0);
+        EXPECT_EQ(regions, Numbers{7});
+    }
+};
 
 /// Leaves the process one processor, which other threads keep busy.
 class BusyProcessor {
@@ -58,23 +78,22 @@ TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUpAtOnce)
         ASSERT_EQ(ipc->Init(), 0);
         Connect();
         // Reads for the subscribing call, and reconnects.
-        auto other = std::async(std::launch::async, [this] {
+        auto other = Beside([this] {
             int error;
             while ((error = Ping()) == ECONNRESET) {
             }
             return error;
         });
         peer->ExpectRequest(messages::ping);
-        unsigned int count = 0;
-        auto subscribed = SubscribeBeside(bitmap, count);
+        auto subscribed = SubscribeBeside();
         peer->AcceptSubscription();
         peer->Close();
-        peer = service.Accept();
+        AcceptClient();
         const RawFrame next = peer->ReceiveFrame();
         const bool isRenewal = next.header.messageId == messages::subscribe;
         peer->Reply(next, isRenewal ? accepted : "");
         if (isRenewal) {
-            peer->Reply(peer->ExpectRequest(messages::ping));
+            Answer();
         }
         EXPECT_EQ(other.get(), 0);
         silent += subscribed.get() == 0 && !isRenewal ? 1 : 0;
@@ -87,81 +106,41 @@ TEST_F(ConcurrentSubscribe, KeepsWhatCameForTheOtherItemOfItsNumber)
 {
     Connect();
     unsigned int visibilities = 0;
-    unsigned int bitmaps = 0;
-    auto first = SubscribeBeside(visibility, visibilities);
-    const RawFrame firstRequest = peer->ExpectRequest(messages::subscribe);
-    Publish(visibility);
-    auto ping = std::async(std::launch::async, [this] { return Ping(); });
-    peer->Reply(peer->ExpectRequest(messages::ping));
-    ASSERT_EQ(ping.get(), 0);  // so the notification before it is queued
-    auto second = SubscribeBeside(bitmap, bitmaps);
-    const RawFrame secondRequest = peer->ExpectRequest(messages::subscribe);
+    auto first = SubscribeBeside(Count, &visibilities, visibility);
+    const RawFrame firstRequest = ExpectSubscribe();
+    peer->Send(Visibility(hd));
+    ExpectPing();  // so the notification before it is queued
+    auto second = SubscribeBeside();
+    const RawFrame secondRequest = ExpectSubscribe();
     EXPECT_EQ(Receive(), 0);
     EXPECT_EQ(visibilities, 1u);
-    peer->Reply(secondRequest, accepted);
-    EXPECT_EQ(second.get(), 0);
-    peer->Reply(firstRequest, accepted);
-    EXPECT_EQ(first.get(), 0);
+    Accept(secondRequest, second);
+    Accept(firstRequest, first);
 }
 
 TEST_F(ConcurrentSubscribe, IsNotUndoneByTheTimeOutOfAnotherCall)
 {
     Connect();
-    unsigned int count = 0;
     unsigned int lost = 0;
-    auto patient = SubscribeBeside(bitmap, count);
-    const RawFrame request = peer->ExpectRequest(messages::subscribe);
-    EXPECT_EQ(Subscribe(bitmap, lost, /*limitMs*/ 20), ETIMEDOUT);
-    peer->Reply(request, accepted);
-    EXPECT_EQ(patient.get(), 0);
-    Publish(bitmap);
-    EXPECT_EQ(Receive(), 0);
-    EXPECT_EQ(count, 1u);
+    auto patient = SubscribeBeside();
+    const RawFrame request = ExpectSubscribe();
+    EXPECT_EQ(Subscribe(Count, &lost, bitmap, /*limitMs*/ 20), ETIMEDOUT);
+    Accept(request, patient);
+    ExpectInForce();
     EXPECT_EQ(lost, 0u);
 }
 
-/// Whichever of the two the service got last is in force; a call never succeeds and stays silent.
-TEST_F(ConcurrentSubscribe, OutlastsAnUnsubscribeThatTheServiceGotBefore)
+TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeThatTheServiceAnsweredAfter)
 {
     Connect();
-    unsigned int count = 0;
-    auto subscribed = SubscribeBeside(bitmap, count);
-    const RawFrame wanted = peer->ExpectRequest(messages::subscribe);
-    auto unsubscribed = std::async(std::launch::async, [this] {
-        return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(cif);
-    });
+    auto subscribed = SubscribeBeside();
+    const RawFrame wanted = ExpectSubscribe();
+    auto unsubscribed = Beside([this] { return Unsubscribe(hd); });
     const RawFrame unwanted = peer->ExpectRequest(messages::unsubscribe);
-    peer->Reply(unwanted, accepted);
-    EXPECT_EQ(unsubscribed.get(), 0);
-    peer->Reply(wanted, accepted);
-    EXPECT_EQ(subscribed.get(), 0);
-    Publish(bitmap);
-    EXPECT_EQ(Receive(), 0);
-    EXPECT_EQ(count, 1u);
-}
-
-TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeThatTheServiceGotAfter)
-{
-    Connect();
-    unsigned int count = 0;
-    auto subscribed = SubscribeBeside(bitmap, count);
-    const RawFrame wanted = peer->ExpectRequest(messages::subscribe);
-    auto unsubscribed = std::async(std::launch::async, [this] {
-        return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(cif);
-    });
-    const RawFrame unwanted = peer->ExpectRequest(messages::unsubscribe);
-    peer->Reply(wanted, accepted);
-    EXPECT_EQ(subscribed.get(), 0);
-    peer->Reply(unwanted, accepted);
-    EXPECT_EQ(unsubscribed.get(), 0);
-    peer->Close();
-    auto served = std::async(std::launch::async, [this] {
-        peer = service.Accept();
-        peer->Reply(peer->ExpectRequest(messages::ping));  // and no renewal before it
-    });
-    while (Ping() == ECONNRESET) {
-    }
-    served.get();
+    Accept(wanted, subscribed);
+    Accept(unwanted, unsubscribed);
+    RestartService();
+    Connect();  // without a renewal before the ping
 }
 
 }  // namespace
