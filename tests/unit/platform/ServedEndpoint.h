@@ -49,13 +49,11 @@ protected:
 
     // Calls of the endpoint
 
-    int Ping(int waitMs = eventDeadlineMs) { return Ask(messages::ping, waitMs); }
-
-    int Ask(unsigned int messageId, int waitMs)
+    int Ping(int waitMs = eventDeadlineMs)
     {
         IpcMessage request;
-        EXPECT_EQ(request.Allocate(messageId, 0, nullptr), 0);
-        return ipc->Request("SubtitleMgr", request, messageId + 1, waitMs, nullptr);
+        EXPECT_EQ(request.Allocate(messages::ping, 0, nullptr), 0);
+        return ipc->Request("SubtitleMgr", request, messages::ping + 1, waitMs, nullptr);
     }
 
     int Notify(unsigned int size = 0, bool mayWait = true)
@@ -72,7 +70,6 @@ protected:
         return SubtitleClient(*ipc, limitMs).SetRegionData(item);
     }
 
-    /// Subscribes to HD. \p callback gets \p userData
     int Subscribe(void (*callback)(LinxIpc*, void*), void* userData, unsigned int item = bitmap,
                   int limitMs = eventDeadlineMs)
     {
@@ -86,10 +83,9 @@ protected:
         return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(number);
     }
 
-    int Receive(int waitMs = eventDeadlineMs, unsigned int id = 0,
-                const std::string& from = LinxIpc::emptyString, IpcMessage* copy = nullptr)
+    int Receive(int waitMs = eventDeadlineMs, unsigned int id = 0)
     {
-        return ipc->Receive(waitMs, id, from, copy);
+        return ipc->Receive(waitMs, id, LinxIpc::emptyString, nullptr);
     }
 
     // Calls on another thread

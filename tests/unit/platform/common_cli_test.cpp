@@ -89,14 +89,10 @@ TEST_F(OptionFrame, HandlesNoOptionAfterAMistake)
     EXPECT_EQ(result, 2);
 }
 
-TEST_F(OptionFrame, ShowsTheUsageWithoutAnyOption)
+TEST_F(OptionFrame, ShowsTheUsageWithoutAnyOptionAndForAStrayWord)
 {
     EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
     EXPECT_EQ(result, 2);
-}
-
-TEST_F(OptionFrame, ShowsTheUsageForAStrayWordAfterTheOptions)
-{
     EXPECT_EQ(Run({"stray", "-a"}), (Calls{"pre", "a", "usage", "run", "post"}));
     EXPECT_EQ(Run({"-a", "--", "-c"}), (Calls{"pre", "a", "usage", "run", "post"}));
 }

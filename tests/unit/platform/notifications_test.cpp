@@ -36,7 +36,7 @@ TEST_F(Notifications, AreTakenByNumberAndSender)
     peer->Send(Bitmap(3));
     ExpectPing();
     IpcMessage copy;
-    EXPECT_EQ(ipc->Receive(0, visibility, LinxIpc::emptyString, nullptr), ETIMEDOUT);
+    EXPECT_EQ(Receive(0, visibility), ETIMEDOUT);
     EXPECT_EQ(ipc->Receive(0, 0, "Another", nullptr), ETIMEDOUT);
     EXPECT_EQ(ipc->Receive(0, bitmap, "SubtitleMgr", &copy), 0);
     EXPECT_EQ(copy.Payload()[0], 3);

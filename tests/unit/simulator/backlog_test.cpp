@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
-#include <random>
 #include <string>
 
 namespace {
@@ -57,6 +55,19 @@ TEST_F(Backlog, SendsRepliesAndNotificationsInTheOrderTheyWereAdded)
     Notify(1, 'c');
     EXPECT_EQ(Take(), "r1aabr2c");
     EXPECT_TRUE(backlog.IsEmpty());
+}
+
+TEST_F(Backlog, GoesOnInsideAFrameThatWasSentInPart)
+{
+    Notify(5, 'a');
+    Reply("reply");
+    EXPECT_EQ(Take(1), "a");
+    EXPECT_EQ(Take(2), "aa");
+    EXPECT_EQ(Take(4), "aare");
+    EXPECT_EQ(Take(), "ply");
+    EXPECT_EQ(backlog.Notifications(), 0u);
+    EXPECT_EQ(backlog.NotificationBytes(), 0u);
+    EXPECT_EQ(backlog.Replies(), 0u);
 }
 
 TEST_F(Backlog, KeepsTheNewest256Notifications)
@@ -115,10 +126,19 @@ TEST_F(Backlog, FinishesAFrameThatIsPartlySentWhenItDrops)
     EXPECT_EQ(Take(4), "aaac");
 }
 
+TEST_F(Backlog, DropsTheOldestNotificationAfterAReplyThatIsPartlySent)
+{
+    Reply("reply");
+    Notify(1, 'a');
+    EXPECT_EQ(Take(1), "r");
+    EXPECT_EQ(Notify(2 * mebibyte, 'b'), 1u);
+    EXPECT_EQ(Take(5), "eplyb");
+}
+
 TEST_F(Backlog, CountsNothingOnceItIsCleared)
 {
-    Reply("r");
     Notify(4, 'a');
+    Reply("r");
     Take(2);
     backlog.Clear();
     EXPECT_TRUE(backlog.IsEmpty());
@@ -126,109 +146,5 @@ TEST_F(Backlog, CountsNothingOnceItIsCleared)
     Reply("whole");
     EXPECT_EQ(Take(), "whole");
 }
-
-/// The same in the plainest way.
-struct PlainBacklog {
-    struct Frame {
-        bool isReply;
-        std::string bytes;
-        std::size_t sent = 0;
-    };
-
-    unsigned int Notify(std::size_t size, char fill)
-    {
-        unsigned int dropped = 0;
-        while (Count() > 0 && (Count() + 1 > 256 || Bytes() + size > mebibyte)) {
-            const auto oldest = std::find_if(frames.begin(), frames.end(), [](const Frame& frame) {
-                return !frame.isReply && frame.sent == 0;
-            });
-            if (oldest == frames.end()) {
-                break;
-            }
-            frames.erase(oldest);
-            ++dropped;
-        }
-        frames.push_back({false, std::string(size, fill)});
-        return dropped;
-    }
-
-    std::string Take(std::size_t most)
-    {
-        std::string taken;
-        while (!frames.empty() && taken.size() < most) {
-            Frame& frame = frames.front();
-            const std::string part = frame.bytes.substr(frame.sent, most - taken.size());
-            taken += part;
-            frame.sent += part.size();
-            if (frame.sent == frame.bytes.size()) {
-                frames.pop_front();
-            }
-        }
-        return taken;
-    }
-
-    std::size_t Count() const
-    {
-        return static_cast<std::size_t>(std::count_if(
-            frames.begin(), frames.end(), [](const Frame& frame) { return !frame.isReply; }));
-    }
-
-    std::size_t Bytes() const
-    {
-        std::size_t bytes = 0;
-        for (const Frame& frame : frames) {
-            bytes += frame.isReply ? 0 : frame.bytes.size();
-        }
-        return bytes;
-    }
-
-    std::deque<Frame> frames;
-};
-
-class BacklogAndPlainOne : public Backlog {
-protected:
-    /// Random steps on both: a phase in which more comes in than goes out, then the reverse, and
-    /// again. Sizes are around \p typicalSize.
-    void Compare(unsigned int stepsInAPhase, std::size_t typicalSize)
-    {
-        for (unsigned int step = 0; step < 6 * stepsInAPhase; ++step) {
-            SCOPED_TRACE(step);
-            const bool fills = step / stepsInAPhase % 2 == 0;
-            const std::size_t choice = Below(10);
-            if (choice < (fills ? 7u : 3u)) {
-                const std::size_t size = 1 + Below(2 * typicalSize);
-                const auto fill = static_cast<char>(step);
-                EXPECT_EQ(Notify(size, fill), plain.Notify(size, fill));
-            } else if (choice == 9) {
-                const std::string reply(16 + Below(9), static_cast<char>('A' + Below(26)));
-                plain.frames.push_back({true, reply});
-                Reply(reply);
-            } else {
-                ExpectSameTaken(1 + Below(fills ? typicalSize : 8 * typicalSize));
-            }
-            ExpectSameCounts();
-            ASSERT_FALSE(HasFailure());
-        }
-        ExpectSameTaken(everything);
-        ExpectSameCounts();
-    }
-
-    void ExpectSameTaken(std::size_t most) { EXPECT_TRUE(Take(most) == plain.Take(most)); }
-
-    void ExpectSameCounts() const
-    {
-        EXPECT_EQ(backlog.Notifications(), plain.Count());
-        EXPECT_EQ(backlog.NotificationBytes(), plain.Bytes());
-        EXPECT_EQ(backlog.Replies(), plain.frames.size() - plain.Count());
-    }
-
-    std::size_t Below(std::size_t limit) { return random() % limit; }
-
-    PlainBacklog plain;
-    std::mt19937 random{1};
-};
-
-TEST_F(BacklogAndPlainOne, AgreeOnSmallFrames) { Compare(1000, 30); }
-TEST_F(BacklogAndPlainOne, AgreeOnLargeFrames) { Compare(300, 10000); }
 
 }  // namespace

@@ -147,31 +147,24 @@ TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
     EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
 }
 
-TEST_F(SubtitleService, RefusesWhatItsFaultsRefuse)
+TEST_F(SubtitleService, RefusesWhatItsFaultRefusesAndKeepsNothingOfIt)
 {
-    faults.refuseSubscribe = faults.refuseRefresh = faults.refuseSensor = true;
-    EXPECT_FALSE(Accepts(messages::subscribe, U32(2) + U32(15129)));
-    EXPECT_FALSE(subscriptions.Include(2));
-    EXPECT_TRUE(Accepts(messages::unsubscribe, U32(2)));
+    for (bool Faults::*const fault :
+         {&Faults::refuseSensor, &Faults::refuseSubscribe, &Faults::refuseRefresh}) {
+        faults = {};
+        faults.*fault = true;
+        EXPECT_EQ(Accepts(messages::refreshRegions), fault != &Faults::refuseRefresh);
+        EXPECT_EQ(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})),
+                  fault != &Faults::refuseSensor);
+        EXPECT_EQ(service.SensorIsOn(1), fault != &Faults::refuseSensor);
+        EXPECT_EQ(Accepts(messages::subscribe, U32(2) + U32(15129)),
+                  fault != &Faults::refuseSubscribe);
+        EXPECT_EQ(subscriptions.Include(2), fault != &Faults::refuseSubscribe);
+        EXPECT_TRUE(Accepts(messages::unsubscribe, U32(2)));
+    }
     EXPECT_TRUE(Accepts(messages::setRegionVisibility, VisibilityRecord(1, true)));
     EXPECT_FALSE(Accepts(messages::refreshRegions));
     EXPECT_EQ(audience.published, Published{});
-    EXPECT_FALSE(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})));
-    EXPECT_FALSE(service.SensorIsOn(1));
-}
-
-TEST_F(SubtitleService, RefusesNothingElseForAFault)
-{
-    faults.refuseSubscribe = true;
-    EXPECT_TRUE(Accepts(messages::refreshRegions));
-    EXPECT_TRUE(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})));
-    faults = {};
-    faults.refuseRefresh = true;
-    EXPECT_TRUE(Accepts(messages::subscribe, U32(2) + U32(15129)));
-    EXPECT_TRUE(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})));
-    faults = {};
-    faults.refuseSensor = true;
-    EXPECT_TRUE(Accepts(messages::refreshRegions));
 }
 
 }  // namespace
