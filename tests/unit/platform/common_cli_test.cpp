@@ -75,7 +75,7 @@ TEST_F(OptionFrame, CallsEachOptionInItsOrder)
     EXPECT_EQ(Run({"--al"}), (Calls{"pre", "a", "run", "post"})) << "abbreviated";
 }
 
-TEST_F(OptionFrame, GoesOnWhenPreInitFailedAndAfterAnOptionThatOnlyConfigures)
+TEST_F(OptionFrame, GoesOnWhenPreInitFailed)
 {
     tool.preInitResult = 2;
     tool.results['c'] = 1;
@@ -89,7 +89,7 @@ TEST_F(OptionFrame, HandlesNoOptionAfterAMistake)
     EXPECT_EQ(result, 2);
 }
 
-TEST_F(OptionFrame, ShowsTheUsageWithoutAnyOptionAndForAStrayWord)
+TEST_F(OptionFrame, ShowsTheUsageWithoutOptionOrForAStrayWord)
 {
     EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
     EXPECT_EQ(result, 2);
@@ -159,7 +159,7 @@ protected:
     std::string errors;
 };
 
-TEST_F(LogLevelOfService, GivesOneResultWhenItIsSetAndAnotherWhenNot)
+TEST_F(LogLevelOfService, GivesAnotherResultWhenItIsRefused)
 {
     EXPECT_EQ(Set(0x01020304, accepted), 1);
     EXPECT_EQ(errors, "");

@@ -49,7 +49,7 @@ TEST_F(ConcurrentRequests, AreMadeAgainAfterALoss)
 }
 
 /// Its bytes would come amid those of the frame that is half sent.
-TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsStillSending)
+TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
 {
     Connect();
     auto large = Beside([this] { return Notify(IpcMessage::maxLength); });
@@ -60,7 +60,7 @@ TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsStillSending)
     ExpectPing();  // the next one, not that which gave up
 }
 
-TEST_F(ConcurrentRequests, AreSentAndAnsweredWhileAnotherCallReads)
+TEST_F(ConcurrentRequests, AreAnsweredWhileAnotherCallReads)
 {
     ConnectAndSubscribe();
     auto received = ReceiveBeside(-1);
@@ -76,7 +76,7 @@ TEST_F(ConcurrentRequests, AreSentAndAnsweredWhileAnotherCallReads)
     EXPECT_EQ(received.get(), 0);
 }
 
-TEST_F(ConcurrentRequests, LeaveTheReadingToACallThatComesLaterOnceTheyAreAnswered)
+TEST_F(ConcurrentRequests, LeaveTheReadingToALaterCall)
 {
     ConnectAndSubscribe();
     auto ping = PingBeside();
@@ -169,7 +169,7 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
 }
 
 /// It would have to wait for what the other one waits for.
-TEST_F(ConcurrentNotify, FailsAtOnceWhileAnotherSenderWaitsForRoom)
+TEST_F(ConcurrentNotify, FailsAtOnceWhileAnotherWaitsForRoom)
 {
     Connect();
     auto large = Beside([this] { return Notify(IpcMessage::maxLength); });

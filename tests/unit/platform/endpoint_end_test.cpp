@@ -191,7 +191,7 @@ TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
     EXPECT_EQ(handler.ended, 1);
 }
 
-TEST_F(EndOfEndpoint, WakesAReceiveWithoutLimitThatHasAConnection)
+TEST_F(EndOfEndpoint, WakesAReceiveThatHasAConnection)
 {
     ConnectAndSubscribe();
     auto received = ReceiveBeside(-1);
@@ -199,7 +199,7 @@ TEST_F(EndOfEndpoint, WakesAReceiveWithoutLimitThatHasAConnection)
     EXPECT_EQ(received.get(), ESHUTDOWN);
 }
 
-TEST_F(EndOfEndpoint, WakesAReceiveWithoutLimitThatHasNoConnection)
+TEST_F(EndOfEndpoint, WakesAReceiveThatHasNoConnection)
 {
     auto received = ReceiveBeside(-1);
     ipc.reset();
@@ -231,7 +231,7 @@ TEST_F(ClosedEndpoint, SendsNothingAndLetsAReceiveSleepItsWait)
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
 }
 
-TEST_F(ClosedEndpoint, LetsAReceiveWithoutLimitSleepToTheEndOfTheProcess)
+TEST_F(ClosedEndpoint, LetsAReceiveWithoutLimitSleepForEver)
 {
     auto& returned = *new std::promise<void>;
     auto hasReturned = returned.get_future();

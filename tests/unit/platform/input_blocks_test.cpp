@@ -145,7 +145,7 @@ TEST_F(Input, UsesOneBlockForAReaderInStep)
     EXPECT_EQ(blocks.size(), 1u);
 }
 
-TEST_F(Input, HasRoomForTheBytesThatCameNotForTheLengthThatIsClaimed)
+TEST_F(Input, HasRoomByWhatCameNotByTheLengthClaimed)
 {
     Feed(FrameOf(16 * mebibyte).substr(0, 100));
     EXPECT_LE(Room(), blockSize);
@@ -198,7 +198,7 @@ TEST_F(TrimmedInput, KeepsOneSmallBlockAfterALargeFrame)
     EXPECT_EQ(Room(), 1024u);
 }
 
-TEST_F(TrimmedInput, KeepsTheFirstByteOfTheNextFrameInASmallBlock)
+TEST_F(TrimmedInput, KeepsTheNextFramesByteInASmallBlock)
 {
     const std::string next = Frame("next");
     Feed(FrameOf(16 * mebibyte) + next[0], 1u << 30);

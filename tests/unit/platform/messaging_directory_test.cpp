@@ -14,7 +14,7 @@ TEST_F(MessagingDirectory, ConnectsToNoServiceBeforeItIsOpen)
     EXPECT_EQ(Connect(), ENOTCONN);
 }
 
-TEST_F(MessagingDirectory, IsRefusedWithEveryOtherModeAndNeverRepaired)
+TEST_F(MessagingDirectory, IsRefusedWithEveryOtherMode)
 {
     Make("linx");
     for (unsigned int mode = 0; mode <= 0777; ++mode) {
@@ -32,7 +32,7 @@ TEST_F(MessagingDirectory, IsRefusedWithEveryOtherModeAndNeverRepaired)
     EXPECT_EQ(directory.Problem(), "");
 }
 
-TEST_F(MessagingDirectory, IsRefusedAsASymlinkAlsoWithASlashAtItsEnd)
+TEST_F(MessagingDirectory, IsRefusedAsASymlinkAlsoWithASlash)
 {
     Make("decoy");
     Link("decoy", "linx");
@@ -72,7 +72,7 @@ TEST_F(MessagingDirectory, IsRefusedWhenItCannotBeMade)
     EXPECT_EQ(directory.Open(), ENOENT);
 }
 
-TEST_F(MessagingDirectory, IsInTheRuntimeFolderOrElseInTmpUnlessNamed)
+TEST_F(MessagingDirectory, IsInTheRuntimeFolderOrTmpUnlessNamed)
 {
     setenv("XDG_RUNTIME_DIR", folder.Path().c_str(), 1);
     Configure("");
@@ -83,7 +83,7 @@ TEST_F(MessagingDirectory, IsInTheRuntimeFolderOrElseInTmpUnlessNamed)
     EXPECT_EQ(directory.Path(), "/tmp/linx-" + std::to_string(geteuid()));
 }
 
-TEST_F(MessagingDirectory, MayHaveAPathOfAnyLengthAndNamesUpToAFileNamesLength)
+TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
 {
     for (std::size_t length = 60; length <= 240; length += 20) {
         const std::string deep = folder / std::string(length, 'd');
@@ -144,7 +144,7 @@ TEST_F(OpenDirectory, ConnectsToNothingButSockets)
 }
 
 /// There is room for `/proc/self/fd/`, the folder's number, `/` and the name in 107 bytes.
-TEST_F(OpenDirectory, RefusesASocketWhoseNameDoesNotFitAnAddress)
+TEST_F(OpenDirectory, RefusesANameThatDoesNotFitAnAddress)
 {
     const std::string longName(92, 'n');
     ASSERT_EQ(chdir(path.c_str()), 0);

@@ -30,7 +30,7 @@ protected:
     platform::NotificationQueue queue;
 };
 
-TEST_F(NotificationQueue, TakesOutOneMessageNumberAndKeepsTheOrderOfTheRest)
+TEST_F(NotificationQueue, TakesOutOneMessageNumberAmongOthers)
 {
     Push(1, 10);
     Push(2, 11);
@@ -56,7 +56,7 @@ TEST_F(NotificationQueue, DropsAndCountsTheOldestBeyond256)
     EXPECT_EQ(numbers.back(), 258u);
 }
 
-TEST_F(NotificationQueue, DropsTheOldestBeyondOneMebibyteOfFrames)
+TEST_F(NotificationQueue, DropsTheOldestBeyondOneMebibyte)
 {
     constexpr unsigned int half = 512 * 1024 - 16;
     Push(1, 1, half);

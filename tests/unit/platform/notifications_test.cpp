@@ -169,7 +169,7 @@ TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
     }
 }
 
-TEST_F(BadFrame, ClosesTheConnectionOnceWhatCameBeforeItIsReceived)
+TEST_F(BadFrame, ClosesTheConnectionAfterTheFramesBeforeIt)
 {
     constexpr unsigned int count = 600;  // more than may wait for Receive()
     ConnectAndSubscribe();

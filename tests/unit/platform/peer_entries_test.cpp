@@ -82,7 +82,7 @@ TEST_F(EntriesAboutPeers, FillNoDiskAndAreCountedAsTheyCome)
     EXPECT_LT(Log().size(), 1000000u * 3 / 60);  // a megabyte a minute
 }
 
-TEST_F(EntriesAboutPeers, AreNeitherMadeNorCountedWhenTheirLevelIsOff)
+TEST_F(EntriesAboutPeers, AreNotMadeWhenTheirLevelIsOff)
 {
     LogClient::Instance().Level(8);
     for (int i = 0; i < 100; ++i) {

@@ -49,7 +49,7 @@ TEST_F(AwaitedReply, StaysWhateverComesAfterIt)
     EXPECT_EQ(replies.At(first).result, 0);
 }
 
-TEST_F(AwaitedReply, FailsItsCallWithAnotherNumberOrAMalformedPayload)
+TEST_F(AwaitedReply, FailsItsCallWhenItIsWrongOrMalformed)
 {
     replies.Expect(second, pong + 1);
     EXPECT_FALSE(replies.Take(Reply(second)));

@@ -204,7 +204,7 @@ protected:
     }
 };
 
-TEST_P(SinkOfFile, CutsATornLineOffAndGoesOnAfterTheWholeOnes)
+TEST_P(SinkOfFile, CutsATornLineOff)
 {
     const SmallDisk disk("8k");
     if (!disk.IsMounted()) {
@@ -224,7 +224,7 @@ TEST_P(SinkOfFile, CutsATornLineOffAndGoesOnAfterTheWholeOnes)
 }
 
 /// SIGXFSZ would end this program.
-TEST_P(SinkOfFile, StaysBelowTheLimitOfItsSize)
+TEST_P(SinkOfFile, StaysBelowItsSizeLimit)
 {
     const TempDir folder;
     const Descriptor file = Open(folder / "file");

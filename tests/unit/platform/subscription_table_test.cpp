@@ -45,7 +45,7 @@ protected:
     unsigned int lastRequest = 0;
 };
 
-TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAcceptedUntilItsCallGaveUp)
+TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAccepted)
 {
     const unsigned int request = Begin(4);
     EXPECT_EQ(CallbackFor(4), &First);
@@ -56,7 +56,7 @@ TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAcceptedUntilItsCallGaveUp
     EXPECT_EQ(CallbackFor(4), nullptr);
 }
 
-TEST_F(SubscriptionTable, KeepsASubscriptionWhoseRepetitionFailed)
+TEST_F(SubscriptionTable, KeepsWhatARepetitionFailedToReplace)
 {
     Accept(Begin(4));
     table.Forget(Begin(4, Second));
@@ -64,7 +64,7 @@ TEST_F(SubscriptionTable, KeepsASubscriptionWhoseRepetitionFailed)
     EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(SubscriptionTable, ReplacesASubscriptionOnceItsRepetitionIsAccepted)
+TEST_F(SubscriptionTable, ReplacesWhenARepetitionIsAccepted)
 {
     int userData = 0;
     Accept(Begin(4));
@@ -76,7 +76,7 @@ TEST_F(SubscriptionTable, ReplacesASubscriptionOnceItsRepetitionIsAccepted)
     EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(SubscriptionTable, ReplacesACoveringSubscriptionInTheSameWay)
+TEST_F(SubscriptionTable, ReplacesACoveringSubscription)
 {
     Accept(Begin(1));
     const unsigned int repetition = Begin(1, Second);
@@ -85,7 +85,7 @@ TEST_F(SubscriptionTable, ReplacesACoveringSubscriptionInTheSameWay)
     EXPECT_EQ(CallbackFor(2), &Second);
 }
 
-TEST_F(SubscriptionTable, FindsTheCoveringSubscriptionWhereThereIsNoOther)
+TEST_F(SubscriptionTable, FindsACoveringSubscriptionLast)
 {
     Begin(1);
     Begin(2, Second);
@@ -107,7 +107,7 @@ TEST_F(SubscriptionTable, HasAnEntryForEachRequestOfOneNumber)
     EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(SubscriptionTable, PutsConcurrentRequestsInForceInTheOrderOfTheirAcceptances)
+TEST_F(SubscriptionTable, FollowsTheOrderOfAcceptances)
 {
     const unsigned int first = Begin(4, First);
     const unsigned int second = Begin(4, Second);
@@ -131,7 +131,7 @@ TEST_F(SubscriptionTable, EndsOnlyWhatWasAcceptedBefore)
     EXPECT_TRUE(table.HasAccepted());
 }
 
-TEST_F(SubscriptionTable, EndsEveryFormatWithNumberOneAndLeavesTheOthers)
+TEST_F(SubscriptionTable, EndsEveryFormatWithNumberOne)
 {
     for (const unsigned int number : {2u, 3u, 4u, 12u, 6u, 10u}) {
         Accept(Begin(number));

@@ -156,7 +156,7 @@ private:
     std::vector<std::thread> spinners;
 };
 
-TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUpAtOnce)
+TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUp)
 {
     constexpr int rounds = 40;
     const BusyProcessor busy;
@@ -190,7 +190,7 @@ TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUpAtOnce)
 }
 
 /// What one call left in the queue is not another's to take out.
-TEST_F(ConcurrentSubscribe, KeepsWhatCameForTheOtherItemOfItsNumber)
+TEST_F(ConcurrentSubscribe, KeepsWhatCameForAnotherItem)
 {
     Connect();
     unsigned int visibilities = 0;
@@ -206,7 +206,7 @@ TEST_F(ConcurrentSubscribe, KeepsWhatCameForTheOtherItemOfItsNumber)
     Accept(firstRequest, first);
 }
 
-TEST_F(ConcurrentSubscribe, IsNotUndoneByTheTimeOutOfAnotherCall)
+TEST_F(ConcurrentSubscribe, IsNotUndoneByATimeOutOfAnotherCall)
 {
     Connect();
     unsigned int lost = 0;
@@ -218,7 +218,7 @@ TEST_F(ConcurrentSubscribe, IsNotUndoneByTheTimeOutOfAnotherCall)
     EXPECT_EQ(lost, 0u);
 }
 
-TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeThatTheServiceAnsweredAfter)
+TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeAnsweredLater)
 {
     Connect();
     auto subscribed = SubscribeBeside();

@@ -207,7 +207,7 @@ TEST_F(SystemLog, GetsTheBytesThatSyslogMakes)
     EXPECT_EQ(status, 0) << "exit status " << WEXITSTATUS(status);
 }
 
-TEST_F(SystemLog, IsNotWaitedForAndGetsTheNumberOfEntriesThatWereLost)
+TEST_F(SystemLog, IsNotWaitedForAndGetsTheNumberLost)
 {
     constexpr std::size_t many = 2000;
     for (std::size_t i = 0; i < many; ++i) {
@@ -224,7 +224,7 @@ TEST_F(SystemLog, IsNotWaitedForAndGetsTheNumberOfEntriesThatWereLost)
                                    "<11>level=2 the next"}));
 }
 
-TEST_F(SystemLog, GetsTheNumberOfEntriesThatWereLostToAFailedCall)
+TEST_F(SystemLog, GetsTheNumberOfEntriesLostToACall)
 {
     for (const char* call : {"socket", "connect", "send"}) {
         for (const int error : {EINTR, EAGAIN, EIO, ENOMEM, ENOBUFS, EMFILE, ECONNREFUSED}) {

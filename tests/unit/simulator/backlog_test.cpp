@@ -46,7 +46,7 @@ protected:
     sim::Backlog backlog;
 };
 
-TEST_F(Backlog, SendsRepliesAndNotificationsInTheOrderTheyWereAdded)
+TEST_F(Backlog, SendsInTheOrderOfAdding)
 {
     Reply("r1");
     Notify(2, 'a');
@@ -126,7 +126,7 @@ TEST_F(Backlog, FinishesAFrameThatIsPartlySentWhenItDrops)
     EXPECT_EQ(Take(4), "aaac");
 }
 
-TEST_F(Backlog, DropsTheOldestNotificationAfterAReplyThatIsPartlySent)
+TEST_F(Backlog, DropsANotificationAfterAPartlySentReply)
 {
     Reply("reply");
     Notify(1, 'a');

@@ -55,7 +55,7 @@ TEST_F(Garbage, SpoilsEachRecordInAllWaysThatItHas)
 }
 
 /// One byte more would be no frame.
-TEST_F(Garbage, ShortensTheLargestBitmapWhereOthersGetAByteMore)
+TEST_F(Garbage, ShortensABitmapThatCannotBeLonger)
 {
     RegionDataItem record;
     record.data.resize(maxPayload - 6);

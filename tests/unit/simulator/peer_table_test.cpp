@@ -113,7 +113,7 @@ TEST_F(PeerTable, KeepsAPeerThatIsSilentBetweenFrames)
     EXPECT_FALSE(client.peer->IsClosed());
 }
 
-TEST_F(PeerTable, DropsTheLargestIncompleteFrameBeyondTheirTotal)
+TEST_F(PeerTable, DropsTheLargestIncompleteFrame)
 {
     const Client small = Connect();
     const Client large = Connect();

@@ -109,7 +109,7 @@ TEST_F(RequestHandler, AnswersWithTheResultAndTheLogLevel)
     EXPECT_EQ(Ask(messages::getLogLevel), Reply(messages::getLogLevel, accepted + U32(7)));
 }
 
-TEST_F(RequestHandler, QueuesTheReplyBeforeWhatTheRequestPublishes)
+TEST_F(RequestHandler, QueuesTheReplyBeforePublications)
 {
     audience.peer.subscriptions.Add(6, 15132);
     const std::string published = NotificationBytes(6, 15132, VisibilityRecord(3, true));
@@ -118,7 +118,7 @@ TEST_F(RequestHandler, QueuesTheReplyBeforeWhatTheRequestPublishes)
     EXPECT_EQ(Ask(messages::refreshRegions), Reply(messages::refreshRegions, accepted) + published);
 }
 
-TEST_F(RequestHandler, PublishesInSeveralTurnsWhatCostsMoreThanOne)
+TEST_F(RequestHandler, PublishesMuchInSeveralTurns)
 {
     audience.peer.subscriptions.Add(4, 15129);
     audience.peer.subscriptions.Add(6, 15132);
@@ -160,7 +160,7 @@ TEST_F(RequestHandler, PaysForTheBytesThatAnInversionTouches)
     EXPECT_TRUE(turn.IsSpent());
 }
 
-TEST_F(RequestHandler, JournalsInOrderOfArrivalAlsoWhatItRefuses)
+TEST_F(RequestHandler, JournalsInOrderAlsoWhatItRefuses)
 {
     Ask(messages::ping);
     Ask(messages::setRegionVisibility, VisibilityRecord(99, true));
@@ -172,7 +172,7 @@ TEST_F(RequestHandler, JournalsInOrderOfArrivalAlsoWhatItRefuses)
               "{\"request\":\"Quit\"}\n");
 }
 
-TEST_F(RequestHandler, AnswersWhatItDoesNotUnderstandAndDoesNotJournalIt)
+TEST_F(RequestHandler, AnswersWhatItDoesNotUnderstand)
 {
     EXPECT_EQ(Ask(0x3C99, "any payload"), notUnderstood);
     EXPECT_EQ(Ask(messages::ping, "x"), notUnderstood);
@@ -185,7 +185,7 @@ TEST_F(RequestHandler, AnswersWhatItDoesNotUnderstandAndDoesNotJournalIt)
     EXPECT_EQ(JournalText(), "");
 }
 
-TEST_F(RequestHandler, IgnoresAOneWayMessageThatItDoesNotUnderstand)
+TEST_F(RequestHandler, IgnoresAnUnknownOneWayMessage)
 {
     EXPECT_EQ(Handle(FrameKind::OneWay, 0x3C99), Verdict::GoOn);
     EXPECT_EQ(Handle(FrameKind::OneWay, messages::ping), Verdict::GoOn);

@@ -74,7 +74,7 @@ TEST_F(ScenarioPlayer, WaitsForRoomBeforeItPublishes)
     EXPECT_EQ(Regions(), (Numbers{1, 2}));
 }
 
-TEST_F(ScenarioPlayer, PublishesAlsoForSubscribersThatDoNotRead)
+TEST_F(ScenarioPlayer, PublishesForSubscribersThatDoNotRead)
 {
     audience.readiness = Readiness::NoReader;
     Play("visibility 1 t\n");

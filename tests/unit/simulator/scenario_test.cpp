@@ -45,7 +45,7 @@ protected:
     const std::string path = folder / "demo.scenario";
 };
 
-TEST_F(Scenario, PublishesRegionDataUnderTheSubscriptionOfItsFormat)
+TEST_F(Scenario, PublishesRegionDataByItsFormat)
 {
     const std::string pixels = Bytes({0x00, 0x01, 0xFE, 0xFF});
     const auto expected = [&](unsigned int subscription, unsigned int region, unsigned int format) {

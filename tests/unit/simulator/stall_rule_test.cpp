@@ -39,7 +39,7 @@ TEST_F(StallRule, WaitsTwoSecondsForTheOldestNotification)
     EXPECT_TRUE(rule.IsStalled());
 }
 
-TEST_F(StallRule, StaysStalledForASubscriberThatReadsALittleNowAndThen)
+TEST_F(StallRule, StaysStalledForASubscriberThatReadsALittle)
 {
     Judge(milliseconds(2000));
     EXPECT_EQ(Lose(100), "");

@@ -29,7 +29,7 @@ protected:
     sim::Subscriptions subscriptions;
 };
 
-TEST_F(Subscriptions, BringWhatIsPublishedUnderTheirNumberWithItsOwnItem)
+TEST_F(Subscriptions, HaveOneItemEachNumber)
 {
     for (const unsigned int item : {0u, regionData, visibility, palette, 15130u}) {
         const Numbers fitting = item == regionData   ? Numbers{1, 2, 3, 4, 12}

@@ -53,7 +53,7 @@ protected:
     sim::SubtitleService service;
 };
 
-TEST_F(SubtitleService, PublishesABitmapAsHdAndSdAsSentAndAsCifWithTwoBitsAPixel)
+TEST_F(SubtitleService, PublishesABitmapInThreeFormats)
 {
     const std::string sent = Bytes({0, 1, 2, 3, 4, 7, 254, 255});
     const std::string cif = Bytes({0, 1, 2, 3, 0, 3, 2, 3});
@@ -71,7 +71,7 @@ TEST_F(SubtitleService, PublishesVisibilityAndPalettesAsSent)
     EXPECT_EQ(PublishedBy(messages::setPaletteData, palette), Published{Palette(palette)});
 }
 
-TEST_F(SubtitleService, ComplementsEveryByteOfAnInvertedRegionAndPublishesItAgain)
+TEST_F(SubtitleService, PublishesAnInvertedRegion)
 {
     const std::string sent = Bytes({0, 1, 255});
     Accepts(messages::setRegionData, RegionDataRecord(3, 0, sent));
@@ -82,7 +82,7 @@ TEST_F(SubtitleService, ComplementsEveryByteOfAnInvertedRegionAndPublishesItAgai
     EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(4)), Published{}) << "has no bitmap";
 }
 
-TEST_F(SubtitleService, RefusesRegionsOutside1To14AndKeepsNothingOfThem)
+TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
 {
     for (unsigned int region = 0; region < 256; ++region) {
         SCOPED_TRACE(region);
@@ -147,7 +147,7 @@ TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
     EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
 }
 
-TEST_F(SubtitleService, RefusesWhatItsFaultRefusesAndKeepsNothingOfIt)
+TEST_F(SubtitleService, RefusesWhatItsFaultRefuses)
 {
     for (bool Faults::*const fault :
          {&Faults::refuseSensor, &Faults::refuseSubscribe, &Faults::refuseRefresh}) {
