@@ -203,12 +203,12 @@ void RawConnection::EndSending() { shutdown(fd.Get(), SHUT_WR); }
 
 RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}
 
-RawService::RawService(const std::string& socketPath)
+RawService::RawService(const std::string& socketPath, int waiting)
     : path(socketPath), listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     const sockaddr_un address = AddressOf(path);
     if (bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener.Get(), 8) != 0) {
+        listen(listener.Get(), waiting) != 0) {
         ThrowErrno("listen at " + path);
     }
 }

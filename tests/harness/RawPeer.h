@@ -77,7 +77,8 @@ public:
 /// else to the test. The destructor removes the socket.
 class RawService {
 public:
-    explicit RawService(const std::string& path);
+    /// \param waiting  clients that may wait to be accepted, and one more
+    explicit RawService(const std::string& path, int waiting = 8);
     ~RawService();
     RawService(const RawService&) = delete;
     RawService& operator=(const RawService&) = delete;

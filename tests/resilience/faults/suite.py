@@ -18,25 +18,21 @@ import time
 # Both sides of the socket are in these programs, and all that they do is cut.
 IN_ONE_PROCESS = {
     # A frame and its age are what these tests count.
-    "unit_simulator": ["APeerTable.Drops*", "APeerTable.KeepsAPeerThatIsSilent*"],
+    "unit_simulator": ["PeerTable.Drops*", "PeerTable.KeepsAPeerThatIsSilent*"],
     "resilience_bytes": [],
     "unit_platform": [
         # Pieces fill a socket long before what these tests send is in it.
-        "AnEndpoint.IsABarrierAtItsEnd",
-        "AnEndpoint.KeepsTheNewestOfWhatCameBeforeALoss",
-        "AnEndpoint.KeepsAConnectionThatHadNoRoomForAMessage",
-        "CallsAtOnce.SendNothingWhileAnotherIsStillSending",
+        "EndOfEndpoint.IsABarrierForCallbacks",
+        "Notifications.AreTheNewestWhenTheyWaitedForAReceive",
+        "OneWayMessage.LeavesAConnectionThatHasNoRoomForIt",
         # Hung up on before its last byte is sent.
-        "*AnEndpointThatGetsABadStream.*/Noise",
+        "BadFrame.ClosesTheConnectionWithAnEntry",
         # A call without time to wait takes one look, and gets a piece.
-        "AnEndpoint.ReceivesWhatIsThereEvenWithoutTimeToWait",
-        "AnEndpoint.UnderstandsAFrameThatComesByteByByte",
-        # The test's own reads are interrupted.
-        "TheLogFile.MayBeAPipeThatNobodyReads",
+        "Notifications.MayComeByteByByte",
         # They fill sinks, make thousands of calls beside others or count on the whole of a write.
-        "*ASink*",
-        "TheLogFile*",
-        "TheSystemLog.*",
+        "*Sink*",
+        "LogFile.*",
+        "SystemLog.*",
         "EntriesAboutPeers.*",
         "Concurrent*",
         "Callback.*",

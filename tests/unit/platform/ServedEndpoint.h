@@ -7,6 +7,8 @@
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
+#include <LogClient.h>
+#include <RegionDataItem.h>
 #include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
@@ -15,23 +17,27 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 /// One endpoint and the service that it talks to, which sends what the test wants.
 class ServedEndpoint : public testing::Test {
 protected:
-    static constexpr unsigned int cif = 4;
+    static constexpr unsigned int hd = 2;
+    static constexpr unsigned int bitmap = messages::regionDataItem;
+    static constexpr unsigned int visibility = messages::regionVisItem;
     using Clock = std::chrono::steady_clock;
+    using Numbers = std::vector<unsigned int>;
 
     ServedEndpoint()
     {
         setenv("LINX_DIR", folder.Path().c_str(), 1);
         setenv("SUBTITLE_LOG", (folder / "log").c_str(), 1);
+        LogClient::Instance().Level(63);
         EXPECT_EQ(ipc->Init(), 0);
     }
     ~ServedEndpoint() override
@@ -41,6 +47,8 @@ protected:
         unsetenv("SUBTITLE_LOG");
     }
 
+    // Calls of the endpoint
+
     int Ping(int waitMs = eventDeadlineMs)
     {
         IpcMessage request;
@@ -48,21 +56,76 @@ protected:
         return ipc->Request("SubtitleMgr", request, messages::ping + 1, waitMs, nullptr);
     }
 
-    /// Has a connection when this returns, in `peer`.
-    void Connect()
+    int Notify(unsigned int size = 0, bool mayWait = true)
     {
-        auto served = std::async(std::launch::async, [this] {
-            peer = service.Accept();
-            peer->Reply(peer->ExpectRequest(messages::ping));
+        IpcMessage message;
+        EXPECT_EQ(message.Allocate(messages::quit, size, nullptr), 0);
+        return ipc->Notify("SubtitleMgr", message, mayWait);
+    }
+
+    int Send(std::size_t bytesOfBitmap, int limitMs = eventDeadlineMs)
+    {
+        RegionDataItem item;
+        item.data.assign(bytesOfBitmap, 3);
+        return SubtitleClient(*ipc, limitMs).SetRegionData(item);
+    }
+
+    int Subscribe(void (*callback)(LinxIpc*, void*), void* userData, unsigned int item = bitmap,
+                  int limitMs = eventDeadlineMs)
+    {
+        RegionVisItem unused;
+        return SubtitleClient(*ipc, limitMs).Subscribe(hd, item, unused, callback, userData);
+    }
+    int Subscribe() { return Subscribe(NoteRegion, &regions); }
+
+    int Unsubscribe(unsigned int number)
+    {
+        return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(number);
+    }
+
+    int Receive(int waitMs = eventDeadlineMs, unsigned int id = 0)
+    {
+        return ipc->Receive(waitMs, id, LinxIpc::emptyString, nullptr);
+    }
+
+    // Calls on another thread
+
+    template <typename Call>
+    static auto Beside(Call call)
+    {
+        return std::async(std::launch::async, std::move(call));
+    }
+
+    std::future<int> PingBeside(int waitMs = eventDeadlineMs)
+    {
+        return Beside([=] { return Ping(waitMs); });
+    }
+
+    /// A Receive() that is waiting when this returns.
+    std::future<int> ReceiveBeside(int waitMs = eventDeadlineMs)
+    {
+        auto result = Beside([=] {
+            int received;
+            do {  // only one of the two may be inside
+                received = Receive(waitMs);
+            } while (received == EBUSY);
+            return received;
         });
-        ASSERT_EQ(Ping(), 0);
-        served.get();
+        Await([this] { return Receive(0) == EBUSY; });
+        return result;
+    }
+
+    // What the service does
+
+    void Answer(unsigned int messageId = messages::ping, const std::string& payload = "")
+    {
+        peer->Reply(peer->ExpectRequest(messageId), payload);
     }
 
     /// Answers each request until the endpoint closes its connection.
     std::future<void> AnswerAll()
     {
-        return std::async(std::launch::async, [this] {
+        return Beside([this] {
             try {
                 for (;;) {
                     const RawFrame frame = peer->ReceiveFrame();
@@ -75,48 +138,84 @@ protected:
         });
     }
 
-    int Subscribe(unsigned int item, unsigned int& count, int limitMs = eventDeadlineMs)
+    /// A bitmap of \p region with one pixel.
+    static std::string Bitmap(unsigned int region)
     {
-        RegionVisItem unused;
-        return SubtitleClient(*ipc, limitMs).Subscribe(cif, item, unused, Count, &count);
+        return FrameBytes(FrameKind::Notification, bitmap, hd, Bytes({region, 0, 0, 0, 0, 1, 0}));
+    }
+    static std::string Bitmaps(unsigned int count)
+    {
+        std::string frames;
+        for (unsigned int i = 0; i < count; ++i) {
+            frames += Bitmap(i % 251);
+        }
+        return frames;
+    }
+    static std::string Visibility(unsigned int number)
+    {
+        return FrameBytes(FrameKind::Notification, visibility, number, Bytes({1, 1}));
     }
 
-    std::future<int> SubscribeBeside(unsigned int item, unsigned int& count,
-                                     int limitMs = eventDeadlineMs)
+    void EndService()
     {
-        return std::async(std::launch::async,
-                          [=, &count] { return Subscribe(item, count, limitMs); });
+        service.reset();
+        peer.reset();
+    }
+    void RestartService()
+    {
+        EndService();
+        service = std::make_unique<RawService>(folder / "SubtitleMgr");
+    }
+    void AcceptClient() { peer = service->Accept(); }
+
+    // What both do
+
+    void ExpectPing(bool isFirst = false)
+    {
+        auto ping = PingBeside();
+        if (isFirst) {
+            AcceptClient();
+        }
+        Answer();
+        ASSERT_EQ(ping.get(), 0);
     }
 
+    /// Has a connection when this returns, in `peer`.
+    void Connect() { ExpectPing(/*isFirst*/ true); }
+
+    /// The same, and a subscription with this callback.
+    void ConnectAndSubscribe(void (*callback)(LinxIpc*, void*), void* userData)
+    {
+        auto subscribed = Beside([=] { return Subscribe(callback, userData); });
+        AcceptClient();
+        EXPECT_EQ(peer->AcceptSubscription(), hd);
+        ASSERT_EQ(subscribed.get(), 0);
+    }
+    void ConnectAndSubscribe() { ConnectAndSubscribe(NoteRegion, &regions); }
+
+    /// Receives the bitmaps \p first to before \p end of Bitmaps().
+    void ExpectBitmaps(unsigned int first, unsigned int end)
+    {
+        for (unsigned int i = first; i < end; ++i) {
+            ASSERT_EQ(Receive(), 0) << i;
+            ASSERT_EQ(regions.back(), i % 251);
+        }
+    }
+
+    /// Nothing that the service has sent so far is left to receive.
+    void ExpectNothingMore()
+    {
+        ExpectPing();
+        EXPECT_EQ(Receive(0), ETIMEDOUT);
+    }
+
+    static void NoteRegion(LinxIpc* from, void* regions)
+    {
+        static_cast<Numbers*>(regions)->push_back(from->ReceivedMessage().Payload()[0]);
+    }
     static void Count(LinxIpc*, void* counter) { ++*static_cast<unsigned int*>(counter); }
 
-    void Publish(unsigned int item)
-    {
-        const std::string record =
-            item == messages::regionVisItem ? Bytes({1, 1}) : Bytes({1, 2, 0, 0, 0, 0});
-        peer->SendFrame(FrameKind::Notification, item, cif, record);
-    }
-
-    int Receive(int waitMs = eventDeadlineMs)
-    {
-        return ipc->Receive(waitMs, 0, LinxIpc::emptyString, nullptr);
-    }
-
-    /// A Receive() on another thread, which is waiting when this returns.
-    std::future<int> ReceiveBeside()
-    {
-        auto result = std::async(std::launch::async, [this] {
-            int received;
-            do {  // only one of the two may be inside
-                received = Receive();
-            } while (received == EBUSY);
-            return received;
-        });
-        Await([this] { return Receive(0) == EBUSY; });
-        return result;
-    }
-
-    /// Fails the test when \p condition does not come true in time.
+    /// Fails the test when \p condition does not become true in time.
     template <typename Condition>
     static void Await(const Condition& condition)
     {
@@ -127,8 +226,15 @@ protected:
         }
     }
 
-    TempDir folder;
-    RawService service{folder / "SubtitleMgr"};
+    void ExpectLogged(const std::string& text) const
+    {
+        const std::string log = ReadWholeFile(folder / "log");
+        EXPECT_NE(log.find(text), std::string::npos) << log.substr(0, 400);
+    }
+
+    const TempDir folder;
+    std::unique_ptr<RawService> service = std::make_unique<RawService>(folder / "SubtitleMgr");
     std::unique_ptr<RawConnection> peer;
     std::unique_ptr<LinxIpc> ipc = std::make_unique<LinxIpc>("TheEndpoint");
+    Numbers regions;  ///< of the bitmaps received
 };

@@ -1,21 +1,15 @@
 #include <CommonCli.h>
-#include <LinxIpc.h>
 
-#include "tests/harness/RawPeer.h"
-#include "tests/harness/TempDir.h"
 #include "tests/unit/captured_console.h"
+#include "tests/unit/platform/ServedEndpoint.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <functional>
-#include <future>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
+
+using Calls = std::vector<std::string>;
 
 /// A tool that writes down what the frame calls.
 class RecordingTool : public CommonCli {
@@ -43,14 +37,12 @@ public:
         return CommonCli::PostInit();
     }
 
-    std::vector<std::string> calls;
+    Calls calls;
     std::map<int, int> results;
     int preInitResult = 1;
 };
 
-using Calls = std::vector<std::string>;
-
-class TheFrame : public testing::Test {
+class OptionFrame : public testing::Test {
 protected:
     Calls Run(std::vector<std::string> words)
     {
@@ -63,9 +55,10 @@ protected:
             argv.push_back(word.data());
         }
         argv.push_back(nullptr);
-        testing::internal::CaptureStderr();
-        result = tool.Go(argv.data(), static_cast<int>(words.size()), "ab:c", longOptions);
-        errors = testing::internal::GetCapturedStderr();
+        tool.calls.clear();
+        errors = ErrorsOf([&] {
+            result = tool.Go(argv.data(), static_cast<int>(words.size()), "ab:c", longOptions);
+        });
         return tool.calls;
     }
 
@@ -74,68 +67,37 @@ protected:
     std::string errors;
 };
 
-TEST_F(TheFrame, CallsEachOptionInItsOrder)
+TEST_F(OptionFrame, CallsEachOptionInItsOrder)
 {
     EXPECT_EQ(Run({"-c", "--beta", "x", "-a", "-by"}),
               (Calls{"pre", "c", "bx", "a", "by", "run", "post"}));
     EXPECT_EQ(result, 1);
+    EXPECT_EQ(Run({"--al"}), (Calls{"pre", "a", "run", "post"})) << "abbreviated";
 }
 
-TEST_F(TheFrame, GoesOnWhenPreInitFailed)
+TEST_F(OptionFrame, GoesOnWhenPreInitFailed)
 {
     tool.preInitResult = 2;
-    EXPECT_EQ(Run({"-a"}), (Calls{"pre", "a", "run", "post"}));
+    tool.results['c'] = 1;
+    EXPECT_EQ(Run({"-c", "-a"}), (Calls{"pre", "c", "a", "run", "post"}));
 }
 
-TEST_F(TheFrame, HandlesNoOptionAfterAMistake)
+TEST_F(OptionFrame, HandlesNoOptionAfterAMistake)
 {
     tool.results['a'] = 2;
     EXPECT_EQ(Run({"-c", "-a", "-c", "stray"}), (Calls{"pre", "c", "a", "run", "post"}));
     EXPECT_EQ(result, 2);
 }
 
-TEST_F(TheFrame, GoesOnAfterAnOptionThatOnlyConfigures)
-{
-    tool.results['c'] = 1;
-    EXPECT_EQ(Run({"-c", "-a"}), (Calls{"pre", "c", "a", "run", "post"}));
-}
-
-TEST_F(TheFrame, ShowsTheUsageWithoutAnyOption)
+TEST_F(OptionFrame, ShowsTheUsageWithoutOptionOrForAStrayWord)
 {
     EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
     EXPECT_EQ(result, 2);
-}
-
-TEST_F(TheFrame, ActsOnTheOptionsAndThenShowsTheUsageForAStrayWord)
-{
     EXPECT_EQ(Run({"stray", "-a"}), (Calls{"pre", "a", "usage", "run", "post"}));
-}
-
-TEST_F(TheFrame, TakesWhatFollowsTwoDashesAsAStrayWord)
-{
     EXPECT_EQ(Run({"-a", "--", "-c"}), (Calls{"pre", "a", "usage", "run", "post"}));
 }
 
-TEST_F(TheFrame, PassesAnUnknownOptionOnAndNamesTheProgram)
-{
-    tool.results['?'] = 2;
-    EXPECT_EQ(Run({"-z", "-a"}), (Calls{"pre", "?", "run", "post"}));
-    EXPECT_EQ(errors, "TheTool: invalid option -- 'z'\n");
-}
-
-TEST_F(TheFrame, PassesAMissingArgumentOnAndNamesTheProgram)
-{
-    tool.results['?'] = 2;
-    EXPECT_EQ(Run({"-b"}), (Calls{"pre", "?", "run", "post"}));
-    EXPECT_EQ(errors, "TheTool: option requires an argument -- 'b'\n");
-}
-
-TEST_F(TheFrame, TakesAnAbbreviatedLongOption)
-{
-    EXPECT_EQ(Run({"--al"}), (Calls{"pre", "a", "run", "post"}));
-}
-
-TEST_F(TheFrame, ShowsTheUsageWithoutEvenAProgramName)
+TEST_F(OptionFrame, ShowsTheUsageWithoutAProgramName)
 {
     char* none[] = {nullptr};
     option longOptions[] = {{nullptr, 0, nullptr, 0}};
@@ -143,65 +105,61 @@ TEST_F(TheFrame, ShowsTheUsageWithoutEvenAProgramName)
     EXPECT_EQ(tool.calls, (Calls{"pre", "usage", "run", "post"}));
 }
 
-constexpr unsigned int getLogLevel = 0x3C10;
-constexpr unsigned int setLogLevel = 0x3C12;
+TEST_F(OptionFrame, PassesAnUnknownOptionAndAMissingArgumentOn)
+{
+    tool.results['?'] = 2;
+    EXPECT_EQ(Run({"-z", "-a"}), (Calls{"pre", "?", "run", "post"}));
+    EXPECT_EQ(errors, "TheTool: invalid option -- 'z'\n");
+    EXPECT_EQ(Run({"-b"}), (Calls{"pre", "?", "run", "post"}));
+    EXPECT_EQ(errors, "TheTool: option requires an argument -- 'b'\n");
+}
+
 const std::string accepted = U32(0);
 const std::string refused = U32(1);
 
-/// What a tool does about the level, with a service that says what the test wants.
-class TheLevelOfAService : public testing::Test {
+class LogLevelOfService : public ServedEndpoint {
 protected:
-    TheLevelOfAService()
-    {
-        setenv("LINX_DIR", folder.Path().c_str(), 1);
-        EXPECT_EQ(ipc.Init(), 0);
-    }
-    ~TheLevelOfAService() override { unsetenv("LINX_DIR"); }
+    LogLevelOfService() { Connect(); }
 
-    /// The result of HandleLogLevel() when \p typed is the answer to its question.
-    int Handled(const std::string& typed, const std::function<void(RawConnection&)>& talk)
+    /// The service answers a request for its level, then one to set it, as far as it is asked.
+    int Handle(const std::string& typed, const std::string& shown,
+               const std::string& answerToSet = "")
     {
-        auto served = Serve(talk);
+        auto served = Beside([=] {
+            Answer(messages::getLogLevel, shown);
+            if (!answerToSet.empty()) {
+                AnswerSet(9, answerToSet);
+            }
+        });
         const TypedInput input(typed);
         int result = 0;
-        OutputOf([&] { errors = ErrorsOf([&] { result = tool.HandleLogLevel(ipc, name); }); });
+        OutputOf(
+            [&] { errors = ErrorsOf([&] { result = tool.HandleLogLevel(*ipc, "SubtitleMgr"); }); });
         served.get();
         return result;
     }
 
     int Set(unsigned int level, const std::string& answer)
     {
-        auto served = Serve([&](RawConnection& peer) {
-            const RawFrame request = peer.ExpectRequest(setLogLevel);
-            EXPECT_EQ(request.payload, U32(level));
-            peer.Reply(request, answer);
-        });
+        auto served = Beside([=] { AnswerSet(level, answer); });
         int result = 0;
-        errors = ErrorsOf([&] { result = tool.SetLogLevel(ipc, name, level); });
+        errors = ErrorsOf([&] { result = tool.SetLogLevel(*ipc, "SubtitleMgr", level); });
         served.get();
         return result;
     }
 
-    std::future<void> Serve(const std::function<void(RawConnection&)>& talk)
+    void AnswerSet(unsigned int level, const std::string& answer)
     {
-        return std::async(std::launch::async, [this, talk] {
-            if (!connection) {
-                connection = service.Accept();
-            }
-            talk(*connection);
-        });
+        const RawFrame request = peer->ExpectRequest(messages::setLogLevel);
+        EXPECT_EQ(request.payload, U32(level));
+        peer->Reply(request, answer);
     }
 
-    const std::string name = "SubtitleMgr";
-    TempDir folder;
-    RawService service{folder / "SubtitleMgr"};
-    std::unique_ptr<RawConnection> connection;
-    LinxIpc ipc{"TheTool"};
     RecordingTool tool;
     std::string errors;
 };
 
-TEST_F(TheLevelOfAService, IsOneResultWhenItWasSetAndAnotherWhenNot)
+TEST_F(LogLevelOfService, GivesAnotherResultWhenItIsRefused)
 {
     EXPECT_EQ(Set(0x01020304, accepted), 1);
     EXPECT_EQ(errors, "");
@@ -209,36 +167,20 @@ TEST_F(TheLevelOfAService, IsOneResultWhenItWasSetAndAnotherWhenNot)
     EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: the service refused it\n");
 }
 
-TEST_F(TheLevelOfAService, IsAnActionWhenItWasAskedForAndSet)
+TEST_F(LogLevelOfService, IsAnActionWhenItWasAskedForAndSet)
 {
-    const auto showAndSet = [](RawConnection& peer) {
-        peer.Reply(peer.ExpectRequest(getLogLevel), accepted + U32(7));
-        const RawFrame request = peer.ExpectRequest(setLogLevel);
-        EXPECT_EQ(request.payload, U32(9));
-        peer.Reply(request, accepted);
-    };
-    EXPECT_EQ(Handled("9\n", showAndSet), 3);
+    EXPECT_EQ(Handle("9\n", accepted + U32(7), accepted), 3);
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(TheLevelOfAService, IsAMistakeWhenItCannotBeHadOrSet)
+TEST_F(LogLevelOfService, IsAMistakeWhenItCannotBeShownOrSet)
 {
-    const auto refuse = [](RawConnection& peer) {
-        peer.Reply(peer.ExpectRequest(getLogLevel), refused + U32(0));
-    };
-    EXPECT_EQ(Handled("9\n", refuse), 2);
-    const auto show = [](RawConnection& peer) {
-        peer.Reply(peer.ExpectRequest(getLogLevel), accepted + U32(7));
-    };
-    EXPECT_EQ(Handled("nine\n", show), 2);
-    EXPECT_EQ(Handled("99999999999999999999999\n", show), 2);
+    EXPECT_EQ(Handle("9\n", refused + U32(0)), 2);
+    EXPECT_EQ(Handle("nine\n", accepted + U32(7)), 2);
+    EXPECT_EQ(Handle("99999999999999999999999\n", accepted + U32(7)), 2);
     EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: not a number from 0 to "
                       "4294967295: 99999999999999999999999\n");
-    const auto showAndRefuse = [&](RawConnection& peer) {
-        show(peer);
-        peer.Reply(peer.ExpectRequest(setLogLevel), refused);
-    };
-    EXPECT_EQ(Handled("9\n", showAndRefuse), 2);
+    EXPECT_EQ(Handle("9\n", accepted + U32(7), refused), 2);
 }
 
 }  // namespace

@@ -1,22 +1,143 @@
-// Calls that meet other calls while they send or wait for their reply.
+// Calls on several threads, which share the one connection of their endpoint.
 
 #include "tests/unit/platform/ServedEndpoint.h"
 
-#include <algorithm>
 #include <atomic>
-#include <string>
+#include <functional>
 
 namespace {
 
-class ConcurrentNotify : public ServedEndpoint {
-protected:
-    int Notify()
-    {
-        IpcMessage message;
-        EXPECT_EQ(message.Allocate(messages::quit, 0, nullptr), 0);
-        return ipc->Notify("SubtitleMgr", message, /*flag*/ false);
+constexpr std::size_t moreThanASocketHolds = 8 * 1024 * 1024;
+
+using ConcurrentRequests = ServedEndpoint;
+
+TEST_F(ConcurrentRequests, MakeOneConnection)
+{
+    std::vector<std::future<int>> pings;
+    for (int i = 0; i < 40; ++i) {
+        pings.push_back(PingBeside());
     }
+    AcceptClient();
+    for (std::size_t i = 0; i < pings.size(); ++i) {
+        Answer();
+    }
+    for (auto& ping : pings) {
+        EXPECT_EQ(ping.get(), 0);
+    }
+    EXPECT_FALSE(service->HasClient());
+}
+
+TEST_F(ConcurrentRequests, AreMadeAgainAfterALoss)
+{
+    Connect();
+    auto large = Beside([this] { return Send(moreThanASocketHolds); });
+    EXPECT_EQ(peer->ReceiveHeader().messageId, messages::setRegionData);
+    std::vector<std::future<int>> waiting;
+    for (int i = 0; i < 8; ++i) {
+        waiting.push_back(PingBeside());  // for its turn to be sent
+    }
+    peer->Close();
+    AcceptClient();
+    for (int i = 0; i < 9; ++i) {
+        const RawFrame request = peer->ReceiveFrame();
+        peer->Reply(request, request.header.messageId == messages::ping ? "" : U32(0));
+    }
+    EXPECT_EQ(large.get(), 0);
+    for (auto& ping : waiting) {
+        EXPECT_EQ(ping.get(), 0);
+    }
+}
+
+/// Its bytes would come amid those of the frame that is half sent.
+TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
+{
+    Connect();
+    auto large = Beside([this] { return Notify(IpcMessage::maxLength); });
+    EXPECT_EQ(peer->ReceiveHeader().messageId, messages::quit);
+    EXPECT_EQ(Ping(50), ETIMEDOUT);
+    peer->ReceiveFrame();
+    EXPECT_EQ(large.get(), 0);
+    ExpectPing();  // the next one, not that which gave up
+}
+
+TEST_F(ConcurrentRequests, AreAnsweredWhileAnotherCallReads)
+{
+    ConnectAndSubscribe();
+    auto received = ReceiveBeside(-1);
+    auto large = Beside([this] { return Send(moreThanASocketHolds); });
+    Answer(messages::setRegionData, U32(0));
+    EXPECT_EQ(large.get(), 0);
+    for (int i = 0; i < 20; ++i) {
+        auto ping = PingBeside(-1);
+        Answer();
+        EXPECT_EQ(ping.get(), 0);
+    }
+    peer->Send(Bitmap(1));
+    EXPECT_EQ(received.get(), 0);
+}
+
+TEST_F(ConcurrentRequests, LeaveTheReadingToALaterCall)
+{
+    ConnectAndSubscribe();
+    auto ping = PingBeside();
+    const RawFrame request = peer->ExpectRequest(messages::ping);
+    auto received = ReceiveBeside();
+    peer->Reply(request);
+    EXPECT_EQ(ping.get(), 0);
+    peer->Send(Bitmap(1));
+    EXPECT_EQ(received.get(), 0);
+}
+
+TEST_F(ConcurrentRequests, LeaveTheReceivedMessageAlone)
+{
+    using PingOnAnotherThread = std::function<int()>;
+    PingOnAnotherThread ping = [this] { return PingBeside().get(); };
+    const auto handler = [](LinxIpc* from, void* other) {
+        unsigned char* const before = from->ReceivedMessage().Payload();
+        EXPECT_EQ((*static_cast<PingOnAnotherThread*>(other))(), 0);
+        EXPECT_EQ(from->ReceivedMessage().Payload(), before);
+        EXPECT_EQ(before[0], 3);
+    };
+    ConnectAndSubscribe(handler, &ping);
+    peer->Send(Bitmap(3));
+    auto received = Beside([this] { return Receive(); });
+    const RawFrame request = peer->ExpectRequest(messages::ping);
+    for (unsigned int i = 0; i < 200; ++i) {
+        peer->SendFrame(FrameKind::Notification, bitmap, hd,
+                        Bytes({9, 0}) + U32(2000) + std::string(2000, '\1'));
+    }
+    peer->Reply(request);
+    EXPECT_EQ(received.get(), 0);
+}
+
+/// One client that is not accepted fills the queue of this service.
+class BusyService : public ServedEndpoint {
+protected:
+    BusyService()
+    {
+        EndService();
+        service = std::make_unique<RawService>(folder / "SubtitleMgr", /*waiting*/ 0);
+        EXPECT_EQ(other.Init(), 0);
+        IpcMessage request;
+        EXPECT_EQ(request.Allocate(messages::ping, 0, nullptr), 0);
+        EXPECT_EQ(other.Request("SubtitleMgr", request, messages::ping + 1, 0, nullptr), ETIMEDOUT);
+    }
+
+    LinxIpc other{"Other"};
 };
+
+/// A service that is stopped would otherwise hold a ping until it goes on.
+TEST_F(BusyService, IsWaitedForASecondAtMostAlsoWithoutLimit)
+{
+    const auto start = Clock::now();
+    auto patient = PingBeside(-1);
+    EXPECT_EQ(Ping(50), ETIMEDOUT) << "does not wait as long as the other";
+    EXPECT_EQ(patient.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_EQ(patient.get(), ETIMEDOUT);
+    EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
+}
+
+using ConcurrentNotify = ServedEndpoint;
 
 /// Few enough are under way that the socket always has room.
 TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
@@ -26,7 +147,7 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
     constexpr int callsAtATime = 100;
     std::atomic<bool> isOver{false};
     auto served = AnswerAll();
-    auto sender = std::async(std::launch::async, [&] {
+    auto sender = Beside([&] {
         int failures = 0;
         while (!isOver) {
             failures += Ping() != 0;
@@ -35,7 +156,7 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
     });
     int failures = 0;
     for (int call = 1; call <= calls; ++call) {
-        failures += Notify() != 0;
+        failures += Notify(0, /*mayWait*/ false) != 0;
         if (call % callsAtATime == 0) {
             EXPECT_EQ(Ping(), 0);  // the service has taken them all
         }
@@ -48,62 +169,15 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
 }
 
 /// It would have to wait for what the other one waits for.
-TEST_F(ConcurrentNotify, FailsAtOnceWhileAnotherSenderWaitsForRoom)
+TEST_F(ConcurrentNotify, FailsAtOnceWhileAnotherWaitsForRoom)
 {
     Connect();
-    auto large = std::async(std::launch::async, [this] {
-        IpcMessage message;
-        EXPECT_EQ(message.Allocate(messages::quit, IpcMessage::maxLength, nullptr), 0);
-        return ipc->Notify("SubtitleMgr", message, /*flag*/ true);
-    });
-    Await([this] { return Notify() == EAGAIN; });
-    EXPECT_EQ(peer->ReceiveFrame().header.messageId, messages::quit);
+    auto large = Beside([this] { return Notify(IpcMessage::maxLength); });
+    Await([this] { return Notify(0, /*mayWait*/ false) == EAGAIN; });
     while (large.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        peer->ReceiveFrame();
+        EXPECT_EQ(peer->ReceiveFrame().header.messageId, messages::quit);
     }
     EXPECT_EQ(large.get(), 0);
-}
-
-using ConcurrentRequest = ServedEndpoint;
-
-TEST_F(ConcurrentRequest, TakesItsReplyIntoTheRequest)
-{
-    Connect();
-    auto served = std::async(std::launch::async, [this] {
-        const RawFrame request = peer->ReceiveFrame();
-        EXPECT_EQ(request.payload, "question");
-        peer->Reply(request, "an answer that is longer");
-        peer->Reply(peer->ReceiveFrame(), "no");
-    });
-    IpcMessage message;
-    char question[] = "question";
-    for (const std::string answer : {"an answer that is longer", "no"}) {
-        ASSERT_EQ(message.Allocate(0x4000, 8, question), 0);
-        ASSERT_EQ(ipc->Request("SubtitleMgr", message, 0x4001, eventDeadlineMs, &message), 0);
-        EXPECT_EQ(std::string(message.Payload(), message.Payload() + answer.size()), answer);
-    }
-    served.get();
-}
-
-/// The endpoint reads while it cannot send, so the reply may come amid the request.
-TEST_F(ConcurrentRequest, IsSentAsItWasThoughItsReplyComesBeforeItsEnd)
-{
-    Connect();
-    constexpr std::size_t size = 8 * 1024 * 1024;
-    IpcMessage message;
-    ASSERT_EQ(message.Allocate(0x4000, size, nullptr), 0);
-    std::fill_n(message.Payload(), size, static_cast<unsigned char>('q'));
-    auto result = std::async(std::launch::async, [&] {
-        return ipc->Request("SubtitleMgr", message, 0x4001, eventDeadlineMs, &message);
-    });
-    const std::string answer(1024 * 1024, 'a');
-    const FrameHeader asked = peer->ReceiveHeader();
-    peer->SendFrame(FrameKind::Reply, 0x4001, asked.correlation, answer);
-    const RawFrame request = peer->ReceiveFrame();
-    EXPECT_EQ(request.payload.size(), size);
-    EXPECT_EQ(request.payload.find_first_not_of('q'), std::string::npos);
-    ASSERT_EQ(result.get(), 0);
-    EXPECT_EQ(std::string(message.Payload(), message.Payload() + answer.size()), answer);
 }
 
 }  // namespace

@@ -4,32 +4,25 @@
 
 #include <thread>
 
-using namespace platform;
+using platform::Deadline;
 
 namespace {
 
-using Clock = Deadline::Clock;
-using std::chrono::milliseconds;
+const Deadline never(-1);
 
-TEST(ADeadline, WithoutLimitNeverPasses)
+TEST(Deadline, NeverPassesWithoutLimit)
 {
-    const Deadline never(-1);
     EXPECT_FALSE(never.IsLimited());
     EXPECT_FALSE(never.HasPassed());
     EXPECT_EQ(never.RemainingMs(), -1);
 }
 
-TEST(ADeadline, OfNoTimeHasPassedAtOnce)
+TEST(Deadline, HasTimeLeftUntilItPasses)
 {
-    const Deadline now(0);
-    EXPECT_TRUE(now.IsLimited());
-    EXPECT_TRUE(now.HasPassed());
-    EXPECT_EQ(now.RemainingMs(), 0);
-}
-
-TEST(ADeadline, HasTimeLeftUntilItPasses)
-{
+    EXPECT_TRUE(Deadline(0).HasPassed());
+    EXPECT_EQ(Deadline(0).RemainingMs(), 0);
     const Deadline later(20);
+    EXPECT_TRUE(later.IsLimited());
     EXPECT_GE(later.RemainingMs(), 0);
     EXPECT_LE(later.RemainingMs(), 20);
     std::this_thread::sleep_until(later.At());
@@ -38,21 +31,20 @@ TEST(ADeadline, HasTimeLeftUntilItPasses)
 }
 
 /// A wait of that length must not end before the time has come.
-TEST(ADeadline, RoundsWhatIsLeftUp)
+TEST(Deadline, RoundsWhatIsLeftUp)
 {
     for (int i = 0; i < 10; ++i) {
-        const Deadline soon(3600000);
-        const int left = soon.RemainingMs();
-        EXPECT_GE(Clock::now() + milliseconds(left), soon.At());
+        const Deadline hour(3600000);
+        const int left = hour.RemainingMs();
+        EXPECT_GE(Deadline::Clock::now() + std::chrono::milliseconds(left), hour.At());
         EXPECT_LE(left, 3600000);
     }
 }
 
-TEST(ADeadline, IsCutToTheSoonerOfTwoTimes)
+TEST(Deadline, GivesTheSoonerOfTwo)
 {
     const Deadline hour(3600000);
     const Deadline second(1000);
-    const Deadline never(-1);
     EXPECT_EQ(hour.Sooner(second).At(), second.At());
     EXPECT_EQ(second.Sooner(hour).At(), second.At());
     EXPECT_EQ(never.Sooner(second).At(), second.At());

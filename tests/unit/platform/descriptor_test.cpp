@@ -7,82 +7,60 @@
 #include <unistd.h>
 #include <utility>
 
-using namespace platform;
-
 namespace {
 
 bool IsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
 
-/// One of the three standard descriptors, closed as long as this lives.
-class ClosedStandard {
-public:
-    explicit ClosedStandard(int fd) : number(fd), kept(fcntl(fd, F_DUPFD_CLOEXEC, 10))
-    {
-        close(number);
-    }
-    ~ClosedStandard()
-    {
-        dup2(kept, number);
-        close(kept);
-    }
-    ClosedStandard(const ClosedStandard&) = delete;
-    ClosedStandard& operator=(const ClosedStandard&) = delete;
+int OpenNull() { return open("/dev/null", O_RDWR | O_CLOEXEC); }
 
-private:
-    int number;
-    int kept;
-};
-
-TEST(ADescriptor, NeverTakesThePlaceOfAStandardOne)
+TEST(Descriptor, NeverReplacesAStandardOne)
 {
     for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
-        bool wasInPlace = false;
-        bool isInPlace = true;
+        const int kept = fcntl(number, F_DUPFD_CLOEXEC, 10);
+        close(number);
+        const int opened = OpenNull();
+        bool isInPlace = false;
         bool isOpenElsewhere = false;
         {
-            const ClosedStandard closed(number);
-            const int opened = open("/dev/null", O_RDWR | O_CLOEXEC);
-            wasInPlace = opened == number;
-            const Descriptor descriptor(opened);
+            const platform::Descriptor descriptor(opened);
             isInPlace = IsOpen(number);
             isOpenElsewhere = descriptor.Get() > STDERR_FILENO && IsOpen(descriptor.Get());
         }
-        EXPECT_TRUE(wasInPlace) << number;
+        dup2(kept, number);
+        close(kept);
+        EXPECT_EQ(opened, number);
         EXPECT_FALSE(isInPlace) << number;
         EXPECT_TRUE(isOpenElsewhere) << number;
     }
 }
 
-TEST(ADescriptor, KeepsAnyOtherNumber)
-{
-    const int opened = open("/dev/null", O_RDWR | O_CLOEXEC);
-    ASSERT_GT(opened, STDERR_FILENO);
-    {
-        const Descriptor descriptor(opened);
-        EXPECT_EQ(descriptor.Get(), opened);
-    }
-    EXPECT_FALSE(IsOpen(opened));
-}
-
-TEST(ADescriptor, IsNoneWhenNothingCouldBeOpened)
+TEST(Descriptor, IsNoneWhenNothingCouldBeOpened)
 {
     errno = EMFILE;
-    const Descriptor none(-1);
+    const platform::Descriptor none(-1);
     EXPECT_EQ(errno, EMFILE);
     EXPECT_FALSE(none);
 }
 
-TEST(ADescriptor, IsHandedOverAndClosedOnce)
+TEST(Descriptor, IsHandedOverAndClosedOnce)
 {
-    const int opened = open("/dev/null", O_RDWR | O_CLOEXEC);
-    Descriptor first(opened);
-    Descriptor second(std::move(first));
+    const int opened = OpenNull();
+    platform::Descriptor first(opened);
+    EXPECT_EQ(first.Get(), opened);
+    platform::Descriptor second(std::move(first));
     EXPECT_EQ(second.Get(), opened);
-    Descriptor third;
+    platform::Descriptor third;
     third = std::move(second);
     EXPECT_EQ(third.Get(), opened);
     EXPECT_TRUE(IsOpen(opened));
-    third = Descriptor();
+    third = platform::Descriptor();
+    EXPECT_FALSE(IsOpen(opened));
+}
+
+TEST(Descriptor, IsClosedAtItsEnd)
+{
+    const int opened = OpenNull();
+    platform::Descriptor{opened};
     EXPECT_FALSE(IsOpen(opened));
 }
 

@@ -10,59 +10,61 @@ using namespace platform;
 
 namespace {
 
-constexpr unsigned int pong = 0x3B02;
+constexpr unsigned int pong = messages::ping + 1;
 constexpr unsigned int first = 7;
 constexpr unsigned int second = 8;
 
-ReceivedFrame Pong(unsigned int correlation)
+ReceivedFrame Reply(unsigned int correlation, unsigned int length = 0)
 {
-    return {{FrameKind::Reply, pong, correlation, 0}, nullptr, nullptr};
+    return {{FrameKind::Reply, pong, correlation, length}, nullptr, nullptr};
 }
 
-TEST(ACallThatWaits, IsSettledByItsOwnReplyAlone)
-{
+class AwaitedReply : public testing::Test {
+protected:
+    AwaitedReply() { replies.Expect(first, pong); }
+
     ReplyTable replies;
-    replies.Expect(first, pong);
+};
+
+TEST_F(AwaitedReply, SettlesItsOwnCallAlone)
+{
     replies.Expect(second, pong);
-    EXPECT_TRUE(replies.Take(Pong(second)));
+    EXPECT_TRUE(replies.Take(Reply(second)));
     EXPECT_FALSE(replies.At(first).result);
     EXPECT_EQ(replies.At(second).result, 0);
     EXPECT_TRUE(replies.AreAwaited());
     replies.Forget(second);
-    EXPECT_TRUE(replies.Take(Pong(first)));
+    EXPECT_TRUE(replies.Take(Reply(first)));
     EXPECT_FALSE(replies.AreAwaited());
     EXPECT_EQ(replies.At(first).result, 0);
     EXPECT_EQ(replies.At(first).reply.header.correlation, first);
 }
 
-TEST(ACallThatWaits, KeepsTheFirstOfTwoAnswers)
+TEST_F(AwaitedReply, StaysWhateverComesAfterIt)
 {
-    ReplyTable replies;
-    replies.Expect(first, pong);
-    EXPECT_TRUE(replies.Take(Pong(first)));
-    ReceivedFrame wrong = Pong(first);
+    EXPECT_TRUE(replies.Take(Reply(first)));
+    ReceivedFrame wrong = Reply(first);
     wrong.header.messageId = 0x3CFF;
     EXPECT_FALSE(replies.Take(wrong));
     EXPECT_EQ(replies.At(first).result, 0);
 }
 
-TEST(ACallThatWaits, FailsWithAReplyOfAnotherNumber)
+TEST_F(AwaitedReply, FailsItsCallWhenItIsWrongOrMalformed)
 {
-    ReplyTable replies;
-    replies.Expect(first, pong + 1);
-    EXPECT_FALSE(replies.Take(Pong(first)));
+    replies.Expect(second, pong + 1);
+    EXPECT_FALSE(replies.Take(Reply(second)));
+    EXPECT_EQ(replies.At(second).result, EPROTO);
+    EXPECT_FALSE(replies.Take(Reply(first, 1)));
     EXPECT_EQ(replies.At(first).result, EPROTO);
 }
 
 /// It must not make notifications give way to its reply any longer.
-TEST(ACallThatGaveUp, IsNotWaitedForAnyLonger)
+TEST_F(AwaitedReply, IsNotAwaitedOnceItsCallGaveUp)
 {
-    ReplyTable replies;
-    replies.Expect(first, pong);
     EXPECT_TRUE(replies.AreAwaited());
     replies.Forget(first);
     EXPECT_FALSE(replies.AreAwaited());
-    EXPECT_FALSE(replies.Take(Pong(first)));
+    EXPECT_FALSE(replies.Take(Reply(first)));
     EXPECT_FALSE(replies.AreAwaited());
 }
 

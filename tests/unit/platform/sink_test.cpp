@@ -1,21 +1,18 @@
 #include "platform/src/sink.h"
 
 #include "tests/harness/SmallDisk.h"
-#include "tests/harness/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <new>
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <utility>
 
-using namespace platform;
+using platform::Descriptor;
 
 namespace {
 
@@ -51,27 +48,7 @@ std::string Read(const Descriptor& reader)
     return all;
 }
 
-void Write(Sink& sink, const std::string& line)
-{
-    sink.Write([&] { return line; });
-}
-
-std::string LossLine(unsigned int lost, const char* reason)
-{
-    return "lost " + std::to_string(lost) + ": " + reason + "\n";
-}
-
 const std::string line = std::string(99, 'x') + "\n";
-
-/// Writes lines until one is lost. \return how many were written or kept
-std::size_t Fill(Sink& sink)
-{
-    std::size_t count = 0;
-    for (; sink.Lost() == 0; ++count) {
-        Write(sink, line);
-    }
-    return count - 1;
-}
 
 std::string Lines(std::size_t count)
 {
@@ -82,35 +59,77 @@ std::string Lines(std::size_t count)
     return all;
 }
 
-/// Fills \p ends until it takes nothing more, then reads all.
-void ExpectOneKeptAndTheOthersCounted(const Ends& ends)
+std::string LossLine(unsigned int lost, const char* reason)
 {
-    const int flags = fcntl(ends.writer.Get(), F_GETFL);
-    Sink sink(LossLine, ends.writer.Get());
-    const std::size_t taken = Fill(sink);
-    Write(sink, line);
-    EXPECT_EQ(sink.Lost(), 2u);
-    EXPECT_FALSE(sink.Flush());
-    EXPECT_EQ(Read(ends.reader), Lines(taken - 1));
-    EXPECT_TRUE(sink.Flush());
-    EXPECT_EQ(sink.Lost(), 0u);
-    EXPECT_EQ(Read(ends.reader), line + "lost 2: it is not read\n");
-    Write(sink, "next\n");
-    EXPECT_EQ(Read(ends.reader), "next\n");
-    EXPECT_EQ(fcntl(ends.writer.Get(), F_GETFL), flags) << "others share it";
+    return "lost " + std::to_string(lost) + ": " + reason + "\n";
 }
 
-TEST(ASink, KeepsOneLineForAFullPipeAndCountsTheOthers)
+class Sink : public testing::Test {
+protected:
+    void Write(const std::string& text)
+    {
+        sink.Write([&] { return text; });
+    }
+
+    /// Writes lines until one is lost. \return how many were written or kept
+    std::size_t Fill()
+    {
+        std::size_t count = 0;
+        for (; sink.Lost() == 0; ++count) {
+            Write(line);
+        }
+        return count - 1;
+    }
+
+    /// Fills \p ends until it takes nothing more, then reads all.
+    void ExpectOneKeptAndTheOthersCounted(const Ends& ends)
+    {
+        const int flags = fcntl(ends.writer.Get(), F_GETFL);
+        sink.Use(ends.writer.Get());
+        const std::size_t taken = Fill();
+        Write(line);
+        EXPECT_EQ(sink.Lost(), 2u);
+        EXPECT_FALSE(sink.Flush());
+        EXPECT_EQ(Read(ends.reader), Lines(taken - 1));
+        EXPECT_TRUE(sink.Flush());
+        EXPECT_EQ(sink.Lost(), 0u);
+        EXPECT_EQ(Read(ends.reader), line + "lost 2: it is not read\n");
+        Write("next\n");
+        EXPECT_EQ(Read(ends.reader), "next\n");
+        EXPECT_EQ(fcntl(ends.writer.Get(), F_GETFL), flags) << "others share it";
+    }
+
+    /// Writes a line that is longer than what is free in \p ends.
+    void ExpectTheRestOfALineBeforeTheNext(const Ends& ends)
+    {
+        sink.Use(ends.writer.Get());
+        const std::string longLine = std::string(1000000, 'y') + "\n";
+        Write(longLine);
+        Write("lost\n");
+        std::string all = Read(ends.reader);
+        EXPECT_GT(all.size(), 0u);
+        EXPECT_LT(all.size(), longLine.size());
+        while (!sink.Flush()) {
+            all += Read(ends.reader);
+        }
+        Write("next\n");
+        EXPECT_TRUE(all + Read(ends.reader) == longLine + "lost 1: it is not read\nnext\n");
+    }
+
+    platform::Sink sink{LossLine};
+};
+
+TEST_F(Sink, KeepsOneLineForAFullPipeAndCountsTheOthers)
 {
     ExpectOneKeptAndTheOthersCounted(Pipe());
 }
 
-TEST(ASink, KeepsOneLineForAFullSocketAndCountsTheOthers)
+TEST_F(Sink, KeepsOneLineForAFullSocketAndCountsTheOthers)
 {
     ExpectOneKeptAndTheOthersCounted(SocketPair(SOCK_DGRAM));
 }
 
-TEST(ASink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
+TEST_F(Sink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
 {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
@@ -124,88 +143,68 @@ TEST(ASink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
     ASSERT_EQ(seteuid(0), 0);
 }
 
-/// A line that is longer than what is free in the pipe or socket.
-void ExpectTheRestOfALineBeforeTheNext(const Ends& ends)
-{
-    Sink sink(nullptr, ends.writer.Get());
-    const std::string longLine = std::string(1000000, 'y') + "\n";
-    Write(sink, longLine);
-    Write(sink, "lost\n");
-    std::string all = Read(ends.reader);
-    EXPECT_GT(all.size(), 0u);
-    EXPECT_LT(all.size(), longLine.size());
-    while (!sink.Flush()) {
-        all += Read(ends.reader);
-    }
-    Write(sink, "next\n");
-    EXPECT_TRUE(all + Read(ends.reader) == longLine + "next\n");
-    EXPECT_EQ(sink.Lost(), 1u);
-}
-
-TEST(ASink, FinishesTheRestOfALineInAPipeBeforeTheNext)
+TEST_F(Sink, FinishesTheRestOfALineInAPipeBeforeTheNext)
 {
     ExpectTheRestOfALineBeforeTheNext(Pipe());
 }
 
-TEST(ASink, FinishesTheRestOfALineInASocketBeforeTheNext)
+TEST_F(Sink, FinishesTheRestOfALineInASocketBeforeTheNext)
 {
     ExpectTheRestOfALineBeforeTheNext(SocketPair(SOCK_STREAM));
 }
 
-TEST(ASink, CountsLinesForAReaderThatHasGone)
+TEST_F(Sink, CountsLinesForAReaderThatHasGone)
 {
     for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
         Ends ends = SocketPair(type);
         ends.reader = Descriptor();
-        Sink sink(nullptr, ends.writer.Get());
-        Write(sink, line);  // with SIGPIPE at its default
-        EXPECT_EQ(sink.Lost(), 1u);
+        platform::Sink silent(nullptr, ends.writer.Get());
+        silent.Write([] { return line; });  // with SIGPIPE at its default
+        EXPECT_EQ(silent.Lost(), 1u);
     }
 }
 
-TEST(ASink, CountsLinesForAClosedDescriptor)
+TEST_F(Sink, CountsLinesForAClosedDescriptor)
 {
-    Ends ends = Pipe();
-    Sink sink(LossLine, ends.writer.Get());
-    ends.writer = Descriptor();
-    Write(sink, line);
-    Write(sink, line);
+    const int closed = Pipe().writer.Get();
+    sink.Use(closed);
+    Write(line);
+    Write(line);
     EXPECT_EQ(sink.Lost(), 2u);
     EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
 }
 
-TEST(ASink, CountsALineThatThereIsNoMemoryFor)
+TEST_F(Sink, CountsALineThatThereIsNoMemoryFor)
 {
     const Ends ends = Pipe();
-    Sink sink(LossLine, ends.writer.Get());
+    sink.Use(ends.writer.Get());
     EXPECT_NO_THROW(sink.Write([]() -> std::string { throw std::bad_alloc(); }));
-    Write(sink, "next\n");
+    Write("next\n");
     EXPECT_EQ(Read(ends.reader), "lost 1: Cannot allocate memory\nnext\n");
 }
 
-TEST(ASink, GoesOnWithTheFileThatItsDescriptorIsGiven)
+TEST_F(Sink, GoesOnWithTheFileThatItsDescriptorIsGiven)
 {
     const Ends first = Pipe();
     const Ends second = Pipe();
-    const Descriptor descriptor(fcntl(first.writer.Get(), F_DUPFD_CLOEXEC, 10));
-    Sink sink(nullptr, descriptor.Get());
-    Write(sink, "one\n");
-    ASSERT_EQ(dup2(second.writer.Get(), descriptor.Get()), descriptor.Get());
-    Write(sink, "two\n");
+    sink.Use(first.writer.Get());
+    Write("one\n");
+    ASSERT_EQ(dup2(second.writer.Get(), first.writer.Get()), first.writer.Get());
+    Write("two\n");
     EXPECT_EQ(Read(first.reader), "one\n");
     EXPECT_EQ(Read(second.reader), "two\n");
 }
 
 /// Opened as a shell does it for `>` and `>>`.
-class ASinkOfAFile : public testing::TestWithParam<int> {
+class SinkOfFile : public Sink, public testing::WithParamInterface<int> {
 protected:
-    Descriptor Open(const std::string& path) const
+    static Descriptor Open(const std::string& path)
     {
         return Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | GetParam(), 0600));
     }
 };
 
-TEST_P(ASinkOfAFile, CutsATornLineOffAndGoesOnAfterTheWholeOnes)
+TEST_P(SinkOfFile, CutsATornLineOff)
 {
     const SmallDisk disk("8k");
     if (!disk.IsMounted()) {
@@ -213,40 +212,41 @@ TEST_P(ASinkOfAFile, CutsATornLineOffAndGoesOnAfterTheWholeOnes)
     }
     WriteWholeFile(disk / "filler", std::string(4096, '.'));
     const Descriptor file = Open(disk / "file");
-    Sink sink(LossLine, file.Get());
-    const std::size_t taken = Fill(sink);
+    sink.Use(file.Get());
+    const std::size_t taken = Fill();
     EXPECT_EQ(taken, 4096 / line.size());
     EXPECT_STREQ(sink.Reason(), "No space left on device");
     EXPECT_TRUE(ReadWholeFile(disk / "file") == Lines(taken));
     unlink((disk / "filler").c_str());
-    Write(sink, "next\n");
+    Write("next\n");
     EXPECT_EQ(ReadWholeFile(disk / "file").substr(taken * line.size()),
               "lost 1: No space left on device\nnext\n");
 }
 
 /// SIGXFSZ would end this program.
-TEST_P(ASinkOfAFile, StaysBelowTheLimitOfItsSize)
+TEST_P(SinkOfFile, StaysBelowItsSizeLimit)
 {
     const TempDir folder;
     const Descriptor file = Open(folder / "file");
-    Sink sink(nullptr, file.Get());
-    Write(sink, line);
+    platform::Sink silent(nullptr, file.Get());
+    const auto write = [&] { silent.Write([] { return line; }); };
+    write();
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
     for (rlim_t place = 0; place < 12; ++place) {
         const rlimit limit{line.size() + place * line.size() / 12, before.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        Write(sink, line);
+        write();
         setrlimit(RLIMIT_FSIZE, &before);
         EXPECT_EQ(ReadWholeFile(folder / "file"), line) << place;
     }
-    Write(sink, "next\n");
-    EXPECT_EQ(ReadWholeFile(folder / "file"), line + "next\n");
-    EXPECT_EQ(sink.Lost(), 12u);
-    EXPECT_STREQ(sink.Reason(), "File too large");
+    write();
+    EXPECT_EQ(ReadWholeFile(folder / "file"), line + line);
+    EXPECT_EQ(silent.Lost(), 12u);
+    EXPECT_STREQ(silent.Reason(), "File too large");
 }
 
-INSTANTIATE_TEST_SUITE_P(Opened, ASinkOfAFile, testing::Values(O_TRUNC, O_APPEND),
+INSTANTIATE_TEST_SUITE_P(Opened, SinkOfFile, testing::Values(O_TRUNC, O_APPEND),
                          [](const auto& flag) {
                              return flag.param == O_APPEND ? "ToAppend" : "AtItsStart";
                          });

@@ -2,23 +2,22 @@
 
 #include <gtest/gtest.h>
 
-using namespace platform;
-
 namespace {
+
+using Callback = void (*)(LinxIpc*, void*);
 
 void First(LinxIpc*, void*) {}
 void Second(LinxIpc*, void*) {}
 
-constexpr unsigned int item = 0x3B19;
-constexpr unsigned int otherItem = 0x3B1C;
+constexpr unsigned int bitmap = 0x3B19;
+constexpr unsigned int visibility = 0x3B1C;
 
 /// Requests are numbered in the order in which they are added.
-class SubscriptionTableOfCalls : public testing::Test {
+class SubscriptionTable : public testing::Test {
 protected:
-    unsigned int Begin(unsigned int number, void (*callback)(LinxIpc*, void*) = First,
-                       unsigned int itemId = item)
+    unsigned int Begin(unsigned int number, Callback callback = First, unsigned int item = bitmap)
     {
-        table.Add({number, itemId, callback, nullptr}, ++lastRequest);
+        table.Add({number, item, callback, nullptr}, ++lastRequest);
         return lastRequest;
     }
 
@@ -34,52 +33,50 @@ protected:
         table.Forget(request);  // as its call does when it wakes
     }
 
-    auto CallbackFor(unsigned int number, unsigned int itemId = item) const
+    Callback CallbackFor(unsigned int number, unsigned int item = bitmap) const
     {
-        const Subscription* const found = table.Find(number, itemId);
+        const platform::Subscription* const found = table.Find(number, item);
         return found ? found->callback : nullptr;
     }
 
-    SubscriptionTable table;
+    std::size_t Accepted() const { return table.Accepted().size(); }
+
+    platform::SubscriptionTable table;
     unsigned int lastRequest = 0;
 };
 
-using ASubscription = SubscriptionTableOfCalls;
-
-TEST_F(ASubscription, TakesNotificationsBeforeItIsAccepted)
+TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAccepted)
 {
-    Begin(4);
+    const unsigned int request = Begin(4);
     EXPECT_EQ(CallbackFor(4), &First);
+    EXPECT_EQ(CallbackFor(4, visibility), nullptr);
+    EXPECT_EQ(CallbackFor(5), nullptr);
     EXPECT_FALSE(table.HasAccepted());
-}
-
-TEST_F(ASubscription, IsGoneWhenItsCallGaveUp)
-{
-    table.Forget(Begin(4));
+    table.Forget(request);
     EXPECT_EQ(CallbackFor(4), nullptr);
 }
 
-TEST_F(ASubscription, StaysWhenOnlyItsRepetitionFailed)
+TEST_F(SubscriptionTable, KeepsWhatARepetitionFailedToReplace)
 {
     Accept(Begin(4));
     table.Forget(Begin(4, Second));
     EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_EQ(table.Accepted().size(), 1u);
+    EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(ASubscription, MadeTwiceIsOneWithTheNewCallback)
+TEST_F(SubscriptionTable, ReplacesWhenARepetitionIsAccepted)
 {
     int userData = 0;
     Accept(Begin(4));
-    table.Add({4, item, Second, &userData}, ++lastRequest);
+    table.Add({4, bitmap, Second, &userData}, ++lastRequest);
     EXPECT_EQ(CallbackFor(4), &First);
     Accept(lastRequest);
-    ASSERT_EQ(table.Accepted().size(), 1u);
     EXPECT_EQ(CallbackFor(4), &Second);
-    EXPECT_EQ(table.Find(4, item)->userData, &userData);
+    EXPECT_EQ(table.Find(4, bitmap)->userData, &userData);
+    EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(ASubscription, ThatCoversANumberGoesOnUntilItsRepetitionIsAccepted)
+TEST_F(SubscriptionTable, ReplacesACoveringSubscription)
 {
     Accept(Begin(1));
     const unsigned int repetition = Begin(1, Second);
@@ -88,56 +85,7 @@ TEST_F(ASubscription, ThatCoversANumberGoesOnUntilItsRepetitionIsAccepted)
     EXPECT_EQ(CallbackFor(2), &Second);
 }
 
-TEST_F(ASubscription, TakesOnlyRecordsOfItsOwnKind)
-{
-    Begin(4);
-    EXPECT_EQ(CallbackFor(4, otherItem), nullptr);
-    EXPECT_EQ(CallbackFor(5), nullptr);
-}
-
-using ConcurrentSubscriptions = SubscriptionTableOfCalls;
-
-TEST_F(ConcurrentSubscriptions, OfOneNumberEachHaveTheirOwnEntry)
-{
-    const unsigned int first = Begin(4, First);
-    const unsigned int second = Begin(4, Second, otherItem);
-    EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_EQ(CallbackFor(4, otherItem), &Second);
-    table.Forget(second);
-    EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_EQ(CallbackFor(4, otherItem), nullptr);
-    Accept(first);
-    EXPECT_EQ(table.Accepted().size(), 1u);
-}
-
-TEST_F(ConcurrentSubscriptions, AreInForceInTheOrderOfTheAcceptances)
-{
-    const unsigned int first = Begin(4, First);
-    const unsigned int second = Begin(4, Second);
-    Accept(second);
-    EXPECT_EQ(CallbackFor(4), &Second);
-    Accept(first);
-    EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_EQ(table.Accepted().size(), 1u);
-}
-
-TEST_F(ConcurrentSubscriptions, EndOnlyWhenTheyWereAcceptedBefore)
-{
-    const unsigned int end = BeginToEnd(4);
-    const unsigned int later = Begin(4);
-    const unsigned int earlier = Begin(4, Second);
-    Accept(earlier);
-    Accept(end);
-    EXPECT_EQ(CallbackFor(4), &First) << "still on its way";
-    EXPECT_FALSE(table.HasAccepted());
-    Accept(later);
-    EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_TRUE(table.HasAccepted());
-}
-
-using TheSubscriptionForEveryFormat = SubscriptionTableOfCalls;
-
-TEST_F(TheSubscriptionForEveryFormat, TakesWhatNoOtherTakes)
+TEST_F(SubscriptionTable, FindsACoveringSubscriptionLast)
 {
     Begin(1);
     Begin(2, Second);
@@ -146,22 +94,55 @@ TEST_F(TheSubscriptionForEveryFormat, TakesWhatNoOtherTakes)
     EXPECT_EQ(CallbackFor(6), nullptr);
 }
 
-using RemovingNumberOne = SubscriptionTableOfCalls;
+TEST_F(SubscriptionTable, HasAnEntryForEachRequestOfOneNumber)
+{
+    const unsigned int first = Begin(4, First);
+    const unsigned int second = Begin(4, Second, visibility);
+    EXPECT_EQ(CallbackFor(4), &First);
+    EXPECT_EQ(CallbackFor(4, visibility), &Second);
+    table.Forget(second);
+    EXPECT_EQ(CallbackFor(4), &First);
+    EXPECT_EQ(CallbackFor(4, visibility), nullptr);
+    Accept(first);
+    EXPECT_EQ(Accepted(), 1u);
+}
 
-TEST_F(RemovingNumberOne, RemovesEveryFormatAndLeavesTheOthers)
+TEST_F(SubscriptionTable, FollowsTheOrderOfAcceptances)
+{
+    const unsigned int first = Begin(4, First);
+    const unsigned int second = Begin(4, Second);
+    Accept(second);
+    EXPECT_EQ(CallbackFor(4), &Second);
+    Accept(first);
+    EXPECT_EQ(CallbackFor(4), &First);
+    EXPECT_EQ(Accepted(), 1u);
+}
+
+TEST_F(SubscriptionTable, EndsOnlyWhatWasAcceptedBefore)
+{
+    const unsigned int end = BeginToEnd(4);
+    const unsigned int later = Begin(4);
+    Accept(Begin(4, Second));
+    Accept(end);
+    EXPECT_EQ(CallbackFor(4), &First) << "still on its way";
+    EXPECT_FALSE(table.HasAccepted());
+    Accept(later);
+    EXPECT_EQ(CallbackFor(4), &First);
+    EXPECT_TRUE(table.HasAccepted());
+}
+
+TEST_F(SubscriptionTable, EndsEveryFormatWithNumberOne)
 {
     for (const unsigned int number : {2u, 3u, 4u, 12u, 6u, 10u}) {
         Accept(Begin(number));
     }
     Accept(BeginToEnd(1));
-    ASSERT_EQ(table.Accepted().size(), 2u);
+    ASSERT_EQ(Accepted(), 2u);
     EXPECT_EQ(table.Accepted()[0].number, 6u);
     EXPECT_EQ(table.Accepted()[1].number, 10u);
 }
 
-using RemovingAnUnknownNumber = SubscriptionTableOfCalls;
-
-TEST_F(RemovingAnUnknownNumber, ChangesNothing)
+TEST_F(SubscriptionTable, IgnoresUnknownNumbersAndRequests)
 {
     Accept(Begin(4));
     table.End(99);

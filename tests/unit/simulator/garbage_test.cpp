@@ -9,81 +9,68 @@
 
 #include <set>
 
-using namespace platform;
-using namespace sim;
-
 namespace {
 
-/// Spoils \p good ten times, twice in each way.
-void ExpectRightFramesWithMalformedRecords(const SharedFrame& good, std::size_t ways)
-{
-    FrameHeader original{};
-    DecodeFrameHeader(good->data(), original);
-    std::set<std::string> different;
-    for (unsigned int i = 0; i < 10; ++i) {
-        const SharedFrame spoilt = Spoil(good, i);
+class Garbage : public testing::Test {
+protected:
+    /// A copy of \p good, spoilt in one way: a frame that is right with a record that is not.
+    static SharedFrame Spoil(const SharedFrame& good, unsigned int way)
+    {
+        const SharedFrame spoilt = sim::Spoil(good, way);
+        FrameHeader original{};
         FrameHeader header{};
-        ASSERT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
+        DecodeFrameHeader(good->data(), original);
+        EXPECT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
         EXPECT_EQ(header.length, spoilt->size() - frameHeaderSize);
         EXPECT_EQ(header.kind, FrameKind::Notification);
         EXPECT_EQ(header.messageId, original.messageId);
         EXPECT_EQ(header.correlation, original.correlation);
         EXPECT_FALSE(
             IsWellFormed(header.messageId, spoilt->data() + frameHeaderSize, header.length));
-        different.insert(BytesOf(spoilt));
+        return spoilt;
     }
-    EXPECT_EQ(different.size(), ways);
-}
 
-TEST(Garbage, SpoilsABitmapInFiveWays)
+    static std::size_t WaysToSpoil(const SharedFrame& good)
+    {
+        std::set<std::string> different;
+        for (unsigned int i = 0; i < 10; ++i) {
+            different.insert(BytesOf(Spoil(good, i)));
+        }
+        return different.size();
+    }
+};
+
+TEST_F(Garbage, SpoilsEachRecordInAllWaysThatItHas)
 {
-    RegionDataItem record;
-    record.data = {1, 2, 3};
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(2, record), 5);
+    RegionDataItem bitmap;
+    bitmap.data = {1, 2, 3};
+    PaletteItem palette;
+    palette.paletteData = {1, 2, 3, 4};
+    EXPECT_EQ(WaysToSpoil(EncodeNotification(2, bitmap)), 5u);
+    EXPECT_EQ(WaysToSpoil(EncodeNotification(10, palette)), 5u);
+    // One less than an empty record's length is the largest length there is: two ways in one.
+    EXPECT_EQ(WaysToSpoil(EncodeNotification(2, RegionDataItem())), 4u);
+    // No length inside
+    EXPECT_EQ(WaysToSpoil(EncodeNotification(6, RegionVisItem())), 2u);
 }
 
 /// One byte more would be no frame.
-TEST(Garbage, SpoilsTheLargestBitmapByAByteLessWhereOthersGetOneMore)
+TEST_F(Garbage, ShortensABitmapThatCannotBeLonger)
 {
     RegionDataItem record;
     record.data.resize(maxPayload - 6);
     const SharedFrame good = EncodeNotification(2, record);
     for (unsigned int i = 0; i < 5; ++i) {
-        const SharedFrame spoilt = Spoil(good, i);
-        FrameHeader header{};
-        ASSERT_EQ(DecodeFrameHeader(spoilt->data(), header), nullptr);
-        EXPECT_EQ(header.length, i < 3 ? maxPayload : maxPayload - 1);
-        EXPECT_FALSE(
-            IsWellFormed(header.messageId, spoilt->data() + frameHeaderSize, header.length));
+        EXPECT_EQ(Spoil(good, i)->size(), good->size() - (i < 3 ? 0 : 1));
     }
 }
 
-TEST(Garbage, SpoilsAnEmptyBitmap)
-{
-    // One less than an empty record's length is the largest length there is: two ways in one.
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(2, RegionDataItem()), 4);
-}
-
-TEST(Garbage, SpoilsAPalette)
-{
-    PaletteItem record;
-    record.paletteData = {1, 2, 3, 4};
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(10, record), 5);
-}
-
-TEST(Garbage, SpoilsAVisibilityRecordWhichHasNoLengthInside)
-{
-    ExpectRightFramesWithMalformedRecords(EncodeNotification(6, RegionVisItem()), 2);
-}
-
-TEST(Garbage, LeavesTheGoodFrameAlone)
+TEST_F(Garbage, LeavesTheGoodFrameAsItIs)
 {
     RegionDataItem record;
     record.data = {1, 2, 3};
     const SharedFrame good = EncodeNotification(2, record);
-    for (unsigned int i = 0; i < 5; ++i) {
-        Spoil(good, i);
-    }
+    WaysToSpoil(good);
     EXPECT_EQ(BytesOf(good), NotificationBytes(2, 15129, RegionDataRecord(0, 0, "\1\2\3")));
 }
 

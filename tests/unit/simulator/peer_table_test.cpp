@@ -1,7 +1,9 @@
 #include "simulator/peer_table.h"
 
-#include "tests/harness/frames.h"
 #include "tests/harness/wait_limits.h"
+#include "tests/unit/captured_console.h"
+
+#include "platform/src/wire_format.h"
 
 #include <gtest/gtest.h>
 
@@ -18,18 +20,15 @@ namespace {
 
 using std::chrono::milliseconds;
 
-const std::string frameBytes = FrameBytes(FrameKind::Request, messages::ping, 1, "") +
-                               FrameBytes(FrameKind::Request, 1, 1, std::string(10000, 'x'));
-
 /// One client of the table.
 struct Client {
     Descriptor socket;
     Peer* peer = nullptr;
 };
 
-class APeerTable : public testing::Test {
+class PeerTable : public testing::Test {
 protected:
-    APeerTable()
+    PeerTable()
     {
         rlimit limit{};
         getrlimit(RLIMIT_NOFILE, &limit);
@@ -45,7 +44,15 @@ protected:
         return {Descriptor(ends[0]), table.Admit(Descriptor(ends[1]))};
     }
 
-    /// Lets the table have bytes from \p client, of which no frame is made.
+    void ConnectAsManyAsHaveAPlace()
+    {
+        for (std::size_t i = 0; i < sim::PeerTable::maxPeers; ++i) {
+            others.push_back(Connect());
+            ASSERT_NE(others.back().peer, nullptr);
+        }
+    }
+
+    /// The table receives bytes from \p client, of which no frame is cut.
     void Send(const Client& client, const std::string& bytes)
     {
         EXPECT_EQ(send(client.socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
@@ -56,59 +63,66 @@ protected:
         table.Update(*client.peer);
     }
 
-    /// What the table says while time passes, until it drops \p client or has nothing to look at.
-    std::string SaidInTime(const Client& client)
+    /// Lines about \p client until the table drops it or has no more to look at.
+    std::string LinesInTime(const Client& client)
     {
-        testing::internal::CaptureStderr();
-        for (const Deadline deadline(eventDeadlineMs);
-             table.NextLookMs() >= 0 && !client.peer->IsClosed() && !deadline.HasPassed();) {
-            std::this_thread::sleep_for(milliseconds(table.NextLookMs()));
-            table.Look();
-        }
-        EXPECT_TRUE(client.peer->IsClosed() || table.NextLookMs() < 0);
-        return testing::internal::GetCapturedStderr();
+        return ErrorsOf([&] {
+            const Deadline deadline(eventDeadlineMs);
+            while (table.NextLookMs() >= 0 && !client.peer->IsClosed()) {
+                ASSERT_FALSE(deadline.HasPassed());
+                std::this_thread::sleep_for(milliseconds(table.NextLookMs()));
+                table.Look();
+            }
+        });
     }
 
     Poller poller;
-    const Patience patience{10000, milliseconds(250), milliseconds(250)};
-    PeerTable table{poller, /*publishGarbage*/ false, patience};
+    const Patience patience{10000, milliseconds(150), milliseconds(150)};
+    sim::PeerTable table{poller, /*publishGarbage*/ false, patience};
+    std::vector<Client> others;
+
+    /// The beginning of a frame of any length.
+    const std::string incomplete =
+        std::string("ST\1\1\0\0\0\1\0\0\0\1\0\xFF\xFF\xFF", 16) + std::string(10000, 'x');
 };
 
-TEST_F(APeerTable, DropsAPeerThatStopsInsideAFrame)
+TEST_F(PeerTable, DropsAPeerThatStopsInsideAFrame)
 {
     const Client client = Connect();
     const auto start = std::chrono::steady_clock::now();
-    Send(client, frameBytes.substr(16, 17));
-    EXPECT_EQ(SaidInTime(client), "SubtitleMgrSim: client 1: dropped: it stopped inside a frame\n");
+    Send(client, incomplete.substr(0, 17));
+    EXPECT_EQ(LinesInTime(client),
+              "SubtitleMgrSim: client 1: dropped: it stopped inside a frame\n");
     EXPECT_TRUE(client.peer->IsClosed());
-    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(250));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, patience.insideFrame);
 }
 
-TEST_F(APeerTable, KeepsAPeerThatIsSilentBetweenFrames)
+TEST_F(PeerTable, KeepsAPeerThatIsSilentBetweenFrames)
 {
+    unsigned char ping[frameHeaderSize];
+    EncodeFrameHeader({FrameKind::Request, messages::ping, 1, 0}, ping);
+    const std::string frame(ping, ping + sizeof ping);
     const Client client = Connect();
-    Send(client, frameBytes.substr(0, 15));
+    Send(client, frame.substr(0, 15));
     EXPECT_GE(table.NextLookMs(), 0);
-    Send(client, frameBytes.substr(15, 1));
-    ReceivedFrame frame{};
+    Send(client, frame.substr(15));
+    ReceivedFrame received{};
     const char* problem = nullptr;
-    ASSERT_EQ(client.peer->input.Next(frame, problem), InputBlocks::Cut::Frame);
-    EXPECT_EQ(SaidInTime(client), "");
+    ASSERT_EQ(client.peer->input.Next(received, problem), InputBlocks::Cut::Frame);
+    EXPECT_EQ(LinesInTime(client), "");
     EXPECT_FALSE(client.peer->IsClosed());
 }
 
-TEST_F(APeerTable, DropsTheLargestIncompleteFrameBeyondTheirTotal)
+TEST_F(PeerTable, DropsTheLargestIncompleteFrame)
 {
     const Client small = Connect();
     const Client large = Connect();
     const Client last = Connect();
-    Send(small, frameBytes.substr(16, 1000));
-    Send(large, frameBytes.substr(16, 5000));
-    Send(last, frameBytes.substr(16, 4000));
+    Send(small, incomplete.substr(0, 1000));
+    Send(large, incomplete.substr(0, 5000));
+    Send(last, incomplete.substr(0, 4000));
     EXPECT_FALSE(large.peer->IsClosed());
-    testing::internal::CaptureStderr();
-    Send(small, "x");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(ErrorsOf([&] { Send(small, "x"); }),
               "SubtitleMgrSim: client 2: dropped: the incomplete frames of all clients exceed 64 "
               "MiB\n");
     EXPECT_TRUE(large.peer->IsClosed());
@@ -116,32 +130,25 @@ TEST_F(APeerTable, DropsTheLargestIncompleteFrameBeyondTheirTotal)
     EXPECT_FALSE(last.peer->IsClosed());
 }
 
-TEST_F(APeerTable, TurnsASilentSurplusClientAway)
+TEST_F(PeerTable, TurnsASilentSurplusClientAway)
 {
-    std::vector<Client> all;
-    for (std::size_t i = 0; i < PeerTable::maxPeers; ++i) {
-        all.push_back(Connect());
-        ASSERT_NE(all.back().peer, nullptr);
-    }
+    ConnectAsManyAsHaveAPlace();
     const Client surplus = Connect();
     EXPECT_FALSE(table.IsFull());
     table.Update(*surplus.peer);
-    EXPECT_EQ(SaidInTime(surplus),
+    EXPECT_EQ(LinesInTime(surplus),
               "SubtitleMgrSim: client 1025: turned away: there are as many clients as can be "
               "served\n");
     EXPECT_TRUE(surplus.peer->IsClosed());
 }
 
-TEST_F(APeerTable, GivesASilentSurplusClientAPlaceThatIsFree)
+TEST_F(PeerTable, GivesASilentSurplusClientAPlaceThatIsFree)
 {
-    std::vector<Client> all;
-    for (std::size_t i = 0; i < PeerTable::maxPeers; ++i) {
-        all.push_back(Connect());
-    }
+    ConnectAsManyAsHaveAPlace();
     const Client surplus = Connect();
-    table.Drop(*all.back().peer);
+    table.Drop(*others.back().peer);
     table.Update(*surplus.peer);
-    EXPECT_EQ(SaidInTime(surplus), "");
+    EXPECT_EQ(LinesInTime(surplus), "");
     EXPECT_FALSE(surplus.peer->IsClosed());
     EXPECT_TRUE(table.Seat(*surplus.peer));
 }

@@ -5,14 +5,11 @@
 
 #include <gtest/gtest.h>
 
-using namespace platform;
-using namespace sim;
-
 namespace {
 
-using Verdict = RequestHandler::Verdict;
+using Verdict = sim::RequestHandler::Verdict;
 
-/// All peers there are: one.
+/// An audience of one peer.
 class OnePeer : public Audience {
 public:
     bool HasSubscriber(unsigned int subscription) const override
@@ -35,236 +32,195 @@ public:
     Peer peer{Descriptor(), 1};
 };
 
-class ARequestHandler : public testing::Test {
+constexpr unsigned int correlation = 0xFFFFFFFE;
+
+std::string Reply(unsigned int messageId, const std::string& payload = "")
+{
+    return FrameBytes(FrameKind::Reply, messageId + 1, correlation, payload);
+}
+
+const std::string accepted = U32(0);
+const std::string refused = U32(1);
+const std::string notUnderstood = FrameBytes(FrameKind::Reply, 0x3CFF, correlation, "");
+
+class RequestHandler : public testing::Test {
 protected:
-    ARequestHandler()
+    RequestHandler()
     {
         std::string problem;
         EXPECT_TRUE(journal.Open(folder / "journal", problem)) << problem;
         options.quiet = true;
-        handler = std::make_unique<RequestHandler>(options, journal, everybody);
     }
 
-    Verdict Handle(FrameKind kind, unsigned int messageId, unsigned int correlation,
-                   std::string payload = "")
+    Verdict Handle(FrameKind kind, unsigned int messageId, std::string payload = "")
     {
         const FrameHeader header{kind, messageId, correlation,
                                  static_cast<unsigned int>(payload.size())};
-        Budget budget;
-        const Verdict verdict = handler->Handle(
-            everybody.peer, {header, reinterpret_cast<unsigned char*>(payload.data()), nullptr},
-            budget);
-        handler->Publish(everybody.peer.outcome, budget);
+        turn = Budget();
+        const Verdict verdict = handler.Handle(
+            audience.peer, {header, reinterpret_cast<unsigned char*>(payload.data()), nullptr},
+            turn);
+        handler.Publish(audience.peer.outcome, turn);
         return verdict;
     }
 
-    Verdict Ask(unsigned int messageId, unsigned int correlation, const std::string& payload = "")
+    /// \return what is queued for the client that makes this request
+    std::string Ask(unsigned int messageId, const std::string& payload = "")
     {
-        return Handle(FrameKind::Request, messageId, correlation, payload);
+        EXPECT_EQ(Handle(FrameKind::Request, messageId, payload), Verdict::GoOn);
+        return TakeQueued();
     }
 
-    /// Everything queued for the peer since it was last asked.
-    std::string Sent()
+    std::string TakeQueued()
     {
-        std::string sent;
-        while (!everybody.peer.backlog.IsEmpty()) {
+        std::string bytes;
+        Backlog& backlog = audience.peer.backlog;
+        while (!backlog.IsEmpty()) {
             iovec pieces[8];
             std::size_t total = 0;
-            const unsigned int count = everybody.peer.backlog.Gather(pieces, 8, total);
+            const unsigned int count = backlog.Gather(pieces, 8, total);
             for (unsigned int i = 0; i < count; ++i) {
-                sent.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
+                bytes.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
             }
-            everybody.peer.backlog.Sent(total);
+            backlog.Sent(total);
         }
-        return sent;
+        return bytes;
     }
 
-    static std::string Reply(unsigned int messageId, unsigned int correlation,
-                             const std::string& payload)
-    {
-        return FrameBytes(FrameKind::Reply, messageId, correlation, payload);
-    }
+    bool IsPublished() const { return audience.peer.outcome.IsPublished(); }
 
     std::string JournalText() const { return ReadWholeFile(folder / "journal"); }
 
     const TempDir folder;
     Options options;
     Journal journal;
-    OnePeer everybody;
-    std::unique_ptr<RequestHandler> handler;
+    OnePeer audience;
+    sim::RequestHandler handler{options, journal, audience};
+    Budget turn;
 };
 
-TEST_F(ARequestHandler, AnswersAPingWithItsCorrelationAndNoPayload)
+TEST_F(RequestHandler, AnswersWithTheResultAndTheLogLevel)
 {
-    EXPECT_EQ(Ask(0x3B01, 0xFFFFFFFF), Verdict::GoOn);
-    EXPECT_EQ(Sent(), Reply(0x3B02, 0xFFFFFFFF, ""));
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
+    EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), Reply(messages::subscribe, accepted));
+    EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15130)), Reply(messages::subscribe, refused));
+    EXPECT_EQ(Ask(messages::getLogLevel), Reply(messages::getLogLevel, accepted + U32(63)));
+    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), Reply(messages::setLogLevel, accepted));
+    EXPECT_EQ(Ask(messages::getLogLevel), Reply(messages::getLogLevel, accepted + U32(7)));
 }
 
-TEST_F(ARequestHandler, AnswersRequestsWithTheResult)
+TEST_F(RequestHandler, QueuesTheReplyBeforePublications)
 {
-    Ask(messages::subscribe, 7, U32(2) + U32(15129));
-    EXPECT_EQ(Sent(), Reply(messages::subscribe + 1, 7, U32(0)));
-    Ask(messages::subscribe, 8, U32(2) + U32(15130));
-    EXPECT_EQ(Sent(), Reply(messages::subscribe + 1, 8, U32(1)));
+    audience.peer.subscriptions.Add(6, 15132);
+    const std::string published = NotificationBytes(6, 15132, VisibilityRecord(3, true));
+    EXPECT_EQ(Ask(messages::setRegionVisibility, VisibilityRecord(3, true)),
+              Reply(messages::setRegionVisibility, accepted) + published);
+    EXPECT_EQ(Ask(messages::refreshRegions), Reply(messages::refreshRegions, accepted) + published);
 }
 
-TEST_F(ARequestHandler, AddsTheLevelToTheAnswerOfGetLogLevel)
+TEST_F(RequestHandler, PublishesMuchInSeveralTurns)
 {
-    Ask(messages::getLogLevel, 1);
-    EXPECT_EQ(Sent(), Reply(messages::getLogLevel + 1, 1, U32(0) + U32(63)));
-    Ask(messages::setLogLevel, 2, U32(7));
-    EXPECT_EQ(Sent(), Reply(messages::setLogLevel + 1, 2, U32(0)));
-    Ask(messages::getLogLevel, 3);
-    EXPECT_EQ(Sent(), Reply(messages::getLogLevel + 1, 3, U32(0) + U32(7)));
-}
-
-TEST_F(ARequestHandler, QueuesTheReplyBeforeWhatTheRequestPublishes)
-{
-    Ask(messages::subscribe, 1, U32(6) + U32(15132));
-    Sent();
-    Ask(messages::setRegionVisibility, 2, VisibilityRecord(3, true));
-    EXPECT_EQ(Sent(), Reply(messages::setRegionVisibility + 1, 2, U32(0)) +
-                          NotificationBytes(6, 15132, VisibilityRecord(3, true)));
-    Ask(messages::refreshRegions, 3);
-    EXPECT_EQ(Sent(), Reply(messages::refreshRegions + 1, 3, U32(0)) +
-                          NotificationBytes(6, 15132, VisibilityRecord(3, true)));
-}
-
-TEST_F(ARequestHandler, PublishesInSeveralTurnsWhatCostsMoreThanOne)
-{
-    everybody.peer.subscriptions.Add(4, 15129);
-    everybody.peer.subscriptions.Add(6, 15132);
+    audience.peer.subscriptions.Add(4, 15129);
+    audience.peer.subscriptions.Add(6, 15132);
     const std::string pixels(400000, '\1');
+    std::string expected = Reply(messages::refreshRegions, accepted);
     for (unsigned int region = 1; region <= 14; ++region) {
-        Ask(messages::setRegionData, region, RegionDataRecord(region, 0, pixels));
-        Ask(messages::setRegionVisibility, region, VisibilityRecord(region, true));
-        Sent();
-    }
-    std::string expected = Reply(messages::refreshRegions + 1, 99, U32(0));
-    for (unsigned int region = 1; region <= 14; ++region) {
+        Ask(messages::setRegionData, RegionDataRecord(region, 0, pixels));
+        Ask(messages::setRegionVisibility, VisibilityRecord(region, true));
         expected += NotificationBytes(4, 15129, RegionDataRecord(region, 2, pixels)) +
                     NotificationBytes(6, 15132, VisibilityRecord(region, true));
     }
-    Ask(messages::refreshRegions, 99);
+    std::string queued = Ask(messages::refreshRegions);
     unsigned int turns = 1;
-    std::string sent = Sent();
-    for (; !everybody.peer.outcome.IsPublished(); ++turns) {
-        Budget budget;
-        handler->Publish(everybody.peer.outcome, budget);
-        EXPECT_TRUE(budget.IsSpent() || everybody.peer.outcome.IsPublished());
-        sent += Sent();
+    for (; !IsPublished(); ++turns) {
+        turn = Budget();
+        handler.Publish(audience.peer.outcome, turn);
+        EXPECT_TRUE(turn.IsSpent() || IsPublished());
+        queued += TakeQueued();
     }
-    EXPECT_TRUE(sent == expected);
+    EXPECT_TRUE(queued == expected);
     // A bitmap is encoded and queued for one subscriber: 800,000 bytes of a budget of 1 MiB, so two
     // of them in each turn. The last visibility follows in a turn of its own.
     EXPECT_EQ(turns, 8u);
 }
 
-TEST_F(ARequestHandler, PublishesInOneTurnWhatHasNoSubscriber)
+TEST_F(RequestHandler, PublishesInOneTurnWhatHasNoSubscriber)
 {
-    const std::string pixels(400000, '\1');
     for (unsigned int region = 1; region <= 14; ++region) {
-        Ask(messages::setRegionData, region, RegionDataRecord(region, 0, pixels));
+        Ask(messages::setRegionData, RegionDataRecord(region, 0, std::string(400000, '\1')));
     }
-    Ask(messages::refreshRegions, 99);
-    EXPECT_TRUE(everybody.peer.outcome.IsPublished());
+    Ask(messages::refreshRegions);
+    EXPECT_TRUE(IsPublished());
 }
 
-TEST_F(ARequestHandler, PaysForTheBytesThatAnInversionTouches)
+TEST_F(RequestHandler, PaysForTheBytesThatAnInversionTouches)
 {
-    Ask(messages::setRegionData, 1, RegionDataRecord(3, 0, std::string(2 * 1024 * 1024, 'x')));
-    std::string payload = U32(3);
-    Budget budget;
-    handler->Handle(everybody.peer,
-                    {{FrameKind::Request, messages::invertRegionData, 2, 4},
-                     reinterpret_cast<unsigned char*>(payload.data()),
-                     nullptr},
-                    budget);
-    EXPECT_TRUE(budget.IsSpent());
+    Ask(messages::setRegionData, RegionDataRecord(3, 0, std::string(2 * 1024 * 1024, 'x')));
+    Ask(messages::invertRegionData, U32(3));
+    EXPECT_TRUE(turn.IsSpent());
 }
 
-TEST_F(ARequestHandler, JournalsInOrderOfArrivalAndRefusedRequestsToo)
+TEST_F(RequestHandler, JournalsInOrderAlsoWhatItRefuses)
 {
-    Ask(messages::ping, 1);
-    Ask(messages::setRegionVisibility, 2, VisibilityRecord(99, true));
-    Handle(FrameKind::OneWay, messages::quit, 0);
+    Ask(messages::ping);
+    Ask(messages::setRegionVisibility, VisibilityRecord(99, true));
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
+    EXPECT_EQ(TakeQueued(), "");
     EXPECT_EQ(JournalText(),
               "{\"request\":\"Ping\"}\n"
               "{\"request\":\"SetRegionVisibility\",\"regionId\":99,\"visible\":true}\n"
               "{\"request\":\"Quit\"}\n");
 }
 
-TEST_F(ARequestHandler, EndsTheServiceAtAQuit)
+TEST_F(RequestHandler, AnswersWhatItDoesNotUnderstand)
 {
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit, 0), Verdict::Quit);
-    EXPECT_EQ(Sent(), "");
-}
-
-TEST_F(ARequestHandler, AnswersAnUnknownRequestAsNotUnderstood)
-{
-    EXPECT_EQ(Ask(0x3C99, 5, "any payload"), Verdict::GoOn);
-    EXPECT_EQ(Sent(), Reply(0x3CFF, 5, ""));
-    EXPECT_EQ(JournalText(), "");
-}
-
-TEST_F(ARequestHandler, IgnoresAnUnknownOneWayMessage)
-{
-    EXPECT_EQ(Handle(FrameKind::OneWay, 0x3C99, 0), Verdict::GoOn);
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::ping, 0), Verdict::GoOn);
-    EXPECT_EQ(Sent(), "");
-    EXPECT_EQ(JournalText(), "");
-}
-
-TEST_F(ARequestHandler, DoesNotEndAtAQuitThatIsMalformedOrARequest)
-{
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit, 0, "x"), Verdict::GoOn);
-    EXPECT_EQ(Sent(), "");
-    EXPECT_EQ(Ask(messages::quit, 1), Verdict::GoOn);
-    EXPECT_EQ(Sent(), Reply(0x3CFF, 1, ""));
-}
-
-TEST_F(ARequestHandler, AnswersAMalformedPayloadAsNotUnderstoodAndLeavesItOutOfTheJournal)
-{
+    EXPECT_EQ(Ask(0x3C99, "any payload"), notUnderstood);
+    EXPECT_EQ(Ask(messages::ping, "x"), notUnderstood);
+    EXPECT_EQ(Ask(messages::quit), notUnderstood);
     const std::string record = RegionDataRecord(3, 0, "abc");
     for (const std::string& payload :
          {std::string(), record.substr(0, 5), record.substr(0, 8), record + "x"}) {
-        EXPECT_EQ(Ask(messages::setRegionData, 1, payload), Verdict::GoOn);
-        EXPECT_EQ(Sent(), Reply(0x3CFF, 1, ""));
+        EXPECT_EQ(Ask(messages::setRegionData, payload), notUnderstood);
     }
-    Ask(messages::ping, 2, "x");
-    EXPECT_EQ(Sent(), Reply(0x3CFF, 2, ""));
     EXPECT_EQ(JournalText(), "");
 }
 
-TEST_F(ARequestHandler, DropsAPeerThatSendsWhatOnlyAServiceMay)
+TEST_F(RequestHandler, IgnoresAnUnknownOneWayMessage)
 {
-    EXPECT_EQ(Handle(FrameKind::Reply, 0x3B02, 1), Verdict::DropPeer);
-    EXPECT_EQ(Handle(FrameKind::Notification, 15132, 6, VisibilityRecord(1, true)),
-              Verdict::DropPeer);
-    EXPECT_EQ(Sent(), "");
+    EXPECT_EQ(Handle(FrameKind::OneWay, 0x3C99), Verdict::GoOn);
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::ping), Verdict::GoOn);
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit, "x"), Verdict::GoOn);
+    EXPECT_EQ(TakeQueued(), "");
+    EXPECT_EQ(JournalText(), "");
 }
 
-TEST_F(ARequestHandler, ThatIsMuteJournalsAndDoesNothingElse)
+TEST_F(RequestHandler, DropsAPeerThatSendsWhatOnlyAServiceMay)
+{
+    EXPECT_EQ(Handle(FrameKind::Reply, 0x3B02), Verdict::DropPeer);
+    EXPECT_EQ(Handle(FrameKind::Notification, 15132, VisibilityRecord(1, true)), Verdict::DropPeer);
+    EXPECT_EQ(TakeQueued(), "");
+}
+
+TEST_F(RequestHandler, JournalsAndDoesNothingElseWhenItIsMute)
 {
     options.faults.mute = true;
-    EXPECT_EQ(Ask(messages::ping, 1), Verdict::GoOn);
-    EXPECT_EQ(Ask(messages::subscribe, 2, U32(2) + U32(15129)), Verdict::GoOn);
-    EXPECT_EQ(Ask(0x3C99, 3), Verdict::GoOn);
-    EXPECT_EQ(Sent(), "");
-    EXPECT_FALSE(everybody.peer.subscriptions.Include(2));
+    EXPECT_EQ(Ask(messages::ping), "");
+    EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), "");
+    EXPECT_EQ(Ask(0x3C99), "");
+    EXPECT_FALSE(audience.peer.subscriptions.Include(2));
     EXPECT_EQ(JournalText(), "{\"request\":\"Ping\"}\n"
                              "{\"request\":\"Subscribe\",\"subscription\":2,\"itemId\":15129}\n");
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit, 0), Verdict::Quit);
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
 }
 
-TEST_F(ARequestHandler, ThatHangsUpJournalsAndDropsThePeer)
+TEST_F(RequestHandler, JournalsAndDropsThePeerWhenItHangsUp)
 {
     options.faults.hangUp = true;
-    EXPECT_EQ(Ask(messages::ping, 1), Verdict::DropPeer);
-    EXPECT_EQ(Ask(0x3C99, 3), Verdict::DropPeer);
-    EXPECT_EQ(Sent(), "");
+    EXPECT_EQ(Handle(FrameKind::Request, messages::ping), Verdict::DropPeer);
+    EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::DropPeer);
+    EXPECT_EQ(TakeQueued(), "");
     EXPECT_EQ(JournalText(), "{\"request\":\"Ping\"}\n");
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit, 0), Verdict::Quit);
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
 }
 
 }  // namespace

@@ -1,159 +1,142 @@
 #include "simulator/scenario_player.h"
 
+#include "tests/harness/wait_limits.h"
 #include "tests/unit/simulator/recording_audience.h"
+
+#include "platform/src/deadline.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
-
-using namespace platform;
-using namespace sim;
 
 namespace {
 
-class AScenarioPlayer : public testing::Test {
+using Numbers = std::vector<unsigned int>;
+using Readiness = Audience::Readiness;
+using std::chrono::milliseconds;
+
+constexpr int waitForEvent = sim::ScenarioPlayer::waitForEvent;
+
+class ScenarioPlayer : public testing::Test {
 protected:
-    Scenario Lines(const std::string& text)
+    /// Plays a turn's share of a scenario. \return what Advance() returns
+    int Play(const std::string& text, bool loop = false)
     {
-        Scenario parsed;
         std::string problem;
-        EXPECT_TRUE(ParseScenario(text, "test", parsed, problem)) << problem;
-        return parsed;
+        EXPECT_TRUE(ParseScenario(text, "test", scenario, problem)) << problem;
+        player = std::make_unique<sim::ScenarioPlayer>(scenario, loop, audience);
+        return player->Advance();
     }
 
-    /// Frames of visibility, by their region numbers, as they were published.
-    std::vector<unsigned int> Regions() const
+    /// Regions of the records that were published so far.
+    Numbers Regions() const
     {
-        std::vector<unsigned int> regions;
+        Numbers regions;
         for (const std::string& frame : audience.published) {
             regions.push_back(static_cast<unsigned char>(frame.at(frameHeaderSize)));
         }
         return regions;
     }
 
-    using Numbers = std::vector<unsigned int>;
-
     RecordingAudience audience;
+    Scenario scenario;
+    std::unique_ptr<sim::ScenarioPlayer> player;
 };
 
-TEST_F(AScenarioPlayer, PublishesTheLinesInOrderAndIsDone)
+TEST_F(ScenarioPlayer, PublishesTheLinesInOrderAndOnce)
 {
-    const Scenario scenario = Lines("visibility 1 t\nregion-data 2 0 00\nvisibility 3 f\n");
-    ScenarioPlayer player(scenario, false, audience);
-    EXPECT_EQ(player.Advance(), ScenarioPlayer::waitForEvent);
+    EXPECT_EQ(Play("visibility 1 t\nregion-data 2 0 00\nvisibility 3 f\n"), waitForEvent);
     EXPECT_EQ(Regions(), (Numbers{1, 2, 3}));
-    EXPECT_EQ(player.Advance(), ScenarioPlayer::waitForEvent);
+    EXPECT_EQ(player->Advance(), waitForEvent);
     EXPECT_EQ(Regions(), (Numbers{1, 2, 3}));
 }
 
-TEST_F(AScenarioPlayer, WaitsUntilSomebodyHoldsTheSubscription)
+TEST_F(ScenarioPlayer, WaitsForTheSubscription)
 {
-    const Scenario scenario = Lines("wait-subscribers 10\nvisibility 1 t\n");
     audience.subscribed = {6};
-    ScenarioPlayer player(scenario, false, audience);
-    EXPECT_EQ(player.Advance(), ScenarioPlayer::waitForEvent);
-    EXPECT_EQ(Regions(), (Numbers{}));
+    EXPECT_EQ(Play("wait-subscribers 10\nvisibility 1 t\n"), waitForEvent);
+    EXPECT_EQ(Regions(), Numbers{});
     audience.subscribed = {6, 10};
-    player.Advance();
-    EXPECT_EQ(Regions(), (Numbers{1}));
+    player->Advance();
+    EXPECT_EQ(Regions(), Numbers{1});
 }
 
-TEST_F(AScenarioPlayer, WaitsForRoomBeforeItPublishes)
+TEST_F(ScenarioPlayer, WaitsForRoomBeforeItPublishes)
 {
-    const Scenario scenario = Lines("visibility 1 t\nvisibility 2 t\n");
-    ScenarioPlayer player(scenario, false, audience);
-    audience.readiness = Audience::Readiness::Full;
-    EXPECT_EQ(player.Advance(), ScenarioPlayer::waitForEvent);
-    EXPECT_EQ(Regions(), (Numbers{}));
+    audience.readiness = Readiness::Full;
+    EXPECT_EQ(Play("visibility 1 t\nvisibility 2 t\n"), waitForEvent);
+    EXPECT_EQ(Regions(), Numbers{});
     EXPECT_EQ(audience.askedSize, 16u + 2u);
-    audience.readiness = Audience::Readiness::Ready;
-    player.Advance();
+    audience.readiness = Readiness::Ready;
+    player->Advance();
     EXPECT_EQ(Regions(), (Numbers{1, 2}));
 }
 
-TEST_F(AScenarioPlayer, PublishesToThoseForWhomNobodyWaits)
+TEST_F(ScenarioPlayer, PublishesForSubscribersThatDoNotRead)
 {
-    const Scenario scenario = Lines("visibility 1 t\n");
-    audience.readiness = Audience::Readiness::NoReader;
-    ScenarioPlayer player(scenario, false, audience);
-    player.Advance();
-    EXPECT_EQ(Regions(), (Numbers{1}));
+    audience.readiness = Readiness::NoReader;
+    Play("visibility 1 t\n");
+    EXPECT_EQ(Regions(), Numbers{1});
 }
 
-TEST_F(AScenarioPlayer, SleepsAsLongAsItIsTold)
+TEST_F(ScenarioPlayer, SleepsForTheTimeGiven)
 {
-    const Scenario scenario = Lines("sleep 50\nvisibility 1 t\n");
-    ScenarioPlayer player(scenario, false, audience);
     const auto start = std::chrono::steady_clock::now();
-    int waitMs = player.Advance();
-    EXPECT_GT(waitMs, 40);
+    int waitMs = Play("sleep 50\nvisibility 1 t\n");
+    EXPECT_GT(waitMs, 0);
     EXPECT_LE(waitMs, 50);
-    EXPECT_GT(player.Advance(), 0);
-    EXPECT_EQ(Regions(), (Numbers{}));
-    while (Regions().empty()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
-        waitMs = player.Advance();
-        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    for (const Deadline deadline(eventDeadlineMs); Regions().empty();) {
+        ASSERT_FALSE(deadline.HasPassed());
+        std::this_thread::sleep_for(milliseconds(waitMs));
+        waitMs = player->Advance();
     }
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(50));
 }
 
-TEST_F(AScenarioPlayer, DoesNotOverflowInAVeryLongSleep)
+TEST_F(ScenarioPlayer, DoesNotOverflowInAVeryLongSleep)
 {
-    const Scenario scenario = Lines("sleep 4294967295\n");
-    ScenarioPlayer player(scenario, false, audience);
-    EXPECT_EQ(player.Advance(), 24 * 60 * 60 * 1000);
+    EXPECT_EQ(Play("sleep 4294967295\n"), 24 * 60 * 60 * 1000);
 }
 
-TEST_F(AScenarioPlayer, TakesATurnsShareOfManyLines)
+TEST_F(ScenarioPlayer, PlaysATurnsShareOfManyLines)
 {
     std::string text;
     for (unsigned int i = 0; i < 200; ++i) {
         text += "visibility " + std::to_string(i) + " t\n";
     }
-    const Scenario scenario = Lines(text);
-    ScenarioPlayer player(scenario, false, audience);
-    EXPECT_EQ(player.Advance(), 0);
+    EXPECT_EQ(Play(text), 0);
     EXPECT_EQ(Regions().size(), 64u);
-    EXPECT_EQ(player.Advance(), 0);
+    EXPECT_EQ(player->Advance(), 0);
     EXPECT_EQ(Regions().size(), 128u);
 }
 
-TEST_F(AScenarioPlayer, TakesATurnsShareOfLargeRecords)
+TEST_F(ScenarioPlayer, PlaysATurnsShareOfLargeRecords)
 {
-    std::string line = "region-data 1 0 " + std::string(2 * 300000, '0') + "\n";
-    const Scenario scenario = Lines(line + line + line + line + line + line);
-    ScenarioPlayer player(scenario, false, audience);
-    EXPECT_EQ(player.Advance(), 0);
-    EXPECT_EQ(audience.published.size(), 4u);
+    const std::string line = "region-data 1 0 " + std::string(2 * 300000, '0') + "\n";
+    EXPECT_EQ(Play(line + line + line + line + line + line), 0);
+    EXPECT_EQ(Regions().size(), 4u);
 }
 
-TEST_F(AScenarioPlayer, StartsAgainWhenItIsToLoop)
+TEST_F(ScenarioPlayer, StartsAgainWhenItLoops)
 {
-    const Scenario scenario = Lines("visibility 1 t\nvisibility 2 t\n");
-    ScenarioPlayer player(scenario, true, audience);
-    EXPECT_EQ(player.Advance(), 0);
-    ASSERT_GE(Regions().size(), 4u);
-    EXPECT_EQ(Regions()[2], 1u);
-    EXPECT_EQ(Regions()[3], 2u);
+    EXPECT_EQ(Play("visibility 1 t\nvisibility 2 t\n", /*loop*/ true), 0);
+    Numbers first = Regions();
+    ASSERT_GE(first.size(), 4u);
+    first.resize(4);
+    EXPECT_EQ(first, (Numbers{1, 2, 1, 2}));
 }
 
-TEST_F(AScenarioPlayer, RestsBetweenPassesThatNobodyReads)
+TEST_F(ScenarioPlayer, RestsBetweenPassesThatHaveNoReader)
 {
-    const Scenario scenario = Lines("visibility 1 t\n");
     audience.subscribed.clear();
-    ScenarioPlayer player(scenario, true, audience);
-    const int waitMs = player.Advance();
-    EXPECT_GT(waitMs, 0);  // less than all of it by what a busy machine has taken
-    EXPECT_LE(waitMs, 100);
-}
-
-TEST_F(AScenarioPlayer, RestsWhenThereIsNothingToLoop)
-{
-    const Scenario scenario = Lines("# nothing\n");
-    ScenarioPlayer player(scenario, true, audience);
-    EXPECT_GT(player.Advance(), 90);
+    for (const char* text : {"visibility 1 t\n", "# nothing\n"}) {
+        SCOPED_TRACE(text);
+        const int waitMs = Play(text, /*loop*/ true);
+        EXPECT_GT(waitMs, 0);  // what a busy machine has taken is missing from all of it
+        EXPECT_LE(waitMs, 100);
+    }
 }
 
 }  // namespace

@@ -1,83 +1,74 @@
 #include "simulator/stall_rule.h"
 
+#include "tests/unit/captured_console.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
-
-using namespace sim;
 
 namespace {
 
 using std::chrono::milliseconds;
 
-class AStallRule : public testing::Test {
+const std::string stalled = "SubtitleMgrSim: client 7: stalled, has left notifications unread for "
+                            "two seconds; publishing no longer waits for it\n";
+
+class StallRule : public testing::Test {
 protected:
-    /// Judges a backlog whose oldest notification is as old as that.
-    void Judge(milliseconds age)
+    /// Judges a backlog whose oldest notification is of this age. \return the line about it
+    std::string Judge(milliseconds age)
     {
-        const auto now = StallRule::Clock::now();
-        rule.Judge(now - age, now);
+        const auto now = sim::StallRule::Clock::now();
+        return ErrorsOf([&] { rule.Judge(now - age, now); });
     }
 
-    /// What \p action writes on standard error.
-    template <typename Action>
-    static std::string Said(Action action)
+    /// \return the line about it
+    std::string Lose(unsigned int count)
     {
-        testing::internal::CaptureStderr();
-        action();
-        return testing::internal::GetCapturedStderr();
+        return ErrorsOf([&] { rule.Lose(count, "reads too slowly"); });
     }
 
-    const std::string stalled =
-        "SubtitleMgrSim: client 7: stalled, has left notifications unread for "
-        "two seconds; publishing no longer waits for it\n";
-    StallRule rule{7};
+    sim::StallRule rule{7};
 };
 
-TEST_F(AStallRule, WaitsTwoSecondsForTheOldestNotification)
+TEST_F(StallRule, WaitsTwoSecondsForTheOldestNotification)
 {
-    EXPECT_EQ(Said([&] { Judge(milliseconds(1999)); }), "");
+    EXPECT_EQ(Judge(milliseconds(1999)), "");
     EXPECT_FALSE(rule.IsStalled());
-    EXPECT_EQ(Said([&] { Judge(milliseconds(2000)); }), stalled);
+    EXPECT_EQ(Judge(milliseconds(2000)), stalled);
     EXPECT_TRUE(rule.IsStalled());
 }
 
-TEST_F(AStallRule, KeepsASubscriberStalledThatTakesALittleNowAndThen)
+TEST_F(StallRule, StaysStalledForASubscriberThatReadsALittle)
 {
-    Said([&] { Judge(milliseconds(2000)); });
-    // Its oldest ones are dropped or taken, so what is left is young.
-    EXPECT_EQ(Said([&] {
-                  rule.Lose(100, "reads too slowly");
-                  Judge(milliseconds(10));
-                  Judge(milliseconds(3000));
-              }),
-              "");
+    Judge(milliseconds(2000));
+    EXPECT_EQ(Lose(100), "");
+    // Its oldest ones are dropped or read, so what is left is young.
+    EXPECT_EQ(Judge(milliseconds(10)), "");
+    EXPECT_EQ(Judge(milliseconds(3000)), "");
     EXPECT_TRUE(rule.IsStalled());
 }
 
-TEST_F(AStallRule, EndsWithAnEmptyBacklogAndSaysWhatWasLost)
+TEST_F(StallRule, EndsWithAnEmptyBacklogAndCountsWhatWasLost)
 {
-    Said([&] { Judge(milliseconds(2000)); });
-    rule.Lose(100, "reads too slowly");
-    rule.Lose(1, "reads too slowly");
-    EXPECT_EQ(Said([&] { rule.CatchUp(); }),
+    Judge(milliseconds(2000));
+    Lose(100);
+    Lose(1);
+    EXPECT_EQ(ErrorsOf([&] { rule.CatchUp(); }),
               "SubtitleMgrSim: client 7: has caught up; notifications lost: 101\n");
     EXPECT_FALSE(rule.IsStalled());
-    EXPECT_EQ(Said([&] { rule.CatchUp(); }), "");
-    EXPECT_EQ(Said([&] { Judge(milliseconds(2000)); }), stalled);
-    EXPECT_EQ(Said([&] { rule.Leave(); }),
+    EXPECT_EQ(ErrorsOf([&] { rule.CatchUp(); }), "");
+    EXPECT_EQ(Judge(milliseconds(2000)), stalled);
+    EXPECT_EQ(ErrorsOf([&] { rule.Leave(); }),
               "SubtitleMgrSim: client 7: has gone; notifications lost: 0\n");
 }
 
-TEST_F(AStallRule, SaysOnceThatNotificationsAreLostAndStillWaits)
+TEST_F(StallRule, ReportsTheFirstLossAndStillWaits)
 {
-    EXPECT_EQ(Said([&] {
-                  rule.Lose(1, "reads too slowly");
-                  rule.Lose(1, "reads too slowly");
-              }),
-              "SubtitleMgrSim: client 7: reads too slowly\n");
+    EXPECT_EQ(Lose(1), "SubtitleMgrSim: client 7: reads too slowly\n");
+    EXPECT_EQ(Lose(1), "");
     EXPECT_FALSE(rule.IsStalled());
-    EXPECT_EQ(Said([&] { Judge(milliseconds(2000)); }), "");
+    EXPECT_EQ(Judge(milliseconds(2000)), "");
     EXPECT_TRUE(rule.IsStalled());
 }
 

@@ -5,19 +5,29 @@
 
 #include <gtest/gtest.h>
 
-using namespace platform;
-using namespace sim;
-
 namespace {
 
-constexpr unsigned int regionData = 15129;
-constexpr unsigned int visibility = 15132;
-constexpr unsigned int palette = 15133;
+using Published = std::vector<std::string>;
 
-class ASubtitleService : public testing::Test {
+/// A bitmap in its three formats.
+Published Bitmaps(unsigned int region, const std::string& sent, const std::string& cif)
+{
+    return {NotificationBytes(2, 15129, RegionDataRecord(region, 0, sent)),
+            NotificationBytes(3, 15129, RegionDataRecord(region, 1, sent)),
+            NotificationBytes(4, 15129, RegionDataRecord(region, 2, cif))};
+}
+
+std::string Visibility(unsigned int region, bool visible)
+{
+    return NotificationBytes(6, 15132, VisibilityRecord(region, visible));
+}
+
+std::string Palette(const std::string& record) { return NotificationBytes(10, 15133, record); }
+
+class SubtitleService : public testing::Test {
 protected:
-    /// Serves one request and publishes what it brings about.
-    Result Serve(unsigned int messageId, const std::string& payload = "")
+    /// Serves one request and publishes what it leads to.
+    bool Accepts(unsigned int messageId, const std::string& payload = "")
     {
         Request request;
         Decode(messageId, payload, request);
@@ -27,180 +37,134 @@ protected:
         for (unsigned int record = outcome.next; record < outcome.end; ++record) {
             service.Publish(record, audience, budget);
         }
-        return outcome.result;
+        return outcome.result == Result::Accepted;
     }
 
-    using Published = std::vector<std::string>;
+    /// What an accepted request publishes.
+    Published PublishedBy(unsigned int messageId, const std::string& payload = "")
+    {
+        EXPECT_TRUE(Accepts(messageId, payload)) << messageId;
+        return audience.published;
+    }
 
     Faults faults;
-    Subscriptions subscriptions;
+    sim::Subscriptions subscriptions;
     RecordingAudience audience;
-    SubtitleService service;
+    sim::SubtitleService service;
 };
 
-TEST_F(ASubtitleService, PublishesABitmapAsHdAndSdAsSentAndAsCifWithTwoBitsAPixel)
+TEST_F(SubtitleService, PublishesABitmapInThreeFormats)
 {
-    EXPECT_EQ(Serve(messages::setRegionData,
-                    RegionDataRecord(3, 200, Bytes({0, 1, 2, 3, 4, 7, 254, 255}))),
-              Result::Accepted);
     const std::string sent = Bytes({0, 1, 2, 3, 4, 7, 254, 255});
-    EXPECT_EQ(
-        audience.published,
-        (Published{NotificationBytes(2, regionData, RegionDataRecord(3, 0, sent)),
-                   NotificationBytes(3, regionData, RegionDataRecord(3, 1, sent)),
-                   NotificationBytes(4, regionData,
-                                     RegionDataRecord(3, 2, Bytes({0, 1, 2, 3, 0, 3, 2, 3})))}));
+    const std::string cif = Bytes({0, 1, 2, 3, 0, 3, 2, 3});
+    EXPECT_EQ(PublishedBy(messages::setRegionData, RegionDataRecord(3, 200, sent)),
+              Bitmaps(3, sent, cif));
+    EXPECT_EQ(PublishedBy(messages::setRegionData, RegionDataRecord(14, 0, "")),
+              Bitmaps(14, "", ""));
 }
 
-TEST_F(ASubtitleService, PublishesAnEmptyBitmap)
+TEST_F(SubtitleService, PublishesVisibilityAndPalettesAsSent)
 {
-    EXPECT_EQ(Serve(messages::setRegionData, RegionDataRecord(14, 0, "")), Result::Accepted);
-    EXPECT_EQ(audience.published,
-              (Published{NotificationBytes(2, regionData, RegionDataRecord(14, 0, "")),
-                         NotificationBytes(3, regionData, RegionDataRecord(14, 1, "")),
-                         NotificationBytes(4, regionData, RegionDataRecord(14, 2, ""))}));
+    EXPECT_EQ(PublishedBy(messages::setRegionVisibility, VisibilityRecord(1, true)),
+              Published{Visibility(1, true)});
+    const std::string palette = PaletteRecord(2, 31, true, "\x10\x20\x30\x40");
+    EXPECT_EQ(PublishedBy(messages::setPaletteData, palette), Published{Palette(palette)});
 }
 
-TEST_F(ASubtitleService, PublishesVisibilityAndPalettesAsSent)
+TEST_F(SubtitleService, PublishesAnInvertedRegion)
 {
-    EXPECT_EQ(Serve(messages::setRegionVisibility, VisibilityRecord(1, true)), Result::Accepted);
-    EXPECT_EQ(audience.published,
-              (Published{NotificationBytes(6, visibility, VisibilityRecord(1, true))}));
-    EXPECT_EQ(Serve(messages::setPaletteData, PaletteRecord(2, 31, true, "\x10\x20\x30\x40")),
-              Result::Accepted);
-    EXPECT_EQ(audience.published,
-              (Published{
-                  NotificationBytes(10, palette, PaletteRecord(2, 31, true, "\x10\x20\x30\x40"))}));
+    const std::string sent = Bytes({0, 1, 255});
+    Accepts(messages::setRegionData, RegionDataRecord(3, 0, sent));
+    const Published inverted = Bitmaps(3, Bytes({255, 254, 0}), Bytes({3, 2, 0}));
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), inverted);
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), inverted);
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), Bitmaps(3, sent, Bytes({0, 1, 3})));
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(4)), Published{}) << "has no bitmap";
 }
 
-TEST_F(ASubtitleService, ComplementsEveryByteOfAnInvertedRegionAndPublishesItAgain)
-{
-    Serve(messages::setRegionData, RegionDataRecord(3, 0, Bytes({0, 1, 255})));
-    EXPECT_EQ(Serve(messages::invertRegionData, U32(3)), Result::Accepted);
-    EXPECT_EQ(
-        audience.published,
-        (Published{NotificationBytes(2, regionData, RegionDataRecord(3, 0, Bytes({255, 254, 0}))),
-                   NotificationBytes(3, regionData, RegionDataRecord(3, 1, Bytes({255, 254, 0}))),
-                   NotificationBytes(4, regionData, RegionDataRecord(3, 2, Bytes({3, 2, 0})))}));
-    Serve(messages::invertRegionData, U32(3));
-    EXPECT_EQ(audience.published[0],
-              NotificationBytes(2, regionData, RegionDataRecord(3, 0, Bytes({0, 1, 255}))));
-}
-
-TEST_F(ASubtitleService, PublishesNothingForTheInversionOfARegionWithoutBitmap)
-{
-    Serve(messages::setRegionData, RegionDataRecord(3, 0, "abc"));
-    EXPECT_EQ(Serve(messages::invertRegionData, U32(4)), Result::Accepted);
-    EXPECT_TRUE(audience.published.empty());
-}
-
-TEST_F(ASubtitleService, RefusesRegionsOutside1To14)
+TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
 {
     for (unsigned int region = 0; region < 256; ++region) {
-        const Result expected = region >= 1 && region <= 14 ? Result::Accepted : Result::Refused;
-        EXPECT_EQ(Serve(messages::setRegionData, RegionDataRecord(region, 0, "a")), expected);
-        EXPECT_EQ(Serve(messages::setRegionVisibility, VisibilityRecord(region, true)), expected);
-        EXPECT_EQ(Serve(messages::setPaletteData, PaletteRecord(region, 0, true, "a")), expected);
-        EXPECT_EQ(Serve(messages::invertRegionData, U32(region)), expected);
+        SCOPED_TRACE(region);
+        const bool exists = region >= 1 && region <= 14;
+        EXPECT_EQ(Accepts(messages::setRegionData, RegionDataRecord(region, 0, "a")), exists);
+        EXPECT_EQ(Accepts(messages::setRegionVisibility, VisibilityRecord(region, true)), exists);
+        EXPECT_EQ(Accepts(messages::setPaletteData, PaletteRecord(region, 0, true, "a")), exists);
+        EXPECT_EQ(Accepts(messages::invertRegionData, U32(region)), exists);
     }
     // Would be region 1 if it were cut to 8 bits.
-    EXPECT_EQ(Serve(messages::invertRegionData, U32(257)), Result::Refused);
-    EXPECT_EQ(Serve(messages::invertRegionData, U32(4294967295)), Result::Refused);
+    EXPECT_FALSE(Accepts(messages::invertRegionData, U32(257)));
+    EXPECT_FALSE(Accepts(messages::invertRegionData, U32(4294967295)));
+    EXPECT_EQ(PublishedBy(messages::refreshRegions).size(), 14u * 5);
 }
 
-TEST_F(ASubtitleService, KeepsNothingOfARefusedRequest)
+TEST_F(SubtitleService, RefreshesEverythingKeptInOrderOfRegion)
 {
-    Serve(messages::setRegionData, RegionDataRecord(15, 0, "abc"));
-    Serve(messages::setRegionVisibility, VisibilityRecord(0, true));
-    Serve(messages::refreshRegions);
-    EXPECT_TRUE(audience.published.empty());
+    const std::string late = PaletteRecord(14, 1, false, "pal");
+    const std::string early = PaletteRecord(2, 9, true, "");
+    Accepts(messages::setPaletteData, late);
+    Accepts(messages::setRegionVisibility, VisibilityRecord(2, false));
+    Accepts(messages::setRegionData, RegionDataRecord(14, 0, "old"));
+    Accepts(messages::setPaletteData, early);
+    Accepts(messages::setRegionData, RegionDataRecord(2, 0, "\1"));
+    Accepts(messages::setRegionData, RegionDataRecord(14, 0, "\2"));
+    Published expected = Bitmaps(2, "\1", "\1");
+    expected.push_back(Visibility(2, false));
+    expected.push_back(Palette(early));
+    for (const std::string& bitmap : Bitmaps(14, "\2", "\2")) {
+        expected.push_back(bitmap);
+    }
+    expected.push_back(Palette(late));
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), expected);
 }
 
-TEST_F(ASubtitleService, RefreshesEverythingKeptInOrderOfRegion)
-{
-    Serve(messages::setPaletteData, PaletteRecord(14, 1, false, "pal"));
-    Serve(messages::setRegionVisibility, VisibilityRecord(2, false));
-    Serve(messages::setRegionData, RegionDataRecord(14, 0, "old"));
-    Serve(messages::setPaletteData, PaletteRecord(2, 9, true, ""));
-    Serve(messages::setRegionData, RegionDataRecord(2, 0, "\1"));
-    Serve(messages::setRegionData, RegionDataRecord(14, 0, "\2"));
-    EXPECT_EQ(Serve(messages::refreshRegions), Result::Accepted);
-    EXPECT_EQ(audience.published,
-              (Published{NotificationBytes(2, regionData, RegionDataRecord(2, 0, "\1")),
-                         NotificationBytes(3, regionData, RegionDataRecord(2, 1, "\1")),
-                         NotificationBytes(4, regionData, RegionDataRecord(2, 2, "\1")),
-                         NotificationBytes(6, visibility, VisibilityRecord(2, false)),
-                         NotificationBytes(10, palette, PaletteRecord(2, 9, true, "")),
-                         NotificationBytes(2, regionData, RegionDataRecord(14, 0, "\2")),
-                         NotificationBytes(3, regionData, RegionDataRecord(14, 1, "\2")),
-                         NotificationBytes(4, regionData, RegionDataRecord(14, 2, "\2")),
-                         NotificationBytes(10, palette, PaletteRecord(14, 1, false, "pal"))}));
-}
-
-TEST_F(ASubtitleService, RefreshesTheInvertedBitmap)
-{
-    Serve(messages::setRegionData, RegionDataRecord(1, 0, Bytes({1})));
-    Serve(messages::invertRegionData, U32(1));
-    Serve(messages::refreshRegions);
-    ASSERT_EQ(audience.published.size(), 3u);
-    EXPECT_EQ(audience.published[0],
-              NotificationBytes(2, regionData, RegionDataRecord(1, 0, Bytes({254}))));
-}
-
-TEST_F(ASubtitleService, KeepsSensorUpdates)
+TEST_F(SubtitleService, KeepsTheStateOfSixSensors)
 {
     EXPECT_FALSE(service.SensorIsOn(5));
-    EXPECT_EQ(Serve(messages::sendSensorUpdate, U32(5) + Bytes({1})), Result::Accepted);
+    EXPECT_TRUE(Accepts(messages::sendSensorUpdate, U32(5) + Bytes({1})));
     EXPECT_TRUE(service.SensorIsOn(5));
     EXPECT_FALSE(service.SensorIsOn(4));
-    EXPECT_EQ(Serve(messages::sendSensorUpdate, U32(5) + Bytes({0})), Result::Accepted);
+    EXPECT_TRUE(Accepts(messages::sendSensorUpdate, U32(5) + Bytes({0})));
     EXPECT_FALSE(service.SensorIsOn(5));
+    EXPECT_FALSE(Accepts(messages::sendSensorUpdate, U32(6) + Bytes({1})));
+    EXPECT_FALSE(Accepts(messages::sendSensorUpdate, U32(4294967295) + Bytes({1})));
 }
 
-TEST_F(ASubtitleService, RefusesSensorsOutside0To5)
-{
-    EXPECT_EQ(Serve(messages::sendSensorUpdate, U32(6) + Bytes({1})), Result::Refused);
-    EXPECT_EQ(Serve(messages::sendSensorUpdate, U32(4294967295) + Bytes({1})), Result::Refused);
-}
-
-TEST_F(ASubtitleService, HasLogLevel63UntilItIsSet)
+TEST_F(SubtitleService, HasLogLevel63UntilItIsSet)
 {
     EXPECT_EQ(service.LogLevel(), 63u);
-    EXPECT_EQ(Serve(messages::setLogLevel, U32(4294967295)), Result::Accepted);
+    EXPECT_TRUE(Accepts(messages::setLogLevel, U32(4294967295)));
     EXPECT_EQ(service.LogLevel(), 4294967295u);
 }
 
-TEST_F(ASubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
+TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
 {
-    EXPECT_EQ(Serve(messages::subscribe, U32(2) + U32(regionData)), Result::Accepted);
+    EXPECT_TRUE(Accepts(messages::subscribe, U32(2) + U32(15129)));
     EXPECT_TRUE(subscriptions.Include(2));
-    EXPECT_EQ(Serve(messages::subscribe, U32(5) + U32(regionData)), Result::Refused);
-    EXPECT_EQ(Serve(messages::unsubscribe, U32(1)), Result::Accepted);
+    EXPECT_FALSE(Accepts(messages::subscribe, U32(5) + U32(15129)));
+    EXPECT_TRUE(Accepts(messages::unsubscribe, U32(1)));
     EXPECT_FALSE(subscriptions.Include(2));
-    EXPECT_EQ(Serve(messages::unsubscribe, U32(5)), Result::Refused);
+    EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
 }
 
-TEST_F(ASubtitleService, ToldToRefuseSubscriptionsRefusesThemAll)
+TEST_F(SubtitleService, RefusesWhatItsFaultRefuses)
 {
-    faults.refuseSubscribe = true;
-    EXPECT_EQ(Serve(messages::subscribe, U32(2) + U32(regionData)), Result::Refused);
-    EXPECT_FALSE(subscriptions.Include(2));
-    EXPECT_EQ(Serve(messages::unsubscribe, U32(2)), Result::Accepted);
-}
-
-TEST_F(ASubtitleService, ToldToRefuseRefreshesPublishesNothing)
-{
-    faults.refuseRefresh = true;
-    Serve(messages::setRegionVisibility, VisibilityRecord(1, true));
-    EXPECT_EQ(Serve(messages::refreshRegions), Result::Refused);
-    EXPECT_TRUE(audience.published.empty());
-}
-
-TEST_F(ASubtitleService, ToldToRefuseSensorsKeepsNone)
-{
-    faults.refuseSensor = true;
-    EXPECT_EQ(Serve(messages::sendSensorUpdate, U32(1) + Bytes({1})), Result::Refused);
-    EXPECT_FALSE(service.SensorIsOn(1));
+    for (bool Faults::*const fault :
+         {&Faults::refuseSensor, &Faults::refuseSubscribe, &Faults::refuseRefresh}) {
+        faults = {};
+        faults.*fault = true;
+        EXPECT_EQ(Accepts(messages::refreshRegions), fault != &Faults::refuseRefresh);
+        EXPECT_EQ(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})),
+                  fault != &Faults::refuseSensor);
+        EXPECT_EQ(service.SensorIsOn(1), fault != &Faults::refuseSensor);
+        EXPECT_EQ(Accepts(messages::subscribe, U32(2) + U32(15129)),
+                  fault != &Faults::refuseSubscribe);
+        EXPECT_EQ(subscriptions.Include(2), fault != &Faults::refuseSubscribe);
+        EXPECT_TRUE(Accepts(messages::unsubscribe, U32(2)));
+    }
+    EXPECT_TRUE(Accepts(messages::setRegionVisibility, VisibilityRecord(1, true)));
+    EXPECT_FALSE(Accepts(messages::refreshRegions));
+    EXPECT_EQ(audience.published, Published{});
 }
 
 }  // namespace

@@ -1,0 +1,245 @@
+// Callbacks, and the end of an endpoint while calls are inside.
+
+#include "platform/src/endpoint.h"
+#include "tests/unit/platform/ServedEndpoint.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+class Callback : public ServedEndpoint {
+protected:
+    /// One notification for \p callback is on its way when this returns.
+    void ConnectAndPublish(void (*callback)(LinxIpc*, void*), void* userData = nullptr)
+    {
+        ConnectAndSubscribe(callback, userData);
+        peer->Send(Bitmap(1));
+    }
+
+    /// Counts its calls, of which the first one throws.
+    template <typename Exception>
+    static void ThrowOnce(LinxIpc*, void* calls)
+    {
+        if (++*static_cast<unsigned int*>(calls) == 1) {
+            throw Exception();
+        }
+    }
+
+    void ExpectSecondCall()
+    {
+        ExpectNothingMore();
+        peer->Send(Bitmap(1));
+        EXPECT_EQ(Receive(), 0);
+        EXPECT_EQ(calls, 2u);
+        ipc.reset();  // does not wait for the first call
+    }
+
+    unsigned int calls = 0;
+};
+
+struct Failure : std::exception {};
+
+TEST_F(Callback, LeavesTheEndpointUsableWhenItThrows)
+{
+    ConnectAndPublish(ThrowOnce<Failure>, &calls);
+    EXPECT_THROW(Receive(), Failure);
+    ExpectSecondCall();
+}
+
+TEST_F(Callback, LosesItsNotificationWithoutMemory)
+{
+    ConnectAndPublish(ThrowOnce<std::bad_alloc>, &calls);
+    EXPECT_EQ(Receive(), ENOMEM);
+    ExpectSecondCall();
+}
+
+TEST_F(Callback, MayUseTheEndpoint)
+{
+    struct Handler {
+        static void Run(LinxIpc* from, void* results)
+        {
+            auto& list = *static_cast<std::vector<int>*>(results);
+            IpcMessage request;
+            list.push_back(request.Allocate(messages::ping, 0, nullptr));
+            list.push_back(from->Request("SubtitleMgr", request, messages::ping + 1,
+                                         eventDeadlineMs, nullptr));
+            list.push_back(from->Notify("SubtitleMgr", request, true));
+            list.push_back(from->Receive(10, 0, LinxIpc::emptyString, nullptr));
+        }
+    };
+    std::vector<int> results;
+    ConnectAndPublish(Handler::Run, &results);
+    auto received = Beside([this] { return Receive(); });
+    Answer();
+    EXPECT_EQ(peer->ReceiveFrame().header.kind, FrameKind::OneWay);
+    EXPECT_EQ(received.get(), 0);
+    EXPECT_EQ(results, (std::vector<int>{0, 0, 0, EBUSY}));
+}
+
+/// Runs \p end in a child process. \return its exit status; -1 when it had to be killed
+template <typename End>
+int StatusOfChild(const End& end)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(eventDeadlineMs / 1000);  // instead of waiting for ever
+        end();
+        std::_Exit(99);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(Callback, MayEndTheProcess)
+{
+    EXPECT_EQ(StatusOfChild([this] {
+                  static LinxIpc mortal("Mortal");  // whose destructor runs at the end
+                  ipc.reset();
+                  ipc.reset(&mortal);
+                  mortal.Init();
+                  ConnectAndPublish([](LinxIpc*, void*) { std::exit(7); });
+                  Receive();
+              }),
+              7);
+}
+
+using ForkedChild = ServedEndpoint;
+
+TEST_F(ForkedChild, LeavesTheConnectionOfItsParentAtItsEnd)
+{
+    Connect();
+    std::atomic<bool> isOver{false};
+    auto served = AnswerAll();
+    auto other = Beside([&] {
+        int failures = 0;
+        while (!isOver) {
+            failures += Ping() != 0;
+        }
+        return failures;
+    });
+    // Some of the children find the endpoint's lock taken, by a thread that they do not have.
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(StatusOfChild([this] {
+                      ipc.reset();
+                      std::_Exit(5);
+                  }),
+                  5);
+    }
+    isOver = true;
+    EXPECT_EQ(other.get(), 0);
+    EXPECT_EQ(Ping(), 0);
+    ipc.reset();
+    served.get();
+}
+
+using EndOfEndpoint = ServedEndpoint;
+
+/// The destructor waits for a running callback, and no callback runs after it.
+TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
+{
+    struct Handler {
+        std::promise<void> isRunning;
+        std::promise<void> mayEnd;
+        std::atomic<int> ended{0};
+        static void Run(LinxIpc*, void* data)
+        {
+            Handler& self = *static_cast<Handler*>(data);
+            self.isRunning.set_value();
+            self.mayEnd.get_future().wait();
+            ++self.ended;
+        }
+    } handler;
+    // The console's thread goes on to call the dead object: its memory stays, what is in it does
+    // not.
+    alignas(LinxIpc) unsigned char place[sizeof(LinxIpc)];
+    ipc.reset();
+    LinxIpc& dying = *new (place) LinxIpc("Dying");
+    ASSERT_EQ(dying.Init(), 0);
+    RegionVisItem unused;
+    auto subscribed = Beside([&] {
+        return SubtitleClient(dying, eventDeadlineMs)
+            .Subscribe(hd, bitmap, unused, Handler::Run, &handler);
+    });
+    AcceptClient();
+    peer->AcceptSubscription();
+    ASSERT_EQ(subscribed.get(), 0);
+    peer->Send(Bitmaps(10));
+    auto received = Beside([&] {
+        int result = 0;
+        while (result == 0) {
+            result = dying.Receive(100, 0, LinxIpc::emptyString, nullptr);
+        }
+        return result;
+    });
+    handler.isRunning.get_future().wait();
+    auto ended = Beside([&] {
+        dying.~LinxIpc();
+        return handler.ended.load();
+    });
+    peer->ExpectClosed();  // so the destructor is at work
+    EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    handler.mayEnd.set_value();
+    EXPECT_EQ(ended.get(), 1);
+    EXPECT_EQ(received.get(), ESHUTDOWN);
+    EXPECT_EQ(dying.Receive(0, 0, LinxIpc::emptyString, nullptr), ESHUTDOWN);
+    EXPECT_EQ(handler.ended, 1);
+}
+
+TEST_F(EndOfEndpoint, WakesAReceiveThatHasAConnection)
+{
+    ConnectAndSubscribe();
+    auto received = ReceiveBeside(-1);
+    ipc.reset();
+    EXPECT_EQ(received.get(), ESHUTDOWN);
+}
+
+TEST_F(EndOfEndpoint, WakesAReceiveThatHasNoConnection)
+{
+    auto received = ReceiveBeside(-1);
+    ipc.reset();
+    EXPECT_EQ(received.get(), ESHUTDOWN);
+}
+
+/// In a process that ends, what a call would use otherwise is being destroyed.
+class ClosedEndpoint : public ServedEndpoint {
+protected:
+    ClosedEndpoint()
+    {
+        EXPECT_EQ(endpoint.Init(), 0);
+        endpoint.Close();
+    }
+
+    platform::Endpoint& endpoint = Endpoint::Create("Closed", *ipc);
+};
+
+TEST_F(ClosedEndpoint, SendsNothingAndLetsAReceiveSleepItsWait)
+{
+    IpcMessage message;
+    ASSERT_EQ(message.Allocate(messages::ping, 0, nullptr), 0);
+    EXPECT_EQ(endpoint.Request("SubtitleMgr", message, messages::ping + 1, 1000, nullptr),
+              ESHUTDOWN);
+    EXPECT_EQ(endpoint.Notify("SubtitleMgr", message, true), ESHUTDOWN);
+    EXPECT_FALSE(service->HasClient());
+    const auto start = Clock::now();
+    EXPECT_EQ(endpoint.Receive(30, 0, LinxIpc::emptyString, nullptr), ESHUTDOWN);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
+}
+
+TEST_F(ClosedEndpoint, LetsAReceiveWithoutLimitSleepForEver)
+{
+    auto& returned = *new std::promise<void>;
+    auto hasReturned = returned.get_future();
+    std::thread([&returned, &closed = endpoint] {
+        closed.Receive(-1, 0, LinxIpc::emptyString, nullptr);
+        returned.set_value();
+    }).detach();
+    EXPECT_EQ(hasReturned.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+// What an endpoint receives from its service, and what it makes of malformed frames and records.
+
+#include "tests/unit/platform/ServedEndpoint.h"
+
+namespace {
+
+using Notifications = ServedEndpoint;
+
+TEST_F(Notifications, AreKeptWhileAReplyIsAwaited)
+{
+    ConnectAndSubscribe();
+    auto ping = PingBeside();
+    const RawFrame request = peer->ExpectRequest(messages::ping);
+    peer->Send(Bitmaps(14));
+    peer->Reply(request);
+    EXPECT_EQ(ping.get(), 0);
+    EXPECT_TRUE(regions.empty()) << "callbacks run inside Receive only";
+    ExpectBitmaps(0, 14);
+    EXPECT_EQ(Receive(0), ETIMEDOUT);
+}
+
+TEST_F(Notifications, MayComeByteByByte)
+{
+    ConnectAndSubscribe();
+    for (const char byte : Bitmap(5)) {
+        ASSERT_TRUE(regions.empty());
+        peer->Send(std::string(1, byte));
+        Receive(0);
+    }
+    EXPECT_EQ(regions, Numbers{5});
+}
+
+TEST_F(Notifications, AreTakenByNumberAndSender)
+{
+    ConnectAndSubscribe();
+    peer->Send(Bitmap(3));
+    ExpectPing();
+    IpcMessage copy;
+    EXPECT_EQ(Receive(0, visibility), ETIMEDOUT);
+    EXPECT_EQ(ipc->Receive(0, 0, "Another", nullptr), ETIMEDOUT);
+    EXPECT_EQ(ipc->Receive(0, bitmap, "SubtitleMgr", &copy), 0);
+    EXPECT_EQ(copy.Payload()[0], 3);
+}
+
+TEST_F(Notifications, AreShownUntilTheNextReceive)
+{
+    ConnectAndSubscribe();
+    peer->Send(Bitmap(2));
+    ASSERT_EQ(Receive(), 0);
+    EXPECT_NE(ipc->ReceivedMessage().Payload(), nullptr);
+    ASSERT_EQ(Receive(1), ETIMEDOUT);
+    EXPECT_EQ(ipc->ReceivedMessage().Payload(), nullptr);
+}
+
+/// With and without a subscription.
+TEST_F(Notifications, AreWaitedForAsLongAsTheCallSays)
+{
+    for (int round = 0; round < 2; ++round) {
+        for (const int limitMs : {1, 30, 2, 0, 1}) {
+            const auto start = Clock::now();
+            EXPECT_EQ(Receive(limitMs), ETIMEDOUT);
+            EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(limitMs));
+        }
+        if (round == 0) {
+            ConnectAndSubscribe();
+        }
+    }
+}
+
+TEST_F(Notifications, AreIgnoredWithoutTheirSubscription)
+{
+    ConnectAndSubscribe();
+    peer->SendFrame(FrameKind::Notification, bitmap, 4, Bytes({1, 0, 0, 0, 0, 0}));
+    peer->Send(Visibility(hd));
+    peer->SendFrame(FrameKind::Notification, 0x7777, hd, "?");
+    peer->Send(Bitmap(7));
+    ASSERT_EQ(Receive(), 0);
+    EXPECT_EQ(regions, Numbers{7});
+}
+
+TEST_F(Notifications, AreDroppedWithAnEntryWhenMalformed)
+{
+    ConnectAndSubscribe();
+    peer->SendFrame(FrameKind::Notification, bitmap, hd, Bytes({1, 0, 0, 0, 0, 9, 1}));
+    peer->SendFrame(FrameKind::Notification, bitmap, hd, "");
+    peer->Send(Bitmap(7));
+    ASSERT_EQ(Receive(), 0);
+    EXPECT_EQ(regions, Numbers{7});
+    const std::string entry = "level=2 dropped a malformed record from SubtitleMgr: message 15129";
+    ExpectLogged(entry + " of 7 bytes\n");
+    ExpectLogged(entry + " of 0 bytes\n");
+}
+
+TEST_F(Notifications, AreAllReceivedThoughMoreComeThanMayWait)
+{
+    constexpr unsigned int count = 6000;  // more than one read takes, and far more than may wait
+    ConnectAndSubscribe();
+    auto served = Beside([this] {
+        peer->Send(Bitmaps(count));
+        peer->Close();
+    });
+    ExpectBitmaps(0, count);
+    served.get();
+}
+
+/// As no call receives, the newest are kept, also of a connection that has ended.
+TEST_F(Notifications, AreTheNewestWhenTheyWaitedForAReceive)
+{
+    ConnectAndSubscribe();
+    peer->Send(Bitmaps(300));
+    peer->Close();
+    EXPECT_EQ(Notify(), 0);  // notices the loss, and makes a new connection
+    ExpectBitmaps(300 - 256, 300);
+    EXPECT_EQ(Receive(0), ETIMEDOUT);
+}
+
+TEST_F(Notifications, AreFoundByNumberAfterManyOthers)
+{
+    ConnectAndSubscribe();
+    unsigned int count = 0;
+    auto subscribed = Beside([&] {
+        RegionVisItem unused;
+        SubtitleClient client(*ipc, eventDeadlineMs);
+        return client.Subscribe(6, visibility, unused, Count, &count);
+    });
+    peer->AcceptSubscription();
+    ASSERT_EQ(subscribed.get(), 0);
+    auto served = Beside([this] { peer->Send(Bitmaps(300) + Visibility(6)); });
+    EXPECT_EQ(Receive(eventDeadlineMs, visibility), 0);
+    served.get();
+    EXPECT_EQ(count, 1u);
+    EXPECT_TRUE(regions.empty());
+    // The oldest had to give way, as they do when no call receives.
+    ExpectBitmaps(300 - 255, 300);
+}
+
+TEST_F(Notifications, AreDroppedAndCountedWhenReceivedTooLate)
+{
+    ConnectAndSubscribe();
+    peer->Send(Bitmaps(300));
+    ExpectPing();
+    ExpectBitmaps(300 - 256, 300);
+    EXPECT_EQ(Receive(0), ETIMEDOUT);
+    ExpectLogged("endpoint TheEndpoint: dropped 44 notifications that were not received in time\n");
+}
+
+using BadFrame = ServedEndpoint;
+
+TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
+{
+    const struct {
+        std::string bytes;
+        std::string reason;
+    } rows[] = {
+        {"HTTP/1.1 200 OK\r\n", "not a frame"},
+        {FrameBytes(FrameKind::Request, messages::ping, 1, ""),
+         "a frame that only a client may send"},
+        {FrameBytes(FrameKind::OneWay, messages::quit, 0, ""),
+         "a frame that only a client may send"},
+    };
+    for (const auto& row : rows) {
+        Connect();  // again
+        auto ping = PingBeside();
+        peer->ExpectRequest(messages::ping);
+        peer->Send(row.bytes);
+        peer->ExpectClosed();
+        EXPECT_EQ(ping.get(), ECONNRESET);
+        ExpectLogged("level=2 connection to SubtitleMgr closed: received " + row.reason + "\n");
+    }
+}
+
+TEST_F(BadFrame, ClosesTheConnectionAfterTheFramesBeforeIt)
+{
+    constexpr unsigned int count = 600;  // more than may wait for Receive()
+    ConnectAndSubscribe();
+    peer->Send(Bitmaps(count) + std::string(16, 'x'));
+    ExpectBitmaps(0, count);
+    Receive(0);
+    peer->ExpectClosed();
+    ExpectLogged("connection to SubtitleMgr closed: received not a frame");
+}
+
+}  // namespace

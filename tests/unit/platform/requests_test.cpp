@@ -1,0 +1,237 @@
+// Requests, replies and one-way messages of one thread.
+
+#include "tests/unit/platform/ServedEndpoint.h"
+
+#include <LinxServerNameList.h>
+#include <PaletteItem.h>
+
+namespace {
+
+constexpr std::size_t moreThanASocketHolds = 8 * 1024 * 1024;
+
+using Endpoint = ServedEndpoint;
+
+TEST_F(Endpoint, IsUsableAfterASuccessfulInitOnly)
+{
+    LinxIpc closed("Closed");
+    IpcMessage request;
+    ASSERT_EQ(request.Allocate(messages::ping, 0, nullptr), 0);
+    EXPECT_EQ(closed.Request("SubtitleMgr", request, messages::ping + 1, -1, nullptr), ENOTCONN);
+    setenv("LINX_DIR", "relative", 1);
+    EXPECT_EQ(closed.Init(), EINVAL);
+    EXPECT_EQ(closed.Request("SubtitleMgr", request, messages::ping + 1, -1, nullptr), EINVAL);
+    ExpectLogged("endpoint Closed: messaging directory relative: not an absolute path\n");
+}
+
+TEST_F(Endpoint, RefusesAMessageThatWasNeverAllocated)
+{
+    IpcMessage empty;
+    EXPECT_EQ(ipc->Request("SubtitleMgr", empty, messages::ping + 1, -1, nullptr), EINVAL);
+    EXPECT_EQ(ipc->Notify("SubtitleMgr", empty, true), EINVAL);
+}
+
+using Request = ServedEndpoint;
+
+TEST_F(Request, IsAFrameWithItsNumberAndACorrelation)
+{
+    auto ping = PingBeside();
+    AcceptClient();
+    const RawFrame request = peer->ExpectRequest(messages::ping);
+    EXPECT_EQ(request.header.length, 0u);
+    EXPECT_NE(request.header.correlation, 0u);
+    peer->Reply(request);
+    EXPECT_EQ(ping.get(), 0);
+}
+
+TEST_F(Request, HasTheNumberAndBytesOfItsOperation)
+{
+    Connect();
+    auto served = Beside([this] {
+        const auto expect = [this](unsigned int messageId, const std::string& payload) {
+            const RawFrame request = peer->ExpectRequest(messageId);
+            EXPECT_EQ(request.payload, payload) << messageId;
+            peer->Reply(request, U32(0));
+        };
+        expect(0x3C06, Bytes({3, 1}));
+        expect(0x3C08, Bytes({4, 5, 1, 0, 0, 0, 1, 7}));
+        expect(0x3C0A, Bytes({0x01, 0x02, 0x03, 0x04}));
+        expect(0x3C0C, "");
+        expect(0x3C0E, Bytes({0, 0, 0, 5, 1}));
+        Answer(0x3C0E, U32(1));
+    });
+    SubtitleClient client(*ipc, eventDeadlineMs);
+    RegionVisItem shown;
+    shown.regionId = 3;
+    shown.visible = true;
+    EXPECT_EQ(client.SetRegionVisibility(shown), 0);
+    PaletteItem palette;
+    palette.regionId = 4;
+    palette.backgroundCode = 5;
+    palette.fill = true;
+    palette.paletteData = {7};
+    EXPECT_EQ(client.SetPaletteData(palette), 0);
+    EXPECT_EQ(client.InvertRegionData(0x01020304), 0);
+    EXPECT_EQ(client.RefreshRegions(), 0);
+    EXPECT_TRUE(client.SendSensorUpdate(static_cast<e_Sensors>(5), true));
+    EXPECT_FALSE(client.SendSensorUpdate(static_cast<e_Sensors>(0), false));
+    served.get();
+}
+
+TEST_F(Request, FailsAtOnceWithoutAService)
+{
+    EndService();
+    EXPECT_EQ(Ping(-1), ENOENT);
+}
+
+TEST_F(Request, CopiesItsReplyAlsoIntoItself)
+{
+    Connect();
+    IpcMessage request;
+    IpcMessage other;
+    for (IpcMessage* const reply : {&other, &request}) {
+        for (const std::string answer : {"an answer that is longer", "no"}) {
+            char question[] = "question";
+            ASSERT_EQ(request.Allocate(0x4000, 8, question), 0);
+            auto asked = Beside([&] {
+                return ipc->Request("SubtitleMgr", request, 0x4001, eventDeadlineMs, reply);
+            });
+            const RawFrame received = peer->ExpectRequest(0x4000);
+            EXPECT_EQ(received.payload, "question");
+            peer->Reply(received, answer);
+            ASSERT_EQ(asked.get(), 0);
+            EXPECT_EQ(std::string(reply->Payload(), reply->Payload() + answer.size()), answer);
+        }
+    }
+}
+
+TEST_F(Request, IgnoresRepliesThatItDoesNotAwait)
+{
+    Connect();
+    const auto start = Clock::now();
+    EXPECT_EQ(Ping(50), ETIMEDOUT);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(50));
+    const RawFrame late = peer->ExpectRequest(messages::ping);
+    auto ping = PingBeside();
+    const RawFrame request = peer->ExpectRequest(messages::ping);
+    // Of another number: the ping that took it would fail.
+    peer->SendFrame(FrameKind::Reply, messages::ping + 2, late.header.correlation);
+    peer->SendFrame(FrameKind::Reply, messages::ping + 2, request.header.correlation + 1);
+    peer->Reply(request);
+    EXPECT_EQ(ping.get(), 0);
+    peer->Reply(request);
+    ExpectPing();
+}
+
+TEST_F(Request, FailsWhenTheServiceGoesAwayWhileItWaits)
+{
+    Connect();
+    auto ping = PingBeside(-1);
+    peer->ExpectRequest(messages::ping);
+    peer->Close();
+    EXPECT_EQ(ping.get(), ECONNRESET);
+}
+
+TEST_F(Request, ClosesTheConnectionWhenItIsCutOffByItsTime)
+{
+    Connect();
+    // Nothing is read: the record fills the socket and stays there half sent.
+    EXPECT_EQ(Send(moreThanASocketHolds, /*limitMs*/ 50), ETIMEDOUT);
+    Connect();
+}
+
+TEST_F(Request, IsRefusedWhenItsRecordIsLargerThanAMessage)
+{
+    constexpr std::size_t largest = 16 * 1024 * 1024 - 6;
+    EXPECT_EQ(Send(largest + 1), EMSGSIZE);
+    auto result = Beside([=] { return Send(largest); });
+    AcceptClient();
+    EXPECT_EQ(peer->ReceiveHeader().length, 16u * 1024 * 1024);
+    Answer(messages::setRegionData, U32(0));
+    EXPECT_EQ(result.get(), 0);
+}
+
+/// A service that closes each connection before it reads would be asked for ever.
+TEST_F(Request, GivesUpWhenTwoConnectionsDidNotTakeIt)
+{
+    for (const bool isOneWay : {false, true}) {
+        auto served = Beside([this] {
+            service->Accept();  // and let go of at once
+            service->Accept();
+        });
+        const int error = isOneWay ? Notify(moreThanASocketHolds) : Send(moreThanASocketHolds);
+        EXPECT_TRUE(error == EPIPE || error == ECONNRESET) << error;
+        served.get();
+        EXPECT_FALSE(service->HasClient());
+    }
+}
+
+/// Both sides only writing must not wait for each other: the endpoint reads while it writes.
+TEST_F(Request, IsSentIntoAFloodOfNotifications)
+{
+    ConnectAndSubscribe();
+    auto result = Beside([this] { return Send(2 * 1024 * 1024); });
+    const std::string flood = FrameBytes(FrameKind::Notification, bitmap, hd,
+                                         Bytes({9, 0}) + U32(30720) + std::string(30720, '\1'));
+    for (int i = 0; i < 100; ++i) {
+        peer->Send(flood);
+    }
+    Answer(messages::setRegionData, U32(0));
+    EXPECT_EQ(result.get(), 0);
+}
+
+/// The endpoint reads while it cannot send, so the reply may come amid the request.
+TEST_F(Request, IsSentAsItWasThoughItsReplyComesBeforeItsEnd)
+{
+    Connect();
+    IpcMessage message;
+    ASSERT_EQ(message.Allocate(0x4000, moreThanASocketHolds, nullptr), 0);
+    std::fill_n(message.Payload(), moreThanASocketHolds, static_cast<unsigned char>('q'));
+    auto result = Beside(
+        [&] { return ipc->Request("SubtitleMgr", message, 0x4001, eventDeadlineMs, &message); });
+    const std::string answer(1024 * 1024, 'a');
+    peer->SendFrame(FrameKind::Reply, 0x4001, peer->ReceiveHeader().correlation, answer);
+    EXPECT_TRUE(peer->ReceiveFrame().payload == std::string(moreThanASocketHolds, 'q'));
+    ASSERT_EQ(result.get(), 0);
+    EXPECT_TRUE(std::string(message.Payload(), message.Payload() + answer.size()) == answer);
+}
+
+using OneWayMessage = ServedEndpoint;
+
+TEST_F(OneWayMessage, IsSentOnceAlsoAfterARestart)
+{
+    for (int round = 0; round < 3; ++round) {
+        auto notified = Beside([this] { return Notify(); });
+        AcceptClient();
+        const RawFrame message = peer->ReceiveFrame();
+        EXPECT_EQ(message.header.kind, FrameKind::OneWay);
+        EXPECT_EQ(message.header.messageId, messages::quit);
+        EXPECT_EQ(notified.get(), 0);
+        ExpectPing();
+        RestartService();
+    }
+}
+
+TEST_F(OneWayMessage, LeavesAConnectionThatHasNoRoomForIt)
+{
+    Connect();
+    unsigned int taken = 0;
+    int error = 0;
+    while ((error = Notify(0, /*mayWait*/ false)) == 0) {
+        ++taken;
+    }
+    EXPECT_EQ(error, EAGAIN);
+    EXPECT_GT(taken, 0u);
+    for (unsigned int i = 0; i < taken; ++i) {
+        ASSERT_EQ(peer->ReceiveFrame().header.messageId, messages::quit);
+    }
+    ExpectPing();
+}
+
+TEST(ServerNameList, KnowsTheSubtitleServiceAlone)
+{
+    const LinxServerNameList& list = LinxServerNameList::Instance();
+    EXPECT_EQ(list.Name(static_cast<e_Process>(5)), "SubtitleMgr");
+    EXPECT_EQ(list.Name(static_cast<e_Process>(4)), "");
+}
+
+}  // namespace

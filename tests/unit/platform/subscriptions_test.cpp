@@ -1,0 +1,234 @@
+// Subscriptions: what they bring, how they end, their renewal after a loss, and calls that meet.
+
+#include "tests/unit/platform/ServedEndpoint.h"
+
+#include <atomic>
+#include <sched.h>
+
+namespace {
+
+const std::string accepted = U32(0);
+const std::string refused = U32(1);
+
+/// Subscribes to another service than the subtitle service.
+class OtherServicesClient : public SubscribeClient {
+public:
+    explicit OtherServicesClient(LinxIpc& endpoint) : SubscribeClient(endpoint, "Other", 0) {}
+};
+
+using Subscription = ServedEndpoint;
+
+TEST_F(Subscription, IsPossibleAtOneServiceOnly)
+{
+    ConnectAndSubscribe();
+    RegionVisItem unused;
+    EXPECT_EQ(OtherServicesClient(*ipc).Subscribe(hd, bitmap, unused, NoteRegion, &regions),
+              EINVAL);
+}
+
+TEST_F(Subscription, BringsNothingWhenItWasRefused)
+{
+    Connect();
+    auto subscribed = Beside([this] { return Subscribe(); });
+    const RawFrame request = peer->ExpectRequest(messages::subscribe);
+    peer->Send(Bitmap(1));
+    peer->Reply(request, refused);
+    EXPECT_EQ(subscribed.get(), EREMOTEIO);
+    peer->Send(Bitmap(2));
+    ExpectNothingMore();
+    EXPECT_TRUE(regions.empty());
+}
+
+TEST_F(Subscription, BringsNothingOnceItsEndWasAskedFor)
+{
+    ConnectAndSubscribe();
+    peer->Send(Bitmap(1));
+    ExpectPing();  // so that one is queued
+    auto unsubscribed = Beside([this] { return Unsubscribe(1); });
+    const RawFrame request = peer->ExpectRequest(messages::unsubscribe);
+    EXPECT_EQ(request.payload, U32(1));
+    peer->Send(Bitmap(2));
+    peer->Reply(request, accepted);
+    peer->Send(Bitmap(3));
+    EXPECT_EQ(unsubscribed.get(), 0);
+    ExpectNothingMore();
+    EXPECT_TRUE(regions.empty());
+}
+
+TEST_F(Subscription, IsRenewedWithTheNextRequestAfterARestart)
+{
+    ConnectAndSubscribe();
+    RestartService();
+    auto ping = PingBeside();
+    AcceptClient();
+    EXPECT_EQ(peer->AcceptSubscription(), hd);
+    Answer();
+    EXPECT_EQ(ping.get(), 0);
+    peer->Send(Bitmap(9));
+    EXPECT_EQ(Receive(), 0);
+    EXPECT_EQ(regions, Numbers{9});
+}
+
+TEST_F(Subscription, IsRenewedByReceiveAtMostTwiceASecond)
+{
+    const auto start = Clock::now();
+    ConnectAndSubscribe();
+    EndService();
+    EXPECT_EQ(Receive(10), ETIMEDOUT);  // notices the loss, and it is too early to try again
+    RestartService();
+    auto received = ReceiveBeside();
+    AcceptClient();
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_EQ(peer->AcceptSubscription(), hd);
+    peer->Send(Bitmap(9));
+    EXPECT_EQ(received.get(), 0);
+    EXPECT_EQ(regions, Numbers{9});
+}
+
+TEST_F(Subscription, IsReportedWhenARestartedServiceRefusesIt)
+{
+    ConnectAndSubscribe();
+    RestartService();
+    auto ping = PingBeside();
+    AcceptClient();
+    Answer(messages::subscribe, refused);
+    Answer();
+    EXPECT_EQ(ping.get(), 0);
+    ExpectLogged("a subscription was refused by the restarted service SubtitleMgr\n");
+}
+
+class ConcurrentSubscribe : public ServedEndpoint {
+protected:
+    std::future<int> SubscribeBeside() { return SubscribeBeside(NoteRegion, &regions, bitmap); }
+    std::future<int> SubscribeBeside(void (*callback)(LinxIpc*, void*), void* userData,
+                                     unsigned int item)
+    {
+        return Beside([=] { return Subscribe(callback, userData, item); });
+    }
+
+    RawFrame ExpectSubscribe() { return peer->ExpectRequest(messages::subscribe); }
+
+    void Accept(const RawFrame& request, std::future<int>& call)
+    {
+        peer->Reply(request, accepted);
+        EXPECT_EQ(call.get(), 0);
+    }
+
+    void ExpectInForce()
+    {
+        peer->Send(Bitmap(7));
+        EXPECT_EQ(Receive(), 0);
+        EXPECT_EQ(regions, Numbers{7});
+    }
+};
+
+/// Leaves the process one processor, which other threads keep busy.
+class BusyProcessor {
+public:
+    BusyProcessor()
+    {
+        sched_getaffinity(0, sizeof before, &before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+        sched_setaffinity(0, sizeof one, &one);
+        for (int i = 0; i < 2; ++i) {
+            spinners.emplace_back([this] {
+                while (!isOver) {
+                }
+            });
+        }
+    }
+    ~BusyProcessor()
+    {
+        isOver = true;
+        for (std::thread& spinner : spinners) {
+            spinner.join();
+        }
+        sched_setaffinity(0, sizeof before, &before);
+    }
+    BusyProcessor(const BusyProcessor&) = delete;
+    BusyProcessor& operator=(const BusyProcessor&) = delete;
+
+private:
+    cpu_set_t before{};
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> spinners;
+};
+
+TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUp)
+{
+    constexpr int rounds = 40;
+    const BusyProcessor busy;
+    int silent = 0;
+    for (int round = 0; round < rounds; ++round) {
+        ipc = std::make_unique<LinxIpc>("TheEndpoint");
+        ASSERT_EQ(ipc->Init(), 0);
+        Connect();
+        // Reads for the subscribing call, and reconnects.
+        auto other = Beside([this] {
+            int error;
+            while ((error = Ping()) == ECONNRESET) {
+            }
+            return error;
+        });
+        peer->ExpectRequest(messages::ping);
+        auto subscribed = SubscribeBeside();
+        peer->AcceptSubscription();
+        peer->Close();
+        AcceptClient();
+        const RawFrame next = peer->ReceiveFrame();
+        const bool isRenewal = next.header.messageId == messages::subscribe;
+        peer->Reply(next, isRenewal ? accepted : "");
+        if (isRenewal) {
+            Answer();
+        }
+        EXPECT_EQ(other.get(), 0);
+        silent += subscribed.get() == 0 && !isRenewal ? 1 : 0;
+    }
+    EXPECT_EQ(silent, 0) << "of " << rounds;
+}
+
+/// What one call left in the queue is not another's to take out.
+TEST_F(ConcurrentSubscribe, KeepsWhatCameForAnotherItem)
+{
+    Connect();
+    unsigned int visibilities = 0;
+    auto first = SubscribeBeside(Count, &visibilities, visibility);
+    const RawFrame firstRequest = ExpectSubscribe();
+    peer->Send(Visibility(hd));
+    ExpectPing();  // so the notification before it is queued
+    auto second = SubscribeBeside();
+    const RawFrame secondRequest = ExpectSubscribe();
+    EXPECT_EQ(Receive(), 0);
+    EXPECT_EQ(visibilities, 1u);
+    Accept(secondRequest, second);
+    Accept(firstRequest, first);
+}
+
+TEST_F(ConcurrentSubscribe, IsNotUndoneByATimeOutOfAnotherCall)
+{
+    Connect();
+    unsigned int lost = 0;
+    auto patient = SubscribeBeside();
+    const RawFrame request = ExpectSubscribe();
+    EXPECT_EQ(Subscribe(Count, &lost, bitmap, /*limitMs*/ 20), ETIMEDOUT);
+    Accept(request, patient);
+    ExpectInForce();
+    EXPECT_EQ(lost, 0u);
+}
+
+TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeAnsweredLater)
+{
+    Connect();
+    auto subscribed = SubscribeBeside();
+    const RawFrame wanted = ExpectSubscribe();
+    auto unsubscribed = Beside([this] { return Unsubscribe(hd); });
+    const RawFrame unwanted = peer->ExpectRequest(messages::unsubscribe);
+    Accept(wanted, subscribed);
+    Accept(unwanted, unsubscribed);
+    RestartService();
+    Connect();  // without a renewal before the ping
+}
+
+}  // namespace
