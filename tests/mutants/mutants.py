@@ -46,7 +46,7 @@ THEN_TESTS = {
     "platform/src": r"^(unit\.(cli|records|handlers|simulator)|service"
     r"|sessions\.(options|log_level|ping_and_quit|main_menu|subscriptions"
     r"|input_errors|notifications|statistics)"
-    r"|resilience\.(requests|directory|losses|threads|load|bytes|memory"
+    r"|resilience\.(requests|directory|losses|threads|bytes|memory"
     r"|call_sweep|memory_sweep|partial_sweep))\.|" + WAITING_TESTS
 }
 PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCliLockstep", "SubtitleMgrSim", "test_resilience_threads"]
