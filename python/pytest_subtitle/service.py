@@ -13,6 +13,17 @@ REGION_DATA_ITEM = 15129
 LOOK_AGAIN = 0.002
 
 
+def receive(peer, size):
+    """Receives so many bytes, which may come in pieces; fewer when the other side closes."""
+    received = b""
+    while len(received) < size:
+        more = peer.recv(size - len(received))
+        if not more:
+            break
+        received += more
+    return received
+
+
 class Service:
     """One simulated service in a workspace's messaging directory, with a journal."""
 
@@ -113,9 +124,7 @@ class Service:
         peer.settimeout(SECONDS)
         peer.connect(os.path.join(self.workspace.messaging, self.name))
         peer.sendall(b"ST\x01\x01" + struct.pack(">5I", 0x3C00, 1, 8, number, item))
-        if peer.recv(20, socket.MSG_WAITALL) != (
-            b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0)
-        ):
+        if receive(peer, 20) != b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0):
             raise RuntimeError("the service does not accept subscription %d" % number)
 
     def requests(self):

@@ -9,7 +9,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../python"))
 
 # pylint: disable=wrong-import-position
-from pytest_subtitle import PipedConsole, SECONDS, Service, TimeLimit, Workspace
+from pytest_subtitle import PipedConsole, SECONDS, Service, TimeLimit, Workspace, receive
 from scenarios import Outcome, prepare_files
 
 READY_SECONDS = 1  # then the service is asked: its line may be what fails
@@ -74,7 +74,7 @@ class Place:
                     peer.settimeout(SECONDS)
                     peer.connect(os.path.join(self.workspace.messaging, "SubtitleMgr"))
                     peer.sendall(PING)
-                    if peer.recv(len(PONG), socket.MSG_WAITALL) == PONG:
+                    if receive(peer, len(PONG)) == PONG:
                         return True
             except OSError:
                 if not self.service.is_running():

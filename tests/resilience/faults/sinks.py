@@ -15,7 +15,7 @@ import subprocess
 import time
 from dataclasses import dataclass
 
-from processes import PING, PONG, SECONDS, Service
+from processes import PING, PONG, SECONDS, Service, receive
 from system_calls import CALL, STRACE, Fault, Sweep
 
 ERRORS = ("EINTR", "EAGAIN", "EIO", "ENOMEM", "ENOSPC")
@@ -239,7 +239,7 @@ class SinkSweep(Sweep):
                     outputs.make_room()
                 try:
                     peer.sendall(PING)
-                    if peer.recv(len(PONG), socket.MSG_WAITALL) != PONG:
+                    if receive(peer, len(PONG)) != PONG:
                         return "another answer"
                 except OSError as error:
                     return f"no answer: {error}"

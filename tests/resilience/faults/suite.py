@@ -78,12 +78,6 @@ WITH_PROGRAMS = {
 # (resilience_memory, resilience_calls); numbers, floods and times that pieces would stretch beyond
 # their limits (resilience_exit, _idle, _threads); sessions on a terminal.
 SESSIONS = "sessions"
-# Not notifications and statistics: they sometimes differ when a scenario comes in pieces. To be
-# examined; the sessions of every other subject are the same in each run.
-SESSION_SUBJECTS = (
-    "dynamic_test input_errors invert log_level main_menu odd_files options palette ping_and_quit"
-    " region_data sensors subscriptions visibility"
-).split()
 SHORT = ("unit_simulator", "resilience_requests")
 LIMIT_S = 600
 
@@ -98,7 +92,7 @@ def run_sessions(arguments):
         "PROGRAMS_PRELOAD": str(arguments.library),
     }
     result = subprocess.run(
-        [sys.executable, player, "--programs", arguments.bin, "--on", "pipe", *SESSION_SUBJECTS],
+        [sys.executable, player, "--programs", arguments.bin, "--on", "pipe"],
         env=environment,
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
