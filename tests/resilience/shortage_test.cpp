@@ -5,7 +5,6 @@
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/socket.h>
@@ -75,39 +74,6 @@ TEST_F(UnreadConsole, DelaysNoOtherClient)
     EXPECT_EQ(console.WaitForExit(), 0);
     const std::string text = console.Output();
     EXPECT_EQ(text.substr(text.size() - SubscribedMenu().size()), SubscribedMenu());
-}
-
-using KilledConsole = ConsoleSession;
-
-TEST_F(KilledConsole, IsReplacedWithoutHarmToAnother)
-{
-    StartService();
-    StartClient({"-i"});
-    Type("1\n");
-    ExpectConsole(SubscribedMenu());
-    for (int round = 0; round < 3; ++round) {
-        ChildProcess other({ClientProgram(), "-i"}, ClientSettings());
-        other.Write("1\nr\n");
-        other.WaitForOutput("Sending RefreshRegions\n\n");
-        Type("r\n");
-        ExpectConsole("Sending RefreshRegions\n\n" + SubscribedMenu());
-        other.Signal(SIGKILL);
-        other.WaitForExit();
-    }
-    Type("x\n");
-    EXPECT_EQ(ExitStatus(), 0);
-    EXPECT_TEXT(ErrorText(), "");
-}
-
-using CommandLine = ConsoleSession;
-
-TEST_F(CommandLine, TakesTenThousandOptions)
-{
-    std::vector<std::string> options(10000, "-c");
-    options.push_back("-h");
-    RunClient(options);
-    EXPECT_EQ(ExitStatus(), 0);
-    EXPECT_TEXT(ConsoleText(), UsageText());
 }
 
 using ChildOfTheClient = ConsoleSession;

@@ -118,13 +118,6 @@ TEST_F(CostlyRefresh, DelaysNoPingWithoutSubscriber)
     }
 }
 
-TEST_F(CostlyRefresh, DelaysNoPingWithASubscriber)
-{
-    WireClient other = Connect();
-    StartRefreshes();
-    EXPECT_TRUE(AnswersWithin(milliseconds(100), other));
-}
-
 TEST_F(CostlyRefresh, DelaysNoEndOfTheService)
 {
     StartRefreshes();

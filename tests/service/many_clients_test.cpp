@@ -1,4 +1,4 @@
-// Crowds: clients that subscribe, die, come back, send slowly, or find no place.
+// Crowds: clients that subscribe, come back, send slowly, or find no place.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -15,7 +15,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <thread>
 
 namespace {
 
@@ -82,25 +81,6 @@ TEST_F(SlowSenders, AreAnsweredAndDelayNoOtherClient)
     }
     for (WireClient& slow : crowd) {
         ASSERT_EQ(slow.ReceiveFrame().header.messageId, messages::ReplyTo(messages::ping));
-    }
-}
-
-using LostSubscribers = Crowd;
-
-TEST_F(LostSubscribers, LeaveNoDescriptorOpen)
-{
-    WireClient editor = Connect();
-    ASSERT_EQ(editor.Ask(messages::ping), "");
-    const pid_t pid = service.Process().Pid();
-    const int before = CountDescriptors(pid);
-    for (int i = 0; i < 100; ++i) {
-        WireClient client = Connect();
-        client.Subscribe(6);
-        ASSERT_EQ(editor.Ask(messages::setRegionVisibility, VisibilityRecord(1, true)), accepted);
-    }
-    for (const Deadline deadline(eventDeadlineMs); CountDescriptors(pid) != before;) {
-        ASSERT_FALSE(deadline.HasPassed()) << CountDescriptors(pid) << " descriptors";
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
 
