@@ -82,17 +82,16 @@ SHORT = ("unit_simulator", "resilience_requests")
 LIMIT_S = 600
 
 
-def run_sessions(arguments):
-    """Plays the console sessions on pipes. Returns their name, how many passed and what failed."""
-    player = pathlib.Path(__file__).parents[2] / "sessions" / "play.py"
+def output_of(command, variable, arguments):
+    """Runs a command in pieces; the variable names the library. Returns what it printed."""
     environment = {
         **os.environ,
         "PARTIAL_SEED": str(arguments.seed),
         "WHOLE_FILES": "yes",
-        "PROGRAMS_PRELOAD": str(arguments.library),
+        variable: str(arguments.library),
     }
-    result = subprocess.run(
-        [sys.executable, player, "--programs", arguments.bin, "--on", "pipe"],
+    return subprocess.run(
+        command,
         env=environment,
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
@@ -101,8 +100,15 @@ def run_sessions(arguments):
         text=True,
         errors="replace",
     )
-    failed = re.findall(r"^(\S+) fails on a pipe:$", result.stdout, re.MULTILINE)
-    count = re.search(r"^\d+ of (\d+) sessions failed", result.stdout, re.MULTILINE)
+
+
+def run_sessions(arguments):
+    """Plays the console sessions on pipes. Returns their name, how many passed and what failed."""
+    player = pathlib.Path(__file__).parents[2] / "sessions" / "play.py"
+    command = [sys.executable, player, "--programs", arguments.bin, "--on", "pipe"]
+    text = output_of(command, "PROGRAMS_PRELOAD", arguments).stdout
+    failed = re.findall(r"^(\S+) fails on a pipe:$", text, re.MULTILINE)
+    count = re.search(r"^\d+ of (\d+) sessions failed", text, re.MULTILINE)
     return SESSIONS, int(count[1]) - len(failed) if count else 0, failed
 
 
@@ -111,25 +117,10 @@ def run(name, arguments):
     if name == SESSIONS:
         return run_sessions(arguments)
     alone = name in IN_ONE_PROCESS
-    programs = pathlib.Path(arguments.bin).resolve()
-    variable = "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD"
     left_out = (IN_ONE_PROCESS if alone else WITH_PROGRAMS)[name]
-    environment = {
-        **os.environ,
-        "PARTIAL_SEED": str(arguments.seed),
-        "WHOLE_FILES": "yes",
-        variable: str(arguments.library),
-    }
-    result = subprocess.run(
-        [programs / f"test_{name}", "--gtest_filter=-" + ":".join(left_out)],
-        env=environment,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        timeout=LIMIT_S,
-        check=False,
-        text=True,
-        errors="replace",
-    )
+    program = pathlib.Path(arguments.bin).resolve() / f"test_{name}"
+    command = [program, "--gtest_filter=-" + ":".join(left_out)]
+    result = output_of(command, "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD", arguments)
     passed = len(re.findall(r"^\[       OK \]", result.stdout, re.MULTILINE))
     failed = sorted(
         set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout, re.MULTILINE))
@@ -157,7 +148,7 @@ def main():
 
 
 def run_all(names, arguments):
-    """Runs programs of tests, two at a time. Returns the exit status."""
+    """Runs programs of tests beside each other. Returns the exit status."""
     started, total, bad = time.monotonic(), 0, False
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for name, passed, failed in pool.map(lambda name: run(name, arguments), names):
