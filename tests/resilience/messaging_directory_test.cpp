@@ -83,7 +83,7 @@ protected:
     const std::string program = home + "/client";
 };
 
-TEST_F(UntrustedDirectory, IsRefusedWhenItBelongsToAnotherUser)
+TEST_F(UntrustedDirectory, IsRefusedOfAnotherUser)
 {
     if (!IsRoot()) {
         GTEST_SKIP() << "only root can give a folder away";

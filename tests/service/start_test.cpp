@@ -36,7 +36,7 @@ struct BadOptions {
 
 class BadCommandLine : public Start, public testing::WithParamInterface<BadOptions> {};
 
-TEST_P(BadCommandLine, EndsTheServiceWithStatusTwo)
+TEST_P(BadCommandLine, EndsWithStatusTwo)
 {
     ExpectRefused(GetParam().options, 2,
                   std::string(GetParam().message) + "\nRun with --help for more information.");

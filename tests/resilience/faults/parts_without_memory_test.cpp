@@ -2,7 +2,6 @@
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
-#include "simulator/commentary.h"
 #include "simulator/journal.h"
 #include "simulator/listener.h"
 #include "simulator/server.h"
@@ -135,26 +134,6 @@ TEST_F(LogEntryWithoutMemory, IsLostAtTheEndOfItsMessage)
                   return refused.Happened();
               }),
               0);
-}
-
-TEST(LineWithoutMemory, IsLostAndCounted)
-{
-    const std::string details(100, 'x');
-    const auto lose = [&](const auto& tell) {
-        return ErrorsOf([&] {
-            {
-                const RefusedAllocation refused(0);
-                EXPECT_NO_THROW(tell());
-                EXPECT_TRUE(refused.Happened());
-            }
-            Say("next");
-        });
-    };
-    const std::string told = "SubtitleMgrSim: standard error lost 1 lines: Cannot allocate memory\n"
-                             "SubtitleMgrSim: next\n";
-    EXPECT_EQ(lose([&] { Say("a line of so many letters that it needs memory"); }), told);
-    EXPECT_EQ(lose([&] { Tell(1, "refused: ", details); }), told);
-    EXPECT_EQ(lose([&] { TellServed(1, "", details); }), told);
 }
 
 TEST(StreamWithoutMemory, LosesNoByte)

@@ -98,7 +98,7 @@ TEST_F(RefusedAccept, PausesTheServiceWithoutMemory)
     EXPECT_EQ(acceptor.PauseMs(), -1);
 }
 
-TEST_F(RefusedAccept, OfAnUnforeseenKindPausesAndIsReportedOnce)
+TEST_F(RefusedAccept, OfUnforeseenKindIsReportedOnce)
 {
     acceptor.Resume(/*clientHasGone*/ false);
     const RawClient client(path);

@@ -127,9 +127,9 @@ private:
 
 TEST_F(ConsoleWithoutMemory, GoesOnAfterStatistics) { ExpectToGoOn("s\nx\n"); }
 
-TEST_F(ConsoleWithoutMemory, GoesOnAfterTheDynamicTest) { ExpectToGoOn("7\n1\nx\nx\n"); }
+TEST_F(ConsoleWithoutMemory, GoesOnAfterDynamicTest) { ExpectToGoOn("7\n1\nx\nx\n"); }
 
-TEST_F(ConsoleWithoutMemory, GoesOnAfterStatisticsInTheSensorTest) { ExpectToGoOn("8\ns\nx\nx\n"); }
+TEST_F(ConsoleWithoutMemory, GoesOnAfterSensorStatistics) { ExpectToGoOn("8\ns\nx\nx\n"); }
 
 TEST_F(ConsoleWithoutMemory, GoesOnAfterALongFileName) { ExpectToGoOn("3 1 " + file + " 4\nx\n"); }
 
@@ -192,7 +192,7 @@ TEST(EveryOption, EndsInOrderWithoutMemory)
     }
 }
 
-TEST(ConnectionOption, StopsTheCommandLineWithoutMemory)
+TEST(ConnectionOption, EndsTheCommandLine)
 {
     StillClient client;
     std::string words[] = {"client", "-e", prefix, "-p"};
@@ -206,7 +206,7 @@ TEST(ConnectionOption, StopsTheCommandLineWithoutMemory)
     EXPECT_EQ(CountErrors(outcome.log, " Error allocating memory for an option"), 1);
 }
 
-TEST(ConnectionOption, LeavesTheServersNameAsItWasWithoutMemory)
+TEST(ConnectionOption, KeepsTheOldName)
 {
     const TempDir directory;
     SimulatedService service(directory.Path());
@@ -229,7 +229,7 @@ TEST(ConnectionOption, LeavesTheServersNameAsItWasWithoutMemory)
     }
 }
 
-TEST(Notification, IsNeitherCountedNorPrintedWithoutMemory)
+TEST(Notification, IsLostWithoutMemory)
 {
     subtitleStats.Clear();
     for (const auto handler : {HandleRegionData, handleRegionVis, handlePaletteUpdate}) {

@@ -116,7 +116,7 @@ TEST_F(RefusedMemory, IsAnErrorOfASubscription)
     RefuseEach(Init, [&](LinxIpc& ipc) { return Subscribe(ipc, count); });
 }
 
-TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
+TEST_F(RefusedMemory, IsAnErrorOfEverySubtitleClientCall)
 {
     using Operation = std::function<int(SubtitleClient&)>;
     const Operation operations[] = {
@@ -200,7 +200,7 @@ TEST_F(RefusedMemory, MakesReceivePauseWhileItConnectsAgain)
     EXPECT_EQ(error, ENOMEM);
 }
 
-TEST_F(RefusedMemory, LeavesNoConnectionWithoutItsSubscriptions)
+TEST_F(RefusedMemory, RenewsAllSubscriptionsOrNone)
 {
     unsigned count = 0;
     RefuseEach(
