@@ -1,4 +1,4 @@
-// Parts of both programs when an allocation fails below them: what is lost then, and what is said.
+// Parts of both programs when an allocation fails below them: what they lose and report.
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
@@ -43,7 +43,7 @@ std::string ErrorsWithout(int number, Action action)
     });
 }
 
-TEST(ClientWithoutMemory, SaysThatItsRequestsCannotBeMade)
+TEST(ClientWithoutMemory, ReportsFailedRequests)
 {
     SubtitleMgrCli pinging;
     EXPECT_EQ(ErrorsWithout(0, [&] { pinging.Ping(); }), "Error allocating request\n");
@@ -52,7 +52,7 @@ TEST(ClientWithoutMemory, SaysThatItsRequestsCannotBeMade)
               "Shut down Requested\nError allocating request\n");
 }
 
-TEST(ClientWithoutMemory, SaysWhyTheLogLevelIsNotSet)
+TEST(ClientWithoutMemory, ReportsFailedLogLevels)
 {
     SubtitleMgrCli client;
     int result = -1;

@@ -1,4 +1,4 @@
-// The messaging directory, or what stands in it, changes while it is being looked at.
+// The messaging directory, or a file in it, changes while it is being looked at.
 
 #include "platform/src/messaging_directory.h"
 #include "platform/src/wire_format.h"

@@ -132,7 +132,7 @@ int Flood(unsigned requests, unsigned lastNumber)
     std::vector<double> latencies;
     unsigned lost = 0;
     const Clock::time_point begin = Clock::now();
-    // Long enough for the service to see that somebody has stopped.
+    // Long enough for the service to see that one subscriber is stalled.
     while (latencies.size() < requests || Clock::now() - begin < std::chrono::seconds(3)) {
         const Clock::time_point sent = Clock::now();
         lost += requester.Ping() ? 0u : 1u;

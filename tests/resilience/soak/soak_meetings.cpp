@@ -1,5 +1,5 @@
 // Calls that meet: soak_meetings SECONDS SEED SERVICE kills, stops, starts again and floods the
-// service of eight threads. Now and then they stand still, and what was acknowledged must be there:
+// service of eight threads. Now and then they stand still, and what was acknowledged must hold:
 // subscriptions bring notifications, requests are in the journal.
 
 #include "packaging/tool_options.h"
