@@ -92,7 +92,6 @@ class Outputs:
             self.earlier[output] = line * (4095 // len(line))
             with open(self.path(output), "w", encoding="utf-8") as file:
                 file.write(self.earlier[output])
-        # `out` has a page of its own once it has its line.
         with open(self.path("filler"), "wb") as file:
             file.write(bytes(8192))
 
