@@ -1,85 +1,17 @@
 #include "platform/src/connection.h"
 
-#include "platform/src/big_endian.h"
-
 #include <IpcMessage.h>
 
 #include <algorithm>
 
 using namespace platform;
 
-/// Connecting waits for a service that is stopped, so also a request without limit ends then.
-constexpr int connectLimitMs = 1000;
-
-constexpr int reconnectIntervalMs = 500;
-
-/// The link, made when there is none. One call at a time tries; others wait for its result.
-int Connection::Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened)
-{
-    while (!(opened = Current())) {
-        if (state.closed) {
-            return ESHUTDOWN;
-        }
-        if (!connecting) {
-            return Connect(lock, deadline.Sooner(Deadline(connectLimitMs)), opened);
-        }
-        if (!state.WaitForChange(lock, deadline)) {
-            return ETIMEDOUT;
-        }
-    }
-    return 0;
-}
-
-/// Connects, and renews the subscriptions before any other call can send.
-int Connection::Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened)
-{
-    Descriptor connected;
-    int error = 0;
-    {
-        const auto role = state.Take(connecting);
-        nextAttempt = Deadline(reconnectIntervalMs);
-        const auto unlocked = Unlocked(lock);
-        error = state.directory.Connect(service, deadline, connected);
-    }
-    if (error != 0) {
-        return error;
-    }
-    // What needs memory comes before the link is in use: one without its subscriptions would be
-    // taken for a good one.
-    opened = std::make_shared<Link>(state, service, std::move(connected));
-    const bool isPublisher = service == state.publisher;
-    const auto renewal = isPublisher ? RenewalFrames() : std::vector<unsigned char>();
-    link = opened;
-    if (!renewal.empty()) {
-        error = opened->Send(lock, renewal.data(), renewal.size(), deadline);
-    }
-    if (error != 0) {
-        opened->Lose();
-    }
-    return error;
-}
-
-std::vector<unsigned char> Connection::RenewalFrames() const
-{
-    constexpr FrameHeader header{FrameKind::Request, messages::subscribe, ReplyTable::unawaited, 8};
-    std::vector<unsigned char> frames;
-    for (const Subscription& subscription : state.subscriptions.Accepted()) {
-        const std::size_t at = frames.size();
-        frames.resize(at + frameHeaderSize + header.length);
-        unsigned char* const frame = frames.data() + at;
-        EncodeFrameHeader(header, frame);
-        PutU32(frame + frameHeaderSize, subscription.number);
-        PutU32(frame + frameHeaderSize + 4, subscription.itemId);
-    }
-    return frames;
-}
-
 int Connection::Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind,
                      unsigned int correlation, const Deadline& deadline)
 {
     unsigned char* const frame = message.frame.get();
     EncodeFrameHeader({kind, message.messageId, correlation, message.payloadLength}, frame);
-    return used.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
+    return used.sender.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
 }
 
 /// A restarted service is only noticed by a send that fails. It has taken nothing of the message
@@ -89,11 +21,11 @@ int Connection::OnLink(Lock& lock, const Deadline& deadline, const Attempt& atte
 {
     for (bool isFirst = true;; isFirst = false) {
         std::shared_ptr<Link> used;
-        int error = Open(lock, deadline, used);
+        int error = reconnect.Open(lock, deadline, used);
         if (error == 0) {
             error = attempt(*used);
         }
-        if (!Link::IsLoss(error) || !isFirst) {
+        if (!Sender::IsLoss(error) || !isFirst) {
             return error;
         }
     }
@@ -124,7 +56,7 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
 
 int Connection::Notify(Lock& lock, IpcMessage& message, const Deadline& deadline)
 {
-    return OnLink(lock, Deadline(connectLimitMs), [&](Link& used) {
+    return OnLink(lock, Deadline(Reconnect::connectLimitMs), [&](Link& used) {
         return Send(lock, used, message, FrameKind::OneWay, 0, deadline);
     });
 }
@@ -140,28 +72,23 @@ int Connection::AwaitReply(Lock& lock, Link& used, unsigned int correlation,
         if (waiter.result) {
             return *waiter.result == 0 && reply ? CopyFrame(waiter.reply, *reply) : *waiter.result;
         }
-        if (!used.IsOpen()) {
+        if (!used.isOpen) {
             return ECONNRESET;
         }
         if (hasLooked && deadline.HasPassed()) {
             return ETIMEDOUT;
         }
-        used.ReadOrWait(lock, deadline);
+        used.reader.ReadOrWait(lock, deadline);
     }
 }
 
 void Connection::AwaitArrival(Lock& lock, const Deadline& deadline)
 {
-    std::shared_ptr<Link> used = Current();
-    if (used) {
-        // Also with nothing subscribed: the service may have accepted a subscription whose call
-        // timed out, and a client that does not read makes it wait.
-        used->ReadOrWait(lock, deadline);
-    } else if (!state.subscriptions.HasAccepted()) {
-        state.WaitForChange(lock, deadline);
-    } else if (nextAttempt.HasPassed()) {
-        Open(lock, deadline, used);
+    // Also with nothing subscribed: the service may have accepted a subscription whose call timed
+    // out, and a client that does not read makes it wait.
+    if (const std::shared_ptr<Link> used = reconnect.Current()) {
+        used->reader.ReadOrWait(lock, deadline);
     } else {
-        state.WaitForChange(lock, deadline.Sooner(nextAttempt));
+        reconnect.OpenNowAndThen(lock, deadline);
     }
 }

@@ -1,24 +1,21 @@
 #pragma once
 
-#include "platform/src/link.h"
+#include "platform/src/reconnect.h"
 
-#include <memory>
 #include <string>
-#include <vector>
 
 class IpcMessage;
 
 namespace platform {
 
-/// The connection of an endpoint to one service: makes a `Link` on demand, and another one after it
-/// was lost.
+/// What the calls of an endpoint do on the connection to one service.
 ///
 /// All operations are called with the endpoint's lock held, give it up while they wait, and hold it
 /// again when they return. Results are 0 or an errno value.
 class Connection {
 public:
     Connection(EndpointState& endpointState, const std::string& serviceName)
-        : state(endpointState), service(serviceName)
+        : state(endpointState), service(serviceName), reconnect(endpointState, service)
     {
     }
 
@@ -36,17 +33,12 @@ public:
     /// Ends the connection when there is one.
     void Lose() const
     {
-        if (link) {
+        if (const auto link = reconnect.Current()) {
             link->Lose();
         }
     }
 
 private:
-    /// The open link, else null.
-    std::shared_ptr<Link> Current() const { return link && link->IsOpen() ? link : nullptr; }
-    int Open(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
-    int Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Link>& opened);
-    std::vector<unsigned char> RenewalFrames() const;
     static int Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind,
                     unsigned int correlation, const Deadline& deadline);
     template <typename Attempt>
@@ -56,9 +48,7 @@ private:
 
     EndpointState& state;
     const std::string service;
-    std::shared_ptr<Link> link;
-    bool connecting = false;
-    Deadline nextAttempt{0};  ///< when a call that only receives may try again
+    Reconnect reconnect;
 };
 
 }  // namespace platform

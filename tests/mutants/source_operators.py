@@ -1,22 +1,6 @@
 """Source operators: small wrong changes to one line of C++, as a slip of the hand makes them."""
 
 import re
-from typing import NamedTuple
-
-
-class Mutant(NamedTuple):
-    """One changed line."""
-
-    path: str  # below the root of the tree
-    line: int  # counted from 1
-    operator: str
-    original: str  # the whole line
-    text: str  # of the whole line, changed
-
-    def name(self):
-        changed = "without " + self.original if self.operator == "deletion" else self.text
-        return "%s:%d %s: %s" % (self.path, self.line, self.operator, changed.strip())
-
 
 # Written with a blank on both sides, as the formatter leaves binary operators and nothing else.
 BINARY = {
@@ -129,15 +113,26 @@ CHANGES = [
 ]
 
 
-def mutants_of(path, text):
-    """All mutants of one source file, in order."""
-    for number, line in enumerate(text.split("\n"), 1):
+def mutants_of(file, text):
+    """All changes of one file, in order: operator, file, old text that is once in it, new text."""
+    lines = text.split("\n")
+    for at, line in enumerate(lines):
         code = mask(line)
         if NOT_CODE.match(code):
             continue
         seen = {line}
-        for changes in CHANGES:
-            for operator, changed in changes(line, code):
-                if changed not in seen:
-                    seen.add(changed)
-                    yield Mutant(path, number, operator, line, changed)
+        for operator, changed in (found for changes in CHANGES for found in changes(line, code)):
+            if changed not in seen:
+                seen.add(changed)
+                yield operator, file, *with_context(text, lines, at, changed)
+
+
+def with_context(text, lines, at, changed):
+    """Old and new text of a changed line, with as many lines before it as make it the only one."""
+    if text.count(lines[at].strip()) == 1:
+        return lines[at].strip(), changed.strip()
+    begin = at
+    while begin > 0 and text.count("\n".join(lines[begin : at + 1])) > 1:
+        begin -= 1
+    before = lines[begin:at]
+    return "\n".join([*before, lines[at]]), "\n".join([*before, changed])

@@ -12,6 +12,7 @@ import tomllib
 
 HERE = pathlib.Path(__file__).resolve().parent
 PAGE = HERE.parents[2] / "docs/reliability.md"
+BREAKS = HERE.parents[1] / "mutants/breaks.toml"
 TABLE = re.compile(r"(<!-- rows ([A-Z]) -->\n).*?(<!-- end of rows -->\n)", re.DOTALL)
 
 
@@ -21,6 +22,11 @@ def load():
         rows = tomllib.load(file)
     for row in rows.values():
         row.setdefault("tests", [])
+        row["breaks"] = []
+    with open(BREAKS, "rb") as file:
+        for name in tomllib.load(file):
+            row, _, text = name.partition(": ")
+            rows[row]["breaks"].append(text)
     return rows
 
 
@@ -31,7 +37,7 @@ def line(name, row):
         row["fault"],
         row["ours"],
         ", ".join(f"`{test}`" for test in row["tests"]) or "none yet",
-        row.get("break", ""),
+        "; ".join(row["breaks"]),
     ]
     return "| " + " | ".join(cell.replace("|", "\\|") for cell in cells) + " |\n"
 
@@ -45,7 +51,7 @@ def made(page, rows):
     def table(match):
         return (
             match[1]
-            + "\n| | fault | what we do | test | break that was seen |\n|---|---|---|---|---|\n"
+            + "\n| | fault | what we do | test | break that is seen |\n|---|---|---|---|---|\n"
             + "".join(line(name, row) for name, row in rows.items() if name[0] == match[2])
             + "\n"
             + match[3]

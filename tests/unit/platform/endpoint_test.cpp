@@ -208,7 +208,8 @@ TEST_F(AnEndpoint, IgnoresRepliesThatNobodyWaitsFor)
 {
     auto served = Serve([](RawConnection& peer) {
         RawFrame request = peer.ExpectRequest(ping);
-        peer.SendFrame(FrameKind::Reply, pong, request.header.correlation + 1);
+        // Of another number: the ping that took it would fail.
+        peer.SendFrame(FrameKind::Reply, pong + 1, request.header.correlation + 1);
         peer.Reply(request);
         peer.Reply(request);
         request = peer.ExpectRequest(ping);
@@ -224,7 +225,8 @@ TEST_F(AnEndpoint, GivesUpAfterItsTimeAndIgnoresTheLateReply)
     auto served = Serve([](RawConnection& peer) {
         const RawFrame late = peer.ExpectRequest(ping);
         const RawFrame second = peer.ExpectRequest(ping);
-        peer.Reply(late);
+        // Of another number: the ping that took it would fail.
+        peer.SendFrame(FrameKind::Reply, pong + 1, late.header.correlation);
         peer.Reply(second);
     });
     const auto start = Clock::now();

@@ -8,21 +8,24 @@ using namespace platform;
 /// Poll interval for a full socket: the sender reads whenever no other call does.
 constexpr int roomIntervalMs = 10;
 
-int Link::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)
+/// Long enough to reach the end of a closed connection, unless its other side is only half gone.
+constexpr int restLimitMs = 100;
+
+int Sender::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)
 {
     while (sending) {
         if (isFull && deadline.HasPassed()) {
             return EAGAIN;
         }
-        state.WaitForChange(lock, isFull ? deadline : Deadline(-1));
+        link.state.WaitForChange(lock, isFull ? deadline : Deadline(-1));
     }
-    if (!isOpen) {
+    if (!link.isOpen) {
         return ECONNRESET;
     }
     std::size_t sent = 0;
     int error = 0;
     {
-        const auto role = state.Take(sending);
+        const auto role = link.state.Take(sending);
         error = SendAll(lock, bytes, size, deadline, sent);
     }
     if (IsLoss(error)) {
@@ -30,20 +33,20 @@ int Link::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const D
     }
     // What follows a frame that was cut off would be taken for its rest.
     if (error != 0 && (sent > 0 || error != EAGAIN)) {
-        Lose();
+        link.Lose();
     }
     return error;
 }
 
-int Link::SendAll(Lock& lock, const unsigned char* bytes, std::size_t size,
-                  const Deadline& deadline, std::size_t& sent)
+int Sender::SendAll(Lock& lock, const unsigned char* bytes, std::size_t size,
+                    const Deadline& deadline, std::size_t& sent)
 {
     int error = 0;
     while (sent < size && error == 0) {
         ssize_t count = 0;
         {
             const auto unlocked = Unlocked(lock);
-            count = send(socket.Get(), bytes + sent, size - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+            count = send(link.socket.Get(), bytes + sent, size - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
             error = count < 0 && errno != EINTR ? errno : 0;
         }
         sent += count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -56,23 +59,32 @@ int Link::SendAll(Lock& lock, const unsigned char* bytes, std::size_t size,
 
 /// Waits until the socket has room, \p deadline has passed, or something was read: two sides that
 /// only write would wait for each other for ever.
-int Link::AwaitRoom(Lock& lock, const Deadline& deadline)
+int Sender::AwaitRoom(Lock& lock, const Deadline& deadline)
 {
-    if (state.closed || !isOpen) {
+    if (link.state.closed || !link.isOpen) {
         return ECONNRESET;
     }
     if (deadline.HasPassed()) {
         return EAGAIN;
     }
-    const auto full = state.Take(isFull);
-    state.changed.notify_all();
-    pollfd entry{socket.Get(), static_cast<short>(reading ? POLLOUT : POLLIN | POLLOUT), 0};
+    const auto full = link.state.Take(isFull);
+    link.state.changed.notify_all();
+    pollfd entry{link.socket.Get(),
+                 static_cast<short>(link.reader.IsReading() ? POLLOUT : POLLIN | POLLOUT), 0};
     {
         const auto unlocked = Unlocked(lock);
         poll(&entry, 1, deadline.Sooner(Deadline(roomIntervalMs)).RemainingMs());
     }
-    if (!reading && (entry.revents & ~POLLOUT) != 0) {
-        Read(lock, 0);
+    if ((entry.revents & ~POLLOUT) != 0) {
+        link.reader.ReadWhatIsThere(lock);
     }
     return 0;
+}
+
+/// Sorts what the other side sent before it closed the connection.
+void Sender::ReadTheRest(Lock& lock)
+{
+    for (const Deadline deadline(restLimitMs); link.isOpen && !deadline.HasPassed();) {
+        link.reader.ReadOrWait(lock, deadline);
+    }
 }
