@@ -10,7 +10,15 @@
 
 from .console import PipedConsole, TerminalConsole
 from .limits import SECONDS, TimeLimit
-from .service import Service
+from .service import Service, receive
 from .workspace import Workspace
 
-__all__ = ["PipedConsole", "SECONDS", "Service", "TerminalConsole", "TimeLimit", "Workspace"]
+__all__ = [
+    "PipedConsole",
+    "SECONDS",
+    "Service",
+    "TerminalConsole",
+    "TimeLimit",
+    "Workspace",
+    "receive",
+]

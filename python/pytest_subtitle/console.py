@@ -26,9 +26,9 @@ class Console(abc.ABC):
     def __exit__(self, *_):
         self.kill()
 
-    def wait_for(self, is_complete, what):
+    def wait_for(self, is_complete, what, seconds=SECONDS):
         """Reads until a condition holds. Returns False when the output ends before."""
-        deadline = Deadline()
+        deadline = Deadline(seconds)
         while not is_complete():
             if self.ended:
                 return False
@@ -42,13 +42,18 @@ class Console(abc.ABC):
             raise RuntimeError("the output ends without %r:\n%s" % (text, self.output.decode()))
         self.expected = self.output.index(text, self.expected) + len(text)
 
+    def forget_expected(self):
+        """Drops the output that was waited for: that of a long run would become large."""
+        self.output = self.output[self.expected :]
+        self.expected = 0
+
     def key(self, text):
         """Types a line."""
         self.type(text.encode() + b"\n")
 
-    def wait(self):
+    def wait(self, seconds=SECONDS):
         """Waits for the client's end. Returns its exit status, or minus its signal."""
-        self.wait_for(lambda: False, "the end of the client")
+        self.wait_for(lambda: False, "the end of the client", seconds)
         return self._status()
 
     @abc.abstractmethod
@@ -73,13 +78,13 @@ class Console(abc.ABC):
 
 
 class PipedConsole(Console):
-    """A client on three pipes."""
+    """A client, or another program of tests, on three pipes."""
 
-    def __init__(self, workspace, options, launcher=()):
+    def __init__(self, workspace, options, launcher=(), program=None):
         super().__init__()
         # pylint: disable=consider-using-with
         self.process = subprocess.Popen(
-            [*launcher, workspace.client, *options],
+            [*launcher, program or workspace.client, *options],
             env=workspace.environment(),
             cwd=workspace.files,
             bufsize=0,

@@ -13,11 +13,23 @@ REGION_DATA_ITEM = 15129
 LOOK_AGAIN = 0.002
 
 
+def receive(peer, size):
+    """Receives so many bytes, which may come in pieces; fewer when the other side closes."""
+    received = b""
+    while len(received) < size:
+        more = peer.recv(size - len(received))
+        if not more:
+            break
+        received += more
+    return received
+
+
 class Service:
     """One simulated service in a workspace's messaging directory, with a journal."""
 
-    def __init__(self, workspace, options=()):
-        options = list(options)
+    def __init__(self, workspace, options=(), launcher=(), quiet=True):
+        """The launcher is what starts the program, as the words before it."""
+        options = [*["--quiet"] * quiet, *options]
         for option, value in (
             ("--name", "SubtitleMgr"),
             ("--journal", workspace.new_path("journal")),
@@ -28,9 +40,10 @@ class Service:
         self.journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
         self.errors = workspace.new_path("errors")
         # setpriv: the service ends with the test, also when the test is killed.
-        self.command = ["setpriv", "--pdeathsig=KILL", workspace.service, "--quiet", *options]
+        self.command = ["setpriv", "--pdeathsig=KILL", *launcher, workspace.service, *options]
         self.workspace = workspace
         self.process = None
+        self.status = None  # of the last process that ended
         self.peers = []
         self.received = []  # requests so far
         self.journal_read = 0
@@ -41,21 +54,29 @@ class Service:
     def __exit__(self, *_):
         self.kill()
 
-    def start(self):
+    def start(self, seconds=SECONDS):
         """Starts the service and waits until it can be reached."""
-        with open(self.errors, "ab") as errors:
+        self.launch()
+        await_readable(self.process.stdout, Deadline(seconds), "a service that is ready")
+        if self.process.stdout.readline() != b"ready\n":
+            raise RuntimeError("the service does not start: " + self.error_text())
+
+    def launch(self, output=subprocess.PIPE, errors=None):
+        """Starts the service and waits for nothing."""
+        with open(self.errors, "ab") as file:
             # pylint: disable=consider-using-with
             self.process = subprocess.Popen(
                 self.command,
                 env=self.workspace.environment(),
                 cwd=self.workspace.files,
                 stdin=subprocess.DEVNULL,
-                stdout=subprocess.PIPE,
-                stderr=errors,
+                stdout=output,
+                stderr=errors or file,
             )
-        await_readable(self.process.stdout, Deadline(), "a service that is ready")
-        if self.process.stdout.readline() != b"ready\n":
-            raise RuntimeError("the service does not start: " + self.error_text())
+
+    def is_running(self):
+        """Whether it was started and has not ended."""
+        return self.process is not None and self.process.poll() is None
 
     def error_text(self):
         """All that the service has printed on standard error."""
@@ -64,18 +85,23 @@ class Service:
 
     def wait(self):
         """Waits for the end of the service, which must be a good one."""
-        status = self._wait()
+        status = self.wait_for_end()
         if status != 0:
             raise RuntimeError("the service ends with %d: %s" % (status, self.error_text()))
 
-    def _wait(self):
-        try:
-            status = self.process.wait(SECONDS)
-        except subprocess.TimeoutExpired as late:
-            raise TimeLimit("waited in vain for the end of the service") from late
-        self.process.stdout.close()
-        self.process = None
-        return status
+    def wait_for_end(self, seconds=SECONDS):
+        """Waits for the end of the service when it was started. Returns its status."""
+        if self.process:
+            try:
+                self.status = self.process.wait(seconds)
+            except subprocess.TimeoutExpired as late:
+                raise TimeLimit("waited in vain for the end of the service") from late
+            if self.process.stdout:
+                # A launcher that watches the service has ended as well when nothing more can come.
+                self.process.stdout.read()
+                self.process.stdout.close()
+            self.process = None
+        return self.status
 
     def stop(self):
         """Ends the service when it runs."""
@@ -89,7 +115,7 @@ class Service:
             self.peers.pop().close()
         if self.process:
             self.process.kill()
-            self._wait()
+            self.wait_for_end()
 
     def subscribe(self, number, item=REGION_DATA_ITEM):
         """Subscribes as a peer of its own, which stays until the service is killed."""
@@ -98,9 +124,7 @@ class Service:
         peer.settimeout(SECONDS)
         peer.connect(os.path.join(self.workspace.messaging, self.name))
         peer.sendall(b"ST\x01\x01" + struct.pack(">5I", 0x3C00, 1, 8, number, item))
-        if peer.recv(20, socket.MSG_WAITALL) != (
-            b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0)
-        ):
+        if receive(peer, 20) != b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0):
             raise RuntimeError("the service does not accept subscription %d" % number)
 
     def requests(self):

@@ -61,4 +61,4 @@ class Workspace:
         if not os.path.exists(self.log):
             return []
         with open(self.log, "rb") as file:
-            return [LOG_LINE.sub(rb"\1\2", line) for line in file.read().split(b"\n")[:-1]]
+            return [LOG_LINE.sub(rb"\1\2", line.rstrip(b"\n")) for line in file]

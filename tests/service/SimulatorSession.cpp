@@ -4,6 +4,7 @@
 
 #include "platform/src/deadline.h"
 
+#include <filesystem>
 #include <stdexcept>
 #include <thread>
 
@@ -33,17 +34,13 @@ void WireClient::Subscribe(unsigned int subscription)
     }
 }
 
+void WireClient::Quit() { SendFrame(FrameKind::OneWay, messages::quit, 0); }
+
 std::string WireClient::ReceiveBytes()
 {
     const RawFrame frame = ReceiveFrame();
     return FrameBytes(frame.header.kind, frame.header.messageId, frame.header.correlation,
                       frame.payload);
-}
-
-std::unique_ptr<ChildProcess> SimulatorSession::Launch(
-    const std::vector<std::string>& options) const
-{
-    return Launch(options, ChildProcess::Options());
 }
 
 std::unique_ptr<ChildProcess> SimulatorSession::Launch(const std::vector<std::string>& options,
@@ -74,4 +71,19 @@ SimulatorSession::Ended SimulatorSession::RunToEnd(const std::vector<std::string
     const auto program = Launch(options);
     const int status = program->WaitForExit();
     return {status, program->Output(), program->Errors()};
+}
+
+std::vector<WireClient> SimulatorSession::ConnectMany(unsigned int count) const
+{
+    std::vector<WireClient> clients;
+    for (unsigned int i = 0; i < count; ++i) {
+        clients.push_back(Connect());
+    }
+    return clients;
+}
+
+void SimulatorSession::ExpectCleanEnd(ChildProcess& program) const
+{
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
 }

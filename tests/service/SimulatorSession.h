@@ -27,6 +27,9 @@ public:
     /// Subscribes, which must be accepted.
     void Subscribe(unsigned int subscription);
 
+    /// Sends a quit message, which has no reply.
+    void Quit();
+
     /// The next frame as the bytes it came in as.
     std::string ReceiveBytes();
 
@@ -35,7 +38,6 @@ private:
 };
 
 inline const std::string accepted = U32(0);
-inline const std::string refused = U32(1);
 
 /// The real program, and nothing of the client: a messaging directory of its own for each test.
 class SimulatorSession : public testing::Test {
@@ -49,9 +51,9 @@ protected:
     };
 
     /// Starts a service with these options and waits for nothing.
-    std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options) const;
-    std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options,
-                                         ChildProcess::Options settings) const;
+    std::unique_ptr<ChildProcess> Launch(
+        const std::vector<std::string>& options,
+        ChildProcess::Options settings = ChildProcess::Options()) const;
 
     /// Starts a service with these options that is to end by itself.
     Ended RunToEnd(const std::vector<std::string>& options) const;
@@ -60,6 +62,11 @@ protected:
 
     /// Connects to a service whose `ready` is not awaited.
     WireClient ConnectOnceItListens() const;
+
+    std::vector<WireClient> ConnectMany(unsigned int count) const;
+
+    /// Waits for the end, which must be a good one and leave nothing in the messaging directory.
+    void ExpectCleanEnd(ChildProcess& program) const;
 
     std::string LockPath() const { return service.SocketPath() + ".lock"; }
 

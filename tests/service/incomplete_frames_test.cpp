@@ -1,7 +1,7 @@
 // Frames that never become complete: together they cost the service 64 MiB at most.
 
 #include "tests/harness/build_kind.h"
-#include "tests/resilience/faults/process_facts.h"
+#include "tests/harness/process_facts.h"
 #include "tests/service/SimulatorSession.h"
 
 #include <stdexcept>

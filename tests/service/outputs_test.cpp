@@ -1,6 +1,5 @@
 // Outputs that are not read, or not in time: they delay no client, and what they lose is counted.
 
-#include "tests/harness/SmallDisk.h"
 #include "tests/harness/build_kind.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/service/SimulatorSession.h"
@@ -12,24 +11,54 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
+#include <functional>
 #include <poll.h>
 #include <regex>
 #include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
-
-using namespace platform;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
-constexpr milliseconds servedWithin{isSanitized || isEmulated ? 500 : 50};
-constexpr milliseconds endedWithin{isSanitized || isEmulated ? 5000 : 1000};
+constexpr std::chrono::milliseconds servedWithin{isSanitized || isEmulated ? 500 : 50};
+
+/// More lines than fit into the buffer of a pipe or a terminal.
+constexpr int manyLines = 6000;
+constexpr int fewPings = 10;
+
+const std::string journalLine = "{\"request\":\"Ping\"}\n";
+
+std::string Repeated(const std::string& line, std::size_t count)
+{
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += line;
+    }
+    return text;
+}
+
+/// Counts lines of a text, among them those that lines of another form count.
+/// \param one   what a single line is
+/// \param many  what a line is that counts others, with their number as its group
+int CountLines(const std::string& text, const std::string& one, const std::string& many)
+{
+    const std::regex single(one);
+    const std::regex counting(many);
+    int count = 0;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch found;
+        if (std::regex_match(line, found, counting)) {
+            count += std::stoi(found[1]);
+        } else if (std::regex_match(line, single)) {
+            ++count;
+        }
+    }
+    return count;
+}
 
 /// What a program writes to, and where the test reads it when it wants to.
 struct Output {
@@ -54,12 +83,17 @@ Output TerminalOutput()
     return made;
 }
 
-/// Reads until \p text has come. \return all that came, without carriage returns
-std::string ReadUntil(const Output& output, const std::string& text)
+/// Reads until all that came satisfies a condition. \return it, without carriage returns
+std::string ReadUntil(const Output& output,
+                      const std::function<bool(const std::string&)>& isComplete)
 {
     std::string all;
-    const Deadline deadline(eventDeadlineMs);
-    while (all.find(text) == std::string::npos && !deadline.HasPassed()) {
+    for (const Deadline deadline(eventDeadlineMs); !isComplete(all);) {
+        if (deadline.HasPassed()) {
+            ADD_FAILURE() << "does not come; the end of what came: "
+                          << all.substr(all.size() - std::min<std::size_t>(all.size(), 200));
+            break;
+        }
         pollfd entry{output.tests.Get(), POLLIN, 0};
         char bytes[4096];
         if (poll(&entry, 1, deadline.RemainingMs()) == 1) {
@@ -68,25 +102,22 @@ std::string ReadUntil(const Output& output, const std::string& text)
             all.erase(std::remove(all.begin(), all.end(), '\r'), all.end());
         }
     }
-    EXPECT_NE(all.find(text), std::string::npos)
-        << "the end of what came: "
-        << all.substr(all.size() - std::min<std::size_t>(all.size(), 200));
     return all;
 }
 
-class OutputsSession : public SimulatorSession {
+class ServiceWithOutputs : public SimulatorSession {
 protected:
     /// The shortest of some round trips: one that waits for nothing but the service.
-    milliseconds FastestPing() const
+    void ExpectFastReply() const
     {
         auto fastest = Clock::duration::max();
         WireClient client = ConnectOnceItListens();
-        for (int i = 0; i < 10; ++i) {
+        for (int i = 0; i < fewPings; ++i) {
             const auto start = Clock::now();
             EXPECT_EQ(client.Ask(messages::ping), "");
             fastest = std::min(fastest, Clock::now() - start);
         }
-        return std::chrono::duration_cast<milliseconds>(fastest);
+        EXPECT_LT(fastest, servedWithin);
     }
 
     void Ping(int count) const
@@ -97,94 +128,68 @@ protected:
         }
     }
 
-    static void ExpectEndInTime(ChildProcess& program)
+    void End(ChildProcess& program) const
     {
-        const auto start = Clock::now();
         program.Signal(SIGTERM);
-        EXPECT_EQ(program.WaitForExit(), 0);
-        EXPECT_LT(Clock::now() - start, endedWithin);
+        ExpectCleanEnd(program);
     }
 };
 
-enum class Kind { Pipe, Terminal, StoppedTerminal };
+enum class Kind { Pipe, StoppedTerminal };
 
-class UnreadErrors : public OutputsSession, public testing::WithParamInterface<Kind> {
-protected:
-    UnreadErrors() : errors(GetParam() == Kind::Pipe ? PipeOutput() : TerminalOutput())
-    {
-        ChildProcess::Options settings;
-        settings.errors = errors.programs.Get();
-        program = Launch({}, settings);
-        if (GetParam() == Kind::StoppedTerminal) {
-            EXPECT_EQ(write(errors.tests.Get(), "\x13", 1), 1);  // Ctrl-S
-        }
-    }
+class UnreadErrors : public ServiceWithOutputs, public testing::WithParamInterface<Kind> {};
 
-    const Output errors;
-    std::unique_ptr<ChildProcess> program;
-};
-
-/// More lines than fit into the buffer of a pipe or a terminal.
-constexpr int manyLines = 6000;
-
-TEST_P(UnreadErrors, DelayNoClient)
+TEST_P(UnreadErrors, DelayNoClientAndAreCounted)
 {
+    const bool isTerminal = GetParam() == Kind::StoppedTerminal;
+    const Output errors = isTerminal ? TerminalOutput() : PipeOutput();
+    ChildProcess::Options settings;
+    settings.errors = errors.programs.Get();
+    const auto program = Launch({}, settings);
+    if (isTerminal) {
+        EXPECT_EQ(write(errors.tests.Get(), "\x13", 1), 1);  // Ctrl-S
+    }
     Ping(manyLines);
-    EXPECT_LT(FastestPing(), servedWithin);
+    ExpectFastReply();
     EXPECT_EQ(fcntl(errors.programs.Get(), F_GETFL) & O_NONBLOCK, 0) << "others share it";
-    ExpectEndInTime(*program);
-}
-
-TEST_P(UnreadErrors, AreCountedWithoutAnotherLineOnceTheyAreRead)
-{
-    Ping(manyLines);
-    if (GetParam() == Kind::StoppedTerminal) {
+    if (isTerminal) {
         EXPECT_EQ(write(errors.tests.Get(), "\x11", 1), 1);  // Ctrl-Q
     }
-    std::istringstream lines(ReadUntil(errors, "lines: it is not read\n"));
-    const std::regex loss("SubtitleMgrSim: standard error lost (\\d+) lines: it is not read");
-    int count = 0;
-    for (std::string line; std::getline(lines, line);) {
-        std::smatch found;
-        if (std::regex_match(line, found, loss)) {
-            count += std::stoi(found[1]);
-        } else {
-            ASSERT_EQ(line, "SubtitleMgrSim: client 1: Ping");
-            ++count;
-        }
-    }
-    EXPECT_EQ(count, manyLines);
-    ExpectEndInTime(*program);
+    // A terminal may take a line now and then, so there may be several counts.
+    const std::string text = ReadUntil(errors, [](const std::string& all) {
+        return CountLines(all, "SubtitleMgrSim: client \\d: Ping",
+                          "SubtitleMgrSim: standard error lost (\\d+) lines: it is not read") ==
+               manyLines + fewPings;
+    });
+    EXPECT_NE(text.find("lines: it is not read\n"), std::string::npos);
+    End(*program);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, UnreadErrors,
-                         testing::Values(Kind::Pipe, Kind::Terminal, Kind::StoppedTerminal),
+INSTANTIATE_TEST_SUITE_P(Kinds, UnreadErrors, testing::Values(Kind::Pipe, Kind::StoppedTerminal),
                          [](const auto& kind) {
-                             return kind.param == Kind::Pipe       ? "Pipe"
-                                    : kind.param == Kind::Terminal ? "Terminal"
-                                                                   : "StoppedTerminal";
+                             return kind.param == Kind::Pipe ? "Pipe" : "StoppedTerminal";
                          });
 
-class UnreadJournal : public OutputsSession {};
+using UnreadJournal = ServiceWithOutputs;
 
-TEST_F(UnreadJournal, DelaysNoClientAndStaysWhole)
+TEST_F(UnreadJournal, DelaysNoClientAndHoldsWholeLines)
 {
+    const std::string notComplete = "SubtitleMgrSim: the journal is not complete: it is not read\n";
     ASSERT_EQ(mkfifo((files / "journal").c_str(), 0600), 0);
     Output journal{Descriptor(open((files / "journal").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)),
                    Descriptor()};
     const auto program = Launch({"--quiet", "--journal", files / "journal"});
     Ping(manyLines);
-    EXPECT_LT(FastestPing(), servedWithin);
-    program->WaitForErrors("SubtitleMgrSim: the journal is not complete: it is not read\n");
-    std::istringstream lines(ReadUntil(journal, "\n"));
-    for (std::string line; std::getline(lines, line) && !lines.eof();) {
-        ASSERT_EQ(line, "{\"request\":\"Ping\"}");
-    }
-    ExpectEndInTime(*program);
-    EXPECT_EQ(program->Errors(), "SubtitleMgrSim: the journal is not complete: it is not read\n");
+    ExpectFastReply();
+    program->WaitForErrors(notComplete);
+    const std::string text =
+        ReadUntil(journal, [](const std::string& all) { return all.size() > 4000; });
+    EXPECT_EQ(text, Repeated(journalLine, text.size()).substr(0, text.size()));
+    End(*program);
+    EXPECT_EQ(program->Errors(), notComplete);
 }
 
-class FullStandardOutput : public OutputsSession {
+class FullStandardOutput : public ServiceWithOutputs {
 protected:
     FullStandardOutput()
     {
@@ -192,191 +197,93 @@ protected:
         const std::string page(4096, '.');
         while (write(output.programs.Get(), page.data(), page.size()) > 0) {
         }
-    }
-
-    std::unique_ptr<ChildProcess> Start() const
-    {
+        fcntl(output.programs.Get(), F_SETFL, 0);
         ChildProcess::Options settings;
         settings.output = output.programs.Get();
-        return Launch({"--quiet"}, settings);
+        program = Launch({"--quiet"}, settings);
     }
 
     const Output output = PipeOutput();
+    std::unique_ptr<ChildProcess> program;
 };
 
-TEST_F(FullStandardOutput, TakesReadyWithinTwoSecondsOfRoom)
+TEST_F(FullStandardOutput, DelaysNoClientAndTakesReadyLater)
 {
-    const auto program = Start();
-    EXPECT_LT(FastestPing(), servedWithin);
+    ExpectFastReply();
     poll(nullptr, 0, 500);  // long enough for a single attempt to have failed
-    const auto start = Clock::now();
-    ReadUntil(output, "ready\n");
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
-    ExpectEndInTime(*program);
+    ReadUntil(output,
+              [](const std::string& all) { return all.find("ready\n") != std::string::npos; });
+    End(*program);
 }
 
-TEST_F(FullStandardOutput, DelaysNoClientWhenItBlocks)
+using LimitedFile = ServiceWithOutputs;
+
+TEST_F(LimitedFile, HoldsWholeLinesOfTheJournal)
 {
-    fcntl(output.programs.Get(), F_SETFL, 0);
-    const auto program = Start();
-    EXPECT_LT(FastestPing(), servedWithin);
-    ExpectEndInTime(*program);
+    const std::string journal = files / "journal";
+    ChildProcess::Options settings;
+    settings.fileSizeLimit = 2 * journalLine.size() + 5;
+    const auto program = Launch({"--quiet", "--journal", journal}, settings);
+    Ping(3);
+    EXPECT_EQ(ReadWholeFile(journal), Repeated(journalLine, 2));
+    const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+    EXPECT_EQ(prlimit(program->Pid(), RLIMIT_FSIZE, &none, nullptr), 0);
+    Ping(1);
+    EXPECT_EQ(ReadWholeFile(journal), Repeated(journalLine, 3));
+    End(*program);
+    EXPECT_EQ(program->Errors(), "SubtitleMgrSim: the journal is not complete: File too large\n");
 }
 
-const std::string pingLine = "{\"request\":\"Ping\"}\n";
-
-/// Whether \p text is this line any number of times.
-bool IsWholeLines(const std::string& text, const std::string& line)
-{
-    std::string expected;
-    while (expected.size() < text.size()) {
-        expected += line;
-    }
-    return text == expected;
-}
-
-class LimitedFile : public OutputsSession {
+class HostileClient : public ServiceWithOutputs {
 protected:
-    std::unique_ptr<ChildProcess> StartWithLimit(rlim_t limit,
-                                                 const std::vector<std::string>& options,
-                                                 int errors = -1) const
+    /// How often a bad client does each kind of thing that makes a line before it is dropped.
+    static constexpr int atOnce = 30;
+
+    void SendBurst() const
     {
-        ChildProcess::Options settings;
-        settings.fileSizeLimit = limit;
-        settings.errors = errors;
-        return Launch(options, settings);
-    }
-
-    static void RaiseLimit(const ChildProcess& program)
-    {
-        const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
-        EXPECT_EQ(prlimit(program.Pid(), RLIMIT_FSIZE, &none, nullptr), 0);
-    }
-};
-
-TEST_F(LimitedFile, NeverHoldsAPartOfAJournalLine)
-{
-    const rlim_t twoLines = 2 * pingLine.size();
-    for (rlim_t limit = twoLines; limit < twoLines + 12; ++limit) {
-        const auto program = StartWithLimit(limit, {"--journal", files / "journal"});
-        Ping(3);
-        EXPECT_EQ(ReadWholeFile(files / "journal"), pingLine + pingLine) << limit;
-        RaiseLimit(*program);
-        Ping(1);
-        EXPECT_EQ(ReadWholeFile(files / "journal"), pingLine + pingLine + pingLine) << limit;
-        ExpectEndInTime(*program);
-        EXPECT_EQ(program->Errors(), "SubtitleMgrSim: client 1: Ping\n"
-                                     "SubtitleMgrSim: client 1: Ping\n"
-                                     "SubtitleMgrSim: the journal is not complete: File too large\n"
-                                     "SubtitleMgrSim: client 1: Ping\n"
-                                     "SubtitleMgrSim: client 2: Ping\n");
-        EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
-        unlink((files / "journal").c_str());
-    }
-}
-
-TEST_F(LimitedFile, AsStandardErrorCountsItsLostLines)
-{
-    const std::string line = "SubtitleMgrSim: client 1: Ping\n";
-    const Descriptor errors(
-        open((files / "errors").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-    const auto program = StartWithLimit(2 * line.size() + 10, {}, errors.Get());
-    Ping(5);
-    EXPECT_EQ(ReadWholeFile(files / "errors"), line + line);
-    RaiseLimit(*program);
-    ExpectEndInTime(*program);
-    EXPECT_EQ(ReadWholeFile(files / "errors"),
-              line + line + "SubtitleMgrSim: standard error lost 3 lines: File too large\n");
-    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
-}
-
-TEST_F(OutputsSession, OnAFullDiskEndWithAWholeLineAndGoOnOnceThereIsRoom)
-{
-    const SmallDisk disk("16k");
-    if (!disk.IsMounted()) {
-        GTEST_SKIP() << "only root can mount a small disk";
-    }
-    WriteWholeFile(disk / "filler", std::string(8192, '.'));
-    const auto program = Launch({"--quiet", "--journal", disk / "journal"});
-    Ping(1000);
-    program->WaitForErrors(
-        "SubtitleMgrSim: the journal is not complete: No space left on device\n");
-    const std::string full = ReadWholeFile(disk / "journal");
-    EXPECT_GT(full.size(), 8192 - pingLine.size());
-    EXPECT_TRUE(IsWholeLines(full, pingLine)) << full.substr(full.size() - 30);
-    unlink((disk / "filler").c_str());
-    Ping(100);
-    const std::string later = ReadWholeFile(disk / "journal");
-    EXPECT_EQ(later.size(), full.size() + 100 * pingLine.size());
-    EXPECT_TRUE(IsWholeLines(later, pingLine));
-    ExpectEndInTime(*program);
-    EXPECT_EQ(program->Errors(),
-              "SubtitleMgrSim: the journal is not complete: No space left on device\n");
-}
-
-/// What a hostile client sends at once, and the kinds of lines that it makes so.
-constexpr int requestsAtOnce = 30;
-
-std::string HostileBurst()
-{
-    std::string burst;
-    for (int i = 0; i < requestsAtOnce; ++i) {
-        burst += FrameBytes(FrameKind::Request, messages::setRegionVisibility, 1,
-                            VisibilityRecord(99, true));
-        burst += FrameBytes(FrameKind::Request, 0x3C20, 1, "");
-        burst += FrameBytes(FrameKind::OneWay, 0x3C21, 1, "");
-    }
-    return burst + "no frame, whatever it is";
-}
-
-class HostileClient : public OutputsSession {
-protected:
-    /// How many lines of this kind were made, those included that were counted only.
-    static int CountOf(const std::string& kind, const std::string& errors)
-    {
-        const std::regex one("SubtitleMgrSim: client \\d+: " + kind + "[: ].*");
-        const std::regex more("SubtitleMgrSim: (\\d+) more like these within a second: " + kind);
-        int count = 0;
-        std::istringstream lines(errors);
-        for (std::string line; std::getline(lines, line);) {
-            std::smatch found;
-            if (std::regex_match(line, found, more)) {
-                count += std::stoi(found[1]);
-            } else if (std::regex_match(line, one)) {
-                ++count;
-            }
+        std::string burst;
+        for (int i = 0; i < atOnce; ++i) {
+            burst += FrameBytes(FrameKind::Request, messages::setRegionVisibility, 1,
+                                VisibilityRecord(99, true));
+            burst += FrameBytes(FrameKind::Request, 0x3C20, 1, "");
+            burst += FrameBytes(FrameKind::OneWay, 0x3C21, 1, "");
         }
-        return count;
+        WireClient client = Connect();
+        client.Send(burst + "no frame, whatever it is");
+        client.ExpectClosed();
+    }
+
+    /// How many lines of this kind there are, with those that were only counted.
+    int CountOf(const std::string& kind)
+    {
+        return CountLines(service.Process().Errors(),
+                          "SubtitleMgrSim: client \\d+: " + kind + "[: ].*",
+                          "SubtitleMgrSim: (\\d+) more like these within a second: " + kind);
     }
 };
 
 TEST_F(HostileClient, CannotFillADiskByStandardError)
 {
     service.Quiet().Journal().Start();
-    const std::string burst = HostileBurst();
     int bursts = 0;
-    for (const Deadline deadline(3000); !deadline.HasPassed(); ++bursts) {
-        WireClient client = Connect();
-        client.Send(burst);
-        client.ExpectClosed();
+    for (const Deadline deadline(2000); !deadline.HasPassed(); ++bursts) {
+        SendBurst();
     }
     service.Process().WaitForErrors(" more like these within a second: ");  // before the end
-    ExpectEndInTime(service.Process());
-    const std::string errors = service.Process().Errors();
-    EXPECT_LT(errors.size(), 1000000u * 3 / 60);  // a megabyte a minute
-    const int requests = bursts * requestsAtOnce;
-    EXPECT_EQ(CountOf("refused", errors), requests);
-    EXPECT_EQ(CountOf("not understood: request", errors), requests);
-    EXPECT_EQ(CountOf("not understood: one-way message", errors), requests);
-    EXPECT_EQ(CountOf("dropped: it sent", errors), bursts);
+    End(service.Process());
+    EXPECT_LT(service.Process().Errors().size(), 1000000u * 2 / 60);  // a megabyte a minute
+    const int requests = bursts * atOnce;
+    EXPECT_EQ(CountOf("refused"), requests);
+    EXPECT_EQ(CountOf("not understood: request"), requests);
+    EXPECT_EQ(CountOf("not understood: one-way message"), requests);
+    EXPECT_EQ(CountOf("dropped: it sent"), bursts);
     EXPECT_EQ(service.JournalLines().size(), static_cast<std::size_t>(requests)) << "not limited";
 }
 
 TEST_F(HostileClient, IsCountedWithoutAnotherLine)
 {
     service.Quiet().Start();
-    WireClient client = Connect();
-    client.Send(HostileBurst());
+    SendBurst();
     service.Process().WaitForErrors(
         "SubtitleMgrSim: 10 more like these within a second: refused\n");
 }

@@ -6,127 +6,88 @@
 
 #include "platform/src/deadline.h"
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
-using namespace platform;
-
 namespace {
 
+/// A service that cannot start leaves nothing in the messaging directory.
+class Start : public SimulatorSession {
+protected:
+    void ExpectRefused(const std::vector<std::string>& options, int status,
+                       const std::string& reason) const
+    {
+        const Ended ended = RunToEnd(options);
+        EXPECT_EQ(ended.status, status);
+        EXPECT_EQ(ended.output, "");
+        EXPECT_EQ(ended.errors, reason + "\n");
+        EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+    }
+};
+
 struct BadOptions {
+    const char* name;
     std::vector<std::string> options;
     const char* message;
 };
 
-class ABadCommandLine : public SimulatorSession, public testing::WithParamInterface<BadOptions> {};
+class BadCommandLine : public Start, public testing::WithParamInterface<BadOptions> {};
 
-TEST_P(ABadCommandLine, IsRefusedWithItsReasonAndStatusTwo)
+TEST_P(BadCommandLine, EndsWithStatusTwo)
 {
-    const Ended ended = RunToEnd(GetParam().options);
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.errors,
-              std::string(GetParam().message) + "\nRun with --help for more information.\n");
-    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+    ExpectRefused(GetParam().options, 2,
+                  std::string(GetParam().message) + "\nRun with --help for more information.");
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Options, ABadCommandLine,
-    testing::Values(BadOptions{{"--bogus"}, "The following argument was not expected: --bogus"},
-                    BadOptions{{"SubtitleMgr"},
-                               "The following argument was not expected: SubtitleMgr"},
-                    BadOptions{{"--name"}, "--name: 1 required NAME missing"},
-                    BadOptions{{"--name", ""}, "--name: not an endpoint name"},
-                    BadOptions{{"--name", "../SubtitleMgr"}, "--name: not an endpoint name"},
-                    BadOptions{{"--name", "node1//SubtitleMgr"}, "--name: not an endpoint name"},
-                    BadOptions{{"--loop"}, "--loop requires --play"},
-                    BadOptions{{"--journal", ""}, "--journal: no file name"},
-                    BadOptions{{"--play", ""}, "--play: no file name"},
-                    BadOptions{{"--fault", "mute", "--fault", "sulk"},
-                               "--fault: not a fault; there are refuse-subscribe, refuse-refresh, "
-                               "refuse-sensor, mute, hang-up, garbage"}));
+    Options, BadCommandLine,
+    testing::Values(
+        BadOptions{"Unknown", {"--bogus"}, "The following argument was not expected: --bogus"},
+        BadOptions{"Word", {"SubtitleMgr"}, "The following argument was not expected: SubtitleMgr"},
+        BadOptions{"NoName", {"--name"}, "--name: 1 required NAME missing"},
+        BadOptions{"BadName", {"--name", "../SubtitleMgr"}, "--name: not an endpoint name"},
+        BadOptions{"LoopAlone", {"--loop"}, "--loop requires --play"},
+        BadOptions{"EmptyJournal", {"--journal", ""}, "--journal: no file name"},
+        BadOptions{"EmptyScenario", {"--play", ""}, "--play: no file name"},
+        BadOptions{"UnknownFault",
+                   {"--fault", "mute", "--fault", "sulk"},
+                   "--fault: not a fault; there are refuse-subscribe, refuse-refresh, "
+                   "refuse-sensor, mute, hang-up, garbage"}),
+    [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
-struct BadScenario {
-    const char* text;
-    const char* message;
-};
-
-class ABadScenario : public SimulatorSession, public testing::WithParamInterface<BadScenario> {};
-
-TEST_P(ABadScenario, IsRefusedWithFileLineAndReasonBeforeAnybodyIsServed)
+TEST_F(Start, IsRefusedWithABadScenario)
 {
-    WriteWholeFile(files / "bad.scenario", GetParam().text);
-    const Ended ended = RunToEnd({"--play", files / "bad.scenario"});
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.errors, files / "bad.scenario:" + GetParam().message + "\n");
-    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+    const std::string path = files / "bad.scenario";
+    WriteWholeFile(path, "# fine\n\nsleep 5\nrepeat\n");
+    ExpectRefused({"--play", path}, 2, path + ":4: unknown directive 'repeat'");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lines, ABadScenario,
-    testing::Values(BadScenario{"# fine\n\nsleep 5\nregion-data 3 256 00\n",
-                                "4: format '256' is not a number from 0 to 255"},
-                    BadScenario{"visibility 3 maybe", "1: visible 'maybe' is not t or f"},
-                    BadScenario{"palette 2 31 t 10f\n", "1: '10f' is not hex bytes, @FILE or -"},
-                    BadScenario{"region-data 1 2\n", "1: expected: region-data REGION FORMAT DATA"},
-                    BadScenario{"region-data 1 2 @none\n",
-                                "1: '@none' cannot be read: No such file or directory"},
-                    BadScenario{
-                        "wait-subscribers 5\n",
-                        "1: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12"},
-                    BadScenario{"sleep -1\n", "1: '-1' is not a number of milliseconds"},
-                    BadScenario{"repeat\n", "1: unknown directive 'repeat'"}));
-
-class AService : public SimulatorSession {};
-
-TEST_F(AService, RefusesAScenarioThatIsNotThere)
+TEST_F(Start, IsRefusedWithoutItsScenarioOrJournal)
 {
-    const Ended ended = RunToEnd({"--play", files / "none"});
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.errors, files / "none: cannot be read: No such file or directory\n");
+    const std::string none = files / "none";
+    ExpectRefused({"--play", none}, 2, none + ": cannot be read: No such file or directory");
+    ExpectRefused({"--journal", none + "/journal"}, 1,
+                  "SubtitleMgrSim: journal " + none + "/journal: No such file or directory");
 }
 
-class AnEndlessScenario : public SimulatorSession {
-protected:
-    void ExpectRefused(const std::string& path, const std::string& reason)
-    {
-        const auto start = std::chrono::steady_clock::now();
-        const Ended ended = RunToEnd({"--play", path});
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-        EXPECT_EQ(ended.status, 2);
-        EXPECT_EQ(ended.errors, path + ": cannot be read: " + reason + "\n");
-        rusage usage{};
-        getrusage(RUSAGE_CHILDREN, &usage);
-        if (!isSanitized && !isEmulated) {
-            EXPECT_LT(usage.ru_maxrss, 512 * 1024);
-        }
+TEST_F(Start, IsRefusedWithAnEndlessScenario)
+{
+    const std::string sparse = files / "sparse";
+    WriteWholeFile(sparse, "sleep 1\n");
+    std::filesystem::resize_file(sparse, std::uintmax_t{2} * 1024 * 1024 * 1024);
+    ExpectRefused({"--play", "/dev/zero"}, 2, "/dev/zero: cannot be read: not a file");
+    ExpectRefused({"--play", sparse}, 2, sparse + ": cannot be read: more than 67108864 bytes");
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    if (!isSanitized && !isEmulated) {
+        EXPECT_LT(usage.ru_maxrss, 512 * 1024);
     }
-};
-
-TEST_F(AnEndlessScenario, IsRefusedWhenItIsADevice) { ExpectRefused("/dev/zero", "not a file"); }
-
-TEST_F(AnEndlessScenario, IsRefusedAbove64MiB)
-{
-    const std::string path = files / "sparse";
-    WriteWholeFile(path, "sleep 1\n");
-    std::filesystem::resize_file(path, std::uintmax_t{2} * 1024 * 1024 * 1024);
-    ExpectRefused(path, "more than 67108864 bytes");
 }
 
-TEST_F(AService, RefusesAJournalThatCannotBeOpened)
-{
-    const Ended ended = RunToEnd({"--journal", files / "none/journal"});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.errors, "SubtitleMgrSim: journal " + files.Path() +
-                                "/none/journal: No such file or directory\n");
-}
-
-TEST_F(AService, CanBeEndedWhileItsJournalIsAPipeThatNobodyReads)
+TEST_F(Start, EndsBySigtermWhileTheJournalIsAPipeWithoutReader)
 {
     ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
     const auto waiting = Launch({"--journal", files / "pipe"});
@@ -140,7 +101,7 @@ TEST_F(AService, CanBeEndedWhileItsJournalIsAPipeThatNobodyReads)
     EXPECT_EQ(waiting->WaitForExit(), -SIGTERM);
 }
 
-TEST_F(AService, ServesMoreClientsThanItIsFirstAllowedDescriptors)
+TEST_F(Start, RaisesTheLimitOfDescriptors)
 {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -149,15 +110,23 @@ TEST_F(AService, ServesMoreClientsThanItIsFirstAllowedDescriptors)
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
     service.Start();
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    std::vector<WireClient> clients;
-    clients.reserve(100);
-    for (int i = 0; i < 100; ++i) {
-        clients.push_back(Connect());
-        EXPECT_EQ(clients.back().Ask(messages::ping), "") << i;
-    }
+    std::vector<WireClient> clients = ConnectMany(100);
+    EXPECT_EQ(clients.back().Ask(messages::ping), "");
 }
 
-TEST_F(AService, ShowsItsOptionsAndItsVersion)
+TEST_F(Start, WritesReadyAlone)
+{
+    service.Start();
+    EXPECT_EQ(Connect().Ask(messages::ping), "");
+    service.Process().Signal(SIGTERM);
+    ExpectCleanEnd(service.Process());
+    EXPECT_EQ(service.Process().Output(), "ready\n");
+    EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");
+}
+
+using Help = SimulatorSession;
+
+TEST_F(Help, NamesEveryOption)
 {
     const Ended help = RunToEnd({"--help"});
     EXPECT_EQ(help.status, 0);
@@ -167,20 +136,7 @@ TEST_F(AService, ShowsItsOptionsAndItsVersion)
           "--quiet", "--fault KIND", "refuse-subscribe, refuse-refresh, refuse-sensor, mute, "}) {
         EXPECT_NE(help.output.find(option), std::string::npos) << option;
     }
-    const Ended version = RunToEnd({"--version"});
-    EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.output, "SubtitleMgrSim " SUBTITLE_VERSION "\n");
-    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
-}
-
-TEST_F(AService, SaysReadyAndNothingElseOnceItCanBeReached)
-{
-    service.Start();
-    EXPECT_EQ(Connect().Ask(messages::ping), "");
-    service.Process().Signal(SIGTERM);
-    EXPECT_EQ(service.Process().WaitForExit(), 0);
-    EXPECT_EQ(service.Process().Output(), "ready\n");
-    EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");
+    EXPECT_EQ(RunToEnd({"--version"}).output, "SubtitleMgrSim " SUBTITLE_VERSION "\n");
 }
 
 }  // namespace

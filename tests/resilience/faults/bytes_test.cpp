@@ -1,6 +1,5 @@
 // Every value that a byte or a number from outside can have, in the places that look at it first.
 
-#include "platform/src/input_blocks.h"
 #include "platform/src/wire_format.h"
 #include "records/subtitle_formats.h"
 #include "stats/SubtitleStats.h"
@@ -12,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -22,6 +20,13 @@
 using namespace platform;
 
 namespace {
+
+bool IsAccepted(const std::string& header)
+{
+    FrameHeader decoded{};
+    const auto* bytes = reinterpret_cast<const unsigned char*>(header.data());
+    return DecodeFrameHeader(bytes, decoded) == nullptr;
+}
 
 /// The verdict on a header, told from the published layout alone.
 bool IsGood(const std::string& header)
@@ -33,36 +38,27 @@ bool IsGood(const std::string& header)
            isSmall;
 }
 
-TEST(EveryByteOfAHeader, IsJudgedAsPublishedOnBothSides)
+std::string HeaderWithLength(unsigned length)
 {
-    const std::string good = Bytes({'S', 'T', 1, 3}) + U32(15132) + U32(6) + U32(2);
+    return Bytes({'S', 'T', 1, 3}) + U32(15132) + U32(6) + U32(length);
+}
+
+TEST(FrameHeader, IsJudgedByEachOfItsBytes)
+{
     for (std::size_t at = 0; at < frameHeaderSize; ++at) {
         for (unsigned value = 0; value < 256; ++value) {
-            std::string header = good;
+            std::string header = HeaderWithLength(2);
             header[at] = static_cast<char>(static_cast<unsigned char>(value));
-            FrameHeader decoded{};
-            const auto* bytes = reinterpret_cast<const unsigned char*>(header.data());
-            ASSERT_EQ(DecodeFrameHeader(bytes, decoded) == nullptr, IsGood(header))
-                << "byte " << at << " is " << value;
+            ASSERT_EQ(IsAccepted(header), IsGood(header)) << "byte " << at << " is " << value;
         }
     }
 }
 
-TEST(EveryLengthNearTheWrap, IsRefused)
+TEST(FrameHeader, IsRefusedWithALengthNearTheLimits)
 {
     for (unsigned low = 0; low < 256; ++low) {
         for (const unsigned base : {0xFFFFFF00u, 0x80000000u, 0x7FFFFF00u, 0x01000001u}) {
-            const std::string header =
-                Bytes({'S', 'T', 1, 3}) + U32(15129) + U32(2) + U32(base + low);
-            std::string copy = header;
-            auto* bytes = reinterpret_cast<unsigned char*>(copy.data());
-            const char* problem = nullptr;
-            InputBlocks blocks;
-            std::size_t size = 0;
-            std::memcpy(blocks.Room(size), bytes, copy.size());
-            blocks.Received(copy.size());
-            ReceivedFrame received{};
-            ASSERT_EQ(blocks.Next(received, problem), InputBlocks::Cut::Malformed);
+            ASSERT_FALSE(IsAccepted(HeaderWithLength(base + low))) << base + low;
         }
     }
 }
@@ -81,7 +77,7 @@ std::string Again(const std::string& payload)
     return {reinterpret_cast<char*>(encoded.get()), record.EncodedSize()};
 }
 
-TEST(EveryAcceptedRecord, IsReadWithinItsPayload)
+TEST(AcceptedRecord, IsReadWithinItsPayload)
 {
     for (unsigned size = 0; size <= 300; ++size) {
         const std::string data(size, '\7');
@@ -95,7 +91,7 @@ TEST(EveryAcceptedRecord, IsReadWithinItsPayload)
     }
 }
 
-TEST(EveryRegionAndFormat, IsCountedInsideTheTableOrReported)
+TEST(RegionAndFormat, AreCountedInsideTheTableOrReported)
 {
     std::ostringstream captured;
     std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());
@@ -107,8 +103,8 @@ TEST(EveryRegionAndFormat, IsCountedInsideTheTableOrReported)
             item.subtitleFormat = static_cast<unsigned char>(format);
             captured.str("");
             stats.AddRegionData(item);
-            const bool isTold = region > 14 || (region > 0 && format > 3);
-            ASSERT_EQ(!captured.str().empty(), isTold) << region << " " << format;
+            const bool isReported = region > 14 || (region > 0 && format > 3);
+            ASSERT_EQ(!captured.str().empty(), isReported) << region << " " << format;
         }
     }
     std::cout.rdbuf(before);

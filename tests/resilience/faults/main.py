@@ -15,109 +15,39 @@ import time
 
 sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 
-import memory
-import memory_scenarios
-import partial
-import sinks
-import system_calls
-from processes import Place, Programs
+# pylint: disable=wrong-import-position
+from memory import MemorySweep
+from partial import PartialSweep
 from scenarios import SCENARIOS, SERVICE_START
+from sinks import SinkSweep
+from system_calls import Sweep
 
+SWEEPS = {
+    "calls": (Sweep, "system calls that fail, and the death of the service at each"),
+    "memory": (MemorySweep, "allocations that fail"),
+    "partial": (PartialSweep, "reads and writes of 1 to 3 bytes, and interruptions"),
+    "sinks": (SinkSweep, "system calls that fail where lines are written"),
+}
 BAD = ("hang", "crash", "finding")
-VERDICTS = (
-    "success",
-    "documented",
-    "output lost",
-    "entry lost",
-    "repeats",
-    "terminates",
-    "not reached",
-    *BAD,
-)
-SHORT_SAMPLE = {"calls": 300, "memory": 600, "partial": 40, "sinks": 300}
-PARTIAL_SEEDS = 150
-
-
-def plan_calls(place, scenarios, arguments):
-    plan = system_calls.plan(place, scenarios)
-    if not arguments.scenario or SERVICE_START in arguments.scenario:
-        ping = next(scenario for scenario in SCENARIOS if scenario.name == "ping")
-        plan += system_calls.plan_service_start(place, ping)
-    if arguments.call:
-        plan = [(scenario, fault) for scenario, fault in plan if fault.call in arguments.call]
-    return plan
-
-
-def plan_memory(place, scenarios, arguments):
-    plan = memory.MemorySweep(place, arguments.memory_library).plan
-    return [
-        (scenario, refusal)
-        for scenario in scenarios
-        for refusal in plan(scenario, scenario in SCENARIOS)
-    ]
-
-
-def plan_partial(_place, scenarios, _arguments):
-    return [(scenario, seed) for scenario in scenarios for seed in range(1, PARTIAL_SEEDS + 1)]
-
-
-def plan_sinks(place, _scenarios, arguments):
-    sink_sweep = sinks.SinkSweep(place)
-    plan = [
-        run
-        for kind in sinks.kinds()
-        for run in sink_sweep.plan(kind)
-        if not arguments.scenario or kind.name in arguments.scenario
-    ]
-    return [
-        (kind, fault) for kind, fault in plan if not arguments.call or fault.call in arguments.call
-    ]
-
-
-def make_sweep(part, place, arguments):
-    if part == "memory":
-        return memory.MemorySweep(place, arguments.memory_library)
-    if part == "partial":
-        return partial.PartialSweep(place, arguments.partial_library)
-    if part == "sinks":
-        return sinks.SinkSweep(place)
-    return system_calls.Sweep(place)
-
-
-PLANS = {"calls": plan_calls, "memory": plan_memory, "partial": plan_partial, "sinks": plan_sinks}
 
 
 class Workers:
-    """A place for each thread."""
+    """A sweep, and with it a place, for each thread."""
 
-    def __init__(self, part, programs, arguments):
-        self.part, self.programs, self.arguments = part, programs, arguments
+    def __init__(self, make_sweep):
+        self.make_sweep = make_sweep
         self.local = threading.local()
-        self.places = []
+        self.sweeps = []
 
     def run(self, scenario, fault):
         if not hasattr(self.local, "sweep"):
-            place = Place(self.programs)
-            self.places.append(place)
-            self.local.sweep = make_sweep(self.part, place, self.arguments)
+            self.local.sweep = self.make_sweep()
+            self.sweeps.append(self.local.sweep)
         return scenario, fault, *self.local.sweep.run(scenario, fault)
 
     def close(self):
-        for place in self.places:
-            place.close()
-
-
-def row_name(scenario, fault):
-    is_start = (
-        not isinstance(scenario, sinks.Kind)
-        and getattr(fault, "who", "") == "service"
-        and getattr(fault, "error", "") not in ("", system_calls.KILL)
-    )
-    return SERVICE_START if is_start else scenario.name
-
-
-def scenarios_of(part):
-    return SCENARIOS + (memory_scenarios.MEMORY_SCENARIOS if part == "memory" else [])
+        for sweep in self.sweeps:
+            sweep.close()
 
 
 def sample(plan, count, seed):
@@ -136,72 +66,51 @@ def sample(plan, count, seed):
     return [run for turn in turns for run in turn if run][:count]
 
 
-def sweep(part, programs, arguments):
-    """\\return the number of findings"""
-    scenarios = [
-        scenario
-        for scenario in scenarios_of(part)
-        if not arguments.scenario or scenario.name in arguments.scenario
-    ]
-    place = Place(programs)
+def plan_of(part, arguments):
+    """The runs of a sweep, or a sample of them."""
+    sweep = SWEEPS[part][0](arguments)
     try:
-        plan = PLANS[part](place, scenarios, arguments)
+        plan = sweep.plan()
     finally:
-        place.close()
-    whole = len(plan)
+        sweep.close()
+    print(f"== {part}: {len(plan)} runs", flush=True)
     if arguments.short:
-        plan = sample(plan, arguments.sample or SHORT_SAMPLE[part], arguments.seed)
-    print(
-        f"== {part}: {len(plan)} runs of {whole}"
-        + f", chosen by seed {arguments.seed}" * arguments.short,
-        flush=True,
-    )
-    verdicts, started = {}, time.monotonic()
-    places, workers = {}, Workers(part, programs, arguments)
+        plan = sample(plan, arguments.sample or sweep.SHORT, arguments.seed)
+        print(f"a sample of {len(plan)}, chosen by seed {arguments.seed}", flush=True)
+    return plan
+
+
+def run_sweep(part, arguments):
+    """\\return the number of findings"""
+    started = time.monotonic()
+    plan = plan_of(part, arguments)
+    verdicts, terminations = collections.Counter(), {}
+    workers = Workers(lambda: SWEEPS[part][0](arguments))
     try:
         with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
             for scenario, fault, verdict, text in pool.map(lambda job: workers.run(*job), plan):
-                counts = verdicts.setdefault(row_name(scenario, fault), collections.Counter())
-                counts[verdict] += 1
+                verdicts[verdict] += 1
                 if verdict in BAD:
                     print(f"{verdict}: {scenario.name}: {fault}\n{text}\n", flush=True)
                 elif verdict == "terminates":
-                    places.setdefault(text, f"{scenario.name}: {fault}")
+                    terminations[text] = fault
     finally:
         workers.close()
-    print_table(verdicts)
-    for text in sorted(places):
+    for text in sorted(terminations):
         print(f"ends before main: {text}")
-    bad = sum(counts[verdict] for counts in verdicts.values() for verdict in BAD)
+    print(", ".join(f"{verdict} {count}" for verdict, count in sorted(verdicts.items())))
+    bad = sum(verdicts[verdict] for verdict in BAD)
     print(f"{bad} findings in {len(plan)} runs, {time.monotonic() - started:.0f} s", flush=True)
     # A sweep that runs nothing, or whose faults never come about, finds nothing.
-    missed = sum(counts["not reached"] for counts in verdicts.values())
-    return bad if missed < len(plan) else 1
-
-
-def print_table(verdicts):
-    total = sum(verdicts.values(), collections.Counter())
-    columns = [verdict for verdict in VERDICTS if total[verdict] or verdict in BAD]
-    print(f"{'':20}" + "".join(f"{column:>12}" for column in columns))
-    for name, counts in [*verdicts.items(), ("all", total)]:
-        print(f"{name:20}" + "".join(f"{counts[column]:12}" for column in columns), flush=True)
+    return bad if verdicts["not reached"] < len(plan) else 1
 
 
 def main():
     parser = argparse.ArgumentParser(prog="script/faults", description=__doc__)
     parser.add_argument("bin", help="folder of the programs and of the preloaded libraries")
-    parser.add_argument(
-        "scenario",
-        nargs="*",
-        help="these scenarios only: "
-        + ", ".join([scenario.name for scenario in scenarios_of("memory")] + [SERVICE_START]),
-    )
-    for part, text in (
-        ("calls", "system calls that fail, and the death of the service at each"),
-        ("memory", "allocations that fail"),
-        ("partial", "reads and writes of 1 to 3 bytes, and interruptions"),
-        ("sinks", "system calls that fail where lines are written"),
-    ):
+    names = [scenario.name for scenario in SCENARIOS] + [SERVICE_START]
+    parser.add_argument("scenario", nargs="*", help="these scenarios only: " + ", ".join(names))
+    for part, (_, text) in SWEEPS.items():
         parser.add_argument("--" + part, action="store_true", help=text)
     parser.add_argument("--short", action="store_true", help="samples, below a minute")
     parser.add_argument("--sample", type=int, help="runs of a sample")
@@ -210,14 +119,10 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="runs at a time")
     arguments = parser.parse_intermixed_args()
     for part in ("memory", "partial"):
-        setattr(
-            arguments,
-            part + "_library",
-            os.path.join(os.path.abspath(arguments.bin), f"lib{part}_preload.so"),
-        )
-    parts = [part for part in PLANS if getattr(arguments, part)] or list(PLANS)
-    programs = Programs(arguments.bin)
-    return 1 if sum(sweep(part, programs, arguments) for part in parts) else 0
+        library = os.path.join(os.path.abspath(arguments.bin), f"lib{part}_preload.so")
+        setattr(arguments, part + "_library", library)
+    parts = [part for part in SWEEPS if getattr(arguments, part)] or list(SWEEPS)
+    return 1 if sum(run_sweep(part, arguments) for part in parts) else 0
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@ import signal
 import subprocess
 
 from scenarios import INIT
-from system_calls import Sweep, describe, ensure_service, is_part_of
+from system_calls import Sweep, is_part_of
 
 
 class Refusal:
@@ -27,106 +27,120 @@ class Refusal:
 class MemorySweep(Sweep):
     """Runs scenarios with refused allocations in one place, and judges what comes out."""
 
-    def __init__(self, place, library):
-        super().__init__(place)
-        self.library = library
+    SHORT = 600
 
-    def environment(self, number=0, lasting=False):
-        extra = {
-            "LD_PRELOAD": self.library,
-            "MEMORY_REPORT": self.place.path("memory"),
-            "MEMORY_FAIL_AT": str(number),
-        }
-        return {**extra, "MEMORY_LASTING": "1"} if lasting else extra
+    def __init__(self, arguments):
+        super().__init__(arguments)
+        self.report = self.place.workspace.new_path("memory")
 
-    def report(self):
-        try:
-            lines = self.place.text("memory").splitlines()
-            os.remove(self.place.path("memory"))
-        except FileNotFoundError:
-            return []
-        return [line.split() for line in lines]
+    def launcher(self, number=0, lasting=False):
+        return [
+            "env",
+            f"LD_PRELOAD={self.arguments.memory_library}",
+            f"MEMORY_REPORT={self.report}",
+            f"MEMORY_FAIL_AT={number}",
+            *["MEMORY_LASTING=1"] * lasting,
+        ]
+
+    def take_report(self):
+        """\\return the places of the failure, and the numbers of allocations"""
+        lines = []
+        if os.path.exists(self.report):
+            with open(self.report, encoding="utf-8") as file:
+                lines = [line.split() for line in file]
+            os.remove(self.report)
+        return (
+            [words for words in lines if words[0] != "allocations"],
+            [words[1:] for words in lines if words[0] == "allocations"],
+        )
 
     def numbers(self, scenario):
         """The allocations of the last run. Those before main are the same in every scenario."""
-        total, before_main = next(
-            (int(words[1]), int(words[2])) for words in self.report() if words[0] == "allocations"
-        )
+        total, before_main = map(int, self.take_report()[1][0])
         return range(1 if scenario.name == "ping" else before_main + 1, total + 1)
 
-    def plan(self, scenario, with_service):
-        """Every refusal of a scenario in the client, and in the service if wanted."""
-        ensure_service(self.place, scenario)
-        self.place.run_client(scenario, extra=self.environment())
-        if scenario.ends_service:
-            self.place.service_ends()
-        numbers = [("client", number) for number in self.numbers(scenario)]
-        if scenario.needs_service and with_service:
-            if self.place.service_is_alive():
+    def plan(self):
+        plan = []
+        for scenario in self.chosen():
+            self.ensure_service(scenario)
+            self.place.run_client(scenario, self.launcher())
+            numbers = [("client", number) for number in self.numbers(scenario)]
+            if scenario.needs_service:
                 self.place.stop_service()
-            self.place.start_service(extra=self.environment())
-            self.place.run_client(scenario)
-            self.place.stop_service()
-            numbers += [("service", number) for number in self.numbers(scenario)]
-        return [
-            Refusal(who, number, lasting) for who, number in numbers for lasting in (False, True)
-        ]
+                self.place.start_service(self.launcher())
+                self.place.run_client(scenario)
+                self.place.stop_service()
+                numbers += [("service", number) for number in self.numbers(scenario)]
+            plan += [
+                (scenario, Refusal(who, number, lasting))
+                for who, number in numbers
+                for lasting in (False, True)
+            ]
+        return plan
 
-    def run(self, scenario, fault):
-        """\\return (verdict, description)"""
-        usual = self.baseline(scenario)
-        self.report()
-        if fault.who == "client":
-            return self.run_client(scenario, fault, usual)
-        return self.run_service(scenario, fault, usual)
-
-    def run_client(self, scenario, refusal, usual):
-        ensure_service(self.place, scenario)
-        outcome = self.place.run_client(
-            scenario, extra=self.environment(refusal.number, refusal.lasting)
-        )
+    def run_with_client_fault(self, scenario, fault, usual):
+        self.ensure_service(scenario)
+        self.take_report()
+        outcome = self.place.run_client(scenario, self.launcher(fault.number, fault.lasting))
         if scenario.ends_service and "Quit issued" in outcome.out:
-            self.place.service_ends()
+            self.place.end_of_service()
         self.place.collect(outcome)
-        frames = [words for words in self.report() if words[0] != "allocations"]
-        if (
-            scenario.needs_service
-            and self.place.service_is_alive()
-            and (not self.place.is_answered())
-        ):
-            return "finding", "the service suffers\n" + describe(outcome)
+        frames = self.take_report()[0]
+        if self.place.service.is_running() and not self.place.is_answered():
+            return "finding", f"the service suffers\n{outcome}"
         if outcome.status == -signal.SIGABRT:
             return self.judge_termination(frames)
-        problem = scenario.untold_loss(outcome, refusal.lasting)
+        problem = scenario.untold_loss(outcome, fault.lasting)
         if problem:
-            return "finding", problem + "\n" + describe(outcome)
-        return self.judge_outcome(scenario, outcome, usual, frames, refusal.lasting)
+            return "finding", f"{problem}\n{outcome}"
+        return self.judge_outcome(scenario, outcome, usual, frames, fault.lasting)
+
+    def run_with_service_fault(self, scenario, fault, usual):
+        self.place.stop_service()
+        self.take_report()
+        self.place.start_service(self.launcher(fault.number, fault.lasting))
+        outcome = self.place.run_client(scenario)
+        if scenario.ends_service and outcome.out == usual.out:
+            # Without memory for the client it goes on.
+            self.place.end_of_service(seconds=2)
+        self.place.collect(outcome)
+        status = self.place.stop_service()
+        said = self.place.service.error_text()
+        frames = self.take_report()[0]
+        if status == -signal.SIGABRT:
+            return self.judge_termination(frames)
+        if status not in (0, 1, 2):
+            return "crash", f"the service ends with {status}: {said} {self.functions(frames)}"
+        if "journal is not complete" in said:
+            outcome.requests = usual.requests
+        return self.judge_outcome(scenario, outcome, usual, frames)
 
     def judge_termination(self, frames):
-        """Before main there is nobody to tell; after its start, that is a fault."""
+        """Before main no part of the program can tell; after its start, that is a fault."""
         functions = self.functions(frames)
         names = [name for name, _ in functions]
-        if not frames or not any(name.startswith("_GLOBAL__sub_I") for name in names):
+        if not any(name.startswith("_GLOBAL__sub_I") for name in names):
             return "crash", str(functions)
         return "terminates", " < ".join(names)
 
     def judge_outcome(self, scenario, outcome, usual, frames, log_was_hit=False):
-        if outcome.timed_out:
-            return "hang", describe(outcome) + str(self.functions(frames))
-        if outcome.status != 0:
-            return "crash", describe(outcome) + str(self.functions(frames))
+        if outcome.timed_out or outcome.status != 0:
+            verdict = "hang" if outcome.timed_out else "crash"
+            return verdict, f"{outcome}\n{self.functions(frames)}"
         if outcome.seen() == usual.seen():
             return "success", ""
         if self.is_described(scenario, outcome, usual, log_was_hit):
             return "documented", ""
         # An entry may lose a part of its text, which is all that it had memory for.
-        if is_part_of("\n".join(outcome.log), "\n".join(usual.log)) and self.is_described(
+        log = "\n".join(outcome.log).replace("SubtitleMgrCli:", "")  # the first word of an entry
+        if is_part_of(log, "\n".join(usual.log)) and self.is_described(
             scenario, dataclasses.replace(outcome, log=[]), usual, log_was_hit
         ):
             return "entry lost", ""
-        return "finding", describe(outcome) + str(self.functions(frames))
+        return "finding", f"{outcome}\n{self.functions(frames)}"
 
-    def is_described(self, scenario, outcome, usual, log_was_hit):
+    @staticmethod
+    def is_described(scenario, outcome, usual, log_was_hit):
         """Whether the pages for users have it. What fails silently looks as usual."""
         looks_usual = outcome.out == usual.out and re.fullmatch(
             INIT + re.escape(usual.err), outcome.err
@@ -138,38 +152,18 @@ class MemorySweep(Sweep):
             or scenario.is_given_up(outcome, log_was_hit)
         )
 
-    def run_service(self, scenario, refusal, usual):
-        if self.place.service_is_alive():
-            self.place.stop_service()
-        self.place.start_service(extra=self.environment(refusal.number, refusal.lasting))
-        outcome = self.place.run_client(scenario)
-        if scenario.ends_service and outcome.out == usual.out:
-            self.place.service_ends()
-        self.place.collect(outcome)
-        status = self.place.stop_service()
-        said = self.place.text("service.err")
-        frames = [words for words in self.report() if words[0] != "allocations"]
-        if status == -signal.SIGABRT:
-            return self.judge_termination(frames)
-        if status not in (0, 1, 2):
-            return "crash", f"the service ends with {status}: {said} {self.functions(frames)}"
-        if "journal is not complete" in said:
-            outcome.requests = usual.requests
-        return self.judge_outcome(scenario, outcome, usual, frames)
-
     def functions(self, frames):
         """Names and files of the program's functions in a report, innermost first."""
         names = []
-        for program in (self.place.programs.client, self.place.programs.service):
+        for program in (self.place.workspace.client, self.place.workspace.service):
             addresses = ["0x" + address for file, address in frames if file == program]
             if addresses:
-                text = subprocess.run(
+                lines = subprocess.run(
                     ["addr2line", "-f", "-C", "-i", "-e", program, *addresses],
                     stdout=subprocess.PIPE,
                     text=True,
                     check=True,
-                ).stdout
-                lines = text.splitlines()
+                ).stdout.splitlines()
                 names += [
                     (name, file)
                     for name, file in zip(lines[::2], lines[1::2])

@@ -67,7 +67,7 @@ bool MustFail()
     return true;
 }
 
-/// Counting begins with the program's own initialisation, behind the libraries'.
+/// Counting begins with the program's own initialisation, after that of the libraries.
 __attribute__((constructor)) void Prepare()
 {
     void* frame;

@@ -1,8 +1,7 @@
-// Parts of both programs when an allocation fails below them: what is lost then, and what is said.
+// Parts of both programs when an allocation fails below them: what they lose and report.
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
-#include "simulator/commentary.h"
 #include "simulator/journal.h"
 #include "simulator/listener.h"
 #include "simulator/server.h"
@@ -21,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -43,7 +43,7 @@ std::string ErrorsWithout(int number, Action action)
     });
 }
 
-TEST(AClientWithoutMemory, SaysThatItsRequestsCannotBeMade)
+TEST(ClientWithoutMemory, ReportsFailedRequests)
 {
     SubtitleMgrCli pinging;
     EXPECT_EQ(ErrorsWithout(0, [&] { pinging.Ping(); }), "Error allocating request\n");
@@ -52,7 +52,7 @@ TEST(AClientWithoutMemory, SaysThatItsRequestsCannotBeMade)
               "Shut down Requested\nError allocating request\n");
 }
 
-TEST(AClientWithoutMemory, SaysWhyTheLogLevelIsNotSet)
+TEST(ClientWithoutMemory, ReportsFailedLogLevels)
 {
     SubtitleMgrCli client;
     int result = -1;
@@ -65,7 +65,7 @@ TEST(AClientWithoutMemory, SaysWhyTheLogLevelIsNotSet)
 }
 
 /// Never the bytes of an earlier record.
-TEST(ARecordWithoutMemory, ThrowsAndIsLeftEmpty)
+TEST(RecordWithoutMemory, ThrowsAndIsLeftEmpty)
 {
     unsigned char region[] = {3, 2, 0, 0, 0, 4, 1, 2, 3, 4};
     RegionDataItem bitmap;
@@ -86,10 +86,10 @@ TEST(ARecordWithoutMemory, ThrowsAndIsLeftEmpty)
     EXPECT_EQ(palette.paletteData.size(), 4u);
 }
 
-class ALogEntryWithoutMemory : public testing::Test {
+class LogEntryWithoutMemory : public testing::Test {
 protected:
-    ALogEntryWithoutMemory() { setenv("SUBTITLE_LOG", path.c_str(), 1); }
-    ~ALogEntryWithoutMemory() override { unsetenv("SUBTITLE_LOG"); }
+    LogEntryWithoutMemory() { setenv("SUBTITLE_LOG", path.c_str(), 1); }
+    ~LogEntryWithoutMemory() override { unsetenv("SUBTITLE_LOG"); }
 
     /// Refuses each allocation of \p write in turn, until it needs no more: the entry is then lost
     /// as a whole. \return how many were lost
@@ -111,7 +111,7 @@ protected:
     const std::string text = std::string(100, 'x');
 };
 
-TEST_F(ALogEntryWithoutMemory, IsLostAndNothingElse)
+TEST_F(LogEntryWithoutMemory, IsLostAndNothingElse)
 {
     const std::string process = "a process with a long name";
     EXPECT_GT(LoseEach([&](int number) {
@@ -124,7 +124,7 @@ TEST_F(ALogEntryWithoutMemory, IsLostAndNothingElse)
               0);
 }
 
-TEST_F(ALogEntryWithoutMemory, IsLostAlsoAtTheEndOfItsMessage)
+TEST_F(LogEntryWithoutMemory, IsLostAtTheEndOfItsMessage)
 {
     EXPECT_GT(LoseEach([&](int number) {
                   auto message = std::make_unique<SysLogMsg>();
@@ -136,44 +136,7 @@ TEST_F(ALogEntryWithoutMemory, IsLostAlsoAtTheEndOfItsMessage)
               0);
 }
 
-TEST(ALineWithoutMemory, IsLostAndCounted)
-{
-    const std::string details(100, 'x');
-    const auto lose = [&](const auto& tell) {
-        return ErrorsOf([&] {
-            {
-                const RefusedAllocation refused(0);
-                EXPECT_NO_THROW(tell());
-                EXPECT_TRUE(refused.Happened());
-            }
-            Say("next");
-        });
-    };
-    const std::string told = "SubtitleMgrSim: standard error lost 1 lines: Cannot allocate memory\n"
-                             "SubtitleMgrSim: next\n";
-    EXPECT_EQ(lose([&] { Say("a line of so many letters that it needs memory"); }), told);
-    EXPECT_EQ(lose([&] { Tell(1, "refused: ", details); }), told);
-    EXPECT_EQ(lose([&] { TellServed(1, "", details); }), told);
-}
-
-TEST(AJournalWithoutMemory, LosesALineAndSaysSo)
-{
-    const TempDir folder;
-    Journal journal;
-    std::string problem;
-    ASSERT_TRUE(journal.Open(folder / "journal", problem)) << problem;
-    Request request;
-    DecodeRequest({FrameKind::Request, messages::refreshRegions, 0, 0}, nullptr, request);
-    EXPECT_EQ(ErrorsOf([&] {
-                  const RefusedAllocation refused(0);
-                  EXPECT_NO_THROW(journal.Add(request));
-              }),
-              "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n");
-    journal.Add(request);
-    EXPECT_EQ(ReadWholeFile(folder / "journal"), "{\"request\":\"RefreshRegions\"}\n");
-}
-
-TEST(AStreamWithoutMemory, GoesOnWhereItWasOnceThereIsSome)
+TEST(StreamWithoutMemory, LosesNoByte)
 {
     const std::string frame = FrameBytes(FrameKind::Notification, 0x1234, 4, "payload");
     const std::string stream = frame + frame.substr(0, 20);
@@ -216,7 +179,7 @@ TEST(AStreamWithoutMemory, GoesOnWhereItWasOnceThereIsSome)
     EXPECT_EQ(std::memcmp(held.payload, "payload", 7), 0);
 }
 
-TEST(AServiceWithoutMemory, CannotStart)
+TEST(ServiceWithoutMemory, CannotStart)
 {
     char program[] = "SubtitleMgrSim";
     char option[] = "--name=a name of so many letters that it needs memory";
@@ -227,17 +190,23 @@ TEST(AServiceWithoutMemory, CannotStart)
     EXPECT_EQ(status, 1);
 }
 
-/// Three clients: the first one makes a request and two a quit request, so that the service ends
+/// Three clients: the first one makes requests and two a quit request, so that the service ends
 /// whichever of them it has no memory for.
-class AServiceThatRuns : public testing::Test {
+class RunningService : public testing::Test {
 protected:
-    AServiceThatRuns() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
-    ~AServiceThatRuns() override { unsetenv("LINX_DIR"); }
+    RunningService() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
+    ~RunningService() override { unsetenv("LINX_DIR"); }
 
     struct Outcome {
         bool wasRefused = false;
         std::string said;
+        std::string journalled;
         std::vector<unsigned int> received;  ///< message numbers that the first client got
+
+        bool Received(unsigned int messageId) const
+        {
+            return std::count(received.begin(), received.end(), messageId) > 0;
+        }
     };
 
     Outcome RunWithout(int number)
@@ -253,13 +222,16 @@ protected:
         asking.SendFrame(FrameKind::Request, messages::setRegionData, 2,
                          Bytes({3, 0}) + U32(100) + std::string(100, 'x'));
         RawClient quitting(path);
-        quitting.SendFrame(FrameKind::OneWay, messages::quit, 0);
         RawClient quittingToo(path);
-        quittingToo.SendFrame(FrameKind::OneWay, messages::quit, 0);
+        for (RawClient* client : {&quitting, &quittingToo}) {
+            client->SendFrame(FrameKind::OneWay, messages::quit, 0);
+        }
         Options options;
         options.quiet = true;
         const Scenario nothingToPlay;
+        const TempDir files;
         Journal journal;
+        EXPECT_TRUE(journal.Open(files / "journal", problem)) << problem;
         {
             Server server(listener.Fd(), options, nothingToPlay, journal);
             EXPECT_TRUE(server.Open(problem)) << problem;
@@ -269,6 +241,7 @@ protected:
                 outcome.wasRefused = refused.Happened();
             });
         }
+        outcome.journalled = ReadWholeFile(files / "journal");
         try {
             for (;;) {
                 outcome.received.push_back(asking.ReceiveFrame().header.messageId);
@@ -281,25 +254,31 @@ protected:
     const TempDir folder;
 };
 
-TEST_F(AServiceThatRuns, TellsWhatItLosesWithoutMemory)
+TEST_F(RunningService, ReportsWhatItLosesWithoutMemory)
 {
-    const std::vector<unsigned int> everything = {
-        messages::subscribe + 1, messages::setRegionData + 1, messages::regionDataItem};
+    const std::string refusal = "SubtitleMgrSim: client 1: refused: there is no memory for it\n";
     std::set<std::string> said;
     int number = 0;
     for (Outcome outcome; (outcome = RunWithout(number)).wasRefused; ++number) {
         ASSERT_LT(number, 200);
         said.insert(outcome.said);
-        EXPECT_FALSE(outcome.said.empty()) << "allocation " << number;
+        if (outcome.said == refusal) {
+            EXPECT_TRUE(outcome.Received(messages::setRegionData + 1));
+            EXPECT_FALSE(outcome.Received(messages::regionDataItem));
+            EXPECT_EQ(outcome.journalled.find("SetRegionData"), std::string::npos);
+        }
     }
+    const std::vector<unsigned int> everything = {
+        messages::subscribe + 1, messages::setRegionData + 1, messages::regionDataItem};
     EXPECT_EQ(RunWithout(1000).received, everything);
     const std::set<std::string> expected = {
+        refusal,
         "SubtitleMgrSim: there is no memory for a client; it was turned away\n",
         "SubtitleMgrSim: client 1: dropped: there is no memory for what it sends\n",
-        "SubtitleMgrSim: client 1: refused: there is no memory for it\n",
         "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
         "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
-        "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n"};
+        "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n",
+        "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n"};
     EXPECT_EQ(said, expected);
 }
 

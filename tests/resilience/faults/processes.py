@@ -1,206 +1,115 @@
-"""Starts the two programs with limits, and collects what a run leaves behind."""
+"""Runs the two programs for a sweep, and collects what a run leaves behind."""
 
 import os
-import re
-import resource
-import shutil
-import signal
 import socket
 import struct
-import subprocess
-import tempfile
+import sys
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../python"))
+
+# pylint: disable=wrong-import-position
+from pytest_subtitle import PipedConsole, SECONDS, Service, TimeLimit, Workspace, receive
 from scenarios import Outcome, prepare_files
 
-DEADLINE = 10  # seconds; nothing here takes a tenth of it when all is well
+READY_SECONDS = 1  # then the service is asked: its line may be what fails
 OUTPUT_LIMIT = 1 << 20  # a console at the end of its input prints for ever
 
 PING = struct.pack(">2sBBIII", b"ST", 1, 1, 0x3B01, 1, 0)
 PONG = struct.pack(">2sBBIII", b"ST", 1, 2, 0x3B02, 1, 0)
 
 
-class Programs:
-    """Where the programs of a build are."""
-
-    def __init__(self, folder):
-        self.client = os.path.join(os.path.abspath(folder), "SubtitleMgrCli")
-        self.service = os.path.join(os.path.abspath(folder), "SubtitleMgrSim")
-        for program in (self.client, self.service):
-            if not os.access(program, os.X_OK):
-                raise SystemExit(f"{program}: is not there; build it first")
-
-
-def limit_output():
-    """Runs in the new process: it ends when it writes more than the limit into a file."""
-    resource.setrlimit(resource.RLIMIT_FSIZE, (OUTPUT_LIMIT, OUTPUT_LIMIT))
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-
-
-def end(process):
-    """Ends a process and all that it started, whatever they are doing."""
-    try:
-        os.killpg(process.pid, signal.SIGKILL)
-    except ProcessLookupError:
-        pass
-    process.wait()
-
-
 class Place:
-    """A messaging directory and a folder for files, for one run after the other."""
+    """A workspace with one service, for one run after the other."""
 
     def __init__(self, programs):
-        self.programs = programs
-        self.folder = tempfile.mkdtemp(prefix="faults-")
-        self.directory = os.path.join(self.folder, "linx")
-        os.mkdir(self.directory, 0o700)
-        self.service = None
+        self.workspace = Workspace(programs)
+        for program in (self.workspace.client, self.workspace.service):
+            if not os.access(program, os.X_OK):
+                raise SystemExit(f"{program}: is not there; build it first")
+        self.trace = self.workspace.new_path("trace")
+        self.journal = self.workspace.new_path("journal")
+        self.service = Service(self.workspace)
 
     def close(self):
-        if self.service:
-            end(self.service)
-        shutil.rmtree(self.folder)
+        self.service.kill()
+        self.workspace.__exit__()
 
-    def path(self, name):
-        return os.path.join(self.folder, name)
+    def trace_lines(self):
+        with open(self.trace, encoding="utf-8", errors="replace") as file:
+            return file.read().splitlines()
 
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
-    def text(self, name):
-        return self.read(name).decode("utf-8", "replace")
-
-    def environment(self, extra=None):
-        return {
-            **os.environ,
-            "LINX_DIR": self.directory,
-            "SUBTITLE_LOG": self.path("log"),
-            "LC_ALL": "C",
-            **(extra or {}),
-        }
-
-    def launch(self, command, name, keys="", extra=None):
-        """Starts a command whose outputs go to NAME.out and NAME.err."""
-        with open(self.path(name + ".keys"), "w", encoding="utf-8") as file:
-            file.write(keys)
-        with (
-            open(self.path(name + ".keys"), encoding="utf-8") as keys_file,
-            open(self.path(name + ".out"), "wb") as out,
-            open(self.path(name + ".err"), "wb") as err,
-        ):
-            return subprocess.Popen(
-                command,
-                cwd=self.folder,
-                env=self.environment(extra),
-                stdin=keys_file,
-                stdout=out,
-                stderr=err,
-                start_new_session=True,
-                preexec_fn=limit_output,
-            )
-
-    def start_service(self, prefix=(), extra=None):
-        """Starts the service and waits until it can be reached, has ended or says nothing more."""
-        open(self.path("journal"), "wb").close()
-        self.service = self.launch(
-            [*prefix, self.programs.service, "--quiet", "--journal", self.path("journal")],
-            "service",
-            extra=extra,
-        )
-        started = time.monotonic()
-        while time.monotonic() < started + DEADLINE:
-            if b"ready\n" in self.read("service.out") or self.service.poll() is not None:
-                return
-            # The line itself may be what fails.
-            if time.monotonic() > started + 1 and self.is_answered():
-                return
-            time.sleep(0.001)
+    def start_service(self, launcher=()):
+        """Starts the service and waits until it can be reached or has ended."""
+        open(self.journal, "wb").close()
+        self.service = Service(self.workspace, ["--journal", self.journal], launcher)
+        try:
+            self.service.start(READY_SECONDS)
+        except TimeLimit:
+            self.is_answered()
+        except RuntimeError:
+            pass  # it has ended
 
     def stop_service(self):
-        """Ends the service by SIGTERM. \\return its status, or None when it had to be killed"""
-        service, self.service = self.service, None
-        if service.poll() is None:
-            os.kill(service.pid, signal.SIGTERM)
+        """Ends the service by SIGTERM. \return its status, or None when it had to be killed"""
+        if self.service.is_running():
+            self.service.process.terminate()
+        status = self.end_of_service()
+        self.service.kill()
+        return status
+
+    def end_of_service(self, seconds=SECONDS):
+        """\return its status once it has ended by itself, or None when it does not end"""
         try:
-            return service.wait(DEADLINE)
-        except subprocess.TimeoutExpired:
+            return self.service.wait_for_end(seconds)
+        except TimeLimit:
             return None
-        finally:
-            self.wait_for_tracer(service.args)
-            end(service)
-
-    def wait_for_tracer(self, command):
-        """A tracer writes its last lines after the service has ended."""
-        deadline = time.monotonic() + DEADLINE
-        while command[0] == "strace" and time.monotonic() < deadline:
-            if re.search(r"\+\+\+ (exited|killed)", self.text("trace")):
-                return
-            time.sleep(0.001)
-
-    def service_is_alive(self):
-        return self.service is not None and self.service.poll() is None
-
-    def service_ends(self):
-        """Whether the service ends by itself with status 0."""
-        try:
-            return self.service.wait(DEADLINE) == 0
-        except subprocess.TimeoutExpired:
-            return False
 
     def is_answered(self):
         """Whether a ping that knows nothing of our libraries is answered."""
-        deadline = time.monotonic() + DEADLINE
+        deadline = time.monotonic() + SECONDS
         while time.monotonic() < deadline:
             try:
                 with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as peer:
-                    peer.settimeout(DEADLINE)
-                    peer.connect(os.path.join(self.directory, "SubtitleMgr"))
+                    peer.settimeout(SECONDS)
+                    peer.connect(os.path.join(self.workspace.messaging, "SubtitleMgr"))
                     peer.sendall(PING)
-                    received = b""
-                    while len(received) < len(PONG):
-                        more = peer.recv(64)
-                        if not more:
-                            break
-                        received += more
-                    if received == PONG:
+                    if receive(peer, len(PONG)) == PONG:
                         return True
             except OSError:
-                if not self.service_is_alive():
+                if not self.service.is_running():
                     return False
             time.sleep(0.01)
         return False
 
-    def run_client(self, scenario, prefix=(), extra=None):
+    def run_client(self, scenario, launcher=()):
         """Plays a scenario. \\return its outcome"""
-        prepare_files(self.folder)
-        with open(self.path("journal"), "ab") as journal:
+        prepare_files(self.workspace)
+        with open(self.journal, "ab") as journal:
             journal.truncate(0)
-        client = self.launch(
-            [*prefix, self.programs.client, *scenario.arguments], "client", scenario.keys, extra
-        )
         outcome = Outcome()
-        try:
-            outcome.status = client.wait(DEADLINE)
-        except subprocess.TimeoutExpired:
-            outcome.timed_out = True
-        end(client)
-        outcome.out = self.text("client.out")
-        outcome.err = self.text("client.err")
-        outcome.log = self.log_lines()
+        with PipedConsole(self.workspace, scenario.arguments, launcher) as client:
+            client.type(scenario.keys.encode())
+            client.end_input()
+            try:
+                outcome.repeats = client.wait_for(
+                    lambda: len(client.output) > OUTPUT_LIMIT, "the end of the client"
+                )
+                if outcome.repeats:
+                    client.process.kill()
+                outcome.status = client.wait()
+            except TimeLimit:
+                outcome.timed_out = True
+        outcome.out = client.output.decode("utf-8", "replace")
+        outcome.err = client.errors.decode("utf-8", "replace")
+        outcome.log = [entry.decode("utf-8", "replace") for entry in self.workspace.log_entries()]
         return outcome
-
-    def log_lines(self):
-        try:
-            lines = self.text("log").splitlines()
-        except FileNotFoundError:
-            return []
-        return [re.sub(r"^\S+ SubtitleMgrCli\[\d+\] ", "", line) for line in lines]
 
     def collect(self, outcome):
         """Adds what is complete only when the service has had its turn."""
-        outcome.requests = self.text("journal").splitlines()
-        try:
-            outcome.saved = self.read("palette.rgb.out")
-        except FileNotFoundError:
-            outcome.saved = None
+        with open(self.journal, encoding="utf-8", errors="replace") as journal:
+            outcome.requests = journal.read().splitlines()
+        saved = os.path.join(self.workspace.files, "palette.rgb.out")
+        if os.path.exists(saved):
+            with open(saved, "rb") as file:
+                outcome.saved = file.read()

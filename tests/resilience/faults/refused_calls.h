@@ -4,7 +4,7 @@
 /// --wrap for each of them.
 class RefusedCall {
 public:
-    enum class Kind { None, Accept4, Bind, Connect, EpollCtl, Listen, SignalFd, UnlinkAt };
+    enum class Kind { None, Accept4, Connect, EpollCtl };
 
     /// \param times  how many calls fail before the next ones succeed; negative for all
     RefusedCall(Kind kind, int error, int times = -1);

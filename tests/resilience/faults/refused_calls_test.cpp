@@ -1,12 +1,10 @@
-// System calls that fail below one part of the programs, where a whole program would hardly meet
-// it.
+// System calls that fail below one part of the programs, again and again or with an error that a
+// whole program would hardly meet.
 
 #include "tests/resilience/faults/refused_calls.h"
 #include "simulator/acceptor.h"
-#include "simulator/journal.h"
 #include "simulator/listener.h"
 #include "simulator/peer_table.h"
-#include "simulator/server.h"
 #include "tests/harness/RawPeer.h"
 #include "tests/harness/TempDir.h"
 
@@ -16,11 +14,8 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 using namespace platform;
 using namespace sim;
@@ -34,157 +29,90 @@ protected:
     RefusedCalls() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
     ~RefusedCalls() override { unsetenv("LINX_DIR"); }
 
-    /// What stands in the way of a service.
-    std::string Problem() const
-    {
-        std::string problem;
-        EXPECT_FALSE(Listener().Open("SubtitleMgr", problem));
-        return problem;
-    }
-
-    void Listen()
-    {
-        std::string problem;
-        ASSERT_TRUE(listener.Open("SubtitleMgr", problem)) << problem;
-    }
-
     TempDir folder;
     const std::string path = folder / "SubtitleMgr";
-    Listener listener;
 };
 
-TEST_F(RefusedCalls, ThatAreInterruptedAreMadeAgain)
-{
-    const RawService service(path);
-    MessagingDirectory directory;
-    ASSERT_EQ(directory.Open(), 0);
-    Descriptor connected;
-    const RefusedCall refused(Kind::Connect, EINTR, 3);
-    EXPECT_EQ(directory.Connect("SubtitleMgr", Deadline(10000), connected), 0);
-    EXPECT_TRUE(service.HasClient());
-}
-
-TEST_F(RefusedCalls, ThatAreInterruptedForEverEndWithTheirTime)
-{
-    const RawService service(path);
-    MessagingDirectory directory;
-    ASSERT_EQ(directory.Open(), 0);
-    Descriptor connected;
-    const RefusedCall refused(Kind::Connect, EINTR);
-    EXPECT_EQ(directory.Connect("SubtitleMgr", Deadline(20), connected), ETIMEDOUT);
-    EXPECT_FALSE(connected);
-}
-
-TEST_F(RefusedCalls, LetNoServiceStart)
-{
+class InterruptedConnect : public RefusedCalls {
+protected:
+    /// Connects while the first calls are interrupted. \return the error
+    int ConnectAfter(int interruptions, int limitMs)
     {
-        const RefusedCall refused(Kind::Bind, ENOSPC);
-        EXPECT_EQ(Problem(), path + ": no socket can be made there: No space left on device");
+        const RawService service(path);
+        MessagingDirectory directory;
+        EXPECT_EQ(directory.Open(), 0);
+        Descriptor connected;
+        const RefusedCall refused(Kind::Connect, EINTR, interruptions);
+        const int error = directory.Connect("SubtitleMgr", Deadline(limitMs), connected);
+        EXPECT_EQ(service.HasClient(), error == 0);
+        return error;
     }
-    {
-        const RefusedCall refused(Kind::Listen, EADDRINUSE);
-        EXPECT_EQ(Problem(), path + ": Address already in use");
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
-}
+};
 
-TEST_F(RefusedCalls, LeaveAStaleSocketThatCannotBeRemoved)
-{
-    {
-        // Whoever made it has ended without removing it.
-        Descriptor killed(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        ASSERT_EQ(bind(killed.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    }
-    {
-        const RefusedCall refused(Kind::UnlinkAt, EACCES, 1);
-        EXPECT_EQ(Problem(), path + ": the stale socket cannot be removed: Permission denied");
-    }
-    EXPECT_TRUE(std::filesystem::is_socket(path));
-    Listen();
-}
+TEST_F(InterruptedConnect, IsTriedAgain) { EXPECT_EQ(ConnectAfter(3, 10000), 0); }
+TEST_F(InterruptedConnect, EndsWithItsTime) { EXPECT_EQ(ConnectAfter(-1, 20), ETIMEDOUT); }
 
-TEST_F(RefusedCalls, LetNoServiceRunWithoutItsSignals)
-{
-    Listen();
-    const Scenario nothingToPlay;
-    Journal journal;
-    Server server(listener.Fd(), Options(), nothingToPlay, journal);
-    std::string problem;
+struct OpenListener : Listener {
+    OpenListener()
     {
-        const RefusedCall refused(Kind::SignalFd, EMFILE);
-        EXPECT_FALSE(server.Open(problem));
-        EXPECT_EQ(problem, "Too many open files");
+        std::string problem;
+        EXPECT_TRUE(Open("SubtitleMgr", problem)) << problem;
     }
+};
+
+class RefusedAccept : public RefusedCalls {
+protected:
+    RefusedAccept() { EXPECT_TRUE(poller.Open()); }
+
+    /// Waits until the acceptor tries again, and does. Without a pause it would take a processor.
+    static void SitOutPause(Acceptor& waiting)
     {
-        const RefusedCall refused(Kind::EpollCtl, ENOSPC);
-        EXPECT_FALSE(server.Open(problem));
-        EXPECT_EQ(problem, "No space left on device");
-    }
-    EXPECT_TRUE(server.Open(problem));
-}
-
-/// Waits until the acceptor tries again, and does.
-void SitOutPause(Acceptor& acceptor)
-{
-    EXPECT_GT(acceptor.PauseMs(), 0);
-    EXPECT_LE(acceptor.PauseMs(), 100);
-    acceptor.Resume(/*clientHasGone*/ false);
-    while (acceptor.PauseMs() >= 0) {
-        poll(nullptr, 0, acceptor.PauseMs());
-        acceptor.Resume(/*clientHasGone*/ false);
-    }
-}
-
-/// Trying at once and again would take a whole processor.
-TEST_F(RefusedCalls, MakeAServiceWithoutMemoryForItsSocketsPause)
-{
-    Listen();
-    Poller poller;
-    ASSERT_TRUE(poller.Open());
-    Acceptor acceptor(listener.Fd(), poller);
-    acceptor.Resume(/*clientHasGone*/ false);
-    const RawClient client(path);
-    for (const int error : {ENOMEM, ENOBUFS}) {
-        {
-            const RefusedCall refused(Kind::Accept4, error);
-            EXPECT_FALSE(acceptor.Next());
+        EXPECT_GT(waiting.PauseMs(), 0);
+        EXPECT_LE(waiting.PauseMs(), 100);
+        waiting.Resume(/*clientHasGone*/ false);
+        while (waiting.PauseMs() >= 0) {
+            poll(nullptr, 0, waiting.PauseMs());
+            waiting.Resume(/*clientHasGone*/ false);
         }
+    }
+
+    void RefuseAndSitOut(int error)
+    {
+        const RefusedCall refused(Kind::Accept4, error);
+        EXPECT_FALSE(acceptor.Next());
         SitOutPause(acceptor);
     }
+
+    OpenListener listener;
+    Poller poller;
+    Acceptor acceptor{listener.Fd(), poller};
+};
+
+TEST_F(RefusedAccept, PausesTheServiceWithoutMemory)
+{
+    acceptor.Resume(/*clientHasGone*/ false);
+    const RawClient client(path);
+    RefuseAndSitOut(ENOMEM);
+    RefuseAndSitOut(ENOBUFS);
     EXPECT_TRUE(acceptor.Next());
     EXPECT_EQ(acceptor.PauseMs(), -1);
 }
 
-TEST_F(RefusedCalls, OfAnUnforeseenKindMakeAServicePauseAndSaySoOnce)
+TEST_F(RefusedAccept, OfUnforeseenKindIsReportedOnce)
 {
-    Listen();
-    Poller poller;
-    ASSERT_TRUE(poller.Open());
-    Acceptor acceptor(listener.Fd(), poller);
     acceptor.Resume(/*clientHasGone*/ false);
     const RawClient client(path);
     testing::internal::CaptureStderr();
-    {
-        const RefusedCall refused(Kind::Accept4, EPERM);
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_FALSE(acceptor.Next());
-            SitOutPause(acceptor);
-        }
+    for (int i = 0; i < 3; ++i) {
+        RefuseAndSitOut(EPERM);
     }
     EXPECT_TRUE(acceptor.Next());
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "SubtitleMgrSim: clients cannot be accepted; the service tries again\n");
 }
 
-TEST_F(RefusedCalls, OfAClientThatHasGoneMakeNoPause)
+TEST_F(RefusedAccept, OfALostClientMakesNoPause)
 {
-    Listen();
-    Poller poller;
-    ASSERT_TRUE(poller.Open());
-    Acceptor acceptor(listener.Fd(), poller);
     acceptor.Resume(/*clientHasGone*/ false);
     for (const int error : {EAGAIN, EINTR, ECONNABORTED}) {
         const RefusedCall refused(Kind::Accept4, error);
@@ -193,12 +121,10 @@ TEST_F(RefusedCalls, OfAClientThatHasGoneMakeNoPause)
     }
 }
 
-TEST_F(RefusedCalls, MakeAServiceThatCannotWatchItsSocketTryAgain)
+using RefusedWatch = RefusedAccept;
+
+TEST_F(RefusedWatch, OfTheServicesSocketIsTriedAgain)
 {
-    Listen();
-    Poller poller;
-    ASSERT_TRUE(poller.Open());
-    Acceptor acceptor(listener.Fd(), poller);
     {
         const RefusedCall refused(Kind::EpollCtl, ENOMEM);
         acceptor.Resume(/*clientHasGone*/ false);
@@ -211,11 +137,8 @@ TEST_F(RefusedCalls, MakeAServiceThatCannotWatchItsSocketTryAgain)
     EXPECT_EQ(tag, &acceptor);
 }
 
-TEST_F(RefusedCalls, TurnAClientAwayThatCannotBeWatched)
+TEST_F(RefusedWatch, OfAClientTurnsItAway)
 {
-    Listen();
-    Poller poller;
-    ASSERT_TRUE(poller.Open());
     PeerTable peers(poller, /*publishGarbage*/ false);
     RawClient client(path);
     {

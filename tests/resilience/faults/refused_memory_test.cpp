@@ -80,6 +80,13 @@ protected:
         }
     }
 
+    /// Subscribes to visibilities, which \p count counts. \return the error
+    static int Subscribe(LinxIpc& ipc, unsigned& count)
+    {
+        RegionVisItem unused;
+        return SubtitleClient(ipc, 2000).Subscribe(6, 15132, unused, CountOne, &count);
+    }
+
     const TempDir folder;
     SimulatedService service{folder.Path()};
 };
@@ -105,15 +112,11 @@ TEST_F(RefusedMemory, IsAnErrorOfAOneWayMessage)
 
 TEST_F(RefusedMemory, IsAnErrorOfASubscription)
 {
-    RefuseEach(Init, [](LinxIpc& ipc) {
-        SubtitleClient client(ipc, 2000);
-        RegionVisItem unused;
-        unsigned count = 0;
-        return client.Subscribe(6, 15132, unused, CountOne, &count);
-    });
+    unsigned count = 0;
+    RefuseEach(Init, [&](LinxIpc& ipc) { return Subscribe(ipc, count); });
 }
 
-TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
+TEST_F(RefusedMemory, IsAnErrorOfEverySubtitleClientCall)
 {
     using Operation = std::function<int(SubtitleClient&)>;
     const Operation operations[] = {
@@ -142,17 +145,16 @@ TEST_F(RefusedMemory, IsAnErrorOfEachCallOfTheSubtitleClient)
     }
 }
 
-TEST_F(RefusedMemory, InAHandlerLosesThatNotificationOnly)
+TEST_F(RefusedMemory, LosesOneNotificationInAHandler)
 {
     unsigned count = 0;
     RefuseEach(
         [&](LinxIpc& ipc) {
             Init(ipc);
-            SubtitleClient client(ipc, 2000);
+            EXPECT_EQ(Subscribe(ipc, count), 0);
             RegionVisItem item;
             item.regionId = 3;
-            EXPECT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
-            EXPECT_EQ(client.SetRegionVisibility(item), 0);
+            EXPECT_EQ(SubtitleClient(ipc, 2000).SetRegionVisibility(item), 0);
         },
         [](LinxIpc& ipc) { return ipc.Receive(2000, 0, LinxIpc::emptyString, nullptr); });
     EXPECT_GT(count, 0u);
@@ -176,16 +178,14 @@ TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
 
 /// A thread that receives for ever would otherwise take a whole processor until there is memory
 /// again.
-TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewMakesReceivePause)
+TEST_F(RefusedMemory, MakesReceivePauseWhileItConnectsAgain)
 {
     int error = 0;
     for (int number = 0; number < 30 && error != ENOMEM; ++number) {
         unsigned count = 0;
         LinxIpc ipc("AnEndpointWithANameOfManyLetters");
         Init(ipc);
-        SubtitleClient client(ipc, 2000);
-        RegionVisItem item;
-        ASSERT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+        ASSERT_EQ(Subscribe(ipc, count), 0);
         service.Stop();
         service.Start();
         const auto start = std::chrono::steady_clock::now();
@@ -200,15 +200,13 @@ TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewMakesReceivePause)
     EXPECT_EQ(error, ENOMEM);
 }
 
-TEST_F(RefusedMemory, WhileAConnectionIsMadeAnewLeavesNoneWithoutItsSubscriptions)
+TEST_F(RefusedMemory, RenewsAllSubscriptionsOrNone)
 {
     unsigned count = 0;
     RefuseEach(
         [&](LinxIpc& ipc) {
             Init(ipc);
-            SubtitleClient client(ipc, 2000);
-            RegionVisItem item;
-            EXPECT_EQ(client.Subscribe(6, 15132, item, CountOne, &count), 0);
+            EXPECT_EQ(Subscribe(ipc, count), 0);
             service.Stop();
             service.Start();
         },

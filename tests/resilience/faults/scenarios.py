@@ -6,87 +6,31 @@ outputs, the log, what the service was asked and the files that were written.
 
 import os
 import re
+import sys
 import zlib
 from dataclasses import dataclass, field
 
-USAGE = """Usage: SubtitleMgrCli
-       [-h] or [--help] or [--usage] Shows help
-       [-p] or [--ping] Pings the SubtitleMgr process
-       [-q] or [--quit] Tells the SubtitleMgr to exit
-       [-l] or [--loglevel] Changes the log level through a menu
-       [-s] or [--setloglevel] Changes the log level
-       [-c] or [--config] Create tsApp config file
-       [-i] or [--interactive] Interactively control subtitle regions
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../sessions/model"))
 
-"""
+# pylint: disable=wrong-import-position
+from console import MAIN_MENU, USAGE, to_ycbcr
 
-MENU = """
-Choose an option:
-1) Subscribe for subtitles                 (currently {state})
-2) Unsubscribe for subtitles
-3) Modify Region Data
-4) Modify Region Visibility
-5) Modify Palette Data
-6) Invert Region Data
-7) Run dynamic test
-8) Send sensor changes
-r) Refresh all subtitles
-s) View statistics
-x) Exit
-
-"""
-HEADINGS = """
-
-                         Msgs                                     Bytes    
-           -----------------------------------   ---------------------------------------
-  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = 
-
-"""
-
-SENSOR_MENU = """
-Choose an sensor option:
-1) Brakes ON
-2) Brakes OFF
-3) Mics ON
-4) Mics OFF
-5) Lights ON
-6) Lights OFF
-7) Siren ON
-8) Siren OFF
-9) Aux ON
-0) Aux OFF
-n) Crash ON
-m) Crash OFF
-c) Clear statistics
-s) View statistics
-x) Exit
-
-"""
-SUBSCRIBED = re.escape(MENU.format(state="subscribed"))
-UNSUBSCRIBED = re.escape(MENU.format(state="unsubscribed"))
+UNSUBSCRIBED = re.escape((MAIN_MENU % b"unsubscribed").decode())
+SUBSCRIBED = re.escape((MAIN_MENU % b"subscribed").decode())
 
 MARK = r"(\n|  ERROR)"
 INIT = r"(Error initializing the connection\n)?"
 # The client's own entry when memory is refused to a whole command or option.
-GIVEN_UP = r"level=2 SubtitleMgrCli:\d+ Error allocating memory for (a command|an option)"
+GIVEN_UP = r"level=2 Error allocating memory for (a command|an option)"
 # What the messaging library may say of a lost connection; no person at the console sees it.
 LIBRARY_ENTRIES = (
     r"level=2 (endpoint |connection to |a subscription was refused |dropped "
     r"|\d+ log entries were lost: ).*"
 )
 
+REGION = b"\0\1\2\3"
 PALETTE = bytes(range(256)) * 4
-
-
-def converted(table):
-    """A table of blue, green, red and a byte that stays, as luminance and two differences."""
-    result = bytearray(table)
-    for at in range(0, len(table), 4):
-        b, g, r = table[at : at + 3]
-        result[at] = ((3176 * b + 16425 * g + 8432 * r) >> 15) + 16
-        result[at + 1] = int((14345 * b - 9527 * g - 4818 * r) / 32768) + 128
-        result[at + 2] = int((-2300 * b - 12045 * g + 14345 * r) / 32768) + 128
-    return bytes(result)
+CONVERTED = bytes(to_ycbcr(PALETTE))
 
 
 @dataclass
@@ -95,6 +39,7 @@ class Outcome:
 
     status: int = 0
     timed_out: bool = False
+    repeats: bool = False  # ended because it printed for ever
     out: str = ""
     err: str = ""
     log: list = field(default_factory=list)
@@ -110,6 +55,15 @@ class Outcome:
             self.requests,
             self.saved,
             [line for line in self.log if not re.fullmatch(LIBRARY_ENTRIES, line)],
+        )
+
+    def __str__(self):
+        """For a person, not longer than needed."""
+        return (
+            f"status {self.status}{', hangs' * self.timed_out}\n"
+            f"out: {self.out[-600:]!r}\nerr: {self.err[-600:]!r}\n"
+            f"log: {self.log[-5:]}\nrequests: {self.requests[-5:]}\n"
+            f"saved: {self.saved and len(self.saved)}"
         )
 
 
@@ -153,10 +107,9 @@ class Scenario:
         """What got lost without a word, or None. A log that failed itself cannot tell."""
         if not self.saves or log_was_hit:
             return None
-        whole = converted(PALETTE)
-        if outcome.saved not in (None, whole) and not whole.startswith(outcome.saved):
-            return "the output file has bytes of nobody"
-        if outcome.saved != whole and not any("level=2 " in line for line in outcome.log):
+        if outcome.saved not in (None, CONVERTED) and not CONVERTED.startswith(outcome.saved):
+            return "the output file has other bytes"
+        if outcome.saved != CONVERTED and not any("level=2 " in line for line in outcome.log):
             return "an output file that is not whole, and no log entry"
         return None
 
@@ -167,39 +120,43 @@ def matches(patterns, outcome):
     )
 
 
-def region_request(data):
+def request(name, fields=""):
+    """The pattern of a journal line."""
+    return rf'\{{"request":"{name}"{fields}\}}'
+
+
+def sized(data):
+    """How a journal line shows bytes, or none when they could not be read."""
+    shown = [f'"size":{len(part)},"crc32":"{zlib.crc32(part):08x}"' for part in (data, b"")]
+    return "(" + "|".join(shown) + ")"
+
+
+def file_entries(name, count):
     return (
-        r'\{"request":"SetRegionData","regionId":1,"subtitleFormat":\d+,'
-        rf'"size":{len(data)},"crc32":"{zlib.crc32(data):08x}"\}}'
+        rf"level=\d .*(Successfully opened (output )?file {re.escape(name)}(\.out)?"
+        rf"|Error opening (output )?file {re.escape(name)}(\.out)?"
+        rf"|Error (reading|writing output) file \( \d+ of {count} \))"
     )
 
 
-def palette_request(data, fill, background):
-    return (
-        rf'\{{"request":"SetPaletteData","regionId":2,"size":{len(data)},'
-        rf'"crc32":"{zlib.crc32(data):08x}","fill":{fill},"backgroundCode":{background}\}}'
-    )
-
-
-REGION = b"\0\1\2\3"
-PING = r'\{"request":"Ping"\}'
+PALETTE_PROMPTS = r"Enter region ID:   Enter filename:    RGB palette \(t/f\): "
 
 SCENARIOS = [
-    Scenario("help", ["-h"], needs_service=False, told=((re.escape(USAGE), INIT),)),
+    Scenario("help", ["-h"], needs_service=False, told=((re.escape(USAGE.decode()), INIT),)),
     Scenario(
         "ping",
         ["-p"],
-        requests=PING,
+        requests=request("Ping"),
         told=((r"Let's Ping\n", INIT + r"Error (running ping|allocating request)\n"),),
     ),
     Scenario(
         "quit",
         ["-q"],
         ends_service=True,
-        requests=r'\{"request":"Quit"\}',
+        requests=request("Quit"),
         told=(
             (r"", INIT + r"Shut down Requested\nError (running quit|allocating request)\n"),
-            # Nobody answers: a service that is killed before it reads the request ends as well.
+            # There is no reply: a service that is killed before it reads the request ends as well.
             (r"Quit issued\n", r"Shut down Requested\n"),
         ),
     ),
@@ -207,7 +164,7 @@ SCENARIOS = [
         "log-level",
         ["-l"],
         keys="63\n",
-        requests=r'\{"request":"GetLogLevel"\}|\{"request":"SetLogLevel","level":63\}',
+        requests=request("GetLogLevel") + "|" + request("SetLogLevel", ',"level":63'),
         told=(
             (
                 r"(Log level of SubtitleMgr is \d+\n"
@@ -220,7 +177,9 @@ SCENARIOS = [
         "console",
         ["-i"],
         keys="1\nr\nx\n",
-        requests=r'\{"request":"(Subscribe","subscription":\d+,"itemId":\d+|RefreshRegions")\}',
+        requests=request("RefreshRegions")
+        + "|"
+        + request("Subscribe", r',"subscription":\d+,"itemId":\d+'),
         told=(
             (
                 UNSUBSCRIBED
@@ -242,9 +201,8 @@ SCENARIOS = [
         "region-file",
         ["-i"],
         keys="3\n1\nregion.bin\n4\nx\n",
-        requests=region_request(REGION) + "|" + region_request(b""),
-        entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened file region\.bin"
-        r"|Error opening file region\.bin|Error reading file \( \d of 4 \))",
+        requests=request("SetRegionData", rf',"regionId":1,"subtitleFormat":\d+,{sized(REGION)}'),
+        entries=file_entries("region.bin", 4),
         told=(
             (
                 UNSUBSCRIBED + "Enter region ID: Enter filename:  Enter file size: " + UNSUBSCRIBED,
@@ -257,28 +215,21 @@ SCENARIOS = [
         ["-i"],
         keys="5\n2\npalette.rgb\nt\nf\nx\n",
         saves=True,
-        requests=palette_request(converted(PALETTE), "false", 1)
-        + "|"
-        + palette_request(b"", "false", 1),
-        entries=r"level=\d SubtitleMgrCli:\d+ .*(Successfully opened (output )?file "
-        r"palette\.rgb(\.out)?|Error opening (output )?file palette\.rgb(\.out)?"
-        r"|Error (reading|writing output) file \( \d+ of 1024 \))",
+        requests=request(
+            "SetPaletteData", f',"regionId":2,{sized(CONVERTED)},"fill":false,"backgroundCode":1'
+        ),
+        entries=file_entries("palette.rgb", 1024),
         told=(
             (
-                UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
-                r"RGB palette \(t/f\): Converting palette of size (0|1024)\.\.\.Done\n\n"
-                r"Transparent pixel\? \(t/f\): " + UNSUBSCRIBED,
+                UNSUBSCRIBED
+                + PALETTE_PROMPTS
+                + r"Converting palette of size (0|1024)\.\.\.Done\n\nTransparent pixel\? \(t/f\): "
+                + UNSUBSCRIBED,
                 INIT,
             ),
         ),
         # The answer "f" that was typed ahead is then an unknown key.
-        given_up=(
-            (
-                UNSUBSCRIBED + "Enter region ID:   Enter filename:    "
-                r"RGB palette \(t/f\): " + UNSUBSCRIBED * 2,
-                INIT,
-            ),
-        ),
+        given_up=((UNSUBSCRIBED + PALETTE_PROMPTS + UNSUBSCRIBED * 2, INIT),),
     ),
 ]
 
@@ -286,13 +237,11 @@ SCENARIOS = [
 SERVICE_START = "service-start"
 
 
-def prepare_files(folder):
+def prepare_files(workspace):
     """The files that scenarios read; what an earlier run left goes."""
     for name, content in (("region.bin", REGION), ("palette.rgb", PALETTE)):
-        with open(os.path.join(folder, name), "wb") as file:
+        with open(os.path.join(workspace.files, name), "wb") as file:
             file.write(content)
-    for name in ("palette.rgb.out", "log"):
-        try:
-            os.remove(os.path.join(folder, name))
-        except FileNotFoundError:
-            pass
+    for path in (os.path.join(workspace.files, "palette.rgb.out"), workspace.log):
+        if os.path.exists(path):
+            os.remove(path)

@@ -10,26 +10,17 @@ import os
 import pty
 import re
 import select
-import signal
 import socket
 import subprocess
 import time
+from dataclasses import dataclass
 
-from processes import DEADLINE, PING, PONG, end
-from system_calls import CALL, STRACE_SERVICE, Fault
+from processes import PING, PONG, SECONDS, Service, receive
+from system_calls import CALL, STRACE, Fault, Sweep
 
 ERRORS = ("EINTR", "EAGAIN", "EIO", "ENOMEM", "ENOSPC")
-CALLS = (
-    "openat",
-    "newfstatat",
-    "fstat",
-    "prlimit64",
-    "write",
-    "sendto",
-    "poll",
-    "lseek",
-    "ftruncate",
-)
+CALLS = ("openat", "newfstatat", "fstat", "prlimit64", "write", "sendto", "poll", "lseek")
+CALLS += ("ftruncate",)
 PINGS = 3  # before and after the full disk has room
 
 JOURNAL_LINE = '{"request":"Ping"}\n'
@@ -51,32 +42,43 @@ def may_mount():
     )
 
 
+@dataclass(frozen=True)
+class Kind:
+    """Outputs of one kind, in the role of a scenario."""
+
+    name: str
+
+
 class Outputs:
     """The three outputs of one run. The service gets the ends `out`, `err` and `journal`."""
 
-    def __init__(self, name, folder):
-        self.name, self.folder = name, folder
+    def __init__(self, kind, folder):
+        self.kind = kind
+        self.folder = os.path.join(folder, "sinks")  # the small disk, if there is one
+        os.mkdir(self.folder)
         self.texts = {"out": b"", "err": b"", "journal": b""}
         self.readers = {}  # by output, where it is no file
-        self.is_mounted = False
-        self.journal = os.path.join(folder, "sink-journal")
+        self.earlier = {"out": "", "err": "", "journal": ""}
+        if kind.name == "full-disk":
+            command = ["mount", "-t", "tmpfs", "-o", "size=16k", "none", self.folder]
+            subprocess.run(command, check=True)
         self.out, self.err = self.make("out"), self.make("err")
-        self.earlier = ("", "")
-        if name in ("pipes", "no-proc"):
+        self.journal = self.path("journal")
+        if kind.name in ("pipes", "no-proc"):
             os.mkfifo(self.journal)
             self.readers["journal"] = os.open(self.journal, os.O_RDONLY | os.O_NONBLOCK)
-        elif name == "full-disk":
+        elif kind.name == "full-disk":
             self.fill_disk()
 
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
     def make(self, output):
-        path = os.path.join(self.folder, "sink-" + output)
-        if self.name == "full-disk" and output == "err":
-            path = os.path.join(self.mount(), "err")
-        if self.name in ("files", "full-disk"):
-            return os.open(path, os.O_WRONLY | os.O_CREAT | os.O_APPEND)
-        if self.name == "sockets":
+        if self.kind.name in ("files", "full-disk"):
+            return os.open(self.path(output), os.O_WRONLY | os.O_CREAT | os.O_APPEND)
+        if self.kind.name == "sockets":
             ours, theirs = (end.detach() for end in socket.socketpair())
-        elif self.name == "terminal":
+        elif self.kind.name == "terminal":
             ours, theirs = pty.openpty()
         else:
             ours, theirs = os.pipe()
@@ -84,29 +86,18 @@ class Outputs:
         self.readers[output] = ours
         return theirs
 
-    def mount(self):
-        disk = os.path.join(self.folder, "disk")
-        os.mkdir(disk)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", disk], check=True)
-        self.is_mounted = True
-        self.journal = os.path.join(disk, "journal")
-        return disk
-
     def fill_disk(self):
         """The next line of each file begins in its one page and needs another, which is missing."""
-        self.earlier = (
-            EARLIER_ERROR_LINE * (4095 // len(EARLIER_ERROR_LINE)),
-            JOURNAL_LINE * (4095 // len(JOURNAL_LINE)),
-        )
-        os.write(self.err, self.earlier[0].encode())
-        with open(self.journal, "w", encoding="utf-8") as file:
-            file.write(self.earlier[1])
-        with open(os.path.join(self.folder, "disk", "filler"), "wb") as file:
+        for output, line in (("err", EARLIER_ERROR_LINE), ("journal", JOURNAL_LINE)):
+            self.earlier[output] = line * (4095 // len(line))
+            with open(self.path(output), "w", encoding="utf-8") as file:
+                file.write(self.earlier[output])
+        with open(self.path("filler"), "wb") as file:
             file.write(bytes(8192))
 
     def make_room(self):
-        if self.is_mounted:
-            os.remove(os.path.join(self.folder, "disk", "filler"))
+        if self.kind.name == "full-disk":
+            os.remove(self.path("filler"))
 
     def read(self):
         """Adds what has come."""
@@ -123,52 +114,23 @@ class Outputs:
     def text(self, output):
         if output in self.readers:
             return self.texts[output].decode().replace("\r\n", "\n")
-        path = {
-            "out": os.path.join(self.folder, "sink-out"),
-            "journal": self.journal,
-            "err": os.path.join(
-                self.folder,
-                "disk" if self.is_mounted else "",
-                "err" if self.is_mounted else "sink-err",
-            ),
-        }[output]
-        with open(path, encoding="utf-8") as file:
+        with open(self.path(output), encoding="utf-8") as file:
             return file.read()
 
     def close(self):
         for descriptor in (self.out, self.err, *self.readers.values()):
             os.close(descriptor)
-        if self.is_mounted:
-            disk = os.path.join(self.folder, "disk")
-            subprocess.run(["umount", "-l", disk], check=True)
-            os.rmdir(disk)
-        for name in ("sink-out", "sink-err", "sink-journal"):
-            try:
-                os.remove(os.path.join(self.folder, name))
-            except FileNotFoundError:
-                pass
+        if self.kind.name == "full-disk":
+            subprocess.run(["umount", "-l", self.folder], check=True)
+        for name in os.listdir(self.folder):
+            os.remove(self.path(name))
+        os.rmdir(self.folder)
 
 
-class Kind:
-    """Outputs of one kind, in the role of a scenario."""
-
-    def __init__(self, name):
-        self.name = name
-
-
-def kinds():
-    names = ["pipes", "sockets", "terminal", "files", "no-proc"]
-    if may_mount():
-        names.append("full-disk")
-    else:
-        print("full-disk: left out, only root can mount a small disk")
-    return [Kind(name) for name in names]
-
-
-def calls_of_sinks(trace, journal):
+def calls_of_sinks(trace_lines, journal):
     """Which calls of a traced run serve the outputs: a list of (call, number), as strace counts."""
     counts, found, descriptors = {}, [], {"1", "2"}
-    for line in trace.splitlines():
+    for line in trace_lines:
         match = CALL.match(line)
         if not match or match.group(1) not in CALLS:
             continue
@@ -193,52 +155,82 @@ def calls_of_sinks(trace, journal):
     return found
 
 
-class SinkSweep:
+class SinkSweep(Sweep):
     """Runs the service in one place, with one fault at a time."""
 
-    def __init__(self, place):
-        self.place = place
+    def __init__(self, arguments):
+        super().__init__(arguments)
         self.base = {}  # by kind, what fails in every run besides
 
+    def plan(self):
+        names = ["pipes", "sockets", "terminal", "files", "no-proc"]
+        if may_mount():
+            names.append("full-disk")
+        else:
+            print("full-disk: left out, only root can mount a small disk")
+        chosen = self.arguments.scenario or names
+        return self.with_chosen_calls(
+            (kind, Fault("service", call, number, error))
+            for kind in (Kind(name) for name in names if name in chosen)
+            for call, number in self.learn(kind)
+            for error in ERRORS
+        )
+
+    def learn(self, kind):
+        """Every call by which outputs of this kind are written."""
+        if kind.name == "no-proc":
+            first = next(number for call, number in self.learn(Kind("pipes")) if call == "openat")
+            self.base[kind] = [f"inject=openat:error=EACCES:when={first}+"]
+        journal, verdict, text = self.run_once(kind, self.base.get(kind, []))
+        if verdict != "success" and kind.name != "full-disk":
+            raise SystemExit(f"{kind.name}: fails without any fault: {text}")
+        calls = calls_of_sinks(self.place.trace_lines(), journal)
+        return [entry for entry in calls if kind not in self.base or entry[0] != "openat"]
+
+    def run(self, scenario, fault):
+        """\\return (verdict, description)"""
+        if scenario.name == "no-proc" and scenario not in self.base:
+            self.learn(scenario)
+        _, verdict, text = self.run_once(scenario, [*self.base.get(scenario, []), fault.option()])
+        was_hit = any(
+            "(INJECTED)" in line and f" {fault.call}(" in line for line in self.place.trace_lines()
+        )
+        return (verdict, text) if was_hit or verdict == "finding" else ("not reached", "")
+
     def run_once(self, kind, injections):
-        """Plays pings. \\return (outputs, what is wrong or None)"""
-        outputs = Outputs(kind.name, self.place.folder)
+        """Plays pings. \\return the journal's path, a verdict and a description"""
+        outputs = Outputs(kind, self.place.workspace.files)
         words = [word for injection in injections for word in ("-e", injection)]
-        service = subprocess.Popen(
-            [
-                *STRACE_SERVICE,
-                "-o",
-                self.place.path("trace"),
-                "-e",
-                "trace=" + ",".join(CALLS),
-                *words,
-                self.place.programs.service,
-                "--journal",
-                outputs.journal,
-            ],
-            cwd=self.place.folder,
-            env=self.place.environment(),
-            stdin=subprocess.DEVNULL,
-            stdout=outputs.out,
-            stderr=outputs.err,
-            start_new_session=True,
+        launcher = [*STRACE, self.place.trace, "-e", "trace=" + ",".join(CALLS), *words]
+        service = Service(
+            self.place.workspace, ["--journal", outputs.journal], launcher, quiet=False
         )
         try:
+            service.launch(outputs.out, outputs.err)
             problem = self.ping(service, outputs)
-            service.send_signal(signal.SIGTERM)
-            try:
-                status = service.wait(DEADLINE)
-            except subprocess.TimeoutExpired:
-                return outputs, "it does not end"
-            self.place.wait_for_tracer(service.args)
+            service.process.terminate()
+            status = service.wait_for_end()
+            self.wait_for_tracer()
             outputs.read()
-            return outputs, problem or (f"it ends with {status}" if status != 0 else None)
+            if status != 0:
+                problem = problem or f"it ends with {status}"
+            return outputs.journal, *judge(outputs, problem)
         finally:
-            end(service)
+            service.kill()
+            outputs.close()
+
+    def wait_for_tracer(self):
+        """The tracer writes its last lines after the service has ended."""
+        deadline = time.monotonic() + SECONDS
+        while time.monotonic() < deadline:
+            if any(re.search(r"\+\+\+ (exited|killed)", line) for line in self.place.trace_lines()):
+                return
+            time.sleep(0.001)
 
     def ping(self, service, outputs):
+        """\\return what goes wrong, or None"""
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as peer:
-            peer.settimeout(DEADLINE)
+            peer.settimeout(SECONDS)
             if not self.connect(peer, service):
                 return "it cannot be reached"
             for number in range(2 * PINGS):
@@ -246,7 +238,7 @@ class SinkSweep:
                     outputs.make_room()
                 try:
                     peer.sendall(PING)
-                    if peer.recv(len(PONG), socket.MSG_WAITALL) != PONG:
+                    if receive(peer, len(PONG)) != PONG:
                         return "another answer"
                 except OSError as error:
                     return f"no answer: {error}"
@@ -254,79 +246,40 @@ class SinkSweep:
         return None
 
     def connect(self, peer, service):
-        deadline = time.monotonic() + DEADLINE
-        while time.monotonic() < deadline and service.poll() is None:
+        deadline = time.monotonic() + SECONDS
+        while time.monotonic() < deadline and service.is_running():
             try:
-                peer.connect(os.path.join(self.place.directory, "SubtitleMgr"))
+                peer.connect(os.path.join(self.place.workspace.messaging, "SubtitleMgr"))
                 return True
             except OSError:
                 time.sleep(0.001)
         return False
 
-    def learn(self, kind):
-        """Every call by which outputs of this kind are written."""
-        if kind.name == "no-proc":
-            first = next(number for call, number in self.learn(Kind("pipes")) if call == "openat")
-            self.base[kind.name] = [f"inject=openat:error=EACCES:when={first}+"]
-        outputs, problem = self.run_once(kind, self.base.get(kind.name, []))
-        verdict, text = self.judge(outputs, problem)
-        journal = outputs.journal
-        outputs.close()
-        if verdict != "success" and kind.name != "full-disk":
-            raise SystemExit(f"{kind.name}: fails without any fault: {text}")
-        return [
-            fault
-            for fault in calls_of_sinks(self.place.text("trace"), journal)
-            if kind.name != "no-proc" or fault[0] != "openat"
-        ]
 
-    def plan(self, kind):
-        return [
-            (kind, Fault("service", call, number, error))
-            for call, number in self.learn(kind)
-            for error in ERRORS
-        ]
-
-    def run(self, kind, fault):
-        """\\return (verdict, description)"""
-        if kind.name == "no-proc" and kind.name not in self.base:
-            self.learn(kind)
-        injections = [*self.base.get(kind.name, []), fault.option()]
-        outputs, problem = self.run_once(kind, injections)
-        verdict, text = self.judge(outputs, problem)
-        outputs.close()
-        hits = [
-            line
-            for line in self.place.text("trace").splitlines()
-            if "(INJECTED)" in line and f" {fault.call}(" in line
-        ]
-        return (verdict, text) if hits or verdict == "finding" else ("not reached", "")
-
-    def judge(self, outputs, problem):
-        out, err, journal = (outputs.text(output) for output in ("out", "err", "journal"))
-        text = (
-            f"out: {out!r}\nerr: {err[len(outputs.earlier[0]):]!r}\n"
-            f"journal: {journal[len(outputs.earlier[1]):]!r}"
-        )
-        if problem:
-            return "finding", f"{problem}\n{text}"
-        if not err.startswith(outputs.earlier[0]) or not journal.startswith(outputs.earlier[1]):
-            return "finding", "an earlier line is damaged\n" + text
-        err, journal = err[len(outputs.earlier[0]) :], journal[len(outputs.earlier[1]) :]
-        written = journal.count(JOURNAL_LINE)
-        lines = err.splitlines()
-        told = any(map(TOLD.fullmatch, lines))
-        lost = sum(int(match.group(1)) for match in map(LOST.fullmatch, lines) if match)
-        pings = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
-        if (
-            out not in ("", "ready\n")
-            or journal != JOURNAL_LINE * written
-            or (err and not err.endswith("\n"))
-            or pings + told + sum(map(bool, map(LOST.fullmatch, lines))) != len(lines)
-        ):
-            return "finding", "a torn line\n" + text
-        # The line about the journal may be one of those that are lost.
-        is_complete = written == 2 * PINGS
-        if pings + lost + told - (not is_complete) != 2 * PINGS:
-            return "finding", "lines are missing that are not counted\n" + text
-        return ("success" if out and is_complete and not lost else "output lost"), text
+def judge(outputs, problem):
+    """\\return (verdict, description)"""
+    texts = {output: outputs.text(output) for output in ("out", "err", "journal")}
+    is_undamaged = all(texts[output].startswith(outputs.earlier[output]) for output in texts)
+    new = {output: text[len(outputs.earlier[output]) :] for output, text in texts.items()}
+    description = f"{problem or ''}\n{new}"
+    if problem or not is_undamaged:
+        return "finding", description
+    written = new["journal"].count(JOURNAL_LINE)
+    lines = new["err"].splitlines()
+    told = sum(bool(TOLD.fullmatch(line)) for line in lines)
+    losses = [int(match.group(1)) for match in map(LOST.fullmatch, lines) if match]
+    pings = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
+    if (
+        new["out"] not in ("", "ready\n")
+        or new["journal"] != JOURNAL_LINE * written
+        or (new["err"] and not new["err"].endswith("\n"))
+        or told > 1
+        or pings + told + len(losses) != len(lines)
+    ):
+        return "finding", "a torn line\n" + description
+    # The line about the journal may be one of those that are lost.
+    is_complete = written == 2 * PINGS
+    if pings + sum(losses) + told - (not is_complete) != 2 * PINGS:
+        return "finding", "lines are missing that are not counted\n" + description
+    is_whole = new["out"] and is_complete and not losses
+    return ("success" if is_whole else "output lost"), description

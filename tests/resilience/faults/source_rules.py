@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks in the product's sources for what must not stand there; no run could show its absence.
+"""Looks in the product's sources for what must not be there; no run could show its absence.
 
 source_rules.py ROOT RULE
 """
@@ -10,9 +10,9 @@ import sys
 
 ROOMS = ("client", "platform", "simulator")
 
-# Name: pattern, files where it may stand all the same.
+# Name: pattern, files where it may be all the same.
 RULES = {
-    # Descriptors above 1023 would write behind the set.
+    # Descriptors above 1023 would write beyond the set.
     "NoSelect": (r"\b(select|pselect|FD_SET)\s*\(", ()),
     # Numbers are printed and read without grouping only in the locale that a program starts with.
     "NoLocale": (r"setlocale|std::locale|\bimbue\b", ()),
@@ -30,7 +30,7 @@ RULES = {
         r"|#pragma pack|packed\)\)|\b(hton|ntoh)[sl]\b",
         (),
     ),
-    # The abstract namespace has no permissions: whoever comes first has a name there.
+    # The abstract namespace has no permissions: any program may take a name first.
     "NoAbstractSockets": (r"sun_path\s*\[\s*0\s*\]|sun_path\s*\+\s*1", ()),
     # Stacks are small on the device: nothing that grows, nothing large.
     "NoLargeLocals": (

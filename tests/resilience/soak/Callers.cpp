@@ -1,7 +1,6 @@
 #include "tests/resilience/soak/Callers.h"
 
 #include "tests/resilience/soak/Publications.h"
-#include "tests/resilience/soak/ServiceProcess.h"
 
 #include <IpcMessage.h>
 #include <RegionDataItem.h>

@@ -1,6 +1,8 @@
 #include "tests/resilience/soak/Ledger.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -74,4 +76,11 @@ std::map<unsigned, std::set<Ledger::Token>> Ledger::InForce()
         }
     }
     return inForce;
+}
+
+void Violation(const std::string& what)
+{
+    std::printf("VIOLATION: %s\n", what.c_str());
+    std::fflush(stdout);
+    std::_Exit(1);
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <string>
 #include <vector>
 
 /// What calls on many threads did to the subscriptions, and what must be in force by it.
@@ -48,3 +49,6 @@ private:
     std::vector<Subscription> subscriptions;
     std::vector<End> ends;
 };
+
+/// Ends the run: something must not have happened.
+[[noreturn]] void Violation(const std::string& what);

@@ -27,22 +27,6 @@ void Subscriber::Read()
     ipc.Receive(waitMs, 0, LinxIpc::emptyString, nullptr);
 }
 
-void Subscriber::Look()
-{
-    while (ipc.Receive(0, 0, LinxIpc::emptyString, nullptr) == 0) {
-    }
-}
-
-bool Subscriber::Publish(unsigned number)
-{
-    RegionDataItem numbered;
-    numbered.regionId = 1;
-    for (unsigned shift = 32; shift > 0; shift -= 8) {
-        numbered.data.push_back(static_cast<unsigned char>(number >> (shift - 8) & 255));
-    }
-    return client.SetRegionData(numbered) == 0;
-}
-
 bool Subscriber::Ping()
 {
     IpcMessage request;
@@ -58,7 +42,7 @@ void Subscriber::Arrives(LinxIpc* ipc, void* subscriber)
     for (unsigned i = 0; i < 4; ++i) {
         number = number << 8 | (i < self.record.data.size() ? self.record.data[i] : 255u);
     }
-    // Whoever comes later begins in the middle.
+    // A later subscriber begins in the middle.
     if (self.received > 0 && number != self.next) {
         ++self.wrong;
     }

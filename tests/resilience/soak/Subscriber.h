@@ -17,10 +17,6 @@ public:
 
     /// Waits a moment for a bitmap and takes it.
     void Read();
-    /// Takes what is there.
-    void Look();
-    /// Has the service publish a numbered bitmap.
-    bool Publish(unsigned number);
 
     unsigned long long Received() const { return received; }
     /// Bitmaps that did not come when their turn was: lost, doubled or out of order.

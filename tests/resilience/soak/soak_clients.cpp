@@ -132,7 +132,7 @@ int Flood(unsigned requests, unsigned lastNumber)
     std::vector<double> latencies;
     unsigned lost = 0;
     const Clock::time_point begin = Clock::now();
-    // Long enough for the service to see that somebody has stopped.
+    // Long enough for the service to see that one subscriber is stalled.
     while (latencies.size() < requests || Clock::now() - begin < std::chrono::seconds(3)) {
         const Clock::time_point sent = Clock::now();
         lost += requester.Ping() ? 0u : 1u;
@@ -156,53 +156,7 @@ int Flood(unsigned requests, unsigned lastNumber)
     return lost == 0 && wrong == 0 && fewest > 0 ? 0 : 1;
 }
 
-/// \p rounds publications to \p count clients, who must get each once.
-int Audience(unsigned count, unsigned rounds)
-{
-    std::vector<std::unique_ptr<Subscriber>> clients;
-    const Clock::time_point begin = Clock::now();
-    for (unsigned i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<Subscriber>(0xFFFFFFFFu));
-        if (!clients.back()->Subscribe()) {
-            return Fail("not subscribed");
-        }
-    }
-    const double connecting = MillisecondsSince(begin);
-    SayReady();
-    Subscriber publisher(0xFFFFFFFFu);
-    if (!publisher.Connect()) {
-        return Fail("not connected");
-    }
-    std::vector<double> latencies;
-    for (unsigned round = 0; round < rounds; ++round) {
-        const Clock::time_point sent = Clock::now();
-        if (!publisher.Publish(round)) {
-            return Fail("not published");
-        }
-        for (const auto& client : clients) {
-            while (client->Received() <= round && Clock::now() - sent < patience) {
-                client->Read();
-            }
-        }
-        latencies.push_back(MillisecondsSince(sent));
-    }
-    unsigned long long missed = 0;
-    unsigned long long wrong = 0;
-    for (const auto& client : clients) {
-        client->Look();
-        missed += client->Received() == rounds ? 0u : 1u;
-        wrong += client->Wrong();
-    }
-    std::sort(latencies.begin(), latencies.end());
-    std::printf("%u clients, subscribed in %.0f ms; %u publications reached all in %.2f ms at the "
-                "median, %.2f ms at most; %llu clients missed any or got more, %llu out of turn\n",
-                count, connecting, rounds, latencies[latencies.size() / 2], latencies.back(),
-                missed, wrong);
-    return missed == 0 && wrong == 0 ? 0 : 1;
-}
-
-constexpr char usage[] = "Usage: soak_clients read COUNT LAST | stop | flood REQUESTS LAST |\n"
-                         "                    audience CLIENTS ROUNDS\n"
+constexpr char usage[] = "Usage: soak_clients read COUNT LAST | stop | flood REQUESTS LAST\n"
                          "Plays clients of a service for a long run; script/soak runs it.\n";
 
 }  // namespace
@@ -221,9 +175,6 @@ int main(int argc, char** argv)
     }
     if (command == "flood" && argc == 4) {
         return Flood(Number(argv[2]), Number(argv[3]));
-    }
-    if (command == "audience" && argc == 4) {
-        return Audience(Number(argv[2]), Number(argv[3]));
     }
     std::fputs(usage, stderr);
     return 2;

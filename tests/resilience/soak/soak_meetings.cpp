@@ -1,11 +1,11 @@
-// Calls that meet: soak_meetings SECONDS SEED SERVICE... kills, stops, starts again and floods the
-// service of eight threads. Now and then they stand still, and what was acknowledged must be there:
+// Calls that meet: soak_meetings SECONDS SEED SERVICE kills, stops, starts again and floods the
+// service of eight threads. Now and then they stand still, and what was acknowledged must hold:
 // subscriptions bring notifications, requests are in the journal.
 
 #include "packaging/tool_options.h"
+#include "tests/harness/ChildProcess.h"
 #include "tests/resilience/soak/Callers.h"
 #include "tests/resilience/soak/Publications.h"
-#include "tests/resilience/soak/ServiceProcess.h"
 
 #include <LinxIpc.h>
 #include <SubtitleClient.h>
@@ -13,11 +13,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,9 +36,9 @@ constexpr seconds deliveryLimit{60};
 
 class Meetings {
 public:
-    Meetings(unsigned seed, const std::vector<std::string>& command, const std::string& folder)
-        : random(seed), journal(folder + "/journal"), flood(folder + "/flood"),
-          service(command, folder + "/service-errors"), callers(seed)
+    Meetings(unsigned seed, const std::string& serviceProgram, const std::string& folder)
+        : random(seed), program(serviceProgram), journal(folder + "/journal"),
+          flood(folder + "/flood"), callers(seed)
     {
         std::ofstream scenario(flood);
         scenario << "region-data 5 0 " << std::string(4000, '1') << "\nvisibility 5 t\n"
@@ -49,15 +52,17 @@ private:
     void Pause(unsigned mostMs) { std::this_thread::sleep_for(milliseconds(Below(mostMs))); }
 
     void StartService();
+    void EndService();
     void Disturb();
     void Check();
     void CheckSubscriptions();
     void CheckJournal();
 
     std::mt19937 random;
+    const std::string program;
     const std::string journal;
     const std::string flood;
-    ServiceProcess service;
+    std::unique_ptr<ChildProcess> service;
     Callers callers;
     LinxIpc publishingIpc{"Publisher"};
     SubtitleClient publisher{publishingIpc, 5000};
@@ -83,7 +88,7 @@ void Meetings::Run(seconds duration)
         Check();
     }
     callers.End();
-    service.End();
+    EndService();
     std::printf("meetings: %u calls succeeded, %u failed; %u kills, %u stops; %llu notifications; "
                 "%u subscriptions and %llu requests found\n",
                 callers.Succeeded(), callers.Failed(), kills, stops,
@@ -92,11 +97,21 @@ void Meetings::Run(seconds duration)
 
 void Meetings::StartService()
 {
-    std::vector<std::string> options{"--quiet", "--journal", journal};
+    std::vector<std::string> command{program, "--quiet", "--journal", journal};
     if (Below(2) == 0) {
-        options.insert(options.end(), {"--play", flood, "--loop"});
+        command.insert(command.end(), {"--play", flood, "--loop"});
     }
-    service.Start(options);
+    service = std::make_unique<ChildProcess>(command);
+    service->WaitForOutput("ready\n");
+}
+
+void Meetings::EndService()
+{
+    service->Signal(SIGTERM);
+    const int status = service->WaitForExit();
+    if (status != 0) {
+        Violation("the service ended with " + std::to_string(status) + ": " + service->Errors());
+    }
 }
 
 void Meetings::Disturb()
@@ -105,20 +120,20 @@ void Meetings::Disturb()
     switch (Below(5)) {
     case 0:
     case 1:
-        service.Kill();
+        service.reset();
         ++kills;
         Pause(200);
         StartService();
         break;
     case 2:
-        service.End();
+        EndService();
         StartService();
         break;
     default:
-        service.Stop();
+        service->Stop();
         ++stops;
         Pause(800);
-        service.Continue();
+        service->Continue();
         break;
     }
 }
@@ -185,7 +200,7 @@ void Meetings::CheckJournal()
     }
 }
 
-constexpr char usage[] = "Usage: soak_meetings SECONDS SEED SERVICE...\n"
+constexpr char usage[] = "Usage: soak_meetings SECONDS SEED SERVICE\n"
                          "Calls on eight threads meet while their service is killed, stopped and\n"
                          "flooded; script/soak runs it, with a messaging directory.\n";
 
@@ -197,7 +212,7 @@ int main(int argc, char** argv)
         return 0;
     }
     const char* const folder = std::getenv("LINX_DIR");
-    if (argc < 4 || !folder) {
+    if (argc != 4 || !folder) {
         std::fputs(usage, stderr);
         return 2;
     }
@@ -207,6 +222,10 @@ int main(int argc, char** argv)
     const unsigned seed = number(2);
     std::printf("meetings: %u s, seed %u\n", number(1), seed);
     std::fflush(stdout);
-    Meetings(seed, {argv + 3, argv + argc}, folder).Run(seconds(number(1)));
+    try {
+        Meetings(seed, argv[3], folder).Run(seconds(number(1)));
+    } catch (const std::runtime_error& problem) {
+        Violation(problem.what());
+    }
     return 0;
 }

@@ -16,5 +16,5 @@ long ProcessorMilliseconds(pid_t pid);
 /// it has inherited itself, unless it makes some.
 std::string InheritableDescriptors(pid_t pid);
 
-/// Names of the process's sockets in the abstract namespace, which knows no permissions.
-std::string AbstractSockets(pid_t pid);
+/// Raises the limit of this process, and of those that it starts from then on.
+void AllowManyDescriptors();

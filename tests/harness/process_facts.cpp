@@ -1,9 +1,11 @@
-#include "tests/resilience/faults/process_facts.h"
+#include "tests/harness/process_facts.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -67,26 +69,10 @@ std::string InheritableDescriptors(pid_t pid)
     return found;
 }
 
-std::string AbstractSockets(pid_t pid)
+void AllowManyDescriptors()
 {
-    std::string own;
-    for (const auto& entry : std::filesystem::directory_iterator(Proc(pid, "fd"))) {
-        std::error_code gone;
-        own += std::filesystem::read_symlink(entry.path(), gone).string() + "\n";
-    }
-    std::string found;
-    std::ifstream all("/proc/net/unix");
-    for (std::string line; std::getline(all, line);) {
-        std::istringstream fields(line);
-        std::string field;
-        std::string inode;
-        for (int i = 0; i < 7; ++i) {
-            fields >> inode;
-        }
-        if (fields >> field && field[0] == '@' &&
-            own.find("socket:[" + inode + "]") != std::string::npos) {
-            found += field + " ";
-        }
-    }
-    return found;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
+    setrlimit(RLIMIT_NOFILE, &limit);
 }

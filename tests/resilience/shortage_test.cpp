@@ -1,0 +1,147 @@
+// The client as a process that lacks something, or whose outputs take nothing.
+
+#include "tests/harness/ConsoleSession.h"
+#include "tests/harness/SmallDisk.h"
+#include "tests/harness/build_kind.h"
+#include "tests/harness/process_facts.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+using DescriptorShortage = ConsoleSession;
+
+TEST_F(DescriptorShortage, FailsPingAndQuit)
+{
+    if (isSanitized || isEmulated) {
+        GTEST_SKIP() << "sanitizers, and what starts the emulator, need descriptors of their own";
+    }
+    StartService();
+    // The limit counts inherited descriptors too.
+    for (int fd = STDERR_FILENO + 1; fd < 256; ++fd) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+    ChildProcess client({"prlimit", "--nofile=4", ClientProgram(), "-p", "-q"}, ClientSettings());
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Output(), "Let's Ping\n");
+    EXPECT_TEXT(client.Errors(), "Error running ping\nShut down Requested\nError running quit\n");
+}
+
+using ThreadShortage = ConsoleSession;
+
+TEST_F(ThreadShortage, ChangesNoOutput)
+{
+    if (isSanitized || isEmulated) {
+        GTEST_SKIP() << "the build itself takes more memory than is granted here";
+    }
+    StartService();
+    // A stack of the usual size does not fit into the address space.
+    ChildProcess client(
+        {"prlimit", "--as=100000000", "--stack=500000000", ClientProgram(), "-p", "-i"},
+        ClientSettings());
+    client.WaitForOutput(UnsubscribedMenu());
+    EXPECT_EQ(client.CountThreads(), 1);
+    client.Write("x\n");
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Output(), "Let's Ping\nSuccessful Ping\n" + UnsubscribedMenu());
+    EXPECT_TEXT(client.Errors(), "");
+}
+
+using UnreadConsole = ConsoleSession;
+
+TEST_F(UnreadConsole, DelaysNoOtherClient)
+{
+    Service().Quiet();
+    StartService();
+    ASSERT_EQ(mkfifo((Files() / "go").c_str(), 0600), 0);
+    ChildProcess console(
+        {"sh", "-c", "\"$0\" -i | { read line <\"$1\"; cat; }", ClientProgram(), Files() / "go"},
+        ClientSettings());
+    std::string keys = "1\n";
+    for (int i = 0; i < 100; ++i) {
+        keys += "s\n";  // more than a pipe takes
+    }
+    console.Write(keys + "x\n");
+    console.CloseInput();
+    RunClient({"-p"});
+    EXPECT_TEXT(ConsoleText(), "Let's Ping\nSuccessful Ping\n");
+    std::ofstream(Files() / "go") << "\n";
+    EXPECT_EQ(console.WaitForExit(), 0);
+    const std::string text = console.Output();
+    EXPECT_EQ(text.substr(text.size() - SubscribedMenu().size()), SubscribedMenu());
+}
+
+using ChildOfTheClient = ConsoleSession;
+
+TEST_F(ChildOfTheClient, WouldInheritNoDescriptor)
+{
+    StartService();
+    StartClient({"-i"});
+    Type("1\n");
+    ExpectConsole(SubscribedMenu());
+    if (!isEmulated) {  // the emulator's own descriptors would be seen
+        EXPECT_EQ(InheritableDescriptors(Client().Pid()), InheritableDescriptors(getpid()));
+    }
+}
+
+/// Keys that make as many log entries: files that are not there.
+std::string EntriesByKeys(int count)
+{
+    std::string keys;
+    for (int i = 0; i < count; ++i) {
+        keys += "3\n1\nnone\n4\n";
+    }
+    return keys + "x\n";
+}
+
+using UnreadSystemLog = ConsoleSession;
+
+TEST_F(UnreadSystemLog, LetsTheConsoleLeaveAtOnce)
+{
+    if (!SmallDisk("4k").IsMounted()) {
+        GTEST_SKIP() << "only root can have a /dev of its own";
+    }
+    const Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = Files() / "socket";
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ChildProcess::Options settings = ClientSettings();
+    settings.environment["SUBTITLE_LOG"] = "";
+    StartService();
+    ChildProcess client({"unshare", "-m", "sh", "-c",
+                         "mount -t tmpfs none /dev && ln -s \"$0\" /dev/log && exec \"$@\"", path,
+                         ClientProgram(), "-i"},
+                        settings);
+    client.Write(EntriesByKeys(1000));
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Errors(), "");
+    char entry[4096] = "";
+    EXPECT_GT(recv(log.Get(), entry, sizeof entry - 1, MSG_DONTWAIT), 0);
+    EXPECT_NE(std::string(entry).find("Error opening file none"), std::string::npos) << entry;
+}
+
+using LogFileAtItsLimit = ConsoleSession;
+
+TEST_F(LogFileAtItsLimit, LosesEntriesAndNothingElse)
+{
+    ChildProcess::Options settings = ClientSettings();
+    settings.fileSizeLimit = 1000;
+    StartService();
+    ChildProcess client({ClientProgram(), "-i"}, settings);
+    client.Write(EntriesByKeys(100));
+    EXPECT_EQ(client.WaitForExit(), 0);
+    EXPECT_TEXT(client.Errors(), "");
+    const std::string log = LogText();
+    EXPECT_GT(log.size(), 800u);
+    EXPECT_LE(log.size(), 1000u);
+    EXPECT_EQ(log.substr(log.size() - 6), " none\n");
+}
+
+}  // namespace
