@@ -95,6 +95,8 @@ class Commands(unittest.TestCase):
         for word in words:
             if word in PRESETS:
                 self.assertRegex(text, "PRESET|preset")
+            elif (ROOT / word).is_file():
+                self.assertIn("FILE", text)
             elif re.fullmatch(r"\d+", word) or PLACEHOLDER.fullmatch(word):
                 self.assertRegex(text, r"[A-Z]{4,}")
             elif not re.search(rf"(?<!\S){re.escape(word)}(?![\w-])", text):
