@@ -53,10 +53,10 @@ bool EndsWith(const std::string& text, const std::string& end)
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-void RequirePlain(const std::string& text, const char* problem)
+void RequireHarmless(const std::string& text, const char* problem)
 {
     Require(std::all_of(text.begin(), text.end(),
-                        [](char c) { return c == '\n' || (c >= 0x20 && c < 0x7F); }),
+                        [](unsigned char c) { return c == '\n' || (c >= 0x20 && c != 0x7F); }),
             problem);
 }
 
@@ -167,14 +167,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     std::stringbuf errors;
     const bool isLeft = RunConsole(keys, output, errors);
     const std::string text = output.str();
-    RequirePlain(text, "the output steers a terminal");
-    RequirePlain(errors.str(), "the error output steers a terminal");
+    RequireHarmless(text, "the output steers a terminal");
+    RequireHarmless(errors.str(), "the error output steers a terminal");
     if (isLeft) {
         Require(EndsWith(text, UnsubscribedMenu()) || EndsWith(text, SubscribedMenu()),
                 "the console was left elsewhere than in its menu");
         Require(keys.find_first_of("xq") != std::string::npos, "the console was left by no key");
     }
-    RequirePlain(ReadWholeFile(LogPath()), "a log entry steers a terminal");
+    RequireHarmless(ReadWholeFile(LogPath()), "a log entry steers a terminal");
     unlink(LogPath().c_str());
     CheckFiles(keys.find('\0') != std::string::npos);
     return 0;

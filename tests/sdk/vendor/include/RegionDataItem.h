@@ -4,15 +4,14 @@
 
 #include <vector>
 
-/// A new record is not empty, so that it shows what a console sends without having set it.
+// A new record is not empty, so that what a console sends without having set it is seen.
 class RegionDataItem : public Item {
 public:
     unsigned char regionId = 77;
     unsigned char subtitleFormat = 9;
 
 private:
-    /// The size that this record says it has: a script may have it lie, to reach large counts.
-    unsigned int claimedSize = 0;
+    unsigned int claimedSize = 0;  // between the public fields, as vendors do
 
 public:
     std::vector<unsigned char> data{5, 6, 7};

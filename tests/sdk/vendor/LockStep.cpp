@@ -1,8 +1,7 @@
-#include "tests/sdk/lockstep/LockStep.h"
-
-#include <unistd.h>
+#include "tests/sdk/vendor/LockStep.h"
 
 #include <sstream>
+#include <unistd.h>
 
 namespace {
 
@@ -10,11 +9,6 @@ constexpr unsigned visibilitySubscription = 6;
 constexpr unsigned paletteSubscription = 10;
 
 unsigned SubscriptionOfFormat(unsigned format) { return format < 3 ? format + 2 : 12; }
-
-unsigned HexDigit(char digit)
-{
-    return static_cast<unsigned>(digit >= 'a' ? digit - 'a' + 10 : digit - '0');
-}
 
 unsigned char Byte(unsigned value) { return static_cast<unsigned char>(value & 255); }
 
@@ -30,7 +24,8 @@ void AppendData(std::vector<unsigned char>& payload, const std::string& hex)
     const std::size_t length = hex == "-" ? 0 : hex.size() / 2;
     AppendNumber(payload, static_cast<unsigned>(length));
     for (std::size_t i = 0; i < length; ++i) {
-        payload.push_back(Byte(HexDigit(hex[2 * i]) * 16 + HexDigit(hex[2 * i + 1])));
+        payload.push_back(
+            static_cast<unsigned char>(std::stoul(hex.substr(2 * i, 2), nullptr, 16)));
     }
 }
 

@@ -12,7 +12,7 @@ import unittest
 
 BUILD_DIR = CXX = NM = None
 HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
+ROOT = os.path.dirname(os.path.dirname(HERE))
 PAGE = os.path.join(ROOT, "docs/device-sdk.md")
 CLIENT_FOLDERS = tuple(
     "client/" + room for room in ("cli", "records", "stats", "handlers", "console", "generators")
@@ -73,11 +73,11 @@ class ThePage(unittest.TestCase):
         for path, text in shown:
             self.assertEqual(text, read(os.path.join(ROOT, path)), path)
         adapters = {
-            "tests/sdk/outside/adapters/" + name
-            for name in os.listdir(os.path.join(HERE, "adapters"))
+            "tests/sdk/vendor/adapters/" + name
+            for name in os.listdir(os.path.join(HERE, "vendor/adapters"))
         }
         self.assertEqual(
-            {path for path, _ in shown}, adapters | {"tests/sdk/outside/SubtitleSdkConfig.cmake"}
+            {path for path, _ in shown}, adapters | {"tests/sdk/vendor/SubtitleSdkConfig.cmake"}
         )
 
     def test_lists_the_calls_that_the_client_makes(self):

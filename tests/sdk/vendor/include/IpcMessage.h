@@ -7,10 +7,11 @@ public:
     IpcMessage();
     virtual ~IpcMessage();
     int Allocate(unsigned int id, unsigned int length, char* data);
-    virtual unsigned char* Payload();
+    virtual unsigned int Length() const;
+    virtual unsigned char* Data();
 
 private:
     friend class LinxIpc;
-    unsigned int number = 0;
+    unsigned int signalNumber = 0;
     std::vector<unsigned char> bytes;
 };

@@ -14,5 +14,6 @@ public:
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
                 IpcMessage* reply);
     int Notify(const std::string& server, IpcMessage& message, bool flag);
-    IpcMessage& ReceivedMessage();
+
+    IpcMessage receivedMessage;
 };

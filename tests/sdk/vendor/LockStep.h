@@ -12,14 +12,14 @@
 
 class LinxIpc;
 
-/// Makes the client's two threads one order: the receive thread runs only inside calls that the
-/// console makes into the platform, until it asks for more than the script has for it.
+/// Runs the client's two threads in one order: the receive thread runs only inside calls of the
+/// console into the platform, until it has taken all notifications that the script has for it.
 ///
 /// A script is lines of text. Calls of the console are counted from 1:
 ///
 ///   fail 12                       call 12 fails
 ///   at 12 data 3 2 1000 00010203  during call 12 region 3 is published in format 2, with a record
-///                                 that says it has 1000 bytes; "-" stands for no data
+///                                 that says it has 1000 bytes; "-" means no data
 ///   at 12 visibility 3 1
 ///   at 12 palette 3 31 1 10ff     region, background code, fill, table
 class LockStep {
@@ -30,7 +30,7 @@ public:
         void* userData;
     };
 
-    /// The one of this process; never destroyed, since the receive thread outlives everything.
+    /// Never destroyed, since the receive thread outlives everything.
     static LockStep& Instance();
 
     /// Begins a session on the calling thread, from now on the console's. Reads the file `script`

@@ -1,6 +1,7 @@
-// The platform's calls, each noted and answered as the session's script says.
+// The library that a vendor ships beside its headers. Each call is noted and answered as the
+// session's script says.
 
-#include "tests/sdk/lockstep/LockStep.h"
+#include "tests/sdk/vendor/LockStep.h"
 
 #include <CommonCli.h>
 #include <LinxIpc.h>
@@ -13,10 +14,11 @@
 #include <SubtitleClient.h>
 #include <SysLogMsg.h>
 
-#include <unistd.h>
-
 #include <cstdlib>
+#include <sstream>
 #include <typeinfo>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -34,23 +36,15 @@ Made& MadeSoFar()
     return made;
 }
 
-IpcMessage& MessageReceived()
+/// \p words with blanks between them.
+template <typename First, typename... More>
+std::string Words(const First& first, const More&... more)
 {
-    static IpcMessage& message = *new IpcMessage;
-    return message;
+    std::ostringstream text;
+    text << first;
+    ((text << ' ' << more), ...);
+    return text.str();
 }
-
-std::string Words(const std::string& word) { return word; }
-
-template <typename... More>
-std::string Words(const std::string& word, const More&... more)
-{
-    return word + " " + Words(more...);
-}
-
-std::string Text(unsigned number) { return std::to_string(number); }
-
-std::string Text(int number) { return std::to_string(number); }
 
 std::string Checksum(const std::vector<unsigned char>& bytes)
 {
@@ -64,9 +58,12 @@ std::string Checksum(const std::vector<unsigned char>& bytes)
     return std::to_string(bytes.size()) + " " + std::to_string(sum ^ 0xFFFFFFFFu);
 }
 
-int Result(bool succeeds) { return succeeds ? 0 : 5; }
-
-int Call(const std::string& text) { return Result(LockStep::Instance().Call(text)); }
+/// \return 0 when the script lets the call succeed
+template <typename... Parts>
+int Call(const Parts&... parts)
+{
+    return LockStep::Instance().Call(Words(parts...)) ? 0 : 5;
+}
 
 std::string Kind(const Item& item)
 {
@@ -84,11 +81,11 @@ extern "C" int usleep(useconds_t microseconds)
 {
     LockStep& lockStep = LockStep::Instance();
     if (lockStep.IsConsole()) {
-        lockStep.Call(Words("pause", Text(microseconds)));
+        lockStep.Call(Words("pause", microseconds));
         return 0;
     }
     if (microseconds != idlePause) {
-        lockStep.Note("- the receive thread pauses " + Text(microseconds));
+        lockStep.Note(Words("- the receive thread pauses", microseconds));
     }
     lockStep.Rest();
     return 0;
@@ -99,17 +96,18 @@ IpcMessage::~IpcMessage() = default;
 
 int IpcMessage::Allocate(unsigned int id, unsigned int length, char* data)
 {
-    number = id;
-    return Call(Words("Allocate", Text(id), Text(length), data ? "data" : "null"));
+    signalNumber = id;
+    return Call("Allocate", id, length, data ? "data" : "null");
 }
 
-unsigned char* IpcMessage::Payload() { return bytes.data(); }
+unsigned int IpcMessage::Length() const { return static_cast<unsigned int>(bytes.size()); }
+unsigned char* IpcMessage::Data() { return bytes.data(); }
 
 const std::string LinxIpc::emptyString;
 
 LinxIpc::LinxIpc(const char* name) { MadeSoFar().endpoint = name; }
 
-// The receive thread rests, or will, and nobody lets it run again.
+// The receive thread rests, or soon will, and no call lets it run again.
 LinxIpc::~LinxIpc() = default;
 
 int LinxIpc::Init() { return Call("Init"); }
@@ -121,7 +119,7 @@ int LinxIpc::Receive(int waitMs, unsigned int id, const std::string& from, IpcMe
         lockStep.Note("- received with other arguments");
     }
     LockStep::Subscription subscription{};
-    if (!lockStep.Take(MessageReceived().bytes, subscription)) {
+    if (!lockStep.Take(receivedMessage.bytes, subscription)) {
         return 1;
     }
     subscription.callback(this, subscription.userData);
@@ -131,16 +129,13 @@ int LinxIpc::Receive(int waitMs, unsigned int id, const std::string& from, IpcMe
 int LinxIpc::Request(const std::string& server, IpcMessage& request, unsigned int replyId,
                      int waitMs, IpcMessage* reply)
 {
-    return Call(Words("Request", server, Text(request.number), Text(replyId), Text(waitMs),
-                      reply ? "reply" : "null"));
+    return Call("Request", server, request.signalNumber, replyId, waitMs, reply ? "reply" : "null");
 }
 
 int LinxIpc::Notify(const std::string& server, IpcMessage& message, bool flag)
 {
-    return Call(Words("Notify", server, Text(message.number), Text(flag ? 1 : 0)));
+    return Call("Notify", server, message.signalNumber, flag);
 }
-
-IpcMessage& LinxIpc::ReceivedMessage() { return MessageReceived(); }
 
 LinxServerNameList& LinxServerNameList::Instance()
 {
@@ -152,23 +147,25 @@ const std::string& LinxServerNameList::Name(e_Process process) const
 {
     static const std::string& titles = *new std::string("Titles");
     static const std::string& none = *new std::string;
-    return static_cast<int>(process) == 5 ? titles : none;
+    return process == LINX_SUBTITLED ? titles : none;
 }
 
 CommonCli::~CommonCli() = default;
 
 int CommonCli::HandleLogLevel(LinxIpc&, const std::string& server)
 {
-    return 40 + Call(Words("HandleLogLevel", server));
+    return 40 + Call("HandleLogLevel", server);
 }
 
 int CommonCli::SetLogLevel(LinxIpc&, const std::string& server, unsigned int level)
 {
-    return 60 + Call(Words("SetLogLevel", server, Text(level)));
+    return 60 + Call("SetLogLevel", server, level);
 }
 
 int CommonCli::PostInit() { return 1; }
 
+/// Hands over every option, whatever became of the one before it. LOCKSTEP_FOLDER is the folder of
+/// the script, see LockStep.
 int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
                   struct option* longOptions)
 {
@@ -178,24 +175,20 @@ int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
     }
     LockStep& lockStep = LockStep::Instance();
     lockStep.Begin(folder);
-    LogClient& log = LogClient::Instance();
-    lockStep.Note(Words("- made", MadeSoFar().endpoint, Text(MadeSoFar().timeoutMs),
-                        Text(log.Level()), log.ProcessName()));
-    lockStep.Note(Words("- PreInit", Text(PreInit())));
+    const LogClient& log = *LogClient::Instance();
+    lockStep.Note(Words("- made", MadeSoFar().endpoint, MadeSoFar().timeoutMs, log.Level(),
+                        log.ProcessName()));
+    lockStep.Note(Words("- PreInit", PreInit()));
     lockStep.ReceiverStarts();
     opterr = 0;
-    for (int option = 0; option != -1;) {
-        option = getopt_long(argc, argv, shortOptions.c_str(), longOptions, nullptr);
-        if (option != -1) {
-            const int result = ProcessOption(option, optarg);
-            lockStep.Note(Words("- option", Text(option), Text(result)));
-        }
+    int option;
+    while ((option = getopt_long(argc, argv, shortOptions.c_str(), longOptions, nullptr)) != -1) {
+        const int result = ProcessOption(option, optarg);
+        lockStep.Note(Words("- option", option, result));
     }
-    lockStep.Note(Words("- end", Text(RunIt()), Text(PostInit())));
+    lockStep.Note(Words("- end", RunIt(), PostInit()));
     return 0;
 }
-
-SubscribeClient::SubscribeClient(LinxIpc& endpoint) : ipc(endpoint) {}
 
 int SubscribeClient::Subscribe(unsigned subscription, unsigned itemId, Item& item,
                                void (*callback)(LinxIpc*, void*), void* userData)
@@ -204,53 +197,48 @@ int SubscribeClient::Subscribe(unsigned subscription, unsigned itemId, Item& ite
     if (lockStep.NextCallSucceeds()) {
         lockStep.Subscribe(subscription, {itemId, callback, userData});
     }
-    return Call(Words("Subscribe", Text(subscription), Text(itemId), Kind(item),
-                      userData ? "data" : "null"));
+    return Call("Subscribe", subscription, itemId, Kind(item), userData ? "data" : "null");
 }
 
 int SubscribeClient::Unsubscribe(unsigned subscription)
 {
     LockStep::Instance().Unsubscribe(subscription);
-    return Call(Words("Unsubscribe", Text(subscription)));
+    return Call("Unsubscribe", subscription);
 }
 
-SubtitleClient::SubtitleClient(LinxIpc& endpoint, int timeoutMs) : SubscribeClient(endpoint)
-{
-    MadeSoFar().timeoutMs = timeoutMs;
-}
+SubtitleClient::SubtitleClient(LinxIpc&, int timeoutMs) { MadeSoFar().timeoutMs = timeoutMs; }
 
 int SubtitleClient::SetRegionData(RegionDataItem& item)
 {
-    return Call(Words("SetRegionData", Text(item.regionId), Text(item.subtitleFormat),
-                      Checksum(item.data)));
+    return Call("SetRegionData", +item.regionId, +item.subtitleFormat, Checksum(item.data));
 }
 
 int SubtitleClient::SetRegionVisibility(RegionVisItem& item)
 {
-    return Call(Words("SetRegionVisibility", Text(item.regionId), Text(item.visible ? 1 : 0)));
+    return Call("SetRegionVisibility", +item.regionId, static_cast<bool>(item.visible));
 }
 
 int SubtitleClient::SetPaletteData(PaletteItem& item)
 {
-    return Call(Words("SetPaletteData", Text(item.regionId), Text(item.backgroundCode),
-                      Text(item.fill ? 1 : 0), Checksum(item.paletteData)));
+    return Call("SetPaletteData", +item.regionId, +item.backgroundCode, item.fill,
+                Checksum(item.paletteData));
 }
 
 int SubtitleClient::InvertRegionData(unsigned regionId)
 {
-    return Call(Words("InvertRegionData", Text(regionId)));
+    return Call("InvertRegionData", regionId);
 }
 
 int SubtitleClient::RefreshRegions() { return Call("RefreshRegions"); }
 
 bool SubtitleClient::SendSensorUpdate(e_Sensors sensor, bool on)
 {
-    return Call(Words("SendSensorUpdate", Text(static_cast<int>(sensor)), Text(on ? 1 : 0))) == 0;
+    return Call("SendSensorUpdate", sensor, on) == 0;
 }
 
-LogClient& LogClient::Instance()
+LogClient* LogClient::Instance()
 {
-    static LogClient& instance = *new LogClient;
+    static LogClient* const instance = new LogClient;
     return instance;
 }
 

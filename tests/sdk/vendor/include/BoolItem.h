@@ -11,6 +11,5 @@ public:
     unsigned int EncodedSize() const override;
 
 private:
-    /// What a new record says, so that a console which leaves it unset is seen.
-    bool value = true;
+    int flag = 1;  // so that a console that does not set it is seen
 };

@@ -17,7 +17,4 @@ class LinxServerNameList {
 public:
     static LinxServerNameList& Instance();
     const std::string& Name(e_Process process) const;
-
-private:
-    std::string names[LINX_PROCESS_COUNT];
 };

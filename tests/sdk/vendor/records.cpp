@@ -20,15 +20,15 @@ Item::~Item() = default;
 
 BoolItem& BoolItem::operator=(bool const& newValue)
 {
-    value = newValue;
+    flag = newValue ? 1 : 0;
     return *this;
 }
 
-BoolItem::operator bool() const { return value; }
+BoolItem::operator bool() const { return flag != 0; }
 
-void BoolItem::Decode(unsigned char* payload) { value = payload[0] != 0; }
+void BoolItem::Decode(unsigned char* payload) { flag = payload[0]; }
 
-void BoolItem::Encode(unsigned char* payload) const { payload[0] = value ? 1 : 0; }
+void BoolItem::Encode(unsigned char* payload) const { payload[0] = flag != 0; }
 
 unsigned int BoolItem::EncodedSize() const { return 1; }
 

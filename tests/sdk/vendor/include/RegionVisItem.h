@@ -4,7 +4,7 @@
 
 class RegionVisItem : public Item {
 public:
-    unsigned char regionId = 0;
+    unsigned char regionId = 77;
     BoolItem visible;
 
     void Decode(unsigned char* payload) override;
