@@ -37,7 +37,7 @@ bool WaitForCalls(int count)
     return calls == count;
 }
 
-TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
+TEST(ReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
 {
     const TempDir directory;
     SimulatedService service(directory.Path());

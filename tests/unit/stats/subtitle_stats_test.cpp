@@ -39,15 +39,11 @@ protected:
 
 TEST_F(FourteenRegions, CountTheFirstAndTheLast)
 {
+    const std::string row = "   F        1 +      0 +      0 =      1         10 +        0 +     "
+                            "   0 =       10     50.0 %";
     EXPECT_TEXT(Count(1), "");
     EXPECT_TEXT(Count(14), "");
-    EXPECT_TEXT(
-        Report(),
-        RegionReport({{1, "   1   F        1 +      0 +      0 =      1         10 +        "
-                          "0 +        0 =       10     50.0 %"},
-                      {14, "  14   F        1 +      0 +      0 =      1         10 +     "
-                           "   0 +        0 =       10     50.0 %"}},
-                     "  0.0"));
+    EXPECT_TEXT(Report(), RegionReport({{1, "   1" + row}, {14, "  14" + row}}, "  0.0"));
 }
 
 TEST_F(FourteenRegions, ReportNumbersAboveAsARawByte)
@@ -55,16 +51,18 @@ TEST_F(FourteenRegions, ReportNumbersAboveAsARawByte)
     EXPECT_TEXT(Count(15), "AddRegionData: regionId out of range: \x0F\n");
     EXPECT_TEXT(Count(65), "AddRegionData: regionId out of range: A\n");
     EXPECT_TEXT(Count(255), "AddRegionData: regionId out of range: \xFF\n");
+    EXPECT_TEXT(SeeVisibility(15, true), "AddRegionVis: regionId out of range: \x0F\n");
+    EXPECT_TEXT(SeeVisibility(97, false), "AddRegionVis: regionId out of range: a\n");
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
-TEST_F(FourteenRegions, JudgeTheRegionBeforeTheFormat)
+TEST_F(FourteenRegions, CheckTheRegionBeforeTheFormat)
 {
     EXPECT_TEXT(Count(15, 4), "AddRegionData: regionId out of range: \x0F\n");
     EXPECT_TEXT(Count(14, 4), "AddRegionData: subtitleFormat out of range: \x04\n");
 }
 
-TEST_F(FourteenRegions, DropRegionZeroWithoutAWord)
+TEST_F(FourteenRegions, DropRegionZeroSilently)
 {
     EXPECT_TEXT(Count(0), "");
     EXPECT_TEXT(Count(0, 9), "");
@@ -77,13 +75,6 @@ TEST_F(FourteenRegions, NeverShowVisibility)
     for (unsigned int region = 1; region <= 14; ++region) {
         EXPECT_TEXT(SeeVisibility(region, true), "");
     }
-    EXPECT_TEXT(Report(), EmptyRegionReport());
-}
-
-TEST_F(FourteenRegions, ReportVisibilityOfNumbersAboveAsARawByte)
-{
-    EXPECT_TEXT(SeeVisibility(15, true), "AddRegionVis: regionId out of range: \x0F\n");
-    EXPECT_TEXT(SeeVisibility(97, false), "AddRegionVis: regionId out of range: a\n");
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
