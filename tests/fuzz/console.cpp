@@ -144,7 +144,7 @@ bool RunConsole(const std::string& keys, CappedOutput& output, std::stringbuf& e
     subscribed = false;
     SubtitleMgrCli client;
     try {
-        Require(client.ExecuteTestMode() == 3, "the console was left with another result");
+        Require(client.ExecuteTestMode() == 3, "the console was left with a wrong result");
         return true;
     } catch (const CappedOutput::Full&) {
         return false;

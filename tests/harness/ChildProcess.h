@@ -53,7 +53,7 @@ public:
     /// Ends the standard input once all text is written. On a terminal, types the end-of-file key.
     void CloseInput();
 
-    /// Waits until \p text appears behind what the last WaitForOutput() found.
+    /// Waits until \p text appears after what the last WaitForOutput() found.
     void WaitForOutput(const std::string& text);
     void WaitForErrors(const std::string& text);
 

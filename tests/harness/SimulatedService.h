@@ -40,7 +40,7 @@ public:
 
     /// Ends it by SIGTERM; a status other than 0 fails the test.
     void Stop();
-    /// Ends it by SIGKILL, so that it leaves its socket behind.
+    /// Ends it by SIGKILL, so that its socket stays.
     void Kill();
 
     /// The lines journalled so far, without their newlines; a line that is being written is left
