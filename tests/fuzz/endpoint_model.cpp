@@ -12,6 +12,12 @@ bool IsRegionDataNumber(unsigned int number)
     return (number >= 2 && number <= 4) || number == 12;
 }
 
+template <typename Container, typename Condition>
+void RemoveIf(Container& container, Condition condition)
+{
+    container.erase(std::remove_if(container.begin(), container.end(), condition), container.end());
+}
+
 }  // namespace
 
 void EndpointModel::Connected()
@@ -76,26 +82,12 @@ void EndpointModel::Expect(unsigned int request, unsigned int correlation)
     result = ETIMEDOUT;
 }
 
-int EndpointModel::TakeResult()
-{
-    awaits = false;
-    return result;
-}
-
-void EndpointModel::BeginSubscription(unsigned int number, unsigned int item)
-{
-    subscriptions.push_back({number, item, false});
-}
-
 void EndpointModel::SettleSubscription(bool accepted)
 {
-    Subscription settled = subscriptions.back();
+    const Subscription settled = subscriptions.back();
     subscriptions.pop_back();
     if (accepted) {
-        const auto isReplaced = [&](const Subscription& s) { return s.number == settled.number; };
-        subscriptions.erase(std::remove_if(subscriptions.begin(), subscriptions.end(), isReplaced),
-                            subscriptions.end());
-        settled.accepted = true;
+        RemoveIf(subscriptions, [&](const Subscription& s) { return s.number == settled.number; });
         subscriptions.push_back(settled);
     }
     ForgetUnwanted();
@@ -103,25 +95,13 @@ void EndpointModel::SettleSubscription(bool accepted)
 
 void EndpointModel::EndSubscription(unsigned int number)
 {
-    const auto isEnded = [&](const Subscription& s) {
+    RemoveIf(subscriptions, [&](const Subscription& s) {
         return s.number == number || (number == 1 && IsRegionDataNumber(s.number));
-    };
-    subscriptions.erase(std::remove_if(subscriptions.begin(), subscriptions.end(), isEnded),
-                        subscriptions.end());
+    });
     ForgetUnwanted();
 }
 
-std::vector<unsigned int> EndpointModel::Subscribed() const
-{
-    std::vector<unsigned int> numbers;
-    for (const Subscription& subscription : subscriptions) {
-        numbers.push_back(subscription.number);
-    }
-    return numbers;
-}
-
-/// The exact number goes before the one that stands for all region data, and what is in force
-/// before what is only asked for.
+/// The exact number takes precedence over 1, which means all region data.
 const EndpointModel::Subscription* EndpointModel::SubscriptionFor(const ReferenceFrame& frame) const
 {
     for (const bool exact : {true, false}) {
@@ -138,22 +118,19 @@ const EndpointModel::Subscription* EndpointModel::SubscriptionFor(const Referenc
 
 void EndpointModel::ForgetUnwanted()
 {
-    queue.erase(std::remove_if(queue.begin(), queue.end(),
-                               [&](const ReferenceFrame& f) { return !SubscriptionFor(f); }),
-                queue.end());
+    RemoveIf(queue, [&](const ReferenceFrame& frame) { return !SubscriptionFor(frame); });
 }
 
-void* EndpointModel::TagOf(unsigned int number, unsigned int item)
+void* EndpointModel::TagOf(const Subscription& subscription)
 {
     static unsigned char tags[64][256];
-    return &tags[number % 64][item % 256];
+    return &tags[subscription.number % 64][subscription.item % 256];
 }
 
 EndpointModel::Notification EndpointModel::TakeNotification()
 {
-    Require(!queue.empty(), "a notification that nobody sent or wants");
+    Require(!queue.empty(), "a notification that was not sent or not asked for");
     const ReferenceFrame frame = queue.front();
     queue.pop_front();
-    const Subscription* const subscription = SubscriptionFor(frame);
-    return {frame.payload, TagOf(subscription->number, subscription->item)};
+    return {frame.payload, TagOf(*SubscriptionFor(frame))};
 }

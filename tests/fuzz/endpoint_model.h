@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// What an endpoint makes of a service's bytes: which calls succeed and which notifications arrive.
-/// It shares no code with the endpoint.
+/// Which calls of an endpoint succeed and which notifications arrive, for a service's bytes. Shares
+/// no code with the endpoint.
 class EndpointModel {
 public:
     struct Notification {
@@ -25,26 +25,25 @@ public:
     /// The next request is \p request with this correlation; Hears() decides about its result.
     void Expect(unsigned int request, unsigned int correlation);
     int Result() const { return result; }
-    int TakeResult();
+    void EndRequest() { awaits = false; }
 
-    void BeginSubscription(unsigned int number, unsigned int item);
+    struct Subscription {
+        unsigned int number;
+        unsigned int item;
+    };
+    void BeginSubscription(const Subscription& asked) { subscriptions.push_back(asked); }
+    /// The last one begun is accepted or refused.
     void SettleSubscription(bool accepted);
     void EndSubscription(unsigned int number);
-    std::vector<unsigned int> Subscribed() const;
+    std::vector<Subscription> Subscriptions() const { return subscriptions; }
 
     /// User data of that subscription's callback.
-    static void* TagOf(unsigned int number, unsigned int item);
+    static void* TagOf(const Subscription& subscription);
 
     std::size_t Awaited() const { return queue.size(); }
     Notification TakeNotification();
 
 private:
-    struct Subscription {
-        unsigned int number;
-        unsigned int item;
-        bool accepted;
-    };
-
     void Handle(const ReferenceFrame& frame);
     void TakeReply(const ReferenceFrame& frame);
     const Subscription* SubscriptionFor(const ReferenceFrame& frame) const;
@@ -57,6 +56,6 @@ private:
     unsigned int awaitedRequest = 0;
     unsigned int awaitedCorrelation = 0;
     int result = 0;
-    std::vector<Subscription> subscriptions;
+    std::vector<Subscription> subscriptions;  ///< one that is not settled is the last
     std::deque<ReferenceFrame> queue;
 };

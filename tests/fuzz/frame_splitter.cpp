@@ -1,6 +1,6 @@
 // Streams of frames, cut anywhere: both sides hand out what a plain reading of the whole finds.
 //
-// Input: a frame each of a head of choices and its payload; the cuts come from the last bytes.
+// Input: for each frame some choices and its payload; the last quarter of the bytes makes the cuts.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -18,32 +18,22 @@ namespace {
 
 struct Reading {
     std::vector<ReferenceFrame> frames;
-    StreamEnd end = StreamEnd::Cut;
+    bool isMalformed = false;
 };
 
 Reading ReadPlainly(std::string stream)
 {
     Reading reading;
     ReferenceFrame frame;
-    while ((reading.end = TakeFrame(stream, frame)) == StreamEnd::Complete) {
+    StreamEnd end;
+    while ((end = TakeFrame(stream, frame)) == StreamEnd::Complete) {
         reading.frames.push_back(frame);
     }
+    reading.isMalformed = end == StreamEnd::Malformed;
     return reading;
 }
 
-ReferenceFrame Copied(const FrameHeader& header, const unsigned char* payload)
-{
-    return {"ST\x01", static_cast<unsigned int>(header.kind), header.messageId, header.correlation,
-            std::string(payload, payload + header.length)};
-}
-
-void RequireSame(const Reading& actual, const Reading& expected, const char* text)
-{
-    Require(actual.frames == expected.frames && actual.end == expected.end, text);
-}
-
-/// How many bytes come at once: mostly less than a frame, and all when nothing is left to choose
-/// by.
+/// How many bytes arrive at once: mostly less than a frame, and all when no choices are left.
 std::size_t ChooseCut(Choices& cuts)
 {
     const std::size_t choice = cuts.Byte();
@@ -53,13 +43,23 @@ std::size_t ChooseCut(Choices& cuts)
     return choice % 4 == 0 ? 1 + choice * 32 : 1 + choice / 4;
 }
 
+void CopyFrames(std::vector<ReceivedFrame>& held, Reading& reading)
+{
+    for (const ReceivedFrame& frame : held) {
+        reading.frames.push_back({static_cast<unsigned int>(frame.header.kind),
+                                  frame.header.messageId, frame.header.correlation,
+                                  std::string(frame.payload, frame.payload + frame.header.length)});
+    }
+    held.clear();
+}
+
 /// \param trims  memory is freed after each read, as the service does it
 Reading ReadInPieces(const std::string& stream, Choices cuts, bool trims)
 {
     InputBlocks input;
     Reading reading;
     std::vector<ReceivedFrame> held;
-    for (std::size_t at = 0; at < stream.size() && reading.end != StreamEnd::Malformed;) {
+    for (std::size_t at = 0; at < stream.size() && !reading.isMalformed;) {
         std::size_t room = 0;
         unsigned char* const bytes = input.Room(room);
         Require(bytes != nullptr && room > 0, "no room to receive into");
@@ -73,24 +73,17 @@ Reading ReadInPieces(const std::string& stream, Choices cuts, bool trims)
         while ((cut = input.Next(frame, problem)) == InputBlocks::Cut::Frame) {
             held.push_back(frame);
         }
-        if (cut == InputBlocks::Cut::Malformed) {
-            Require(problem != nullptr && *problem != '\0', "malformed without a reason");
-            reading.end = StreamEnd::Malformed;
-        }
+        reading.isMalformed = cut == InputBlocks::Cut::Malformed;
+        Require(!reading.isMalformed || (problem && *problem), "malformed without a reason");
+        // Mostly late: what arrives after a frame must not change it.
         if (cuts.OnceIn(16)) {
-            for (const ReceivedFrame& one : held) {
-                reading.frames.push_back(Copied(one.header, one.payload));
-            }
-            held.clear();
+            CopyFrames(held, reading);
         }
         if (trims) {
             input.Trim();
         }
     }
-    // Looked at late: what came behind a frame must not have changed it.
-    for (const ReceivedFrame& one : held) {
-        reading.frames.push_back(Copied(one.header, one.payload));
-    }
+    CopyFrames(held, reading);
     return reading;
 }
 
@@ -108,7 +101,7 @@ std::string ChooseStream(Choices& choices)
         const std::size_t repeat = choices.OnceIn(64) ? 1 + choices.Byte() * 2u : 1;
         const std::string piece = choices.Bytes(choices.Byte() % 64);
         std::string payload;
-        for (std::size_t i = 0; i < repeat && !piece.empty(); ++i) {
+        for (std::size_t i = 0; i < repeat; ++i) {
             payload += piece;
         }
         const unsigned int correlation = choices.Byte();
@@ -126,7 +119,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const Choices cuts(bytes + (size - forCuts), forCuts);
     const std::string stream = ChooseStream(choices);
     const Reading expected = ReadPlainly(stream);
-    RequireSame(ReadInPieces(stream, cuts, true), expected, "the service cuts other frames");
-    RequireSame(ReadInPieces(stream, cuts, false), expected, "the client cuts other frames");
+    for (const bool trims : {true, false}) {
+        const Reading reading = ReadInPieces(stream, cuts, trims);
+        Require(reading.frames == expected.frames && reading.isMalformed == expected.isMalformed,
+                trims ? "the service cuts other frames" : "the client cuts other frames");
+    }
     return 0;
 }

@@ -12,14 +12,13 @@ extern "C" {
 [[gnu::weak, gnu::visibility("hidden")]] extern unsigned char __start___sancov_cntrs[];
 [[gnu::weak, gnu::visibility("hidden")]] extern unsigned char __stop___sancov_cntrs[];
 
-/// Log entries hold it, and code that runs differs with the number of its digits.
+/// Part of each log entry; its number of digits changes which code runs.
 pid_t __wrap_getpid() { return 4711; }
 }
 
 namespace {
 
-/// Standard error as it was at the start: the fuzzer and the replay silence the usual one, since
-/// the product writes to it.
+/// Standard error as it was at the start: the product writes to the other one, which is silenced.
 const int loudErrors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100);
 
 void Say(const std::string& text)
@@ -29,7 +28,6 @@ void Say(const std::string& text)
     }
 }
 
-/// As one line that any terminal can show.
 std::string Shown(const std::string& text)
 {
     static const char digits[] = "0123456789abcdef";

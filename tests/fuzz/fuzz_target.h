@@ -4,14 +4,13 @@
 #include <cstdint>
 #include <string>
 
-// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer calls
-// it with bytes that it makes up, and the replay of a build without the fuzzer with those of the
-// corpus.
+// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer makes
+// the bytes up; builds without the fuzzer replay the corpus.
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
-/// Ends the program with \p text on standard error, wherever the target has sent that, unless
-/// \p holds. Texts say what is wrong: "a reply without a request".
+/// Unless \p holds, ends the program with \p text, which says what is wrong, on standard error as
+/// it was at the start.
 void Require(bool holds, const char* text);
 
 /// The same with both values shown.

@@ -1,5 +1,5 @@
-// Any text as an endpoint's name, and as a log entry: nothing leaves the messaging directory, and
-// an entry is one line that steers no terminal.
+// Any text as an endpoint's name and as a log entry: nothing outside the messaging directory is
+// reached or changed, and an entry is one line that steers no terminal.
 //
 // Input: a byte that chooses, then the name or the text.
 
@@ -11,6 +11,7 @@
 #include "platform/src/messaging_directory.h"
 #include "simulator/listener.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -27,8 +28,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The messaging directory with one service of each depth, beside a folder with a service that must
-/// not be reached, and to which links lead.
+/// A messaging directory with a service at each depth, and links to a folder beside it, whose
+/// service must not be reached.
 struct Place {
     Place()
     {
@@ -65,7 +66,6 @@ bool HasClient(const Descriptor& listening)
     return static_cast<bool>(accepted);
 }
 
-/// Parts between slashes, by a stream that splits them.
 bool ReferenceIsName(const std::string& name)
 {
     std::istringstream parts(name + "/");
@@ -74,11 +74,9 @@ bool ReferenceIsName(const std::string& name)
         if (part.empty() || part.size() > 255 || part == "." || part == "..") {
             return false;
         }
-        for (const char c : part) {
-            const auto byte = static_cast<unsigned char>(c);
-            if (byte < 32 || byte == 127) {
-                return false;
-            }
+        const auto isControl = [](unsigned char byte) { return byte < 32 || byte == 127; };
+        if (std::any_of(part.begin(), part.end(), isControl)) {
+            return false;
         }
     }
     return count > 0;
@@ -89,10 +87,10 @@ void CheckConnecting(const std::string& name)
     Descriptor connected;
     const int error = ThePlace().directory.Connect(name, Deadline(0), connected);
     const bool isService = name == "SubtitleMgr" || name == "node1/SubtitleMgr";
-    Require((error == 0) == isService, "connected to what is no service, or not to one that is");
-    Require(static_cast<bool>(connected) == isService, "no connection in spite of success");
-    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "another service");
-    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "another service");
+    Require((error == 0) == isService && static_cast<bool>(connected) == isService,
+            "connected to what is no service, or not to one that is");
+    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "a wrong service");
+    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "a wrong service");
     Require(!HasClient(ThePlace().hidden), "a service outside the directory was reached");
 }
 
@@ -118,7 +116,7 @@ bool IsSocketOfUserAlone(const std::string& folder, const std::string& name)
            S_ISSOCK(found.st_mode) && (found.st_mode & 0777) == 0600;
 }
 
-/// A service under that name, in a folder of its own beside.
+/// A service with that name, in a messaging directory of its own.
 void CheckListening(const std::string& name)
 {
     const std::string folder = ScratchFolder() + "/services";
@@ -139,13 +137,12 @@ void CheckListening(const std::string& name)
     Require(EntriesIn(ScratchFolder()) == beside && EntriesIn(ThePlace().outside) == outside,
             "something outside the directory has changed");
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        Require(entry.is_directory() || entry.is_symlink(), "a service left something behind");
+        Require(entry.is_directory() || entry.is_symlink(), "a service left a file");
     }
     fs::remove_all(folder);
     setenv("LINX_DIR", ThePlace().linx.c_str(), 1);
 }
 
-/// Looks at \p line as a terminal does, and requires that nothing in it steers one.
 void RequireHarmlessUtf8(const std::string& line)
 {
     for (std::size_t at = 0; at < line.size();) {
@@ -158,12 +155,8 @@ void RequireHarmlessUtf8(const std::string& line)
 
 bool IsPlain(const std::string& text)
 {
-    for (const char c : text) {
-        if (c < 0x20 || c >= 0x7F) {
-            return false;
-        }
-    }
-    return text.size() <= 8192;
+    return text.size() <= 8192 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
 }
 
 void CheckLogEntry(const std::string& text)
@@ -178,7 +171,7 @@ void CheckLogEntry(const std::string& text)
     const std::string level = "] level=2 ";
     const std::size_t start = line.find(level);
     Require(start != std::string::npos && line[24] == ' ' && line.compare(25, 5, "fuzz[") == 0,
-            "an entry of another form");
+            "an entry of a wrong form");
     const std::string entry = line.substr(start + level.size());
     RequireHarmlessUtf8(entry);
     Require(entry.size() <= 8192 + 3 + 3, "an entry that is too long");
@@ -200,7 +193,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     switch (bytes[0] % 4) {
     case 0: CheckListening(text); break;
     case 1:
-        Require(IsEndpointName(text) == ReferenceIsName(text), "not the same judgement of a name");
+        Require(IsEndpointName(text) == ReferenceIsName(text), "a wrong judgement of a name");
         CheckConnecting(text);
         break;
     default: CheckLogEntry(text); break;

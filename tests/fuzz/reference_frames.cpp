@@ -4,7 +4,7 @@
 
 bool operator==(const ReferenceFrame& one, const ReferenceFrame& other)
 {
-    return one.magic == other.magic && one.kind == other.kind && one.messageId == other.messageId &&
+    return one.kind == other.kind && one.messageId == other.messageId &&
            one.correlation == other.correlation && one.payload == other.payload;
 }
 
@@ -27,17 +27,10 @@ unsigned int FromBigEndian(const std::string& bytes, std::size_t at)
 }
 
 std::string FrameOf(unsigned int kind, unsigned int messageId, unsigned int correlation,
-                    const std::string& payload, unsigned int claimed)
+                    const std::string& payload, std::size_t claimed)
 {
     return std::string("ST\x01") + static_cast<char>(kind) + BigEndian(messageId) +
-           BigEndian(correlation) + BigEndian(claimed) + payload;
-}
-
-std::string FrameOf(unsigned int kind, unsigned int messageId, unsigned int correlation,
-                    const std::string& payload)
-{
-    return FrameOf(kind, messageId, correlation, payload,
-                   static_cast<unsigned int>(payload.size()));
+           BigEndian(correlation) + BigEndian(static_cast<unsigned int>(claimed)) + payload;
 }
 
 StreamEnd TakeFrame(std::string& stream, ReferenceFrame& frame)
@@ -46,9 +39,9 @@ StreamEnd TakeFrame(std::string& stream, ReferenceFrame& frame)
         return StreamEnd::Cut;
     }
     const unsigned int length = FromBigEndian(stream, 12);
-    frame.magic = stream.substr(0, 3);
     frame.kind = static_cast<unsigned char>(stream[3]);
-    if (frame.magic != "ST\x01" || frame.kind == 0 || frame.kind > 4 || length > 16777216) {
+    if (stream.compare(0, 3, "ST\x01") != 0 || frame.kind == 0 || frame.kind > 4 ||
+        length > 16777216) {
         return StreamEnd::Malformed;
     }
     if (stream.size() < 16 + std::size_t{length}) {

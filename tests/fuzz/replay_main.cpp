@@ -1,21 +1,18 @@
-// Runs a fuzz target with each file of its corpus: the fuzzer's main() in builds without it.
+// Runs a fuzz target with each file of its corpus: the main() of builds without the fuzzer.
 
 #include "tests/fuzz/fuzz_target.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-/// What the product prints is not for the reader of the test.
+/// The product's output is of no interest in the test's log.
 void Silence(int fd)
 {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -25,10 +22,8 @@ void Silence(int fd)
 
 std::vector<std::filesystem::path> FilesIn(const char* folder)
 {
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        files.push_back(entry.path());
-    }
+    const std::filesystem::directory_iterator entries(folder);
+    std::vector<std::filesystem::path> files(begin(entries), end(entries));
     std::sort(files.begin(), files.end());
     return files;
 }
@@ -39,7 +34,7 @@ void Run(const std::filesystem::path& file)
     std::ostringstream content;
     content << stream.rdbuf();
     const std::string bytes = content.str();
-    // Exactly as long as the input, so that a sanitizer sees the first byte read too much.
+    // Exactly as long as the input, so that a sanitizer sees the first byte too many.
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }
@@ -48,10 +43,7 @@ void Run(const std::filesystem::path& file)
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::cerr << "Usage: " << argv[0] << " CORPUS_FOLDER" << std::endl;
-        return 2;
-    }
+    Require(argc == 2, "Usage: fuzz_TARGET CORPUS_FOLDER");
     const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
     const std::vector<std::filesystem::path> files = FilesIn(argv[1]);
     Require(!files.empty(), "a corpus without files");

@@ -1,21 +1,22 @@
-// The service with three clients that send any frames: each gets exactly what a model says, in
-// order.
+// Three clients that send any frames to the service: each request is answered once, in order; all
+// notifications are well-formed and of a subscription that their client has asked for; a connection
+// is closed when its client ends or breaks the protocol, and only then.
 //
 // Input: a byte of faults, then bursts: a client, how many frames, and their choices.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
-#include "tests/fuzz/service_model.h"
+#include "tests/fuzz/reference_frames.h"
 #include "tests/fuzz/sockets.h"
 
 #include "simulator/journal.h"
 #include "simulator/server.h"
 
-#include <memory>
-#include <optional>
-#include <string>
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
 #include <thread>
-#include <utility>
 #include <vector>
 
 using namespace platform;
@@ -78,12 +79,90 @@ private:
     const Descriptor control;
 };
 
-/// A client of the service: what it gets, until it goes.
+/// What the service owes a client for the bytes that it has sent.
+struct Expectation {
+    std::vector<ReferenceFrame> replies;  ///< without payload
+    std::set<unsigned int> subscriptions;
+    bool staysConnected = true;
+    bool hasQuit = false;
+};
+
+bool IsRequest(unsigned int messageId)
+{
+    using namespace reference;
+    return messageId == ping ||
+           (messageId >= subscribe && messageId <= setLogLevel && messageId % 2 == 0);
+}
+
+void Expect(const ReferenceFrame& frame, Expectation& expected)
+{
+    using namespace reference;
+    if (frame.kind == 4) {
+        expected.hasQuit = frame.messageId == quit && frame.payload.empty();
+        return;
+    }
+    if (frame.kind != 1) {
+        expected.staysConnected = false;
+        return;
+    }
+    const bool isUnderstood =
+        IsRequest(frame.messageId) && ReferenceIsWellFormed(frame.messageId, frame.payload);
+    const unsigned int reply = isUnderstood ? frame.messageId + 1 : notUnderstood;
+    expected.replies.push_back({2, reply, frame.correlation, ""});
+    if (isUnderstood && frame.messageId == subscribe) {
+        expected.subscriptions.insert(FromBigEndian(frame.payload, 0));
+    }
+}
+
+Expectation ExpectedFor(std::string sent)
+{
+    Expectation expected;
+    ReferenceFrame frame;
+    while (expected.staysConnected && !expected.hasQuit) {
+        const StreamEnd end = TakeFrame(sent, frame);
+        if (end == StreamEnd::Complete) {
+            Expect(frame, expected);
+            continue;
+        }
+        expected.staysConnected = end == StreamEnd::Cut;
+        break;
+    }
+    return expected;
+}
+
+void CheckNotification(const ReferenceFrame& frame, const Expectation& expected)
+{
+    using namespace reference;
+    static const std::map<unsigned int, unsigned int> items{
+        {2, regionData},  {3, regionData}, {4, regionData},
+        {12, regionData}, {6, visibility}, {10, palette},
+    };
+    const auto item = items.find(frame.correlation);
+    Require(item != items.end() && item->second == frame.messageId, "a wrong item");
+    Require(expected.subscriptions.count(frame.correlation) != 0 ||
+                (item->second == regionData && expected.subscriptions.count(1) != 0),
+            "a notification without a subscription");
+}
+
 struct Client {
     Descriptor socket;
+    std::string sent;
     std::string received;
-    bool isWatched = true;
+    bool hasEnded = false;  ///< sends nothing more
 };
+
+Options ChooseOptions(Choices& choices)
+{
+    const unsigned int config = choices.Byte();
+    Options options;
+    options.quiet = (config & 1) != 0;
+    options.faults.refuseSubscribe = config % 16 == 2;
+    options.faults.refuseRefresh = config % 16 == 4;
+    options.faults.refuseSensor = config % 16 == 6;
+    options.faults.garbage = config % 16 == 8;
+    options.journal = config % 16 == 10 ? "/dev/null" : "";
+    return options;
+}
 
 unsigned int ChooseMessage(Choices& choices)
 {
@@ -107,158 +186,118 @@ std::string ChooseFrame(Choices& choices)
     const std::string payload = ChoosePayload(choices, messageId);
     const unsigned int correlation = choices.Byte();
     return FrameOf(kind, messageId, correlation, payload,
-                   choices.OnceIn(16) ? ChooseClaim(choices, payload)
-                                      : static_cast<unsigned int>(payload.size()));
+                   choices.OnceIn(16) ? ChooseClaim(choices, payload) : payload.size());
 }
 
 class Conversation {
 public:
-    explicit Conversation(Choices& bytes) : choices(bytes) {}
+    explicit Conversation(Choices& bytes) : choices(bytes), options(ChooseOptions(bytes)) {}
 
     void Run();
 
-    /// The same once more with the model alone, which runs the same code each time.
-    void RunModelAlone() const;
-
 private:
-    /// Bytes of a client; none at the end of its input.
-    struct Said {
-        std::size_t client;
-        std::optional<std::string> bytes;
-    };
-
-    static void Tell(ServiceModel& listener, const Said& said);
-    void Say(std::size_t client, std::optional<std::string> bytes);
-    void Receive();
+    bool HasQuit() const;
     void Burst();
-    void Check(std::size_t index);
+    void Receive();
+    void Check(Client& client);
 
     Choices& choices;
-    std::vector<Said> all;
-    ServiceModel fresh;
-    ServiceModel model;
-    bool makesGarbage = false;
-    std::array<Client, ServiceModel::clients> clients;
+    const Options options;
+    std::array<Client, 3> clients;
 };
 
 void Conversation::Run()
 {
-    const unsigned int config = choices.Byte();
-    Options options;
-    options.quiet = (config & 1) != 0;
-    fresh.refusesSubscriptions = options.faults.refuseSubscribe = config % 16 == 2;
-    fresh.refusesRefresh = options.faults.refuseRefresh = config % 16 == 4;
-    fresh.refusesSensors = options.faults.refuseSensor = config % 16 == 6;
-    makesGarbage = options.faults.garbage = config % 16 == 8;
-    options.journal = config % 16 == 10 ? "/dev/null" : "";
-    model = fresh;
     {
         RunningService service(options);
         for (Client& client : clients) {
             client.socket = Connect(RunningService::SocketPath());
             Require(Ping(client.socket.Get()), "a client is not let in");
         }
-        for (int bursts = 0; bursts < 16 && !choices.IsAtEnd() && !model.HasQuit(); ++bursts) {
+        for (int bursts = 0; bursts < 16 && !choices.IsAtEnd() && !HasQuit(); ++bursts) {
             Burst();
-            Require(service.Settle() || model.HasQuit(), "the service has ended, unasked");
+            Require(service.Settle() || HasQuit(), "the service has ended, unasked");
             Receive();
         }
-        if (!model.HasQuit()) {
+        if (!HasQuit()) {
             service.Quit();
         }
     }
-    for (std::size_t index = 0; index < clients.size(); ++index) {
-        clients[index].received += ReceiveAll(clients[index].socket.Get());
-        Check(index);
-    }
-}
-
-void Conversation::RunModelAlone() const
-{
-    ServiceModel alone = fresh;
-    for (const Said& said : all) {
-        Tell(alone, said);
-    }
-}
-
-void Conversation::Tell(ServiceModel& listener, const Said& said)
-{
-    if (said.bytes) {
-        listener.Take(said.client, *said.bytes);
-    } else {
-        listener.EndInput(said.client);
-    }
-}
-
-void Conversation::Say(std::size_t client, std::optional<std::string> bytes)
-{
-    all.push_back({client, std::move(bytes)});
-    Tell(model, all.back());
-}
-
-/// Takes what has come, and looks whether those who are not heard any more have lost their
-/// connection.
-void Conversation::Receive()
-{
-    for (std::size_t index = 0; index < clients.size(); ++index) {
-        Client& client = clients[index];
-        if (client.isWatched) {
+    // From here on the code that runs is the same each time.
+    ForgetCoverage();
+    for (Client& client : clients) {
+        if (client.socket) {
             client.received += ReceiveAll(client.socket.Get());
-            Require(model.HasQuit() || HasEnded(client.socket.Get()) != model.Listens(index),
-                    "a connection is closed, or is not");
+            Check(client);
         }
     }
+}
+
+bool Conversation::HasQuit() const
+{
+    return std::any_of(clients.begin(), clients.end(),
+                       [](const Client& client) { return ExpectedFor(client.sent).hasQuit; });
 }
 
 void Conversation::Burst()
 {
-    const std::size_t index = choices.Below(ServiceModel::clients);
-    Client& client = clients[index];
-    if (!client.isWatched) {
+    Client& client = clients[choices.Below(3)];
+    if (!client.socket) {
         return;
     }
     const unsigned int action = choices.Byte();
     if (action >= 252) {
         EndSending(client.socket.Get());
-        Say(index, std::nullopt);
-        return;
-    }
-    if (action >= 248) {
+        client.hasEnded = true;
+    } else if (action >= 248) {
         client.socket = Descriptor();
-        Say(index, std::nullopt);
-        client.isWatched = false;
-        return;
+    } else {
+        std::string bytes;
+        for (unsigned int frames = 0; frames <= action % 4; ++frames) {
+            bytes += ChooseFrame(choices);
+        }
+        SendAll(client.socket.Get(), bytes);  // fails on a connection that is closed
+        client.sent += client.hasEnded ? "" : bytes;
     }
-    std::string bytes;
-    for (unsigned int frames = 0; frames <= action % 4; ++frames) {
-        bytes += ChooseFrame(choices);
-    }
-    // To one that is not heard any more it may fail.
-    SendAll(client.socket.Get(), bytes);
-    Say(index, std::move(bytes));
 }
 
-void Conversation::Check(std::size_t index)
+void Conversation::Receive()
 {
-    if (!clients[index].isWatched) {
-        return;
-    }
-    std::vector<ReferenceFrame> frames;
-    std::size_t garbage = 0;
-    std::size_t notifications = 0;
-    ReferenceFrame frame;
-    while (TakeFrame(clients[index].received, frame) == StreamEnd::Complete) {
-        if (frame.kind == 3 && !ReferenceIsWellFormed(frame.messageId, frame.payload)) {
-            ++garbage;
-            continue;
+    for (Client& client : clients) {
+        if (client.socket) {
+            client.received += ReceiveAll(client.socket.Get());
+            const bool staysConnected = !client.hasEnded && ExpectedFor(client.sent).staysConnected;
+            Require(HasQuit() || HasEnded(client.socket.Get()) != staysConnected,
+                    "a connection is closed, or is not");
         }
-        notifications += frame.kind == 3 ? 1 : 0;
-        frames.push_back(frame);
     }
-    Require(clients[index].received.empty(), "the service sent what is no frame");
-    Require(garbage == (makesGarbage ? notifications : 0),
+}
+
+void Conversation::Check(Client& client)
+{
+    const Expectation expected = ExpectedFor(client.sent);
+    std::vector<ReferenceFrame> replies;
+    std::size_t notifications = 0;
+    std::size_t garbage = 0;
+    ReferenceFrame frame;
+    while (TakeFrame(client.received, frame) == StreamEnd::Complete) {
+        const bool isWellFormed = ReferenceIsWellFormed(frame.messageId, frame.payload);
+        if (frame.kind == 2) {
+            Require(isWellFormed, "a malformed reply");
+            replies.push_back({2, frame.messageId, frame.correlation, ""});
+        } else if (isWellFormed) {
+            CheckNotification(frame, expected);
+            ++notifications;
+        } else {
+            ++garbage;
+        }
+    }
+    Require(client.received.empty(), "the service sent what is no frame");
+    Require(garbage == (options.faults.garbage ? notifications : 0),
             "not one malformed before each good one");
-    Require(frames == model.SentTo(index), "the service sent other frames");
+    Require(notifications == 0 || !options.faults.refuseSubscribe,
+            "a notification of a refused subscription");
+    Require(replies == expected.replies, "the service sent other replies");
 }
 
 }  // namespace
@@ -266,9 +305,6 @@ void Conversation::Check(std::size_t index)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Choices choices(bytes, size);
-    Conversation conversation(choices);
-    conversation.Run();
-    ForgetCoverage();
-    conversation.RunModelAlone();
+    Conversation(choices).Run();
     return 0;
 }

@@ -51,7 +51,7 @@ bool SendAll(int fd, const std::string& bytes)
         if (count < 0 && errno == EINTR) {  // the fuzzer looks at its clock
             continue;
         }
-        Require(count >= 0 || errno != EAGAIN, "nobody reads");
+        Require(count >= 0 || errno != EAGAIN, "the other side does not read");
         if (count < 0) {
             return false;
         }
@@ -68,7 +68,7 @@ bool ReceiveExactly(int fd, std::size_t size)
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        Require(count >= 0 || errno != EAGAIN, "nobody answers");
+        Require(count >= 0 || errno != EAGAIN, "the other side does not answer");
         if (count <= 0) {
             return false;
         }

@@ -7,8 +7,7 @@
 
 using namespace platform;
 
-// The tests' side of a socket. Nothing waits longer than 10 seconds: then the fuzzer has found
-// something that hangs.
+// The tests' side of a socket. A wait of 10 seconds counts as found: something hangs.
 
 /// A listening socket that does not block.
 Descriptor ListenAt(const std::string& path);

@@ -109,7 +109,7 @@ void BecomeProgram(char* const* arguments, char* const* environment, const int (
     for (int number = 0; number < 3; ++number) {
         dup2(streams[number], number);
     }
-    // Whoever runs the tests may ignore or block signals, and both would be inherited.
+    // The caller of the tests may ignore or block signals, and both would be inherited.
     for (int number = 1; number < NSIG; ++number) {
         signal(number, number == options.ignoredSignal ? SIG_IGN : SIG_DFL);
     }
@@ -124,11 +124,22 @@ void BecomeProgram(char* const* arguments, char* const* environment, const int (
     _exit(127);
 }
 
+/// The last five lines, of 1000 bytes at most.
 std::string Tail(const std::string& text)
 {
-    constexpr std::size_t longest = 4000;
-    return text.size() > longest ? "[...]" + VisibleText(text.substr(text.size() - longest))
-                                 : VisibleText(text);
+    std::size_t begin = text.size();
+    for (int lines = 0; begin > 0 && text.size() - begin < 1000; --begin) {
+        lines += begin < text.size() && text[begin - 1] == '\n' ? 1 : 0;
+        if (lines == 5) {
+            break;
+        }
+    }
+    return (begin > 0 ? "[...]\n" : "") + VisibleText(text.substr(begin));
+}
+
+std::chrono::steady_clock::time_point DeadlineFromNow()
+{
+    return std::chrono::steady_clock::now() + std::chrono::milliseconds(eventDeadlineMs);
 }
 
 }  // namespace
@@ -255,9 +266,7 @@ void ChildProcess::ReadSome(Stream& stream)
     stream.text.append(bytes, static_cast<std::size_t>(count));
     if (stream.text.size() > outputLimit) {
         stream.text.resize(outputLimit);
-        if (!exited) {
-            kill(pid, SIGKILL);
-        }
+        Kill(SIGKILL);
     }
 }
 
@@ -309,8 +318,7 @@ void ChildProcess::WaitForErrors(const std::string& text) { WaitForText(errors, 
 
 void ChildProcess::WaitForText(Stream& stream, const std::string& text)
 {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(eventDeadlineMs);
+    const auto deadline = DeadlineFromNow();
     std::unique_lock<std::mutex> lock(mutex);
     std::size_t searchFrom = stream.found;
     std::size_t at = std::string::npos;
@@ -330,8 +338,7 @@ void ChildProcess::WaitForText(Stream& stream, const std::string& text)
 
 int ChildProcess::WaitForExit()
 {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(eventDeadlineMs);
+    const auto deadline = DeadlineFromNow();
     std::unique_lock<std::mutex> lock(mutex);
     if (!changed.wait_until(lock, deadline,
                             [this] { return exited && output.ended && errors.ended; })) {
@@ -368,6 +375,11 @@ int ChildProcess::CountThreads() const
 void ChildProcess::Signal(int number)
 {
     const std::lock_guard<std::mutex> lock(mutex);
+    Kill(number);
+}
+
+void ChildProcess::Kill(int number)
+{
     if (!exited) {
         kill(pid, number);
     }

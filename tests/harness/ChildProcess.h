@@ -17,10 +17,9 @@ using namespace platform;
 /// A program started by a test, with its standard streams in the test's hands.
 ///
 /// A pump thread reads both outputs all the time, so the program never waits for a full pipe. Every
-/// wait has a deadline; when it passes, or when the awaited thing can no longer happen, the wait
-/// throws std::runtime_error with all that the program has printed, which fails the test. The
-/// destructor kills the program when it still runs. The program is also killed when the thread that
-/// started it ends, so a test that is itself killed leaves nothing behind.
+/// wait has a deadline. When it passes, or when the awaited text can no longer come, the wait
+/// throws std::runtime_error with what the program has printed, which fails the test. The program
+/// is killed by the destructor, and when the thread that started it ends.
 class ChildProcess {
 public:
     struct Options {
@@ -54,7 +53,7 @@ public:
     /// Ends the standard input once all text is written. On a terminal, types the end-of-file key.
     void CloseInput();
 
-    /// Waits until \p text appears behind what the last WaitForOutput() found.
+    /// Waits until \p text appears after what the last WaitForOutput() found.
     void WaitForOutput(const std::string& text);
     void WaitForErrors(const std::string& text);
 
@@ -94,6 +93,7 @@ private:
     void ReadSome(Stream& stream);
     void WriteSome();
     void NoteExit();
+    void Kill(int number);
     void Wake();
     void WaitForText(Stream& stream, const std::string& text);
     [[noreturn]] void Fail(const std::string& what) const;

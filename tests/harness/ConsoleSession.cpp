@@ -2,12 +2,7 @@
 
 #include "tests/harness/wait_limits.h"
 
-#include "platform/src/deadline.h"
-
 #include <stdexcept>
-#include <thread>
-
-using namespace platform;
 
 ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
 
@@ -26,7 +21,7 @@ ChildProcess::Options ConsoleSession::ClientSettings() const
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = messaging.Path();
     settings.environment["SUBTITLE_LOG"] = ownFiles / "log";
-    // Neither getopt_long()'s order nor its words may depend on who runs the tests.
+    // getopt_long()'s order and words must not depend on the caller's environment.
     settings.environment["POSIXLY_CORRECT"] = "";
     settings.environment["LC_ALL"] = "C";
     return settings;
@@ -72,16 +67,6 @@ std::string ConsoleSession::LogText() const { return ReadWholeFile(ownFiles / "l
 
 void ConsoleSession::ExpectLog(const std::string& text) const
 {
-    const Deadline deadline(eventDeadlineMs);
-    for (;;) {
-        const bool last = deadline.HasPassed();
-        const std::string log = LogText();
-        if (log.find(text) != std::string::npos) {
-            return;
-        }
-        if (last) {
-            throw std::runtime_error("waited in vain for \"" + text + "\" in the log:\n" + log);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    WaitUntil([&] { return LogText().find(text) != std::string::npos; },
+              [&] { return text + " in the log:\n" + LogText(); });
 }

@@ -31,7 +31,7 @@ protected:
 
     void Type(const std::string& text) { Client().Write(text); }
 
-    /// Waits until the console shows \p text, behind what was expected before.
+    /// Waits until the console shows \p text, after what was expected before.
     void ExpectConsole(const std::string& text) { Client().WaitForOutput(text); }
 
     /// Each waits for the client's end.

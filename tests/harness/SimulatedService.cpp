@@ -2,50 +2,15 @@
 
 #include "tests/harness/wait_limits.h"
 
-#include "platform/src/deadline.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <exception>
 #include <filesystem>
-#include <functional>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 #include <utility>
-
-using namespace platform;
-
-namespace {
-
-/// The journal is a file, and no event tells of its growth; what is awaited is still the line.
-constexpr auto lookAgainAfter = std::chrono::milliseconds(2);
-
-std::vector<std::string> WaitForLines(
-    const SimulatedService& service, const std::string& what,
-    const std::function<bool(const std::vector<std::string>&)>& complete)
-{
-    const Deadline deadline(eventDeadlineMs);
-    for (;;) {
-        const bool last = deadline.HasPassed();
-        std::vector<std::string> lines = service.JournalLines();
-        if (complete(lines)) {
-            return lines;
-        }
-        if (last) {
-            std::string found;
-            for (const std::string& line : lines) {
-                found += "\n" + line;
-            }
-            throw std::runtime_error("waited in vain for " + what + " in the journal:" + found);
-        }
-        std::this_thread::sleep_for(lookAgainAfter);
-    }
-}
-
-}  // namespace
 
 const char* ClientProgram() { return CLIENT_PROGRAM; }
 const char* ServiceProgram() { return SERVICE_PROGRAM; }
@@ -97,12 +62,7 @@ SimulatedService& SimulatedService::Fault(const std::string& kind)
 SimulatedService& SimulatedService::Play(const std::string& scenario)
 {
     WriteWholeFile(files / "scenario", scenario);
-    return PlayFile(files / "scenario");
-}
-
-SimulatedService& SimulatedService::PlayFile(const std::string& path)
-{
-    return Option("--play").Option(path);
+    return Option("--play").Option(files / "scenario");
 }
 
 SimulatedService& SimulatedService::Accompany(const std::string& fileName,
@@ -168,10 +128,12 @@ void SimulatedService::Kill()
     killed = true;
 }
 
+std::string SimulatedService::ReadJournal() const { return ReadWholeFile(files / "journal"); }
+
 std::vector<std::string> SimulatedService::JournalLines() const
 {
     std::vector<std::string> lines;
-    std::istringstream text(ReadWholeFile(files / "journal"));
+    std::istringstream text(ReadJournal());
     for (std::string line; std::getline(text, line) && !text.eof();) {
         lines.push_back(line);
     }
@@ -180,15 +142,15 @@ std::vector<std::string> SimulatedService::JournalLines() const
 
 std::vector<std::string> SimulatedService::WaitForJournalLines(std::size_t count) const
 {
-    return WaitForLines(*this, std::to_string(count) + " lines",
-                        [=](const auto& lines) { return lines.size() >= count; });
+    WaitUntil([&] { return JournalLines().size() >= count; },
+              [&] { return std::to_string(count) + " lines in the journal:\n" + ReadJournal(); });
+    return JournalLines();
 }
 
 void SimulatedService::WaitForJournalLine(const std::string& line) const
 {
-    WaitForLines(*this, line, [&](const auto& lines) {
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    });
+    WaitUntil([&] { return ("\n" + ReadJournal()).find("\n" + line + "\n") != std::string::npos; },
+              [&] { return line + " in the journal:\n" + ReadJournal(); });
 }
 
 std::string SimulatedService::SocketPath() const { return directory + "/" + name; }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// The simulated service as a process of its own, described in words and then started:
+/// The simulated service as a process of its own:
 /// `SimulatedService(directory).Name("node1/SubtitleMgr").Fault("mute").Start()`.
 ///
 /// The destructor stops it; a status other than 0 fails the test.
@@ -25,8 +25,6 @@ public:
     SimulatedService& Fault(const std::string& kind);
     /// Plays a scenario of this text.
     SimulatedService& Play(const std::string& scenario);
-    /// Plays the scenario at this path.
-    SimulatedService& PlayFile(const std::string& path);
     /// A file beside the scenario of Play(), which names it as @\p name.
     SimulatedService& Accompany(const std::string& name, const std::string& content);
     SimulatedService& Loop();
@@ -42,24 +40,23 @@ public:
 
     /// Ends it by SIGTERM; a status other than 0 fails the test.
     void Stop();
-    /// Ends it by SIGKILL, so that it leaves its socket behind.
+    /// Ends it by SIGKILL, so that its socket stays.
     void Kill();
 
     /// The lines journalled so far, without their newlines; a line that is being written is left
     /// out.
     std::vector<std::string> JournalLines() const;
-    /// Waits until the journal has \p count lines; throws when the deadline passes.
+    /// \return the lines, \p count or more
     std::vector<std::string> WaitForJournalLines(std::size_t count) const;
-    /// Waits until the journal has this line.
     void WaitForJournalLine(const std::string& line) const;
 
     std::string SocketPath() const;
     /// The running program; only after a start.
     ChildProcess& Process();
-    bool IsStarted() const { return process != nullptr; }
 
 private:
     void EndAndCheck();
+    std::string ReadJournal() const;
 
     std::string directory;
     std::string program;

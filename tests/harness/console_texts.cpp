@@ -4,34 +4,29 @@
 
 namespace {
 
-/// A text of the console sessions, with \p words for {1}, {2} and so on.
-std::string PublishedText(const std::string& name, const std::vector<std::string>& words = {})
+std::string SharedText(const std::string& name)
 {
-    std::string text = ReadWholeFile(CONSOLE_TEXTS "/" + name + ".txt");
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        text.replace(text.find("{" + std::to_string(i + 1) + "}"), 3, words[i]);
-    }
-    return text;
+    return ReadWholeFile(CONSOLE_TEXTS "/" + name + ".txt");
+}
+
+std::string Menu(const std::string& state)
+{
+    std::string text = SharedText("menu");
+    return text.replace(text.find("{1}"), 3, state);
 }
 
 }  // namespace
 
-std::string UsageText() { return PublishedText("usage"); }
-std::string SubscribedMenu() { return PublishedText("menu", {"subscribed"}); }
-std::string UnsubscribedMenu() { return PublishedText("menu", {"unsubscribed"}); }
-std::string SensorTestMenu() { return PublishedText("sensor-menu"); }
-std::string AcceptedSubscriptions() { return PublishedText("subscribing"); }
-
-std::string DynamicTestMenu(const std::vector<std::string>& settings)
-{
-    return PublishedText("dynamic-menu", settings);
-}
+std::string UsageText() { return SharedText("usage"); }
+std::string SubscribedMenu() { return Menu("subscribed"); }
+std::string UnsubscribedMenu() { return Menu("unsubscribed"); }
+std::string AcceptedSubscriptions() { return SharedText("subscribing"); }
 
 std::string RegionReport(const std::map<unsigned, std::string>& rows, const std::string& otherShare)
 {
     const std::string noTraffic =
         "   F        0 +      0 +      0 =      0          0 +        0 +        0 =        0    ";
-    std::string report = PublishedText("report-head");
+    std::string report = SharedText("report-head");
     for (unsigned region = 1; region <= 14; ++region) {
         const auto row = rows.find(region);
         if (row != rows.end()) {

@@ -2,20 +2,14 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
-/// The published texts of the client, from the one place where they are: tests/sessions/texts/.
+/// The texts of the client that tests/sessions/texts/ holds.
 
 std::string UsageText();
 
 /// The menu from its empty line to its empty line, in each of its two states.
 std::string SubscribedMenu();
 std::string UnsubscribedMenu();
-
-/// Those of the sensor test and of the dynamic test. \p settings are its four numbers, "on" or
-/// "off".
-std::string SensorTestMenu();
-std::string DynamicTestMenu(const std::vector<std::string>& settings);
 
 /// What key 1 prints when the service accepts everything.
 std::string AcceptedSubscriptions();

@@ -4,16 +4,27 @@
 
 namespace {
 
-constexpr std::size_t longestShown = 4000;
+constexpr int linesShown = 2;             // on either side of the difference's own line
+constexpr std::size_t bytesShown = 1000;  // at most, where lines are long
 
-std::string Shown(const std::string& text, std::size_t difference)
+/// The lines of \p text around \p difference, where both texts are still the same.
+std::string Around(const std::string& text, std::size_t difference)
 {
-    // Of a very long text, the part around the difference.
-    const std::size_t start = difference > longestShown / 2 ? difference - longestShown / 2 : 0;
-    std::string shown = start > 0 ? "[...]\n" : "";
-    shown += VisibleText(text.substr(start, difference - start)) + ">>>HERE>>>";
-    shown += VisibleText(text.substr(difference, longestShown / 2));
-    return difference + longestShown / 2 < text.size() ? shown + "\n[...]" : shown;
+    std::size_t begin = difference;
+    for (int lines = 0; begin > 0 && difference - begin < bytesShown; --begin) {
+        lines += text[begin - 1] == '\n' ? 1 : 0;
+        if (lines > linesShown) {
+            break;
+        }
+    }
+    std::size_t end = difference;
+    for (int lines = 0; end < text.size() && end - difference < bytesShown && lines <= linesShown;
+         ++end) {
+        lines += text[end] == '\n' ? 1 : 0;
+    }
+    return (begin > 0 ? "[...]\n" : "") + VisibleText(text.substr(begin, difference - begin)) +
+           ">>>HERE>>>" + VisibleText(text.substr(difference, end - difference)) +
+           (end < text.size() ? "[...]" : "");
 }
 
 }  // namespace
@@ -29,9 +40,7 @@ std::string VisibleText(const std::string& text)
         } else if (c == '\n') {
             visible += "\\n\n";
         } else if (byte < 0x20 || byte > 0x7E) {
-            visible += "\\x";
-            visible += digits[byte >> 4];
-            visible += digits[byte & 15];
+            visible += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
         } else {
             visible += c;
         }
@@ -50,6 +59,6 @@ testing::AssertionResult CompareTexts(const char* actualExpression, const char* 
     return testing::AssertionFailure()
            << actualExpression << " is not " << expectedExpression << "; first difference at byte "
            << difference << "\n--- actual (" << actual.size() << " bytes)\n"
-           << Shown(actual, difference) << "\n--- expected (" << expected.size() << " bytes)\n"
-           << Shown(expected, difference);
+           << Around(actual, difference) << "\n--- expected (" << expected.size() << " bytes)\n"
+           << Around(expected, difference);
 }

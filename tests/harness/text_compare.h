@@ -8,9 +8,8 @@
 /// as \n followed by a real one, everything else as \xNN.
 std::string VisibleText(const std::string& text);
 
-/// Success when both are the same bytes, else both texts with the first difference marked.
+/// Success when both are the same bytes, else the lines of both around the first difference.
 testing::AssertionResult CompareTexts(const char* actualExpression, const char* expectedExpression,
                                       const std::string& actual, const std::string& expected);
 
 #define EXPECT_TEXT(actual, expected) EXPECT_PRED_FORMAT2(CompareTexts, actual, expected)
-#define ASSERT_TEXT(actual, expected) ASSERT_PRED_FORMAT2(CompareTexts, actual, expected)

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-/// Stands in for the operator's keyboard while it lives: std::cin reads this text, then its end.
+/// While it lives, std::cin reads this text, then its end.
 class TypedInput {
 public:
     explicit TypedInput(const std::string& text)
@@ -18,15 +18,13 @@ public:
     TypedInput& operator=(const TypedInput&) = delete;
 
     /// What no read has taken.
-    std::string Rest() { return typed.str().substr(Position()); }
-
-private:
-    std::string::size_type Position()
+    std::string Rest()
     {
-        return static_cast<std::string::size_type>(
-            typed.rdbuf()->pubseekoff(0, std::ios_base::cur, std::ios_base::in));
+        const auto at = typed.rdbuf()->pubseekoff(0, std::ios_base::cur, std::ios_base::in);
+        return typed.str().substr(static_cast<std::size_t>(at));
     }
 
+private:
     std::stringstream typed;
     std::streambuf* original;
 };

@@ -1,5 +1,5 @@
 // What the client asks of its platform, said in types: compiling this file against an SDK lists
-// every difference at once, in words. What the calls must do stands in docs/device-sdk.md.
+// every difference at once, in words. docs/device-sdk.md tells what the calls must do.
 
 #include <BoolItem.h>
 #include <CommonCli.h>

@@ -1,4 +1,4 @@
-"""What the model's client is connected to: the lock-step platform of tests/sdk/lockstep."""
+"""What the model's client is connected to: the lock-step platform of tests/sdk/vendor."""
 
 import zlib
 from collections import deque

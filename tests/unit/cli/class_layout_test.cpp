@@ -17,13 +17,14 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <pthread.h>
 #include <type_traits>
 #include <vector>
 
 namespace {
 
-/// The place of a virtual function in its class's table, the destructor's two included. The C++ ABI
-/// of all our compilers gives a pointer to it as the offset in the table, plus one.
+/// The place of a virtual function in its class's table, after the two of the destructor. The C++
+/// ABI of all our compilers gives a pointer to it as the offset in the table, plus one.
 template <typename Function>
 std::size_t Slot(Function function)
 {
@@ -32,35 +33,7 @@ std::size_t Slot(Function function)
     static_assert(sizeof words == sizeof function);
     std::memcpy(words, &function, sizeof words);
     EXPECT_EQ(words[0] % 2, 1u) << "not virtual";
-    return words[0] / sizeof(void*);
-}
-
-/// \param members  addresses in one object, in the order of the declarations
-void ExpectInOrder(const std::vector<const void*>& members)
-{
-    std::vector<const void*> sorted = members;
-    std::sort(sorted.begin(), sorted.end(), std::less<const void*>());
-    EXPECT_EQ(members, sorted);
-}
-
-template <typename Client>
-void ExpectTheFramesSlots()
-{
-    EXPECT_EQ(Slot(&Client::Usage), 2u);
-    EXPECT_EQ(Slot(&Client::HandleLogLevel), 3u);
-    EXPECT_EQ(Slot(&Client::SetLogLevel), 4u);
-    EXPECT_EQ(Slot(&Client::ProcessOption), 5u);
-    EXPECT_EQ(Slot(&Client::RunIt), 6u);
-    EXPECT_EQ(Slot(&Client::PreInit), 7u);
-    EXPECT_EQ(Slot(&Client::PostInit), 8u);
-}
-
-template <typename Record>
-void ExpectARecordsSlots()
-{
-    EXPECT_EQ(Slot(&Record::Decode), 2u);
-    EXPECT_EQ(Slot(&Record::Encode), 3u);
-    EXPECT_EQ(Slot(&Record::EncodedSize), 4u);
+    return words[0] / sizeof(void*) - 2;
 }
 
 /// Adds a virtual function to those of \p Class: its slot is their number.
@@ -69,10 +42,34 @@ struct WithOneMore : Class {
     virtual void OneMore() {}
 };
 
-template <typename Class>
-std::size_t CountSlots()
+/// Requires that \p Class has these virtual functions, in this order, and no others.
+template <typename Class, typename... Functions>
+void ExpectSlots(Functions... functions)
 {
-    return Slot(&WithOneMore<Class>::OneMore);
+    const std::vector<std::size_t> slots{Slot(functions)..., Slot(&WithOneMore<Class>::OneMore)};
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        EXPECT_EQ(slots[i], i);
+    }
+}
+
+template <typename Client>
+void ExpectSlotsOfClient()
+{
+    ExpectSlots<Client>(&Client::Usage, &Client::HandleLogLevel, &Client::SetLogLevel,
+                        &Client::ProcessOption, &Client::RunIt, &Client::PreInit,
+                        &Client::PostInit);
+}
+
+template <typename Record>
+void ExpectSlotsOfRecord()
+{
+    ExpectSlots<Record>(&Record::Decode, &Record::Encode, &Record::EncodedSize);
+}
+
+/// \param members  addresses in one object, in the order of the declarations
+void ExpectInOrder(const std::vector<const void*>& members)
+{
+    EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<const void*>()));
 }
 
 /// Defined below, where an explicit instantiation may name private members.
@@ -88,41 +85,38 @@ struct PrivateMembers {
 template struct PrivateMembers<&SubtitleMgrCli::requestMsg, &SubtitleMgrCli::serverName,
                                &SubtitleMgrCli::subtitleClient, &SubtitleMgrCli::receiveThread>;
 
-TEST(TheFramesVirtualFunctions, AreInTheirOrder)
+/// The client's members as they are listed, after the same base.
+struct ListedMembers : CommonCli {
+    IpcMessage requestMsg;
+    std::string serverName;
+    SubtitleClient subtitleClient;
+    pthread_t receiveThread;
+};
+
+TEST(ClassLayout, KeepsTheVirtualFunctionsInOrder)
 {
-    ExpectTheFramesSlots<CommonCli>();
-    EXPECT_EQ(CountSlots<CommonCli>(), 9u);
+    ExpectSlotsOfClient<CommonCli>();
+    ExpectSlotsOfClient<SubtitleMgrCli>();
+    ExpectSlotsOfRecord<Item>();
+    ExpectSlotsOfRecord<BoolItem>();
+    ExpectSlotsOfRecord<RegionDataItem>();
+    ExpectSlotsOfRecord<RegionVisItem>();
+    ExpectSlotsOfRecord<PaletteItem>();
+    ExpectSlots<IpcMessage>(&IpcMessage::Payload);
+    struct Entry : LogMsg {};
+    ExpectSlots<Entry>();
 }
 
-TEST(TheClientsVirtualFunctions, AreInTheFramesOrder)
-{
-    ExpectTheFramesSlots<SubtitleMgrCli>();
-    EXPECT_EQ(CountSlots<SubtitleMgrCli>(), 9u);
-}
-
-TEST(TheClientsMembers, AreInTheirOrder)
+TEST(ClassLayout, KeepsTheMembersOfTheClientInOrder)
 {
     const SubtitleMgrCli client;
-    ExpectInOrder(MembersOf(client));
-    EXPECT_EQ(MembersOf(client).size(), 4u);
-    EXPECT_EQ(MembersOf(client)[0], reinterpret_cast<const char*>(&client) + sizeof(CommonCli));
+    const std::vector<const void*> members = MembersOf(client);
+    ExpectInOrder(members);
+    EXPECT_EQ(members[0], reinterpret_cast<const char*>(&client) + sizeof(CommonCli));
+    EXPECT_EQ(sizeof(SubtitleMgrCli), sizeof(ListedMembers));
 }
 
-TEST(EveryRecordsVirtualFunctions, AreInTheirOrder)
-{
-    ExpectARecordsSlots<Item>();
-    ExpectARecordsSlots<BoolItem>();
-    ExpectARecordsSlots<RegionDataItem>();
-    ExpectARecordsSlots<RegionVisItem>();
-    ExpectARecordsSlots<PaletteItem>();
-    EXPECT_EQ(CountSlots<Item>(), 5u);
-    EXPECT_EQ(CountSlots<BoolItem>(), 5u);
-    EXPECT_EQ(CountSlots<RegionDataItem>(), 5u);
-    EXPECT_EQ(CountSlots<RegionVisItem>(), 5u);
-    EXPECT_EQ(CountSlots<PaletteItem>(), 5u);
-}
-
-TEST(EveryRecordsFields, AreInTheirOrder)
+TEST(ClassLayout, KeepsTheFieldsOfRecordsInOrder)
 {
     const RegionDataItem bitmap;
     ExpectInOrder({&bitmap.regionId, &bitmap.subtitleFormat, &bitmap.data});
@@ -131,18 +125,6 @@ TEST(EveryRecordsFields, AreInTheirOrder)
     const PaletteItem palette;
     ExpectInOrder(
         {&palette.regionId, &palette.backgroundCode, &palette.fill, &palette.paletteData});
-}
-
-TEST(AMessagesVirtualFunctions, AreTheDestructorAndThePayload)
-{
-    EXPECT_EQ(Slot(&IpcMessage::Payload), 2u);
-    EXPECT_EQ(CountSlots<IpcMessage>(), 3u);
-}
-
-TEST(AnEntrysVirtualFunctions, AreTheDestructorAlone)
-{
-    struct Entry : LogMsg {};
-    EXPECT_EQ(CountSlots<Entry>(), 2u);
 }
 
 }  // namespace

@@ -8,64 +8,63 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <string>
 
 namespace {
 
-std::ptrdiff_t ThreadCount()
-{
-    const std::filesystem::directory_iterator threads("/proc/self/task");
-    return std::distance(begin(threads), end(threads));
-}
-
-class TheConnection : public testing::Test {
+class Connection : public testing::Test {
 protected:
+    Connection() { setenv("LINX_DIR", (files / "linx").c_str(), 1); }
+
+    static std::ptrdiff_t ThreadCount()
+    {
+        const std::filesystem::directory_iterator threads("/proc/self/task");
+        return std::distance(begin(threads), end(threads));
+    }
+
+    /// PreInit() of the client. \return its result; standard error goes to `errors`
+    int Connect()
+    {
+        int result = 0;
+        errors = ErrorsOf([&] { result = client->PreInit(); });
+        return result;
+    }
+
     TempDir files;
-    SubtitleMgrCli client;
+    std::unique_ptr<SubtitleMgrCli> client = std::make_unique<SubtitleMgrCli>();
+    std::string errors;
+    const std::ptrdiff_t threadsBefore = ThreadCount();
 };
 
-TEST_F(TheConnection, IsNotMadeByTheConstructor)
+TEST_F(Connection, IsNotMadeByTheConstructor)
 {
-    setenv("LINX_DIR", (files / "linx").c_str(), 1);
-    const std::ptrdiff_t before = ThreadCount();
     const SubtitleMgrCli another;
-    EXPECT_EQ(ThreadCount(), before);
+    EXPECT_EQ(ThreadCount(), threadsBefore);
     EXPECT_FALSE(std::filesystem::exists(files / "linx"));
 }
 
-TEST_F(TheConnection, OpensTheEndpointAndStartsAThread)
+TEST_F(Connection, OpensTheEndpointAndStartsAThread)
 {
-    setenv("LINX_DIR", (files / "linx").c_str(), 1);
-    const std::ptrdiff_t before = ThreadCount();
-    int result = 0;
-    EXPECT_TEXT(ErrorsOf([&] { result = client.PreInit(); }), "");
-    EXPECT_EQ(result, 1);
-    EXPECT_GT(ThreadCount(), before);
+    EXPECT_EQ(Connect(), 1);
+    EXPECT_TEXT(errors, "");
+    EXPECT_GT(ThreadCount(), threadsBefore);
     EXPECT_TRUE(std::filesystem::is_directory(files / "linx"));
 }
 
-TEST_F(TheConnection, StartsTheThreadEvenWhenTheEndpointCannotBeOpened)
+TEST_F(Connection, StartsTheThreadEvenWhenTheEndpointCannotBeOpened)
 {
     WriteWholeFile(files / "linx", "a file where a folder should be");
-    setenv("LINX_DIR", (files / "linx").c_str(), 1);
-    const std::ptrdiff_t before = ThreadCount();
-    int result = 0;
-    EXPECT_TEXT(ErrorsOf([&] { result = client.PreInit(); }),
-                "Error initializing the connection\n");
-    EXPECT_EQ(result, 2);
-    EXPECT_GT(ThreadCount(), before);
+    EXPECT_EQ(Connect(), 2);
+    EXPECT_TEXT(errors, "Error initializing the connection\n");
+    EXPECT_GT(ThreadCount(), threadsBefore);
 }
 
-TEST_F(TheConnection, LeavesTheThreadRunningBehindTheClient)
+TEST_F(Connection, LeavesTheThreadRunningAfterTheClient)
 {
-    setenv("LINX_DIR", (files / "linx").c_str(), 1);
-    std::ptrdiff_t running = 0;
-    {
-        SubtitleMgrCli shortLived;
-        shortLived.PreInit();
-        running = ThreadCount();
-    }
-    EXPECT_EQ(ThreadCount(), running);
+    Connect();
+    client.reset();
+    EXPECT_GT(ThreadCount(), threadsBefore);
 }
 
 }  // namespace

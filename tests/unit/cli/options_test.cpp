@@ -15,6 +15,35 @@
 
 namespace {
 
+TEST(OptionTable, HasEightLongNamesAndATerminator)
+{
+    struct Row {
+        const char* name;
+        int hasArgument;
+        int value;
+    };
+    const std::vector<Row> rows{
+        {"ping", 0, 'p'},     {"quit", 0, 'q'},        {"help", 0, 'h'},
+        {"usage", 0, 'h'},    {"interactive", 0, 'i'}, {"connection", 1, 'e'},
+        {"loglevel", 0, 'l'}, {"setloglevel", 1, 's'}, {nullptr, 0, 0}};
+    ASSERT_EQ(rows.size(), longOptionCount);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_STREQ(longOptions[i].name, rows[i].name);
+        EXPECT_EQ(longOptions[i].has_arg, rows[i].hasArgument);
+        EXPECT_EQ(longOptions[i].flag, nullptr);
+        EXPECT_EQ(longOptions[i].val, rows[i].value);
+    }
+    EXPECT_STREQ(shortOptions, "pqhice:ls:");
+}
+
+TEST(OptionTable, IsWritable)
+{
+    longOptions[0].has_arg = 2;
+    EXPECT_EQ(longOptions[0].has_arg, 2);
+    longOptions[0].has_arg = 0;
+}
+
 /// The client with the frame's log-level commands replaced by notes of how they are called.
 class NotingClient : public SubtitleMgrCli {
 public:
@@ -39,205 +68,125 @@ public:
     int setLogLevelResult = 1;
 };
 
-/// What an option prints and what it returns.
-struct Outcome {
+class Option : public testing::Test {
+protected:
+    void Process(int option, const char* argument = nullptr)
+    {
+        output = OutputOf([&] { result = client.ProcessOption(option, argument); });
+    }
+
+    void ExpectServer() const
+    {
+        EXPECT_EQ(client.endpoint, &linxIpc);
+        EXPECT_EQ(client.serverName, "SubtitleMgr");
+    }
+
+    NotingClient client;
     int result = 0;
     std::string output;
 };
 
-Outcome Process(SubtitleMgrCli& client, int option, const char* argument = nullptr)
+TEST_F(Option, PrintsTheUsageForHelpAndForWhatIsNoOption)
 {
-    Outcome outcome;
-    outcome.output = OutputOf([&] { outcome.result = client.ProcessOption(option, argument); });
-    return outcome;
-}
-
-unsigned int LevelOf(const char* argument)
-{
-    NotingClient client;
-    client.ProcessOption('s', argument);
-    return client.level;
-}
-
-TEST(OptionTable, HasEightLongNamesAndATerminator)
-{
-    struct Row {
-        std::string name;
-        int hasArgument;
-        int value;
-    };
-    const std::vector<Row> rows{{"ping", 0, 'p'},        {"quit", 0, 'q'},
-                                {"help", 0, 'h'},        {"usage", 0, 'h'},
-                                {"interactive", 0, 'i'}, {"connection", 1, 'e'},
-                                {"loglevel", 0, 'l'},    {"setloglevel", 1, 's'}};
-    ASSERT_EQ(rows.size() + 1, longOptionCount);
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_EQ(longOptions[i].name, rows[i].name);
-        EXPECT_EQ(longOptions[i].has_arg, rows[i].hasArgument) << rows[i].name;
-        EXPECT_EQ(longOptions[i].flag, nullptr) << rows[i].name;
-        EXPECT_EQ(longOptions[i].val, rows[i].value) << rows[i].name;
+    for (const int option : std::vector<int>{'h', '?', ':', 'd', 'f', 'r', 'H', 0, -1, 1000}) {
+        Process(option);
+        EXPECT_TEXT(output, UsageText());
+        EXPECT_EQ(result, 2) << option;
     }
-    const struct option& last = longOptions[longOptionCount - 1];
-    EXPECT_EQ(last.name, nullptr);
-    EXPECT_EQ(last.has_arg, 0);
-    EXPECT_EQ(last.flag, nullptr);
-    EXPECT_EQ(last.val, 0);
 }
 
-TEST(OptionTable, IsWritable)
-{
-    longOptions[0].has_arg = 2;
-    EXPECT_EQ(longOptions[0].has_arg, 2);
-    longOptions[0].has_arg = 0;
-}
-
-TEST(OptionTable, HasTheLettersWithC) { EXPECT_STREQ(shortOptions, "pqhice:ls:"); }
-
-TEST(UsageOption, PrintsTheUsage)
-{
-    SubtitleMgrCli client;
-    const Outcome outcome = Process(client, 'h');
-    EXPECT_TEXT(outcome.output, UsageText());
-    EXPECT_EQ(outcome.result, 2);
-}
-
-TEST(UsageOption, GoesThroughTheVirtualTable)
+TEST_F(Option, PrintsTheUsageThroughTheVirtualTable)
 {
     class QuietClient : public SubtitleMgrCli {
         void Usage() override {}
     };
-    QuietClient client;
-    EXPECT_TEXT(Process(client, 'h').output, "");
-    EXPECT_TEXT(Process(client, '?').output, "");
+    QuietClient quiet;
+    EXPECT_TEXT(OutputOf([&] { quiet.ProcessOption('h', nullptr); }), "");
+    EXPECT_TEXT(OutputOf([&] { quiet.ProcessOption('?', nullptr); }), "");
 }
 
-TEST(AnUnknownOption, PrintsTheUsage)
+TEST_F(Option, OnlyConfiguresForConfigAndConnection)
 {
-    SubtitleMgrCli client;
-    for (const int option : std::vector<int>{'?', ':', 'd', 'f', 'r', 'H', 0, -1, 1000}) {
-        const Outcome outcome = Process(client, option);
-        EXPECT_TEXT(outcome.output, UsageText());
-        EXPECT_EQ(outcome.result, 2) << option;
-    }
-}
-
-TEST(ConfigOption, DoesNothing)
-{
-    SubtitleMgrCli client;
-    const Outcome outcome = Process(client, 'c');
-    EXPECT_TEXT(outcome.output, "");
-    EXPECT_EQ(outcome.result, 1);
-}
-
-TEST(ConnectionOption, PrintsNothing)
-{
-    SubtitleMgrCli client;
-    const Outcome outcome = Process(client, 'e', "node1");
-    EXPECT_TEXT(outcome.output, "");
-    EXPECT_EQ(outcome.result, 1);
-}
-
-TEST(ConnectionOption, WithoutArgumentIsTheLibrarysLogicError)
-{
-    SubtitleMgrCli client;
+    Process('c');
+    EXPECT_TEXT(output, "");
+    EXPECT_EQ(result, 1);
+    Process('e', "node1");
+    EXPECT_TEXT(output, "");
+    EXPECT_EQ(result, 1);
     EXPECT_THROW(client.ProcessOption('e', nullptr), std::logic_error);
 }
 
-TEST(InteractiveOption, RunsTheConsoleAndReturnsItsResult)
+TEST_F(Option, RunsTheConsoleAndReturnsItsResult)
 {
-    SubtitleMgrCli client;
     const TypedInput input("x\n");
-    const Outcome outcome = Process(client, 'i');
-    EXPECT_TEXT(outcome.output, UnsubscribedMenu());
-    EXPECT_EQ(outcome.result, 3);
+    Process('i');
+    EXPECT_TEXT(output, UnsubscribedMenu());
+    EXPECT_EQ(result, 3);
 }
 
-TEST(PingAndQuitOptions, ReturnTheSameWhateverTheOutcome)
+TEST_F(Option, ReturnsTheSameForPingAndQuitThatFail)
 {
-    SubtitleMgrCli client;  // with an endpoint that is not open, so that both fail
-    int ping = 0;
-    int quit = 0;
-    const std::string errors = ErrorsOf([&] {
-        ping = Process(client, 'p').result;
-        quit = Process(client, 'q').result;
-    });
-    EXPECT_EQ(ping, 3);
-    EXPECT_EQ(quit, 3);
-    EXPECT_TEXT(errors, "Error running ping\nShut down Requested\nError running quit\n");
+    // The endpoint is not open.
+    EXPECT_TEXT(ErrorsOf([&] { Process('p'); }), "Error running ping\n");
+    EXPECT_EQ(result, 3);
+    EXPECT_TEXT(ErrorsOf([&] { Process('q'); }), "Shut down Requested\nError running quit\n");
+    EXPECT_EQ(result, 3);
 }
 
-TEST(LogLevelOption, ReturnsWhatTheFrameReturns)
+TEST_F(Option, ReturnsWhatTheFrameReturnsForTheLogLevel)
 {
-    NotingClient client;
-    EXPECT_EQ(Process(client, 'l').result, 7);
-    EXPECT_EQ(client.endpoint, &linxIpc);
-    EXPECT_EQ(client.serverName, "SubtitleMgr");
+    Process('e', "node1");  // a prefix that only ping and quit use
+    Process('l');
+    EXPECT_EQ(result, 7);
+    ExpectServer();
 }
 
-TEST(SetLogLevelOption, AddsTwoToWhatTheFrameReturns)
-{
-    NotingClient client;
-    EXPECT_EQ(Process(client, 's', "7").result, 3);
-    EXPECT_EQ(client.endpoint, &linxIpc);
-    EXPECT_EQ(client.serverName, "SubtitleMgr");
-    client.setLogLevelResult = 0;
-    EXPECT_EQ(Process(client, 's', "7").result, 2);
-}
-
-TEST(SetLogLevelOption, TakesWhatTheArgumentStartsWith)
-{
-    EXPECT_EQ(LevelOf("7"), 7u);
-    EXPECT_EQ(LevelOf("12x"), 12u);
-    EXPECT_EQ(LevelOf(" 63"), 63u);
-    EXPECT_EQ(LevelOf("010"), 10u);
-}
-
-TEST(SetLogLevelOption, TakesZeroForNoNumber)
-{
-    EXPECT_EQ(LevelOf("x"), 0u);
-    EXPECT_EQ(LevelOf("abc"), 0u);
-    EXPECT_EQ(LevelOf(""), 0u);
-    EXPECT_EQ(LevelOf("0x1F"), 0u);
-}
-
-TEST(SetLogLevelOption, TakesNegativeNumbersAsUnsigned)
-{
-    EXPECT_EQ(LevelOf("-1"), 0xFFFFFFFFu);
-    EXPECT_EQ(LevelOf("-7"), 0xFFFFFFF9u);
-}
-
-TEST(LogLevelOption, FailsWhenTheFrameHasNoMemory)
+TEST_F(Option, FailsWhenTheFrameHasNoMemory)
 {
     class ClientWithoutMemory : public SubtitleMgrCli {
         int HandleLogLevel(LinxIpc&, const std::string&) override { throw std::bad_alloc(); }
     };
-    ClientWithoutMemory client;
-    EXPECT_EQ(Process(client, 'l').result, 2);
+    EXPECT_EQ(ClientWithoutMemory().ProcessOption('l', nullptr), 2);
 }
 
-TEST(LogLevelOptions, NeverUseAPrefix)
+TEST_F(Option, AddsTwoToWhatTheFrameReturnsForSettingTheLogLevel)
 {
-    NotingClient client;
-    client.ProcessOption('e', "node1");
-    client.ProcessOption('l', nullptr);
-    EXPECT_EQ(client.serverName, "SubtitleMgr");
-    client.serverName.clear();
-    client.ProcessOption('s', "1");
-    EXPECT_EQ(client.serverName, "SubtitleMgr");
+    Process('e', "node1");
+    Process('s', "7");
+    EXPECT_EQ(result, 3);
+    ExpectServer();
+    client.setLogLevelResult = 0;
+    Process('s', "7");
+    EXPECT_EQ(result, 2);
 }
 
-TEST(TheFramesOtherOperations, DoNothingAndReturnOne)
+TEST_F(Option, TakesTheLogLevelFromTheStartOfTheArgument)
 {
-    SubtitleMgrCli client;
-    int run = 0;
-    int post = 0;
+    struct Row {
+        const char* argument;
+        unsigned int level;
+    };
+    for (const Row& row : std::vector<Row>{{"7", 7},
+                                           {"12x", 12},
+                                           {" 63", 63},
+                                           {"010", 10},
+                                           {"x", 0},
+                                           {"", 0},
+                                           {"0x1F", 0},
+                                           {"-1", 0xFFFFFFFF},
+                                           {"-7", 0xFFFFFFF9}}) {
+        Process('s', row.argument);
+        EXPECT_EQ(client.level, row.level) << row.argument;
+    }
+}
+
+TEST_F(Option, DoesNothingInTheOtherOperationsOfTheFrame)
+{
     EXPECT_TEXT(OutputOf([&] {
-                    run = client.RunIt();
-                    post = client.PostInit();
+                    EXPECT_EQ(client.RunIt(), 1);
+                    EXPECT_EQ(client.PostInit(), 1);
                 }),
                 "");
-    EXPECT_EQ(run, 1);
-    EXPECT_EQ(post, 1);
 }
 
 }  // namespace

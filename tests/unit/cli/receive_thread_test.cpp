@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -27,17 +28,13 @@ void NoteCall(LinxIpc*, void*)
     ++calls;
 }
 
-bool WaitForCalls(int count)
+void WaitForCalls(int count)
 {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(eventDeadlineMs);
-    while (calls < count && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return calls == count;
+    WaitUntil([=] { return calls == count; },
+              [] { return "one more call than " + std::to_string(calls); });
 }
 
-TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
+TEST(ReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
 {
     const TempDir directory;
     SimulatedService service(directory.Path());
@@ -57,7 +54,7 @@ TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
     EXPECT_EQ(calls, 0);
 
     subscribed = true;
-    EXPECT_TRUE(WaitForCalls(1));
+    WaitForCalls(1);
     EXPECT_FALSE(calledOnMainThread);
 
     // The console pauses for 20 milliseconds, since the Receive() under way takes at most 10. More
@@ -69,7 +66,7 @@ TEST(TheReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
     EXPECT_EQ(calls, 1);
 
     subscribed = true;
-    EXPECT_TRUE(WaitForCalls(2));
+    WaitForCalls(2);
     subscribed = false;
 }
 

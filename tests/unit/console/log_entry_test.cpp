@@ -10,7 +10,36 @@
 
 namespace {
 
-/// Notes when somebody makes a text of it.
+using Lines = std::vector<std::string>;
+
+TEST(LogEntry, BeginsWithTheClientsNameAndTheLine)
+{
+    const KeptLog log;
+    MakeLogEntry(2, 4711, "Error opening file ", std::string("a.bin"));
+    MakeLogEntry(8, 1, "( ", 0, " of ", 4294967295u, " )");
+    EXPECT_EQ(log.Entries(), (Lines{"level=2 SubtitleMgrCli:4711 Error opening file a.bin",
+                                    "level=8 SubtitleMgrCli:1 ( 0 of 4294967295 )"}));
+}
+
+TEST(LogEntry, IsMadeOnlyWhenItsBitIsSet)
+{
+    for (const unsigned int level : {0u, 1u, 2u, 7u, 8u, 13u, 15u}) {
+        const KeptLog log;
+        LogClient::Instance().Level(level);
+        MakeLogEntry(2, 1, "error");
+        MakeLogEntry(8, 1, "note");
+        Lines expected;
+        if (level & 2) {
+            expected.push_back("level=2 SubtitleMgrCli:1 error");
+        }
+        if (level & 8) {
+            expected.push_back("level=8 SubtitleMgrCli:1 note");
+        }
+        EXPECT_EQ(log.Entries(), expected) << level;
+    }
+}
+
+/// Notes when a text is made of it.
 struct Probe {
     bool* shown;
 };
@@ -21,39 +50,7 @@ std::ostream& operator<<(std::ostream& out, const Probe& probe)
     return out << "probe";
 }
 
-using Lines = std::vector<std::string>;
-
-TEST(ALogEntry, BeginsWithTheClientsNameAndTheLine)
-{
-    const KeptLog log;
-    MakeLogEntry(2, 4711, "Error opening file ", std::string("a.bin"));
-    MakeLogEntry(8, 1, "( ", 0, " of ", 4294967295u, " )");
-    EXPECT_EQ(log.Entries(), (Lines{"level=2 SubtitleMgrCli:4711 Error opening file a.bin",
-                                    "level=8 SubtitleMgrCli:1 ( 0 of 4294967295 )"}));
-}
-
-TEST(ALogEntry, IsMadeOnlyWhenItsBitIsSet)
-{
-    const KeptLog log;
-    for (unsigned int level = 0; level < 16; ++level) {
-        LogClient::Instance().Level(level);
-        MakeLogEntry(2, 1, "error at ", level);
-        MakeLogEntry(8, 1, "note at ", level);
-    }
-    Lines expected;
-    for (unsigned int level = 0; level < 16; ++level) {
-        if (level == 2 || level == 3 || level == 6 || level == 7 || level == 10 || level == 11 ||
-            level == 14 || level == 15) {
-            expected.push_back("level=2 SubtitleMgrCli:1 error at " + std::to_string(level));
-        }
-        if (level >= 8) {
-            expected.push_back("level=8 SubtitleMgrCli:1 note at " + std::to_string(level));
-        }
-    }
-    EXPECT_EQ(log.Entries(), expected);
-}
-
-TEST(ALogEntry, MakesNoTextWhenItsBitIsClear)
+TEST(LogEntry, MakesNoTextWhenItsBitIsClear)
 {
     const KeptLog log;
     bool shown = false;

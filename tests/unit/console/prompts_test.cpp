@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(AMenuKey, IsOneCharacterBehindWhiteSpace)
+TEST(MenuKey, IsOneCharacterAfterWhiteSpace)
 {
     TypedInput input(" \n\t 12\n");
     char key = 0;
@@ -18,50 +18,39 @@ TEST(AMenuKey, IsOneCharacterBehindWhiteSpace)
     ReadMenuKey(key);
     EXPECT_EQ(key, '2');
     EXPECT_EQ(input.Rest(), "\n");
-}
-
-TEST(AMenuKey, KeepsItsValueAtTheEndOfTheInput)
-{
-    const TypedInput input(" \n");
-    char key = 's';
     ReadMenuKey(key);
-    EXPECT_EQ(key, 's');
+    EXPECT_EQ(key, '2') << "changed at the end of the input";
 }
 
-TEST(ANumber, IsAskedForWithoutALineEnd)
+struct TypedNumber {
+    const char* name;
+    const char* typed;
+    unsigned int number;
+    const char* rest;
+};
+
+class TypedNumbers : public testing::TestWithParam<TypedNumber> {};
+
+TEST_P(TypedNumbers, AreRead)
 {
-    const TypedInput input("12\n");
-    unsigned int number = 0;
+    TypedInput input(GetParam().typed);
+    unsigned int number = 42;
     EXPECT_TEXT(OutputOf([&] { AskNumber("Enter region ID: ", number); }), "Enter region ID: ");
-    EXPECT_EQ(number, 12u);
+    EXPECT_EQ(number, GetParam().number);
+    if (!std::cin.fail()) {
+        EXPECT_EQ(input.Rest(), GetParam().rest);
+    }
 }
 
-TEST(ANumber, LeavesTheRestOfItsLine)
-{
-    TypedInput input("\n  7x\n");
-    unsigned int number = 0;
-    OutputOf([&] { AskNumber("", number); });
-    EXPECT_EQ(number, 7u);
-    EXPECT_EQ(input.Rest(), "x\n");
-}
+INSTANTIATE_TEST_SUITE_P(, TypedNumbers,
+                         testing::Values(TypedNumber{"Decimal", "010\n", 10, "\n"},
+                                         TypedNumber{"BeforeOtherText", "\n  7x\n", 7, "x\n"},
+                                         TypedNumber{"Largest", "4294967295 ", 4294967295u, " "},
+                                         TypedNumber{"Word", "seven", 0, ""},
+                                         TypedNumber{"EndOfInput", "", 42, ""}),
+                         [](const auto& tested) { return tested.param.name; });
 
-TEST(ANumber, IsDecimal)
-{
-    const TypedInput input("010");
-    unsigned int number = 0;
-    OutputOf([&] { AskNumber("", number); });
-    EXPECT_EQ(number, 10u);
-}
-
-TEST(ANumber, MayBeTheLargestOf32Bits)
-{
-    const TypedInput input("4294967295 ");
-    unsigned int number = 0;
-    OutputOf([&] { AskNumber("", number); });
-    EXPECT_EQ(number, 4294967295u);
-}
-
-TEST(ANumber, BecomesZeroWhenItDoesNotParseAndSpoilsEveryLaterRead)
+TEST(Number, ThatDoesNotParseSpoilsEveryLaterRead)
 {
     const TypedInput input("seven 8 9 word t\n");
     unsigned int first = 5;
@@ -86,15 +75,7 @@ TEST(ANumber, BecomesZeroWhenItDoesNotParseAndSpoilsEveryLaterRead)
     EXPECT_TRUE(std::cin.fail());
 }
 
-TEST(ANumber, KeepsItsValueAtTheEndOfTheInput)
-{
-    const TypedInput input("");
-    unsigned int number = 42;
-    OutputOf([&] { AskNumber("", number); });
-    EXPECT_EQ(number, 42u);
-}
-
-TEST(AWord, EndsAtWhiteSpace)
+TEST(Word, EndsAtWhiteSpace)
 {
     TypedInput input("  my file.bin\n");
     std::string word;
@@ -103,7 +84,7 @@ TEST(AWord, EndsAtWhiteSpace)
     EXPECT_EQ(input.Rest(), " file.bin\n");
 }
 
-TEST(AYesNoAnswer, IsUnderstoodByTheStringLibrary)
+TEST(YesNoAnswer, IsUnderstoodByTheStringLibrary)
 {
     const TypedInput input("t f TRUE no maybe yes\n");
     std::string answers;

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <new>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -36,17 +37,19 @@ protected:
         EXPECT_TEXT(OutputOf([&] { client.WriteFile(path, size, data); }), "");
     }
 
-    /// The log without the line numbers: "level=8 Successfully opened output file x".
-    Lines Log() const
+    /// \param expected  without line numbers: "level=8 Successfully opened output file x"
+    void ExpectLog(const Lines& expected) const
     {
         Lines entries;
-        for (std::string entry : log.Entries()) {
-            const std::string name = " SubtitleMgrCli:";
-            const auto begin = entry.find(name);
-            const auto end = entry.find(' ', begin + 1);
-            entries.push_back(entry.substr(0, begin) + entry.substr(end));
+        for (const std::string& entry : log.Entries()) {
+            entries.push_back(std::regex_replace(entry, std::regex(" SubtitleMgrCli:[0-9]+"), ""));
         }
-        return entries;
+        EXPECT_EQ(entries, expected);
+    }
+
+    static std::ptrdiff_t OpenDescriptors()
+    {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     }
 
     TempDir files;
@@ -55,22 +58,48 @@ protected:
     Bytes data{9, 9};
 };
 
-const std::string readNote = "SubtitleRegion::UpdateRegionFile() - ";
+const std::string note = " SubtitleRegion::UpdateRegionFile() - ";
 
-TEST_F(RegionFiles, AreReadWhole)
+std::string Opened(const std::string& path)
+{
+    return "level=8" + note + "Successfully opened file " + path;
+}
+
+std::string ReadOnly(const std::string& counts)
+{
+    return "level=2" + note + "Error reading file ( " + counts + " )";
+}
+
+TEST_F(RegionFiles, AreReadAsFarAsAsked)
 {
     Read(files / "four", 4);
     EXPECT_EQ(data, (Bytes{0, 127, 128, 255}));
-    EXPECT_EQ(Log(),
-              (Lines{"level=8 " + readNote + "Successfully opened file " + (files / "four")}));
+    Read(files / "four", 3);
+    EXPECT_EQ(data, (Bytes{0, 127, 128}));
+    Read(files / "four", 0);
+    EXPECT_EQ(data, Bytes{});
+    ExpectLog(Lines(3, Opened(files / "four")));
+    Read("/dev/zero", 100000);
+    EXPECT_EQ(data, Bytes(100000, 0));
 }
 
-std::ptrdiff_t OpenDescriptors()
+TEST_F(RegionFiles, LeaveTheDataWhenTheyAreTooShort)
 {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    Read(files / "four", 5);
+    Read(files.Path(), 1);  // a folder, which opens
+    EXPECT_EQ(data, (Bytes{9, 9}));
+    ExpectLog(
+        {Opened(files / "four"), ReadOnly("4 of 5"), Opened(files.Path()), ReadOnly("0 of 1")});
 }
 
-TEST_F(RegionFiles, AreClosedAgainWhateverBecameOfThem)
+TEST_F(RegionFiles, LeaveTheDataWhenTheyAreMissing)
+{
+    Read(files / "none", 1);
+    EXPECT_EQ(data, (Bytes{9, 9}));
+    ExpectLog({"level=2" + note + "Error opening file " + (files / "none")});
+}
+
+TEST_F(RegionFiles, AreClosedAfterSuccessAndFailure)
 {
     const std::ptrdiff_t before = OpenDescriptors();
     Read(files / "four", 4);
@@ -83,51 +112,7 @@ TEST_F(RegionFiles, AreClosedAgainWhateverBecameOfThem)
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST_F(RegionFiles, AreReadOnlyAsFarAsAsked)
-{
-    Read(files / "four", 3);
-    EXPECT_EQ(data, (Bytes{0, 127, 128}));
-    EXPECT_EQ(Log().size(), 1u) << "no message says that there was more";
-}
-
-TEST_F(RegionFiles, AreOpenedAndEmptyWhenNothingIsAsked)
-{
-    Read(files / "four", 0);
-    EXPECT_EQ(data, Bytes{});
-    EXPECT_EQ(Log(),
-              (Lines{"level=8 " + readNote + "Successfully opened file " + (files / "four")}));
-}
-
-TEST_F(RegionFiles, ThatAreTooShortLeaveTheDataAndLogTheRealCount)
-{
-    Read(files / "four", 5);
-    EXPECT_EQ(data, (Bytes{9, 9}));
-    EXPECT_EQ(Log(), (Lines{"level=8 " + readNote + "Successfully opened file " + (files / "four"),
-                            "level=2 " + readNote + "Error reading file ( 4 of 5 )"}));
-}
-
-TEST_F(RegionFiles, ThatAreMissingLeaveTheData)
-{
-    Read(files / "none", 1);
-    EXPECT_EQ(data, (Bytes{9, 9}));
-    EXPECT_EQ(Log(), (Lines{"level=2 " + readNote + "Error opening file " + (files / "none")}));
-}
-
-TEST_F(RegionFiles, ThatAreFoldersOpenAndGiveNothing)
-{
-    Read(files.Path(), 1);
-    EXPECT_EQ(data, (Bytes{9, 9}));
-    EXPECT_EQ(Log(), (Lines{"level=8 " + readNote + "Successfully opened file " + files.Path(),
-                            "level=2 " + readNote + "Error reading file ( 0 of 1 )"}));
-}
-
-TEST_F(RegionFiles, ThatNeverEndGiveWhatIsAsked)
-{
-    Read("/dev/zero", 100000);
-    EXPECT_EQ(data, Bytes(100000, 0));
-}
-
-TEST_F(RegionFiles, LeaveNoTraceOfTroubleWhenTheLogLevelIsClear)
+TEST_F(RegionFiles, LogNothingWhenTheLevelIsClear)
 {
     LogClient::Instance().Level(63 & ~(2u + 8u));
     Read(files / "none", 1);
@@ -135,7 +120,7 @@ TEST_F(RegionFiles, LeaveNoTraceOfTroubleWhenTheLogLevelIsClear)
     Write(files / "no" + "/folder", 1);
     Write(files / "out", 2);
     Write(files / "out", 3);
-    EXPECT_EQ(Log(), Lines{});
+    ExpectLog({});
 }
 
 long MostMemoryUsedInKilobytes()
@@ -156,8 +141,7 @@ TEST_F(RegionFiles, CostTheirOwnBytesOnlyWhateverSizeIsTyped)
     EXPECT_LT(MostMemoryUsedInKilobytes() - before, 64 * 1024);
     // Where the buffer cannot be had at all, nothing counts as read.
     const std::string count = sizeof(std::size_t) > 4 ? "4" : "0";
-    EXPECT_EQ(Log().back(),
-              "level=2 " + readNote + "Error reading file ( " + count + " of 4294967295 )");
+    ExpectLog({Opened(files / "four"), ReadOnly(count + " of 4294967295")});
 }
 
 /// Caps the process's memory at \p more bytes above what it has.
@@ -195,8 +179,7 @@ TEST_F(RegionFiles, CountAsUnreadWhenTheBufferCannotBeHad)
         Read(files / "four", large);
     }
     EXPECT_EQ(data, (Bytes{9, 9}));
-    EXPECT_EQ(Log(), (Lines{"level=8 " + readNote + "Successfully opened file " + (files / "four"),
-                            "level=2 " + readNote + "Error reading file ( 0 of 268435456 )"}));
+    ExpectLog({Opened(files / "four"), ReadOnly("0 of 268435456")});
 }
 
 TEST_F(RegionFiles, EndTheirCommandWithoutMemoryForTheData)
@@ -211,22 +194,16 @@ TEST_F(RegionFiles, EndTheirCommandWithoutMemoryForTheData)
     }
     EXPECT_EQ(data, (Bytes{9, 9}));
     EXPECT_EQ(OpenDescriptors(), before);
-    EXPECT_EQ(Log(), (Lines{"level=8 " + readNote + "Successfully opened file /dev/zero"}));
+    ExpectLog({Opened("/dev/zero")});
 }
 
 TEST_F(RegionFiles, AreWrittenFromTheStartOfTheData)
 {
+    WriteWholeFile(files / "out", "a longer file of an earlier run");
     data = {1, 0, 255, 4};
     Write(files / "out", 3);
     EXPECT_EQ(ReadWholeFile(files / "out"), std::string("\x01\x00\xFF", 3));
-    EXPECT_EQ(Log(), (Lines{"level=8 Successfully opened output file " + (files / "out")}));
-}
-
-TEST_F(RegionFiles, AreTruncatedBeforeTheyAreWritten)
-{
-    WriteWholeFile(files / "out", "a longer file of an earlier run");
-    Write(files / "out", 2);
-    EXPECT_EQ(ReadWholeFile(files / "out"), "\x09\x09");
+    ExpectLog({"level=8 Successfully opened output file " + (files / "out")});
 }
 
 TEST_F(RegionFiles, AreMadeEmptyWhenNothingIsAsked)
@@ -234,7 +211,7 @@ TEST_F(RegionFiles, AreMadeEmptyWhenNothingIsAsked)
     data.clear();
     Write(files / "out", 0);
     EXPECT_TRUE(std::filesystem::exists(files / "out"));
-    EXPECT_EQ(Log(), (Lines{"level=8 Successfully opened output file " + (files / "out")}));
+    ExpectLog({"level=8 Successfully opened output file " + (files / "out")});
 }
 
 TEST_F(RegionFiles, AreNotTouchedWhenMoreIsAskedThanThereIs)
@@ -244,35 +221,30 @@ TEST_F(RegionFiles, AreNotTouchedWhenMoreIsAskedThanThereIs)
     Write(files / "new", 1024);
     EXPECT_EQ(ReadWholeFile(files / "out"), "of an earlier run");
     EXPECT_FALSE(std::filesystem::exists(files / "new"));
-    EXPECT_EQ(Log(), (Lines{"level=2 Error writing output file ( 0 of 3 )",
-                            "level=2 Error writing output file ( 0 of 1024 )"}));
+    ExpectLog({"level=2 Error writing output file ( 0 of 3 )",
+               "level=2 Error writing output file ( 0 of 1024 )"});
 }
 
-TEST_F(RegionFiles, ThatCannotBeMadeAreNamed)
+TEST_F(RegionFiles, LogWhyTheyCannotBeWritten)
 {
     Write(files / "no" + "/folder", 2);
-    EXPECT_EQ(Log(), (Lines{"level=2 Error opening output file " + (files / "no") + "/folder"}));
-}
-
-TEST_F(RegionFiles, OnAFullDiskAreShortWrites)
-{
     Write("/dev/full", 2);
-    EXPECT_EQ(Log(), (Lines{"level=8 Successfully opened output file /dev/full",
-                            "level=2 Error writing output file ( 0 of 2 )"}));
+    ExpectLog({"level=2 Error opening output file " + (files / "no") + "/folder",
+               "level=8 Successfully opened output file /dev/full",
+               "level=2 Error writing output file ( 0 of 2 )"});
 }
 
-/// Number of each source line that holds this text, as "SubtitleMgrCli:<number> ".
+/// "SubtitleMgrCli:" and the number of the first source line that holds \p statement.
 std::string PlaceOf(const std::string& statement)
 {
     std::istringstream source(ReadWholeFile(REGION_FILES_SOURCE));
-    std::string places;
     int number = 1;
     for (std::string line; std::getline(source, line); ++number) {
         if (line.find(statement) != std::string::npos) {
-            places += "SubtitleMgrCli:" + std::to_string(number) + " ";
+            return " SubtitleMgrCli:" + std::to_string(number) + " ";
         }
     }
-    return places;
+    return "no line with " + statement;
 }
 
 TEST_F(RegionFiles, LogTheLineOfTheStatementThatMakesTheEntry)
@@ -281,18 +253,15 @@ TEST_F(RegionFiles, LogTheLineOfTheStatementThatMakesTheEntry)
     Read(files / "four", 5);
     Write(files / "no" + "/folder", 1);
     Write("/dev/full", 1);
+    const Lines statements{"readNote, \"Error opening file", "readNote, \"Successfully opened",
+                           "readNote, \"Error reading file",
+                           "__LINE__, \"Error opening output file",
+                           "__LINE__, \"Successfully opened output"};
     const Lines entries = log.Entries();
-    const Lines statements{"MakeLogEntry(logErrors, __LINE__, readNote, \"Error opening file",
-                           "MakeLogEntry(logSuccess, __LINE__, readNote, \"Successfully opened",
-                           "MakeLogEntry(logErrors, __LINE__, readNote, \"Error reading file",
-                           "MakeLogEntry(logErrors, __LINE__, \"Error opening output file",
-                           "MakeLogEntry(logSuccess, __LINE__, \"Successfully opened output"};
-    ASSERT_GE(entries.size(), statements.size());
+    ASSERT_EQ(entries.size(), statements.size() + 1);
     for (std::size_t i = 0; i < statements.size(); ++i) {
-        const std::string place = PlaceOf(statements[i]);
-        ASSERT_FALSE(place.empty()) << statements[i];
-        EXPECT_NE(entries[i].find(" " + place), std::string::npos)
-            << entries[i] << "\nshould be from " << place;
+        EXPECT_NE(entries[i].find(PlaceOf(statements[i])), std::string::npos)
+            << entries[i] << "\nis not from" << PlaceOf(statements[i]);
     }
 }
 

@@ -23,12 +23,17 @@ protected:
     }
     ~NotifiedConsole() override { std::cout.copyfmt(std::ios(nullptr)); }
 
-    /// What \p handler prints for a notification with the encoded record \p payload.
-    std::string Notify(void (*handler)(LinxIpc*, void*), std::string payload)
+    /// Makes the encoded record \p payload the message received.
+    void Put(std::string payload)
     {
-        EXPECT_EQ(endpoint.ReceivedMessage().Allocate(1, static_cast<unsigned int>(payload.size()),
-                                                      payload.data()),
-                  0);
+        const auto size = static_cast<unsigned int>(payload.size());
+        EXPECT_EQ(endpoint.ReceivedMessage().Allocate(1, size, payload.data()), 0);
+    }
+
+    /// What \p handler prints for a notification of this record.
+    std::string Notify(void (*handler)(LinxIpc*, void*), const std::string& payload)
+    {
+        Put(payload);
         return OutputOf([&] { handler(&endpoint, nullptr); });
     }
 
@@ -40,13 +45,12 @@ protected:
     LinxIpc endpoint{"test"};
 };
 
-/// \p number as the byte that stands for it.
 inline std::string Byte(unsigned int number)
 {
     return std::string(1, static_cast<char>(static_cast<unsigned char>(number)));
 }
 
-/// \p bytes behind their count in 4 bytes, as records carry them.
+/// \p bytes after their count in 4 bytes, as in records.
 inline std::string Counted(const std::string& bytes)
 {
     const auto size = static_cast<unsigned int>(bytes.size());

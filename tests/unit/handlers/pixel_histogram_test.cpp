@@ -31,49 +31,33 @@ Histogram Counted(const unsigned char* pixels, std::size_t size)
     return result;
 }
 
-/// Byte by byte, in plain words.
+/// Byte by byte.
 Histogram Expected(const unsigned char* pixels, std::size_t size)
 {
     Histogram result;
     for (std::size_t i = 0; i < size; ++i) {
-        switch (pixels[i]) {
-        case 0: ++result.counts[0]; break;
-        case 1: ++result.counts[1]; break;
-        case 2: ++result.counts[2]; break;
-        case 3: ++result.counts[3]; break;
-        default: result.unexpected.push_back(pixels[i]); break;
+        if (pixels[i] < 4) {
+            ++result.counts[pixels[i]];
+        } else {
+            result.unexpected.push_back(pixels[i]);
         }
     }
     return result;
 }
 
-/// Bytes of a fixed random sequence, 0 to 3 except for one in \p oddOneIn, which is any byte.
-class RandomPixels {
-public:
-    explicit RandomPixels(unsigned int oddOneIn) : odds(oddOneIn) {}
-
-    unsigned char Next()
-    {
-        const auto number = static_cast<unsigned int>(sequence());
-        const bool odd = odds != 0 && (number >> 8) % odds == 0;
-        return static_cast<unsigned char>(odd ? number : number & 3u);
-    }
-
-private:
-    std::mt19937 sequence{20260131};
-    unsigned int odds;
-};
-
 /// All lengths up to 300 at all alignments, and some that span blocks, each in a heap buffer that
 /// ends with the data, so that a sanitizer sees one byte too much.
+/// \param oddOneIn  one pixel in so many is any byte, the others are 0 to 3
 void CompareManyBuffers(unsigned int oddOneIn)
 {
-    RandomPixels pixels(oddOneIn);
+    std::mt19937 random(20260131);
     for (std::size_t length = 0; length <= 2100; length += length < 300 ? 1 : 97) {
         for (std::size_t shift = 0; shift < 8; ++shift) {
             const std::unique_ptr<unsigned char[]> buffer(new unsigned char[shift + length]);
             for (std::size_t i = 0; i < shift + length; ++i) {
-                buffer[i] = pixels.Next();
+                const auto number = static_cast<unsigned int>(random());
+                const bool isOdd = oddOneIn != 0 && (number >> 8) % oddOneIn == 0;
+                buffer[i] = static_cast<unsigned char>(isOdd ? number : number & 3u);
             }
             const unsigned char* data = buffer.get() + shift;
             ASSERT_TRUE(Counted(data, length) == Expected(data, length))
@@ -82,19 +66,10 @@ void CompareManyBuffers(unsigned int oddOneIn)
     }
 }
 
-TEST(PixelHistogram, CountsCleanBitmapsAsAPlainLoopDoes) { CompareManyBuffers(0); }
-
-TEST(PixelHistogram, CountsRareUnexpectedValuesAsAPlainLoopDoes) { CompareManyBuffers(500); }
-
-TEST(PixelHistogram, CountsJunkAsAPlainLoopDoes) { CompareManyBuffers(2); }
-
-TEST(PixelHistogram, CountsABitmapOfOneValue)
+TEST(PixelHistogram, CountsAsAPlainLoopDoes)
 {
-    for (unsigned int value = 0; value < 4; ++value) {
-        const std::vector<unsigned char> pixels(30720, static_cast<unsigned char>(value));
-        PixelCounts expected{};
-        expected[value] = 30720;
-        EXPECT_EQ(Counted(pixels.data(), pixels.size()).counts, expected);
+    for (const unsigned int oddOneIn : {0u, 500u, 2u}) {
+        CompareManyBuffers(oddOneIn);
     }
 }
 
@@ -109,18 +84,7 @@ TEST(PixelHistogram, FindsEachUnexpectedValueAtEachPlaceOfABlock)
     }
 }
 
-TEST(PixelHistogram, ReportsUnexpectedValuesOfSeveralBlocksInTheirOrder)
-{
-    std::vector<unsigned char> pixels(4096, 1);
-    pixels[5] = 9;
-    pixels[4] = 10;
-    pixels[2000] = 8;
-    pixels[4095] = 4;
-    EXPECT_EQ(Counted(pixels.data(), pixels.size()).unexpected,
-              (std::vector<unsigned char>{10, 9, 8, 4}));
-}
-
-TEST(PixelHistogram, OfNothingIsZero)
+TEST(PixelHistogram, CountsNothing)
 {
     EXPECT_EQ(Counted(nullptr, 0).counts, (PixelCounts{0, 0, 0, 0}));
 }

@@ -17,48 +17,27 @@ TEST_F(RegionDataNotification, PrintsTheHistogramOfCifData)
 {
     EXPECT_TEXT(Receive(3, 2, std::string("\0\1\1\2\2\2\3\3\3\3", 10)),
                 "CLI: Process region  3 (2):  0=    1   1=    2   2=    3   3=    4\n");
-}
-
-TEST_F(RegionDataNotification, PrintsZerosForNoPixels)
-{
     EXPECT_TEXT(Receive(14, 2, ""),
                 "CLI: Process region 14 (2):  0=    0   1=    0   2=    0   3=    0\n");
-}
-
-TEST_F(RegionDataNotification, ReportsAnUnexpectedValueBeforeTheHistogram)
-{
-    EXPECT_TEXT(Receive(1, 2, std::string("\0\7\3", 3)),
-                "Unexpected subtitle data value: 0x07\n"
-                "CLI: Process region  1 (2):  0=    1   1=    0   2=    0   3=    1\n");
-}
-
-TEST_F(RegionDataNotification, ReportsUnexpectedValuesInTheirOrder)
-{
-    EXPECT_TEXT(Receive(1, 2, "\xFF\x04\x80\x04"),
-                "Unexpected subtitle data value: 0xff\n"
-                "Unexpected subtitle data value: 0x04\n"
-                "Unexpected subtitle data value: 0x80\n"
-                "Unexpected subtitle data value: 0x04\n"
-                "CLI: Process region  1 (2):  0=    0   1=    0   2=    0   3=    0\n");
-}
-
-TEST_F(RegionDataNotification, LetsLargeCountsPushTheirColumns)
-{
     EXPECT_TEXT(Receive(2, 2, std::string(123456, '\2')),
                 "CLI: Process region  2 (2):  0=    0   1=    0   2=123456   3=    0\n");
 }
 
-TEST_F(RegionDataNotification, PrintsNothingForOtherFormats)
+TEST_F(RegionDataNotification, ReportsUnexpectedValuesInOrderBeforeTheHistogram)
 {
-    EXPECT_TEXT(Receive(1, 0, "\7"), "");
-    EXPECT_TEXT(Receive(1, 1, "\7"), "");
-    EXPECT_TEXT(Receive(1, 3, "\7"), "");
+    EXPECT_TEXT(Receive(1, 2, std::string("\xFF\0\x07\x80\3\x07", 6)),
+                "Unexpected subtitle data value: 0xff\n"
+                "Unexpected subtitle data value: 0x07\n"
+                "Unexpected subtitle data value: 0x80\n"
+                "Unexpected subtitle data value: 0x07\n"
+                "CLI: Process region  1 (2):  0=    1   1=    0   2=    0   3=    1\n");
 }
 
-TEST_F(RegionDataNotification, IsCountedInEveryFormat)
+TEST_F(RegionDataNotification, IsCountedInEveryFormatAndPrintedInCifAlone)
 {
-    Receive(1, 0, "ab");    // encoded in 8 bytes
-    Receive(1, 1, "abcd");  // 10
+    EXPECT_TEXT(Receive(1, 0, "\7b"), "");    // encoded in 8 bytes
+    EXPECT_TEXT(Receive(1, 1, "\7bcd"), "");  // 10
+    EXPECT_TEXT(Receive(1, 3, "\7"), "");
     Receive(1, 2, "\1\1");  // 8
     EXPECT_TEXT(Report(),
                 RegionReport({{1, "   1   F        1 +      1 +      1 =      3          8 +       "
@@ -66,38 +45,30 @@ TEST_F(RegionDataNotification, IsCountedInEveryFormat)
                              "  0.0"));
 }
 
-TEST_F(RegionDataNotification, PrintsOnlyTheRangeMessageForFormatsFromFourOn)
+TEST_F(RegionDataNotification, PrintsARangeMessageBeforeTheHistogram)
 {
     EXPECT_TEXT(Receive(1, 4, "\1"), "AddRegionData: subtitleFormat out of range: \x04\n");
-    EXPECT_TEXT(Receive(1, 65, "\1"), "AddRegionData: subtitleFormat out of range: A\n");
-}
-
-TEST_F(RegionDataNotification, PrintsItsHistogramBehindARangeMessage)
-{
     EXPECT_TEXT(Receive(200, 2, "\1"),
                 "AddRegionData: regionId out of range: \xC8\n"
                 "CLI: Process region 200 (2):  0=    0   1=    1   2=    0   3=    0\n");
 }
 
-TEST_F(RegionDataNotification, OfRegionZeroIsShownAndNotCounted)
+TEST_F(RegionDataNotification, OfRegionZeroIsPrintedAndNotCounted)
 {
     EXPECT_TEXT(Receive(0, 2, "\1"),
                 "CLI: Process region  0 (2):  0=    0   1=    1   2=    0   3=    0\n");
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
-TEST_F(RegionDataNotification, StaysInStepWithWhatGoesThroughTheStream)
+TEST_F(RegionDataNotification, StaysInOrderWithTextInTheStream)
 {
-    EXPECT_TEXT(
-        OutputOf([this] {
-            std::cout << "before ";
-            std::string payload = Byte(1) + Byte(2) + Counted("\1");
-            endpoint.ReceivedMessage().Allocate(1, static_cast<unsigned int>(payload.size()),
-                                                payload.data());
-            HandleRegionData(&endpoint, nullptr);
-            std::cout << "behind";
-        }),
-        "before CLI: Process region  1 (2):  0=    0   1=    1   2=    0   3=    0\nbehind");
+    Put(Byte(1) + Byte(2) + Counted("\1"));
+    EXPECT_TEXT(OutputOf([this] {
+                    std::cout << "before ";
+                    HandleRegionData(&endpoint, nullptr);
+                    std::cout << "after";
+                }),
+                "before CLI: Process region  1 (2):  0=    0   1=    1   2=    0   3=    0\nafter");
 }
 
 }  // namespace

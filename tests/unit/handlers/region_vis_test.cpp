@@ -12,18 +12,10 @@ protected:
     }
 };
 
-TEST_F(VisibilityNotification, SaysThatARegionIsShown)
+TEST_F(VisibilityNotification, SaysWhetherARegionIsVisible)
 {
     EXPECT_TEXT(Receive(3, true), "\n\n*** RegionVisi:  3  visible\n\n");
-}
-
-TEST_F(VisibilityNotification, SaysThatARegionIsHidden)
-{
     EXPECT_TEXT(Receive(14, false), "\n\n*** RegionVisi:  14  NOT visible\n\n");
-}
-
-TEST_F(VisibilityNotification, IsPrintedBehindARangeMessage)
-{
     EXPECT_TEXT(Receive(65, true), "AddRegionVis: regionId out of range: A\n"
                                    "\n\n*** RegionVisi:  65  visible\n\n");
 }

@@ -12,10 +12,10 @@
 namespace {
 
 /// The report's stream settings outlive it, so every test starts from fresh ones.
-class TheReport : public testing::Test {
+class Report : public testing::Test {
 protected:
-    TheReport() { std::cout.copyfmt(std::ios(nullptr)); }
-    ~TheReport() override { std::cout.copyfmt(std::ios(nullptr)); }
+    Report() { std::cout.copyfmt(std::ios(nullptr)); }
+    ~Report() override { std::cout.copyfmt(std::ios(nullptr)); }
 
     void Count(unsigned int region, unsigned int format, unsigned int messages, unsigned int bytes)
     {
@@ -33,127 +33,104 @@ protected:
     SubtitleStats stats{14};
 };
 
-const std::string blanks(100, ' ');
-
-std::string Blanks(unsigned int count) { return blanks.substr(0, count); }
-
-std::string Dashes(unsigned int count) { return std::string(count, '-'); }
-
-std::string Headings()
+/// The report of traffic in regions 1 and 2.
+std::string TwoRows(const std::string& first, const std::string& second,
+                    const std::string& otherShare = "  0.0")
 {
-    return "\n\n" + Blanks(25) + "Msgs" + Blanks(37) + "Bytes" + Blanks(4) + "\n" + Blanks(11) +
-           Dashes(35) + Blanks(3) + Dashes(39) + "\n" +
-           "  Id (vis)     HD +     SD +    CIF =                HD +       SD +      CIF = \n\n";
+    return RegionReport({{1, "   1   F   " + first}, {2, "   2   F   " + second}}, otherShare);
 }
 
-TEST_F(TheReport, OfNoRegionsIsItsHeadings)
+TEST_F(Report, WithoutRegionsIsItsHeadings)
 {
+    const std::string blanks(100, ' ');
+    const auto dashes = [](unsigned int count) { return std::string(count, '-'); };
     const SubtitleStats none(0);
-    EXPECT_TEXT(OutputOf([&] { none.Display(); }), Headings() + "\n\n");
+    EXPECT_TEXT(OutputOf([&] { none.Display(); }),
+                "\n\n" + blanks.substr(0, 25) + "Msgs" + blanks.substr(0, 37) + "Bytes    \n" +
+                    blanks.substr(0, 11) + dashes(35) + "   " + dashes(39) + "\n" +
+                    "  Id (vis)     HD +     SD +    CIF =                HD +       SD +      "
+                    "CIF = \n\n\n\n");
 }
 
-TEST_F(TheReport, WithoutTrafficHasFourteenRowsOfZerosAndNoSignInTheShare)
+TEST_F(Report, WithoutTrafficHasFourteenRowsOfZerosAndNoSignInTheShare)
 {
-    std::string rows;
-    for (int region = 1; region <= 14; ++region) {
-        rows += (region < 10 ? "   " : "  ") + std::to_string(region) +
-                "   F        0 +      0 +      0 =      0          0 +        0 +        0 = "
-                "       0      nan %\n";
-    }
-    EXPECT_TEXT(Text(), Headings() + rows + "\n\n");
+    EXPECT_TEXT(Text(), EmptyRegionReport());
+    const std::string row = "14   F        0 +      0 +      0 =      0          0 +        0 +    "
+                            "    0 =        0      nan %\n\n\n";
+    EXPECT_TEXT(Text().substr(Text().size() - row.size()), row);
 }
 
-TEST_F(TheReport, PadsEveryColumnOfARow)
+TEST_F(Report, PadsEveryColumnOfARow)
 {
     Count(1, 0, 12, 4096);
     Count(1, 1, 3, 300);
     Count(1, 2, 250, 30720);
     Count(2, 0, 1, 35116);
-    const std::string row =
-        "   1   F       12 +      3 +    250 =    265       4096 +      300 +    "
-        "30720 =    35116     50.0 %";
-    EXPECT_EQ(row.size(), 99u);
-    EXPECT_TEXT(Text(), RegionReport(
-                            {{1, row},
-                             {2, "   2   F        1 +      0 +      0 =      1      35116 +        "
-                                 "0 +        0 =    35116     50.0 %"}},
-                            "  0.0"));
+    EXPECT_TEXT(Text(), TwoRows("    12 +      3 +    250 =    265       4096 +      300 +    "
+                                "30720 =    35116     50.0 %",
+                                "     1 +      0 +      0 =      1      35116 +        0 +       "
+                                " 0 =    35116     50.0 %"));
 }
 
-TEST_F(TheReport, GivesTheOnlyRegionWithTrafficTheWholeShare)
+TEST_F(Report, RoundsSharesToOneDigit)
 {
     Count(9, 2, 1, 1);
-    EXPECT_TEXT(Text(), RegionReport(
-                            {{9, "   9   F        0 +      0 +      1 =      1          0 +        "
-                                 "0 +        1 =        1    100.0 %"}},
-                            "  0.0"));
+    EXPECT_NE(Text().find("=        1    100.0 %\n"), std::string::npos) << Text();
+    Count(2, 0, 1, 2);
+    EXPECT_NE(Text().find("=        1     33.3 %\n"), std::string::npos) << Text();
+    EXPECT_NE(Text().find("=        2     66.7 %\n"), std::string::npos) << Text();
 }
 
-TEST_F(TheReport, ShowsNothingOfFormatThree)
+TEST_F(Report, ShowsNothingOfFormatThree)
 {
-    Count(3, 3, 5, 1000);
+    Count(1, 3, 5, 1000);
     EXPECT_TEXT(Text(), EmptyRegionReport());
-    Count(1, 0, 1, 10);
-    Count(3, 1, 1, 30);
-    EXPECT_TEXT(Text(), RegionReport(
-                            {{1, "   1   F        1 +      0 +      0 =      1         10 +        "
-                                 "0 +        0 =       10     25.0 %"},
-                             {3, "   3   F        0 +      1 +      0 =      1          0 +       "
-                                 "30 +        0 =       30     75.0 %"}},
-                            "  0.0"));
+    Count(2, 1, 1, 30);
+    EXPECT_TEXT(Text(), TwoRows("     0 +      0 +      0 =      0          0 +        0 +       "
+                                " 0 =        0      0.0 %",
+                                "     0 +      1 +      0 =      1          0 +       30 +       "
+                                " 0 =       30    100.0 %"));
 }
 
-TEST_F(TheReport, WrapsSumsAt32BitsBeforeTheyAreShared)
+TEST_F(Report, WrapsSumsAt32BitsBeforeTheyAreShared)
 {
     // A region's bytes: 4294967295 + 5 wraps to 4; all bytes: 4 + 16 = 20.
     Count(1, 0, 1, 4294967295u);
     Count(1, 1, 1, 5);
     Count(2, 0, 1, 16);
-    EXPECT_TEXT(Text(), RegionReport(
-                            {{1, "   1   F        1 +      1 +      0 =      2   4294967295 +     "
-                                 "   5 +        0 =        4     20.0 %"},
-                             {2, "   2   F        1 +      0 +      0 =      1         16 +        "
-                                 "0 +        0 =       16     80.0 %"}},
-                            "  0.0"));
+    EXPECT_TEXT(Text(), TwoRows("     1 +      1 +      0 =      2   4294967295 +        5 +     "
+                                "   0 =        4     20.0 %",
+                                "     1 +      0 +      0 =      1         16 +        0 +       "
+                                " 0 =       16     80.0 %"));
 }
 
-TEST_F(TheReport, TellsNoTrafficFromTrafficThatWrapsToZero)
+TEST_F(Report, TellsNoTrafficFromTrafficThatWrapsToZero)
 {
     // 1 + 4294967295 = 0 bytes in all: a region has a part of nothing, which is infinite.
     Count(1, 0, 1, 1);
     Count(2, 0, 1, 4294967295u);
-    EXPECT_TEXT(Text(), RegionReport(
-                            {{1, "   1   F        1 +      0 +      0 =      1          1 +        "
-                                 "0 +        0 =        1      inf %"},
-                             {2, "   2   F        1 +      0 +      0 =      1   4294967295 +     "
-                                 "   0 +        0 = 4294967295      inf %"}},
-                            "  nan"));
+    EXPECT_TEXT(Text(), TwoRows("     1 +      0 +      0 =      1          1 +        0 +       "
+                                " 0 =        1      inf %",
+                                "     1 +      0 +      0 =      1   4294967295 +        0 +     "
+                                "   0 = 4294967295      inf %",
+                                "  nan"));
 }
 
-TEST_F(TheReport, RoundsSharesToOneDigit)
-{
-    Count(1, 0, 1, 1);
-    Count(2, 0, 1, 2);
-    const std::string text = Text();
-    EXPECT_NE(text.find("=        1     33.3 %\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("=        2     66.7 %\n"), std::string::npos) << text;
-}
-
-TEST_F(TheReport, PadsWithBlanksWhateverFillWasLeftBehind)
+TEST_F(Report, PadsWithBlanksWhateverTheFillCharacterWas)
 {
     std::cout.fill('0');
     EXPECT_TEXT(Text(), EmptyRegionReport());
     EXPECT_EQ(std::cout.fill(), ' ');
 }
 
-TEST_F(TheReport, LeavesFixedNotationAndOneDigitBehind)
+TEST_F(Report, LeavesFixedNotationAndOneDigitSet)
 {
     Text();
     EXPECT_EQ(std::cout.flags() & std::ios_base::floatfield, std::ios_base::fixed);
     EXPECT_EQ(std::cout.precision(), 1);
 }
 
-TEST_F(TheReport, LeavesTheCountersAlone)
+TEST_F(Report, LeavesTheCountersAlone)
 {
     Count(4, 1, 2, 9);
     const std::string first = Text();

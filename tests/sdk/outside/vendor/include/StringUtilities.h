@@ -1,8 +1,0 @@
-#pragma once
-
-#include <string>
-
-class StringUtilities {
-public:
-    static bool StringToBool(const std::string& text);
-};

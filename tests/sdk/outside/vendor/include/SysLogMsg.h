@@ -1,9 +1,0 @@
-#pragma once
-
-#include <LogMsg.h>
-
-class SysLogMsg : public LogMsg {
-public:
-    SysLogMsg();
-    ~SysLogMsg() override;
-};

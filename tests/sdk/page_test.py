@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""Compares docs/device-sdk.md with the example of an SDK, the compiler and the client.
+
+page_test.py BUILD_DIR CXX NM
+"""
+
+import os
+import re
+import subprocess
+import sys
+import unittest
+
+BUILD_DIR = CXX = NM = None
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(HERE))
+PAGE = os.path.join(ROOT, "docs/device-sdk.md")
+CLIENT_FOLDERS = tuple(
+    "client/" + room for room in ("cli", "records", "stats", "handlers", "console", "generators")
+)
+INTERFACE = [
+    name[: -len(".h")] for name in sorted(os.listdir(os.path.join(HERE, "vendor/include")))
+]
+
+# What is called through a virtual table, or is inline in the stand-in: no symbol shows it.
+WITHOUT_SYMBOL = {
+    "IpcMessage::Payload",
+    "Item::Decode",
+    "Item::EncodedSize",
+    "SysLogMsg::SysLogMsg",
+}
+CONSEQUENCE = "template argument 2 is invalid"
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def section(heading):
+    return re.search(
+        r"^## \d+\. %s\n(.*?)(?=^## |\Z)" % re.escape(heading), read(PAGE), re.MULTILINE | re.DOTALL
+    ).group(1)
+
+
+def first_cells(text):
+    """The first cells of all rows of a table, without its head."""
+    rows = re.findall(r"^\| (.*?) \|", text, re.MULTILINE)
+    return rows[1:]
+
+
+def called_members():
+    """Members of the platform interface that the client's objects leave undefined."""
+    objects = [
+        os.path.join(BUILD_DIR, "libsubtitle_client.a"),
+        os.path.join(BUILD_DIR, "client/cli/CMakeFiles/SubtitleMgrCli.dir/main.cpp.o"),
+    ]
+    symbols = subprocess.run(
+        [NM, "-C", "--undefined-only", *objects], check=True, text=True, capture_output=True
+    ).stdout
+    members = re.findall(
+        r"^ +U ((?:%s)::(?:operator bool|operator=|~?\w+))" % "|".join(INTERFACE),
+        symbols,
+        re.MULTILINE,
+    )
+    return set(members)
+
+
+class ThePage(unittest.TestCase):
+    def test_shows_files_as_they_are(self):
+        shown = re.findall(
+            r"^<!-- file: (\S+) -->\n```\w+\n(.*?)^```$", read(PAGE), re.MULTILINE | re.DOTALL
+        )
+        for path, text in shown:
+            self.assertEqual(text, read(os.path.join(ROOT, path)), path)
+        adapters = {
+            "tests/sdk/vendor/adapters/" + name
+            for name in os.listdir(os.path.join(HERE, "vendor/adapters"))
+        }
+        self.assertEqual(
+            {path for path, _ in shown}, adapters | {"tests/sdk/vendor/SubtitleSdkConfig.cmake"}
+        )
+
+    def test_lists_the_calls_that_the_client_makes(self):
+        listed = set(
+            re.findall(r"`([^`]+)`", " ".join(first_cells(section("What each call has to do"))))
+        )
+        self.assertIn("LinxIpc::Receive", listed)
+        self.assertEqual(called_members() - listed, set(), "called and not listed")
+        self.assertEqual(listed - called_members() - WITHOUT_SYMBOL, set(), "listed, never called")
+
+    def test_gives_the_message_numbers_of_the_sources(self):
+        used = set()
+        for folder in CLIENT_FOLDERS:
+            for name in os.listdir(os.path.join(ROOT, folder)):
+                if name.endswith((".cpp", ".h")):
+                    used.update(
+                        re.findall(r"Id = (0x\w+);", read(os.path.join(ROOT, folder, name)))
+                    )
+        cells = " ".join(first_cells(section("Message numbers")))
+        self.assertEqual(set(re.findall(r"0x\w+", cells)), used)
+
+    def test_quotes_the_compiler(self):
+        if "clang" in os.path.basename(CXX):
+            self.skipTest("the words are those of g++")
+        result = subprocess.run(
+            [
+                CXX,
+                "-std=c++17",
+                "-fsyntax-only",
+                "-I" + os.path.join(HERE, "vendor/include"),
+                os.path.join(ROOT, "tests/sdk/interface/sdk_interface.cpp"),
+            ],
+            capture_output=True,
+            text=True,
+            env=dict(os.environ, LC_ALL="C"),
+            check=False,
+        )
+        said = set(re.findall(r" error: (.*)$", result.stderr, re.MULTILINE))
+        cells = first_cells(section("Find out what does not compile"))
+        self.assertEqual({cell.strip("`") for cell in cells} | {CONSEQUENCE}, said)
+
+
+if __name__ == "__main__":
+    BUILD_DIR, CXX, NM = sys.argv[1:4]
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+class LinxIpc;
+
+/// Runs the client's two threads in one order: the receive thread runs only inside calls of the
+/// console into the platform, until it has taken all notifications that the script has for it.
+///
+/// A script is lines of text. Calls of the console are counted from 1:
+///
+///   fail 12                       call 12 fails
+///   at 12 data 3 2 1000 00010203  during call 12 region 3 is published in format 2, with a record
+///                                 that says it has 1000 bytes; "-" means no data
+///   at 12 visibility 3 1
+///   at 12 palette 3 31 1 10ff     region, background code, fill, table
+class LockStep {
+public:
+    struct Subscription {
+        unsigned itemId;
+        void (*callback)(LinxIpc*, void*);
+        void* userData;
+    };
+
+    /// Never destroyed, since the receive thread outlives everything.
+    static LockStep& Instance();
+
+    /// Begins a session on the calling thread, from now on the console's. Reads the file `script`
+    /// of the folder, and writes `journal` and `log`.
+    void Begin(const std::string& folder);
+    /// From now on there is a receive thread.
+    void ReceiverStarts();
+
+    bool IsConsole() const;
+
+    /// Notes a call of the console and lets the receive thread run. \return whether it succeeds
+    bool Call(const std::string& text);
+    bool NextCallSucceeds() const;
+    void Note(const std::string& line);
+    void Log(const std::string& entry);
+
+    void Subscribe(unsigned number, const Subscription& subscription);
+    void Unsubscribe(unsigned number);
+
+    /// Takes a notification for the receive thread, or waits until it may look for one again.
+    /// \return whether there is one
+    bool Take(std::vector<unsigned char>& payload, Subscription& subscription);
+    /// The receive thread has nothing to do: waits until a call of the console lets it run again.
+    void Rest();
+
+private:
+    struct Notification {
+        unsigned subscription;
+        std::vector<unsigned char> payload;
+    };
+
+    void ReadLine(const std::string& line);
+    void Publish();
+    void LetReceiverRun();
+
+    std::thread::id console;
+    std::ofstream journal;
+    std::ofstream log;
+    bool hasReceiver = false;
+    unsigned calls = 0;
+    std::set<unsigned> failing;
+    std::map<unsigned, std::vector<Notification>> script;
+    std::map<unsigned, Subscription> subscriptions;
+    std::deque<Notification> queue;
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isReceiversTurn = false;
+};

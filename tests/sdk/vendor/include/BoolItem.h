@@ -1,0 +1,15 @@
+#pragma once
+
+#include <Item.h>
+
+class BoolItem : public Item {
+public:
+    BoolItem& operator=(bool const& newValue);
+    operator bool() const;
+    void Decode(unsigned char* payload) override;
+    void Encode(unsigned char* payload) const override;
+    unsigned int EncodedSize() const override;
+
+private:
+    int flag = 1;  // so that a console that does not set it is seen
+};
