@@ -129,9 +129,9 @@ TEST_F(ConsoleWithoutMemory, GoesOnAfterStatistics) { ExpectToGoOn("s\nx\n"); }
 
 TEST_F(ConsoleWithoutMemory, GoesOnAfterDynamicTest) { ExpectToGoOn("7\n1\nx\nx\n"); }
 
-TEST_F(ConsoleWithoutMemory, GoesOnAfterSensorStatistics) { ExpectToGoOn("8\ns\nx\nx\n"); }
+TEST_F(ConsoleWithoutMemory, GoesOnAfterSensorStats) { ExpectToGoOn("8\ns\nx\nx\n"); }
 
-TEST_F(ConsoleWithoutMemory, GoesOnAfterALongFileName) { ExpectToGoOn("3 1 " + file + " 4\nx\n"); }
+TEST_F(ConsoleWithoutMemory, GoesOnAfterLongFileName) { ExpectToGoOn("3 1 " + file + " 4\nx\n"); }
 
 TEST_F(ConsoleWithoutMemory, GoesOnAfterALongAnswer) { ExpectToGoOn("4 1 " + file + "\nx\n"); }
 
@@ -140,7 +140,7 @@ TEST_F(ConsoleWithoutMemory, GoesOnAfterAnRgbPalette) { ExpectToGoOn("5 2 " + fi
 TEST_F(ConsoleWithoutMemory, GoesOnAfterAPalette) { ExpectToGoOn("5 2 " + file + " f 2 t\nx\n"); }
 
 /// These keys need memory in the messaging library at most, which fails the request.
-TEST_F(ConsoleWithoutMemory, GoesOnAfterEveryOtherKey)
+TEST_F(ConsoleWithoutMemory, GoesOnAfterOtherKeys)
 {
     for (const char* keys : {"z\nc\nq\nx\n", "1\n2\nx\n", "6\n1\nx\n", "r\nx\n", "k\nx\n",
                              "8\n1\n2\n3\n4\n5\n6\n7\n8\n9\n0\nn\nm\nc\nz\nx\nx\n"}) {

@@ -119,7 +119,7 @@ TEST_F(TestPattern, Has32SegmentsByDefault)
     EXPECT_EQ(item.data[30719], 248);
 }
 
-TEST_F(TestPattern, PaintsNothingWhenASegmentHasNoWidthOrHeight)
+TEST_F(TestPattern, PaintsNothingForEmptySegments)
 {
     item.data.assign(30720, 0xEE);
     EXPECT_TEXT(Generate({1, 1, 0, 12}),
@@ -129,7 +129,7 @@ TEST_F(TestPattern, PaintsNothingWhenASegmentHasNoWidthOrHeight)
     EXPECT_EQ(item.data, Bytes(30720, 0xEE));
 }
 
-TEST_F(TestPattern, CutsALongerRecordAndExtendsAShorterOneWithZeros)
+TEST_F(TestPattern, CutsOrExtendsTheRecord)
 {
     for (const std::size_t size : {std::size_t{40000}, std::size_t{100}, std::size_t{0}}) {
         item.data.assign(size, 0xEE);

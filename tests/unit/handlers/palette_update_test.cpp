@@ -5,7 +5,7 @@
 
 namespace {
 
-class PaletteNotification : public NotifiedConsole {
+class PaletteUpdate : public NotifiedConsole {
 protected:
     std::string Receive(unsigned int region, unsigned int backgroundCode, bool fill,
                         const std::string& table)
@@ -15,7 +15,7 @@ protected:
     }
 };
 
-TEST_F(PaletteNotification, ShowsTheFirstAndTheLastByteAndTheLength)
+TEST_F(PaletteUpdate, ShowsFirstByteLastByteAndLength)
 {
     EXPECT_TEXT(Receive(2, 31, true, "\x10" + std::string(62, 'x') + "\xFF"),
                 "*** PalettData:  2  [0x10,...,0xff]  (64)  (Fill, 1f)\n\n");
@@ -25,14 +25,14 @@ TEST_F(PaletteNotification, ShowsTheFirstAndTheLastByteAndTheLength)
                 "*** PalettData:  13  [0x09,...,0x09]  (1)  (Fill, 0)\n\n");
 }
 
-TEST_F(PaletteNotification, ShowsAnEmptyTableWithoutBlanksInFront)
+TEST_F(PaletteUpdate, ShowsAnEmptyTableWithoutBlanks)
 {
     EXPECT_TEXT(Receive(3, 0, false, ""), "*** PalettData:  3[empty]  (0)  (NoFill, 0)\n\n");
     EXPECT_EQ(std::cout.fill(), ' ');
     EXPECT_EQ(std::cout.flags() & std::ios_base::basefield, std::ios_base::dec);
 }
 
-TEST_F(PaletteNotification, RestoresTheFlagsAndLeavesTheFillCharacter)
+TEST_F(PaletteUpdate, RestoresFlagsButNotTheFillCharacter)
 {
     std::cout << std::fixed << std::left;
     const std::ios_base::fmtflags flags = std::cout.flags();
@@ -41,7 +41,7 @@ TEST_F(PaletteNotification, RestoresTheFlagsAndLeavesTheFillCharacter)
     EXPECT_EQ(std::cout.fill(), '0');
 }
 
-TEST_F(PaletteNotification, IsNotCountedAndLeavesTheReportPaddedWithBlanks)
+TEST_F(PaletteUpdate, IsNotCountedAndKeepsTheReportsBlanks)
 {
     Receive(1, 31, true, "ab");
     EXPECT_TEXT(Receive(200, 0, false, ""), "*** PalettData:  200[empty]  (0)  (NoFill, 0)\n\n");

@@ -73,7 +73,7 @@ TEST(PixelHistogram, CountsAsAPlainLoopDoes)
     }
 }
 
-TEST(PixelHistogram, FindsEachUnexpectedValueAtEachPlaceOfABlock)
+TEST(PixelHistogram, FindsUnexpectedValuesAtEachPlace)
 {
     for (std::size_t place = 0; place < 1100; ++place) {
         std::vector<unsigned char> pixels(1100, 3);

@@ -5,7 +5,7 @@
 
 namespace {
 
-class RegionDataNotification : public NotifiedConsole {
+class RegionDataUpdate : public NotifiedConsole {
 protected:
     std::string Receive(unsigned int region, unsigned int format, const std::string& pixels)
     {
@@ -13,7 +13,7 @@ protected:
     }
 };
 
-TEST_F(RegionDataNotification, PrintsTheHistogramOfCifData)
+TEST_F(RegionDataUpdate, PrintsTheHistogramOfCifData)
 {
     EXPECT_TEXT(Receive(3, 2, std::string("\0\1\1\2\2\2\3\3\3\3", 10)),
                 "CLI: Process region  3 (2):  0=    1   1=    2   2=    3   3=    4\n");
@@ -23,7 +23,7 @@ TEST_F(RegionDataNotification, PrintsTheHistogramOfCifData)
                 "CLI: Process region  2 (2):  0=    0   1=    0   2=123456   3=    0\n");
 }
 
-TEST_F(RegionDataNotification, ReportsUnexpectedValuesInOrderBeforeTheHistogram)
+TEST_F(RegionDataUpdate, ReportsUnexpectedValuesInOrder)
 {
     EXPECT_TEXT(Receive(1, 2, std::string("\xFF\0\x07\x80\3\x07", 6)),
                 "Unexpected subtitle data value: 0xff\n"
@@ -33,7 +33,7 @@ TEST_F(RegionDataNotification, ReportsUnexpectedValuesInOrderBeforeTheHistogram)
                 "CLI: Process region  1 (2):  0=    1   1=    0   2=    0   3=    1\n");
 }
 
-TEST_F(RegionDataNotification, IsCountedInEveryFormatAndPrintedInCifAlone)
+TEST_F(RegionDataUpdate, IsPrintedInCifAlone)
 {
     EXPECT_TEXT(Receive(1, 0, "\7b"), "");    // encoded in 8 bytes
     EXPECT_TEXT(Receive(1, 1, "\7bcd"), "");  // 10
@@ -45,7 +45,7 @@ TEST_F(RegionDataNotification, IsCountedInEveryFormatAndPrintedInCifAlone)
                              "  0.0"));
 }
 
-TEST_F(RegionDataNotification, PrintsARangeMessageBeforeTheHistogram)
+TEST_F(RegionDataUpdate, PrintsARangeMessageFirst)
 {
     EXPECT_TEXT(Receive(1, 4, "\1"), "AddRegionData: subtitleFormat out of range: \x04\n");
     EXPECT_TEXT(Receive(200, 2, "\1"),
@@ -53,14 +53,14 @@ TEST_F(RegionDataNotification, PrintsARangeMessageBeforeTheHistogram)
                 "CLI: Process region 200 (2):  0=    0   1=    1   2=    0   3=    0\n");
 }
 
-TEST_F(RegionDataNotification, OfRegionZeroIsPrintedAndNotCounted)
+TEST_F(RegionDataUpdate, OfRegionZeroIsNotCounted)
 {
     EXPECT_TEXT(Receive(0, 2, "\1"),
                 "CLI: Process region  0 (2):  0=    0   1=    1   2=    0   3=    0\n");
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
-TEST_F(RegionDataNotification, StaysInOrderWithTextInTheStream)
+TEST_F(RegionDataUpdate, StaysInOrderWithTextInTheStream)
 {
     Put(Byte(1) + Byte(2) + Counted("\1"));
     EXPECT_TEXT(OutputOf([this] {

@@ -52,7 +52,7 @@ TEST_F(Report, WithoutRegionsIsItsHeadings)
                     "CIF = \n\n\n\n");
 }
 
-TEST_F(Report, WithoutTrafficHasFourteenRowsOfZerosAndNoSignInTheShare)
+TEST_F(Report, HasFourteenRowsOfZerosWithoutTraffic)
 {
     EXPECT_TEXT(Text(), EmptyRegionReport());
     const std::string row = "14   F        0 +      0 +      0 =      0          0 +        0 +    "
