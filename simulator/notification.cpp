@@ -17,8 +17,7 @@ namespace {
 NewFrame MakeFrame(const FrameHeader& header)
 {
     try {
-        const auto frame =
-            std::make_shared<std::vector<unsigned char>>(frameHeaderSize + header.length);
+        auto frame = std::make_shared<std::vector<unsigned char>>(frameHeaderSize + header.length);
         EncodeFrameHeader(header, frame->data());
         return frame;
     } catch (const std::bad_alloc&) {
@@ -36,7 +35,7 @@ std::size_t LengthOffset(unsigned int itemId)
 
 NewFrame EncodeNotification(unsigned int subscription, const Item& record)
 {
-    const NewFrame frame = MakeFrame(
+    NewFrame frame = MakeFrame(
         {FrameKind::Notification, ItemOf(subscription), subscription, record.EncodedSize()});
     if (frame) {
         record.Encode(frame->data() + frameHeaderSize);
@@ -56,7 +55,7 @@ SharedFrame Spoil(const SharedFrame& good, unsigned int way)
         const bool isCut = way % 2 == 0 || header.length == maxPayload;
         header.length = isCut ? header.length - 1 : header.length + 1;
     }
-    const NewFrame frame = MakeFrame(header);
+    NewFrame frame = MakeFrame(header);
     if (!frame) {
         return frame;
     }

@@ -60,7 +60,9 @@ TEST(Descriptor, IsHandedOverAndClosedOnce)
 TEST(Descriptor, IsClosedAtItsEnd)
 {
     const int opened = OpenNull();
-    platform::Descriptor{opened};
+    {
+        const platform::Descriptor descriptor(opened);
+    }
     EXPECT_FALSE(IsOpen(opened));
 }
 
