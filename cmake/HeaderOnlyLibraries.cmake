@@ -2,12 +2,15 @@
 
 # find_header_only_library(<package> <imported target> <header>)
 #
-# At the desk, the package's own target. For another machine a target of the same name that has
-# nothing but the header's folder: the package's target would put the whole of /usr/include, the
-# build machine's C library among it, before the folders of the compiler.
+# At the desk, the package's own target if it has one. For another machine a target of the same name
+# that has nothing but the header's folder: the package's target would put the whole of
+# /usr/include, the build machine's C library among it, before the folders of the compiler.
 function(find_header_only_library package target header)
   if(NOT CMAKE_CROSSCOMPILING)
     find_package(${package} REQUIRED)
+    if(NOT TARGET ${target})
+      add_library(${target} INTERFACE IMPORTED)
+    endif()
     return()
   endif()
   find_path(${package}_HEADERS "${header}" PATHS /usr/include

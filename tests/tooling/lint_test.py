@@ -30,6 +30,8 @@ PLANTED = [
     ("includes", "platform/include/A.h", "#include <poll.h>"),
     ("includes", "platform/src/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
     ("includes", "simulator/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
+    ("includes", "tools/tap/a.cpp", '#include "platform/src/wire_format.h"'),
+    ("includes", "tools/recording/a.cpp", "#include <rapidjson/writer.h>"),
     ("locks", "client/handlers/c.cpp", "std::atomic<int> count;"),
     ("locks", "client/console/c.cpp", "const std::lock_guard<std::mutex> lock(mutex);"),
     ("columns", "client/cli/d.cpp", "// " + 20 * "no end "),
@@ -45,7 +47,7 @@ class Lint(unittest.TestCase):
         self.tree = ScriptTree()
         self.addCleanup(self.tree.close)
         self.tree.replace("bootstrap", "exit 0\n")
-        for folder in ("client", "platform", "simulator"):
+        for folder in ("client", "platform", "simulator", "tools"):
             shutil.copytree(ROOT / folder, self.tree.root / folder)
         for name in (".clang-format", ".clang-tidy", "pyproject.toml"):
             shutil.copy(ROOT / name, self.tree.root)

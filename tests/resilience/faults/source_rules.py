@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-ROOMS = ("client", "platform", "simulator")
+ROOMS = ("client", "platform", "simulator", "tools")
 
 # Name: pattern, files where it may be all the same.
 RULES = {
@@ -16,11 +16,11 @@ RULES = {
     "NoSelect": (r"\b(select|pselect|FD_SET)\s*\(", ()),
     # Numbers are printed and read without grouping only in the locale that a program starts with.
     "NoLocale": (r"setlocale|std::locale|\bimbue\b", ()),
-    # Waits are measured on the monotonic clock; only log entries tell the time of day, and the
-    # report asks for it and does nothing with the answer.
+    # Waits are measured on the monotonic clock; only log entries and recordings tell the time of
+    # day, and the report asks for it and does nothing with the answer.
     "NoWallClock": (
         r"system_clock|gettimeofday|CLOCK_REALTIME|\btime\s*\(\s*(nullptr|0|NULL)",
-        ("platform/src/LogMsg.cpp", "client/stats/report.cpp"),
+        ("platform/src/LogMsg.cpp", "client/stats/report.cpp", "tools/recording/writer.cpp"),
     ),
     # Strong ordering only, and no atomics wider than the device's words.
     "NoWeakAtomics": (r"memory_order|std::atomic<(?!(unsigned|bool|int)>)|__atomic|__sync", ()),

@@ -1,0 +1,119 @@
+// Any text as a recording: refused with the place of its first mistake, or read as what it says,
+// however it arrives.
+//
+// Input: what decides about the header and the pieces, then the text.
+
+#include "tests/fuzz/choices.h"
+#include "tests/fuzz/fuzz_target.h"
+
+#include "recording/reader.h"
+#include "recording/writer.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace recording;
+
+namespace {
+
+struct Reading {
+    std::string lines;  ///< what was read, written again
+    std::size_t count = 0;
+    std::string mistake;
+};
+
+void AppendRead(Reading& reading, const AnyLine& line)
+{
+    ++reading.count;
+    if (const auto* const header = std::get_if<Header>(&line)) {
+        AppendLine(reading.lines, *header);
+        return;
+    }
+    // A line without its bytes is no message that could be played or written.
+    const auto append = [&reading](const auto* message) {
+        if (message && message->data.AreThere()) {
+            AppendLine(reading.lines, *message);
+        }
+    };
+    append(std::get_if<Request>(&line));
+    append(std::get_if<Notification>(&line));
+}
+
+Reading ReadInPieces(const std::string& text, Reader::Start start, std::size_t piece)
+{
+    Reader reader("drive", start);
+    Reading reading;
+    AnyLine line;
+    std::size_t at = 0;
+    for (;;) {
+        switch (reader.Next(line)) {
+        case Reader::Found::Line: AppendRead(reading, line); break;
+        case Reader::Found::End: return reading;
+        case Reader::Found::Mistake: reading.mistake = reader.Mistake(); return reading;
+        case Reader::Found::NeedsInput: {
+            std::size_t room = 0;
+            char* const bytes = reader.Room(room);
+            Require(bytes && room > 0, "no room for input");
+            const std::size_t count = std::min({room, piece, text.size() - at});
+            std::memcpy(bytes, text.data() + at, count);
+            reader.Received(count);
+            at += count;
+            if (at == text.size()) {
+                reader.EndInput();
+            }
+        }
+        }
+    }
+}
+
+std::size_t TakeNumber(const std::string& text, std::size_t& at)
+{
+    std::size_t number = 0;
+    for (; text.at(at) != ':'; ++at) {
+        Require(text[at] >= '0' && text[at] <= '9', "a mistake without line and column");
+        number = number * 10 + static_cast<std::size_t>(text[at] - '0');
+    }
+    ++at;
+    return number;
+}
+
+/// The line after those that were read, and a column in it or just after it.
+void CheckPlace(const std::string& text, const Reading& reading)
+{
+    std::size_t at = std::strlen("drive:");
+    Require(reading.mistake.compare(0, at, "drive:") == 0, "a mistake without the file's name");
+    const std::size_t line = TakeNumber(reading.mistake, at);
+    const std::size_t column = TakeNumber(reading.mistake, at);
+    Require(line == reading.count + 1, "a mistake in another line than the first that is bad");
+    std::size_t start = 0;
+    for (std::size_t i = 1; i < line; ++i) {
+        start = text.find('\n', start) + 1;
+    }
+    const std::size_t length = std::min(text.find('\n', start), text.size()) - start;
+    Require(column >= 1 && column <= length + 1, "a column outside of the line");
+    Require(std::all_of(reading.mistake.begin(), reading.mistake.end(),
+                        [](char c) { return c >= 0x20 && c < 0x7F; }),
+            "a mistake that steers a terminal");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    Choices choices(bytes, size);
+    const auto start =
+        choices.Byte() % 2 == 0 ? Reader::Start::WithHeader : Reader::Start::HeaderOptional;
+    const std::size_t piece = 1 + choices.Byte();
+    const std::string text = choices.Rest();
+    const Reading whole = ReadInPieces(text, start, std::max<std::size_t>(text.size(), 1));
+    const Reading inPieces = ReadInPieces(text, start, piece);
+    RequireEqual(inPieces.lines, whole.lines, "read otherwise in pieces");
+    RequireEqual(inPieces.mistake, whole.mistake, "another mistake in pieces");
+    if (!whole.mistake.empty()) {
+        CheckPlace(text, whole);
+    }
+    const Reading again = ReadInPieces(whole.lines, Reader::Start::HeaderOptional, piece);
+    RequireEqual(again.mistake, "", "what was read is refused when it is written again");
+    RequireEqual(again.lines, whole.lines, "read otherwise the second time");
+    return 0;
+}

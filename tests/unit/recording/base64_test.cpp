@@ -1,0 +1,53 @@
+#include "recording/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace recording;
+
+namespace {
+
+std::string Encoded(const std::string& bytes)
+{
+    std::string text(Base64Size(bytes.size()), '?');
+    EncodeBase64(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), text.data());
+    return text;
+}
+
+/// "refused" is no result of a good text here.
+std::string Decoded(std::string text)
+{
+    std::size_t size = 0;
+    return DecodeBase64(text.data(), text.size(), size) ? text.substr(0, size) : "refused";
+}
+
+TEST(Base64, EncodesTheExamplesOfItsStandard)
+{
+    EXPECT_EQ(Encoded(""), "");
+    EXPECT_EQ(Encoded("f"), "Zg==");
+    EXPECT_EQ(Encoded("fo"), "Zm8=");
+    EXPECT_EQ(Encoded("foo"), "Zm9v");
+    EXPECT_EQ(Encoded("foobar"), "Zm9vYmFy");
+    EXPECT_EQ(Encoded("\xFB\xFF\xBF"), "+/+/");
+}
+
+TEST(Base64, DecodesWhatItEncodes)
+{
+    std::string bytes;
+    for (unsigned int i = 0; i < 600; ++i) {
+        EXPECT_EQ(Decoded(Encoded(bytes)), bytes) << i;
+        bytes += static_cast<char>(static_cast<unsigned char>(i * i + 3 * i));
+    }
+}
+
+TEST(Base64, RefusesWhatItDoesNotWrite)
+{
+    for (const char* text :
+         {"Z", "Zg", "Zg=", "Zg===", "====", "Z===", "Zg==Zg==", "Zm9v\n", "Zm 9", "Zm-_",
+          "Zh==", "Zm9=", "Zm9vZ", "=Zm9", "Zm=v", "Z=g=", "\xC3\xA4g=", "Zm9v===="}) {
+        EXPECT_EQ(Decoded(text), "refused") << text;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,352 @@
+#include "recording/reader.h"
+#include "recording/writer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+using namespace recording;
+
+namespace {
+
+const std::string header =
+    R"({"subtitleRecording":1,"writer":"w","service":"s","wallUs":1,"monoUs":5})"
+    "\n";
+const std::string bitmap =
+    R"({"monoUs":6,"wallUs":1,"notification":"RegionData","subscription":4,"regionId":3,)"
+    R"("subtitleFormat":2,"size":5,"crc32":"7b35f858","data":"AAECA/8="})"
+    "\n";
+const std::string visibility =
+    R"({"monoUs":6,"wallUs":1,"notification":"RegionVisibility","subscription":6,"regionId":3,)"
+    R"("visible":true})"
+    "\n";
+const std::string palette =
+    R"({"monoUs":6,"wallUs":1,"notification":"Palette","subscription":10,"regionId":2,"size":2,)"
+    R"("crc32":"2619ef23","data":"EP8=","fill":true,"backgroundCode":31})"
+    "\n";
+const std::string request =
+    R"({"monoUs":6,"wallUs":1,"request":"SetRegionVisibility","client":1,"regionId":3,)"
+    R"("visible":false,"result":"ok"})"
+    "\n";
+
+struct Reading {
+    std::string lines;  ///< what was read, written again
+    std::string mistake;
+};
+
+void AppendRead(std::string& text, const AnyLine& line)
+{
+    std::visit([&text](const auto& message) { AppendLine(text, message); }, line);
+}
+
+Reading Read(const std::string& text, Reader::Start start = Reader::Start::WithHeader,
+             std::size_t piece = 1u << 20)
+{
+    Reader reader("drive", start);
+    Reading reading;
+    AnyLine line;
+    std::size_t at = 0;
+    for (;;) {
+        switch (reader.Next(line)) {
+        case Reader::Found::Line: AppendRead(reading.lines, line); break;
+        case Reader::Found::End: return reading;
+        case Reader::Found::Mistake: reading.mistake = reader.Mistake(); return reading;
+        case Reader::Found::NeedsInput: {
+            std::size_t room = 0;
+            char* const bytes = reader.Room(room);
+            const std::size_t count = std::min({room, piece, text.size() - at});
+            std::memcpy(bytes, text.data() + at, count);
+            reader.Received(count);
+            at += count;
+            if (at == text.size()) {
+                reader.EndInput();
+            }
+        }
+        }
+    }
+}
+
+std::string Replaced(std::string text, const std::string& old, const std::string& replacement)
+{
+    EXPECT_NE(text.find(old), std::string::npos) << old;
+    return text.replace(text.find(old), old.size(), replacement);
+}
+
+/// The mistake of a recording whose second line is \p line.
+std::string MistakeOf(const std::string& line)
+{
+    const Reading reading = Read(header + line);
+    EXPECT_EQ(reading.lines, header);
+    return reading.mistake;
+}
+
+/// The mistake after a change of a good line.
+std::string MistakeOf(const std::string& line, const std::string& old,
+                      const std::string& replacement)
+{
+    return MistakeOf(Replaced(line, old, replacement));
+}
+
+/// The mistake \p reason at the field \p name of \p line, which is the second.
+std::string MistakeAt(const std::string& line, const std::string& name, const std::string& reason)
+{
+    const std::size_t column = line.find('"' + name + '"') + 1;
+    EXPECT_GT(column, 0u) << name;
+    return "drive:2:" + std::to_string(column) + ": " + reason;
+}
+
+TEST(Reader, ReadsWhatTheWriterWrites)
+{
+    const std::string all = header + bitmap + visibility + palette + request;
+    for (const std::size_t piece : {std::size_t{1}, std::size_t{100}, all.size()}) {
+        const Reading reading = Read(all, Reader::Start::WithHeader, piece);
+        EXPECT_EQ(reading.lines, all);
+        EXPECT_EQ(reading.mistake, "");
+    }
+}
+
+TEST(Reader, ReadsEachKindOfRequest)
+{
+    const std::string bytes = "\x01\x02";
+    Request written;
+    written.client = 3;
+    written.data = {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
+    std::string text = header;
+    for (int kind = 0; kind <= static_cast<int>(RequestKind::SetLogLevel); ++kind) {
+        written.at.monoUs = 10 + kind;
+        written.kind = static_cast<RequestKind>(kind);
+        written.regionId = written.kind == RequestKind::InvertRegionData ? 4294967295 : 255;
+        written.result = static_cast<Result>(kind % 3);
+        AppendLine(text, written);
+    }
+    const Reading reading = Read(text);
+    EXPECT_EQ(reading.mistake, "");
+    EXPECT_EQ(reading.lines, text);
+}
+
+TEST(Reader, KeepsReceivers)
+{
+    const std::string line = Replaced(visibility, "true}", "true,\"receivers\":2}");
+    EXPECT_EQ(Read(header + line).lines, header + line);
+}
+
+TEST(Reader, IgnoresFieldsThatItDoesNotKnow)
+{
+    const std::string more = R"({"x":[{"size":1},[],{"a":{"size":"2"}}],"x":null,"y":-1.5e3,)";
+    const Reading reading = Read(header + Replaced(visibility, "{", more));
+    EXPECT_EQ(reading.mistake, "");
+    EXPECT_EQ(reading.lines, header + visibility);
+}
+
+TEST(Reader, TakesFieldsInAnyOrderAndWithBlanksAndEscapes)
+{
+    const std::string line =
+        " { \"visible\" : true , \"regionId\" : 3, \"subscription\":6,\t\"wallUs\":1,"
+        "\"notification\":\"Region\\u0056isibility\",\"mono\\u0055s\":6 }\r\n";
+    EXPECT_EQ(Read(header + line).lines, header + visibility);
+}
+
+TEST(Reader, DistinguishesALineWithoutBytes)
+{
+    Reader reader("journal", Reader::Start::HeaderOptional);
+    const std::string text = Replaced(bitmap, ",\"data\":\"AAECA/8=\"", "");
+    std::size_t room = 0;
+    std::memcpy(reader.Room(room), text.data(), text.size());
+    reader.Received(text.size());
+    AnyLine line;
+    ASSERT_EQ(reader.Next(line), Reader::Found::Line) << reader.Mistake();
+    EXPECT_FALSE(std::get<Notification>(line).data.AreThere());
+    EXPECT_EQ(std::get<Notification>(line).data.size, 5u);
+    EXPECT_EQ(reader.LineNumber(), 1u);
+}
+
+TEST(Reader, MayBeginWithoutHeader)
+{
+    EXPECT_EQ(Read(visibility, Reader::Start::HeaderOptional).lines, visibility);
+    EXPECT_EQ(Read(header + visibility, Reader::Start::HeaderOptional).lines, header + visibility);
+    EXPECT_EQ(Read("", Reader::Start::HeaderOptional).mistake, "");
+    EXPECT_EQ(Read(visibility).mistake,
+              "drive:1:1: the first line is not the header of a recording");
+    EXPECT_EQ(Read(visibility).lines, "");
+}
+
+TEST(Reader, RefusesAnEmptyOrTornRecording)
+{
+    EXPECT_EQ(Read("").mistake, "drive:1:1: the recording is empty");
+    const Reading torn = Read(header + bitmap + visibility.substr(0, 20));
+    EXPECT_EQ(torn.lines, header + bitmap);
+    EXPECT_EQ(torn.mistake, "drive:3:21: the line has no end; the recording is incomplete");
+    EXPECT_EQ(Read(header + visibility.substr(0, visibility.size() - 1)).lines, header);
+}
+
+TEST(Reader, RefusesANewerFormatWhateverElseItHas)
+{
+    EXPECT_EQ(Read("{\"writer\":{},\"subtitleRecording\":2}\n").mistake,
+              "drive:1:14: subtitleRecording 2 is newer than this program; it reads 1");
+    EXPECT_EQ(Read(Replaced(header, ":1", ":0")).mistake,
+              "drive:1:2: subtitleRecording 0 is not known to this program; it reads 1");
+    EXPECT_EQ(Read(Replaced(header, ":1", ":\"1\"")).mistake,
+              "drive:1:2: subtitleRecording is not a whole number from 0 to 9007199254740991");
+}
+
+TEST(Reader, RefusesASecondHeader)
+{
+    EXPECT_EQ(MistakeOf(header), "drive:2:1: a second header");
+    EXPECT_EQ(Read(visibility + header, Reader::Start::HeaderOptional).mistake,
+              "drive:2:1: a second header");
+}
+
+TEST(Reader, RefusesTimesThatRunBackwards)
+{
+    EXPECT_EQ(MistakeOf(visibility, ":6,", ":4,"),
+              "drive:2:2: monoUs is earlier than in the line before");
+    EXPECT_EQ(Read(header + Replaced(visibility, "\"wallUs\":1", "\"wallUs\":0")).mistake, "");
+}
+
+TEST(Reader, RefusesWhatIsNoJsonObject)
+{
+    EXPECT_EQ(MistakeOf("\n"), "drive:2:1: The document is empty.");
+    EXPECT_EQ(MistakeOf("{\"monoUs\":6,]\n"), "drive:2:13: Missing a name for object member.");
+    EXPECT_EQ(MistakeOf("{}{}\n"),
+              "drive:2:3: The document root must not be followed by other values.");
+    for (const char* line : {"[]\n", "1\n", "null\n", "\"{}\"\n", "true\n", "[{}]\n", "-1\n"}) {
+        EXPECT_EQ(MistakeOf(line), "drive:2:1: not an object") << line;
+    }
+    EXPECT_EQ(MistakeOf(std::string("{}\0{}\n", 6)), "drive:2:3: a NUL character");
+    EXPECT_EQ(MistakeOf("{\"\xFF\":1}\n"), "drive:2:3: Invalid encoding in string.");
+}
+
+TEST(Reader, RefusesObjectsOfNoneOrSeveralKinds)
+{
+    const std::string reason = "drive:2:1: not one of a header, a notification and a request";
+    EXPECT_EQ(MistakeOf("{}\n"), reason);
+    EXPECT_EQ(MistakeOf(visibility, "notification", "news"), reason);
+    EXPECT_EQ(MistakeOf(visibility, "{", "{\"request\":\"Ping\","), reason);
+}
+
+TEST(Reader, RefusesAFieldTwice)
+{
+    EXPECT_EQ(MistakeOf(visibility, "{", "{\"visible\":true,"),
+              "drive:2:103: the field is there twice");
+}
+
+TEST(Reader, RefusesMissingFields)
+{
+    EXPECT_EQ(MistakeOf(visibility, "visible", "visibel"), "drive:2:1: there is no visible");
+    for (const char* name : {"monoUs", "wallUs", "subscription", "regionId", "size", "crc32",
+                             "fill", "backgroundCode"}) {
+        EXPECT_EQ(MistakeOf(palette, name, "other"), std::string("drive:2:1: there is no ") + name);
+    }
+    for (const char* name : {"client", "result"}) {
+        EXPECT_EQ(MistakeOf(request, name, "other"), std::string("drive:2:1: there is no ") + name);
+    }
+    for (const char* name : {"writer", "service"}) {
+        EXPECT_EQ(Read(Replaced(header, name, "other")).mistake,
+                  std::string("drive:1:1: there is no ") + name);
+    }
+}
+
+TEST(Reader, RefusesWrongTypesAndNumbersOutOfRange)
+{
+    const std::string wrong =
+        MistakeAt(visibility, "regionId", "regionId is not a whole number from 0 to 255");
+    for (const char* value : {"256", "-1", "3.0", "3e0", "\"3\"", "true", "null", "[3]", "{}",
+                              "18446744073709551616", "18446744073709551615"}) {
+        EXPECT_EQ(MistakeOf(visibility, "\"regionId\":3", std::string("\"regionId\":") + value),
+                  wrong)
+            << value;
+    }
+    EXPECT_EQ(MistakeOf(visibility, "true", "1"),
+              MistakeAt(visibility, "visible", "visible is not true or false"));
+    EXPECT_EQ(MistakeOf(visibility, "\"RegionVisibility\"", "6"),
+              MistakeAt(visibility, "notification", "notification is not a text"));
+    EXPECT_EQ(MistakeOf(visibility, "RegionVisibility", "Visibility"),
+              MistakeAt(visibility, "notification", "notification is an unknown word"));
+    EXPECT_EQ(MistakeOf(request, "\"ok\"", "\"OK\""),
+              MistakeAt(request, "result", "result is an unknown word"));
+    EXPECT_EQ(MistakeOf(visibility, ":6,", ":9007199254740992,"),
+              "drive:2:2: monoUs is not a whole number from 0 to 9007199254740991");
+}
+
+TEST(Reader, RefusesDataThatDoesNotFit)
+{
+    EXPECT_EQ(MistakeOf(bitmap, "7b35f858", "7b35f859"),
+              MistakeAt(bitmap, "crc32", "crc32 is not that of the data"));
+    EXPECT_EQ(MistakeOf(bitmap, "7b35f858", "7B35F858"),
+              MistakeAt(bitmap, "crc32", "crc32 is not eight digits of 0 to 9 and a to f"));
+    EXPECT_EQ(MistakeOf(bitmap, "7b35f858", "07b35f858"),
+              MistakeAt(bitmap, "crc32", "crc32 is not eight digits of 0 to 9 and a to f"));
+    EXPECT_EQ(MistakeOf(bitmap, "AAECA/8=", "AAECA/8"),
+              MistakeAt(bitmap, "data", "data is not base64"));
+    EXPECT_EQ(MistakeOf(bitmap, "\"size\":5", "\"size\":4"),
+              MistakeAt(bitmap, "data", "data has 5 bytes, not the size"));
+    EXPECT_EQ(MistakeOf(bitmap, "\"size\":5", "\"size\":16777217"),
+              MistakeAt(bitmap, "size", "size is not a whole number from 0 to 16777216"));
+}
+
+TEST(Reader, RefusesASubscriptionThatDoesNotFit)
+{
+    EXPECT_EQ(
+        MistakeOf(visibility, ":6,\"r", ":10,\"r"),
+        MistakeAt(visibility, "subscription", "subscription is not 6, that of this notification"));
+    EXPECT_EQ(
+        MistakeOf(palette, ":10", ":6"),
+        MistakeAt(palette, "subscription", "subscription is not 10, that of this notification"));
+    const unsigned int subscriptions[] = {2, 3, 4, 12, 12};
+    for (unsigned int format = 0; format < 5; ++format) {
+        const std::string right = std::to_string(subscriptions[format]);
+        const std::string line =
+            Replaced(bitmap, "Format\":2", "Format\":" + std::to_string(format));
+        EXPECT_EQ(MistakeOf(line, "subscription\":4", "subscription\":5"),
+                  MistakeAt(bitmap, "subscription",
+                            "subscription is not " + right + ", that of this notification"));
+        EXPECT_EQ(
+            Read(header + Replaced(line, "subscription\":4", "subscription\":" + right)).mistake,
+            "");
+    }
+}
+
+TEST(Reader, RefusesDeepNestingWithoutUsingTheStack)
+{
+    const std::string deep(5000000, '[');
+    EXPECT_EQ(MistakeOf("{\"x\":" + deep + "\n"), "drive:2:2: nested too deeply");
+}
+
+TEST(Reader, RefusesALineThatIsLongerThanAnyMessage)
+{
+    EXPECT_EQ(
+        MistakeOf("{\"x\":\"" + std::string(longestLine, ' ')),
+        "drive:2:" + std::to_string(longestLine + 1) + ": the line is longer than any message");
+}
+
+TEST(Reader, ReadsTheLargestPayload)
+{
+    const std::vector<unsigned char> bytes(largestData, 3);
+    Notification largest;
+    largest.at.monoUs = 6;
+    largest.subscription = 2;
+    largest.data = {bytes.data(), bytes.size()};
+    std::string text = header;
+    AppendLine(text, largest);
+    const Reading reading = Read(text);
+    EXPECT_EQ(reading.mistake, "");
+    EXPECT_TRUE(reading.lines == text);
+}
+
+TEST(Reader, SaysAMistakeAgainAndReadsNoFurther)
+{
+    Reader reader("drive", Reader::Start::HeaderOptional);
+    const std::string text = "{}\n" + visibility;
+    std::size_t room = 0;
+    std::memcpy(reader.Room(room), text.data(), text.size());
+    reader.Received(text.size());
+    AnyLine line;
+    EXPECT_EQ(reader.Next(line), Reader::Found::Mistake);
+    const std::string mistake = reader.Mistake();
+    EXPECT_EQ(reader.Next(line), Reader::Found::Mistake);
+    EXPECT_EQ(reader.Mistake(), mistake);
+}
+
+}  // namespace

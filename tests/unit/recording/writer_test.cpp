@@ -1,0 +1,181 @@
+#include "recording/writer.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace recording;
+
+namespace {
+
+Data DataOf(const std::vector<unsigned char>& bytes) { return {bytes.data(), bytes.size()}; }
+
+template <typename Message>
+std::string Written(const Message& message)
+{
+    std::string text;
+    AppendLine(text, message);
+    return text;
+}
+
+std::string Quoted(const std::string& name)
+{
+    const std::string text = Written(Header{{}, name, ""});
+    const std::size_t start = text.find("\"writer\":") + 9;
+    return text.substr(start, text.rfind(",\"service\"") - start);
+}
+
+TEST(Writer, WritesAHeader)
+{
+    EXPECT_EQ(Written(Header{{5123456, 1763730000123456}, "SubtitleMgrTap 1.1.0", "SubtitleMgr"}),
+              R"({"subtitleRecording":1,"writer":"SubtitleMgrTap 1.1.0","service":"SubtitleMgr",)"
+              R"("wallUs":1763730000123456,"monoUs":5123456})"
+              "\n");
+}
+
+TEST(Writer, WritesABitmap)
+{
+    const std::vector<unsigned char> bytes = {0, 1, 2, 3, 255};
+    Notification bitmap;
+    bitmap.at = {5200000, 1763730000200000};
+    bitmap.subscription = 4;
+    bitmap.regionId = 3;
+    bitmap.subtitleFormat = 2;
+    bitmap.data = DataOf(bytes);
+    EXPECT_EQ(Written(bitmap),
+              R"({"monoUs":5200000,"wallUs":1763730000200000,"notification":"RegionData",)"
+              R"("subscription":4,"regionId":3,"subtitleFormat":2,"size":5,"crc32":"7b35f858",)"
+              R"("data":"AAECA/8="})"
+              "\n");
+}
+
+TEST(Writer, WritesAVisibilityWithItsReceivers)
+{
+    Notification visibility;
+    visibility.at = {5200400, 1763730000200400};
+    visibility.kind = NotificationKind::RegionVisibility;
+    visibility.subscription = 6;
+    visibility.regionId = 3;
+    visibility.visible = true;
+    visibility.receivers = 2;
+    EXPECT_EQ(Written(visibility),
+              R"({"monoUs":5200400,"wallUs":1763730000200400,"notification":"RegionVisibility",)"
+              R"("subscription":6,"regionId":3,"visible":true,"receivers":2})"
+              "\n");
+}
+
+TEST(Writer, WritesAPalette)
+{
+    const std::vector<unsigned char> bytes = {0x10, 0xFF};
+    Notification palette;
+    palette.at = {5200900, 1763730000200900};
+    palette.kind = NotificationKind::Palette;
+    palette.subscription = 10;
+    palette.regionId = 2;
+    palette.data = DataOf(bytes);
+    palette.fill = true;
+    palette.backgroundCode = 31;
+    EXPECT_EQ(Written(palette),
+              R"({"monoUs":5200900,"wallUs":1763730000200900,"notification":"Palette",)"
+              R"("subscription":10,"regionId":2,"size":2,"crc32":"2619ef23","data":"EP8=",)"
+              R"("fill":true,"backgroundCode":31})"
+              "\n");
+}
+
+TEST(Writer, WritesARequest)
+{
+    Request request;
+    request.at = {5300000, 1763730000300000};
+    request.kind = RequestKind::SetRegionVisibility;
+    request.client = 1;
+    request.regionId = 3;
+    EXPECT_EQ(Written(request),
+              R"({"monoUs":5300000,"wallUs":1763730000300000,"request":"SetRegionVisibility",)"
+              R"("client":1,"regionId":3,"visible":false,"result":"ok"})"
+              "\n");
+}
+
+TEST(Writer, WritesTheFieldsOfEachRequestInOneOrder)
+{
+    const std::vector<unsigned char> bytes = {0xFF};
+    Request request;
+    request.client = 7;
+    request.subscription = 1;
+    request.itemId = 2;
+    request.regionId = 3;
+    request.subtitleFormat = 4;
+    request.backgroundCode = 5;
+    request.sensor = 6;
+    request.level = 4294967295;
+    request.on = true;
+    request.data = DataOf(bytes);
+    request.result = Result::Refused;
+    const std::string data = R"("size":1,"crc32":"ff000000","data":"/w==")";
+    const std::string expected[] = {
+        R"("Ping","client":7)",
+        R"("Quit","client":7)",
+        R"("Subscribe","client":7,"subscription":1,"itemId":2)",
+        R"("Unsubscribe","client":7,"subscription":1)",
+        R"("SetRegionData","client":7,"regionId":3,"subtitleFormat":4,)" + data,
+        R"("SetRegionVisibility","client":7,"regionId":3,"visible":false)",
+        R"("SetPaletteData","client":7,"regionId":3,)" + data +
+            R"(,"fill":false,"backgroundCode":5)",
+        R"("InvertRegionData","client":7,"regionId":3)",
+        R"("RefreshRegions","client":7)",
+        R"("SendSensorUpdate","client":7,"on":true,"sensor":6)",
+        R"("GetLogLevel","client":7)",
+        R"("SetLogLevel","client":7,"level":4294967295)",
+    };
+    int kind = 0;
+    for (const std::string& fields : expected) {
+        request.kind = static_cast<RequestKind>(kind++);
+        EXPECT_EQ(Written(request), R"({"monoUs":0,"wallUs":0,"request":)" + fields +
+                                        R"(,"result":"refused"})"
+                                        "\n");
+    }
+}
+
+TEST(Writer, LeavesTheBytesOutOfAJournal)
+{
+    const std::vector<unsigned char> bytes = {0, 1, 2, 3, 255};
+    Request request;
+    request.kind = RequestKind::SetRegionData;
+    request.data = DataOf(bytes);
+    request.result = Result::Unanswered;
+    std::string text;
+    AppendLine(text, request, Bytes::LeftOut);
+    EXPECT_EQ(text, R"({"monoUs":0,"wallUs":0,"request":"SetRegionData","client":0,"regionId":0,)"
+                    R"("subtitleFormat":0,"size":5,"crc32":"7b35f858","result":"unanswered"})"
+                    "\n");
+}
+
+TEST(Writer, WritesNamesOfAnyBytesAsValidText)
+{
+    EXPECT_EQ(Quoted("node1/SubtitleMgr"), R"("node1/SubtitleMgr")");
+    EXPECT_EQ(Quoted("a\"b\\c"), R"("a\"b\\c")");
+    EXPECT_EQ(Quoted("\n\x1F\x7F"), "\"\\u000a\\u001f\x7F\"");
+    EXPECT_EQ(Quoted("\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"),
+              "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\"");
+}
+
+TEST(Writer, ReplacesBytesThatAreNoUtf8)
+{
+    const std::string replaced = "\xEF\xBF\xBD";
+    EXPECT_EQ(Quoted("a\xFFz"), "\"a" + replaced + "z\"");
+    EXPECT_EQ(Quoted("\xC3"), "\"" + replaced + "\"");
+    EXPECT_EQ(Quoted("\xC0\x80"), "\"" + replaced + replaced + "\"");
+    EXPECT_EQ(Quoted("\xED\xA0\x80"), "\"" + replaced + replaced + replaced + "\"");
+    EXPECT_EQ(Quoted("\xF4\x90\x80\x80"), "\"" + replaced + replaced + replaced + replaced + "\"");
+    EXPECT_EQ(Quoted("\xE2\x82"), "\"" + replaced + replaced + "\"");
+}
+
+TEST(Now, NeverRunsBackwards)
+{
+    const Moment before = Now();
+    const Moment after = Now();
+    EXPECT_GT(before.monoUs, 0);
+    EXPECT_LE(before.monoUs, after.monoUs);
+    EXPECT_GT(before.wallUs, 1000000000000000);
+}
+
+}  // namespace

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "recording/base64.h"
+#include "recording/lines.h"
+
+#include <vector>
+
+namespace recording {
+
+/// The longest line that is read: the largest payload, and room for all other fields.
+constexpr std::size_t longestLine = Base64Size(largestData) + 65536;
+
+/// Cuts input into lines, however it arrives. Memory follows the bytes received.
+class LineInput {
+public:
+    enum class Cut { Line, NeedsInput, TooLong };
+
+    /// Room for at least one byte of input. Lines taken before are no longer valid.
+    char* Room(std::size_t& size);
+    void Received(std::size_t count) { end += count; }
+
+    /// \param line  with NUL in the place of its newline; may be changed
+    Cut Next(char*& line, std::size_t& length);
+
+    /// Bytes after the last whole line.
+    std::size_t Rest() const { return end - begin; }
+
+private:
+    std::vector<char> buffer;
+    std::size_t begin = 0;    ///< of what was not taken yet
+    std::size_t scanned = 0;  ///< no newline is in front of this
+    std::size_t end = 0;
+};
+
+}  // namespace recording

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "recording/line_fields.h"
+#include "recording/line_input.h"
+
+#include <string>
+
+namespace recording {
+
+/// Reads a recording line by line as its bytes come in.
+///
+/// The whole format is checked. A mistake ends the reading: the lines before it were good.
+class Reader {
+public:
+    enum class Start { WithHeader, HeaderOptional };
+    enum class Found { Line, NeedsInput, End, Mistake };
+
+    /// \param nameOfInput  for the mistake
+    explicit Reader(std::string nameOfInput, Start startToExpect = Start::WithHeader);
+
+    /// Room for at least one byte of input. The bytes of lines found before are no longer valid.
+    char* Room(std::size_t& size) { return input.Room(size); }
+    void Received(std::size_t count) { input.Received(count); }
+    void EndInput() { ended = true; }
+
+    /// \param line  the next line; its bytes stay the reader's
+    Found Next(AnyLine& line);
+
+    /// `FILE:LINE:COLUMN: reason`; the column counts bytes.
+    const std::string& Mistake() const { return mistakeText; }
+
+    /// The number of the line found last, from 1.
+    std::size_t LineNumber() const { return lineNumber; }
+
+private:
+    bool ReadLine(char* text, std::size_t length, AnyLine& line, LineMistake& mistake);
+    bool CheckOrder(const AnyLine& line, const Moment& at, LineMistake& mistake);
+    Found EndOfInput();
+    Found Fail(const LineMistake& mistake);
+
+    std::string name;
+    Start start;
+    LineInput input;
+    LineFields fields;
+    std::size_t lineNumber = 0;
+    std::int64_t lastMonoUs = 0;
+    bool ended = false;
+    std::string mistakeText;
+};
+
+}  // namespace recording
