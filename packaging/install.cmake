@@ -3,12 +3,16 @@ include(GNUInstallDirs)
 set(completion_dir "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 set(doc_dir "${CMAKE_INSTALL_DATADIR}/doc")
 
-# The client, whichever SDK it is linked with.
-install(TARGETS SubtitleMgrCli RUNTIME COMPONENT cli)
-install(FILES docs/man/SubtitleMgrCli.1
+# The client and the tap, whichever SDK they are linked with.
+install(TARGETS SubtitleMgrCli SubtitleMgrTap RUNTIME COMPONENT cli)
+install(FILES docs/man/SubtitleMgrCli.1 docs/man/SubtitleMgrTap.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT cli)
-install(FILES packaging/completion/SubtitleMgrCli
+install(FILES docs/man/subtitle-recording.5
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man5" COMPONENT cli)
+install(FILES packaging/completion/SubtitleMgrCli packaging/completion/SubtitleMgrTap
   DESTINATION "${completion_dir}" COMPONENT cli)
+install(FILES docs/subtitle-recording.schema.json
+  DESTINATION "${doc_dir}/subtitlemgr-cli" COMPONENT cli)
 install(FILES packaging/copyright CHANGELOG.md
   DESTINATION "${doc_dir}/subtitlemgr-cli" COMPONENT cli)
 

@@ -1,6 +1,6 @@
 # Debian packages of the two components; script/package makes them.
 
-# Only the two programs are packaged: do not build tests and benchmarks for them.
+# Only the programs are packaged: do not build tests and benchmarks for them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
 # The folder of the checkout would be in the debugging information and, through the build id that is
@@ -56,6 +56,7 @@ set(CPACK_DEBIAN_CLI_DESCRIPTION
 SubtitleMgrCli pings the subtitle service of an in-vehicle video system, stops
 it, sets its log level, and opens a console that subscribes to its
 notifications, counts them, and sends bitmaps, visibility and palettes.
+SubtitleMgrTap shows and records what the service publishes.
 .
 This build talks to a service on the same machine, through a local socket.")
 set(CPACK_DEBIAN_SIM_DESCRIPTION

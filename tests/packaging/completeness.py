@@ -42,6 +42,15 @@ def service_help():
     return run(BIN_DIR / "SubtitleMgrSim", "--help").stdout
 
 
+def tap_options():
+    return find_all(r"(?<![\w-])--?[a-z][\w-]*", run(BIN_DIR / "SubtitleMgrTap", "--help").stdout)
+
+
+def tap_words(option):
+    refusal = run(BIN_DIR / "SubtitleMgrTap", option, "?").stderr
+    return set(re.search("is none of (.*)\n", refusal).group(1).split(", "))
+
+
 def service_options():
     entries = find_all(r"^ +(-\S+)", service_help().split("\nOptions:\n", 1)[1])
     return {name for entry in entries for name in entry.split(",")}
@@ -79,6 +88,7 @@ def described_options(page):
 def check_options():
     expect_same("options of the client", client_options(), described_options("SubtitleMgrCli.1"))
     expect_same("options of the service", service_options(), described_options("SubtitleMgrSim.1"))
+    expect_same("options of the tap", tap_options(), described_options("SubtitleMgrTap.1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
     expect_same("faults in the help", faults(), faults() & find_all(r"[\w-]+", service_help()))
@@ -139,6 +149,8 @@ def check_messages():
         "SubtitleMgrSim.1": ["platform/src/messaging_directory.cpp", "platform/src/wire_format.cpp"]
         + [path for path in sources_of("simulator") if path not in of_scenarios],
         "subtitle-scenario.5": of_scenarios,
+        "SubtitleMgrTap.1": sources_of("tools/tap"),
+        "subtitle-recording.5": sources_of("tools/recording"),
     }
     # Menus, prompts, headings and help are no messages; usage hints show the words of a directive.
     not_messages = re.compile(
@@ -146,7 +158,8 @@ def check_messages():
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
         r"|Generating test|rows by"
     )
-    help_text = service_help()
+    help_text = service_help() + run(BIN_DIR / "SubtitleMgrTap", "--help").stdout
+    help_text = help_text.replace("\n", " ")
     for page, paths in sources.items():
         text = rendered(page)
         messages = [
@@ -201,6 +214,10 @@ def check_completion():
     for what, actual, program, *words in (
         ("the client's options", client_options(), "SubtitleMgrCli", ""),
         ("the service's options", service_options(), "SubtitleMgrSim", ""),
+        ("the tap's options", tap_options(), "SubtitleMgrTap", ""),
+        ("kinds", tap_words("--kinds"), "SubtitleMgrTap", "--kinds", ""),
+        ("formats", tap_words("--formats"), "SubtitleMgrTap", "--formats", ""),
+        ("times", tap_words("--time"), "SubtitleMgrTap", "--time", ""),
         ("the faults", faults(), "SubtitleMgrSim", "--fault", ""),
         ("a node", {"fdinfo"}, "SubtitleMgrCli", "-p", "-e", "fdi"),
         ("a scenario's file", {"/proc"}, "SubtitleMgrSim", "--play", "/pro"),

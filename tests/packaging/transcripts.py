@@ -29,7 +29,7 @@ sys.dont_write_bytecode = True  # nothing of a run stays in the sources
 # pylint: disable=wrong-import-position
 from pytest_subtitle import SECONDS, Service, Workspace
 
-PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrSim")
+PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrSim", "SubtitleMgrTap")
 END_OF_COMMAND = "\x1e"
 # Runs one command after the other, each with the terminal as its streams.
 SHELL = r"""

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the client with the vendor's SDK, from a tree that has neither stand-in nor simulated
-# service, and runs it: builds_the_client_alone.sh SCRATCH CXX RUNNER [CMAKE_OPTION...].
+# Builds the client and the tap with the vendor's SDK, from a tree that has neither stand-in nor
+# simulated service, and runs them: builds_the_client_alone.sh SCRATCH CXX RUNNER [CMAKE_OPTION...].
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -17,12 +17,12 @@ cp -R "$here/vendor/SubtitleSdkConfig.cmake" "$here/vendor/adapters" "$here/vend
 "$cxx" -std=c++17 -shared -fPIC -O1 -I"$sdk/include" -I"$root" "$here"/vendor/*.cpp \
     -Wl,-soname,libsubtitleclient.so -o "$sdk/lib/libsubtitleclient.so"
 
-for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk/interface client; do
+for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk/interface client tools; do
     cp -R "$root/$part" "$scratch/tree/$part"
 done
 cmake -S "$scratch/tree" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
     -DSubtitleSdk_DIR="$sdk" -DCMAKE_INSTALL_RPATH="$sdk/lib" "$@"
-cmake --build "$scratch/build" --target SubtitleMgrCli sdk_interface
+cmake --build "$scratch/build" --target SubtitleMgrCli SubtitleMgrTap sdk_interface
 
 # Not from the tree that the copy was made of either.
 if ninja -C "$scratch/build" -t deps | grep -E "$root/(platform|simulator)/"; then
@@ -53,3 +53,13 @@ printf '1\n3\n1\n/no/such/file\n4\nx\n' | run -i >console
 cat journal log
 grep -x '\*\*\* RegionVisi:  3  visible' console
 grep -E ' 2 SubtitleMgrCli SubtitleMgrCli:[0-9]+ .* - Error opening file /no/such/file$' log
+
+# The tap has no option frame, so this vendor makes region 3 visible, once and at once.
+tap() {
+    # shellcheck disable=SC2086  # a list of words
+    $runner root/bin/SubtitleMgrTap --count 1 "$@"
+}
+[ "$(tap --time zero)" = "0.000000 visibility region 3 visible" ]
+tap --json >recording
+head -n 1 recording | grep '"service":"Titles"'
+grep '"notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true}$' recording

@@ -115,6 +115,17 @@ void LockStep::Unsubscribe(unsigned number)
     }
 }
 
+bool LockStep::TakeVisibilitySubscription(Subscription& subscription)
+{
+    const auto found = subscriptions.find(visibilitySubscription);
+    if (found == subscriptions.end()) {
+        return false;
+    }
+    subscription = found->second;
+    subscriptions.erase(found);
+    return true;
+}
+
 void LockStep::Publish()
 {
     const auto found = script.find(calls);

@@ -50,6 +50,10 @@ public:
     void Subscribe(unsigned number, const Subscription& subscription);
     void Unsubscribe(unsigned number);
 
+    /// Whether Begin() was called; without the option frame it never is.
+    bool HasBegun() const { return journal.is_open(); }
+    bool TakeVisibilitySubscription(Subscription& subscription);
+
     /// Takes a notification for the receive thread, or waits until it may look for one again.
     /// \return whether there is one
     bool Take(std::vector<unsigned char>& payload, Subscription& subscription);

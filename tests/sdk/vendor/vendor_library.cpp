@@ -119,6 +119,14 @@ int LinxIpc::Receive(int waitMs, unsigned int id, const std::string& from, IpcMe
         lockStep.Note("- received with other arguments");
     }
     LockStep::Subscription subscription{};
+    if (!lockStep.HasBegun()) {  // a program without the option frame: region 3 is visible, once
+        if (!lockStep.TakeVisibilitySubscription(subscription)) {
+            return 1;
+        }
+        receivedMessage.bytes = {3, 1};
+        subscription.callback(this, subscription.userData);
+        return 0;
+    }
     if (!lockStep.Take(receivedMessage.bytes, subscription)) {
         return 1;
     }

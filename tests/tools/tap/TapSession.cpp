@@ -1,0 +1,57 @@
+#include "tests/tools/tap/TapSession.h"
+
+#include "recording/reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <regex>
+
+std::unique_ptr<ChildProcess> TapSession::Launch(const std::vector<std::string>& options,
+                                                 ChildProcess::Options settings) const
+{
+    std::vector<std::string> arguments{TAP_PROGRAM};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    settings.environment["LINX_DIR"] = messaging.Path();
+    return std::make_unique<ChildProcess>(arguments, settings);
+}
+
+TapSession::Ended TapSession::Run(const std::vector<std::string>& options,
+                                  ChildProcess::Options settings) const
+{
+    const auto program = Launch(options, settings);
+    const int status = program->WaitForExit();
+    return {status, program->Output(), program->Errors()};
+}
+
+std::string Recorded(const std::string& recording)
+{
+    recording::Reader reader("recording");
+    recording::AnyLine line;
+    std::size_t at = 0;
+    for (auto found = reader.Next(line); found != recording::Reader::Found::End;
+         found = reader.Next(line)) {
+        if (found == recording::Reader::Found::Mistake) {
+            ADD_FAILURE() << reader.Mistake();
+            break;
+        }
+        if (found == recording::Reader::Found::NeedsInput) {
+            std::size_t room = 0;
+            char* const bytes = reader.Room(room);
+            const std::size_t count = std::min(room, recording.size() - at);
+            std::memcpy(bytes, recording.data() + at, count);
+            reader.Received(count);
+            at += count;
+            if (at == recording.size()) {
+                reader.EndInput();
+            }
+        }
+    }
+    return std::regex_replace(recording, std::regex("Us\":[0-9]+"), "Us\":T");
+}
+
+std::string Shown(const std::string& text)
+{
+    static const std::regex time(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}Z ");
+    return std::regex_replace(text, time, "T ");
+}

@@ -1,0 +1,277 @@
+#include "tap/tap.h"
+
+#include "recording/writer.h"
+#include "records/received_record.h"
+#include "tap/signals.h"
+#include "words/exit_status.h"
+#include "words/times.h"
+
+#include <LinxServerNameList.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <new>
+#include <unistd.h>
+
+namespace tap {
+
+using recording::Notification;
+using recording::NotificationKind;
+
+namespace {
+
+constexpr int requestTimeoutMs = 2000;
+constexpr std::int64_t receiveWaitMs =
+    20;  // so soon an end, a closed output or a second is noticed
+constexpr std::size_t largestBatch = 256u * 1024u;  // fits into the processor's cache
+constexpr useconds_t retryUs = 50000;
+
+// Message numbers of the notifications.
+constexpr unsigned int regionDataItemId = 0x3B19;
+constexpr unsigned int regionVisItemId = 0x3B1C;
+constexpr unsigned int paletteItemId = 0x3B1D;
+
+std::int64_t NowUs() { return recording::Now().monoUs; }
+
+int Complain(const std::string& problem, int status)
+{
+    std::cerr << "SubtitleMgrTap: " << problem << std::endl;
+    return status;
+}
+
+/// The value of e_Process is given, since its names differ between SDKs.
+const std::string& ServiceName()
+{
+    return LinxServerNameList::Instance().Name(static_cast<e_Process>(5));
+}
+
+}  // namespace
+
+Tap::Tap(const Options& optionsToUse)
+    : options(optionsToUse), output([this] { return IsEndRequested() || IsTimeUp(); }),
+      stamps(optionsToUse.time), endUs(std::numeric_limits<std::int64_t>::max()),
+      ipc("SubtitleMgrTap"), client(ipc, requestTimeoutMs)
+{
+}
+
+int Tap::Run()
+{
+    CatchSignals();
+    const int status = Start();
+    return status != words::exitDone || IsEndRequested() ? status : ReceiveToTheEnd();
+}
+
+int Tap::Start()
+{
+    if (!output.Open(options.output)) {
+        return Complain(output.Problem(), words::exitFailed);
+    }
+    if (ipc.Init() != 0) {
+        return Complain("the messaging endpoint cannot be opened; the log has the reason",
+                        words::exitNoService);
+    }
+    if (!SubscribeWithin(options.waitForServiceUs)) {
+        return IsEndRequested() ? words::exitDone
+                                : Complain(ServiceName() + " accepts no subscription: it does not "
+                                                           "run, or refuses",
+                                           words::exitNoService);
+    }
+    if (!output.Begin()) {
+        return Complain(output.Problem(), words::exitFailed);
+    }
+    const std::int64_t startUs = NowUs();
+    ratesUs = startUs + words::usPerSecond;
+    if (options.runUs) {
+        endUs = startUs + *options.runUs;
+        InterruptAfter(std::max<std::int64_t>(*options.runUs, 1));
+    }
+    if (options.json && !options.rates) {
+        recording::AppendLine(
+            output.Text(),
+            recording::Header{recording::Now(), "SubtitleMgrTap " SUBTITLE_VERSION, ServiceName()});
+    }
+    if (options.refresh && client.RefreshRegions() != 0) {
+        return Complain(ServiceName() + " does not refresh", words::exitFailed);
+    }
+    return words::exitDone;
+}
+
+bool Tap::SubscribeWithin(std::int64_t us)
+{
+    const std::int64_t until = NowUs() + us;
+    while (!Subscribe()) {
+        if (IsEndRequested() || NowUs() >= until) {
+            return false;
+        }
+        usleep(retryUs);
+    }
+    return true;
+}
+
+/// In the console's order, palettes last: a bitmap is not shown with an older palette.
+bool Tap::Subscribe()
+{
+    for (std::size_t format = 0; format < formatWords.size(); ++format) {
+        if (options.filter.formats[format] &&
+            !SubscribeTo(NotificationKind::RegionData,
+                         recording::SubscriptionOfFormat(static_cast<unsigned int>(format)))) {
+            return false;
+        }
+    }
+    return SubscribeTo(NotificationKind::RegionVisibility, recording::visibilitySubscription) &&
+           SubscribeTo(NotificationKind::Palette, recording::paletteSubscription);
+}
+
+/// \return also true when the filter wants none of these
+bool Tap::SubscribeTo(NotificationKind kind, unsigned int number)
+{
+    if (!options.filter.IsWanted(kind)) {
+        return true;
+    }
+    switch (kind) {
+    case NotificationKind::RegionData:
+        return client.Subscribe(number, regionDataItemId, regionData,
+                                Callback<&Tap::TakeRegionData>, this) == 0;
+    case NotificationKind::RegionVisibility:
+        return client.Subscribe(number, regionVisItemId, visibility, Callback<&Tap::TakeVisibility>,
+                                this) == 0;
+    case NotificationKind::Palette: break;
+    }
+    return client.Subscribe(number, paletteItemId, palette, Callback<&Tap::TakePalette>, this) == 0;
+}
+
+int Tap::ReceiveToTheEnd()
+{
+    Output::State state = output.Flush();
+    while (state == Output::State::Open && !isOutOfMemory && !IsEndRequested() &&
+           !IsCountReached() && !IsTimeUp()) {
+        ReceiveBatch(NextWaitMs());
+        ShowRatesWhenDue(false);
+        state = output.Text().empty() ? output.Look() : output.Flush();
+    }
+    if (state == Output::State::Open) {
+        ShowRatesWhenDue(true);
+        state = output.Flush();
+    }
+    return Finish(state);
+}
+
+/// Receives one notification, and then those that are there: the lines of a busy service are
+/// written together, and no line waits for a notification that is still to come.
+void Tap::ReceiveBatch(int waitMs)
+{
+    std::uint64_t before = 0;
+    do {
+        before = received;
+        ipc.Receive(waitMs, 0, LinxIpc::emptyString, nullptr);
+        waitMs = 0;
+    } while (received > before && !IsCountReached() && output.Text().size() < largestBatch);
+}
+
+int Tap::NextWaitMs() const
+{
+    const std::int64_t now = NowUs();
+    const std::int64_t dueUs = std::min(endUs, options.rates ? ratesUs : endUs);
+    const std::int64_t untilDueMs = dueUs > now ? (dueUs - now) / 1000 + 1 : 0;
+    return static_cast<int>(std::min(untilDueMs, receiveWaitMs));
+}
+
+bool Tap::IsTimeUp() const { return options.runUs && NowUs() >= endUs; }
+
+void Tap::ShowRatesWhenDue(bool isLast)
+{
+    const recording::Moment now = recording::Now();
+    if (!options.rates || (now.monoUs < ratesUs && !isLast)) {
+        return;
+    }
+    if (options.json) {
+        rates.AppendJson(output.Text(), now);
+    } else {
+        stamps.Append(output.Text(), now);
+        rates.AppendText(output.Text());
+    }
+    ratesUs += words::usPerSecond * ((now.monoUs - ratesUs) / words::usPerSecond + 1);
+}
+
+int Tap::Finish(Output::State state) const
+{
+    if (state == Output::State::Failed) {
+        return Complain(output.Problem(), words::exitFailed);
+    }
+    if (isOutOfMemory) {
+        return Complain("no memory for a notification", words::exitFailed);
+    }
+    const bool isTooLate = options.count > 0 && !IsCountReached() && IsTimeUp();
+    return state == Output::State::Open && isTooLate && !IsEndRequested() ? words::exitTimeRanOut
+                                                                          : words::exitDone;
+}
+
+/// No exception goes through the SDK.
+template <void (Tap::*take)(LinxIpc&)>
+void Tap::Callback(LinxIpc* ipc, void* tap)
+{
+    Tap& self = *static_cast<Tap*>(tap);
+    ++self.received;
+    try {
+        (self.*take)(*ipc);
+    } catch (const std::bad_alloc&) {
+        self.isOutOfMemory = true;
+    }
+}
+
+void Tap::TakeRegionData(LinxIpc& from)
+{
+    DecodeReceived(from, regionData);
+    Notification notification;
+    notification.subscription = recording::SubscriptionOfFormat(regionData.subtitleFormat);
+    notification.regionId = regionData.regionId;
+    notification.subtitleFormat = regionData.subtitleFormat;
+    notification.data = {regionData.data.data(), regionData.data.size()};
+    Take(notification, regionData.EncodedSize());
+}
+
+void Tap::TakeVisibility(LinxIpc& from)
+{
+    DecodeReceived(from, visibility);
+    Notification notification;
+    notification.kind = NotificationKind::RegionVisibility;
+    notification.subscription = recording::visibilitySubscription;
+    notification.regionId = visibility.regionId;
+    notification.visible = visibility.visible;
+    Take(notification, visibility.EncodedSize());
+}
+
+void Tap::TakePalette(LinxIpc& from)
+{
+    DecodeReceived(from, palette);
+    Notification notification;
+    notification.kind = NotificationKind::Palette;
+    notification.subscription = recording::paletteSubscription;
+    notification.regionId = palette.regionId;
+    notification.fill = palette.fill;
+    notification.backgroundCode = palette.backgroundCode;
+    notification.data = {palette.paletteData.data(), palette.paletteData.size()};
+    Take(notification, palette.EncodedSize());
+}
+
+void Tap::Take(Notification& notification, unsigned int encodedSize)
+{
+    if (!options.filter.Passes(notification)) {
+        return;
+    }
+    ++taken;
+    if (options.rates) {
+        rates.Add(notification.regionId, encodedSize);
+        return;
+    }
+    notification.at = recording::Now();
+    if (options.json) {
+        recording::AppendLine(output.Text(), notification);
+    } else {
+        stamps.Append(output.Text(), notification.at);
+        AppendText(output.Text(), notification);
+    }
+}
+
+}  // namespace tap
