@@ -31,6 +31,7 @@ constexpr Part parts[] = {
     {"ping", MeasurePing},
     {"connection", MeasureFreshConnections},
     {"notifications", MeasureNotifications},
+    {"recordings", MeasureRecordings},
     {"start-up", MeasureStartUp},
     {"idle", MeasureIdleConsole},
     {"console", MeasureConsoleWork},
@@ -47,7 +48,7 @@ bool IsWanted(const char* name, int argc, char** argv)
 constexpr char usage[] =
     "Usage: subtitle_bench [part...]\n"
     "What messages cost beside bare sockets and other services; all parts by default:\n"
-    "ping connection notifications start-up idle console growth\n"
+    "ping connection notifications recordings start-up idle console growth\n"
     "script/bench builds and runs it, with a folder for its sockets.\n";
 
 }  // namespace

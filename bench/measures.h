@@ -7,6 +7,7 @@ class Table;
 void MeasurePing(Table& table);
 void MeasureFreshConnections(Table& table);
 void MeasureNotifications(Table& table);
+void MeasureRecordings(Table& table);
 void MeasureStartUp(Table& table);
 void MeasureIdleConsole(Table& table);
 void MeasureConsoleWork(Table& table);

@@ -31,7 +31,7 @@ std::vector<unsigned char> PublishPacket(std::size_t payloadSize)
 
 }  // namespace
 
-MosquittoMessages::MosquittoMessages(std::size_t payloadSize)
+MosquittoMessages::MosquittoMessages(std::size_t payloadSize, const std::string& format)
     : published(PublishPacket(payloadSize)), broker({"mosquitto", "-c", Configuration()}),
       publisher(ConnectWhenReady(folder / "mqtt"))
 {
@@ -40,9 +40,9 @@ MosquittoMessages::MosquittoMessages(std::size_t payloadSize)
     Checked(pipe2(fds, O_CLOEXEC), "pipe");
     printed = Descriptor(fds[0]);
     const Descriptor output(fds[1]);
-    subscriber.emplace(
-        std::vector<std::string>{"mosquitto_sub", "--unix", folder / "mqtt", "-t", "c", "-F", "%l"},
-        -1, output.Get());
+    subscriber.emplace(std::vector<std::string>{"mosquitto_sub", "--unix", folder / "mqtt", "-t",
+                                                "c", "-F", format},
+                       -1, output.Get());
     AwaitSubscription();
 }
 
@@ -87,7 +87,7 @@ void MosquittoMessages::Publish()
 unsigned int MosquittoMessages::LinesWithin(int waitMs)
 {
     pollfd entry{printed.Get(), POLLIN, 0};
-    char text[512];
+    static char text[65536];
     const ssize_t size = poll(&entry, 1, waitMs) == 1 ? read(printed.Get(), text, sizeof text) : 0;
     return size > 0 ? static_cast<unsigned int>(std::count(text, text + size, '\n')) : 0;
 }

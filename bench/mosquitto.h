@@ -12,7 +12,7 @@
 using namespace platform;
 
 /// Messages through a mosquitto broker on a Unix socket to a mosquitto_sub, which prints the length
-/// of each and no more; the publisher is this process, bare.
+/// of each, or all of it as JSON; the publisher is this process, bare.
 class MosquittoMessages {
 public:
     static bool IsInstalled()
@@ -20,7 +20,8 @@ public:
         return ::IsInstalled("mosquitto") && ::IsInstalled("mosquitto_sub");
     }
 
-    explicit MosquittoMessages(std::size_t payloadSize);
+    /// \param format  what mosquitto_sub prints: "%l" the length, "%j" a JSON object
+    explicit MosquittoMessages(std::size_t payloadSize, const std::string& format = "%l");
 
     /// Publishes some messages and waits until all of them are printed. \return how many
     double Receive();
