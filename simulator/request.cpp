@@ -1,8 +1,7 @@
 #include "simulator/request.h"
 
-#include "simulator/crc32.h"
-
 #include "platform/src/big_endian.h"
+#include "recording/crc32.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -37,7 +36,8 @@ public:
         Append("size", std::to_string(data.size()), ", " + std::to_string(data.size()) + " bytes");
         if (isJournal) {
             char crc[11];
-            std::snprintf(crc, sizeof crc, "\"%08x\"", unsigned{Crc32(data.data(), data.size())});
+            std::snprintf(crc, sizeof crc, "\"%08x\"",
+                          unsigned{recording::Crc32(data.data(), data.size())});
             Append("crc32", crc, "");
         }
         return *this;
