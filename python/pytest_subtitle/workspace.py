@@ -4,12 +4,17 @@ import itertools
 import os
 import re
 import shutil
+import signal
 import tempfile
 
 LOG_LINE = re.compile(
     rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z SubtitleMgrCli\[\d+\] (level=\d+ )"
     rb"(?:SubtitleMgrCli:\d+ )?(.*)"
 )
+
+# A shell starts commands in the background with this signal ignored, and programs inherit that.
+if signal.getsignal(signal.SIGINT) == signal.SIG_IGN:
+    signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 class Workspace:
