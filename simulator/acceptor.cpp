@@ -8,9 +8,8 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -95,5 +94,3 @@ void Acceptor::Resume(bool clientHasGone)
         pause = Deadline(pauseAfterFailureMs);
     }
 }
-
-}  // namespace sim

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace sim {
+using namespace sim;
 
 unsigned int Backlog::AddNotification(SharedFrame frame, Clock::time_point now)
 {
@@ -73,5 +73,3 @@ void Backlog::Clear()
     notifications.Clear();
     sentOfFirst = 0;
 }
-
-}  // namespace sim

@@ -5,9 +5,8 @@
 
 #include <unistd.h>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -41,17 +40,17 @@ void ReportHeldBack(bool all)
 
 }  // namespace
 
-void Say(const char* text, const char* details, const char* start)
+void sim::Say(const char* text, const char* details, const char* start)
 {
     TheOutputs().errors.Write([&] { return std::string(start) + text + details + "\n"; });
 }
 
-void SayReady()
+void sim::SayReady()
 {
     TheOutputs().output.Write([] { return std::string("ready\n"); });
 }
 
-void Tell(unsigned int client, const char* kind, const std::string& details)
+void sim::Tell(unsigned int client, const char* kind, const std::string& details)
 {
     ReportHeldBack(false);
     if (TheOutputs().limit.Admits(kind)) {
@@ -59,7 +58,7 @@ void Tell(unsigned int client, const char* kind, const std::string& details)
     }
 }
 
-void TellServed(unsigned int client, const char* remark, const std::string& request)
+void sim::TellServed(unsigned int client, const char* remark, const std::string& request)
 {
     TheOutputs().errors.Write([&] {
         const std::string who = client == 0 ? "" : "client " + std::to_string(client) + ": ";
@@ -67,12 +66,10 @@ void TellServed(unsigned int client, const char* remark, const std::string& requ
     });
 }
 
-int SettleOutputs(bool atEnd)
+int sim::SettleOutputs(bool atEnd)
 {
     ReportHeldBack(atEnd);
     const bool areErrorsDone = TheOutputs().errors.Flush();
     const bool isOutputDone = TheOutputs().output.Flush();
     return areErrorsDone && isOutputDone ? TheOutputs().limit.NextReportMs() : Sink::retryMs;
 }
-
-}  // namespace sim

@@ -8,9 +8,8 @@
 #include <unistd.h>
 #include <utility>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -162,5 +161,3 @@ bool Listener::Bind(std::string& problem)
     }
     return listen(socketFd.Get(), SOMAXCONN) == 0 || Refuse(problem, ": " + Why());
 }
-
-}  // namespace sim

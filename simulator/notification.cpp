@@ -8,9 +8,8 @@
 #include <algorithm>
 #include <new>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -33,7 +32,7 @@ std::size_t LengthOffset(unsigned int itemId)
 
 }  // namespace
 
-NewFrame EncodeNotification(unsigned int subscription, const Item& record)
+NewFrame sim::EncodeNotification(unsigned int subscription, const Item& record)
 {
     NewFrame frame = MakeFrame(
         {FrameKind::Notification, ItemOf(subscription), subscription, record.EncodedSize()});
@@ -43,7 +42,7 @@ NewFrame EncodeNotification(unsigned int subscription, const Item& record)
     return frame;
 }
 
-SharedFrame Spoil(const SharedFrame& good, unsigned int way)
+SharedFrame sim::Spoil(const SharedFrame& good, unsigned int way)
 {
     FrameHeader header{};
     DecodeFrameHeader(good->data(), header);
@@ -70,5 +69,3 @@ SharedFrame Spoil(const SharedFrame& good, unsigned int way)
     }
     return frame;
 }
-
-}  // namespace sim

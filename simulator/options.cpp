@@ -1,14 +1,14 @@
 #include "simulator/options.h"
 
 #include "platform/src/messaging_directory.h"
+#include "words/exit_status.h"
 
 #include <CLI/CLI.hpp>
 
 #include <vector>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -47,7 +47,7 @@ std::string CheckFileName(std::string& text) { return text.empty() ? "no file na
 
 }  // namespace
 
-bool ParseOptions(int argc, char** argv, Options& options, int& status)
+bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
 {
     CLI::App app("A simulated subtitle service, reached through the messaging directory.",
                  "SubtitleMgrSim");
@@ -76,10 +76,8 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        status = app.exit(error) == 0 ? exitDone : exitBadInput;
+        status = app.exit(error) == 0 ? words::exitDone : words::exitUnusable;
         return false;
     }
     return true;
 }
-
-}  // namespace sim

@@ -24,12 +24,6 @@ struct Options {
     Faults faults;
 };
 
-enum ExitStatus : int {
-    exitDone = 0,
-    exitCannotStart = 1,  ///< the name is taken, or a file or folder cannot be used
-    exitBadInput = 2,     ///< the command line or the scenario
-};
-
 /// Reads the command line; prints help, version or what is wrong.
 /// \return true to go on; false to end with \p status
 bool ParseOptions(int argc, char** argv, Options& options, int& status);

@@ -6,9 +6,8 @@
 #include <sys/socket.h>
 #include <utility>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -114,5 +113,3 @@ void Peer::Close()
     subscriptions.Clear();
     backlog.Clear();
 }
-
-}  // namespace sim

@@ -6,9 +6,8 @@
 #include <new>
 #include <utility>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -257,5 +256,3 @@ void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
         Update(peer);
     }
 }
-
-}  // namespace sim

@@ -7,9 +7,8 @@
 #include <cstdio>
 #include <iterator>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -158,7 +157,7 @@ std::string AccountOf(const Request& request, bool forJournal)
 
 }  // namespace
 
-bool DecodeRequest(const FrameHeader& header, unsigned char* payload, Request& request)
+bool sim::DecodeRequest(const FrameHeader& header, unsigned char* payload, Request& request)
 {
     const auto* const message =
         std::find_if(std::begin(allMessages), std::end(allMessages),
@@ -175,13 +174,14 @@ bool DecodeRequest(const FrameHeader& header, unsigned char* payload, Request& r
     return true;
 }
 
-unsigned int ReplySize(const Request& request) { return allMessages[request.row].replySize; }
+unsigned int sim::ReplySize(const Request& request) { return allMessages[request.row].replySize; }
 
-std::string Describe(const Request& request) { return AccountOf(request, false); }
+std::string sim::Describe(const Request& request) { return AccountOf(request, false); }
 
-std::string JournalLine(const Request& request) { return AccountOf(request, true); }
+std::string sim::JournalLine(const Request& request) { return AccountOf(request, true); }
 
-Outcome Serve(Request& request, const Faults& faults, SubtitleService& service, Subscriptions& held)
+Outcome sim::Serve(Request& request, const Faults& faults, SubtitleService& service,
+                   Subscriptions& held)
 {
     const Message& message = allMessages[request.row];
     if (message.refusal && faults.*message.refusal) {
@@ -189,5 +189,3 @@ Outcome Serve(Request& request, const Faults& faults, SubtitleService& service, 
     }
     return message.serve ? message.serve(request, service, held) : Outcome();
 }
-
-}  // namespace sim

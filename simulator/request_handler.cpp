@@ -7,9 +7,8 @@
 #include <cstdio>
 #include <new>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 RequestHandler::RequestHandler(const Options& optionsToUse, Journal& journalToKeep,
                                Audience& audienceToReach)
@@ -115,5 +114,3 @@ unsigned char* RequestHandler::QueueReply(Peer& peer, unsigned int messageId,
     PutU32(bytes + frameHeaderSize + 4, service.LogLevel());
     return peer.backlog.AddReply(bytes, frameHeaderSize + length) + frameHeaderSize;
 }
-
-}  // namespace sim

@@ -2,101 +2,25 @@
 
 #include "simulator/subscriptions.h"
 
-#include "platform/src/descriptor.h"
 #include "platform/src/wire_format.h"
+#include "words/file_contents.h"
+#include "words/text.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
-#include <cstring>
-#include <fcntl.h>
 #include <map>
-#include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
-
-namespace sim {
 
 using namespace platform;
+using namespace sim;
+using namespace words;
 
 namespace {
 
 using Words = std::vector<std::string>;
 
 constexpr std::size_t maxScenario = 64 * 1024 * 1024;
-
-/// Reads the whole file \p path, which must not be longer than \p limit bytes.
-/// \return false with the reason, without the path, in \p problem
-template <typename Bytes>
-bool ReadFile(const std::string& path, std::size_t limit, Bytes& contents, std::string& problem)
-{
-    // Non-blocking: opening a pipe that has no writer would wait for one.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-    struct stat found {};
-    bool isReadable = file && fstat(file.Get(), &found) == 0;
-    if (isReadable && !S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode)) {
-        problem = "not a file";
-        return false;
-    }
-    ssize_t got = 1;
-    while (isReadable && got != 0 && contents.size() <= limit) {
-        char buffer[4096];  // no larger: the stacks of the device are small
-        got = read(file.Get(), buffer, sizeof buffer);
-        isReadable = got >= 0 || errno == EINTR;
-        contents.insert(contents.end(), buffer, buffer + std::max<ssize_t>(got, 0));
-    }
-    problem = isReadable ? "more than " + std::to_string(limit) + " bytes" : std::strerror(errno);
-    return isReadable && got == 0;
-}
-
-/// Words of a line, without its comment.
-Words SplitWords(const std::string& line)
-{
-    static const char blanks[] = " \t\r";
-    const std::size_t end = std::min(line.find('#'), line.size());
-    Words words;
-    for (std::size_t at = 0; (at = line.find_first_not_of(blanks, at)) < end;) {
-        const std::size_t next = std::min(line.find_first_of(blanks, at), end);
-        words.push_back(line.substr(at, next - at));
-        at = next;
-    }
-    return words;
-}
-
-/// As a message shows it: short, and without anything that steers a terminal.
-std::string Quoted(const std::string& word)
-{
-    std::string text = "'";
-    for (const char c : word.substr(0, 40)) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        text += byte < 0x20 || byte >= 0x7F ? '?' : c;
-    }
-    return text + (word.size() > 40 ? "...'" : "'");
-}
-
-/// \return whether \p digits are a number and nothing else
-bool ParseNumber(std::string_view digits, unsigned int& number, int base = 10)
-{
-    const char* const last = digits.data() + digits.size();
-    const auto [end, error] = std::from_chars(digits.data(), last, number, base);
-    return error == std::errc() && end == last;
-}
-
-bool ParseHex(const std::string& word, std::vector<unsigned char>& bytes)
-{
-    bytes.reserve(word.size() / 2);
-    for (std::size_t i = 0; i + 2 <= word.size(); i += 2) {
-        unsigned int byte = 0;
-        if (!ParseNumber(std::string_view(word).substr(i, 2), byte, 16)) {
-            return false;
-        }
-        bytes.push_back(static_cast<unsigned char>(byte));
-    }
-    return word.size() % 2 == 0;
-}
 
 /// Turns lines into directives.
 class Parser {
@@ -106,7 +30,7 @@ public:
     /// \return why \p line is wrong; empty when it is not
     std::string ParseLine(const std::string& line, Scenario& scenario)
     {
-        const Words words = SplitWords(line);
+        const Words words = Split(line);
         if (words.empty()) {
             return "";
         }
@@ -213,10 +137,12 @@ private:
         std::vector<unsigned char> bytes;
         if (word[0] == '@') {
             const std::string path = (word[1] == '/' ? "" : folder) + word.substr(1);
+            std::string contents;
             std::string problem;
-            if (!ReadFile(path, maxPayload, bytes, problem)) {
+            if (!ReadFile(path, maxPayload, contents, problem)) {
                 Refuse(Quoted(word) + " cannot be read: " + problem);
             }
+            bytes.assign(contents.begin(), contents.end());
         } else if (word != "-" && !ParseHex(word, bytes)) {
             Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
         }
@@ -247,8 +173,8 @@ private:
 
 }  // namespace
 
-bool ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
-                   std::string& problem)
+bool sim::ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
+                        std::string& problem)
 {
     Parser parser(path);
     unsigned int lineNumber = 0;
@@ -262,7 +188,7 @@ bool ParseScenario(const std::string& text, const std::string& path, Scenario& s
     return reason.empty();
 }
 
-bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
+bool sim::LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
 {
     std::string text;
     if (!ReadFile(path, maxScenario, text, problem)) {
@@ -271,5 +197,3 @@ bool LoadScenario(const std::string& path, Scenario& scenario, std::string& prob
     }
     return ParseScenario(text, path, scenario, problem);
 }
-
-}  // namespace sim

@@ -4,9 +4,8 @@
 #include <chrono>
 #include <utility>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 using std::chrono::milliseconds;
 
 ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat,
@@ -77,5 +76,3 @@ int ScenarioPlayer::RestMs() const
     const auto left = std::chrono::ceil<milliseconds>(restEnd - Clock::now());
     return static_cast<int>(std::clamp(left, milliseconds(0), longest).count());
 }
-
-}  // namespace sim

@@ -8,11 +8,10 @@
 #include <new>
 #include <sys/signalfd.h>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
-sigset_t StopSignals()
+sigset_t sim::StopSignals()
 {
     sigset_t stops;
     sigemptyset(&stops);
@@ -173,5 +172,3 @@ void Server::FlushAtTheEnd()
         peers.BuryDropped();
     }
 }
-
-}  // namespace sim

@@ -7,6 +7,7 @@
 #include "simulator/scenario.h"
 #include "simulator/server.h"
 
+#include "words/exit_status.h"
 #include <LogClient.h>
 
 #include <csignal>
@@ -15,16 +16,16 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
+using namespace words;
 
 namespace {
 
 int CannotStart(const char* problem)
 {
     Say(problem);
-    return exitCannotStart;
+    return exitFailed;
 }
 
 void PrepareSignals()
@@ -49,13 +50,13 @@ void RaiseDescriptorLimit()
     }
 }
 
-int Serve(const Options& options)
+int RunService(const Options& options)
 {
     std::string problem;
     Scenario scenario;
     if (!options.scenario.empty() && !LoadScenario(options.scenario, scenario, problem)) {
         Say(problem.c_str(), "", "");
-        return exitBadInput;
+        return exitUnusable;
     }
     Journal journal;
     if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
@@ -81,17 +82,15 @@ int Serve(const Options& options)
 
 }  // namespace
 
-int RunSimulator(int argc, char** argv)
+int sim::RunSimulator(int argc, char** argv)
 {
     umask(077);  // what it makes is its user's alone
     LogClient::Instance().ProcessName("SubtitleMgrSim");
     try {
         Options options;
         int status = exitDone;
-        return ParseOptions(argc, argv, options, status) ? Serve(options) : status;
+        return ParseOptions(argc, argv, options, status) ? RunService(options) : status;
     } catch (const std::exception& error) {
         return CannotStart(error.what());
     }
 }
-
-}  // namespace sim

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-namespace sim {
-
 using namespace platform;
+using namespace sim;
 
 namespace {
 
@@ -106,5 +105,3 @@ void SubtitleService::Publish(unsigned int record, Audience& audience, Budget& b
     const std::uint64_t receivers = audience.Publish(subscriptionOf[kind], frame);
     budget.Spend(item->EncodedSize() * (1 + receivers));
 }
-
-}  // namespace sim

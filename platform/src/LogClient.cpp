@@ -4,8 +4,8 @@
 
 LogClient& LogClient::Instance()
 {
-    // Never destroyed: the receive thread may make entries while the process ends. Of no memory
-    // that could be refused.
+    // Never destroyed: the receive thread may make entries while the process ends. Static storage:
+    // construction cannot run out of memory.
     alignas(LogClient) static unsigned char place[sizeof(LogClient)];
     static LogClient& client = *new (place) LogClient;
     return client;

@@ -12,8 +12,6 @@ namespace platform {
 
 /// One socket to a service, from its making to its loss. The next one is another object, so a call
 /// that still uses this one disturbs nothing there. The last such call closes the socket.
-///
-/// All operations are called with the endpoint's lock held, and give it up in system calls.
 struct Link {
     Link(EndpointState& endpointState, const std::string& serviceName, Descriptor&& connected)
         : state(endpointState), service(serviceName), socket(std::move(connected))

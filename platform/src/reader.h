@@ -27,12 +27,9 @@ public:
     bool IsReading() const { return reading; }
 
 private:
-    // reader.cpp
     void Read(Lock& lock, int waitMs);
     void ReadSocket(Lock& lock, int waitMs);
     void LimitReading(int waitMs);
-
-    // sorting.cpp
     bool Sort(Lock& lock);
     void TakeReply(Lock& lock, const ReceivedFrame& frame);
     void TakeNotification(Lock& lock, ReceivedFrame& frame);

@@ -4,6 +4,7 @@
 
 #include "words/exit_status.h"
 #include "words/nearest_word.h"
+#include "words/text.h"
 #include "words/times.h"
 
 #include <algorithm>
@@ -76,12 +77,11 @@ constexpr option longOptions[] = {
     {nullptr, 0, nullptr, 0},
 };
 
+using words::Quoted;
 using Words = std::vector<std::string_view>;
 
 /// A mistake that ends the program, in words; empty for none.
 using Problem = std::string;
-
-std::string Quoted(std::string_view word) { return "'" + std::string(word) + "'"; }
 
 /// Reads one of \p known. \param index  its position
 Problem ParseWord(std::string_view text, const Words& known, std::size_t& index)

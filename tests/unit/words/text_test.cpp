@@ -1,0 +1,63 @@
+#include "words/text.h"
+
+#include "words/file_contents.h"
+
+#include "tests/harness/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace words;
+using Strings = std::vector<std::string>;
+
+TEST(Split, TakesWordsBetweenBlanksAndTabs)
+{
+    EXPECT_EQ(Split(" a\tbc  d\r"), (Strings{"a", "bc", "d"}));
+    EXPECT_EQ(Split(" \t\r"), Strings());
+}
+
+TEST(Split, LeavesACommentOut)
+{
+    EXPECT_EQ(Split("sleep 5 # rest"), (Strings{"sleep", "5"}));
+    EXPECT_EQ(Split("a#b c"), (Strings{"a"}));
+}
+
+TEST(Quoted, ShowsAtMost40CharactersAndNoControlCharacter)
+{
+    EXPECT_EQ(Quoted("hd"), "'hd'");
+    EXPECT_EQ(Quoted(std::string(41, 'x')), "'" + std::string(40, 'x') + "...'");
+    EXPECT_EQ(Quoted("\x1b[2J\x7f\xff"), std::string("'?[2J?") + "?'");
+}
+
+TEST(Hex, IsPairsOfDigits)
+{
+    std::vector<unsigned char> bytes;
+    EXPECT_TRUE(ParseHex("00fF10", bytes));
+    EXPECT_EQ(bytes, (std::vector<unsigned char>{0, 255, 16}));
+    for (const char* const wrong : {"0", "0g", "-1", "0x", " 1"}) {
+        EXPECT_FALSE(ParseHex(wrong, bytes)) << wrong;
+    }
+}
+
+TEST(FileContents, AreReadUpToALimit)
+{
+    const TempDir folder;
+    WriteWholeFile(folder / "file", std::string("a\0b", 3));
+    std::string contents;
+    std::string problem;
+    EXPECT_TRUE(ReadFile(folder / "file", 3, contents, problem));
+    EXPECT_EQ(contents, std::string("a\0b", 3));
+    EXPECT_FALSE(ReadFile(folder / "file", 2, contents, problem));
+    EXPECT_EQ(problem, "more than 2 bytes");
+}
+
+TEST(FileContents, AreNoneOfADeviceAFolderOrAMissingFile)
+{
+    std::string contents;
+    std::string problem;
+    EXPECT_FALSE(ReadFile("/dev/zero", 10, contents, problem));
+    EXPECT_EQ(problem, "not a file");
+    EXPECT_FALSE(ReadFile("/", 10, contents, problem));
+    EXPECT_EQ(problem, "Is a directory");
+    EXPECT_FALSE(ReadFile("/no/such/file", 10, contents, problem));
+    EXPECT_EQ(problem, "No such file or directory");
+}
