@@ -8,8 +8,8 @@
 #include <iostream>
 #include <vector>
 
-// The two pieces of work that the console does itself, each beside its parts written as plainly as
-// possible. Standard output is /dev/null.
+// The console's own work, test pattern and palette conversion, each compared with plain code for
+// its parts. Standard output is /dev/null.
 
 namespace {
 

@@ -10,8 +10,8 @@
 
 using namespace platform;
 
-/// A dbus-daemon, and a bare client that calls the daemon itself: the shortest call there is, since
-/// one to another client takes the way through the daemon twice.
+/// A dbus-daemon, and a bare client that calls the daemon itself: the shortest possible call,
+/// because a call to another client passes through the daemon twice.
 class DbusDaemon {
 public:
     static bool IsInstalled() { return ::IsInstalled("dbus-daemon"); }

@@ -11,9 +11,8 @@
 
 namespace {
 
-/// Requests that each have to connect first. An endpoint keeps its connection to a service, and
-/// what stands behind an endpoint is never freed: so one endpoint makes many connections, under
-/// names which all lead to the one socket.
+/// Requests that each connect first. An endpoint keeps its connection to a service and is never
+/// freed, so one endpoint makes many connections, under names that all lead to one socket.
 class FreshConnections {
 public:
     explicit FreshConnections(const MessagingFolder& folder)
@@ -35,7 +34,7 @@ public:
     {
         client.reset();
         client.emplace();
-        // When this is answered, the service has seen the ends of the others.
+        // With this reply, the service has seen the ends of the other connections.
         witness.RoundTrip(serviceName);
     }
 
@@ -46,7 +45,7 @@ private:
     PingClient witness;
 };
 
-/// Time from nothing to the reply; connections are closed between what is measured.
+/// Time of connecting, request and reply; connections are closed outside the measured time.
 template <typename Connections>
 Side TimeOf(Connections& connections)
 {

@@ -16,7 +16,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-// How the cost grows with the size of a bitmap, and with the number of those who get it.
+// How the cost grows with the size of a bitmap, and with the number of its subscribers.
 
 namespace {
 
@@ -61,7 +61,7 @@ public:
         item.data = CifBitmap(regionSize);
     }
 
-    /// One bitmap to the service, and one notification from it to everybody.
+    /// One bitmap to the service, and one notification from it to each subscriber.
     void Publish()
     {
         if (client.SetRegionData(item) != 0) {

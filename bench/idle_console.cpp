@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::chrono::seconds watchTime{5};
 
-/// A console that has subscribed and is told nothing more.
+/// A subscribed console that gets no notifications.
 class IdleConsole {
 public:
     IdleConsole()

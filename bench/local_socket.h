@@ -7,13 +7,13 @@
 
 using namespace platform;
 
-// Blocking AF_UNIX stream sockets, as plain as they can be. All throw when something fails, also
-// when the other end has gone.
+// Plain blocking AF_UNIX stream sockets. All functions throw on failure, also when the other end is
+// closed.
 
 Descriptor ListenAt(const std::string& path);
 Descriptor ConnectTo(const std::string& path);
 
-/// Connects to a service that is just starting.
+/// Connects to a service that may still be starting.
 Descriptor ConnectWhenReady(const std::string& path);
 
 struct Ends {

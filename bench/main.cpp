@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Standard output is the handlers', and goes nowhere.
+/// Standard output becomes /dev/null, for the handlers. \return the original one, for the table
 std::FILE* TakeStandardOutput()
 {
     const int kept = Checked(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0), "standard output");
@@ -47,7 +47,7 @@ bool IsWanted(const char* name, int argc, char** argv)
 
 constexpr char usage[] =
     "Usage: subtitle_bench [part...]\n"
-    "What messages cost beside bare sockets and other services; all parts by default:\n"
+    "The cost of messages compared with bare sockets and other services; all parts by default:\n"
     "ping connection notifications recordings start-up idle console growth\n"
     "script/bench builds and runs it, with a folder for its sockets.\n";
 

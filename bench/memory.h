@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-/// Forgets the peak of this process's memory so far, and gives back what is free.
+/// Resets the peak of this process's memory and returns free memory to the system.
 void ForgetPeakMemory();
 
 /// Peak of the memory that the process \p pid had in use, in KiB; 0 when it is not known.

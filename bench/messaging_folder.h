@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// A messaging directory of its own, which endpoints and services find through the environment as
-/// long as no other one is made. The destructor removes it with all it holds.
+/// A private messaging directory. Endpoints and services find it through the environment until
+/// another one is made. The destructor removes it with its contents.
 class MessagingFolder {
 public:
     MessagingFolder();

@@ -11,7 +11,8 @@
 
 namespace {
 
-/// Enough to hide the turns of publisher, broker and reader, and little enough to stay in cache.
+/// Enough to hide the switches between publisher, broker and reader, and few enough to stay in
+/// cache.
 constexpr unsigned int messagesAtOnce = 8;
 constexpr int answerLimitMs = 10000;
 
@@ -64,7 +65,7 @@ void MosquittoMessages::Connect()
     ReadFully(publisher.Get(), accepted, sizeof accepted);
 }
 
-/// Nothing tells when the subscription is there but the first message that comes through.
+/// Only the first message that arrives shows that the subscription is active.
 void MosquittoMessages::AwaitSubscription()
 {
     constexpr int stepMs = 50;

@@ -12,7 +12,7 @@
 using namespace platform;
 
 /// Messages through a mosquitto broker on a Unix socket to a mosquitto_sub, which prints the length
-/// of each, or all of it as JSON; the publisher is this process, bare.
+/// of each, or all of it as JSON. This process publishes them on a bare socket.
 class MosquittoMessages {
 public:
     static bool IsInstalled()

@@ -25,7 +25,7 @@ Comparison CompareWith(Messages& messages, Subscriber::Callback callback)
     return ComparePairs(TimeOf(messages), TimeOf(subscriber));
 }
 
-/// The library alone: both sides are fed by a bare sendmsg() loop.
+/// The library alone: a bare sendmsg() loop feeds both sides.
 Comparison LibraryBesideRaw(std::size_t size, Subscriber::Callback callback)
 {
     RawMessages raw(size);
@@ -33,7 +33,7 @@ Comparison LibraryBesideRaw(std::size_t size, Subscriber::Callback callback)
     return CompareWith(raw, callback);
 }
 
-/// All of ours: the notifications come from the simulated service.
+/// The library with the simulated service, which sends the notifications.
 template <typename Messages>
 Comparison WholeBeside(Messages& messages, std::size_t size, Subscriber::Callback callback)
 {

@@ -1,5 +1,5 @@
-// The least that a program like the client's ping can be: dynamic, with iostreams, a thread that
-// sleeps and one round trip over an AF_UNIX socket. one_shot_floor SOCKET
+// The smallest program that does what the client's ping does: dynamically linked, with iostreams, a
+// thread that sleeps and one round trip over an AF_UNIX socket. one_shot_floor SOCKET
 
 #include "packaging/tool_options.h"
 

@@ -6,7 +6,7 @@
 using BenchClock = std::chrono::steady_clock;
 
 /// One side of a comparison: works for about the time given.
-/// \return what is compared, seconds per operation
+/// \return the measured seconds per operation
 using Side = std::function<double(BenchClock::duration)>;
 
 /// Medians over all pairs of runs, in seconds; a ratio is ours / theirs of one pair.
@@ -18,13 +18,13 @@ struct Comparison {
     double mostRatio;
 };
 
-/// Runs the two sides in turn, so that other load of the machine meets both of a pair alike.
+/// Runs the two sides in turn, so that other load of the machine affects both of a pair equally.
 Comparison ComparePairs(const Side& theirs, const Side& ours);
 
 /// The median of as many runs of one side alone.
 double MedianOf(const Side& side);
 
-/// Repeats \p work for about \p window; the clock is looked at once in \p stride times.
+/// Repeats \p work for about \p window; reads the clock once in \p stride times.
 /// \param work  returns how many operations it did
 /// \return seconds per operation
 template <typename Work>

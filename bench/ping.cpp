@@ -13,7 +13,7 @@ namespace {
 
 const std::string serviceName = "SubtitleMgr";
 
-/// The time that 99 of 100 calls of \p roundTrip stay below.
+/// The 99th percentile of the times of \p roundTrip.
 template <typename RoundTrip>
 Side SlowTime(RoundTrip roundTrip)
 {

@@ -71,7 +71,7 @@ Process::Process(int fd, const std::function<void(int)>& work) : pid(Checked(for
     try {
         work(keptFd);
     } catch (const std::exception&) {
-        // Mostly the other end, which has done with it.
+        // Usually the other end has closed the socket, because it is done.
     }
     _exit(0);
 }

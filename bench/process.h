@@ -5,8 +5,8 @@
 #include <sys/types.h>
 #include <vector>
 
-/// Keeps this process, and all that it starts, on one processor: between two of them the host's
-/// wake-up costs would be measured.
+/// Keeps this process, and all that it starts, on one processor. With two, the measures would
+/// include the host's cost of waking a processor.
 void PinToOneProcessor();
 
 /// A process that ends with this object, or with the process that made it.
@@ -17,8 +17,7 @@ public:
     Process(int fd, const std::function<void(int)>& work);
 
     /// Runs a program as found in PATH. \p input and \p output, where not -1, become its standard
-    /// input and output; everything else goes to /dev/null, also what servers say of how they are
-    /// run.
+    /// input and output; everything else goes to /dev/null, also the messages of servers.
     explicit Process(const std::vector<std::string>& arguments, int input = -1, int output = -1);
 
     ~Process();
@@ -31,7 +30,7 @@ private:
     pid_t pid;
 };
 
-/// Runs a program to its end, with its output going nowhere; throws when it fails.
+/// Runs a program to its end, with its output to /dev/null; throws when it fails.
 void RunProgram(const std::vector<std::string>& arguments);
 
 /// Whether \p program is found in PATH.

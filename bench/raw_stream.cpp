@@ -26,7 +26,7 @@ Process StartOtherEnd(Descriptor& ours, const std::function<void(int)>& work)
     }
 }
 
-/// Answers each client once. The ends of connections are closed when the client, too, does that.
+/// Answers each client once. Closes its ends of the connections when the client closes its own.
 [[noreturn]] void AnswerEach(int listening)
 {
     std::vector<Descriptor> clients;

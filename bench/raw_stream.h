@@ -10,7 +10,7 @@
 
 using namespace platform;
 
-// What everything of ours is compared with: a blocking AF_UNIX stream between two processes.
+// The baseline of all comparisons: a blocking AF_UNIX stream between two processes.
 
 /// Sends 16 bytes back and forth.
 class RawPingPong {

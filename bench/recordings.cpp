@@ -35,7 +35,7 @@ recording::Notification BitmapNotification(const std::vector<unsigned char>& byt
     return bitmap;
 }
 
-/// Writes lines with the same bitmap, and does nothing else.
+/// Only writes lines with the same bitmap.
 void WriteLines(int output)
 {
     const std::vector<unsigned char> bytes = CifBitmap(regionSize);
@@ -98,7 +98,7 @@ Side TimeOf(Messages& messages)
     return MeanTimeOfMany([&messages] { return messages.Receive(); });
 }
 
-/// What the tap does with a notification when it shows it.
+/// The work of the tap to show one notification.
 void ShowAsText(LinxIpc* ipc, void*)
 {
     static RegionDataItem item;

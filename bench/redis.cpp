@@ -10,7 +10,8 @@ constexpr char subscribe[] = "*2\r\n$9\r\nSUBSCRIBE\r\n$1\r\nc\r\n";
 constexpr char subscribed[] = "*3\r\n$9\r\nsubscribe\r\n$1\r\nc\r\n:1\r\n";
 constexpr char publishedToOne[] = ":1\r\n";
 
-/// Enough to hide the turns of publisher, server and reader, and little enough to stay in cache.
+/// Enough to hide the switches between publisher, server and reader, and few enough to stay in
+/// cache.
 constexpr unsigned int messagesAtOnce = 8;
 
 template <std::size_t size>

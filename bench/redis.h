@@ -28,8 +28,8 @@ private:
     Descriptor fd;
 };
 
-/// Messages of \p payloadSize bytes through a channel of a Redis server; publisher and reader are
-/// this process, which spares redis the change to another one.
+/// Messages of \p payloadSize bytes through a channel of a Redis server. This process publishes and
+/// reads them, which saves redis a switch to another process.
 class RedisMessages {
 public:
     RedisMessages(const Redis& redis, std::size_t payloadSize);

@@ -32,9 +32,8 @@ std::vector<unsigned char> CifBitmap(std::size_t size);
 /// A scenario that publishes such a bitmap.
 std::string BitmapScenario(std::size_t size);
 
-/// What is left of a service when everything but the sending is taken away: it confirms one
-/// subscription of one client and then sends the same CIF bitmap as fast as it goes, each with one
-/// sendmsg(), as the raw sender does.
+/// The smallest service that sends: it confirms one subscription of one client and then sends the
+/// same CIF bitmap as fast as possible, each with one sendmsg(), as the raw sender does.
 class BarePublisher {
 public:
     explicit BarePublisher(std::size_t bitmapSize);

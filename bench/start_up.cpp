@@ -9,7 +9,7 @@
 
 namespace {
 
-/// From start to end of the process, over and over.
+/// The time from start to end of the process, repeated.
 Side TimeOf(const std::vector<std::string>& arguments)
 {
     return [=](BenchClock::duration window) {

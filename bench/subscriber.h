@@ -8,7 +8,7 @@ class Subscriber {
 public:
     using Callback = void (*)(LinxIpc*, void*);
 
-    /// \param callback  called with null, as the console's are
+    /// \param callback  called with null as user data, as the console's are
     explicit Subscriber(Callback callback);
 
     /// Receives once, as the console's thread does. \return how many notifications came, 0 or 1

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-/// What a ratio has to reach; 0 for no such limit.
+/// The limits of a ratio; 0 for none.
 struct Limits {
     double must = 0;
     double goal = 0;
@@ -27,7 +27,7 @@ public:
     /// A share in percent that is compared with nothing, and less is better.
     void AddShare(const std::string& measure, double percent, const Limits& limits);
 
-    /// A line instead of rows that could not be had.
+    /// A line instead of rows that could not be measured.
     void AddRemark(const std::string& remark);
 
     /// Begins another table, of \p subject as it grows.

@@ -1,10 +1,10 @@
-# Libraries that consist of headers alone, and that no other machine has packages of.
+# Header-only libraries, which are installed for the build machine only.
 
 # find_header_only_library(<package> <imported target> <header>)
 #
-# At the desk, the package's own target if it has one. For another machine a target of the same name
-# that has nothing but the header's folder: the package's target would put the whole of
-# /usr/include, the build machine's C library among it, before the folders of the compiler.
+# At the desk, the package's own target if it has one. For another machine, a target of the same
+# name with the header's folder alone: the package's target would put all of /usr/include, with the
+# build machine's C library, before the compiler's folders.
 function(find_header_only_library package target header)
   if(NOT CMAKE_CROSSCOMPILING)
     find_package(${package} REQUIRED)

@@ -1,11 +1,11 @@
-# Programs that tests start as processes of their own.
+# Programs that tests start as processes.
 
 # add_launcher(<variable> <program>)
 #
-# Sets the variable to the path that starts the program: its own, or, for another machine, that of a
-# launcher of the same name that has the emulator run it. The kernel may or may not know what to do
-# with a foreign program; what a test starts must not depend on that. The process stays the one that
-# was started, and the program finds the launcher's path as its own name.
+# Sets the variable to the path that starts the program: its own or, for another machine, that of a
+# launcher of the same name, which runs the program in the emulator. So tests do not depend on
+# whether the kernel can start programs of that machine. The process id does not change, and the
+# program's own name is the launcher's path.
 function(add_launcher variable program)
   set(path "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${program}")
   if(CMAKE_CROSSCOMPILING_EMULATOR)

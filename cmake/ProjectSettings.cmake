@@ -23,7 +23,7 @@ find_package(Threads REQUIRED)
 
 add_library(project_settings INTERFACE)
 target_compile_definitions(project_settings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
-# The presets make them errors: a compiler that knows more warnings must not stop a user's build.
+# Only the presets make them errors: a compiler with more warnings must not stop a user's build.
 target_compile_options(project_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align
   -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wdouble-promotion
@@ -37,8 +37,8 @@ if(NOT SUBTITLE_SANITIZE)
   target_link_options(project_settings INTERFACE LINKER:--gc-sections)
 endif()
 
-# What is shipped: the client, the stand-in and the simulated service. Hardened; tests and
-# benchmarks are not, and are not optimised in part, which _FORTIFY_SOURCE insists on.
+# Shipped code: the client, the stand-in, the simulated service and the tools. It is hardened. Tests
+# and benchmarks are not: test code is not optimised, and _FORTIFY_SOURCE needs optimisation.
 add_library(product_settings INTERFACE)
 target_link_libraries(product_settings INTERFACE project_settings)
 add_library(program_settings INTERFACE)
@@ -49,8 +49,8 @@ if(NOT SUBTITLE_SANITIZE)
     -Wframe-larger-than=8192 -fstack-protector-strong
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
   target_link_options(program_settings INTERFACE LINKER:-z,relro,-z,now)
-  # Debian has no start files for static programs that can be loaded anywhere on the device; code
-  # that may assume its address is smaller. -no-pie is for vendors' libraries that assume theirs.
+  # Debian has no start files for static position-independent programs of the device, and code at a
+  # fixed address is smaller. -no-pie is for vendors' libraries that are not position-independent.
   if(CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)|-no-pie")
     target_compile_options(product_settings INTERFACE -fno-pie)
     target_link_options(program_settings INTERFACE -no-pie)
@@ -60,8 +60,7 @@ if(NOT SUBTITLE_SANITIZE)
   endif()
 endif()
 
-# Objects that are both, for the link of a program as a whole and for those of the many tests, which
-# tests/ links without.
+# Fat objects: the programs are linked with this optimisation, the many tests without it.
 option(SUBTITLE_LTO "Optimise each program as a whole: smaller" OFF)
 if(SUBTITLE_LTO)
   target_compile_options(product_settings INTERFACE -flto=auto -ffat-lto-objects)

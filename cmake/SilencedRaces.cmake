@@ -1,5 +1,5 @@
-# The thread sanitizer's list of races that are meant goes into each program: one that another user
-# runs may not be able to read the sources.
+# Each program contains the thread sanitizer's list of races that are kept on purpose: a program
+# that runs as another user may not be able to read the source tree.
 if(SUBTITLE_SANITIZE MATCHES "thread")
   set(list "${PROJECT_SOURCE_DIR}/tests/tsan.supp")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list}")

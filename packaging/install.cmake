@@ -1,9 +1,9 @@
-# What an installation holds, in GNU directories. Components are packages, see packages.cmake.
+# The files of an installation, in GNU directories. Components are packages, see packages.cmake.
 include(GNUInstallDirs)
 set(completion_dir "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 set(doc_dir "${CMAKE_INSTALL_DATADIR}/doc")
 
-# The client and the tap, whichever SDK they are linked with.
+# The client and the tap, also with a vendor's SDK.
 install(TARGETS SubtitleMgrCli SubtitleMgrTap RUNTIME COMPONENT cli)
 install(FILES docs/man/SubtitleMgrCli.1 docs/man/SubtitleMgrTap.1
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT cli)

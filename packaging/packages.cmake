@@ -35,8 +35,8 @@ set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-sim")
 set(CPACK_DEBIAN_SIM_PACKAGE_NAME subtitlemgr-sim)
 set(CPACK_DEBIAN_SIM_PACKAGE_SUGGESTS "bash-completion, openssh-client, subtitlemgr-cli")
 
-# By hand: the tool that finds dependencies does not know the libraries of a foreign architecture.
-# tests/packaging/ compares them with what the programs are linked with.
+# Written by hand: the tool that finds dependencies does not know the libraries of another
+# architecture. tests/packaging/ compares them with what the programs are linked with.
 if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
   get_target_property(client_link_options SubtitleMgrCli LINK_OPTIONS)
   if(client_link_options MATCHES "-static-libgcc")
@@ -63,6 +63,6 @@ set(CPACK_DEBIAN_SIM_DESCRIPTION
   "simulated subtitle service
 SubtitleMgrSim plays the subtitle service of an in-vehicle video system. It
 serves the requests of SubtitleMgrCli, publishes notifications, plays
-scenarios, keeps a journal, and does wrong on purpose when it is told to.")
+scenarios, keeps a journal, and causes faults on request.")
 
 include(CPack)

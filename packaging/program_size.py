@@ -3,10 +3,9 @@
 
 program_size.py BUILD SERVICE LIMIT STRIP [EMULATOR...]
 
-BUILD is a build folder, SERVICE a simulated service that runs here, LIMIT the most bytes of text
-that are no failure, STRIP the build's strip, which has its size beside it. Under an emulator the
-memory is that of the emulated program: a 32-bit program has the addresses below 4 GiB, and the
-emulator none.
+BUILD is a build folder, SERVICE a simulated service that runs on this machine, LIMIT the largest
+allowed size of text in bytes, STRIP the build's strip, whose folder also has its size. Under an
+emulator only memory below 4 GiB counts, which is that of the emulated 32-bit program.
 """
 
 import os
@@ -53,7 +52,7 @@ def sections(client, strip, scratch):
 
 
 def resident(process, is_emulated):
-    """KiB of the process in memory, and how many of them are its own and no file's."""
+    """KiB of the process in memory, and how many of them are anonymous."""
     total = own = 0
     counts = False
     with open("/proc/%d/smaps" % process.pid, encoding="utf-8", errors="replace") as file:
@@ -89,7 +88,7 @@ class Service:
 
 
 def memory_of_ping(client, service, scratch, emulator):
-    """While it waits for an answer: all that comes later is one line of output."""
+    """Memory of a ping that waits for its reply; after that it only prints one line."""
     journal = os.path.join(scratch, "journal")
     with Service(service, scratch, "--fault", "mute", "--journal", journal) as mute:
         ping = subprocess.Popen(
@@ -103,7 +102,7 @@ def memory_of_ping(client, service, scratch, emulator):
 
 
 def scenario_of_notifications(scratch):
-    """As many as the console is measured with: bitmaps, palettes and visibility in turn."""
+    """A scenario with all notifications: bitmaps, palettes and visibility in turn."""
     for name, size in (("bitmap", 640 * 48), ("table", 1024)):
         with open(os.path.join(scratch, name), "wb") as file:
             file.write(bytes(i % 4 for i in range(size)))
@@ -118,7 +117,7 @@ def scenario_of_notifications(scratch):
 
 
 def memory_of_console(client, service, scratch, emulator):
-    """The largest that it was while the notifications came, and after them."""
+    """The largest memory while the notifications come, and after them."""
     size = (0, 0)
     with Service(service, scratch, "--play", scenario_of_notifications(scratch)) as playing:
         console = subprocess.Popen(
@@ -161,7 +160,7 @@ def piece_of(origin):
 
 
 def pieces(build, scratch):
-    """Bytes of each part, as the linker tells when it links the client once more."""
+    """Bytes of each part, from the map of a second link of the client."""
     command = output_of("ninja", "-C", build, "-t", "commands", "SubtitleMgrCli").splitlines()[-1]
     link_map = os.path.join(scratch, "map")
     command = command.replace(
@@ -190,11 +189,11 @@ def main():
         for name, size in sorted(pieces(build, scratch).items(), key=lambda piece: -piece[1]):
             print("    %-26s %8d bytes" % (name, size))
         print(
-            "-p: %d KiB resident, %d of them no file's"
+            "-p: %d KiB resident, %d of them anonymous"
             % memory_of_ping(client, service, scratch, emulator)
         )
         print(
-            "-i, %d notifications: %d KiB resident, %d of them no file's"
+            "-i, %d notifications: %d KiB resident, %d of them anonymous"
             % (NOTIFICATIONS, *memory_of_console(client, service, scratch, emulator))
         )
     if figures[1] > int(limit):

@@ -6,7 +6,7 @@
 /// Answers --help and --version of a program that helps with building, testing or measuring.
 ///
 /// \param usage  what --help prints, its last newline included
-/// \return true when one of the two was the first argument; there is nothing left to do then
+/// \return true when one of the two was the first argument; the program then ends
 inline bool AnswersHelpOrVersion(int argc, char** argv, const char* name, const char* usage)
 {
     if (argc < 2) {

@@ -37,7 +37,7 @@ Descriptor Acceptor::Next()
             return connected;
         }
         toldFailure = false;
-        // Asked of the kernel, and before a byte is read.
+        // The kernel tells the peer's user; checked before a byte is read.
         if (IsTrustedPeer(connected.Get())) {
             return connected;
         }
@@ -47,7 +47,7 @@ Descriptor Acceptor::Next()
 
 void Acceptor::OnFailure(int error)
 {
-    // No client waits any more, or it went before it was accepted.
+    // No client waits any more, or it disconnected before it was accepted.
     if (error == EAGAIN || error == EINTR || error == ECONNABORTED) {
         return;
     }
@@ -63,7 +63,7 @@ void Acceptor::OnFailure(int error)
     Pause(pauseAfterFailureMs);
 }
 
-/// Closing their connections tells clients that they wait for nothing.
+/// Closes their connections, so that the clients do not wait for a reply.
 void Acceptor::RefuseWaitingClients()
 {
     spare = Descriptor();

@@ -10,7 +10,7 @@ namespace sim {
 /// Accepts clients at the listening socket, as long as there is room for them. Begins paused.
 class Acceptor {
 public:
-    /// \param listeningSocket  does not block; stays the caller's. The acceptor is its tag.
+    /// \param listeningSocket  non-blocking; the caller closes it. The acceptor is its tag.
     Acceptor(int listeningSocket, Poller& poller);
 
     /// Accepts the next client that waits. Clients of another user are turned away.
@@ -19,7 +19,7 @@ public:
 
     /// Accepts no client for \p pauseMs milliseconds; with -1 until a client has gone.
     void Pause(int pauseMs = -1);
-    void Resume(bool clientHasGone);  ///< when a pause is over
+    void Resume(bool clientHasGone);  ///< accepts again when the pause is over
 
     /// Milliseconds to the end of a pause, -1 when there is none to wait for.
     int PauseMs() const { return accepts ? -1 : pause.RemainingMs(); }
@@ -30,7 +30,7 @@ private:
 
     const int listeningSocket;
     Poller& poller;
-    platform::Descriptor spare;  ///< given up to refuse clients when no other one is left
+    platform::Descriptor spare;  ///< closed to refuse clients when no other descriptor is left
     bool accepts = false;
     platform::Deadline pause{0};
     bool toldFailure = false;

@@ -41,8 +41,8 @@ public:
     /// Whether the subscribers that read can take a frame of \p size bytes without loss.
     virtual Readiness ReadinessFor(unsigned int subscription, std::size_t size) = 0;
 
-    /// Queues \p frame for every subscriber; each of them loses a null frame, for which there was
-    /// no memory.
+    /// Queues \p frame for every subscriber. A null frame, for which there was no memory, is lost
+    /// for each of them.
     /// \return the number of subscribers
     virtual std::size_t Publish(unsigned int subscription, const SharedFrame& frame) = 0;
 };

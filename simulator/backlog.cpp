@@ -6,7 +6,7 @@ using namespace sim;
 
 unsigned int Backlog::AddNotification(SharedFrame frame, Clock::time_point now)
 {
-    // A frame that is partly sent has to be finished, or the peer could read nothing any more.
+    // A partly sent frame must be completed, or the peer cannot find the next frame.
     const std::size_t partlySent = sentOfFirst > 0 && NotificationFollows(0, 0) ? 1 : 0;
     return notifications.Push({nextSequence++, std::move(frame), now}, partlySent);
 }
@@ -41,7 +41,7 @@ unsigned int Backlog::Gather(iovec* pieces, unsigned int most, std::size_t& tota
         const std::size_t length =
             isNotification ? notifications.At(notification).frame->size() : replies[reply].length;
         ++(isNotification ? notification : reply);
-        // sendmsg() takes what it only reads as a pointer to something it could change.
+        // sendmsg() does not change the bytes, but its pointer is not const.
         pieces[used] = {const_cast<unsigned char*>(bytes + skip), length - skip};
         total += length - skip;
         skip = 0;

@@ -37,7 +37,7 @@ public:
     /// \return the number of pieces used, at most \p most; \p total becomes their bytes
     unsigned int Gather(iovec* pieces, unsigned int most, std::size_t& total) const;
 
-    /// The first \p bytes of what Gather() listed have been sent.
+    /// Removes the first \p bytes of what Gather() listed: they have been sent.
     void Sent(std::size_t bytes);
 
     void Clear();
@@ -49,12 +49,12 @@ public:
     /// When the oldest notification was added; there must be one.
     Clock::time_point OldestSince() const { return notifications.At(0).since; }
 
-    /// Of the notifications, headers included; one that is partly sent counts in full.
+    /// Bytes of the notifications, headers included; a partly sent one counts in full.
     std::size_t NotificationBytes() const { return notifications.Bytes(); }
 
 private:
-    /// Of the fronts of both queues the one with the lower `sequence` is sent first. Thus the
-    /// oldest notification can be dropped from between replies.
+    /// Of the fronts of both queues, the one with the lower `sequence` is sent first. With two
+    /// queues the oldest notification can be dropped while replies before and after it stay.
     struct Reply {
         std::uint64_t sequence = 0;
         std::size_t length = 0;
@@ -78,7 +78,7 @@ private:
 
     std::deque<Reply> replies;
     platform::BoundedQueue<Notification> notifications;
-    std::size_t sentOfFirst = 0;  ///< bytes of the first frame that are already on their way
+    std::size_t sentOfFirst = 0;  ///< bytes of the first frame that were already sent
     std::uint64_t nextSequence = 0;
 };
 

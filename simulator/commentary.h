@@ -13,8 +13,8 @@ void Say(const char* text, const char* details = "", const char* start = "Subtit
 /// Writes `ready` on standard output.
 void SayReady();
 
-/// Writes a line about a client. Peers cannot fill a disk: of each kind 20 lines are written in a
-/// second, the others are counted.
+/// Writes a line about a client. Of each kind 20 lines are written in a second and the others are
+/// counted, so that peers cannot fill a disk.
 ///
 /// \param client   its number, counted from 1 in order of connection; 0 when it has none
 /// \param kind     always the same text for one kind of line
@@ -24,8 +24,8 @@ void Tell(unsigned int client, const char* kind, const std::string& details = ""
 /// Writes a line about a request that was served, without a limit.
 void TellServed(unsigned int client, const char* remark, const std::string& request);
 
-/// Tries again what the outputs have not taken yet, and writes how many lines about clients were
-/// held back, with \p atEnd also in the second that is not over.
+/// Writes the lines that had no room before, and the number of lines about clients that were held
+/// back, with \p atEnd also those of the current second.
 /// \return milliseconds until the next call, -1 when there is nothing to wait for
 int SettleOutputs(bool atEnd = false);
 

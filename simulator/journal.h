@@ -35,7 +35,7 @@ public:
         }
     }
 
-    /// Writes what had no room before, and reports the first loss on standard error.
+    /// Writes the lines that had no room before, and reports the first loss on standard error.
     /// \return milliseconds until the next call, -1 for none
     int Settle()
     {

@@ -50,14 +50,14 @@ Listener::~Listener()
     if (bound.st_ino != 0 && IsNamed(bound, fileName)) {
         unlinkat(folder.Get(), fileName.c_str(), 0);
     }
-    // While the lock is held: a service that locks a removed file notices, and tries again.
+    // The lock is still held; a service that locks a removed file tries again.
     struct stat locked {};
     if (lock && fstat(lock.Get(), &locked) == 0 && IsNamed(locked, lockName)) {
         unlinkat(folder.Get(), lockName.c_str(), 0);
     }
 }
 
-/// Whether \p name is \p file, which is open, so that its number belongs to no other file.
+/// Whether \p name still names \p file, which is open, so that no other file has its number.
 bool Listener::IsNamed(const struct stat& file, const std::string& name) const
 {
     struct stat named {};
@@ -93,8 +93,8 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
         return Refuse(problem, ": the folder cannot be opened: " + Why());
     }
     lockName = fileName + ".lock";
-    // Through the descriptor: the folder cannot be swapped, and however long its path is, the name
-    // alone has to fit a socket address.
+    // Through the descriptor, the folder cannot be swapped, and only the name must fit into a
+    // socket address.
     const std::string place = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
     if (place.size() >= sizeof address.sun_path) {
         return Refuse(problem, ": the name is too long for a socket");
@@ -108,7 +108,7 @@ bool Listener::Lock(std::string& problem)
 {
     struct stat found {};
     do {
-        // Non-blocking for the case that there is a pipe.
+        // Non-blocking, because the file may be a pipe.
         Descriptor file(openat(folder.Get(), lockName.c_str(),
                                O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
                                0600));
@@ -123,7 +123,7 @@ bool Listener::Lock(std::string& problem)
                                                         : ".lock: cannot be locked: " + Why());
         }
         lock = std::move(file);
-        // The service that had the lock may have ended, and removed the file, since it was opened.
+        // Since the file was opened, the service that held the lock may have removed it and ended.
     } while (!IsNamed(found, lockName));
     return true;
 }
@@ -153,7 +153,7 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
 bool Listener::Bind(std::string& problem)
 {
     socketFd = NewSocket();
-    // The mode is set before there is a file, so the file never has another one.
+    // The mode is set before bind() makes the file, so the file never has another one.
     if (!socketFd || fchmod(socketFd.Get(), 0600) != 0 ||
         bind(socketFd.Get(), Generic(address), sizeof address) != 0 ||
         fstatat(folder.Get(), fileName.c_str(), &bound, AT_SYMLINK_NOFOLLOW) != 0) {

@@ -64,7 +64,7 @@ SharedFrame sim::Spoil(const SharedFrame& good, unsigned int way)
     if (lies) {
         unsigned char* const length = frame->data() + frameHeaderSize + lengthOffset;
         const unsigned int truth = GetU32(length);
-        // One less than the length of an empty record wraps, and is wrong as well.
+        // For an empty record, one less wraps, which is wrong too.
         PutU32(length, way == 0 ? truth + 1 : way == 1 ? truth - 1 : 0xFFFFFFFFu);
     }
     return frame;

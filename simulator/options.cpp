@@ -24,7 +24,7 @@ constexpr struct {
     {"garbage", &Faults::garbage},
 };
 
-/// Adds the fault \p text to \p faults. \return why it is none; empty when it is one
+/// Adds the fault \p text to \p faults. \return empty, or the reason when there is no such fault
 std::string AddFault(const std::string& text, Faults& faults)
 {
     std::string known;
@@ -63,11 +63,11 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
                             ->check(CLI::Validator(CheckFileName, ""));
     app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
     app.add_flag("--quiet", options.quiet,
-                 "no line on standard error for each request served; lines about refusals, losses "
-                 "and dropped clients stay");
+                 "no line on standard error for a request that is served; lines about refusals, "
+                 "losses and dropped clients remain");
     std::vector<std::string> faults;
     app.add_option("--fault", faults,
-                   "do wrong on purpose: refuse-subscribe, refuse-refresh, refuse-sensor, mute, "
+                   "cause a fault: refuse-subscribe, refuse-refresh, refuse-sensor, mute, "
                    "hang-up or garbage; may be given several times")
         ->type_name("KIND")
         ->allow_extra_args(false)

@@ -4,17 +4,17 @@
 
 namespace sim {
 
-/// What the service does wrong on purpose.
+/// The faults that the service causes.
 struct Faults {
     bool refuseSubscribe = false;
     bool refuseRefresh = false;
     bool refuseSensor = false;
     bool mute = false;     ///< takes requests in and never answers
-    bool hangUp = false;   ///< closes the connection instead of answering
+    bool hangUp = false;   ///< closes the connection instead of replying
     bool garbage = false;  ///< malformed notifications between the good ones
 };
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
     std::string name = "SubtitleMgr";
     std::string journal;   ///< empty for none

@@ -11,12 +11,12 @@ using namespace sim;
 
 namespace {
 
-/// Asked for; the kernel grants what the machine's limit allows.
+/// The size asked for; the kernel limits it to the machine's maximum.
 constexpr int sendBufferSize = 1024 * 1024;
 
 constexpr unsigned int maxPieces = 64;
 
-/// Bytes of a read, however large the room for the rest of a large frame is.
+/// The most bytes of one read, also when the room for a large frame is larger.
 constexpr std::size_t mostAtOnce = 256 * 1024;
 
 ssize_t SendPieces(int fd, iovec* pieces, std::size_t count)
@@ -52,7 +52,7 @@ std::size_t Peer::Receive()
         heardAt = isSurplus ? heardAt : Deadline::Clock::now();
         return static_cast<std::size_t>(received);
     }
-    // A peer that has gone shows as an end or as an error, depending on what it left unread.
+    // A disconnected peer causes an end or an error, depending on what it left unread.
     if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
         stage = Stage::Ended;
         subscriptions.Clear();
@@ -93,7 +93,7 @@ void Peer::Flush()
             output = Output::Dead;
             subscriptions.Clear();
             backlog.Clear();
-            // What it asked before is still served. It sees the end now and awaits no replies.
+            // Its earlier requests are still served. It sees the end now and awaits no replies.
             shutdown(fd.Get(), SHUT_WR);
             return;
         }

@@ -16,10 +16,10 @@ namespace sim {
 /// One connected client.
 class Peer {
 public:
-    /// A peer that leaves more replies unread than this is not read from.
+    /// The service does not read from a peer that leaves more replies unread than this.
     static constexpr std::size_t maxUnsentReplies = 64;
 
-    /// What its next turn begins with.
+    /// How its next turn begins.
     enum class Stage {
         Receiving,  ///< reads: `input` is empty or has the beginning of a frame
         Serving,    ///< goes on with the outcome of its last request, then with the next in `input`
@@ -50,7 +50,7 @@ public:
     bool IsBlocked() const { return output == Output::Blocked; }
     bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
 
-    /// Whether it can do something that needs no more bytes from its socket.
+    /// Whether it has work that needs no more bytes from its socket.
     bool HasWork() const
     {
         return stage == Stage::Serving && (!outcome.IsPublished() || !OwesReplies());
@@ -66,11 +66,11 @@ public:
     Outcome outcome;  ///< of its last request; the next one waits until it is published
     StallRule stall;
 
-    // Kept by the table of peers
+    // Used by PeerTable only
     bool isSurplus = false;  ///< has no place: of its requests only quit is obeyed
     /// When bytes arrived last; of a surplus client, when it came.
     platform::Deadline::Clock::time_point heardAt = platform::Deadline::Clock::now();
-    unsigned int watchedEvents = 0;  ///< what the poller looks for
+    unsigned int watchedEvents = 0;  ///< as told to the poller
     bool isDueForTurn = false;
     bool isDueForUpdate = false;  ///< something was published to it
 

@@ -24,7 +24,7 @@ void EraseClosed(Peers& peers)
 PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage, const Patience& patienceToHave)
     : poller(pollerToUse), publishesGarbage(publishGarbage), patience(patienceToHave)
 {
-    // A list that cannot grow would end the service.
+    // Reserved at the start: later a lack of memory for the list would end the service.
     peers.reserve(most);
     dueForTurn.reserve(most);
 }
@@ -99,7 +99,7 @@ void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
     if (why) {
         Tell(peer.number, why, details);
     }
-    peer.Flush();  // a reply to what came before a mistake
+    peer.Flush();  // sends the replies to the requests before a mistake
     peer.stall.Leave();
     peer.Close();
     hasDropped = true;
@@ -173,7 +173,7 @@ std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& fra
         if (!peer->subscriptions.Include(subscription)) {
             continue;
         }
-        // The garbage first: where only one of the two has room, the good one stays.
+        // The malformed one first: if there is room for one of the two, the good one stays.
         if (isSpoilt) {
             Queue(*peer, garbage, now);
         }
@@ -204,9 +204,9 @@ void PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::tim
     }
 }
 
-// What takes too long or holds too much
+// Limits of time and memory
 
-/// Dropping one is enough: the largest has at least the bytes that have just arrived.
+/// One peer is enough: the largest frame has at least as many bytes as have just arrived.
 void PeerTable::LimitIncompleteBytes()
 {
     std::size_t total = 0;
@@ -236,15 +236,15 @@ void PeerTable::Look()
 void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
 {
     if (peer.IsBlocked() && !peer.stall.IsStalled()) {
-        // The kernel reports room only when most of the buffer is free; a slow reader makes room
-        // long before that.
+        // The kernel reports room only when most of the buffer is free. With a slow reader there is
+        // room long before that.
         peer.Flush();
         if (peer.backlog.Notifications() > 0) {
             peer.stall.Judge(peer.backlog.OldestSince(), now);
         }
     }
     if (peer.OwesReplies()) {
-        peer.heardAt = now;  // it is not read from
+        peer.heardAt = now;  // the service itself does not read from it
     }
     const auto silence = now - peer.heardAt;
     if (peer.isSurplus && silence >= patience.surplus) {

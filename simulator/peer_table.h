@@ -15,11 +15,11 @@
 
 namespace sim {
 
-/// What clients may keep the service waiting for.
+/// Limits for what clients hold and how long they are silent.
 struct Patience {
     std::size_t incompleteBytes = 64 * 1024 * 1024;  ///< of the frames of all clients together
     std::chrono::milliseconds insideFrame{30000};    ///< without a byte
-    std::chrono::milliseconds surplus{2000};  ///< until a client without a place says something
+    std::chrono::milliseconds surplus{2000};  ///< until a client without a place sends something
 };
 
 /// All connected clients: accepts, watches and drops them, and publishes to them.
@@ -58,12 +58,12 @@ public:
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
-    /// Takes out the peer that has waited longest to go on with its work.
+    /// Removes and returns the peer that has waited longest for its next turn.
     Peer& TakeNextDue();
     bool HasDue() const { return !dueForTurn.empty(); }
 
-    /// After NextLookMs() milliseconds, -1 for never: looks for stalled subscribers and for clients
-    /// that are silent inside a frame or without a place.
+    /// Looks for stalled subscribers and for clients that are silent inside a frame or without a
+    /// place. To be called after NextLookMs() milliseconds, -1 for never.
     void Look();
     int NextLookMs() const { return nextLook.RemainingMs(); }
 

@@ -64,7 +64,7 @@ constexpr Outcome ResultOf(bool isAccepted)
 }
 
 /// One message that clients may send. Its number and the check of its payload are in
-/// platform/src/wire_format.h: clients need them too. What is null has nothing to do.
+/// platform/src/wire_format.h: clients need them too. A null member means "nothing to do".
 struct Message {
     const char* name;
     unsigned int id;

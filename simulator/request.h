@@ -26,7 +26,7 @@ struct Request {
 };
 
 /// Fills the fields of \p request that its message carries. Throws std::bad_alloc.
-/// \return false for what is no request, or not well-formed
+/// \return false when the frame is no request or not well-formed
 bool DecodeRequest(const platform::FrameHeader& header, unsigned char* payload, Request& request);
 
 /// Bytes of the reply: none, the result, or the result and the log level.

@@ -35,7 +35,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
     try {
         isUnderstood = DecodeRequest(header, frame.payload, request);
     } catch (const std::bad_alloc&) {
-        // Nothing of it is kept, journalled or published.
+        // The request is not kept, journalled or published.
         Tell(peer.number, "refused: there is no memory for it");
         QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
         return Verdict::GoOn;
@@ -51,7 +51,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
-    // Before the service takes over what the request carries.
+    // Described before the service takes over the request's record.
     const std::string served = options.quiet ? "" : Describe(request);
     const auto tellServed = [&](const char* remark) {
         if (!options.quiet) {
@@ -70,7 +70,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
         tellServed("not answered: ");
         return Verdict::GoOn;
     }
-    // The room for the reply first: what needs memory comes before anything changes.
+    // The reply gets its room first: what needs memory comes before anything changes.
     unsigned char* const reply =
         QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
     peer.outcome = sim::Serve(request, options.faults, service, peer.subscriptions);
@@ -103,7 +103,7 @@ RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHea
     return isRequest && options.faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
 }
 
-/// Queues a reply of \p length bytes, for now that of a refused request.
+/// Queues a reply of \p length bytes, filled as a refusal.
 /// \return its payload, which may be changed until anything is sent
 unsigned char* RequestHandler::QueueReply(Peer& peer, unsigned int messageId,
                                           const FrameHeader& asked, unsigned int length)

@@ -159,16 +159,16 @@ private:
                      : Refuse("there is no memory for it");
     }
 
-    /// Remembers the first mistake. \return nothing to play
+    /// Keeps the first mistake. \return an empty directive
     Directive Refuse(const std::string& why)
     {
         reason = reason.empty() ? why : reason;
         return {};
     }
 
-    const std::string folder;  ///< of files that are named; empty or with a slash at the end
+    const std::string folder;  ///< of the files after @; empty or with a slash at the end
     std::string reason;
-    std::map<Words, Directive> publications;  ///< a line that is repeated is encoded once
+    std::map<Words, Directive> publications;  ///< so that a repeated line is encoded once
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ using Scenario = std::vector<Directive>;
 /// Reads a scenario; docs/simulator.md describes the language.
 ///
 /// \param text   contents of the file
-/// \param path   name of the file: for messages, and as the place of files that it names
+/// \param path   name of the file: for messages, and for the folder of the files after @
 /// \return false with `FILE:LINE: reason` in \p problem
 bool ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
                    std::string& problem);

@@ -62,7 +62,7 @@ bool ScenarioPlayer::Publish(const Directive& directive, Budget& budget)
 
 void ScenarioPlayer::StartAgain()
 {
-    // A scenario without reader or sleep would take a whole processor at full speed.
+    // A looped scenario without subscriber and sleep would take a whole processor.
     if (!std::exchange(passTakesTime, false)) {
         restEnd = Clock::now() + milliseconds(100);
     }

@@ -33,7 +33,7 @@ private:
     Audience& audience;
     std::size_t next = 0;
     Clock::time_point restEnd{};
-    bool passTakesTime = false;  ///< it has a reader or sleeps
+    bool passTakesTime = false;  ///< it has a subscriber or sleeps
 };
 
 }  // namespace sim

@@ -67,7 +67,7 @@ void Server::Turn(int waitMs)
             OnPeer(*static_cast<Peer*>(tag), events[i].events);
         }
     }
-    // One budget for all of them: then the events of the sockets come first again.
+    // One budget for all of them, so that the events of the sockets do not wait long.
     for (Budget budget; peers.HasDue() && !budget.IsSpent() && !ending;) {
         TakeTurn(peers.TakeNextDue(), budget);
     }

@@ -21,7 +21,7 @@ sigset_t StopSignals();
 /// the turn of a peer costs no more than a Budget.
 class Server {
 public:
-    /// \param listeningSocket  stays the caller's, like everything else that is handed in
+    /// \param listeningSocket  non-blocking. All arguments must outlive this object
     Server(int listeningSocket, const Options& options, const Scenario& scenario, Journal& journal);
 
     /// Prepares the loop. StopSignals() must be blocked: from now on they are read.

@@ -9,10 +9,9 @@
 
 namespace sim {
 
-/// Tells a subscriber that keeps up from a stalled one, for which publishing no longer waits: its
-/// oldest queued notification is two seconds old. It stays stalled until its backlog is empty. The
-/// age alone would not do: a stalled subscriber loses its oldest notifications, so the others are
-/// young.
+/// Decides whether a subscriber is stalled: its oldest queued notification is two seconds old.
+/// Publishing no longer waits for it. It stays stalled until its backlog is empty. The age alone is
+/// not enough: a stalled subscriber loses its oldest notifications, and the others are younger.
 class StallRule {
 public:
     using Clock = platform::Deadline::Clock;
@@ -66,7 +65,7 @@ private:
 
     const unsigned int client;
     Pace pace = Pace::KeepsUp;
-    unsigned int lost = 0;  ///< since it kept up
+    unsigned int lost = 0;  ///< since its backlog was empty last
 };
 
 }  // namespace sim

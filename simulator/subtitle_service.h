@@ -12,7 +12,7 @@
 
 namespace sim {
 
-/// What a request leads to.
+/// The effect of a request.
 struct Outcome {
     platform::Result result = platform::Result::Accepted;
 
@@ -25,14 +25,14 @@ struct Outcome {
     bool IsPublished() const { return next == end; }
 };
 
-/// What the service keeps, and what it does with a request. Knows nothing of connections.
+/// The records that the service keeps, and its operations. Knows nothing of connections.
 class SubtitleService {
 public:
     static constexpr unsigned int regionCount = 14;
     static constexpr unsigned int sensorCount = 6;
 
-    // Requests. They need no memory, and publish nothing yet: the reply is queued first.
-    // Keep() takes the bytes out of a record.
+    // Requests. They need no memory and publish nothing yet, because the reply is queued first.
+    // Keep() moves the bytes out of a record.
     Outcome Keep(RegionDataItem& r);
     Outcome Keep(RegionVisItem& r);
     Outcome Keep(PaletteItem& r);

@@ -10,7 +10,7 @@ class Endpoint;
 /// One message: a number that says what it is, and payload bytes.
 ///
 /// A message either owns its bytes, after Allocate(), or shows bytes that the endpoint received,
-/// see LinxIpc::ReceivedMessage(). Not copyable. A message is used by one thread at a time.
+/// see LinxIpc::ReceivedMessage(). Only one thread at a time may use it.
 class IpcMessage {
 public:
     /// Largest payload of a message, 16 MiB: far above any bitmap or palette, and small enough
@@ -35,11 +35,11 @@ private:
     friend class platform::Connection;
     friend class platform::Endpoint;
 
-    /// Shows \p length bytes that stay the endpoint's and are only valid while it says so.
+    /// Shows \p length bytes that belong to the endpoint; it decides how long they are valid.
     void Show(unsigned int id, unsigned char* bytes, unsigned int length);
 
-    /// Room for the frame header, directly followed by the payload, so that a message is sent
-    /// with one call and no copy; null while this shows foreign bytes.
+    /// Room for the frame header, then the payload: one call sends both without a copy. Null while
+    /// this shows bytes of the endpoint.
     std::unique_ptr<unsigned char[]> frame;
     unsigned int capacity = 0;  ///< payload bytes that `frame` has room for
     unsigned int messageId = 0;

@@ -27,19 +27,19 @@ public:
 
     /// Wakes a thread inside Receive(), waits until its callback has returned and closes all
     /// connections; no callback runs afterwards. Does not wait for a callback that calls exit()
-    /// itself, and leaves the connections alone in a child that was forked. A Receive() that comes
-    /// late, from a thread which outlives this object at the end of the process, sleeps its wait
-    /// and does nothing else.
+    /// itself. In a forked child it does not touch the connections of the parent. A later
+    /// Receive(), from a thread that still runs at the end of the process, only sleeps for its
+    /// waiting time.
     ~LinxIpc();
     LinxIpc(const LinxIpc&) = delete;
     LinxIpc& operator=(const LinxIpc&) = delete;
 
     /// Opens the messaging directory, and makes it when missing, with mode 0700 under every umask.
-    /// It must be the caller's, no symlink, and have the mode 0700; what is wrong goes to the log.
-    /// When it is replaced later by one that passes the same checks, the next attempt to connect
-    /// finds it.
+    /// It must belong to the caller, be no symlink, and have the mode 0700; else the log gets the
+    /// reason. If another directory that passes the same checks replaces it later, the next attempt
+    /// to connect uses that one.
     ///
-    /// \return 0 when open, else an errno value; requests then fail with the same
+    /// \return 0 when open, else an errno value, with which requests fail too
     int Init();
 
     /// Waits for one notification and runs the callback subscribed for it on this thread. An
@@ -50,8 +50,8 @@ public:
     /// \param id       message number to wait for, 0 for any; others stay queued, in order
     /// \param from     service to receive from, LinxIpc::emptyString for any
     /// \param message  receives a copy of the notification; may be null
-    /// \return 0 when a notification was taken; ETIMEDOUT; EBUSY inside a callback; ESHUTDOWN late;
-    ///         ENOMEM, also when the copy could not be made, after the callback
+    /// \return 0 when a notification was taken; ETIMEDOUT; EBUSY inside a callback; ESHUTDOWN after
+    ///         the destructor; ENOMEM, also when the callback has run and only the copy failed
     int Receive(int waitMs, unsigned int id, const std::string& from, IpcMessage* message);
 
     /// Sends \p request to \p server and waits for the reply; connects first when necessary.
@@ -67,20 +67,18 @@ public:
 
     /// Sends \p message to \p server; no reply is awaited.
     ///
-    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not wait for
-    /// it;
-    ///              another call that sends is waited for as long as there is room (connecting: 1
-    ///              second)
+    /// \param flag  true waits up to 2 seconds for room in a full socket, false does not. Both wait
+    ///              for another call that is sending and has room, and 1 second for a connection
     /// \return 0 when sent; EAGAIN (no room), EINVAL, or why there is no connection
     int Notify(const std::string& server, IpcMessage& message, bool flag);
 
-    /// The notification that Receive() took last: valid inside the callback. Touched by Receive()
-    /// alone, so a request on another thread leaves it as it is.
+    /// The notification that Receive() took last: valid inside the callback. Only Receive() changes
+    /// it; a request on another thread does not.
     IpcMessage& ReceivedMessage();
 
 private:
     friend class SubscribeClient;
 
-    /// Never freed, since a late Receive() still looks at it.
+    /// Never freed, because a Receive() after the destructor still uses it.
     platform::Endpoint& endpoint;
 };

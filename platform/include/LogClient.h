@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-/// What the log entries of this process share: which levels are made, and the process's name.
+/// The settings of this process's log entries: which levels are logged, and the process's name.
 class LogClient {
 public:
     /// The one log client; never destroyed.

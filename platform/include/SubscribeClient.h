@@ -19,9 +19,10 @@ public:
     int Subscribe(unsigned subscription, unsigned itemId, Item& item,
                   void (*callback)(LinxIpc*, void*), void* userData);
 
-    /// Ends a subscription: its callback is not called for anything that is still queued. Number 1
-    /// is region data in every format and ends 2, 3, 4 and 12 with it. Of calls on several threads,
-    /// the one counts that the service answered last. \return 0 when the service confirmed
+    /// Ends a subscription: its callback is not called for notifications that are still queued.
+    /// Number 1 is region data in every format and ends 2, 3, 4 and 12 with it. If several threads
+    /// call, the request that the service answered last decides. \return 0 when the service
+    /// confirmed
     int Unsubscribe(unsigned subscription);
 
 protected:

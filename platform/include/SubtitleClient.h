@@ -20,7 +20,7 @@ enum e_Sensors {
 
 /// Requests to the subtitle service. Each waits for the service's acknowledgement, at most for the
 /// time given to the constructor, and returns 0 or an errno value: EREMOTEIO when the service
-/// refused, else as LinxIpc::Request() and IpcMessage::Allocate() do.
+/// refused, else the error of LinxIpc::Request() or IpcMessage::Allocate().
 class SubtitleClient : public SubscribeClient {
 public:
     /// \param endpoint  must outlive this object
@@ -31,7 +31,7 @@ public:
     int SetPaletteData(PaletteItem& item);
     int InvertRegionData(unsigned regionId);
 
-    /// Asks the service to publish everything it keeps once more.
+    /// Asks the service to publish everything it keeps again.
     int RefreshRegions();
 
     /// \return true when the service acknowledged it

@@ -71,7 +71,7 @@ int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
     PreInit();
     int result = configured;
     bool hasOption = false;
-    optind = 0;  // from the start, also when this is not the first command line of the process
+    optind = 0;  // a process may handle several command lines
     int option = 0;
     while (result != mistaken &&
            (option = getopt_long(argc, argv, shortOptions.c_str(), longOptions, nullptr)) != -1) {

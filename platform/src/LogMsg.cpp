@@ -37,7 +37,7 @@ std::size_t SequenceAt(const std::string& text, std::size_t at)
     if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) {
         return 0;
     }
-    // Control characters, overlong forms, surrogates and all above U+10FFFF are outside.
+    // These limits exclude control characters, overlong forms, surrogates and all above U+10FFFF.
     const unsigned least = lead == 0xC2 || lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     const unsigned most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     bool isValid = byte(1) >= least && byte(1) <= most;
@@ -47,8 +47,8 @@ std::size_t SequenceAt(const std::string& text, std::size_t at)
     return isValid ? length : 0;
 }
 
-/// Text as one line of valid UTF-8 without control characters, which could steer the terminal of a
-/// reader of the log. Letters of other languages stay, every other byte outside ASCII is escaped.
+/// Text as one line of valid UTF-8 without control characters, which could change the terminal that
+/// shows the log. Letters of other languages stay, every other byte outside ASCII is escaped.
 std::string Printable(const std::string& text)
 {
     static const char digits[] = "0123456789abcdef";
@@ -98,14 +98,14 @@ std::string Entry(unsigned level, const std::string& processName, const std::str
            ": " + entry;
 }
 
-/// An error of the messaging library.
+/// An error entry of the messaging library.
 std::string OwnEntry(const std::string& text)
 {
     return Entry(logErrors, LogClient::Instance().ProcessName(), text);
 }
 
 /// Opened for each entry, so that a log file which was moved away or removed is made anew.
-/// No pipe: its reader could end, which would end the program with SIGPIPE.
+/// A pipe is refused: if its reader ended, SIGPIPE would end the program.
 Descriptor OpenFile(const char* path)
 {
     const int flags =
@@ -131,7 +131,7 @@ Descriptor OpenSystemLog()
     return log;
 }
 
-/// What the entries of all threads share.
+/// Shared by all threads.
 struct Log {
     template <typename MakeEntry>
     void Write(const MakeEntry& makeEntry)
@@ -160,7 +160,7 @@ struct Log {
         return OwnEntry(std::to_string(lost) + " log entries were lost: " + reason);
     }};
     LineLimit limit;
-    std::atomic<bool> hasHeldBack{false};  ///< ever; asked at each Receive()
+    std::atomic<bool> hasHeldBack{false};  ///< never reset; read at each Receive()
 };
 
 /// Never destroyed, like LogClient.

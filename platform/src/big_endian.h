@@ -2,8 +2,8 @@
 
 namespace platform {
 
-// Numbers on the wire: most significant byte first, one byte at a time, whatever the machine's own
-// byte order and alignment.
+// Numbers on the wire: most significant byte first. Read and written byte by byte, independent of
+// the machine's byte order and alignment.
 
 inline void PutU32(unsigned char* bytes, unsigned int value)
 {

@@ -6,8 +6,8 @@
 
 namespace platform {
 
-/// Notifications that wait, oldest first: at most 256 of them and 1 MiB, the newest kept whatever
-/// its size. Beyond that the oldest are dropped: what is new is worth more than what is old.
+/// Notifications that wait, oldest first: at most 256 of them and 1 MiB. Beyond that the oldest are
+/// dropped, because newer ones matter more; the newest one is always kept.
 ///
 /// \tparam Entry  `SizeOf(entry)` is its size on the wire in bytes, header included
 ///
@@ -31,7 +31,7 @@ public:
         return IsEmpty() || (Size() + count <= mostEntries && bytes + size <= mostBytes);
     }
 
-    /// Adds \p entry; the oldest ones make room for it, but for the first \p spared.
+    /// Adds \p entry and drops the oldest ones for it, but not the first \p spared.
     /// \return how many were dropped
     unsigned int Push(Entry entry, std::size_t spared = 0)
     {
@@ -54,7 +54,7 @@ public:
         return taken;
     }
 
-    /// Needs no memory.
+    /// Allocates no memory.
     void Clear()
     {
         entries.clear();

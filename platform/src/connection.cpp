@@ -14,8 +14,8 @@ int Connection::Send(Lock& lock, Link& used, IpcMessage& message, FrameKind kind
     return used.sender.Send(lock, frame, frameHeaderSize + message.payloadLength, deadline);
 }
 
-/// A restarted service is only noticed by a send that fails. It has taken nothing of the message
-/// then, so \p attempt is made once more on a new link.
+/// Only a send that fails shows that the service was restarted. The service has received nothing of
+/// the message then, so \p attempt is made once more on a new link.
 template <typename Attempt>
 int Connection::OnLink(Lock& lock, const Deadline& deadline, const Attempt& attempt)
 {
@@ -38,7 +38,7 @@ int Connection::Request(Lock& lock, IpcMessage& request, unsigned int replyId,
     const int error = OnLink(lock, deadline, [&](Link& used) {
         const unsigned int correlation = std::max(state.lastCorrelation + 1, 1u);
         state.lastCorrelation = correlation;
-        // However this ends, nothing of it stays but what the service has accepted.
+        // Also after an exception, only what the service has accepted stays.
         const AtEnd forget([&] {
             used.replies.Forget(correlation);
             state.subscriptions.Forget(correlation);
@@ -84,8 +84,8 @@ int Connection::AwaitReply(Lock& lock, Link& used, unsigned int correlation,
 
 void Connection::AwaitArrival(Lock& lock, const Deadline& deadline)
 {
-    // Also with nothing subscribed: the service may have accepted a subscription whose call timed
-    // out, and a client that does not read makes it wait.
+    // Reads also without a subscription: the service may have accepted one whose call timed out,
+    // and would wait for a client that does not read.
     if (const std::shared_ptr<Link> used = reconnect.Current()) {
         used->reader.ReadOrWait(lock, deadline);
     } else {

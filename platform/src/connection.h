@@ -8,7 +8,7 @@ class IpcMessage;
 
 namespace platform {
 
-/// What the calls of an endpoint do on the connection to one service.
+/// The operations of an endpoint on the connection to one service.
 ///
 /// All operations are called with the endpoint's lock held, give it up while they wait, and hold it
 /// again when they return. Results are 0 or an errno value.
@@ -20,14 +20,14 @@ public:
     }
 
     /// Sends \p request and waits for the reply, see LinxIpc::Request().
-    /// \param wanted  what the service's acceptance does to the subscriptions; may be null
+    /// \param wanted  the change of the subscriptions if the service accepts; may be null
     int Request(Lock& lock, IpcMessage& request, unsigned int replyId, const Deadline& deadline,
                 IpcMessage* reply, const Subscription* wanted);
 
     /// Sends \p message; EAGAIN when there was no room until \p deadline.
     int Notify(Lock& lock, IpcMessage& message, const Deadline& deadline);
 
-    /// Waits for something to come, and connects again when notifications are to come.
+    /// Waits for input; connects again when notifications are subscribed.
     void AwaitArrival(Lock& lock, const Deadline& deadline);
 
     /// Ends the connection when there is one.

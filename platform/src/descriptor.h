@@ -12,8 +12,8 @@ class Descriptor {
 public:
     Descriptor() = default;
 
-    /// Takes over \p opened, -1 for none, and moves it above standard error when it is not: with
-    /// one of the three closed, a socket would get its number and the menu would go to the service.
+    /// Takes over \p opened, -1 for none, and moves it above standard error: if a standard stream
+    /// is closed, a socket could get its number, and the menu would go to the service.
     explicit Descriptor(int opened) : fd(opened)
     {
         if (opened >= 0 && opened <= STDERR_FILENO) {

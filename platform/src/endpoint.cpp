@@ -34,7 +34,7 @@ Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
 
 Endpoint& Endpoint::Create(const char* name, LinxIpc& owner)
 {
-    // Kept reachable, so that a leak checker knows that these are meant to stay.
+    // Kept reachable, so that a leak checker does not report them.
     static std::mutex& mutex = *new std::mutex;
     static std::vector<Endpoint*>& all = *new std::vector<Endpoint*>;
     const std::lock_guard<std::mutex> lock(mutex);
@@ -90,8 +90,8 @@ int Endpoint::Init()
     });
 }
 
-/// What a change of the subscriptions does before its request is sent.
-/// \return false for one to begin while others are another service's
+/// Prepares a change of the subscriptions before its request is sent.
+/// \return false for a new subscription while there are some at another service
 bool Endpoint::Prepare(const std::string& server, const Subscription& wanted)
 {
     const bool isPublisher = state.publisher.empty() || state.publisher == server;
@@ -133,7 +133,7 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
         if (isLate || receiver != std::thread::id()) {
             return isLate ? ESHUTDOWN : EBUSY;
         }
-        // The constant itself is not looked into: at the end of the process it may be gone already.
+        // The constant is compared by address: at the end of the process it may be destroyed.
         const bool isFromAny =
             &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
         return TakeNotification(lock, Deadline(waitMs), id, isFromAny, message);
@@ -179,7 +179,7 @@ int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned i
         }
         while (isFromAny && state.notifications.Pop(id, current)) {
             const FrameHeader& header = current.header;
-            // The subscription may have gone since the notification came.
+            // The subscription may have ended since the notification came.
             if (const Subscription* s =
                     state.subscriptions.Find(header.correlation, header.messageId)) {
                 found = *s;
@@ -220,7 +220,7 @@ void Endpoint::Close()
         state.changed.wait(lock);
     }
     connections.clear();
-    state.directory = MessagingDirectory();  // its descriptor; the rest may stay
+    state.directory = MessagingDirectory();  // closes its descriptor
     state.notifications.Clear();
     Show({});
     lock.unlock();

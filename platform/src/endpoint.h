@@ -26,7 +26,7 @@ public:
     int Notify(const std::string& server, IpcMessage& message, bool mayWait);
     IpcMessage& ReceivedMessage() { return received; }
 
-    /// \param wanted  what the service's acceptance does to the subscriptions; may be null
+    /// \param wanted  the change of the subscriptions if the service accepts; may be null
     int Request(const std::string& server, IpcMessage& request, unsigned int replyId, int waitMs,
                 IpcMessage* reply, const Subscription* wanted = nullptr);
 
@@ -50,11 +50,11 @@ private:
 
     const std::string name;
     LinxIpc& owner;
-    const int creator;  ///< process number
+    const int creator;  ///< its process id
     EndpointState state;
     int initResult;
     std::map<std::string, Connection> connections;
-    unsigned int calls = 0;    ///< which Close() waits for
+    unsigned int calls = 0;    ///< running calls, for which Close() waits
     std::thread::id receiver;  ///< the thread inside Receive(); none when there is none
     ReceivedFrame current{};   ///< what `received` shows
     IpcMessage received;

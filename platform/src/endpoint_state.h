@@ -40,8 +40,8 @@ inline void LogUnlocked(Lock& lock, const std::string& text, const char* kind = 
     LogFromLibrary(text, kind);
 }
 
-/// What all calls on one endpoint share. The mutex guards everything but the directory, which may
-/// be used without it once it is open. No call holds it in a system call that can wait, or in a
+/// Shared by all calls on one endpoint. The mutex guards everything but the directory, which may be
+/// used without it once it is open. No call holds it in a system call that can wait, or in a
 /// callback.
 struct EndpointState {
     /// Waits until something changed or \p deadline passed. \return false when it has passed
@@ -66,8 +66,8 @@ struct EndpointState {
     }
 
     std::mutex mutex;
-    /// Something that a call may wait for happened: a reply or a notification came, a role became
-    /// free, a connection was lost, the endpoint was closed.
+    /// Notified when a reply or a notification came, a role became free, a connection was lost, or
+    /// the endpoint was closed.
     std::condition_variable changed;
     bool closed = false;
 

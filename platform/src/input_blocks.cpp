@@ -9,13 +9,13 @@ using namespace platform;
 
 constexpr std::size_t blockSize = 64 * 1024;
 
-/// Memory that a connection keeps between two frames.
+/// The most memory that a connection keeps between two frames.
 constexpr std::size_t mostKept = 2 * 1024 * 1024;
 
-/// With less room than this after the last bytes a read would be too short to be worth it.
+/// With less room than this after the last bytes a read would be too short.
 constexpr std::size_t leastRoom = 1024;
 
-/// What is still to come of the frame whose first bytes are here, as far as that is known.
+/// The missing bytes of the incomplete frame; leastRoom when they are not known.
 std::size_t InputBlocks::Missing() const
 {
     FrameHeader header{};
@@ -26,7 +26,7 @@ std::size_t InputBlocks::Missing() const
     return leastRoom;
 }
 
-/// Moves them to \p bytes, the start of the block that is or will be the current one.
+/// \param bytes  the start of the block that is or will be the current one
 void InputBlocks::MoveUnreadToStart(unsigned char* bytes)
 {
     if (current) {

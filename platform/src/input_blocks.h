@@ -27,9 +27,9 @@ struct ReceivedFrame {
 ///
 /// Frames are not copied out: a copy of each would cost a sixth of the throughput of bitmaps. They
 /// keep their block alive. New bytes follow them in the block or, when it is full, go into another
-/// block. In step with its reader a connection uses one block for ever: of 1 KiB at first, of 64
-/// KiB once a read has filled it. Only the beginning of a cut frame is ever moved. Blocks grow with
-/// the bytes that arrived, never with the length that a header claims.
+/// block. While the frames are used as fast as they come, a connection uses one block: of 1 KiB at
+/// first, of 64 KiB once a read has filled it. Only the beginning of a cut frame is ever moved.
+/// Blocks grow with the bytes that arrived, never with the length that a header claims.
 ///
 /// Not synchronised; the room may be written without the lock that guards the rest.
 class InputBlocks {
@@ -43,19 +43,19 @@ public:
     enum class Cut { Frame, NeedMore, Malformed };
 
     /// Takes out the next complete frame.
-    /// \param problem  what is wrong when the answer is Malformed; nothing can be cut after that
+    /// \param problem  the reason when the result is Malformed; no frame can be found after that
     Cut Next(ReceivedFrame& frame, const char*& problem);
 
     /// Bytes that arrived and are not cut into frames yet.
     std::size_t Unread() const { return end - begin; }
 
-    /// Frees the memory that the unread bytes do not need. For a service with many clients, of
-    /// which most are silent; a reader in step would only allocate it again.
+    /// Frees the memory that the unread bytes do not need. For a service with many clients, most of
+    /// which are silent; a busy connection would only allocate it again.
     void Trim();
 
 private:
-    /// The first block of a connection, most of which see nothing but a few replies: fresh memory
-    /// is a good part of what a short connection costs.
+    /// The first block of a connection. Most connections get a few replies only, and fresh memory
+    /// is a large part of the cost of a short connection.
     static constexpr std::size_t firstBlockSize = 1024;
 
     std::size_t Missing() const;

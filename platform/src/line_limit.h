@@ -9,8 +9,8 @@
 
 namespace platform {
 
-/// Lets at most 20 lines of a kind through in a second, and counts the others: peers that make
-/// lines as fast as they can must not fill a disk.
+/// Admits at most 20 lines of a kind in a second and counts the others, so that peers cannot fill a
+/// disk.
 class LineLimit {
 public:
     /// \param text  the kind: one of a few literals
@@ -27,8 +27,8 @@ public:
         return ++kind->count <= most;
     }
 
-    /// Calls \p tell(text, count) for the lines held back in each second that is over, or in every
-    /// one when \p all.
+    /// Calls \p tell(text, count) for the lines held back in each second that is over, with \p all
+    /// also in the current one.
     template <typename Tell>
     void Report(bool all, const Tell& tell)
     {

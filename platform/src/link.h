@@ -10,8 +10,8 @@
 
 namespace platform {
 
-/// One socket to a service, from its making to its loss. The next one is another object, so a call
-/// that still uses this one disturbs nothing there. The last such call closes the socket.
+/// One socket to a service, from its creation to its loss. The next socket is another object, so a
+/// call that still uses this one does not disturb it. The last such call closes the socket.
 struct Link {
     Link(EndpointState& endpointState, const std::string& serviceName, Descriptor&& connected)
         : state(endpointState), service(serviceName), socket(std::move(connected))

@@ -11,10 +11,11 @@ constexpr unsigned logErrors = 2;
 /// lost is counted; the next one that is written is preceded by the count.
 void WriteLogEntry(unsigned level, const std::string& processName, const std::string& text);
 
-/// Makes an entry of the messaging library itself, an error, when that level is on.
+/// Makes an error entry of the messaging library itself when that level is on.
 ///
-/// \param kind  of an entry about a peer, a literal: of each kind 20 are made in a second, and then
-///              one with the number of the others; null for an entry that no peer causes
+/// \param kind  of an entry that a peer causes, a literal: of each kind 20 are made in a second,
+/// and
+///              then one with the number of the others; null for every other entry
 void LogFromLibrary(const std::string& text, const char* kind = nullptr);
 
 /// Reports the entries held back in each second that is over, with \p all also in the current one.

@@ -33,7 +33,7 @@ std::string ConfiguredPath()
         path = variable("XDG_RUNTIME_DIR");
         path = path.empty() ? "/tmp/linx-" + std::to_string(geteuid()) : path + "/linx";
     }
-    // With "/" or "/." at the end the last part would be followed even where it is a symlink.
+    // With "/" or "/." at the end, open() would follow a symlink in the last part.
     while (path.size() > 1 && (path.back() == '/' || EndsIn(path, "/."))) {
         path.pop_back();
     }
@@ -44,12 +44,12 @@ std::string ConfiguredPath()
 std::string PathTo(int folder) { return "/proc/self/fd/" + std::to_string(folder); }
 
 /// Opens the folder at \p path when it may be trusted.
-/// \param isNew  this call has just made it. Only then it gets its mode, since the umask may have
-///               taken rights away, unless another one is at the path already
+/// \param isNew  this call has just made the folder. Then it gets its mode, because the umask may
+///               have removed rights, unless another folder is at the path already
 /// \return 0, else an errno value with the reason in \p problem
 int OpenTrusted(const std::string& path, bool isNew, Descriptor& opened, std::string& problem)
 {
-    // Without O_PATH it would need the rights that the umask may have taken away.
+    // Without O_PATH open() needs the rights that the umask may have removed.
     Descriptor folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat found {};
     if (!folder || fstat(folder.Get(), &found) != 0) {
@@ -81,7 +81,7 @@ bool IsPart(const std::string& part)
            std::none_of(part.begin(), part.end(), isControl);
 }
 
-/// Opening the socket file instead of \p folder would cost a fifth of connecting more.
+/// Opening the socket file instead of \p folder would make connecting a fifth slower.
 int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& deadline)
 {
     sockaddr_un address{};
@@ -114,8 +114,8 @@ int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Des
     if (!parent || fstatat(parent.Get(), lastPart.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
         return errno;
     }
-    // Connecting would follow a symbolic link. A user who may write to the folder could still put
-    // one there after this look, but could put a socket there as well.
+    // Connecting would follow a symbolic link. A user who may write to the folder can still put
+    // one there after this check, but can put a socket there as well.
     if (!S_ISSOCK(found.st_mode)) {
         return ENOTSOCK;
     }
@@ -167,8 +167,8 @@ int MessagingDirectory::Connect(const std::string& name, const Deadline& deadlin
     int error = ConnectIn(folder.Get(), name, deadline, connected);
     Descriptor found;
     std::string unused;
-    // Another folder may be at the path by now. It gets the descriptor of the one that was opened,
-    // and so replaces it in calls on other threads too.
+    // Another folder may be at the path by now. It gets the same descriptor number, so that calls
+    // on other threads use it too.
     if (error != 0 && OpenTrusted(path, false, found, unused) == 0 &&
         dup3(found.Get(), folder.Get(), O_CLOEXEC) >= 0) {
         error = ConnectIn(folder.Get(), name, deadline, connected);

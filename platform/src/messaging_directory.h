@@ -11,21 +11,21 @@ namespace platform {
 /// else `/tmp/linx-<uid>`. Results are 0 or an errno value.
 class MessagingDirectory {
 public:
-    /// Opens the folder and makes it when it is missing, with mode 0700 whatever the umask. It must
+    /// Opens the folder and makes it when it is missing, with mode 0700 under every umask. It must
     /// be an absolute path to a folder, no symlink, that belongs to this user and has the mode
     /// 0700; anything else is refused and never repaired.
     int Open();
 
     /// Connects to the service \p name and makes sure that it runs under this user or root. The
-    /// name is resolved part by part and through no symlink below the folder that Open() found;
-    /// when that fails, below the one that the path names by now, if that passes the same checks.
+    /// name is resolved part by part, without symlinks, below the folder that Open() found. When
+    /// that fails, it is resolved below the folder that is at the path now, after the same checks.
     int Connect(const std::string& name, const Deadline& deadline, Descriptor& connected) const;
 
     /// -1 before Open() succeeded.
     int Fd() const { return folder.Get(); }
     const std::string& Path() const { return path; }
 
-    /// Why Open() failed, as a sentence with the path; empty when it did not.
+    /// Why Open() failed, as a sentence with the path; empty after a success.
     const std::string& Problem() const { return problem; }
 
 private:

@@ -36,7 +36,7 @@ public:
         return false;
     }
 
-    /// Takes out all whose header \p covered says yes to.
+    /// Removes all for whose header \p covered returns true.
     template <typename Covered>
     void Remove(const Covered& covered)
     {

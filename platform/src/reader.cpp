@@ -23,7 +23,8 @@ void Reader::ReadWhatIsThere(Lock& lock)
     }
 }
 
-/// Sorts what an earlier call left, else what comes within \p waitMs, -1 without limit.
+/// Sorts what an earlier call left. If that is nothing, waits up to \p waitMs milliseconds for
+/// input, -1 without limit, and sorts it.
 void Reader::Read(Lock& lock, int waitMs)
 {
     const auto role = link.state.Take(reading);
@@ -49,7 +50,7 @@ void Reader::ReadSocket(Lock& lock, int waitMs)
         count = recv(link.socket.Get(), room, size, waitMs == 0 ? MSG_DONTWAIT : 0);
         error = errno;
     }
-    // After a loss, what was read would mix with what the next link brings.
+    // What was read after the loss of the link is dropped.
     if (count > 0 && link.isOpen) {
         input.Received(static_cast<std::size_t>(count));
     } else if (count == 0 || (error != EINTR && error != EAGAIN)) {

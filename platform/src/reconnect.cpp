@@ -36,8 +36,8 @@ int Reconnect::Connect(Lock& lock, const Deadline& deadline, std::shared_ptr<Lin
     if (error != 0) {
         return error;
     }
-    // What needs memory comes before the link is in use: one without its subscriptions would be
-    // taken for a good one.
+    // What needs memory comes before the link is in use: other calls must not use a link whose
+    // subscriptions are not renewed.
     opened = std::make_shared<Link>(state, service, std::move(connected));
     const bool isPublisher = service == state.publisher;
     const auto renewal = isPublisher ? RenewalFrames() : std::vector<unsigned char>();

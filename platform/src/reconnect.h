@@ -12,7 +12,8 @@ namespace platform {
 /// subscriptions renewed. All operations are called with the endpoint's lock held.
 class Reconnect {
 public:
-    /// Connecting waits for a service that is stopped, so also a request without limit ends then.
+    /// Connecting to a stopped service would wait without end; this also limits requests without a
+    /// limit of their own.
     static constexpr int connectLimitMs = 1000;
 
     Reconnect(EndpointState& endpointState, const std::string& serviceName)

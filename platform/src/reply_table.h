@@ -17,7 +17,7 @@ class ReplyTable {
 public:
     struct Waiter {
         unsigned int replyId;
-        std::optional<int> result;  ///< none yet; 0, or EPROTO for a wrong reply
+        std::optional<int> result;  ///< 0, or EPROTO for a wrong reply; empty before the reply
         ReceivedFrame reply;
     };
 

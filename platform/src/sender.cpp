@@ -8,7 +8,8 @@ using namespace platform;
 /// Poll interval for a full socket: the sender reads whenever no other call does.
 constexpr int roomIntervalMs = 10;
 
-/// Long enough to reach the end of a closed connection, unless its other side is only half gone.
+/// Limits the read to the end of a lost connection, whose other side may have closed its input
+/// only.
 constexpr int restLimitMs = 100;
 
 int Sender::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)
@@ -31,7 +32,7 @@ int Sender::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const
     if (IsLoss(error)) {
         ReadTheRest(lock);
     }
-    // What follows a frame that was cut off would be taken for its rest.
+    // The service would read the next frame as the rest of one that was cut off.
     if (error != 0 && (sent > 0 || error != EAGAIN)) {
         link.Lose();
     }

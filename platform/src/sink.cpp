@@ -67,7 +67,7 @@ bool Sink::WriteKept()
     return true;
 }
 
-/// Each time, since a standard descriptor may be given another file.
+/// Called before each write, because a standard descriptor may be given another file.
 bool Sink::Examine()
 {
     const struct stat before = file;
@@ -104,7 +104,7 @@ ssize_t Sink::WriteSome()
         errno = EFBIG;
         return -1;
     }
-    // Another user's, or there is no /proc to open it by. A pipe that has room takes this much.
+    // It could not be opened again: another user's, or no /proc. A pipe with room takes PIPE_BUF.
     pollfd room{fd, POLLOUT, 0};
     if (poll(&room, 1, 0) == 1) {
         return write(fd, rest, std::min<std::size_t>(size, PIPE_BUF));

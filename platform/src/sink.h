@@ -10,9 +10,9 @@
 
 namespace platform {
 
-/// Writes whole lines to a descriptor and never waits. One line, or the rest of one, is kept while
-/// there is no room; more are lost and counted. Other programs may share the descriptor, so it is
-/// not made non-blocking. Used by one thread at a time.
+/// Writes whole lines to a descriptor and never waits. While there is no room, it keeps one line,
+/// or the rest of one; it loses and counts the others. Other programs may share the descriptor, so
+/// it is not made non-blocking. Used by one thread at a time.
 class Sink {
 public:
     /// Makes the line that tells how many lines were lost, and why the last one was.
@@ -23,7 +23,7 @@ public:
     {
     }
 
-    /// Goes on with \p descriptor, which stays the caller's.
+    /// Writes to \p descriptor from now on; the caller closes it.
     void Use(int descriptor) { fd = descriptor; }
 
     /// Writes what \p makeLine returns, a line with its end. Without memory the line is lost.
@@ -40,7 +40,7 @@ public:
     /// The pause between two calls of Flush() while it has something to do.
     static constexpr int retryMs = 500;
 
-    /// Tries again what is kept, then to tell what was lost. \return whether all of it is done
+    /// Writes the kept line, then the number of the lost ones. \return whether all is written
     bool Flush();
 
     /// Counts a line as lost for the reason \p error.
@@ -65,9 +65,9 @@ private:
 
     const LossLine lossLine;
     int fd;
-    struct stat file {};  ///< what the descriptor was at the last look
+    struct stat file {};  ///< the descriptor's file at the last write
     Descriptor unshared;  ///< the same pipe or terminal, non-blocking for this program alone
-    std::string line;     ///< the one that is kept
+    std::string line;     ///< the kept line; empty for none
     unsigned int lostWithLine = 1;
     std::size_t written = 0;
     off_t begin = 0;  ///< of that line, in a file

@@ -16,12 +16,12 @@ struct Subscription {
     unsigned int itemId;
     void (*callback)(LinxIpc*, void*);
     void* userData;
-    bool ends = false;  ///< all that \p number covers; the rest is not used then
+    bool ends = false;  ///< a request to end all that \p number covers; uses no other member
 };
 
 /// The subscriptions of an endpoint. Each request to change them has an entry of its own, found by
-/// its correlation, from before it is sent until its reply is sorted or its call gives up. So what
-/// is in force follows the order in which the service answered, whichever calls meet.
+/// its correlation, from before it is sent until its reply is sorted or its call gives up. So the
+/// order of the service's answers decides what is in force, also when calls run at the same time.
 ///
 /// Not synchronised: the endpoint's lock guards it.
 class SubscriptionTable {
@@ -61,11 +61,11 @@ public:
     }
 
     /// The one whose callback takes a notification of \p number and \p itemId; null when there is
-    /// none. One that is not accepted yet takes what comes before the service's reply.
+    /// none. A pending one takes the notifications that come before the service's reply.
     const Subscription* Find(unsigned int number, unsigned int itemId) const
     {
-        // The exact number goes before the one that covers it, and an accepted entry before one
-        // that is to replace it.
+        // The exact number precedes one that covers it, and an accepted entry precedes a pending
+        // one.
         const Subscription* found = nullptr;
         const auto consider = [&](const Subscription& entry) {
             if (!entry.ends && entry.itemId == itemId &&

@@ -6,7 +6,7 @@ namespace platform {
 
 // Frames between the stand-in and a service, see docs/wire-format.md.
 
-/// What a frame is; the values go over the wire.
+/// The kind of a frame, with its value on the wire.
 enum class FrameKind : unsigned char {
     Request = 1,       ///< wants a reply with the same correlation
     Reply = 2,         ///< answers a request
@@ -30,7 +30,7 @@ constexpr unsigned int maxPayload = 16u * 1024u * 1024u;  ///< IpcMessage::maxLe
 void EncodeFrameHeader(const FrameHeader& header, unsigned char* bytes);
 
 /// Reads the frameHeaderSize bytes at \p bytes.
-/// \return null when they are a header within the limits, else what is wrong, as a phrase
+/// \return null when they are a header within the limits, else the reason as a phrase
 const char* DecodeFrameHeader(const unsigned char* bytes, FrameHeader& header);
 
 /// Message numbers. The number of a reply is its request's plus one.
@@ -59,7 +59,7 @@ constexpr unsigned int ReplyTo(unsigned int request) { return request + 1; }
 /// First 4 bytes of the reply to each of the stand-in's own requests.
 enum class Result : unsigned int { Accepted = 0, Refused = 1 };
 
-/// Whether the service accepts, in a well-formed reply to one of them.
+/// Whether \p reply, a well-formed reply to one of them, is an acceptance.
 bool IsAcceptance(const unsigned char* reply);
 
 /// Whether \p length bytes at \p payload are exactly what the message \p messageId carries. This is

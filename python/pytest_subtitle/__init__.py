@@ -1,4 +1,4 @@
-"""Starts the client and the simulated service for tests: private folders, no leftovers.
+"""Starts the client and the simulated service for tests, in private folders that are removed.
 
     with Workspace("build/desk/bin") as workspace, Service(workspace) as service:
         service.start()

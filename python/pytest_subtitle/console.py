@@ -1,4 +1,4 @@
-"""The client with its streams in the test's hands, on pipes or on a pseudo-terminal."""
+"""Runs the client on pipes or on a pseudo-terminal."""
 
 import abc
 import os
@@ -27,7 +27,7 @@ class Console(abc.ABC):
         self.kill()
 
     def wait_for(self, is_complete, what, seconds=SECONDS):
-        """Reads until a condition holds. Returns False when the output ends before."""
+        """Reads until a condition is true. Returns False when the output ends before."""
         deadline = Deadline(seconds)
         while not is_complete():
             if self.ended:
@@ -36,14 +36,14 @@ class Console(abc.ABC):
         return True
 
     def expect(self, text):
-        """Waits for a text after the one that was expected last."""
+        """Waits for a text in the output after the last expected text."""
         text = text.encode()
         if not self.wait_for(lambda: text in self.output[self.expected :], repr(text)):
             raise RuntimeError("the output ends without %r:\n%s" % (text, self.output.decode()))
         self.expected = self.output.index(text, self.expected) + len(text)
 
     def forget_expected(self):
-        """Drops the output that was waited for: that of a long run would become large."""
+        """Drops the expected output, which would become large in a long run."""
         self.output = self.output[self.expected :]
         self.expected = 0
 
@@ -66,11 +66,11 @@ class Console(abc.ABC):
 
     @abc.abstractmethod
     def kill(self):
-        """Kills the client when it still runs, and lets go of its streams."""
+        """Kills the client when it still runs, and closes its streams."""
 
     @abc.abstractmethod
     def _exchange(self, seconds):
-        """Reads and writes what can be, and waits for that."""
+        """Waits until it can read or write, and does it."""
 
     @abc.abstractmethod
     def _status(self):

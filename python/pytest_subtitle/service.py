@@ -28,7 +28,7 @@ class Service:
     """One simulated service in a workspace's messaging directory, with a journal."""
 
     def __init__(self, workspace, options=(), launcher=(), quiet=True):
-        """The launcher is what starts the program, as the words before it."""
+        """The launcher is the words of a command that starts the program."""
         options = [*["--quiet"] * quiet, *options]
         for option, value in (
             ("--name", "SubtitleMgr"),
@@ -62,7 +62,7 @@ class Service:
             raise RuntimeError("the service does not start: " + self.error_text())
 
     def launch(self, output=subprocess.PIPE, errors=None):
-        """Starts the service and waits for nothing."""
+        """Starts the service without waiting."""
         with open(self.errors, "ab") as file:
             # pylint: disable=consider-using-with
             self.process = subprocess.Popen(
@@ -84,7 +84,7 @@ class Service:
             return file.read()
 
     def wait(self):
-        """Waits for the end of the service, which must be a good one."""
+        """Waits for the end of the service, whose status must be 0."""
         status = self.wait_for_end()
         if status != 0:
             raise RuntimeError("the service ends with %d: %s" % (status, self.error_text()))
@@ -97,7 +97,7 @@ class Service:
             except subprocess.TimeoutExpired as late:
                 raise TimeLimit("waited in vain for the end of the service") from late
             if self.process.stdout:
-                # A launcher that watches the service has ended as well when nothing more can come.
+                # A launcher that watches the service keeps the pipe open until it ends too.
                 self.process.stdout.read()
                 self.process.stdout.close()
             self.process = None
@@ -110,7 +110,7 @@ class Service:
             self.wait()
 
     def kill(self):
-        """Kills the service when it runs, and lets its peers go."""
+        """Kills the service when it runs, and closes its peers."""
         while self.peers:
             self.peers.pop().close()
         if self.process:

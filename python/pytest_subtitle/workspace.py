@@ -18,7 +18,7 @@ if signal.getsignal(signal.SIGINT) == signal.SIG_IGN:
 
 
 class Workspace:
-    """The programs, a messaging directory, the client's log, and a folder that programs run in.
+    """The programs, a messaging directory, the client's log, and the working folder of programs.
 
     The folder of programs is a build's `bin` or, for a device, its `launchers`.
     """
@@ -43,7 +43,7 @@ class Workspace:
         shutil.rmtree(self.root, ignore_errors=True)
 
     def environment(self):
-        """What a program gets; neither its words nor its order depend on who runs the test."""
+        """The environment of a program; language and option order do not depend on the user's."""
         environment = {
             **os.environ,
             "LC_ALL": "C",
@@ -61,7 +61,7 @@ class Workspace:
     def log_entries(self):
         """The client's log entries without time, process and line number: b"level=8 text".
 
-        An entry of any other form is there as it is.
+        An entry of any other form is not changed.
         """
         if not os.path.exists(self.log):
             return []

@@ -2,8 +2,8 @@
 
 #include <array>
 
-// Eight bytes a step: the remainders of a byte that 0 to 7 zero bytes follow come from eight
-// tables, and do not wait for each other.
+// Eight bytes a step. Eight tables have the remainders of a byte that 0 to 7 bytes follow, so the
+// look-ups of a step do not wait for each other.
 
 namespace recording {
 
@@ -39,7 +39,7 @@ std::uint32_t LittleEndian(const unsigned char* bytes)
            std::uint32_t{bytes[3]} << 24;
 }
 
-/// What four bytes leave that \p zeros more bytes follow.
+/// The remainder of four bytes that \p zeros zero bytes follow.
 std::uint32_t RemainderOf(std::uint32_t word, std::size_t zeros)
 {
     return tables[zeros + 3][word & 0xFF] ^ tables[zeros + 2][word >> 8 & 0xFF] ^

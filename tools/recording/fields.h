@@ -4,10 +4,10 @@
 
 #include <limits>
 
-/// The names of the format and what belongs together, for the writer and the reader.
+/// The names of the format and the fields of each message, for the writer and the reader.
 namespace recording {
 
-/// A field of a message's content. Without a member it is the data, which takes three fields: size,
+/// A field of a message's content. Without a member it is the data, which has three fields: size,
 /// crc32 and data.
 struct ContentField {
     const char* name;

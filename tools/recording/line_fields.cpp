@@ -26,7 +26,7 @@ std::size_t LineFields::IndexOf(std::string_view name)
     return i;
 }
 
-/// What RapidJSON calls. Only what stands in the outermost object counts.
+/// The functions that RapidJSON calls. They keep only the values of the outermost object.
 class LineFields::Events : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Events> {
 public:
     Events(char* lineToRead, LineFields& fieldsToFill) : line(lineToRead), fields(fieldsToFill) {}

@@ -17,7 +17,7 @@ struct LineMistake {
 /// The known fields of one line, with values of any type.
 class LineFields {
 public:
-    /// Parses a line in its place: texts stay there.
+    /// Parses a line in place: its texts are not copied.
     ///
     /// \param line  ends in a NUL
     /// \return false with the reason in \p mistake
@@ -54,7 +54,7 @@ private:
     static std::size_t IndexOf(std::string_view name);
     const Value& Find(const char* name) const { return values[IndexOf(name)]; }
 
-    /// One more for all names that are not known.
+    /// The last one is for all unknown names.
     std::array<Value, nameCount + 1> values;
 };
 

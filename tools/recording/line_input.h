@@ -10,7 +10,7 @@ namespace recording {
 /// The longest line that is read: the largest payload, and room for all other fields.
 constexpr std::size_t longestLine = Base64Size(largestData) + 65536;
 
-/// Cuts input into lines, however it arrives. Memory follows the bytes received.
+/// Cuts input into lines; it may arrive in any pieces. Memory grows with the bytes received.
 class LineInput {
 public:
     enum class Cut { Line, NeedsInput, TooLong };
@@ -27,8 +27,8 @@ public:
 
 private:
     std::vector<char> buffer;
-    std::size_t begin = 0;    ///< of what was not taken yet
-    std::size_t scanned = 0;  ///< no newline is in front of this
+    std::size_t begin = 0;    ///< of the bytes that were not taken yet
+    std::size_t scanned = 0;  ///< there is no newline from `begin` to here
     std::size_t end = 0;
 };
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <variant>
 
-/// What the lines of a recording say; subtitle-recording(5) describes their text.
+/// The contents of the lines of a recording; subtitle-recording(5) describes their text.
 namespace recording {
 
 /// The number of the format that is written, and the largest that is read.
@@ -21,8 +21,8 @@ struct Moment {
     std::int64_t wallUs = 0;  ///< since 1970; jumps when the clock is set
 };
 
-/// Bytes of a bitmap or palette, of another owner. A line without them has a size and a checksum
-/// only.
+/// Bytes of a bitmap or palette, which another object owns. A line without them has a size and a
+/// checksum only.
 struct Data {
     const unsigned char* bytes = nullptr;
     std::size_t size = 0;
@@ -78,7 +78,7 @@ enum class RequestKind {
 
 enum class Result { Ok, Refused, Unanswered };
 
-/// What a client asked of a service.
+/// A request of a client.
 struct Request : Content {
     Moment at;
     RequestKind kind = RequestKind::Ping;

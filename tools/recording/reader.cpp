@@ -132,7 +132,7 @@ bool GetContent(const LineFields& fields, unsigned int wanted, Content& content,
 
 bool GetHeader(const LineFields& fields, Header& header, LineMistake& mistake)
 {
-    // First, since nothing is known of the other fields of a newer format.
+    // Checked first, because the other fields of a newer format are unknown.
     std::uint64_t format = 0;
     if (!fields.Get("subtitleRecording", largestTime, format, mistake)) {
         return false;

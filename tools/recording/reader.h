@@ -9,7 +9,7 @@ namespace recording {
 
 /// Reads a recording line by line as its bytes come in.
 ///
-/// The whole format is checked. A mistake ends the reading: the lines before it were good.
+/// The whole format is checked. Reading ends at the first mistake; the lines before it are valid.
 class Reader {
 public:
     enum class Start { WithHeader, HeaderOptional };
@@ -23,7 +23,7 @@ public:
     void Received(std::size_t count) { input.Received(count); }
     void EndInput() { ended = true; }
 
-    /// \param line  the next line; its bytes stay the reader's
+    /// \param line  the next line; the reader owns its bytes
     Found Next(AnyLine& line);
 
     /// `FILE:LINE:COLUMN: reason`; the column counts bytes.

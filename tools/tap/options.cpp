@@ -27,9 +27,9 @@ constexpr char help[] =
     "  --formats LIST         only bitmaps of these of hd,sd,cif,other\n"
     "  --refresh              ask the service once to publish everything it keeps\n"
     "When:\n"
-    "  --wait-for-service T   try for this time to subscribe, instead of once\n"
+    "  --wait-for-service T   try to subscribe for this time, instead of once\n"
     "  --count N              end after N messages\n"
-    "  --seconds T            end after this time, with status 4 before --count\n"
+    "  --seconds T            end after this time; status 4 if --count is not reached\n"
     "How:\n"
     "  --output FILE          write there instead of to standard output\n"
     "  --json                 write a recording, see subtitle-recording(5)\n"
@@ -80,7 +80,7 @@ constexpr option longOptions[] = {
 using words::Quoted;
 using Words = std::vector<std::string_view>;
 
-/// A mistake that ends the program, in words; empty for none.
+/// The text of a mistake that ends the program; empty for none.
 using Problem = std::string;
 
 /// Reads one of \p known. \param index  its position

@@ -58,7 +58,7 @@ Output::State Output::Flush()
         if (written < end && Clock::now() > giveUpAt) {
             return GiveUp();
         }
-        // Not asked when all is taken at once: what is there at the end is written too.
+        // Not asked while the output takes everything, so that the last lines are written too.
         if (written < end && giveUpAt == Clock::time_point::max() && isOver()) {
             const bool isLineBegun = written > 0 && text[written - 1] != '\n';
             end = isLineBegun ? text.find('\n', written) + 1 : written;
@@ -74,7 +74,7 @@ Output::State Output::WriteSome(std::size_t& written, std::size_t end)
     const ssize_t count = write(fd, text.data() + written, end - written);
     if (count >= 0) {
         written += static_cast<std::size_t>(count);
-    } else if (errno == EAGAIN) {  // another program that has it too made it non-blocking
+    } else if (errno == EAGAIN) {  // another program made the shared descriptor non-blocking
         pollfd room{fd, POLLOUT, 0};
         poll(&room, 1, 100);
     } else if (errno != EINTR) {
@@ -116,7 +116,7 @@ void Output::CutOff(std::size_t count) const
     }
     const off_t end = lseek(fd, 0, SEEK_CUR);
     const off_t lineStart = end - static_cast<off_t>(count);
-    // Unless another program has appended to it.
+    // Not if another program has appended to the file.
     if (file.st_size == end && ftruncate(fd, lineStart) == 0) {
         lseek(fd, lineStart, SEEK_SET);
     }

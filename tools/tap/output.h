@@ -11,7 +11,7 @@ class Output {
 public:
     enum class State { Open, Closed, Failed };
 
-    /// \param isOverToAsk  whether the program ends: then only the line that was begun is finished
+    /// \param isOverToAsk  whether the program ends: then only the line that was begun is completed
     explicit Output(std::function<bool()> isOverToAsk) : isOver(std::move(isOverToAsk)) {}
     ~Output();
     Output(const Output&) = delete;
@@ -26,10 +26,10 @@ public:
     /// Lines are appended here.
     std::string& Text() { return text; }
 
-    /// Writes the text. \return Closed when the reader has gone, Failed for Problem()
+    /// Writes the text. \return Closed when the reader has closed the output, Failed for Problem()
     State Flush();
 
-    /// Whether the reader has gone; waits for nothing.
+    /// Whether the reader has closed the output; does not wait.
     State Look() const;
 
     const std::string& Problem() const { return problem; }

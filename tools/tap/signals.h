@@ -4,9 +4,9 @@
 
 namespace tap {
 
-/// From now on SIGINT, SIGTERM and SIGHUP (unless it was ignored) ask for the end and interrupt a
-/// call that waits, once at first and then each second, so that none of them is missed. Writing
-/// to a closed pipe or beyond a limit is an error instead of a signal.
+/// From now on SIGINT, SIGTERM and SIGHUP (unless it was ignored) ask for the end. They interrupt a
+/// call that waits, at once and then each second, so that a call which begins to wait later ends
+/// too. Writing to a closed pipe or beyond a limit is an error instead of a signal.
 void CatchSignals();
 
 bool IsEndRequested();

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int requestTimeoutMs = 2000;
 constexpr std::int64_t receiveWaitMs =
-    20;  // so soon an end, a closed output or a second is noticed
+    20;  // the delay until an end, a closed output or a full second is noticed
 constexpr std::size_t largestBatch = 256u * 1024u;  // fits into the processor's cache
 constexpr useconds_t retryUs = 50000;
 
@@ -40,7 +40,7 @@ int Complain(const std::string& problem, int status)
     return status;
 }
 
-/// The value of e_Process is given, since its names differ between SDKs.
+/// The number is used, because the names of e_Process differ between SDKs.
 const std::string& ServiceName()
 {
     return LinxServerNameList::Instance().Name(static_cast<e_Process>(5));
@@ -157,8 +157,8 @@ int Tap::ReceiveToTheEnd()
     return Finish(state);
 }
 
-/// Receives one notification, and then those that are there: the lines of a busy service are
-/// written together, and no line waits for a notification that is still to come.
+/// Receives one notification, and then those that are already there: the lines of a busy service
+/// are written together, and no line waits for a later notification.
 void Tap::ReceiveBatch(int waitMs)
 {
     std::uint64_t before = 0;
@@ -207,7 +207,7 @@ int Tap::Finish(Output::State state) const
                                                                           : words::exitDone;
 }
 
-/// No exception goes through the SDK.
+/// No exception passes through the SDK.
 template <void (Tap::*take)(LinxIpc&)>
 void Tap::Callback(LinxIpc* ipc, void* tap)
 {

@@ -4,7 +4,7 @@
 
 namespace tap {
 
-/// The times in front of text lines.
+/// The times at the beginning of text lines.
 class TimeStamps {
 public:
     explicit TimeStamps(TimeForm formToUse) : form(formToUse) {}

@@ -54,7 +54,7 @@ std::string_view NearestWord(std::string_view word, const std::vector<std::strin
             continue;
         }
         const std::size_t distance = Distance(word, candidate);
-        // A word of one character would be near to all others of one character.
+        // Otherwise a word of one character would match every other word of one character.
         if (distance <= limit && distance < longer && (nearest.empty() || distance < least)) {
             nearest = candidate;
             least = distance;
