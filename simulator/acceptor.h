@@ -17,7 +17,7 @@ public:
     /// \return the connection, or none when no client waits any more
     platform::Descriptor Next();
 
-    /// Accepts no client for \p pauseMs milliseconds; with -1 until a client has gone.
+    /// Accepts no client for \p pauseMs milliseconds; with -1 until a client has disconnected.
     void Pause(int pauseMs = -1);
     void Resume(bool clientHasGone);  ///< accepts again when the pause is over
 

@@ -25,7 +25,7 @@ public:
         return notifications.HasRoomFor(frames, bytes);
     }
 
-    /// Adds a notification, which is kept whatever its size; older ones make room for it.
+    /// Adds a notification, which is kept with any size; drops older ones to make room.
     /// \return how many were dropped
     unsigned int AddNotification(SharedFrame frame, Clock::time_point now = Clock::now());
 

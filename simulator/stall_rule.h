@@ -39,7 +39,7 @@ public:
         }
     }
 
-    /// No notification is queued any more, or the client has gone.
+    /// No notification is queued any more, or the client has disconnected.
     void CatchUp() { End("has caught up; notifications lost: "); }
     void Leave() { End("has gone; notifications lost: "); }
 

@@ -13,7 +13,7 @@ namespace platform {
 
 using Lock = std::unique_lock<std::mutex>;
 
-/// Runs an action at the end of a block, however the block ends.
+/// Runs an action at the end of a block, also after an exception.
 template <typename Action>
 class AtEnd {
 public:
