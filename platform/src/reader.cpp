@@ -70,9 +70,9 @@ void Reader::LimitReading(int waitMs)
     readLimitMs = waitMs;
 }
 
-/// Sorts what has come: replies to the calls that wait for them, notifications into the queue. It
-/// stops at a notification that the queue has no room for. The next call takes that one in any
-/// case, so that a call which waits for something after it gets on.
+/// Sorts what has come: replies go to the calls that wait for them, notifications into the queue.
+/// It stops at a notification that the queue has no room for. The next call queues that one in any
+/// case, so that a call gets a reply that comes after it.
 /// \return whether there was anything to sort
 bool Reader::Sort(Lock& lock)
 {
@@ -122,7 +122,7 @@ void Reader::TakeNotification(Lock& lock, ReceivedFrame& frame)
                         " bytes",
                     "malformed record dropped");
     } else if (IsWanted(frame)) {
-        // A reply that a call waits for may come after it, so then the oldest one is dropped.
+        // An awaited reply may come after this notification; then the oldest one is dropped.
         if (link.state.notifications.HasRoomFor(frame) || link.replies.AreAwaited()) {
             link.state.notifications.Push(std::move(frame));
         } else {

@@ -9,7 +9,7 @@ namespace words {
 /// Splits a line into its words, which blanks and tabs separate; `#` begins a comment.
 std::vector<std::string> Split(const std::string& line);
 
-/// A word in quotes for a message: at most 40 characters, and none that steers a terminal.
+/// A word in quotes for a message: at most 40 characters, without control characters.
 std::string Quoted(std::string_view word);
 
 /// \return whether \p digits are a number of that base and nothing else
