@@ -13,9 +13,8 @@ void WriteLogEntry(unsigned level, const std::string& processName, const std::st
 
 /// Makes an error entry of the messaging library itself when that level is on.
 ///
-/// \param kind  of an entry that a peer causes, a literal: of each kind 20 are made in a second,
-/// and
-///              then one with the number of the others; null for every other entry
+/// \param kind  literal of an entry that a peer causes: 20 of each kind are made in a second, then
+///              one with the number of the others; null for every other entry
 void LogFromLibrary(const std::string& text, const char* kind = nullptr);
 
 /// Reports the entries held back in each second that is over, with \p all also in the current one.

@@ -23,8 +23,7 @@ void Reader::ReadWhatIsThere(Lock& lock)
     }
 }
 
-/// Sorts what an earlier call left. If that is nothing, waits up to \p waitMs milliseconds for
-/// input, -1 without limit, and sorts it.
+/// Sorts what an earlier call left, or else what comes within \p waitMs, -1 without limit.
 void Reader::Read(Lock& lock, int waitMs)
 {
     const auto role = link.state.Take(reading);

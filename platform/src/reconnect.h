@@ -12,8 +12,7 @@ namespace platform {
 /// subscriptions renewed. All operations are called with the endpoint's lock held.
 class Reconnect {
 public:
-    /// Connecting to a stopped service would wait without end; this also limits requests without a
-    /// limit of their own.
+    /// Connecting to a stopped service would wait without end, also for requests without limit.
     static constexpr int connectLimitMs = 1000;
 
     Reconnect(EndpointState& endpointState, const std::string& serviceName)

@@ -8,8 +8,7 @@ using namespace platform;
 /// Poll interval for a full socket: the sender reads whenever no other call does.
 constexpr int roomIntervalMs = 10;
 
-/// Limits the read to the end of a lost connection, whose other side may have closed its input
-/// only.
+/// Limits the read to the end of a lost link: its other side may have closed its input only.
 constexpr int restLimitMs = 100;
 
 int Sender::Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline)

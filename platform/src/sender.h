@@ -15,8 +15,7 @@ public:
     explicit Sender(Link& usedLink) : link(usedLink) {}
 
     /// Sends a whole frame. Waits until \p deadline for room, and for another sender that waits for
-    /// room; it waits without limit for a sender that has room. A frame that is cut off ends the
-    /// link.
+    /// room; for a sender that has room, without limit. A frame that is cut off ends the link.
     /// \return 0, EAGAIN when there was no room, or an errno value when the link is lost
     int Send(Lock& lock, const unsigned char* bytes, std::size_t size, const Deadline& deadline);
 
