@@ -3,14 +3,14 @@
 
 no_silent_gaps.py DESK_BUILD BUILD
 
-Programs of GoogleTest count as one test each: what they hold depends on their sources alone, and a
-case that is skipped says why.
+Each GoogleTest program counts as one test: its test cases depend on its sources only, and a skipped
+case prints its reason.
 """
 
 import os
 import sys
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "harness"))
 
 # pylint: disable=wrong-import-position
@@ -23,15 +23,15 @@ def main():
     with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
         reasons = dict(line.rstrip("\n").split(": ", 1) for line in file)
     problems = [
-        "neither run nor left out with a reason: " + name
+        "not run, and no reason is given: " + name
         for name in sorted(expected - present - set(reasons))
     ]
-    problems += ["left out and yet there: " + name for name in sorted(present & set(reasons))]
+    problems += ["left out, but it exists: " + name for name in sorted(present & set(reasons))]
     problems += [
-        "left out, but there is no such test: " + name for name in sorted(set(reasons) - expected)
+        "left out, but no such test exists: " + name for name in sorted(set(reasons) - expected)
     ]
     if "test_unit_stats" not in expected:
-        problems.append("the desk's tests were not found in " + desk)
+        problems.append("no tests of the desk are in " + desk)
     print("\n".join(problems))
     return 1 if problems else 0
 

@@ -1,4 +1,4 @@
-// Where the width of the machine shows: `long` and sizes of memory have 32 bits on the device.
+// Behaviour that depends on the word size: `long` and memory sizes have 32 bits on the device.
 
 #include "tests/harness/ConsoleSession.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 class LongOf32Bits : public ConsoleSession {
 protected:
-    /// Its service is the desk's: what is journalled is what came over the socket.
+    /// The service is the desk's, so its journal shows the bytes that the device sent.
     void SetUp() override
     {
         KeepJournal();
@@ -44,7 +44,7 @@ protected:
 
 }  // namespace
 
-TEST_F(LongOf32Bits, SendsTheNearestLevelThatItHolds)
+TEST_F(LongOf32Bits, SendsTheNearestLevelInItsRange)
 {
     EXPECT_EQ(LevelSentFor("2147483646"), Level("2147483646"));
     EXPECT_EQ(LevelSentFor("2147483647"), Level("2147483647"));

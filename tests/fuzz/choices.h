@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-/// Reads the fuzzer's bytes as a row of choices. At the end of the bytes every choice is 0.
+/// Reads the fuzzer's bytes as a sequence of choices. After the last byte every choice is 0.
 class Choices {
 public:
     Choices(const std::uint8_t* first, std::size_t size) : next(first), end(first + size) {}
@@ -23,10 +23,10 @@ public:
         return value;
     }
 
-    /// 0 to \p count - 1, for a \p count of at most 256.
+    /// A number from 0 to \p count - 1; \p count is at most 256.
     unsigned int Below(unsigned int count) { return Byte() % count; }
 
-    /// True \p one time in \p in, as long as the bytes are even.
+    /// True with the probability \p one / \p in, if all byte values are equally likely.
     bool OnceIn(unsigned int in) { return Byte() % in == in - 1; }
 
     /// At most \p size bytes.

@@ -1,9 +1,9 @@
-// Any keys at the interactive console: the output steers no terminal, a console is left only in its
-// menu, log entries are lines of plain text, and only whole tables are saved, under names that end
-// in ".out". There is no service. The model of the console checks what exactly a session does, and
-// replays this target's corpus too.
+// Any keys at the interactive console: the output has no control characters, a console ends only in
+// its menu, log entries are lines of plain text, and the console saves only whole tables under
+// names that end in ".out". There is no service. The model of the console checks the exact
+// behaviour, and also replays this target's corpus.
 //
-// Input: the keys, and the end of the input after them, where a console repeats itself for ever.
+// Input: the keys. At the end of the input a console repeats its last command for ever.
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/harness/TempDir.h"
@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t tableSize = 1024;
 
-/// Throws when a console has printed this much: that ends one that repeats itself.
+/// Throws when a console has printed so much. This ends a console that repeats itself.
 class CappedOutput : public std::stringbuf {
 public:
     struct Full {};
@@ -66,7 +66,7 @@ const std::string& LogPath()
     return path;
 }
 
-/// The files that a console finds in its working directory.
+/// The files in the console's working directory.
 const std::map<std::string, std::string>& Files()
 {
     static const std::map<std::string, std::string> files{{"pal", std::string(tableSize, '\x40')},
@@ -83,7 +83,7 @@ void MakeFiles()
     }
 }
 
-/// \param anyName  a name ends at a NUL byte, also where the console appends ".out" to it
+/// \param anyName  whether a typed name had a NUL byte, which ends the name before ".out"
 void CheckFiles(bool anyName)
 {
     bool hasChanged = false;
@@ -94,8 +94,8 @@ void CheckFiles(bool anyName)
             continue;
         }
         hasChanged = true;
-        Require(entry.file_size() == tableSize, "a table was saved that is not whole");
-        Require(anyName || EndsWith(name, ".out"), "a file was written that is no output file");
+        Require(entry.file_size() == tableSize, "an incomplete table was saved");
+        Require(anyName || EndsWith(name, ".out"), "a file other than an output file was written");
         fs::remove(entry);
     }
     if (hasChanged) {
@@ -112,13 +112,13 @@ void PrepareOnce()
         setenv("SUBTITLE_LOG", LogPath().c_str(), 1);
         LogClient::Instance().Level(63);
         LogClient::Instance().ProcessName("fuzz");
-        std::cout.exceptions(std::ios::badbit);  // passes CappedOutput::Full on
+        std::cout.exceptions(std::ios::badbit);  // rethrows CappedOutput::Full
         return true;
     }();
-    Require(done, "not prepared");
+    Require(done, "the files cannot be prepared");
 }
 
-/// While it lives, a stream writes to and reads from another buffer.
+/// During its lifetime a stream uses another buffer.
 class RedirectedStream {
 public:
     RedirectedStream(std::ios& redirected, std::streambuf& buffer)
@@ -134,7 +134,7 @@ private:
     std::streambuf* const original;
 };
 
-/// Runs the real console. \return whether it was left
+/// Runs the real console. \return whether a key left it
 bool RunConsole(const std::string& keys, CappedOutput& output, std::stringbuf& errors)
 {
     std::stringbuf typed(keys);
@@ -144,7 +144,7 @@ bool RunConsole(const std::string& keys, CappedOutput& output, std::stringbuf& e
     subscribed = false;
     SubtitleMgrCli client;
     try {
-        Require(client.ExecuteTestMode() == 3, "the console was left with a wrong result");
+        Require(client.ExecuteTestMode() == 3, "the console returned a wrong result");
         return true;
     } catch (const CappedOutput::Full&) {
         return false;
@@ -153,13 +153,13 @@ bool RunConsole(const std::string& keys, CappedOutput& output, std::stringbuf& e
 
 }  // namespace
 
-/// The pauses of subscribing are for another thread, which is not there.
+/// The pauses of a subscription are for the receive thread, which does not exist here.
 extern "C" int __wrap_usleep(useconds_t) { return 0; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     const std::string keys(bytes, bytes + size);
-    if (keys.find('/') != std::string::npos) {  // a file elsewhere
+    if (keys.find('/') != std::string::npos) {  // might open a file outside the folder
         return 0;
     }
     PrepareOnce();
@@ -167,14 +167,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     std::stringbuf errors;
     const bool isLeft = RunConsole(keys, output, errors);
     const std::string text = output.str();
-    RequireHarmless(text, "the output steers a terminal");
-    RequireHarmless(errors.str(), "the error output steers a terminal");
+    RequireHarmless(text, "the output has control characters");
+    RequireHarmless(errors.str(), "the error output has control characters");
     if (isLeft) {
         Require(EndsWith(text, UnsubscribedMenu()) || EndsWith(text, SubscribedMenu()),
-                "the console was left elsewhere than in its menu");
-        Require(keys.find_first_of("xq") != std::string::npos, "the console was left by no key");
+                "the console ended outside its menu");
+        Require(keys.find_first_of("xq") != std::string::npos, "the console ended without a key");
     }
-    RequireHarmless(ReadWholeFile(LogPath()), "a log entry steers a terminal");
+    RequireHarmless(ReadWholeFile(LogPath()), "a log entry has control characters");
     unlink(LogPath().c_str());
     CheckFiles(keys.find('\0') != std::string::npos);
     return 0;

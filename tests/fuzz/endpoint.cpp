@@ -1,7 +1,7 @@
-// A client's endpoint and a service that sends anything: each call has the result of the model, and
-// each notification that was asked for arrives once, in order, with its own bytes.
+// A client's endpoint and a service that sends any bytes: each call has the model's result, and
+// each notification with a subscription arrives once, in order, with the correct bytes.
 //
-// Nothing waits: the service sends before the client calls. Input: steps, each a byte and its
+// No call waits: the service sends before the client calls. Input: steps, each a byte and its
 // choices.
 
 #include "tests/fuzz/choices.h"
@@ -26,12 +26,12 @@ namespace {
 
 const std::string serviceName = "SubtitleMgr";
 
-/// The process's one endpoint, which can never be freed, and the service's listening socket.
+/// The only endpoint of the process, which is never freed, and the service's listening socket.
 struct Equipment {
     Equipment()
     {
         const std::string folder = ScratchFolder() + "/linx";
-        Require(mkdir(folder.c_str(), 0700) == 0, "no messaging directory");
+        Require(mkdir(folder.c_str(), 0700) == 0, "cannot make the messaging directory");
         setenv("LINX_DIR", folder.c_str(), 1);
         setenv("SUBTITLE_LOG", "/dev/null", 1);
         LogClient::Instance().Level(63);
@@ -74,7 +74,7 @@ private:
     void Drain();
     static void OnNotification(LinxIpc* ipc, void* userData);
 
-    /// What the callback compares with; there is one conversation at a time.
+    /// The callback compares with this conversation; there is only one at a time.
     static EndpointModel* current;
 
     Choices& choices;
@@ -103,24 +103,24 @@ void Conversation::Run()
     current = nullptr;
 }
 
-/// A fresh connection, whatever became of the one of the conversation before.
+/// Makes a new connection, in any state of the old one.
 void Conversation::Connect()
 {
     IpcMessage ping;
     Require(ping.Allocate(reference::ping, 0, nullptr) == 0, "no message");
     Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect");
     Listen();
-    if (!socket) {  // the last one was not closed yet
+    if (!socket) {  // the old connection was still open
         Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect again");
         Listen();
     }
     Require(equipment.ipc.Request(serviceName, ping, reference::ping + 1, 0, nullptr) == ETIMEDOUT,
-            "an answer that was not sent");
+            "an answer although none was sent");
     Listen();
-    Require(socket && lastCorrelation != 0, "no request came");
+    Require(socket && lastCorrelation != 0, "no request arrived");
 }
 
-/// Takes a new connection, and what the client has sent: frames that a service can read.
+/// Accepts a new connection, and checks that the client has sent well-formed frames.
 void Conversation::Listen()
 {
     Descriptor accepted;
@@ -140,7 +140,7 @@ void Conversation::Listen()
             lastCorrelation = frame.correlation;
         }
     }
-    Require(heard.empty(), "the client sent half a frame");
+    Require(heard.empty(), "the client sent an incomplete frame");
 }
 
 void Conversation::Step()
@@ -159,7 +159,7 @@ void Conversation::Step()
 
 void Conversation::Send(const std::string& bytes)
 {
-    if (model.IsConnected()) {  // else the client has stopped reading
+    if (model.IsConnected()) {  // otherwise the client has stopped reading
         SendAll(socket.Get(), bytes);
         model.Hears(bytes);
     }
@@ -192,7 +192,7 @@ std::string Conversation::ChooseFrame()
     return FrameOf(kind, item, correlation, payload, ChooseClaim(choices, payload));
 }
 
-/// Bytes that answer the next request: mostly the right reply, seldom nothing.
+/// Bytes that answer the next request: usually the right reply, rarely nothing.
 std::string Conversation::ChooseAnswer(unsigned int request)
 {
     const unsigned int correlation = lastCorrelation + 1;
@@ -221,7 +221,7 @@ int Conversation::Request(unsigned int request, const std::string& before, Deed 
     Send(bytes);
     const int result = call();
     RequireEqual(std::to_string(result), std::to_string(model.Result()),
-                 "a request with a wrong result");
+                 "a request returned a wrong result");
     model.EndRequest();
     return result;
 }
@@ -254,7 +254,7 @@ int Conversation::Call(unsigned int request, const std::string& payload)
     case reference::invert: return client.InvertRegionData(3);
     case reference::refresh: return client.RefreshRegions();
     case reference::sensor: {
-        // It tells no error number, so the expected one will do.
+        // This call returns no error number, so take the expected one.
         const bool sent = client.SendSensorUpdate(static_cast<e_Sensors>(5), true);
         const int expected = model.Result();
         return sent == (expected == 0) ? expected : -1;
@@ -301,15 +301,15 @@ void Conversation::HangUp()
     model.Disconnected();
 }
 
-/// Receives all there is: what the model expects and nothing else.
+/// Receives all notifications and compares them with the model.
 void Conversation::Drain()
 {
     for (int idle = 0; idle < 2;) {
         const std::size_t before = model.Awaited();
         const int result = equipment.ipc.Receive(0, 0, LinxIpc::emptyString, nullptr);
-        Require(result == 0 || result == ETIMEDOUT, "receiving failed");
+        Require(result == 0 || result == ETIMEDOUT, "Receive() failed");
         Require(model.Awaited() == before - (result == 0 ? 1 : 0),
-                "not one callback for a notification");
+                "a notification did not cause exactly one callback");
         idle += result == 0 ? 0 : 1;
     }
     Require(model.Awaited() == 0, "a notification did not arrive");
@@ -319,12 +319,12 @@ void Conversation::Drain()
 void Conversation::OnNotification(LinxIpc* ipc, void* userData)
 {
     const EndpointModel::Notification expected = current->TakeNotification();
-    Require(expected.tag == userData, "a callback with wrong user data");
+    Require(expected.tag == userData, "a callback got wrong user data");
     const unsigned char* const payload = ipc->ReceivedMessage().Payload();
-    Require(payload != nullptr || expected.payload.empty(), "a notification without bytes");
+    Require(payload != nullptr || expected.payload.empty(), "a notification has no bytes");
     Require(expected.payload.empty() ||
                 std::memcmp(payload, expected.payload.data(), expected.payload.size()) == 0,
-            "a notification with other bytes");
+            "a notification has wrong bytes");
 }
 
 }  // namespace

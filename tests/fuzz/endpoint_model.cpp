@@ -101,7 +101,7 @@ void EndpointModel::EndSubscription(unsigned int number)
     ForgetUnwanted();
 }
 
-/// The exact number takes precedence over 1, which means all region data.
+/// The exact number has precedence over 1, which covers all region data.
 const EndpointModel::Subscription* EndpointModel::SubscriptionFor(const ReferenceFrame& frame) const
 {
     for (const bool exact : {true, false}) {
@@ -129,7 +129,7 @@ void* EndpointModel::TagOf(const Subscription& subscription)
 
 EndpointModel::Notification EndpointModel::TakeNotification()
 {
-    Require(!queue.empty(), "a notification that was not sent or not asked for");
+    Require(!queue.empty(), "a notification was not sent or has no subscription");
     const ReferenceFrame frame = queue.front();
     queue.pop_front();
     return {frame.payload, TagOf(*SubscriptionFor(frame))};

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Which calls of an endpoint succeed and which notifications arrive, for a service's bytes. Shares
-/// no code with the endpoint.
+/// Computes from a service's bytes which calls of an endpoint succeed and which notifications
+/// arrive. Shares no code with the endpoint.
 class EndpointModel {
 public:
     struct Notification {
@@ -32,7 +32,7 @@ public:
         unsigned int item;
     };
     void BeginSubscription(const Subscription& asked) { subscriptions.push_back(asked); }
-    /// The last one begun is accepted or refused.
+    /// The service accepts or refuses the last subscription that was begun.
     void SettleSubscription(bool accepted);
     void EndSubscription(unsigned int number);
     std::vector<Subscription> Subscriptions() const { return subscriptions; }
@@ -56,6 +56,6 @@ private:
     unsigned int awaitedRequest = 0;
     unsigned int awaitedCorrelation = 0;
     int result = 0;
-    std::vector<Subscription> subscriptions;  ///< one that is not settled is the last
+    std::vector<Subscription> subscriptions;  ///< a pending one is the last
     std::deque<ReferenceFrame> queue;
 };

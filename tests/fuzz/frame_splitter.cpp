@@ -1,6 +1,6 @@
-// Streams of frames, cut anywhere: both sides hand out what a plain reading of the whole finds.
+// Streams of frames, cut at any byte: both sides find the same frames as a reading of the whole.
 //
-// Input: for each frame some choices and its payload; the last quarter of the bytes makes the cuts.
+// Input: for each frame choices and its payload; the last quarter of the bytes determines the cuts.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -33,7 +33,7 @@ Reading ReadPlainly(std::string stream)
     return reading;
 }
 
-/// How many bytes arrive at once: mostly less than a frame, and all when no choices are left.
+/// How many bytes arrive at once: usually less than a frame; all if no choices are left.
 std::size_t ChooseCut(Choices& cuts)
 {
     const std::size_t choice = cuts.Byte();
@@ -53,7 +53,7 @@ void CopyFrames(std::vector<ReceivedFrame>& held, Reading& reading)
     held.clear();
 }
 
-/// \param trims  memory is freed after each read, as the service does it
+/// \param trims  whether memory is freed after each read, like in the service
 Reading ReadInPieces(const std::string& stream, Choices cuts, bool trims)
 {
     InputBlocks input;
@@ -74,8 +74,8 @@ Reading ReadInPieces(const std::string& stream, Choices cuts, bool trims)
             held.push_back(frame);
         }
         reading.isMalformed = cut == InputBlocks::Cut::Malformed;
-        Require(!reading.isMalformed || (problem && *problem), "malformed without a reason");
-        // Mostly late: what arrives after a frame must not change it.
+        Require(!reading.isMalformed || (problem && *problem), "a malformed frame has no reason");
+        // Checks most frames late, since bytes after a frame must not change it.
         if (cuts.OnceIn(16)) {
             CopyFrames(held, reading);
         }
@@ -97,7 +97,7 @@ std::string ChooseStream(Choices& choices)
         }
         const unsigned int kind = choices.OnceIn(16) ? choices.Byte() : 1 + choices.Below(4);
         const unsigned int messageId = 15104 + choices.Byte();
-        // Now and then longer than a block of the client's.
+        // Sometimes longer than a block of the client.
         const std::size_t repeat = choices.OnceIn(64) ? 1 + choices.Byte() * 2u : 1;
         const std::string piece = choices.Bytes(choices.Byte() % 64);
         std::string payload;
@@ -122,7 +122,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     for (const bool trims : {true, false}) {
         const Reading reading = ReadInPieces(stream, cuts, trims);
         Require(reading.frames == expected.frames && reading.isMalformed == expected.isMalformed,
-                trims ? "the service cuts other frames" : "the client cuts other frames");
+                trims ? "the service finds other frames" : "the client finds other frames");
     }
     return 0;
 }

@@ -7,18 +7,18 @@
 #include <iostream>
 #include <unistd.h>
 
-// Counters of the code that ran, in the fuzzer's build; null in every other.
+// Coverage counters in the fuzzer's build; null in every other build.
 extern "C" {
 [[gnu::weak, gnu::visibility("hidden")]] extern unsigned char __start___sancov_cntrs[];
 [[gnu::weak, gnu::visibility("hidden")]] extern unsigned char __stop___sancov_cntrs[];
 
-/// Part of each log entry; its number of digits changes which code runs.
+/// Each log entry has it, and its number of digits changes the coverage.
 pid_t __wrap_getpid() { return 4711; }
 }
 
 namespace {
 
-/// Standard error as it was at the start: the product writes to the other one, which is silenced.
+/// The original standard error. The product writes to descriptor 2, which is silenced.
 const int loudErrors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100);
 
 void Say(const std::string& text)
@@ -48,7 +48,7 @@ public:
     Scratch()
     {
         std::string pattern = (std::filesystem::temp_directory_path() / "fuzz-XXXXXX").string();
-        Require(mkdtemp(pattern.data()) != nullptr, "there is no folder for temporary files");
+        Require(mkdtemp(pattern.data()) != nullptr, "cannot make a temporary folder");
         path = pattern;
     }
     ~Scratch()

@@ -4,21 +4,21 @@
 #include <cstdint>
 #include <string>
 
-// A fuzz target is one function that gets any bytes and lets nothing wrong pass. The fuzzer makes
-// the bytes up; builds without the fuzzer replay the corpus.
+// A fuzz target is one function that gets any bytes and checks the product with them. The fuzzer
+// generates the bytes; builds without the fuzzer replay the corpus.
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
-/// Unless \p holds, ends the program with \p text, which says what is wrong, on standard error as
-/// it was at the start.
+/// Unless \p holds, writes \p text, which names the error, to the original standard error and ends
+/// the program.
 void Require(bool holds, const char* text);
 
-/// The same with both values shown.
+/// Requires equal values, and shows both otherwise.
 void RequireEqual(const std::string& actual, const std::string& expected, const char* text);
 
-/// Folder for the files of this process, removed at its end.
+/// A folder for the files of this process, which is removed at its end.
 const std::string& ScratchFolder();
 
-/// With FUZZ_REPEATABLE set, clears what the fuzzer has counted for the current input. It chooses
-/// inputs by the code that ran, and what several threads run differs from time to time.
+/// If FUZZ_REPEATABLE is set, clears the fuzzer's coverage for the current input. The fuzzer
+/// chooses inputs by coverage, and the coverage of several threads varies.
 void ForgetCoverage();

@@ -1,7 +1,7 @@
-// Any text as an endpoint's name and as a log entry: nothing outside the messaging directory is
-// reached or changed, and an entry is one line that steers no terminal.
+// Any text as an endpoint name and as a log entry: nothing outside the messaging directory is
+// reached or changed, and an entry is one line without control characters.
 //
-// Input: a byte that chooses, then the name or the text.
+// Input: a byte that chooses the check, then the name or the text.
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/sockets.h"
@@ -28,8 +28,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A messaging directory with a service at each depth, and links to a folder beside it, whose
-/// service must not be reached.
+/// A messaging directory with a service at each depth, and links to a folder outside. The service
+/// in that folder must not be reached.
 struct Place {
     Place()
     {
@@ -88,9 +88,10 @@ void CheckConnecting(const std::string& name)
     const int error = ThePlace().directory.Connect(name, Deadline(0), connected);
     const bool isService = name == "SubtitleMgr" || name == "node1/SubtitleMgr";
     Require((error == 0) == isService && static_cast<bool>(connected) == isService,
-            "connected to what is no service, or not to one that is");
-    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "a wrong service");
-    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"), "a wrong service");
+            "connected to no service, or failed to connect to one");
+    Require(HasClient(ThePlace().plain) == (name == "SubtitleMgr"), "reached a wrong service");
+    Require(HasClient(ThePlace().below) == (name == "node1/SubtitleMgr"),
+            "reached a wrong service");
     Require(!HasClient(ThePlace().hidden), "a service outside the directory was reached");
 }
 
@@ -100,7 +101,7 @@ std::size_t EntriesIn(const std::string& folder)
         std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-/// Looks part by part: a name may be longer than a path may be.
+/// Opens part by part, since a name may be longer than the limit of a path.
 bool IsSocketOfUserAlone(const std::string& folder, const std::string& name)
 {
     Descriptor parent(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -129,10 +130,10 @@ void CheckListening(const std::string& name)
         Listener listener;
         std::string problem;
         const bool opened = listener.Open(name, problem);
-        Require(!opened || ReferenceIsName(name), "a service under what is no name");
-        Require(opened || !problem.empty(), "refused without a reason");
+        Require(!opened || ReferenceIsName(name), "a service has an invalid name");
+        Require(opened || !problem.empty(), "a name was refused without a reason");
         Require(!opened || IsSocketOfUserAlone(folder, name),
-                "no socket of its name, or one that others can use");
+                "the socket is missing, or other users can use it");
     }
     Require(EntriesIn(ScratchFolder()) == beside && EntriesIn(ThePlace().outside) == outside,
             "something outside the directory has changed");
@@ -147,8 +148,8 @@ void RequireHarmlessUtf8(const std::string& line)
 {
     for (std::size_t at = 0; at < line.size();) {
         const std::size_t length = ReferenceSequenceAt(line, at);
-        Require(length > 0, "an entry that is not UTF-8");
-        Require(!ReferenceIsControl(line, at, length), "an entry that steers a terminal");
+        Require(length > 0, "an entry is not UTF-8");
+        Require(!ReferenceIsControl(line, at, length), "an entry has control characters");
         at += length;
     }
 }
@@ -167,14 +168,14 @@ void CheckLogEntry(const std::string& text)
     std::ifstream file(path, std::ios::binary);
     std::string line;
     Require(static_cast<bool>(std::getline(file, line)) && !file.eof(), "no line was written");
-    Require(file.peek() == std::ifstream::traits_type::eof(), "more than one line");
+    Require(file.peek() == std::ifstream::traits_type::eof(), "an entry has more than one line");
     const std::string level = "] level=2 ";
     const std::size_t start = line.find(level);
     Require(start != std::string::npos && line[24] == ' ' && line.compare(25, 5, "fuzz[") == 0,
-            "an entry of a wrong form");
+            "an entry has a wrong form");
     const std::string entry = line.substr(start + level.size());
     RequireHarmlessUtf8(entry);
-    Require(entry.size() <= 8192 + 3 + 3, "an entry that is too long");
+    Require(entry.size() <= 8192 + 3 + 3, "an entry is too long");
     if (IsPlain(text)) {
         RequireEqual(entry, text, "a plain text was changed");
     }
@@ -193,7 +194,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     switch (bytes[0] % 4) {
     case 0: CheckListening(text); break;
     case 1:
-        Require(IsEndpointName(text) == ReferenceIsName(text), "a wrong judgement of a name");
+        Require(IsEndpointName(text) == ReferenceIsName(text),
+                "a name was wrongly accepted or refused");
         CheckConnecting(text);
         break;
     default: CheckLogEntry(text); break;

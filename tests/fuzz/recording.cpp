@@ -1,7 +1,7 @@
-// Any text as a recording: refused with the place of its first mistake, or read as what it says,
-// however it arrives.
+// Any text as a recording: it is refused with the place of its first mistake, or read correctly.
+// The result does not depend on how the text is cut.
 //
-// Input: what decides about the header and the pieces, then the text.
+// Input: choices of the header and the pieces, then the text.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -17,7 +17,7 @@ using namespace recording;
 namespace {
 
 struct Reading {
-    std::string lines;  ///< what was read, written again
+    std::string lines;  ///< the messages that were read, written again
     std::size_t count = 0;
     std::string mistake;
 };
@@ -29,7 +29,7 @@ void AppendRead(Reading& reading, const AnyLine& line)
         AppendLine(reading.lines, *header);
         return;
     }
-    // A line without its bytes is no message that could be played or written.
+    // A line without its bytes is no message that can be played or written.
     const auto append = [&reading](const auto* message) {
         if (message && message->data.AreThere()) {
             AppendLine(reading.lines, *message);
@@ -70,30 +70,30 @@ std::size_t TakeNumber(const std::string& text, std::size_t& at)
 {
     std::size_t number = 0;
     for (; text.at(at) != ':'; ++at) {
-        Require(text[at] >= '0' && text[at] <= '9', "a mistake without line and column");
+        Require(text[at] >= '0' && text[at] <= '9', "a mistake has no line and column");
         number = number * 10 + static_cast<std::size_t>(text[at] - '0');
     }
     ++at;
     return number;
 }
 
-/// The line after those that were read, and a column in it or just after it.
+/// The mistake must be in the line after those that were read, or just after its end.
 void CheckPlace(const std::string& text, const Reading& reading)
 {
     std::size_t at = std::strlen("drive:");
-    Require(reading.mistake.compare(0, at, "drive:") == 0, "a mistake without the file's name");
+    Require(reading.mistake.compare(0, at, "drive:") == 0, "a mistake has no file name");
     const std::size_t line = TakeNumber(reading.mistake, at);
     const std::size_t column = TakeNumber(reading.mistake, at);
-    Require(line == reading.count + 1, "a mistake in another line than the first that is bad");
+    Require(line == reading.count + 1, "a mistake is not in the first wrong line");
     std::size_t start = 0;
     for (std::size_t i = 1; i < line; ++i) {
         start = text.find('\n', start) + 1;
     }
     const std::size_t length = std::min(text.find('\n', start), text.size()) - start;
-    Require(column >= 1 && column <= length + 1, "a column outside of the line");
+    Require(column >= 1 && column <= length + 1, "a column is outside the line");
     Require(std::all_of(reading.mistake.begin(), reading.mistake.end(),
                         [](char c) { return c >= 0x20 && c < 0x7F; }),
-            "a mistake that steers a terminal");
+            "a mistake has control characters");
 }
 
 }  // namespace
@@ -107,13 +107,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string text = choices.Rest();
     const Reading whole = ReadInPieces(text, start, std::max<std::size_t>(text.size(), 1));
     const Reading inPieces = ReadInPieces(text, start, piece);
-    RequireEqual(inPieces.lines, whole.lines, "read otherwise in pieces");
-    RequireEqual(inPieces.mistake, whole.mistake, "another mistake in pieces");
+    RequireEqual(inPieces.lines, whole.lines, "pieces were read differently");
+    RequireEqual(inPieces.mistake, whole.mistake, "pieces have another mistake");
     if (!whole.mistake.empty()) {
         CheckPlace(text, whole);
     }
     const Reading again = ReadInPieces(whole.lines, Reader::Start::HeaderOptional, piece);
-    RequireEqual(again.mistake, "", "what was read is refused when it is written again");
-    RequireEqual(again.lines, whole.lines, "read otherwise the second time");
+    RequireEqual(again.mistake, "", "the text that was written again is refused");
+    RequireEqual(again.lines, whole.lines, "the text that was written again was read differently");
     return 0;
 }

@@ -1,4 +1,4 @@
-// Any bytes as a record of each kind: what is well-formed is decoded, and encoded again.
+// Any bytes as a record of each kind: well-formed ones are decoded and encoded again.
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/reference_frames.h"
@@ -32,7 +32,7 @@ void CheckFields(const RegionDataItem& record, std::string& payload)
 
 void CheckFields(const RegionVisItem& record, std::string& payload)
 {
-    payload[1] = payload[1] == '\0' ? '\0' : '\x01';  // as it is encoded again
+    payload[1] = payload[1] == '\0' ? '\0' : '\x01';  // the encoder writes true as 1
     Require(record.regionId == ByteAt(payload, 0), "a wrong region");
     Require(record.visible == (payload[1] == '\x01'), "a wrong visibility");
 }
@@ -46,14 +46,14 @@ void CheckFields(const PaletteItem& record, std::string& payload)
     RequireEqual(Text(record.paletteData), payload.substr(7), "a wrong table");
 }
 
-/// Memory ends where the payload ends, so that a sanitizer sees the first byte too many.
+/// The memory ends with the payload, so that a sanitizer reports a read of one byte too many.
 template <typename Record>
 void Check(Record record, unsigned int messageId, std::string payload)
 {
     Bytes bytes(payload.begin(), payload.end());
     const bool isWellFormed = IsWellFormed(messageId, bytes.data(), bytes.size());
     Require(isWellFormed == ReferenceIsWellFormed(messageId, payload),
-            "a wrong judgement of the lengths");
+            "the lengths were wrongly accepted or refused");
     if (!isWellFormed) {
         return;
     }
@@ -62,10 +62,10 @@ void Check(Record record, unsigned int messageId, std::string payload)
     Require(record.EncodedSize() == payload.size(), "a wrong encoded size");
     Bytes encoded(payload.size());
     record.Encode(encoded.data());
-    RequireEqual(Text(encoded), payload, "other bytes when encoded again");
+    RequireEqual(Text(encoded), payload, "the second encoding has other bytes");
 }
 
-/// \p payload with the true length inserted at \p at, or as it is when it is shorter.
+/// \p payload with the true length inserted at \p at; unchanged if it is shorter.
 std::string WithLength(const std::string& payload, std::size_t at)
 {
     return payload.size() < at
@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string payload(bytes, bytes + size);
     RegionDataItem region;
     PaletteItem table;
-    region.data = table.paletteData = {7, 7, 7};  // of an earlier message
+    region.data = table.paletteData = {7, 7, 7};  // bytes of an earlier message
     for (const unsigned int id : {regionData, setRegionData}) {
         Check(region, id, payload);
         Check(region, id, WithLength(payload, 2));

@@ -56,7 +56,7 @@ StreamEnd TakeFrame(std::string& stream, ReferenceFrame& frame)
 
 namespace {
 
-/// Payload lengths of the messages that have a fixed one.
+/// Payload lengths of messages with a fixed length.
 const std::map<unsigned int, std::size_t>& FixedLengths()
 {
     using namespace reference;
@@ -88,7 +88,7 @@ const std::map<unsigned int, std::size_t>& FixedLengths()
     return lengths;
 }
 
-/// Bytes before the length inside a record that has one; 0 when the message carries none.
+/// Number of bytes before the inner length of a record; 0 if the message has none.
 std::size_t CountOffset(unsigned int messageId)
 {
     switch (messageId) {
@@ -115,7 +115,7 @@ bool ReferenceIsWellFormed(unsigned int messageId, const std::string& payload)
 
 namespace {
 
-/// Numbers where they matter: small ones, and now and then any.
+/// A number in its encoded form: usually a small one, sometimes any.
 std::string ChooseNumber(Choices& choices)
 {
     return BigEndian(choices.OnceIn(8) ? choices.U32() : choices.Below(17));

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// Frames and records of docs/wire-format.md, made and read without the product's code.
+// Encodes and decodes the frames and records of docs/wire-format.md without the product's code.
 
 struct ReferenceFrame {
     unsigned int kind = 0;
@@ -27,13 +27,13 @@ inline std::string FrameOf(unsigned int kind, unsigned int messageId, unsigned i
     return FrameOf(kind, messageId, correlation, payload, payload.size());
 }
 
-/// Cut: the next frame is not complete.
+/// Cut: the next frame is incomplete.
 enum class StreamEnd { Complete, Cut, Malformed };
 
-/// Takes the next frame off the front of \p stream.
+/// Removes the next frame from the front of \p stream.
 StreamEnd TakeFrame(std::string& stream, ReferenceFrame& frame);
 
-/// Whether \p payload is what the message \p messageId carries.
+/// Whether \p payload is well-formed for the message \p messageId.
 bool ReferenceIsWellFormed(unsigned int messageId, const std::string& payload);
 
 namespace reference {

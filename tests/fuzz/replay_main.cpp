@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The product's output is of no interest in the test's log.
+/// Removes the product's output from the test's log.
 void Silence(int fd)
 {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -34,7 +34,7 @@ void Run(const std::filesystem::path& file)
     std::ostringstream content;
     content << stream.rdbuf();
     const std::string bytes = content.str();
-    // Exactly as long as the input, so that a sanitizer sees the first byte too many.
+    // The buffer ends with the input, so that a sanitizer reports a read of one byte too many.
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }
@@ -46,7 +46,7 @@ int main(int argc, char** argv)
     Require(argc == 2, "Usage: fuzz_TARGET CORPUS_FOLDER");
     const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
     const std::vector<std::filesystem::path> files = FilesIn(argv[1]);
-    Require(!files.empty(), "a corpus without files");
+    Require(!files.empty(), "the corpus has no files");
     Silence(STDOUT_FILENO);
     Silence(STDERR_FILENO);
     for (const std::filesystem::path& file : files) {

@@ -1,5 +1,5 @@
-// Any text as a scenario: refused with the line of its first mistake, or read as one directive for
-// each of its lines, of well-formed notifications under the right subscription.
+// Any text as a scenario: it is refused with the line of its first mistake, or each line becomes
+// one directive with well-formed notifications under the right subscription.
 
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/reference_frames.h"
@@ -15,7 +15,7 @@ using namespace sim;
 
 namespace {
 
-/// The scenario's file lies beside a bitmap, an empty file and a folder.
+/// The folder of the scenario has a bitmap, an empty file and a folder.
 const std::string& ScenarioPath()
 {
     static const std::string path = [] {
@@ -44,7 +44,7 @@ void CheckPublication(const Directive& directive)
     std::string bytes(directive.frame->begin(), directive.frame->end());
     ReferenceFrame frame;
     Require(TakeFrame(bytes, frame) == StreamEnd::Complete && bytes.empty() && frame.kind == 3,
-            "not one notification");
+            "a line does not publish exactly one notification");
     Require(ReferenceIsWellFormed(frame.messageId, frame.payload), "a malformed record");
     Require(frame.correlation == directive.number && SubscriptionOf(frame) == directive.number,
             "a wrong subscription");
@@ -83,17 +83,17 @@ void CheckAccepted(const std::string& text, const Scenario& scenario)
 void CheckRefused(const std::string& text, const std::string& problem)
 {
     const std::string start = ScenarioPath() + ":";
-    Require(problem.compare(0, start.size(), start) == 0, "a reason without the file's name");
+    Require(problem.compare(0, start.size(), start) == 0, "a reason has no file name");
     for (const char c : problem) {
-        Require(c >= 0x20 && c < 0x7F, "a reason that steers a terminal");
+        Require(c >= 0x20 && c < 0x7F, "a reason has control characters");
     }
     const std::size_t line = std::strtoul(problem.c_str() + start.size(), nullptr, 10);
     Scenario scenario;
     std::string same;
     Require(line > 0 && ParseScenario(FirstLines(text, line - 1), ScenarioPath(), scenario, same),
-            "a mistake before the line that the reason names");
+            "an earlier line than the named one has a mistake");
     Require(!ParseScenario(FirstLines(text, line), ScenarioPath(), scenario, same),
-            "no mistake in the line that the reason names");
+            "the named line has no mistake");
     RequireEqual(same, problem, "a wrong reason");
 }
 
@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 {
     const std::string text(bytes, bytes + size);
     if (text.find("@/") != std::string::npos || text.find("..") != std::string::npos) {
-        return 0;  // a file elsewhere
+        return 0;  // might open a file outside the folder
     }
     Scenario scenario;
     std::string problem;

@@ -1,8 +1,8 @@
-// Three clients that send any frames to the service: each request is answered once, in order; all
-// notifications are well-formed and of a subscription that their client has asked for; a connection
-// is closed when its client ends or breaks the protocol, and only then.
+// Three clients that send any frames to the service. The service answers each request once, in
+// order. All notifications are well-formed and belong to a subscription of their client. The
+// service closes a connection if and only if its client ends or breaks the protocol.
 //
-// Input: a byte of faults, then bursts: a client, how many frames, and their choices.
+// Input: a byte of faults, then bursts: a client, the number of frames, and their choices.
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -24,13 +24,13 @@ using namespace sim;
 
 namespace {
 
-/// \return false when the service is gone
+/// \return false if the service has ended
 bool Ping(int fd)
 {
     return SendAll(fd, FrameOf(1, reference::ping, 7, "")) && ReceiveExactly(fd, 16);
 }
 
-/// One service on a thread of its own, with a connection that only serves to wait for it.
+/// A service on a thread of its own, with one connection that only waits for it.
 class RunningService {
 public:
     explicit RunningService(const Options& options)
@@ -43,8 +43,8 @@ public:
     RunningService(const RunningService&) = delete;
     RunningService& operator=(const RunningService&) = delete;
 
-    /// Waits until everything that was sent before is handled. Two rounds: events of one look at
-    /// the sockets may come in any order. \return false when the service has ended
+    /// Waits until the service has handled everything that was sent before. Needs two pings,
+    /// because events of one turn have any order. \return false if the service has ended
     bool Settle() { return Ping(control.Get()) && Ping(control.Get()); }
 
     void Quit() { SendAll(control.Get(), FrameOf(4, reference::quit, 0, "")); }
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    /// One socket for all of them.
+    /// All services use the same socket.
     static int Listening()
     {
         static const Descriptor listening = ListenAt(SocketPath());
@@ -79,9 +79,9 @@ private:
     const Descriptor control;
 };
 
-/// What the service owes a client for the bytes that it has sent.
+/// The expected reactions of the service to a client's bytes.
 struct Expectation {
-    std::vector<ReferenceFrame> replies;  ///< without payload
+    std::vector<ReferenceFrame> replies;  ///< without payloads
     std::set<unsigned int> subscriptions;
     bool staysConnected = true;
     bool hasQuit = false;
@@ -141,7 +141,7 @@ void CheckNotification(const ReferenceFrame& frame, const Expectation& expected)
     Require(item != items.end() && item->second == frame.messageId, "a wrong item");
     Require(expected.subscriptions.count(frame.correlation) != 0 ||
                 (item->second == regionData && expected.subscriptions.count(1) != 0),
-            "a notification without a subscription");
+            "a notification has no subscription");
 }
 
 struct Client {
@@ -212,18 +212,18 @@ void Conversation::Run()
         RunningService service(options);
         for (Client& client : clients) {
             client.socket = Connect(RunningService::SocketPath());
-            Require(Ping(client.socket.Get()), "a client is not let in");
+            Require(Ping(client.socket.Get()), "the service does not accept a client");
         }
         for (int bursts = 0; bursts < 16 && !choices.IsAtEnd() && !HasQuit(); ++bursts) {
             Burst();
-            Require(service.Settle() || HasQuit(), "the service has ended, unasked");
+            Require(service.Settle() || HasQuit(), "the service has ended without a request");
             Receive();
         }
         if (!HasQuit()) {
             service.Quit();
         }
     }
-    // From here on the code that runs is the same each time.
+    // From here on the coverage is the same in each run.
     ForgetCoverage();
     for (Client& client : clients) {
         if (client.socket) {
@@ -256,7 +256,7 @@ void Conversation::Burst()
         for (unsigned int frames = 0; frames <= action % 4; ++frames) {
             bytes += ChooseFrame(choices);
         }
-        SendAll(client.socket.Get(), bytes);  // fails on a connection that is closed
+        SendAll(client.socket.Get(), bytes);  // fails on a closed connection
         client.sent += client.hasEnded ? "" : bytes;
     }
 }
@@ -268,7 +268,7 @@ void Conversation::Receive()
             client.received += ReceiveAll(client.socket.Get());
             const bool staysConnected = !client.hasEnded && ExpectedFor(client.sent).staysConnected;
             Require(HasQuit() || HasEnded(client.socket.Get()) != staysConnected,
-                    "a connection is closed, or is not");
+                    "a connection is wrongly open or closed");
         }
     }
 }
@@ -292,11 +292,11 @@ void Conversation::Check(Client& client)
             ++garbage;
         }
     }
-    Require(client.received.empty(), "the service sent what is no frame");
+    Require(client.received.empty(), "the service sent bytes that are not a frame");
     Require(garbage == (options.faults.garbage ? notifications : 0),
-            "not one malformed before each good one");
+            "not exactly one malformed record precedes each well-formed one");
     Require(notifications == 0 || !options.faults.refuseSubscribe,
-            "a notification of a refused subscription");
+            "a notification belongs to a refused subscription");
     Require(replies == expected.replies, "the service sent other replies");
 }
 

@@ -28,7 +28,7 @@ Descriptor ListenAt(const std::string& path)
     const sockaddr_un address = AddressOf(path);
     Require(bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
                 listen(fd.Get(), 128) == 0,
-            "no listening socket can be made");
+            "cannot make a listening socket");
     return fd;
 }
 
@@ -40,7 +40,7 @@ Descriptor Connect(const std::string& path)
     setsockopt(fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     setsockopt(fd.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     Require(connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
-            "no connection");
+            "cannot connect");
     return fd;
 }
 
@@ -48,7 +48,7 @@ bool SendAll(int fd, const std::string& bytes)
 {
     for (std::size_t sent = 0; sent < bytes.size();) {
         const ssize_t count = send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) {  // the fuzzer looks at its clock
+        if (count < 0 && errno == EINTR) {  // the fuzzer's timer
             continue;
         }
         Require(count >= 0 || errno != EAGAIN, "the other side does not read");

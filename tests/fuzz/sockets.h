@@ -7,23 +7,23 @@
 
 using namespace platform;
 
-// The tests' side of a socket. A wait of 10 seconds counts as found: something hangs.
+// The test's side of a socket. A wait of 10 seconds is an error: the other side hangs.
 
 /// A listening socket that does not block.
 Descriptor ListenAt(const std::string& path);
 
 Descriptor Connect(const std::string& path);
 
-/// \return false when the other side is gone
+/// \return false if the other side has closed
 bool SendAll(int fd, const std::string& bytes);
 
-/// Receives and forgets \p size bytes. \return false when the other side is gone
+/// Receives and drops \p size bytes. \return false if the other side has closed
 bool ReceiveExactly(int fd, std::size_t size);
 
-/// What is there already; nothing from a closed or missing socket.
+/// Returns the available bytes; none from a closed or missing socket.
 std::string ReceiveAll(int fd);
 
-/// Whether the other side has closed it and everything is received.
+/// Whether the other side has closed the socket and all bytes are received.
 bool HasEnded(int fd);
 
 void EndSending(int fd);

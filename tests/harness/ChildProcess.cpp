@@ -32,7 +32,7 @@ namespace {
     throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
-/// Both ends of what will be one of the program's streams.
+/// Both ends of a standard stream of the program.
 struct StreamEnds {
     Descriptor ours;
     Descriptor programs;
@@ -57,7 +57,7 @@ StreamEnds MakeTerminal()
     }
     made.programs = Descriptor(open(ptsname(made.ours.Get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!made.programs) {
-        ThrowErrno("the terminal's program side");
+        ThrowErrno("open the program's end of the terminal");
     }
     fcntl(made.ours.Get(), F_SETFL, O_NONBLOCK);
     return made;
@@ -77,7 +77,7 @@ std::vector<std::string> EnvironmentWith(const std::map<std::string, std::string
             entries.push_back(name + "=" + value);
         }
     }
-    // For the programs alone: script/faults --suite.
+    // script/faults --suite sets this variable for the programs under test only.
     if (const char* library = std::getenv("PROGRAMS_PRELOAD")) {
         entries.push_back(std::string("LD_PRELOAD=") + library);
     }
@@ -109,7 +109,7 @@ void BecomeProgram(char* const* arguments, char* const* environment, const int (
     for (int number = 0; number < 3; ++number) {
         dup2(streams[number], number);
     }
-    // The caller of the tests may ignore or block signals, and both would be inherited.
+    // The caller of the tests may ignore or block signals, and the program would inherit both.
     for (int number = 1; number < NSIG; ++number) {
         signal(number, number == options.ignoredSignal ? SIG_IGN : SIG_DFL);
     }
@@ -204,7 +204,7 @@ void ChildProcess::StartProgram(const std::vector<std::string>& arguments, const
     if (pid < 0) {
         ThrowErrno("fork");
     }
-    // The header of this C library forgets to say that its pidfd_open() is a C function.
+    // The header of this C library does not declare pidfd_open() as a C function.
     pidFd = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     inputFd = std::move(input.ours);
     output.fd = std::move(out.ours);
@@ -213,7 +213,7 @@ void ChildProcess::StartProgram(const std::vector<std::string>& arguments, const
 
 void ChildProcess::Pump()
 {
-    // A program that no longer reads must not end the test; the signal stays pending here.
+    // A program that stopped reading must not end the test: SIGPIPE stays pending in this thread.
     sigset_t brokenPipe;
     sigemptyset(&brokenPipe);
     sigaddset(&brokenPipe, SIGPIPE);
@@ -259,7 +259,7 @@ void ChildProcess::ReadSome(Stream& stream)
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
     }
-    if (count <= 0) {  // a terminal says EIO once its last program is gone
+    if (count <= 0) {  // a terminal returns EIO after its last program has ended
         stream.ended = true;
         return;
     }
@@ -331,7 +331,7 @@ void ChildProcess::WaitForText(Stream& stream, const std::string& text)
     if (at == std::string::npos) {
         const char* where = &stream == &output ? "standard output" : "standard error";
         lock.unlock();
-        Fail("waited in vain for \"" + VisibleText(text) + "\" on " + where);
+        Fail("did not print \"" + VisibleText(text) + "\" on " + where);
     }
     stream.found = at + text.size();
 }
@@ -343,7 +343,7 @@ int ChildProcess::WaitForExit()
     if (!changed.wait_until(lock, deadline,
                             [this] { return exited && output.ended && errors.ended; })) {
         lock.unlock();
-        Fail("waited in vain for its end");
+        Fail("did not end");
     }
     return exitStatus;
 }

@@ -14,26 +14,26 @@
 
 using namespace platform;
 
-/// A program started by a test, with its standard streams in the test's hands.
+/// A program that a test starts, with its standard streams connected to the test.
 ///
 /// A pump thread reads both outputs all the time, so the program never waits for a full pipe. Every
-/// wait has a deadline. When it passes, or when the awaited text can no longer come, the wait
-/// throws std::runtime_error with what the program has printed, which fails the test. The program
-/// is killed by the destructor, and when the thread that started it ends.
+/// wait has a deadline. When it passes, or when the awaited text can no longer arrive, the wait
+/// throws std::runtime_error with the output of the program, which fails the test. The destructor
+/// kills the program; the kernel kills it when the thread that started it ends.
 class ChildProcess {
 public:
     struct Options {
         /// Added to the test's own environment; an empty value removes the variable.
         std::map<std::string, std::string> environment;
-        /// All three streams are one pseudo-terminal; everything printed counts as output, with
-        /// "\r\n" for each newline, and typed text is echoed into it.
+        /// All three streams are one pseudo-terminal. All text counts as output, with "\r\n" for
+        /// each newline, and the terminal echoes typed text into it.
         bool onTerminal = false;
         /// A program that prints more than this on one stream is killed: a console at the end of
         /// its input prints for ever.
         std::size_t outputLimit = 64u * 1024u * 1024u;
-        /// A signal the program finds ignored at its start, or 0. All others have their defaults.
+        /// A signal that the program starts with ignored, or 0. All others have their defaults.
         int ignoredSignal = 0;
-        /// Descriptors of the test that become these streams, -1 for a pipe that the pump reads.
+        /// Descriptors of the test that become these streams; -1 for a pipe that the pump reads.
         int output = -1;
         int errors = -1;
         /// The largest file that the program may write.
@@ -41,7 +41,7 @@ public:
     };
 
     explicit ChildProcess(const std::vector<std::string>& arguments);
-    /// \param arguments  the program, by path or as found in PATH, and its arguments
+    /// \param arguments  the program, a path or a name to find in PATH, and its arguments
     ChildProcess(const std::vector<std::string>& arguments, const Options& options);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
@@ -50,10 +50,10 @@ public:
     /// Adds \p text to what the pump writes to the program's standard input; never blocks.
     void Write(const std::string& text);
 
-    /// Ends the standard input once all text is written. On a terminal, types the end-of-file key.
+    /// Ends the standard input after all text is written. On a terminal, types the end-of-file key.
     void CloseInput();
 
-    /// Waits until \p text appears after what the last WaitForOutput() found.
+    /// Waits until \p text appears after the text that the last WaitForOutput() found.
     void WaitForOutput(const std::string& text);
     void WaitForErrors(const std::string& text);
 
@@ -71,20 +71,20 @@ public:
     int CountThreads() const;
     pid_t Pid() const { return pid; }
 
-    /// Sends a signal; nothing when the program has ended.
+    /// Sends a signal; does nothing when the program has ended.
     void Signal(int number);
-    /// SIGSTOP, returns once the program is stopped; and SIGCONT.
+    /// Stop() sends SIGSTOP and returns when the program is stopped; Continue() sends SIGCONT.
     void Stop();
     void Continue();
 
-    /// Closes the terminal that the program is on, as a window that is closed does.
+    /// Closes the terminal of the program, like closing its window.
     void HangUp();
 
 private:
     struct Stream {
         Descriptor fd;
         std::string text;
-        std::size_t found = 0;  ///< end of what was waited for
+        std::size_t found = 0;  ///< end of the text that was found last
         bool ended = false;
     };
 

@@ -8,7 +8,7 @@ ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
 
 ConsoleSession::~ConsoleSession()
 {
-    // A report of a sanitizer ends the client early, which a test that kills it would not notice.
+    // A sanitizer report ends the client early. A test that kills the client would not notice it.
     if (program) {
         EXPECT_EQ(program->Errors().find("Sanitizer"), std::string::npos) << program->Errors();
     }
@@ -21,7 +21,7 @@ ChildProcess::Options ConsoleSession::ClientSettings() const
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = messaging.Path();
     settings.environment["SUBTITLE_LOG"] = ownFiles / "log";
-    // getopt_long()'s order and words must not depend on the caller's environment.
+    // getopt_long()'s order and messages must not depend on the caller's environment.
     settings.environment["POSIXLY_CORRECT"] = "";
     settings.environment["LC_ALL"] = "C";
     return settings;

@@ -19,19 +19,19 @@ protected:
     ConsoleSession();
     ~ConsoleSession() override;
 
-    /// The service, to be described before StartService().
+    /// The service; set its options before StartService().
     SimulatedService& Service() { return simulated; }
     void StartService();
 
-    /// Starts the client with these options; a client that still runs is ended first.
+    /// Starts the client with these options, after it has ended a client that still runs.
     void StartClient(const std::vector<std::string>& options);
 
-    /// Runs the client to its end without any input.
+    /// Runs the client to its end without input.
     void RunClient(const std::vector<std::string>& options);
 
     void Type(const std::string& text) { Client().Write(text); }
 
-    /// Waits until the console shows \p text, after what was expected before.
+    /// Waits until the console shows \p text after the text that was expected before.
     void ExpectConsole(const std::string& text) { Client().WaitForOutput(text); }
 
     /// Each waits for the client's end.
@@ -41,20 +41,20 @@ protected:
 
     ChildProcess& Client();
 
-    /// The service's journal; the first starts it, before StartService().
+    /// The service's journal. The first function turns it on; call it before StartService().
     void KeepJournal() { simulated.Journal(); }
     std::vector<std::string> Journal() const { return simulated.JournalLines(); }
 
-    /// All log entries of the client so far.
+    /// All log entries of the client up to now.
     std::string LogText() const;
     /// Waits until the log has \p text.
     void ExpectLog(const std::string& text) const;
 
     /// The messaging directory.
     const TempDir& Directory() const { return messaging; }
-    /// A folder for the test's own files, the log among them.
+    /// A folder for the test's own files, including the log.
     const TempDir& Files() const { return ownFiles; }
-    /// What a client gets as environment.
+    /// The client's environment.
     ChildProcess::Options ClientSettings() const;
 
 private:

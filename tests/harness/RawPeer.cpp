@@ -28,7 +28,7 @@ void WaitReady(int fd, short events, const Deadline& deadline, const char* what)
     pollfd wait{fd, events, 0};
     while (poll(&wait, 1, deadline.RemainingMs()) <= 0) {
         if (deadline.HasPassed()) {
-            throw std::runtime_error(std::string("raw peer: waited in vain ") + what);
+            throw std::runtime_error(std::string("raw peer: timed out while waiting ") + what);
         }
     }
 }
@@ -128,7 +128,7 @@ FrameHeader RawConnection::ReceiveHeader()
 {
     while (received.size() < frameHeaderSize) {
         if (!ReceiveMore()) {
-            throw std::runtime_error("raw peer: closed where a frame was awaited");
+            throw std::runtime_error("raw peer: connection closed before a frame");
         }
     }
     FrameHeader header{};
@@ -144,7 +144,7 @@ RawFrame RawConnection::ReceiveFrame()
     const FrameHeader header = ReceiveHeader();
     while (received.size() < frameHeaderSize + header.length) {
         if (!ReceiveMore()) {
-            throw std::runtime_error("raw peer: closed inside a frame");
+            throw std::runtime_error("raw peer: connection closed inside a frame");
         }
     }
     RawFrame frame{header, received.substr(frameHeaderSize, header.length)};
@@ -170,7 +170,7 @@ RawFrame RawConnection::ExpectRequest(unsigned int messageId)
 {
     RawFrame frame = ReceiveFrame();
     if (frame.header.kind != FrameKind::Request || frame.header.messageId != messageId) {
-        throw std::runtime_error("raw peer: awaited request " + std::to_string(messageId) +
+        throw std::runtime_error("raw peer: expected request " + std::to_string(messageId) +
                                  ", received " + std::to_string(frame.header.messageId) +
                                  " of kind " + std::to_string(static_cast<int>(frame.header.kind)));
     }

@@ -9,24 +9,24 @@
 
 using namespace platform;
 
-/// One frame as it came in.
+/// One received frame.
 struct RawFrame {
     FrameHeader header;
     std::string payload;
 };
 
-/// \p value as the 4 bytes that go over the wire.
+/// \p value as 4 bytes in wire order.
 std::string U32(unsigned int value);
 
-/// \p bytes as a text: Bytes({0x3, 0xff}).
+/// \p bytes as a string: Bytes({0x3, 0xff}).
 std::string Bytes(std::initializer_list<unsigned int> bytes);
 
-/// One frame with a right length.
+/// One frame with the correct length.
 std::string FrameBytes(FrameKind kind, unsigned int messageId, unsigned int correlation,
                        const std::string& payload);
 
-/// A connection on which a test says any bytes, well-formed or not. Every wait has a deadline and
-/// throws std::runtime_error when it passes or when the peer is gone.
+/// A connection on which a test sends any bytes, well-formed or not. Every wait has a deadline and
+/// throws std::runtime_error when it passes or when the peer has closed.
 class RawConnection {
 public:
     explicit RawConnection(Descriptor connected);
@@ -35,12 +35,12 @@ public:
     void SendFrame(FrameKind kind, unsigned int messageId, unsigned int correlation,
                    const std::string& payload = "");
 
-    /// Waits for the header of the next frame, which stays to be received.
+    /// Waits for the header of the next frame; ReceiveFrame() still returns the whole frame.
     FrameHeader ReceiveHeader();
 
     RawFrame ReceiveFrame();
 
-    /// Takes \p count bytes of whatever comes, and drops them.
+    /// Receives and drops \p count bytes.
     void TakeBytes(std::size_t count);
 
     /// Receives the next frame, which must be a request with this number.
@@ -52,12 +52,12 @@ public:
     /// Receives a subscription and accepts it. \return the number of the subscription
     unsigned int AcceptSubscription();
 
-    /// Waits until the peer has closed the connection; frames that still come are dropped.
+    /// Waits until the peer has closed the connection; drops frames that arrive before.
     void ExpectClosed();
 
     void Close();
 
-    /// Says that nothing more will be sent; receiving goes on.
+    /// Ends the sending direction; receiving still works.
     void EndSending();
 
 private:
@@ -73,11 +73,11 @@ public:
     explicit RawClient(const std::string& path);
 };
 
-/// A service that listens at \p path, a socket below a messaging directory, and leaves everything
-/// else to the test. The destructor removes the socket.
+/// A service that only listens at \p path, a socket below a messaging directory. The test accepts,
+/// reads and answers. The destructor removes the socket.
 class RawService {
 public:
-    /// \param waiting  clients that may wait to be accepted, and one more
+    /// \param waiting  backlog of listen(): one more client than this can wait for Accept()
     explicit RawService(const std::string& path, int waiting = 8);
     ~RawService();
     RawService(const RawService&) = delete;
@@ -85,7 +85,7 @@ public:
 
     std::unique_ptr<RawConnection> Accept();
 
-    /// Whether a client has connected that was not accepted yet.
+    /// Whether a client waits for Accept().
     bool HasClient() const;
 
 private:

@@ -22,7 +22,7 @@ void CopyProgram(const std::string& program, const std::string& path)
     if (launcher.compare(0, 2, "#!") != 0) {
         return;
     }
-    // The launcher of a program for another machine names that program between quotes.
+    // The launcher of a program for another machine contains the path of that program in quotes.
     const std::size_t begin = launcher.find('\'') + 1;
     const std::size_t length = launcher.find('\'', begin) - begin;
     std::filesystem::copy_file(launcher.substr(begin, length), path + ".program");

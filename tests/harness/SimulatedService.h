@@ -7,46 +7,45 @@
 #include <string>
 #include <vector>
 
-/// The simulated service as a process of its own:
+/// The simulated service as a child process:
 /// `SimulatedService(directory).Name("node1/SubtitleMgr").Fault("mute").Start()`.
 ///
 /// The destructor stops it; a status other than 0 fails the test.
 class SimulatedService {
 public:
-    /// \param messagingDirectory  what the service gets as LINX_DIR
+    /// \param messagingDirectory  the value of LINX_DIR for the service
     explicit SimulatedService(std::string messagingDirectory);
     ~SimulatedService();
     SimulatedService(const SimulatedService&) = delete;
     SimulatedService& operator=(const SimulatedService&) = delete;
 
-    /// Another program than that of this build.
+    /// Sets another program than that of this build.
     SimulatedService& Program(const std::string& path);
     SimulatedService& Name(const std::string& name);
     SimulatedService& Fault(const std::string& kind);
     /// Plays a scenario of this text.
     SimulatedService& Play(const std::string& scenario);
-    /// A file beside the scenario of Play(), which names it as @\p name.
+    /// Writes a file next to the scenario of Play(), which uses it as @\p name.
     SimulatedService& Accompany(const std::string& name, const std::string& content);
     SimulatedService& Loop();
     SimulatedService& Quiet();
-    /// Keeps a journal, see JournalLines().
+    /// Turns the journal on, see JournalLines().
     SimulatedService& Journal();
     SimulatedService& Option(const std::string& option);
 
     /// Starts the program and waits for its "ready". May be called again after the service ended.
     SimulatedService& Start();
-    /// Starts the program and waits for nothing: for a service that is to refuse.
+    /// Starts the program and does not wait: for a service that must refuse to start.
     SimulatedService& StartUnawaited();
 
-    /// Ends it by SIGTERM; a status other than 0 fails the test.
+    /// Ends the service by SIGTERM; a status other than 0 fails the test.
     void Stop();
-    /// Ends it by SIGKILL, so that its socket stays.
+    /// Ends the service by SIGKILL, so that its socket stays.
     void Kill();
 
-    /// The lines journalled so far, without their newlines; a line that is being written is left
-    /// out.
+    /// The complete lines of the journal up to now, without their newlines.
     std::vector<std::string> JournalLines() const;
-    /// \return the lines, \p count or more
+    /// Waits for the journal. \return its lines, \p count or more
     std::vector<std::string> WaitForJournalLines(std::size_t count) const;
     void WaitForJournalLine(const std::string& line) const;
 
@@ -67,10 +66,10 @@ private:
     bool killed = false;
 };
 
-/// Where the two programs of this build are.
+/// Paths of the two programs of this build.
 const char* ClientProgram();
 const char* ServiceProgram();
 
-/// Copies one of them to \p path, for a user who cannot go where it is. Other files whose names
-/// begin with \p path may come with it.
+/// Copies a program to \p path, for a user who has no access to the build folder. The copy may add
+/// other files whose names begin with \p path.
 void CopyProgram(const std::string& program, const std::string& path);

@@ -7,7 +7,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-/// A disk of a few pages, seen by this process and those that it starts from then on. Needs root.
+/// A disk of a few pages. This process and the processes that it starts later see it. Needs root.
 class SmallDisk {
 public:
     explicit SmallDisk(const std::string& size)

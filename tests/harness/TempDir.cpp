@@ -14,7 +14,7 @@ TempDir::TempDir()
     // Short and not below the build folder: a socket address holds 107 characters.
     std::string pattern = (std::filesystem::temp_directory_path() / "subtitle-XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
-        throw std::runtime_error("no temporary folder can be made like " + pattern);
+        throw std::runtime_error("cannot make a temporary folder " + pattern);
     }
     path = pattern;
 }

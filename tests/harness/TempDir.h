@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// A fresh folder with mode 0700. The destructor removes it with all it holds; after a failed test
-/// it stays, and its path is printed.
+/// A new folder with mode 0700. The destructor removes it with its files. After a failed test it
+/// keeps the folder and prints its path.
 class TempDir {
 public:
     TempDir();
@@ -20,7 +20,7 @@ private:
     std::string path;
 };
 
-/// The whole file; empty when there is none.
+/// The whole file; empty when the file does not exist.
 std::string ReadWholeFile(const std::string& path);
 
 void WriteWholeFile(const std::string& path, const std::string& content);

@@ -13,14 +13,14 @@ constexpr bool isSanitized = false;
 constexpr bool isSanitized = false;
 #endif
 
-// An emulator makes it slower still, above all the start of a program.
+// An emulator makes a program even slower, most of all its start.
 #ifdef SUBTITLE_EMULATED
 constexpr bool isEmulated = true;
 #else
 constexpr bool isEmulated = false;
 #endif
 
-// The thread sanitizer runs a thread of its own in every process, and so does the emulator.
+// The thread sanitizer and the emulator each run an additional thread in every process.
 #if defined(__SANITIZE_THREAD__) || defined(SUBTITLE_EMULATED)
 constexpr int threadsOfTheBuild = 1;
 #else

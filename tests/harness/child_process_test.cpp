@@ -29,7 +29,7 @@ TEST(ChildProcess, NeverWaitsForAFullPipe)
     EXPECT_EQ(child.Errors().size(), 1000000u);
 }
 
-TEST(ChildProcess, FindsTextOnlyAfterWhatWasFoundBefore)
+TEST(ChildProcess, FindsTextOnlyAfterTheTextFoundBefore)
 {
     ChildProcess child({"sh", "-c", "echo one; read line; echo two; read line; echo one"});
     child.WaitForOutput("one");
@@ -40,18 +40,18 @@ TEST(ChildProcess, FindsTextOnlyAfterWhatWasFoundBefore)
     EXPECT_THROW(child.WaitForOutput("one"), std::runtime_error);
 }
 
-TEST(ChildProcess, TellsWhatWasPrintedWhenTheAwaitedTextCannotCome)
+TEST(ChildProcess, ReportsTheOutputWhenTheAwaitedTextCannotCome)
 {
     ChildProcess child({"sh", "-c", "printf 'a b'; exit 4"});
     try {
         child.WaitForOutput("never");
-        FAIL() << "found what was not there";
+        FAIL() << "the wait returned without the text";
     } catch (const std::runtime_error& problem) {
         EXPECT_NE(std::string(problem.what()).find("a·b"), std::string::npos) << problem.what();
     }
 }
 
-TEST(ChildProcess, StartsWithDefaultSignalsButTheOneGiven)
+TEST(ChildProcess, StartsWithOneSignalIgnoredAndAllOthersDefault)
 {
     ChildProcess::Options options;
     options.ignoredSignal = SIGHUP;
@@ -97,7 +97,7 @@ TEST(ChildProcess, SeesATerminalWhenAsked)
                        options);
     child.WaitForOutput("yes\r\n");
     child.Write("typed\n");
-    child.WaitForOutput("typed\r\ntyped\r\n");  // the echo, and what cat makes of it
+    child.WaitForOutput("typed\r\ntyped\r\n");  // the terminal's echo, then the output of cat
     child.CloseInput();
     EXPECT_EQ(child.WaitForExit(), 0);
 }

@@ -11,7 +11,7 @@
 using namespace platform;
 using namespace sim;
 
-/// Records as they go over the wire, written out without the code under test.
+/// Encoded records, made without the code under test.
 inline std::string RegionDataRecord(unsigned int region, unsigned int format,
                                     const std::string& pixels)
 {
@@ -30,7 +30,7 @@ inline std::string PaletteRecord(unsigned int region, unsigned int background, b
            U32(static_cast<unsigned int>(entries.size())) + entries;
 }
 
-/// The bytes of a frame that is to be published.
+/// The bytes of a frame for a publication.
 inline std::string BytesOf(const SharedFrame& frame) { return {frame->begin(), frame->end()}; }
 
 inline std::string NotificationBytes(unsigned int subscription, unsigned int itemId,

@@ -1,11 +1,11 @@
-"""Which tests a run has left out or skipped, and why."""
+"""Lists the tests that a run has left out or skipped, with the reasons."""
 
 import os
 import re
 
 
 def left_out(build):
-    """Lines that leave_out() of tests/CMakeLists.txt has written."""
+    """The lines that leave_out() of tests/CMakeLists.txt wrote."""
     with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
         return file.read().splitlines()
 
@@ -16,8 +16,8 @@ def skipped(results):
         output = test.findtext("system-out") or ""
         if test.get("status") not in ("run", "fail"):
             reason = re.search(r"^\S+:\d+: Skipped\n(.*)$", output, re.MULTILINE)
-            yield f"{test.get('name')}: {reason[1] if reason else 'no reason is known'}"
-        # A part of one that is a Python script.
+            yield f"{test.get('name')}: {reason[1] if reason else 'unknown reason'}"
+        # A skipped part of a test that is a Python script.
         parts = re.findall(r"^test_(\w+) \(.* skipped ['\"](.*)['\"]$", output, re.MULTILINE)
         for part, reason in parts:
             yield f"{test.get('name')}, {part}: {reason}"

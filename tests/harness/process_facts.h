@@ -3,18 +3,18 @@
 #include <string>
 #include <sys/types.h>
 
-/// Descriptors that the process has open.
+/// Number of open descriptors of the process.
 int CountDescriptors(pid_t pid);
 
-/// Memory of the process that is in use now.
+/// Resident memory of the process now.
 long ResidentKilobytes(pid_t pid);
 
-/// Processor time of the process so far, of all its threads.
+/// Processor time of all threads of the process up to now.
 long ProcessorMilliseconds(pid_t pid);
 
-/// Descriptors above standard error that a program started by the process would inherit: those that
-/// it has inherited itself, unless it makes some.
+/// Descriptors above standard error that a child program of the process would inherit. A process
+/// that makes no such descriptors has only those that it inherited itself.
 std::string InheritableDescriptors(pid_t pid);
 
-/// Raises the limit of this process, and of those that it starts from then on.
+/// Raises the limit of this process and of the processes that it starts later.
 void AllowManyDescriptors();

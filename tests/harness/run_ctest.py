@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs CTest and prints what a person needs: progress, failures, slow tests, how to go on.
+"""Runs CTest and prints a summary: progress, failures, slow tests, commands to run next.
 
 run_ctest.py [-v] BUILD AGAIN CTEST...    AGAIN is the command that runs tests by name
 """
@@ -19,15 +19,15 @@ import not_run
 
 COLUMNS = 100
 SLOWEST = 5
-# Where standard output is no terminal: one line for each such part of the tests.
+# If standard output is not a terminal: one line for each such part of the tests.
 PARTS = 10
 RESULTS = "results.xml"
 
 STARTED = re.compile(r" +Start +(\d+): (.*)$")
 ENDED = re.compile(r" *(\d+)/(\d+) Test +#(\d+): (.*?) \.*(.*?) +([\d.]+) sec *$")
-# The lines that are counted by others stay as CTest writes them.
+# Other programs count these lines, so they stay as CTest writes them.
 SUMMARY = re.compile(r"\d+% tests passed, \d+ tests failed out of \d+$")
-# Lists that come again below, in another form, and empty lines.
+# Lists that this script prints in another form, and empty lines.
 HIDDEN = re.compile(
     r"Internal ctest changing|Test project |The following tests|\t *\d+ - |Label Time Summary"
     r"|\S+ += +[\d.]+ sec\*proc|Total Test time|Errors while running|Output from these"
@@ -44,7 +44,7 @@ def shorten(name, width):
 
 
 class Screen:
-    """Standard output, with one line of progress that other lines replace on a terminal."""
+    """Standard output with a progress line, which other lines replace on a terminal."""
 
     def __init__(self):
         self.is_terminal = sys.stdout.isatty()
@@ -129,7 +129,7 @@ def print_commands(screen, path, again, failed):
     screen.print(f"One test again:  {again} NAME")
     for name in failed:
         pattern = shlex.quote("^" + re.escape(name) + "$")
-        # A shell takes a long command in two lines.
+        # A long command goes on two lines.
         separator = " " if len(again) + 1 + len(pattern) <= COLUMNS else " \\\n    "
         screen.print(again + separator + pattern)
 

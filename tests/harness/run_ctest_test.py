@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs made-up tests as script/test runs those of a preset, and reads what is printed."""
+"""Runs sample tests like script/test runs those of a preset, and checks the output."""
 
 import os
 import pathlib
@@ -44,7 +44,7 @@ class Lane(unittest.TestCase):
         ]
 
     def run_lane(self, *options):
-        """The exit status and what is printed where standard output is a pipe."""
+        """The exit status and the output when standard output is a pipe."""
         result = subprocess.run(
             self.command(*options),
             stdout=subprocess.PIPE,
@@ -58,7 +58,7 @@ class Lane(unittest.TestCase):
         return result.returncode, result.stdout
 
     def run_on_terminal(self):
-        """What is printed on a terminal."""
+        """The output on a terminal."""
         this_end, other_end = pty.openpty()
         with subprocess.Popen(self.command(), stdout=other_end, stderr=other_end):
             os.close(other_end)
@@ -113,7 +113,7 @@ class Lane(unittest.TestCase):
         self.assertNotIn("FAILED", output)
 
     def test_prints_the_five_slowest(self):
-        # Times that no machine makes: those of a file that a CTest of our own copies.
+        # The times do not depend on the machine: a replacement of CTest copies a file with them.
         times = {"A": 0.5, "B": 70, "C": 1.25, "D": 0, "E": 9.5, "F": 100, "G": 0.25}
         cases = (
             f'<testcase name="{name}" time="{time}" status="run"/>' for name, time in times.items()

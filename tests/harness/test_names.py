@@ -5,9 +5,9 @@ import re
 
 
 def names_in(folder):
-    """Reads CTest's own files: another CTest would overwrite the log of the one that runs this.
+    """Reads CTest's own files, because a second CTest would overwrite the log of the running one.
 
-    A program of GoogleTest is one name, such as test_unit_stats.
+    A GoogleTest program is one name, such as test_unit_stats.
     """
     path = os.path.join(folder, "CTestTestfile.cmake")
     if not os.path.exists(path):  # a folder configured before testing is enabled

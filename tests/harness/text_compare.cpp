@@ -4,10 +4,10 @@
 
 namespace {
 
-constexpr int linesShown = 2;             // on either side of the difference's own line
-constexpr std::size_t bytesShown = 1000;  // at most, where lines are long
+constexpr int linesShown = 2;             // before and after the line with the difference
+constexpr std::size_t bytesShown = 1000;  // limit for long lines
 
-/// The lines of \p text around \p difference, where both texts are still the same.
+/// The lines of \p text around \p difference, the first position where the texts differ.
 std::string Around(const std::string& text, std::size_t difference)
 {
     std::size_t begin = difference;

@@ -5,10 +5,10 @@
 #include <string>
 
 /// \p text with every blank, control byte and byte above 126 made visible: a blank as ·, a newline
-/// as \n followed by a real one, everything else as \xNN.
+/// as \n and a real newline, each other byte as \xNN.
 std::string VisibleText(const std::string& text);
 
-/// Success when both are the same bytes, else the lines of both around the first difference.
+/// Success when both have the same bytes, else the lines of both around the first difference.
 testing::AssertionResult CompareTexts(const char* actualExpression, const char* expectedExpression,
                                       const std::string& actual, const std::string& expected);
 

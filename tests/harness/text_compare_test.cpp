@@ -22,7 +22,7 @@ TEST(TextComparison, MarksTheFirstDifferenceAndShowsBlanks)
                                                      "one·>>>HERE>>>·two");
 }
 
-TEST(TextComparison, SeesWhatIsMissingAtTheEnd)
+TEST(TextComparison, FindsAMissingEnd)
 {
     EXPECT_NE(DifferenceOf("one\n", "one").find("one>>>HERE>>>\\n"), std::string::npos);
     EXPECT_TRUE(CompareTexts("a", "b", "one ", "one "));

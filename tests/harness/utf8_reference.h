@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <string>
 
-/// \return the length of the well-formed UTF-8 sequence at \p at, 0 when there is none
+/// \return the length of the well-formed UTF-8 sequence at \p at; 0 when \p at has none
 ///
-/// Written from the table of well-formed byte sequences in the Unicode standard, not by decoding,
-/// so that it shares no mistake with the product.
+/// Follows the table of well-formed byte sequences in the Unicode standard and does not decode, so
+/// that it shares no mistake with the product.
 inline std::size_t ReferenceSequenceAt(const std::string& text, std::size_t at)
 {
     struct Row {
@@ -33,7 +33,7 @@ inline std::size_t ReferenceSequenceAt(const std::string& text, std::size_t at)
     return 0;
 }
 
-/// Whether the \p length bytes at \p at are one character that a terminal obeys: C0, DEL or C1.
+/// Whether the \p length bytes at \p at are a control character: C0, DEL or C1.
 inline bool ReferenceIsControl(const std::string& text, std::size_t at, std::size_t length)
 {
     const auto first = static_cast<unsigned char>(text[at]);

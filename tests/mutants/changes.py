@@ -1,4 +1,4 @@
-"""Lists of wrong changes of the product, each an old text and a new one in a file."""
+"""Reads and writes lists of wrong changes of the product: file, old text and new text."""
 
 import json
 import pathlib
@@ -12,15 +12,15 @@ LISTS = sorted(HERE.glob("*.toml"))
 
 
 class Change(NamedTuple):
-    """One entry of a list."""
+    """An entry of a list."""
 
     name: str
-    file: str  # below the root of the tree
-    old: str  # once in the file
+    file: str  # path below the root of the tree
+    old: str  # occurs once in the file
     new: str
 
     def row(self):
-        """The row of rows.toml whose break this is, or None."""
+        """Returns the row of rows.toml that this change breaks, or None."""
         match = re.match(r"([A-Z]\d+): ", self.name)
         return match and match[1]
 
@@ -28,7 +28,7 @@ class Change(NamedTuple):
         return self.file.rpartition("/")[0]
 
     def problem(self, root=ROOT):
-        """Why the change cannot be made in a tree, or None."""
+        """Returns why the change cannot be made in a tree, or None."""
         path = pathlib.Path(root, self.file)
         times = path.read_text(encoding="utf-8").count(self.old) if path.exists() else 0
         return (
@@ -46,14 +46,14 @@ def load(path):
 
 
 def literal(text):
-    """A string of TOML that can be read."""
+    """Returns a readable string in TOML."""
     if "\n" in text or ("'" in text and ('"' in text or "\\" in text)):
         return f"'''\n{text}'''"
     return f'"{text}"' if "'" in text else f"'{text}'"
 
 
 def save(path, changes):
-    """Writes a list, with the comment that its file begins with."""
+    """Writes a list, and keeps the comment at the beginning of its file."""
     path = pathlib.Path(path)
     comment = re.match(r"(#.*\n)*", path.read_text("utf-8") if path.exists() else "")[0]
     entries = (

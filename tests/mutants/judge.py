@@ -1,4 +1,4 @@
-"""Judges changes of the product: a tree is built with one, and its tests run until one fails."""
+"""Judges a change of the product: builds a tree with it, and runs tests until one fails."""
 
 import collections
 import concurrent.futures
@@ -17,16 +17,16 @@ import tomllib
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "resilience/faults"))
 from page_check import is_named
 
-# Tests of the build itself, which has other compiler options here, of texts and of test equipment.
+# Tests of the build, which has other compiler options here, of texts and of test equipment.
 NEVER_RUN = r"^(packaging|sdk|tooling|harness|resilience\.page)"
 # A test that takes longer runs only for a break whose row names it: others reach the same places.
 LONG_S = 12
 # A wrong program may never end: it waits, or works on and on.
 LIMIT_S, LIMIT_FACTOR, LONGEST_S, PROCESSOR_LIMIT_S = 5, 5, 30, 20
 BUILD_LIMIT_S = 1800
-AT_ONCE = 4  # tests of a tree; most of them wait
+AT_ONCE = 4  # tests of a tree at a time; most tests wait
 ENVIRONMENT = {**os.environ, "SUBTITLE_TEST_SECONDS": "5"}
-# Not optimised, for speed; -w, since a change may leave a name unused.
+# Without optimisation the build is faster; -w, since a change may leave a name unused.
 CONFIGURE = ["cmake", "--preset", "desk", "-B", "build", "-DCMAKE_BUILD_TYPE=Debug"] + [
     "-DCMAKE_CXX_FLAGS=-w",
     "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
@@ -35,7 +35,7 @@ CONFIGURE = ["cmake", "--preset", "desk", "-B", "build", "-DCMAKE_BUILD_TYPE=Deb
 
 
 class Processes:
-    """What runs. All of it ends when end() is called, and nothing starts after that."""
+    """The running commands. end() ends them, and none starts afterwards."""
 
     def __init__(self):
         self.running = set()
@@ -43,7 +43,7 @@ class Processes:
         self.ended = False
 
     def run(self, command, limit, **options):
-        """Runs a command and what it starts. Returns its status and output; -1 after the limit."""
+        """Runs a command. Returns its output and status; the status is -1 after the limit."""
         with self.lock:
             if self.ended:
                 raise SystemExit(1)
@@ -80,7 +80,7 @@ def kill(child):
 
 
 def kill_left(folder):
-    """Ends what a test that failed left in sessions of its own: its folder is that test's alone."""
+    """Ends processes that a failed test left in other sessions. Only that test uses its folder."""
     for process in pathlib.Path("/proc").glob("[0-9]*"):
         try:
             words = (process / "cmdline").read_bytes() + (process / "environ").read_bytes()
@@ -91,16 +91,16 @@ def kill_left(folder):
 
 
 class Tree:
-    """A clone with a build of its own, in which one change at a time is made."""
+    """A clone with its own build, for one change at a time."""
 
     def __init__(self, source, root, cores, processes):
         self.source = source
         self.root = pathlib.Path(root)
         self.cores = cores
         self.processes = processes
-        self.tests = {}  # by name: its command, and the programs that are built for it
+        self.tests = {}  # by name: its command, and the programs that it needs
         self.times = {}  # by name: seconds, without a change
-        self.linked = set()  # programs, since the change was made
+        self.linked = set()  # programs that were linked with the change
 
     def must(self, *command):
         output, status = self.processes.run(command, BUILD_LIMIT_S, cwd=self.root)
@@ -109,7 +109,7 @@ class Tree:
         return output
 
     def fetch(self):
-        """Takes what is committed. Files that are as before keep their times, and stay built."""
+        """Checks out the commit. Unchanged files keep their times, so they are not built again."""
         if not self.root.exists():
             self.root.mkdir(parents=True)
             self.must("git", "init", "-q")
@@ -120,7 +120,7 @@ class Tree:
         return self.must("git", "log", "-1", "--format=%h").strip()
 
     def prepare(self):
-        """Builds everything and asks for the tests."""
+        """Builds everything and reads the list of tests."""
         self.fetch()
         if not (self.root / "build/build.ninja").exists():
             self.must(*CONFIGURE)
@@ -145,11 +145,11 @@ class Tree:
             runs = dict(zip(self.tests, pool.map(self.run_test, self.tests)))
         failed = [name for name, (passed, _) in runs.items() if not passed]
         if failed:
-            sys.exit("mutants: without any change fail " + ", ".join(failed))
+            sys.exit("mutants: these tests fail without a change: " + ", ".join(failed))
         return {name: seconds for name, (_, seconds) in runs.items()}
 
     def build(self, programs):
-        """Links what the tests need. Returns whether it compiles."""
+        """Links the programs that the tests need. Returns whether they compile."""
         output, status = self.processes.run(
             ["ninja", "-C", "build", "-j", str(self.cores), *("bin/" + name for name in programs)],
             BUILD_LIMIT_S,
@@ -159,13 +159,13 @@ class Tree:
         return status == 0
 
     def run_test(self, name):
-        """Whether a test passes, and its time. On a busy machine one may fail for once."""
+        """Whether a test passes, and its time. Repeats a failure, since the machine may be busy."""
         limit = LIMIT_S + LIMIT_FACTOR * self.times.get(name, LONGEST_S)
         command = ["prlimit", "--cpu=%d" % PROCESSOR_LIMIT_S, *self.tests[name][0]]
         for _ in range(2):
             begin = time.monotonic()
             with tempfile.TemporaryDirectory(prefix="mutant-", ignore_cleanup_errors=True) as tmp:
-                os.chmod(tmp, 0o1777)  # some run as another user
+                os.chmod(tmp, 0o1777)  # some tests run as another user
                 options = {"cwd": tmp, "env": {**ENVIRONMENT, "TMPDIR": tmp}}
                 _, status = self.processes.run(command, limit, stdout=subprocess.DEVNULL, **options)
                 if status == 0:
@@ -184,7 +184,7 @@ class Tree:
         return None
 
     def killer(self, names):
-        """The test of these that fails, `does not compile` or None; the quickest programs first."""
+        """The failing test, `does not compile` or None. Runs the quickest programs first."""
         groups = collections.defaultdict(list)
         for name in sorted(names, key=self.seconds):
             groups[self.tests[name][1]].append(name)
@@ -193,7 +193,7 @@ class Tree:
         ):
             if not self.build(programs):
                 return "does not compile"
-            # What was not linked again is as it was without the change.
+            # Programs that were not linked again do not contain the change.
             failed = self.first_failure(tests) if self.linked & programs else None
             if failed:
                 return failed
@@ -203,15 +203,15 @@ class Tree:
         return self.times.get(name, 0)
 
     def named_by(self, row):
-        """The tests that a row of the fault table names; of console sessions, their files."""
+        """Returns the tests that a row of the fault table names; for sessions, their files."""
         with open(self.root / "tests/resilience/faults/rows.toml", "rb") as file:
             names = tomllib.load(file).get(row, {}).get("tests", [])
         names = [re.sub(r"^(sessions\.\w+\.).*", r"\1", name) for name in names]
         return {test for test in self.tests for name in names if is_named(name, test)}
 
     def judge(self, change):
-        """What becomes of a change: the test that fails and whether it is one of the first ones to
-        run, which are those of its row or its room; or a word for it."""
+        """Returns the failing test, and whether it is a test of the change's row or room, which run
+        first. Instead of a test, the result may be a word such as "survived"."""
         problem = change.problem(self.root)
         if problem:
             return problem, False

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Changes the product in small wrong ways and counts how many of the changes the tests notice."""
+"""Makes small wrong changes of the product and counts the changes that the tests find."""
 
 import argparse
 import collections
@@ -17,7 +17,7 @@ import subprocess
 import sys
 import tempfile
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 import changes
 import judge
 from source_operators import mutants_of
@@ -26,7 +26,7 @@ FOLDERS = ["client/*", "platform/src", "simulator", "tools/*"]
 
 
 class Verdicts:
-    """The verdicts of a commit so far, also of an interrupted run: one JSON array a line."""
+    """The verdicts of a commit, also of interrupted runs: one JSON array per line."""
 
     def __init__(self, path):
         self.path = path
@@ -44,7 +44,7 @@ class Verdicts:
 
 
 def column(verdict, is_first):
-    """Which column of the report a change belongs to."""
+    """Returns the column of the report for a change."""
     word = verdict.split(":")[0]
     if word in ("survived", "stale", "does not compile"):
         return word
@@ -52,9 +52,9 @@ def column(verdict, is_first):
 
 
 def report(listed, known):
-    """Prints a line for each folder, and what is not caught. Returns whether that is in order."""
+    """Prints a line for each folder, and the uncaught changes. Returns whether the run passed."""
     columns = ["first", "others", "survived", "stale", "does not compile"]
-    print("\ncaught by first the tests of the room, of a break those of its row, then others\n")
+    print("\nfirst: caught by a test of the room or of the row; others: caught by another test\n")
     print("%-18s%9s" % ("", "changes") + "".join("%*s" % (len(c) + 3, c) for c in columns))
     rows = collections.defaultdict(collections.Counter)
     for change in listed:
@@ -74,9 +74,9 @@ def report(listed, known):
 
 
 def replay(listed, source, folder, jobs):
-    """Judges the changes in trees of their own, file by file, so that little is built twice."""
+    """Judges the changes in several trees, file by file, so that little is built twice."""
     processes = judge.Processes()
-    # As an interruption does: what was started ends, and --work has the verdicts.
+    # Like an interruption: the running commands end, and --work keeps the verdicts.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     cores = max(1, len(os.sched_getaffinity(0)) // jobs)
     trees = [judge.Tree(source, folder / f"tree-{n}", cores, processes) for n in range(jobs)]
@@ -104,7 +104,7 @@ def replay(listed, source, folder, jobs):
 
 
 def compiles(change):
-    """Whether the file of a change compiles with it; the rest of the product is not looked at."""
+    """Whether the file of a change compiles with it; does not compile other files."""
     text = (changes.ROOT / change.file).read_text("utf-8").replace(change.old, change.new)
     command = "g++ -std=c++17 -fsyntax-only -w -I. -Iclient -Iplatform/include -x c++ -"
     run = subprocess.run(
@@ -114,7 +114,7 @@ def compiles(change):
 
 
 def renew(path, count, only, seed):
-    """Keeps what fits the sources, and fills up to COUNT entries with samples that compile."""
+    """Keeps entries that fit the sources, and adds compiling samples up to COUNT entries."""
     kept = [c for c in (changes.load(path) if path.exists() else []) if not c.problem()]
     sample = []
     for folder in FOLDERS:
@@ -146,7 +146,7 @@ def arguments():
 
 
 def main():
-    """Judges the lists, or checks or renews them. Returns the exit status."""
+    """Judges, checks or renews the lists. Returns the exit status."""
     wanted = arguments()
     if wanted.renew:
         return renew(wanted.list[0], wanted.renew, wanted.only, wanted.seed)

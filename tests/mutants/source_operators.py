@@ -1,8 +1,8 @@
-"""Source operators: small wrong changes to one line of C++, as a slip of the hand makes them."""
+"""Source operators: small wrong changes of one line of C++, like typing errors."""
 
 import re
 
-# Written with a blank on both sides, as the formatter leaves binary operators and nothing else.
+# With a blank on both sides: the formatter writes only binary operators so.
 BINARY = {
     "relation": {"<": ["<="], "<=": ["<"], ">": [">="], ">=": [">"], "==": ["!="], "!=": ["=="]},
     "logic": {"&&": ["||"], "||": ["&&"]},
@@ -30,7 +30,7 @@ STATEMENT = re.compile(
     r"^(\s*)(?:[\w:.\[\]]|->)+(?:\([^{}]*\))?(?: (?:[-+|&]?=) [^{}]*)?;$"
     r"|^(\s*)(?:\+\+|--)[\w.\[\]>-]+;$"
 )
-# Without these the program does the same.
+# Without these statements the program does the same.
 NO_EFFECT = re.compile(r"^\s*\[\[fallthrough\]\];$|\breserve\(")
 DECLARATION = re.compile(r"^\s*(?:return|using|break|continue|case|default|const|static|friend)\b")
 NOT_CODE = re.compile(
@@ -39,7 +39,7 @@ NOT_CODE = re.compile(
 
 
 def mask(line):
-    """The line with texts, characters and its comment blanked out, so that columns stay."""
+    """Returns the line with blanked texts, characters and comment; the columns stay the same."""
     shown = re.sub(r'"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])\'', lambda m: "\0" * len(m[0]), line)
     comment = shown.find("//")
     return shown if comment < 0 else shown[:comment] + "\0" * (len(shown) - comment)
@@ -92,7 +92,7 @@ def step_changes(line, code):
 
 
 def deletions(line, code):
-    """Deletes a statement that stands alone on its line: a call, an assignment, a step."""
+    """Deletes a statement that is alone on its line: a call, an assignment, an increment."""
     found = STATEMENT.match(code)
     if NO_EFFECT.search(code):
         return
@@ -114,7 +114,7 @@ CHANGES = [
 
 
 def mutants_of(file, text):
-    """All changes of one file, in order: operator, file, old text that is once in it, new text."""
+    """Yields all changes of a file in order: operator, file, unique old text, new text."""
     lines = text.split("\n")
     for at, line in enumerate(lines):
         code = mask(line)
@@ -128,7 +128,7 @@ def mutants_of(file, text):
 
 
 def with_context(text, lines, at, changed):
-    """Old and new text of a changed line, with as many lines before it as make it the only one."""
+    """Old and new text of a changed line, with earlier lines until the old text is unique."""
     if text.count(lines[at].strip()) == 1:
         return lines[at].strip(), changed.strip()
     begin = at

@@ -1,6 +1,6 @@
-// The end of a process whose receive thread is in the middle of its work: the endpoint goes first
-// and lets no handler run afterwards, then go the statistics that the handlers use. This is a
-// sample; script/soak ends ten thousand consoles.
+// The end of a process while its receive thread works. The endpoint is destroyed first, and no
+// handler runs afterwards; then the statistics that handlers use are destroyed. This is a sample;
+// script/soak ends ten thousand consoles.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/build_kind.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A sanitizer finds a wrong end in a single run of it.
+/// With a sanitizer a single run finds a wrong order.
 constexpr int consoles = isSanitized || isEmulated ? 16 : 32;
 constexpr int atATime = 8;
 
@@ -17,8 +17,8 @@ class ConsoleUnderTraffic : public ConsoleSession {
 protected:
     void SetUp() override
     {
-        // Each kind of notification, as fast as the readers take them. Most of the time goes into
-        // the large bitmap: a handler that copies it is about to touch the statistics.
+        // Publishes each kind of notification as fast as subscribers read. The large bitmap takes
+        // most of the time: its handler uses the statistics after it has copied the bitmap.
         Service()
             .Quiet()
             .Play("wait-subscribers 10\n"
@@ -30,8 +30,8 @@ protected:
         StartService();
     }
 
-    /// Subscribes, waits for the traffic and types \p keys, which must leave the console.
-    /// \return what it printed
+    /// Subscribes, waits for traffic and types \p keys, which must leave the console.
+    /// \return the printed text
     std::string Leave(const std::vector<std::string>& options, const std::string& keys,
                       int notifications)
     {
@@ -70,7 +70,7 @@ TEST_F(ConsoleUnderTraffic, AnswersItsKeys)
     Leave({"-i"}, "r\ns\nc\n6\n1\nr\n2\n1\nr\ns\nx\n", 3);
 }
 
-TEST_F(ConsoleUnderTraffic, ActsOnTheOptionsAfterIt)
+TEST_F(ConsoleUnderTraffic, LetsTheOptionsAfterItWork)
 {
     const std::string output = Leave({"-i", "-p", "-s", "3", "-p"}, "x\n", 3);
     const std::size_t first = output.find("Successful Ping");

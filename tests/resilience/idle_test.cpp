@@ -1,4 +1,4 @@
-// What a console costs while nothing happens.
+// The processor time of a console without traffic.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/build_kind.h"
@@ -14,11 +14,11 @@ protected:
     void ExpectCheap()
     {
         EXPECT_EQ(Client().CountThreads(), 2);
-        // The receive thread sees its flag within half a second; what it does then is measured.
+        // The receive thread reads its flag within half a second; measure afterwards.
         std::this_thread::sleep_for(std::chrono::milliseconds(700));
         const long before = ProcessorMilliseconds(Client().Pid());
         std::this_thread::sleep_for(std::chrono::seconds(1));
-        // Under 1 % on a quiet machine. A wait that spins would take all of it.
+        // Less than 1 % on an idle machine. A busy wait would use 100 %.
         EXPECT_LT(ProcessorMilliseconds(Client().Pid()) - before, isSanitized ? 200 : 50);
     }
 };

@@ -1,4 +1,4 @@
-// Services that break off, come back or stop, and outputs that end: what a console makes of it.
+// A console whose service hangs up, restarts or stops, or whose output ends.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/RawPeer.h"
@@ -22,7 +22,7 @@ std::string Shown(unsigned int region)
     return "\n\n*** RegionVisi:  " + std::to_string(region) + "  visible\n\n";
 }
 
-/// A console that has subscribed to a service played by the test.
+/// A subscribed console; the test is its service.
 class SubscribedConsole : public ConsoleSession {
 protected:
     void SetUp() override
@@ -33,7 +33,7 @@ protected:
         ExpectConsole(UnsubscribedMenu() + AcceptedSubscriptions() + SubscribedMenu());
     }
 
-    /// The console connects and makes its subscriptions.
+    /// Accepts the console and its subscriptions.
     void AcceptConnection()
     {
         connection = service.Accept();
@@ -44,8 +44,8 @@ protected:
         EXPECT_EQ(numbers, everySubscription);
     }
 
-    /// The receive thread looks at its flag twice a second, so that nothing is received shows after
-    /// that time only.
+    /// The receive thread reads its flag twice a second, so only after that time it is certain that
+    /// it receives nothing.
     void ExpectNotShown(unsigned int region)
     {
         connection->Send(Visibility(region));
@@ -83,7 +83,7 @@ TEST_F(SubscribedConsole, RunsNoHandlerOnceItUnsubscribes)
     Type("2\n");
     RawFrame request = connection->ExpectRequest(messages::unsubscribe);
     EXPECT_EQ(request.payload, U32(1));
-    // Visibility is still subscribed: that is number 6, which comes next.
+    // The console still holds the subscription 6 to visibility, and ends it next.
     ExpectNotShown(5);
     for (const unsigned int next : {6u, 10u}) {
         connection->Reply(request, U32(0));
@@ -143,7 +143,7 @@ TEST_F(Console, RenewsItsSubscriptionsWithoutAnyKey)
         editor.SendFrame(FrameKind::Request, messages::setRegionVisibility, 1, Bytes({restart, 1}));
         ExpectConsole(Shown(restart));
     }
-    EXPECT_EQ(Journal().size(), 3u * 6 + 2) << "a subscription was renewed twice";
+    EXPECT_EQ(Journal().size(), 3u * 6 + 2) << "a subscription was renewed more than once";
 }
 
 TEST_F(Console, DoesNotRenewWhatItUnsubscribed)
@@ -183,7 +183,7 @@ TEST_F(Console, GoesOnAfterItWasStoppedUnderTraffic)
         .Loop();
     Start("1\n", Shown(3));
     Client().Stop();
-    // More than the socket and the backlog hold: the service says when it gives this reader up.
+    // More than the socket and the backlog hold: the service reports lost notifications.
     Service().Process().WaitForErrors("client 1: stalled");
     Client().Continue();
     Type("r\n");
@@ -198,7 +198,7 @@ TEST_F(Console, GoesOnAfterItWasStoppedUnderTraffic)
 
 class ShellConsole : public ConsoleSession {
 protected:
-    /// Runs a shell command in which "$1" is the client. \return it, once it has ended with 0
+    /// Runs a shell command in which "$1" is the client. \return the ended command; its status is 0
     std::unique_ptr<ChildProcess> Run(const std::string& command) const
     {
         auto shell = std::make_unique<ChildProcess>(
@@ -224,7 +224,7 @@ TEST_F(ShellConsole, SendsOnlyItsRequestWithClosedStreams)
 {
     StartService();
     Run("\"$1\" -p <&- >&- 2>&-");
-    // Text for a stream that went to the socket would be reported as a bad frame.
+    // If text for a stream went to the socket, the service would report a bad frame.
     Service().Process().Signal(SIGTERM);
     Service().Process().WaitForExit();
     EXPECT_TEXT(Service().Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");

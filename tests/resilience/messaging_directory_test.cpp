@@ -1,5 +1,5 @@
-// Where the messaging directory must not be trusted. Everything here runs as an unprivileged user:
-// for root no mode would be an obstacle.
+// Messaging directories that the client must not trust. The client runs as an unprivileged user,
+// because modes do not restrict root.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/RawPeer.h"
@@ -15,8 +15,8 @@ constexpr uid_t otherUser = 65533;
 
 class UntrustedDirectory : public ConsoleSession {
 protected:
-    /// A folder of the unprivileged user, with a copy of the client, since that user may not be
-    /// able to read the build.
+    /// A folder of the unprivileged user with a copy of the client, since that user may have no
+    /// access to the build folder.
     void SetUp() override
     {
         CopyProgram(ClientProgram(), program);
@@ -46,7 +46,7 @@ protected:
         return settings;
     }
 
-    /// A client without privileges; its status is 99 when it would have some.
+    /// Starts a client without privileges. The status 99 means that it still has some.
     std::unique_ptr<ChildProcess> Start(const std::string& option) const
     {
         std::vector<std::string> command;
@@ -62,7 +62,7 @@ protected:
         return std::make_unique<ChildProcess>(command, Settings());
     }
 
-    /// The client does not work with what is at the path now, and its log says why.
+    /// Expects that the client refuses the directory at the path, and that its log has the reason.
     void ExpectRefusal(const std::string& reason)
     {
         std::filesystem::remove(home + "/log");
@@ -83,10 +83,10 @@ protected:
     const std::string program = home + "/client";
 };
 
-TEST_F(UntrustedDirectory, IsRefusedOfAnotherUser)
+TEST_F(UntrustedDirectory, IsRefusedWhenAnotherUserOwnsIt)
 {
     if (!IsRoot()) {
-        GTEST_SKIP() << "only root can give a folder away";
+        GTEST_SKIP() << "only root can change the owner of a folder";
     }
     MakeDirectory(0700, otherUser);
     ExpectRefusal("belongs to another user");
@@ -94,7 +94,7 @@ TEST_F(UntrustedDirectory, IsRefusedOfAnotherUser)
     ExpectRefusal("belongs to another user");
 }
 
-TEST_F(UntrustedDirectory, IsRefusedWithAnyOtherMode)
+TEST_F(UntrustedDirectory, IsRefusedWithAnyModeBut0700)
 {
     MakeDirectory(0755, unprivileged);
     ExpectRefusal("has another mode than 0700");
@@ -124,7 +124,7 @@ protected:
     void SetUp() override
     {
         if (!IsRoot()) {
-            GTEST_SKIP() << "only root can play a service of another user";
+            GTEST_SKIP() << "only root can run a service as another user";
         }
         UntrustedDirectory::SetUp();
     }
@@ -132,7 +132,7 @@ protected:
     const std::string socketPath = path + "/SubtitleMgr";
 };
 
-TEST_F(ForeignService, AnswersWhenItIsRoots)
+TEST_F(ForeignService, AnswersWhenRootRunsIt)
 {
     MakeDirectory(0700, unprivileged);
     RawService service(socketPath);
@@ -144,11 +144,11 @@ TEST_F(ForeignService, AnswersWhenItIsRoots)
     EXPECT_TEXT(client->Output(), "Let's Ping\nSuccessful Ping\n");
 }
 
-TEST_F(ForeignService, IsRefusedToRoot)
+TEST_F(ForeignService, IsRefusedByRoot)
 {
     MakeDirectory(0700, 0);
     Give(home, 0);
-    // It would answer: a reply to a ping has the next number and the same correlation.
+    // This service would answer: a reply to a ping has the next number and the same correlation.
     ChildProcess service({"python3", "-c",
                           "import os, socket, sys\n"
                           "s = socket.socket(socket.AF_UNIX)\n"

@@ -1,4 +1,4 @@
-// Option -p: services that hang up, signals, and a wait without end.
+// Option -p: services that hang up, signals, and a wait without limit.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/RawPeer.h"
@@ -16,8 +16,8 @@ const std::string announced = "Let's Ping\n";
 
 class Ping : public ConsoleSession {
 protected:
-    /// The service closes the connection without a look at the request, or after this many bytes
-    /// of the reply.
+    /// The service closes the connection without reading the request, or after this many bytes of
+    /// the reply.
     void ExpectFailureAfter(bool isRead, std::size_t bytesOfReply)
     {
         auto service = std::make_unique<RawService>(Directory() / "SubtitleMgr");
@@ -49,8 +49,7 @@ TEST_F(Ping, WaitsForAMuteServiceUntilCtrlC)
     StartClient({"-p"});
     Service().WaitForJournalLine(R"({"request":"Ping"})");
     const long before = ProcessorMilliseconds(Client().Pid());
-    // Every other request gives up after two seconds; only a longer wait shows that this one does
-    // not.
+    // Every other request times out after two seconds, so the test waits longer.
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));
     EXPECT_TRUE(Client().IsRunning());
     EXPECT_TEXT(Client().Output(), announced);

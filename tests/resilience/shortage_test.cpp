@@ -1,4 +1,4 @@
-// The client as a process that lacks something, or whose outputs take nothing.
+// The client without a resource, or with outputs that accept nothing.
 
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/SmallDisk.h"
@@ -19,7 +19,7 @@ using DescriptorShortage = ConsoleSession;
 TEST_F(DescriptorShortage, FailsPingAndQuit)
 {
     if (isSanitized || isEmulated) {
-        GTEST_SKIP() << "sanitizers, and what starts the emulator, need descriptors of their own";
+        GTEST_SKIP() << "sanitizers and the emulator need descriptors of their own";
     }
     StartService();
     // The limit counts inherited descriptors too.
@@ -37,10 +37,10 @@ using ThreadShortage = ConsoleSession;
 TEST_F(ThreadShortage, ChangesNoOutput)
 {
     if (isSanitized || isEmulated) {
-        GTEST_SKIP() << "the build itself takes more memory than is granted here";
+        GTEST_SKIP() << "this build needs more memory than the limit";
     }
     StartService();
-    // A stack of the usual size does not fit into the address space.
+    // The address space has no room for the stack of a thread.
     ChildProcess client(
         {"prlimit", "--as=100000000", "--stack=500000000", ClientProgram(), "-p", "-i"},
         ClientSettings());
@@ -64,7 +64,7 @@ TEST_F(UnreadConsole, DelaysNoOtherClient)
         ClientSettings());
     std::string keys = "1\n";
     for (int i = 0; i < 100; ++i) {
-        keys += "s\n";  // more than a pipe takes
+        keys += "s\n";  // more output than a pipe holds
     }
     console.Write(keys + "x\n");
     console.CloseInput();
@@ -78,18 +78,18 @@ TEST_F(UnreadConsole, DelaysNoOtherClient)
 
 using ChildOfTheClient = ConsoleSession;
 
-TEST_F(ChildOfTheClient, WouldInheritNoDescriptor)
+TEST_F(ChildOfTheClient, InheritsNoDescriptor)
 {
     StartService();
     StartClient({"-i"});
     Type("1\n");
     ExpectConsole(SubscribedMenu());
-    if (!isEmulated) {  // the emulator's own descriptors would be seen
+    if (!isEmulated) {  // the emulator has descriptors of its own
         EXPECT_EQ(InheritableDescriptors(Client().Pid()), InheritableDescriptors(getpid()));
     }
 }
 
-/// Keys that make as many log entries: files that are not there.
+/// Keys that open missing files; each makes a log entry.
 std::string EntriesByKeys(int count)
 {
     std::string keys;

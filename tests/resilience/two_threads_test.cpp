@@ -1,5 +1,5 @@
-// One thread inside Receive(), another that makes requests without a pause, against the simulated
-// service in its own process: no reply and no notification may be lost, swapped or late.
+// One thread waits in Receive(), another one makes requests without pause. The simulated service is
+// a process of its own. No reply and no notification may be lost, swapped or late.
 
 #include "platform/src/big_endian.h"
 #include "platform/src/wire_format.h"
@@ -36,7 +36,7 @@ std::vector<unsigned char> Numbered(unsigned int number)
             static_cast<unsigned char>(number >> 16)};
 }
 
-/// What the receiving thread has seen, and where the requesting one waits for it.
+/// The notifications of the receiving thread. The requesting thread waits for them here.
 class Received {
 public:
     explicit Received(std::thread::id receiverThread) : receiver(receiverThread) {}
@@ -50,8 +50,8 @@ public:
         changed.notify_all();
     }
 
-    /// Waits until at most \p outstanding of \p sent notifications are still to come.
-    /// \return whether they came in time
+    /// Waits until at most \p outstanding of \p sent notifications are missing.
+    /// \return whether the others arrived in time
     bool WaitFor(unsigned int sent, unsigned int outstanding)
     {
         std::unique_lock<std::mutex> lock(mutex);
@@ -70,7 +70,7 @@ private:
     bool isInOrder = true;
 };
 
-/// Sets the service's log level and asks for it: a reply of another request would tell another one.
+/// Sets the service's log level and reads it. A reply of another request has another level.
 bool GetsBack(LinxIpc& ipc, unsigned int level)
 {
     const std::string service = "SubtitleMgr";

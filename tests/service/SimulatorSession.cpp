@@ -20,7 +20,7 @@ std::string WireClient::Ask(unsigned int messageId, const std::string& payload)
     const RawFrame reply = ReceiveFrame();
     if (reply.header.kind != FrameKind::Reply || reply.header.messageId != messageId + 1 ||
         reply.header.correlation != correlation) {
-        throw std::runtime_error("wire client: awaited the reply to " + std::to_string(messageId) +
+        throw std::runtime_error("wire client: expected the reply to " + std::to_string(messageId) +
                                  ", received " + std::to_string(reply.header.messageId));
     }
     return reply.payload;
@@ -30,7 +30,7 @@ void WireClient::Subscribe(unsigned int subscription)
 {
     const unsigned int itemId = subscription == 6 ? 15132 : subscription == 10 ? 15133 : 15129;
     if (Ask(0x3C00, U32(subscription) + U32(itemId)) != accepted) {
-        throw std::runtime_error("wire client: subscription was refused");
+        throw std::runtime_error("wire client: the service refused a subscription");
     }
 }
 

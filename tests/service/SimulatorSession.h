@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// A client that knows the bytes and nothing of the client libraries.
+/// A client that uses the wire format and no client library.
 class WireClient : public RawClient {
 public:
     explicit WireClient(const std::string& path) : RawClient(path) {}
@@ -24,13 +24,13 @@ public:
     /// \return the payload of the reply
     std::string Ask(unsigned int messageId, const std::string& payload = "");
 
-    /// Subscribes, which must be accepted.
+    /// Subscribes; the service must accept.
     void Subscribe(unsigned int subscription);
 
     /// Sends a quit message, which has no reply.
     void Quit();
 
-    /// The next frame as the bytes it came in as.
+    /// The bytes of the next frame.
     std::string ReceiveBytes();
 
 private:
@@ -39,7 +39,7 @@ private:
 
 inline const std::string accepted = U32(0);
 
-/// The real program, and nothing of the client: a messaging directory of its own for each test.
+/// The real program without the client. Each test has its own messaging directory.
 class SimulatorSession : public testing::Test {
 protected:
     SimulatorSession() : service(messaging.Path()) {}
@@ -50,22 +50,22 @@ protected:
         std::string errors;
     };
 
-    /// Starts a service with these options and waits for nothing.
+    /// Starts a service with these options and does not wait.
     std::unique_ptr<ChildProcess> Launch(
         const std::vector<std::string>& options,
         ChildProcess::Options settings = ChildProcess::Options()) const;
 
-    /// Starts a service with these options that is to end by itself.
+    /// Starts a service with these options, which must end by itself.
     Ended RunToEnd(const std::vector<std::string>& options) const;
 
     WireClient Connect() const { return WireClient(service.SocketPath()); }
 
-    /// Connects to a service whose `ready` is not awaited.
+    /// Connects to a service that may not be ready yet.
     WireClient ConnectOnceItListens() const;
 
     std::vector<WireClient> ConnectMany(unsigned int count) const;
 
-    /// Waits for the end, which must be a good one and leave nothing in the messaging directory.
+    /// Waits for the end of the service. The status must be 0 and the messaging directory empty.
     void ExpectCleanEnd(ChildProcess& program) const;
 
     std::string LockPath() const { return service.SocketPath() + ".lock"; }

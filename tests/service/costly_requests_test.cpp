@@ -1,4 +1,4 @@
-// Requests and scenarios that cost far more than their bytes: other clients do not notice.
+// Requests and scenarios that cost far more time than their bytes: they delay no other client.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -17,10 +17,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// Larger than what a turn may cost, and smaller where copying is slow.
+/// Larger than the limit of a turn; smaller where copying is slow.
 const std::string largestBitmap(isSanitized || isEmulated ? maxPayload / 8 : maxPayload - 6, 'x');
 
-/// \p time, scaled by how much slower than ten milliseconds this machine copies a bitmap now.
+/// \p time, multiplied by the time that copying a bitmap takes now, in units of ten milliseconds.
 milliseconds Scaled(milliseconds time)
 {
     const auto start = Clock::now();
@@ -43,8 +43,8 @@ milliseconds SlowestPing(WireClient& client, milliseconds time)
     return slowest;
 }
 
-/// Whether no ping of one period waits longer than \p limit. The machine may be busy with something
-/// else, so there are several periods.
+/// Whether no ping of one period waits longer than \p limit. There are several periods, because the
+/// machine may be busy during some of them.
 bool AnswersWithin(milliseconds limit, WireClient& client)
 {
     for (int period = 0; period < 10; ++period) {
@@ -85,7 +85,7 @@ protected:
         editor->Send(requests);
     }
 
-    /// Asks for refreshes that a subscriber of every bitmap reads until the service ends.
+    /// Requests refreshes. A subscriber reads every bitmap until the service ends.
     void StartRefreshes()
     {
         auto subscriber = std::make_unique<WireClient>(service.SocketPath());
@@ -118,7 +118,7 @@ TEST_F(CostlyRefresh, DelaysNoPingWithoutSubscriber)
     }
 }
 
-TEST_F(CostlyRefresh, DelaysNoEndOfTheService)
+TEST_F(CostlyRefresh, LetsTheServiceEndAtOnce)
 {
     StartRefreshes();
     const auto start = Clock::now();
@@ -127,13 +127,13 @@ TEST_F(CostlyRefresh, DelaysNoEndOfTheService)
     EXPECT_LT(Clock::now() - start, Scaled(milliseconds(1000)));
 }
 
-TEST_F(CostlyRefresh, IsPublishedThoughItsRequesterHasGone)
+TEST_F(CostlyRefresh, IsPublishedAfterItsRequesterDisconnects)
 {
     WireClient subscriber = Connect();
     subscriber.Subscribe(4);
     editor->Ask(messages::refreshRegions);
     editor.reset();
-    // A backlog always keeps the newest notification, so the last bitmap arrives.
+    // A backlog always keeps its newest notification, so the last bitmap arrives.
     for (unsigned int region = 0; region != 14;) {
         const RawFrame frame = subscriber.ReceiveFrame();
         ASSERT_EQ(frame.header.messageId, messages::regionDataItem);
@@ -172,7 +172,8 @@ TEST_F(GarbageWithoutSubscriber, CostsNothing)
     const long before = ProcessorMilliseconds(service.Process().Pid());
     EXPECT_TRUE(AnswersWithin(milliseconds(50), client));
     const milliseconds used(ProcessorMilliseconds(service.Process().Pid()) - before);
-    EXPECT_LT(used * 10, Clock::now() - start) << "more than a tenth of a processor";
+    EXPECT_LT(used * 10, Clock::now() - start)
+        << "the service uses more than a tenth of a processor";
 }
 
 }  // namespace

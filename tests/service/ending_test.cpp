@@ -1,4 +1,4 @@
-// How a service ends: with its queued bytes sent, and without anything left behind.
+// The end of a service: it sends its backlog first and removes its files.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-/// A request for a notification that is larger than what a socket takes at once.
+/// A request for a notification that is larger than the buffer of a socket.
 const std::string largeRecord = PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'));
 
 class ServiceEnd : public SimulatorSession {
@@ -30,7 +30,7 @@ TEST_F(ServiceEnd, LeavesNeitherSocketNorLockAfterASignal)
     }
 }
 
-TEST_F(ServiceEnd, FollowsAQuitMessageWhateverItsFaults)
+TEST_F(ServiceEnd, FollowsAQuitMessageUnderEveryFault)
 {
     service.Fault("mute").Fault("hang-up").Journal().Start();
     WireClient client = Connect();
@@ -40,7 +40,7 @@ TEST_F(ServiceEnd, FollowsAQuitMessageWhateverItsFaults)
     EXPECT_EQ(service.JournalLines(), std::vector<std::string>{"{\"request\":\"Quit\"}"});
 }
 
-TEST_F(ServiceEnd, SendsWhatWasQueuedBeforeTheQuit)
+TEST_F(ServiceEnd, SendsItsBacklogBeforeItEnds)
 {
     service.Start();
     WireClient reader = Connect();
@@ -52,7 +52,7 @@ TEST_F(ServiceEnd, SendsWhatWasQueuedBeforeTheQuit)
     ExpectNothingLeft();
 }
 
-/// Processor time of all programs that this test has started and that have ended.
+/// Processor time of all ended child processes of this test.
 long long ProcessorMillisecondsOfTheEnded()
 {
     rusage usage{};
@@ -70,7 +70,7 @@ TEST_F(ServiceEnd, SleepsWhileASubscriberDoesNotRead)
     EXPECT_EQ(others.back().Ask(messages::setPaletteData, largeRecord), accepted);
     const long long before =
         ProcessorMilliseconds(service.Process().Pid()) + ProcessorMillisecondsOfTheEnded();
-    // While it is stopped, so that it meets the signal before the lost connections.
+    // The service is stopped meanwhile, so that it sees the signal before the lost connections.
     service.Process().Stop();
     service.Process().Signal(SIGTERM);
     others.clear();
@@ -79,7 +79,7 @@ TEST_F(ServiceEnd, SleepsWhileASubscriberDoesNotRead)
     EXPECT_LT(ProcessorMillisecondsOfTheEnded() - before, isSanitized || isEmulated ? 500 : 50);
 }
 
-/// A terminal that the service does not share with the test.
+/// A terminal for the service alone.
 class TerminalOfAService : public SimulatorSession {
 protected:
     std::unique_ptr<ChildProcess> Start(int ignoredSignal) const
@@ -93,14 +93,14 @@ protected:
     }
 };
 
-TEST_F(TerminalOfAService, EndsItByHangingUp)
+TEST_F(TerminalOfAService, EndsTheServiceOnHangup)
 {
     const auto program = Start(0);
     program->HangUp();
     ExpectCleanEnd(*program);
 }
 
-TEST_F(TerminalOfAService, DoesNotEndItWhenSighupIsIgnored)
+TEST_F(TerminalOfAService, KeepsTheServiceWhenSighupIsIgnored)
 {
     const auto program = Start(SIGHUP);
     program->HangUp();
@@ -112,7 +112,7 @@ TEST_F(TerminalOfAService, DoesNotEndItWhenSighupIsIgnored)
     ExpectCleanEnd(*program);
 }
 
-TEST_F(TerminalOfAService, DoesNotStopItInTheBackground)
+TEST_F(TerminalOfAService, NeverStopsTheServiceInTheBackground)
 {
     ChildProcess::Options settings;
     settings.onTerminal = true;

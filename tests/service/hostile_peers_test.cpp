@@ -1,4 +1,4 @@
-// Peers that send nonsense, too much, or hang up: each costs itself its connection at most.
+// Peers that send malformed or too many frames, or hang up: each loses its own connection at most.
 
 #include "tests/harness/process_facts.h"
 #include "tests/harness/wait_limits.h"
@@ -67,14 +67,15 @@ TEST_F(BadFrame, ClosesItsConnectionAlone)
               "SubtitleMgrSim: client 2: dropped: it sent not a frame\n");
 }
 
-/// A client that says that it sends no more before it begins to read.
+/// A client that ends its sending direction before it begins to read.
 class HalfClosedConnection : public QuietService {
 protected:
     void ExpectAllAnswered(unsigned int pings)
     {
         WireClient client = Connect();
         client.Subscribe(10);
-        // More than a socket takes at once: the later replies are still queued at the end.
+        // More replies than a socket holds: the last ones are in the backlog when the client's end
+        // arrives.
         const std::string record = PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'));
         std::string requests =
             FrameBytes(FrameKind::Request, messages::setPaletteData, 200, record);
@@ -95,8 +96,8 @@ protected:
 TEST_F(HalfClosedConnection, GetsEveryReply)
 {
     service.Start();
-    ExpectAllAnswered(50);   // the end is seen while replies wait
-    ExpectAllAnswered(100);  // reading stops until there is room for replies
+    ExpectAllAnswered(50);   // the service sees the end while the backlog has replies
+    ExpectAllAnswered(100);  // the service stops reading until there is room for replies
 }
 
 using Flood = QuietService;
@@ -126,7 +127,7 @@ TEST_F(Flood, IsAnsweredInOrderAndDelaysNoOtherClient)
     flooder.join();
 }
 
-/// Pings as another user.
+/// Sends a ping as another user.
 /// \return 0 when the service closed the connection without a byte, 1 when it answered
 int AnswerToAnotherUser(const std::string& path)
 {
@@ -155,7 +156,7 @@ TEST_F(ClientOfAnotherUser, IsTurnedAway)
         GTEST_SKIP() << "only root can become another user";
     }
     service.Start();
-    // The modes let everyone in, so that only the service itself keeps others out.
+    // These modes let every user connect, so only the service can refuse.
     ASSERT_EQ(chmod(messaging.Path().c_str(), 0711), 0);
     ASSERT_EQ(chmod(service.SocketPath().c_str(), 0777), 0);
     EXPECT_EQ(AnswerToAnotherUser(service.SocketPath()), 0);
@@ -165,7 +166,7 @@ TEST_F(ClientOfAnotherUser, IsTurnedAway)
 
 using DescriptorShortage = QuietService;
 
-TEST_F(DescriptorShortage, TurnsOnlyNewClientsAwayUntilItEnds)
+TEST_F(DescriptorShortage, TurnsAwayOnlyNewClientsUntilItEnds)
 {
     service.Start();
     WireClient early = Connect();
@@ -178,7 +179,7 @@ TEST_F(DescriptorShortage, TurnsOnlyNewClientsAwayUntilItEnds)
     EXPECT_EQ(early.Ask(messages::ping), "");
     crowd.back().ExpectClosed();
     crowd.clear();
-    // The service notices one lost connection after the other.
+    // The service detects the lost connections one by one.
     bool served = false;
     for (const Deadline deadline(eventDeadlineMs); !served && !deadline.HasPassed();) {
         try {
@@ -242,7 +243,7 @@ TEST_F(OutOfBandByte, KeepsTheStreamInStep)
 
 using Quit = QuietService;
 
-TEST_F(Quit, IsObeyedThoughItsClientHungUpWithoutReading)
+TEST_F(Quit, IsObeyedAfterItsClientHungUp)
 {
     std::string requests;
     for (unsigned int i = 0; i < 30; ++i) {
@@ -255,14 +256,14 @@ TEST_F(Quit, IsObeyedThoughItsClientHungUpWithoutReading)
             WireClient client = Connect();
             client.Subscribe(10);
             client.Send(requests + FrameBytes(FrameKind::OneWay, messages::quit, 0, ""));
-        }  // closed with all of it unread: the service sees the loss before the request
+        }  // closes with unread replies, so the service gets ECONNRESET before it reads the request
         EXPECT_EQ(service.Process().WaitForExit(), 0);
     }
 }
 
 using RemovedDirectory = QuietService;
 
-TEST_F(RemovedDirectory, LeavesConnectionsAsTheyAre)
+TEST_F(RemovedDirectory, KeepsConnections)
 {
     service.Start();
     WireClient early = Connect();
@@ -277,7 +278,7 @@ TEST_F(RemovedDirectory, LeavesConnectionsAsTheyAre)
 
 using ChildOfTheService = QuietService;
 
-TEST_F(ChildOfTheService, WouldInheritNoDescriptor)
+TEST_F(ChildOfTheService, InheritsNoDescriptor)
 {
     service.Start();
     WireClient client = Connect();

@@ -1,4 +1,4 @@
-// Frames that never become complete: together they cost the service 64 MiB at most.
+// Frames that never become complete: together they use at most 64 MiB of the service's memory.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -13,7 +13,7 @@ class IncompleteFrames : public SimulatorSession {
 protected:
     IncompleteFrames() { service.Quiet().Start(); }
 
-    /// A request of which the first \p size bytes are sent.
+    /// Sends the first \p size bytes of a request.
     static std::string Beginning(std::size_t size)
     {
         return Bytes({'S', 'T', 1, 1}) + U32(messages::setRegionData) + U32(1) + U32(maxPayload) +
@@ -21,7 +21,7 @@ protected:
     }
 };
 
-TEST_F(IncompleteFrames, HoldNoMoreThanTheirTotal)
+TEST_F(IncompleteFrames, StayBelowTheirTotalLimit)
 {
     WireClient bystander = Connect();
     EXPECT_EQ(bystander.Ask(messages::ping), "");
@@ -30,23 +30,23 @@ TEST_F(IncompleteFrames, HoldNoMoreThanTheirTotal)
     std::vector<WireClient> peers;
     WireClient small = Connect();
     small.Send(Beginning(megabyte));
-    // Fewer where bytes are slow: a peer must not be silent for 30 seconds meanwhile.
+    // Fewer bytes where sending is slow: no peer may be silent for 30 seconds.
     const unsigned int count = isSanitized || isEmulated ? 6 : 40;
     for (unsigned int number = 0; number < count; ++number) {
         peers.push_back(Connect());
         try {
             peers.back().Send(Beginning(frameHeaderSize + maxPayload - 1));
-        } catch (const std::runtime_error&) {  // closed in the middle of it
+        } catch (const std::runtime_error&) {  // the service closed the connection
         }
     }
     EXPECT_EQ(bystander.Ask(messages::ping), "");
     if (!isSanitized && !isEmulated) {
-        // A buffer may be twice as large as what it holds.
+        // A buffer may be twice as large as its content.
         EXPECT_LT(ResidentKilobytes(service.Process().Pid()) - before, 160 * 1024);
     }
     service.Process().WaitForErrors(
         "SubtitleMgrSim: client 3: dropped: the incomplete frames of all clients exceed 64 MiB\n");
-    // The smallest one is not closed: its request is completed and answered.
+    // The service keeps the smallest one: it answers the completed request.
     small.Send(std::string(frameHeaderSize + maxPayload - megabyte, 'x'));
     EXPECT_EQ(small.ReceiveFrame().header.messageId, messages::notUnderstood);
 }

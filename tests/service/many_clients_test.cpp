@@ -1,4 +1,4 @@
-// Crowds: clients that subscribe, come back, send slowly, or find no place.
+// Many clients that subscribe, come back, send slowly, or exceed the limit of clients.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -33,7 +33,7 @@ protected:
         return NotificationBytes(6, messages::regionVisItem, VisibilityRecord(region, true));
     }
 
-    /// Has the service publish a visibility to every subscriber.
+    /// Makes the service publish a visibility to every subscriber.
     void Publish(unsigned int region) const
     {
         EXPECT_EQ(Connect().Ask(messages::setRegionVisibility, VisibilityRecord(region, true)),
@@ -84,7 +84,7 @@ TEST_F(SlowSenders, AreAnsweredAndDelayNoOtherClient)
     }
 }
 
-/// A subscriber as the client has it.
+/// A subscriber that uses the client library.
 struct Subscriber {
     static void Count(LinxIpc*, void* self) { ++static_cast<Subscriber*>(self)->received; }
 
@@ -114,7 +114,7 @@ TEST_F(ReturningSubscribers, AreAllServedByARestartedService)
     const auto isStillAway = [](const auto& one) { return one->received == 0; };
     const Deadline deadline(eventDeadlineMs);
     while (std::any_of(crowd.begin(), crowd.end(), isStillAway) && !deadline.HasPassed()) {
-        // A subscriber gets only what is published after it has renewed its subscription.
+        // A subscriber gets only publications after its renewed subscription.
         Publish(1);
         for (const auto& one : crowd) {
             one->ipc.Receive(0, 0, LinxIpc::emptyString, nullptr);
@@ -124,7 +124,7 @@ TEST_F(ReturningSubscribers, AreAllServedByARestartedService)
     unsetenv("LINX_DIR");
 }
 
-/// All 1,024 places are taken by clients that are idle.
+/// Idle clients hold all 1,024 places.
 class SurplusClient : public Crowd {
 protected:
     SurplusClient() : idle(ConnectMany(1024)) { EXPECT_EQ(idle.back().Ask(messages::ping), ""); }
@@ -163,14 +163,14 @@ TEST_F(SurplusClient, FailsToPingWithoutDelay)
 
 TEST_F(SurplusClient, IsClosedWhenItSendsNothing)
 {
-    // More than are let in at once: the later ones get their turn when the earlier ones are closed.
+    // More clients than the service accepts at once: it accepts the rest when it closes the first.
     for (WireClient& client : ConnectMany(20)) {
         client.ExpectClosed();
     }
     EXPECT_EQ(idle.front().Ask(messages::ping), "");
 }
 
-TEST_F(SurplusClient, IsServedOnceThereIsAPlace)
+TEST_F(SurplusClient, IsServedWhenAPlaceBecomesFree)
 {
     WireClient late = Connect();
     idle.pop_back();

@@ -1,4 +1,4 @@
-// Outputs that are not read, or not in time: they delay no client, and what they lose is counted.
+// Outputs that nothing reads, or too late: they delay no client, and the service counts lost lines.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/wait_limits.h"
@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds servedWithin{isSanitized || isEmulated ? 500 : 50};
 
-/// More lines than fit into the buffer of a pipe or a terminal.
+/// More lines than the buffer of a pipe or a terminal holds.
 constexpr int manyLines = 6000;
 constexpr int fewPings = 10;
 
@@ -40,9 +40,9 @@ std::string Repeated(const std::string& line, std::size_t count)
     return text;
 }
 
-/// Counts lines of a text, among them those that lines of another form count.
-/// \param one   what a single line is
-/// \param many  what a line is that counts others, with their number as its group
+/// Counts lines of a text, and adds the numbers in lines that report a count of lines.
+/// \param one   pattern of a single line
+/// \param many  pattern of a line that reports a count; its group is the number
 int CountLines(const std::string& text, const std::string& one, const std::string& many)
 {
     const std::regex single(one);
@@ -60,7 +60,7 @@ int CountLines(const std::string& text, const std::string& one, const std::strin
     return count;
 }
 
-/// What a program writes to, and where the test reads it when it wants to.
+/// The program's end of an output, and the end that the test reads.
 struct Output {
     Descriptor tests;
     Descriptor programs;
@@ -83,14 +83,14 @@ Output TerminalOutput()
     return made;
 }
 
-/// Reads until all that came satisfies a condition. \return it, without carriage returns
+/// Reads until the received text satisfies a condition. \return the text without carriage returns
 std::string ReadUntil(const Output& output,
                       const std::function<bool(const std::string&)>& isComplete)
 {
     std::string all;
     for (const Deadline deadline(eventDeadlineMs); !isComplete(all);) {
         if (deadline.HasPassed()) {
-            ADD_FAILURE() << "does not come; the end of what came: "
+            ADD_FAILURE() << "the expected text did not arrive; the last text: "
                           << all.substr(all.size() - std::min<std::size_t>(all.size(), 200));
             break;
         }
@@ -107,7 +107,7 @@ std::string ReadUntil(const Output& output,
 
 class ServiceWithOutputs : public SimulatorSession {
 protected:
-    /// The shortest of some round trips: one that waits for nothing but the service.
+    /// The shortest of several round trips, which has no delay from other processes.
     void ExpectFastReply() const
     {
         auto fastest = Clock::duration::max();
@@ -151,11 +151,12 @@ TEST_P(UnreadErrors, DelayNoClientAndAreCounted)
     }
     Ping(manyLines);
     ExpectFastReply();
-    EXPECT_EQ(fcntl(errors.programs.Get(), F_GETFL) & O_NONBLOCK, 0) << "others share it";
+    EXPECT_EQ(fcntl(errors.programs.Get(), F_GETFL) & O_NONBLOCK, 0)
+        << "flags of a shared descriptor changed";
     if (isTerminal) {
         EXPECT_EQ(write(errors.tests.Get(), "\x11", 1), 1);  // Ctrl-Q
     }
-    // A terminal may take a line now and then, so there may be several counts.
+    // A terminal may accept single lines between losses, so there may be several counts.
     const std::string text = ReadUntil(errors, [](const std::string& all) {
         return CountLines(all, "SubtitleMgrSim: client \\d: Ping",
                           "SubtitleMgrSim: standard error lost (\\d+) lines: it is not read") ==
@@ -210,7 +211,7 @@ protected:
 TEST_F(FullStandardOutput, DelaysNoClientAndTakesReadyLater)
 {
     ExpectFastReply();
-    poll(nullptr, 0, 500);  // long enough for a single attempt to have failed
+    poll(nullptr, 0, 500);  // long enough for one failed attempt
     ReadUntil(output,
               [](const std::string& all) { return all.find("ready\n") != std::string::npos; });
     End(*program);
@@ -236,7 +237,7 @@ TEST_F(LimitedFile, HoldsWholeLinesOfTheJournal)
 
 class HostileClient : public ServiceWithOutputs {
 protected:
-    /// How often a bad client does each kind of thing that makes a line before it is dropped.
+    /// How often a hostile client causes each kind of line before the service drops it.
     static constexpr int atOnce = 30;
 
     void SendBurst() const
@@ -253,7 +254,7 @@ protected:
         client.ExpectClosed();
     }
 
-    /// How many lines of this kind there are, with those that were only counted.
+    /// Number of lines of this kind, including the counted ones.
     int CountOf(const std::string& kind)
     {
         return CountLines(service.Process().Errors(),
@@ -262,7 +263,7 @@ protected:
     }
 };
 
-TEST_F(HostileClient, CannotFillADiskByStandardError)
+TEST_F(HostileClient, WritesLessThanAMegabyteAMinute)
 {
     service.Quiet().Journal().Start();
     int bursts = 0;
@@ -277,10 +278,11 @@ TEST_F(HostileClient, CannotFillADiskByStandardError)
     EXPECT_EQ(CountOf("not understood: request"), requests);
     EXPECT_EQ(CountOf("not understood: one-way message"), requests);
     EXPECT_EQ(CountOf("dropped: it sent"), bursts);
-    EXPECT_EQ(service.JournalLines().size(), static_cast<std::size_t>(requests)) << "not limited";
+    EXPECT_EQ(service.JournalLines().size(), static_cast<std::size_t>(requests))
+        << "the journal must not be limited";
 }
 
-TEST_F(HostileClient, IsCountedWithoutAnotherLine)
+TEST_F(HostileClient, IsCountedWithoutFurtherLines)
 {
     service.Quiet().Start();
     SendBurst();

@@ -1,4 +1,4 @@
-// What one request brings to the journal and to the subscribers.
+// The journal line and the notifications that one request causes.
 
 #include "tests/service/SimulatorSession.h"
 
@@ -25,7 +25,7 @@ protected:
         EXPECT_EQ(client.ReceiveBytes(), Bitmap(2, inCif));
     }
 
-    /// A notification would come before the reply to a ping.
+    /// The reply to a ping comes after all earlier notifications.
     static void ExpectNothingMore(WireClient& client) { EXPECT_EQ(client.Ask(messages::ping), ""); }
 };
 

@@ -1,5 +1,5 @@
-// A subscriber that reads nothing, or too little, costs itself notifications and the others
-// nothing.
+// A subscriber that reads nothing, or too little, loses notifications itself. Other subscribers
+// lose nothing.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
@@ -47,10 +47,10 @@ protected:
             client->emplace(service.SocketPath());
             (*client)->Subscribe(4);
         }
-        second->Subscribe(12);  // starts the scenario; nothing is published under it
+        second->Subscribe(12);  // starts the scenario, which publishes nothing under this number
     }
 
-    /// Both readers get this many records more, none missing.
+    /// Expects that both readers get this many more records without a gap.
     void ReadOn(unsigned int count)
     {
         for (unsigned int i = 0; i < count; ++i, ++read) {
@@ -78,7 +78,7 @@ TEST_F(StalledSubscriber, CostsOthersNeitherNotificationsNorReplies)
     const long before = ResidentKilobytes(service.Process().Pid());
     ReadOn(10000);
     if (!isSanitized) {
-        // 10,000 records are 5 MB; the backlog of the stalled one keeps 256 of them at most.
+        // 10,000 records are 5 MB; the stalled subscriber's backlog keeps 256 of them at most.
         EXPECT_LT(ResidentKilobytes(service.Process().Pid()), before + 1024);
     }
     EXPECT_EQ(service.Process().Errors(),
@@ -108,7 +108,7 @@ TEST_F(StalledSubscriber, GetsRepliesAndLosesItsOldestNotifications)
         << errors;
 }
 
-/// Takes 64 KiB every 0.9 s until the connection is closed or the object ends.
+/// Reads 64 KiB every 0.9 s until the connection closes or the object is destroyed.
 class TricklingReader {
 public:
     explicit TricklingReader(const std::string& path) : client(path)
@@ -139,7 +139,7 @@ private:
 
 class TricklingSubscriber : public SimulatorSession {
 protected:
-    /// Bytes that \p reader gets in half a second.
+    /// Number of bytes that \p reader gets in half a second.
     static double RateOf(WireClient& reader)
     {
         std::size_t bytes = 0;
@@ -156,7 +156,7 @@ TEST_F(TricklingSubscriber, SlowsNoOtherOneAfterTwoSeconds)
     service.Play("region-data 1 0 @bitmap\n").Loop().Quiet().Start();
     WireClient reader = Connect();
     reader.Subscribe(2);
-    // 90 % on a quiet machine, and less than 1 % when every turn waits for the slow subscriber.
+    // 90 % on an idle machine; less than 1 % if every turn waits for the slow subscriber.
     constexpr double wanted = 0.5;
     double best = 0;
     for (int attempt = 0; attempt < 5 && best < wanted; ++attempt) {

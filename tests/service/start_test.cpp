@@ -1,4 +1,4 @@
-// What the command line and the scenario may say, and what a service says that cannot start.
+// The command line, the scenario, and the messages of a service that cannot start.
 
 #include "tests/harness/build_kind.h"
 #include "tests/harness/wait_limits.h"
@@ -91,7 +91,7 @@ TEST_F(Start, EndsBySigtermWhileTheJournalIsAPipeWithoutReader)
 {
     ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
     const auto waiting = Launch({"--journal", files / "pipe"});
-    // It sleeps nowhere else before it is ready.
+    // Before it is ready, the service sleeps nowhere else.
     const std::string status = "/proc/" + std::to_string(waiting->Pid()) + "/status";
     const Deadline deadline(eventDeadlineMs);
     while (!deadline.HasPassed() && ReadWholeFile(status).find("State:\tS") == std::string::npos) {

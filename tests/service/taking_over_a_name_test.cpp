@@ -1,4 +1,4 @@
-// One service a name: which one gets it, which is refused, and what happens to a file in its place.
+// One service per name: which service gets it, and what happens to a file at the socket's path.
 
 #include "tests/service/SimulatorSession.h"
 
@@ -27,7 +27,7 @@ unsigned int ModeOf(const std::string& path) { return StatusOf(path).st_mode & 0
 
 class ServiceName : public SimulatorSession {
 protected:
-    /// A service that starts now is refused for this reason, and the socket stays.
+    /// Expects that a new service ends with this reason and that the socket stays.
     void ExpectRefused(const std::string& reason) const
     {
         const struct stat before = StatusOf(service.SocketPath());
@@ -45,7 +45,7 @@ protected:
 constexpr char isInUse[] = ": another service runs under this name";
 constexpr char answers[] = ": answers already; left as it is";
 
-TEST_F(ServiceName, IsRefusedToASecondService)
+TEST_F(ServiceName, RefusesASecondService)
 {
     service.Start();
     WireClient early = Connect();
@@ -96,7 +96,7 @@ struct Obstacle {
 
 class OtherFile : public ServiceName, public testing::WithParamInterface<Obstacle> {};
 
-TEST_P(OtherFile, KeepsItsPlace)
+TEST_P(OtherFile, StaysAndRefusesTheService)
 {
     GetParam().make(service.SocketPath());
     ExpectRefused(": is there already and not a socket; left as it is");
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
                              }}),
     [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
-/// Connects to the socket at \p path without waiting until no more connections fit its backlog.
+/// Fills the listen backlog of the socket at \p path with connections.
 std::vector<Descriptor> FillBacklog(const std::string& path)
 {
     sockaddr_un address{};
@@ -135,7 +135,7 @@ std::vector<Descriptor> FillBacklog(const std::string& path)
     return connected;
 }
 
-/// As `ssh -L` leaves it: it answers, and there is no lock file.
+/// Like a socket of `ssh -L`: it answers, and there is no lock file.
 using SocketWithoutLock = ServiceName;
 
 TEST_F(SocketWithoutLock, StaysWhenItAnswers)
@@ -185,7 +185,7 @@ TEST_F(RemovedLock, KeepsTheSecondServiceWhenTheFirstEnds)
     ExpectCleanEnd(*second);
 }
 
-TEST_F(ServiceName, IsPrivateWhateverTheUmask)
+TEST_F(ServiceName, IsPrivateUnderEveryUmask)
 {
     for (const mode_t mask : {0u, 022u, 0177u, 0777u}) {
         const std::string linx = files / "linx" + std::to_string(mask);

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-/// While it lives, std::cin reads this text, then its end.
+/// During its lifetime std::cin reads this text, then the end of the input.
 class TypedInput {
 public:
     explicit TypedInput(const std::string& text)
@@ -17,7 +17,7 @@ public:
     TypedInput(const TypedInput&) = delete;
     TypedInput& operator=(const TypedInput&) = delete;
 
-    /// What no read has taken.
+    /// The text that is not read yet.
     std::string Rest()
     {
         const auto at = typed.rdbuf()->pubseekoff(0, std::ios_base::cur, std::ios_base::in);
@@ -29,8 +29,7 @@ private:
     std::streambuf* original;
 };
 
-/// Everything that \p action writes to the file descriptor of standard output, whether through
-/// std::cout or printf.
+/// All text that \p action writes to standard output, through std::cout or printf.
 template <typename Action>
 std::string OutputOf(Action action)
 {

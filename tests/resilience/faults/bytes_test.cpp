@@ -1,4 +1,4 @@
-// Every value that a byte or a number from outside can have, in the places that look at it first.
+// Every value of each byte or number from outside, in the functions that check it first.
 
 #include "platform/src/wire_format.h"
 #include "records/subtitle_formats.h"
@@ -28,7 +28,7 @@ bool IsAccepted(const std::string& header)
     return DecodeFrameHeader(bytes, decoded) == nullptr;
 }
 
-/// The verdict on a header, told from the published layout alone.
+/// Checks a header by the published layout only.
 bool IsGood(const std::string& header)
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(header[i]); };
@@ -43,7 +43,7 @@ std::string HeaderWithLength(unsigned length)
     return Bytes({'S', 'T', 1, 3}) + U32(15132) + U32(6) + U32(length);
 }
 
-TEST(FrameHeader, IsJudgedByEachOfItsBytes)
+TEST(FrameHeader, IsCheckedInEachByte)
 {
     for (std::size_t at = 0; at < frameHeaderSize; ++at) {
         for (unsigned value = 0; value < 256; ++value) {
@@ -63,8 +63,8 @@ TEST(FrameHeader, IsRefusedWithALengthNearTheLimits)
     }
 }
 
-/// Decodes in a buffer of exactly the payload's size, so that an address sanitizer sees a byte too
-/// many.
+/// Decodes from a buffer of exactly the payload's size, so that a sanitizer reports a read of one
+/// byte too many.
 template <typename Record>
 std::string Again(const std::string& payload)
 {
@@ -91,7 +91,7 @@ TEST(AcceptedRecord, IsReadWithinItsPayload)
     }
 }
 
-TEST(RegionAndFormat, AreCountedInsideTheTableOrReported)
+TEST(RegionAndFormat, AreCountedOrReportedForEveryPair)
 {
     std::ostringstream captured;
     std::streambuf* const before = std::cout.rdbuf(captured.rdbuf());

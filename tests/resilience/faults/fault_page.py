@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the tables of docs/reliability.md from rows.toml: fault_page.py [--check]
 
-With --check it writes nothing, and fails when the page is not what the rows make.
+With --check it writes nothing, and fails when page and rows differ.
 """
 
 import difflib
@@ -17,7 +17,7 @@ TABLE = re.compile(r"(<!-- rows ([A-Z]) -->\n).*?(<!-- end of rows -->\n)", re.D
 
 
 def load():
-    """The rows by their names, in the order of the file."""
+    """Returns the rows by their names, in the order of the file."""
     with open(HERE / "rows.toml", "rb") as file:
         rows = tomllib.load(file)
     for row in rows.values():
@@ -31,7 +31,7 @@ def load():
 
 
 def line(name, row):
-    """One row of a table."""
+    """Returns one row of a table."""
     cells = [
         name + " ▲" * row.get("first", False),
         row["fault"],
@@ -43,7 +43,7 @@ def line(name, row):
 
 
 def made(page, rows):
-    """The page with the tables that the rows make."""
+    """Returns the page with tables made from the rows."""
     letters = [match[2] for match in TABLE.finditer(page)]
     if letters != sorted({name[0] for name in rows}):
         sys.exit(f"tables in the page: {letters}; rows.toml has others")

@@ -1,6 +1,6 @@
-"""Makes everything below the programs fail, one thing at a time, and tells what comes of it.
+"""Makes system calls and allocations of the programs fail, one in each run, and reports findings.
 
-Each run ends as usual, in a line that the pages for users have, or is a finding.
+A run is a finding unless it ends as usual or with a line that the pages for users describe.
 """
 
 import argparse
@@ -13,7 +13,7 @@ import sys
 import threading
 import time
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from memory import MemorySweep
@@ -32,7 +32,7 @@ BAD = ("hang", "crash", "finding")
 
 
 class Workers:
-    """A sweep, and with it a place, for each thread."""
+    """Gives each thread a sweep with its own place."""
 
     def __init__(self, make_sweep):
         self.make_sweep = make_sweep
@@ -51,9 +51,8 @@ class Workers:
 
 
 def sample(plan, count, seed):
-    """So many runs of a plan, from each scenario in turn, so that none is left out. A seed chooses
-    the same ones although a program makes now and then a call more or less, so that the plan
-    differs a little from run to run."""
+    """Chooses COUNT runs of a plan, from each scenario in turn. A seed chooses the same runs again,
+    although the plan varies a little, because the number of a program's calls varies."""
 
     def rank(job):
         scenario, fault = job
@@ -67,7 +66,7 @@ def sample(plan, count, seed):
 
 
 def plan_of(part, arguments):
-    """The runs of a sweep, or a sample of them."""
+    """Returns the runs of a sweep, or a sample of them."""
     sweep = SWEEPS[part][0](arguments)
     try:
         plan = sweep.plan()
@@ -101,7 +100,7 @@ def run_sweep(part, arguments):
     print(", ".join(f"{verdict} {count}" for verdict, count in sorted(verdicts.items())))
     bad = sum(verdicts[verdict] for verdict in BAD)
     print(f"{bad} findings in {len(plan)} runs, {time.monotonic() - started:.0f} s", flush=True)
-    # A sweep that runs nothing, or whose faults never come about, finds nothing.
+    # A sweep without runs, or whose faults never happen, proves nothing.
     return bad if verdicts["not reached"] < len(plan) else 1
 
 
@@ -112,7 +111,7 @@ def main():
     parser.add_argument("scenario", nargs="*", help="these scenarios only: " + ", ".join(names))
     for part, (_, text) in SWEEPS.items():
         parser.add_argument("--" + part, action="store_true", help=text)
-    parser.add_argument("--short", action="store_true", help="samples, below a minute")
+    parser.add_argument("--short", action="store_true", help="samples, less than a minute")
     parser.add_argument("--sample", type=int, help="runs of a sample")
     parser.add_argument("--seed", type=int, default=1, help="chooses the samples")
     parser.add_argument("--call", action="append", help="this system call only")

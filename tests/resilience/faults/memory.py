@@ -1,7 +1,7 @@
 """Fails each allocation of a program once, alone or with all that follow.
 
-A preloaded library counts and refuses. Before main a program may end in std::terminate; after that
-it says what failed, and an option or a command of the console that is given up has no effect.
+A preloaded library counts and refuses allocations. Before main a program may end in std::terminate.
+Later it must print what failed, and a failed option or console command must have no effect.
 """
 
 import dataclasses
@@ -15,7 +15,7 @@ from system_calls import Sweep, is_part_of
 
 
 class Refusal:
-    """Allocation number N of one of the programs, alone or with all that follow."""
+    """Refuses allocation number N of one program, alone or with all that follow."""
 
     def __init__(self, who, number, lasting):
         self.who, self.number, self.lasting = who, number, lasting
@@ -25,7 +25,7 @@ class Refusal:
 
 
 class MemorySweep(Sweep):
-    """Runs scenarios with refused allocations in one place, and judges what comes out."""
+    """Runs scenarios with refused allocations in one place, and judges the outcomes."""
 
     SHORT = 600
 
@@ -87,7 +87,7 @@ class MemorySweep(Sweep):
         self.place.collect(outcome)
         frames = self.take_report()[0]
         if self.place.service.is_running() and not self.place.is_answered():
-            return "finding", f"the service suffers\n{outcome}"
+            return "finding", f"the service is affected\n{outcome}"
         if outcome.status == -signal.SIGABRT:
             return self.judge_termination(frames)
         problem = scenario.untold_loss(outcome, fault.lasting)
@@ -101,7 +101,7 @@ class MemorySweep(Sweep):
         self.place.start_service(self.launcher(fault.number, fault.lasting))
         outcome = self.place.run_client(scenario)
         if scenario.ends_service and outcome.out == usual.out:
-            # Without memory for the client it goes on.
+            # The service goes on when it has no memory for a client.
             self.place.end_of_service(seconds=2)
         self.place.collect(outcome)
         status = self.place.stop_service()
@@ -116,7 +116,7 @@ class MemorySweep(Sweep):
         return self.judge_outcome(scenario, outcome, usual, frames)
 
     def judge_termination(self, frames):
-        """Before main no part of the program can tell; after its start, that is a fault."""
+        """Before main no part of the program can report a failure; later a crash is a finding."""
         functions = self.functions(frames)
         names = [name for name, _ in functions]
         if not any(name.startswith("_GLOBAL__sub_I") for name in names):
@@ -131,7 +131,7 @@ class MemorySweep(Sweep):
             return "success", ""
         if self.is_described(scenario, outcome, usual, log_was_hit):
             return "documented", ""
-        # An entry may lose a part of its text, which is all that it had memory for.
+        # An entry may lose the part of its text that it had no memory for.
         log = "\n".join(outcome.log).replace("SubtitleMgrCli:", "")  # the first word of an entry
         if is_part_of(log, "\n".join(usual.log)) and self.is_described(
             scenario, dataclasses.replace(outcome, log=[]), usual, log_was_hit
@@ -141,7 +141,7 @@ class MemorySweep(Sweep):
 
     @staticmethod
     def is_described(scenario, outcome, usual, log_was_hit):
-        """Whether the pages for users have it. What fails silently looks as usual."""
+        """Whether the pages for users describe the outcome. A silent failure looks as usual."""
         looks_usual = outcome.out == usual.out and re.fullmatch(
             INIT + re.escape(usual.err), outcome.err
         )
@@ -153,7 +153,7 @@ class MemorySweep(Sweep):
         )
 
     def functions(self, frames):
-        """Names and files of the program's functions in a report, innermost first."""
+        """Returns names and files of the program's functions in a report, innermost first."""
         names = []
         for program in (self.place.workspace.client, self.place.workspace.service):
             addresses = ["0x" + address for file, address in frames if file == program]

@@ -1,6 +1,6 @@
-// Preloaded into a program: allocation number MEMORY_FAIL_AT fails, with MEMORY_LASTING=1 all that
-// follow as well. MEMORY_REPORT names a file that gets the number of allocations and how many of
-// them came before main, and where the one that failed was made, as addresses for addr2line.
+// Preloaded into a program: allocation number MEMORY_FAIL_AT fails; with MEMORY_LASTING=1 all that
+// follow fail too. The file MEMORY_REPORT gets the number of allocations, the number of those
+// before main, and the stack of the failed allocation as addresses for addr2line.
 
 #include <cerrno>
 #include <cstddef>
@@ -32,7 +32,7 @@ thread_local bool isReporting = false;
 
 int OpenReport() { return open(reportPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); }
 
-/// The place of the failure; the file of a frame and its address in there.
+/// The stack of the failure: for each frame its file and the address in the file.
 void ReportPlace()
 {
     isReporting = true;
@@ -67,11 +67,11 @@ bool MustFail()
     return true;
 }
 
-/// Counting begins with the program's own initialisation, after that of the libraries.
+/// Counting begins with the program's own initialisation, after that of its libraries.
 __attribute__((constructor)) void Prepare()
 {
     void* frame;
-    backtrace(&frame, 1);  // its first call allocates
+    backtrace(&frame, 1);  // the first call allocates
     const char* at = std::getenv("MEMORY_FAIL_AT");
     failAt = at ? std::strtoul(at, nullptr, 10) : 0;
     isLasting = std::getenv("MEMORY_LASTING") != nullptr;
@@ -99,7 +99,7 @@ int CountedMain(int argc, char** argv, char** environment)
 
 extern "C" {
 
-/// What a program's start calls: it initialises the program, then calls main.
+/// The C runtime calls this function, which initialises the program and calls main.
 int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(),
                       void (*loaderFini)(), void* stackEnd)
 {

@@ -10,7 +10,7 @@ import re
 import subprocess
 import sys
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 import fault_page
 
@@ -18,12 +18,12 @@ KEYS = {"first", "todo", "fault", "ours", "tests", "breaks"}
 
 
 def problems_of(row):
-    """What is wrong with a row by itself."""
+    """Yields the errors of one row."""
     if not KEYS.issuperset(row) or not all(row.get(key) for key in ("fault", "ours")):
-        yield "unknown keys, no fault or nothing that we do"
+        yield "unknown keys, no fault or no reaction"
     if row.get("todo"):
         if row["tests"]:
-            yield "has tests and is still marked as todo"
+            yield "has tests, but is marked as todo"
     elif not row["tests"]:
         yield "names no test"
     elif row.get("first") and not row["breaks"]:
@@ -31,7 +31,7 @@ def problems_of(row):
 
 
 def gaps(rows):
-    """Rows that are missing between others, or out of order."""
+    """Yields gaps and wrong order in the numbers of the rows."""
     for letter in sorted({name[0] for name in rows}):
         names = [name for name in rows if name[0] == letter]
         if names != [f"{letter}{number}" for number in range(1, len(names) + 1)]:
@@ -39,7 +39,7 @@ def gaps(rows):
 
 
 def tests_of(build, ctest):
-    """Two lists of tests of a build: those that run, and those that are disabled."""
+    """Returns two lists of tests of a build: enabled ones and disabled ones."""
     text = subprocess.run(
         [ctest, "--test-dir", build, "--show-only=json-v1"],
         check=True,
@@ -54,21 +54,21 @@ def tests_of(build, ctest):
 
 
 def sessions(root):
-    """The names of the console sessions; CTest knows their files alone."""
+    """Returns the names of the console sessions; CTest has one test for each of their files."""
     for path in (root / "tests/sessions").glob("*.session"):
         for name in re.findall(r"^=== (.+)$", path.read_text("latin-1"), re.MULTILINE):
             yield f"sessions.{path.stem}.{name}"
 
 
 def tests_of_devices(root):
-    """Tests that only a build for another machine has, as their sources name them."""
+    """Returns tests that only a build for another machine has, by their names in the sources."""
     for path in (root / "tests/device").glob("*.cpp"):
         for suite, test in re.findall(r"TEST_F?\((\w+), (\w+)\)", path.read_text()):
             yield f"{suite}.{test}"
 
 
 def is_named(name, test):
-    """Whether a name in a row is that of a test, or the beginning of it up to a dot."""
+    """Whether a name in a row is the name of a test, or its beginning up to a dot."""
     return (
         test.startswith(name)
         if name.endswith(".")
@@ -77,7 +77,7 @@ def is_named(name, test):
 
 
 def missing(name, build_tests, left_out, devices):
-    """What is wrong with the name of a test, or None."""
+    """Returns the error of a test's name, or None."""
     running, disabled = build_tests
     if any(is_named(name, test) for test in disabled):
         return f"is disabled: {name}"
@@ -92,7 +92,7 @@ def missing(name, build_tests, left_out, devices):
 
 
 def main():
-    """Prints what is wrong, and the rows that are still to do. Returns the exit status."""
+    """Prints errors and rows to do. Returns the exit status."""
     root, build, ctest = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
     rows = fault_page.load()
     found = list(gaps(rows))
@@ -103,7 +103,7 @@ def main():
         for line in (pathlib.Path(build) / "tests_left_out").read_text().splitlines()
     ]
     if "all that the preset does not name" in left_out:
-        print("this preset runs a choice of tests; the names are checked in the others")
+        print("this preset runs only some tests; other presets check the names")
     else:
         build_tests, devices = tests_of(build, ctest), list(tests_of_devices(root))
         build_tests[0].extend(sessions(root))

@@ -1,4 +1,4 @@
-"""Plays the scenarios while reads and writes move 1 to 3 bytes and are interrupted, by seed."""
+"""Plays the scenarios while calls move 1 to 3 bytes and return EINTR, repeatable by a seed."""
 
 from system_calls import Sweep
 
@@ -6,7 +6,7 @@ SEEDS = 150
 
 
 class PartialSweep(Sweep):
-    """Nothing fails here, so that all must look as usual."""
+    """No call fails here, so every outcome must be as usual."""
 
     SHORT = 40
 

@@ -1,6 +1,6 @@
-// Preloaded into a program: reads and writes of sockets, and reads of files, are cut to 1 to 3
-// bytes by chance, and some fail with EINTR first. PARTIAL_SEED makes the chance repeatable. With
-// WHOLE_FILES a file takes what is written to it in one piece: a program may be ended by a signal.
+// Preloaded into a program: reads and writes of sockets, and reads of files, move 1 to 3 random
+// bytes, and some fail with EINTR first. PARTIAL_SEED makes this repeatable. With WHOLE_FILES
+// writes to files are whole, for tests that end a program by a signal.
 
 #include <atomic>
 #include <cerrno>
@@ -14,8 +14,8 @@
 
 namespace {
 
-/// Numbers by chance, each thread its own sequence. Threads are told apart by their order, which is
-/// the same in each run; their numbers are not.
+/// Random numbers, one sequence for each thread. The order of threads is the same in each run, but
+/// not their ids, so the order selects the sequence.
 std::uint32_t Chance()
 {
     static const std::uint32_t seed = [] {
@@ -30,7 +30,7 @@ std::uint32_t Chance()
     return state;
 }
 
-/// Every fourth call is interrupted before it does anything.
+/// Every fourth call fails with EINTR first.
 bool IsInterrupted()
 {
     if (Chance() % 4 != 0) {
@@ -47,7 +47,7 @@ bool IsWholeFile(int fd)
     return areWhole && fstat(fd, &found) == 0 && S_ISREG(found.st_mode);
 }
 
-/// One call in 64 is left whole, so that large messages arrive in bearable time.
+/// One call in 64 stays whole, so that large messages do not take too long.
 std::size_t Cut(std::size_t size)
 {
     const std::size_t most = Chance() % 64 == 0 ? size : 1 + Chance() % 3;
@@ -83,7 +83,7 @@ ssize_t sendmsg(int fd, const msghdr* message, int flags)
     return syscall(SYS_sendto, fd, first.iov_base, Cut(first.iov_len), flags, nullptr, 0);
 }
 
-// The client prints through the C library, which does not come by here.
+// The client prints through the C library, which does not call this write().
 ssize_t write(int fd, const void* buffer, std::size_t size)
 {
     if (IsInterrupted()) {

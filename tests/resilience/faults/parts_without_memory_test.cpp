@@ -1,4 +1,4 @@
-// Parts of both programs when an allocation fails below them: what they lose and report.
+// Parts of both programs when an allocation fails: what they lose and report.
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
@@ -64,7 +64,7 @@ TEST(ClientWithoutMemory, ReportsFailedLogLevels)
     EXPECT_EQ(result, 2);
 }
 
-/// Never the bytes of an earlier record.
+/// It must not keep the bytes of an earlier record.
 TEST(RecordWithoutMemory, ThrowsAndIsLeftEmpty)
 {
     unsigned char region[] = {3, 2, 0, 0, 0, 4, 1, 2, 3, 4};
@@ -91,8 +91,8 @@ protected:
     LogEntryWithoutMemory() { setenv("SUBTITLE_LOG", path.c_str(), 1); }
     ~LogEntryWithoutMemory() override { unsetenv("SUBTITLE_LOG"); }
 
-    /// Refuses each allocation of \p write in turn, until it needs no more: the entry is then lost
-    /// as a whole. \return how many were lost
+    /// Refuses each allocation of \p write in turn. Each refusal must lose the whole entry.
+    /// \return the number of lost entries
     template <typename Write>
     int LoseEach(Write write)
     {
@@ -111,7 +111,7 @@ protected:
     const std::string text = std::string(100, 'x');
 };
 
-TEST_F(LogEntryWithoutMemory, IsLostAndNothingElse)
+TEST_F(LogEntryWithoutMemory, IsLostAlone)
 {
     const std::string process = "a process with a long name";
     EXPECT_GT(LoseEach([&](int number) {
@@ -130,7 +130,7 @@ TEST_F(LogEntryWithoutMemory, IsLostAtTheEndOfItsMessage)
                   auto message = std::make_unique<SysLogMsg>();
                   message->Log(logErrors, "a process with a long name") << text;
                   const RefusedAllocation refused(number);
-                  message.reset();  // an exception here would end the program
+                  message.reset();  // an exception in the destructor would end the program
                   return refused.Happened();
               }),
               0);
@@ -153,7 +153,7 @@ TEST(StreamWithoutMemory, LosesNoByte)
     ReceivedFrame held{};
     const char* problem = nullptr;
     ASSERT_EQ(input.Next(held, problem), InputBlocks::Cut::Frame);
-    // A large frame that has begun wants another block while the first one is held.
+    // A large frame that has begun needs another block while the first one is held.
     const std::string large =
         FrameBytes(FrameKind::Notification, 0x1234, 4, std::string(3000, 'y'));
     std::string rest = frame.substr(20) + large;
@@ -190,8 +190,8 @@ TEST(ServiceWithoutMemory, CannotStart)
     EXPECT_EQ(status, 1);
 }
 
-/// Three clients: the first one makes requests and two a quit request, so that the service ends
-/// whichever of them it has no memory for.
+/// Three clients: the first one makes requests, the others send a quit message, so that the service
+/// ends although it has no memory for one of them.
 class RunningService : public testing::Test {
 protected:
     RunningService() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
@@ -201,7 +201,7 @@ protected:
         bool wasRefused = false;
         std::string said;
         std::string journalled;
-        std::vector<unsigned int> received;  ///< message numbers that the first client got
+        std::vector<unsigned int> received;  ///< message numbers that the first client received
 
         bool Received(unsigned int messageId) const
         {
@@ -246,7 +246,7 @@ protected:
             for (;;) {
                 outcome.received.push_back(asking.ReceiveFrame().header.messageId);
             }
-        } catch (const std::runtime_error&) {  // all is received
+        } catch (const std::runtime_error&) {  // the connection is closed
         }
         return outcome;
     }

@@ -1,4 +1,4 @@
-"""Runs the two programs for a sweep, and collects what a run leaves behind."""
+"""Runs the two programs for a sweep, and collects the outcome of a run."""
 
 import os
 import socket
@@ -12,21 +12,21 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../
 from pytest_subtitle import PipedConsole, SECONDS, Service, TimeLimit, Workspace, receive
 from scenarios import Outcome, prepare_files
 
-READY_SECONDS = 1  # then the service is asked: its line may be what fails
-OUTPUT_LIMIT = 1 << 20  # a console at the end of its input prints for ever
+READY_SECONDS = 1  # then a ping asks the service, since the fault may hit its "ready" line
+OUTPUT_LIMIT = 1 << 20  # a console at the end of its input never stops printing
 
 PING = struct.pack(">2sBBIII", b"ST", 1, 1, 0x3B01, 1, 0)
 PONG = struct.pack(">2sBBIII", b"ST", 1, 2, 0x3B02, 1, 0)
 
 
 class Place:
-    """A workspace with one service, for one run after the other."""
+    """A workspace with one service, for many runs one after the other."""
 
     def __init__(self, programs):
         self.workspace = Workspace(programs)
         for program in (self.workspace.client, self.workspace.service):
             if not os.access(program, os.X_OK):
-                raise SystemExit(f"{program}: is not there; build it first")
+                raise SystemExit(f"{program} does not exist; build it first")
         self.trace = self.workspace.new_path("trace")
         self.journal = self.workspace.new_path("journal")
         self.service = Service(self.workspace)
@@ -40,7 +40,7 @@ class Place:
             return file.read().splitlines()
 
     def start_service(self, launcher=()):
-        """Starts the service and waits until it can be reached or has ended."""
+        """Starts the service and waits until it answers or has ended."""
         open(self.journal, "wb").close()
         self.service = Service(self.workspace, ["--journal", self.journal], launcher)
         try:
@@ -48,10 +48,10 @@ class Place:
         except TimeLimit:
             self.is_answered()
         except RuntimeError:
-            pass  # it has ended
+            pass  # the service has ended
 
     def stop_service(self):
-        """Ends the service by SIGTERM. \return its status, or None when it had to be killed"""
+        """Ends the service by SIGTERM. \return its status, or None if only SIGKILL ended it"""
         if self.service.is_running():
             self.service.process.terminate()
         status = self.end_of_service()
@@ -59,14 +59,14 @@ class Place:
         return status
 
     def end_of_service(self, seconds=SECONDS):
-        """\return its status once it has ended by itself, or None when it does not end"""
+        """Waits for the service. \return its status, or None if it does not end by itself"""
         try:
             return self.service.wait_for_end(seconds)
         except TimeLimit:
             return None
 
     def is_answered(self):
-        """Whether a ping that knows nothing of our libraries is answered."""
+        """Whether the service answers a ping that uses none of our libraries."""
         deadline = time.monotonic() + SECONDS
         while time.monotonic() < deadline:
             try:
@@ -106,7 +106,7 @@ class Place:
         return outcome
 
     def collect(self, outcome):
-        """Adds what is complete only when the service has had its turn."""
+        """Adds what is complete only after the service has handled all requests."""
         with open(self.journal, encoding="utf-8", errors="replace") as journal:
             outcome.requests = journal.read().splitlines()
         saved = os.path.join(self.workspace.files, "palette.rgb.out")

@@ -5,7 +5,7 @@
 
 namespace {
 
-thread_local int allowed = -1;  ///< allocations of this thread until one fails; negative for ever
+thread_local int allowed = -1;  ///< allocations of this thread before one fails; negative: no limit
 thread_local bool isLasting = false;
 thread_local bool wasRefused = false;
 

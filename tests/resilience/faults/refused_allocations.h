@@ -1,17 +1,17 @@
 #pragma once
 
-/// While it lives, an allocation of this thread by new fails. The program's operator new is this
-/// file's.
+/// During its lifetime an allocation by new in this thread fails. Its source file replaces the
+/// program's operator new.
 class RefusedAllocation {
 public:
     enum class Extent { One, AllThatFollow };
 
-    /// \param number  how many allocations succeed before
+    /// \param number  how many allocations succeed before it
     explicit RefusedAllocation(int number, Extent extent = Extent::One);
     ~RefusedAllocation();
     RefusedAllocation(const RefusedAllocation&) = delete;
     RefusedAllocation& operator=(const RefusedAllocation&) = delete;
 
-    /// Whether there were as many, so that one was refused.
+    /// Whether an allocation was refused.
     bool Happened() const;
 };

@@ -1,5 +1,5 @@
-// System calls that fail below one part of the programs, again and again or with an error that a
-// whole program would hardly meet.
+// System calls of one part of the programs that fail repeatedly, or with an error that is rare in a
+// whole program.
 
 #include "tests/resilience/faults/refused_calls.h"
 #include "simulator/acceptor.h"
@@ -35,7 +35,7 @@ protected:
 
 class InterruptedConnect : public RefusedCalls {
 protected:
-    /// Connects while the first calls are interrupted. \return the error
+    /// Connects while EINTR interrupts the first calls. \return the error
     int ConnectAfter(int interruptions, int limitMs)
     {
         const RawService service(path);
@@ -64,7 +64,8 @@ class RefusedAccept : public RefusedCalls {
 protected:
     RefusedAccept() { EXPECT_TRUE(poller.Open()); }
 
-    /// Waits until the acceptor tries again, and does. Without a pause it would take a processor.
+    /// Waits for the acceptor's pause, then accepts. Without a pause it would use a whole
+    /// processor.
     static void SitOutPause(Acceptor& waiting)
     {
         EXPECT_GT(waiting.PauseMs(), 0);
@@ -98,7 +99,7 @@ TEST_F(RefusedAccept, PausesTheServiceWithoutMemory)
     EXPECT_EQ(acceptor.PauseMs(), -1);
 }
 
-TEST_F(RefusedAccept, OfUnforeseenKindIsReportedOnce)
+TEST_F(RefusedAccept, IsReportedOnceForAnUnknownError)
 {
     acceptor.Resume(/*clientHasGone*/ false);
     const RawClient client(path);
@@ -111,7 +112,7 @@ TEST_F(RefusedAccept, OfUnforeseenKindIsReportedOnce)
               "SubtitleMgrSim: clients cannot be accepted; the service tries again\n");
 }
 
-TEST_F(RefusedAccept, OfALostClientMakesNoPause)
+TEST_F(RefusedAccept, CausesNoPauseForALostClient)
 {
     acceptor.Resume(/*clientHasGone*/ false);
     for (const int error : {EAGAIN, EINTR, ECONNABORTED}) {
@@ -123,7 +124,7 @@ TEST_F(RefusedAccept, OfALostClientMakesNoPause)
 
 using RefusedWatch = RefusedAccept;
 
-TEST_F(RefusedWatch, OfTheServicesSocketIsTriedAgain)
+TEST_F(RefusedWatch, IsRepeatedForTheSocketOfTheService)
 {
     {
         const RefusedCall refused(Kind::EpollCtl, ENOMEM);
@@ -137,7 +138,7 @@ TEST_F(RefusedWatch, OfTheServicesSocketIsTriedAgain)
     EXPECT_EQ(tag, &acceptor);
 }
 
-TEST_F(RefusedWatch, OfAClientTurnsItAway)
+TEST_F(RefusedWatch, TurnsAClientAway)
 {
     PeerTable peers(poller, /*publishGarbage*/ false);
     RawClient client(path);

@@ -1,4 +1,4 @@
-// The client when an allocation fails: what it was doing has no effect, and it goes on.
+// The client when an allocation fails: the command or option has no effect, and the client goes on.
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/options.h"
@@ -22,10 +22,10 @@
 #include <string>
 #include <vector>
 
-// Instead of the library's: a record that it cannot store.
+// Replaces the stand-in's function: a record that the receiver cannot store.
 void DecodeReceived(LinxIpc&, Item&) { throw std::bad_alloc(); }
 
-// Instead of the library's: a name that needs memory, as another SDK may have it.
+// Replaces the stand-in's function: a name that needs memory, like in another SDK.
 LinxServerNameList::LinxServerNameList() : subtitleMgr("SubtitleMgr-of-this-vehicle") {}
 
 LinxServerNameList& LinxServerNameList::Instance()
@@ -36,7 +36,7 @@ LinxServerNameList& LinxServerNameList::Instance()
 
 const std::string& LinxServerNameList::Name(e_Process) const { return subtitleMgr; }
 
-// The client's main under another name.
+// The client's main has another name in this program.
 int ClientMain(int argc, char** argv);
 
 namespace {
@@ -45,16 +45,16 @@ using Extent = RefusedAllocation::Extent;
 
 const std::string prefix(70, 'n');
 
-/// What came of an action to which an allocation was refused.
+/// The outcome of an action with a refused allocation.
 struct Outcome {
     bool wasRefused = false;
     bool threw = false;
     std::string output;
     std::string errors;
-    std::vector<std::string> log;  ///< its entries
+    std::vector<std::string> log;  ///< log entries
 };
 
-/// How many errors in \p log have \p text.
+/// Number of errors in \p log that contain \p text.
 int CountErrors(const std::vector<std::string>& log, const std::string& text)
 {
     int count = 0;
@@ -85,15 +85,15 @@ Outcome RefuseTo(Action action, int number, Extent extent = Extent::One)
     return outcome;
 }
 
-constexpr int never = 100000;  ///< more allocations than any action here makes
+constexpr int never = 100000;  ///< more allocations than any action in this file makes
 
-/// The console while each allocation of a command is refused in turn. The command's answers must
-/// end the console also when it ends early and they are read as keys.
+/// The console while each allocation of a command is refused in turn. If the command ends early,
+/// the console reads its answers as keys; they must end the console too.
 class ConsoleWithoutMemory : public ConsoleRun {
 protected:
     ConsoleWithoutMemory() { WriteWholeFile(file, std::string(1024, '\x40')); }
 
-    /// \param isGivenUp  whether the command needs memory of its own
+    /// \param isGivenUp  whether the command itself needs memory, so that a refusal ends it
     void ExpectToGoOn(const std::string& typed, bool isGivenUp = true)
     {
         const std::string usual = RunRefusing(typed, never).output;
@@ -139,7 +139,7 @@ TEST_F(ConsoleWithoutMemory, GoesOnAfterAnRgbPalette) { ExpectToGoOn("5 2 " + fi
 
 TEST_F(ConsoleWithoutMemory, GoesOnAfterAPalette) { ExpectToGoOn("5 2 " + file + " f 2 t\nx\n"); }
 
-/// These keys need memory in the messaging library at most, which fails the request.
+/// For these keys only the messaging library needs memory; a refusal fails the request.
 TEST_F(ConsoleWithoutMemory, GoesOnAfterOtherKeys)
 {
     for (const char* keys : {"z\nc\nq\nx\n", "1\n2\nx\n", "6\n1\nx\n", "r\nx\n", "k\nx\n",
@@ -164,20 +164,20 @@ TEST(EntryAboutMemory, IsLostWithoutMemory)
         LogClient::Instance().ProcessName(process);
         LogRefusedMemory(1, "a command");
     };
-    EXPECT_EQ(RefuseTo(log, never).log.size(), 1u);  // from here on the name has its memory
+    EXPECT_EQ(RefuseTo(log, never).log.size(), 1u);  // afterwards the name needs no more memory
     const Outcome outcome = RefuseTo(log, 0, Extent::AllThatFollow);
     EXPECT_TRUE(outcome.wasRefused);
     EXPECT_FALSE(outcome.threw);
     EXPECT_TRUE(outcome.log.empty());
 }
 
-/// Without a thread of its own.
+/// A client that starts no thread.
 class StillClient : public SubtitleMgrCli {
 public:
     int PreInit() override { return 1; }
 };
 
-TEST(EveryOption, EndsInOrderWithoutMemory)
+TEST(EveryOption, EndsWithoutMemory)
 {
     for (const char* option : {"-h", "-u", "-p", "-q", "-l", "-s63", "-c"}) {
         std::string words[] = {"client", option};

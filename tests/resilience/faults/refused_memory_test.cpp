@@ -1,5 +1,5 @@
-// Each allocation below one operation of an endpoint fails once: the caller gets an error and no
-// exception, and the endpoint goes on. A leak checker in the build sees what was lost on the way.
+// Each allocation of one endpoint operation fails once: the caller gets an error and no exception,
+// and the endpoint goes on. The sanitizer build also reports leaks.
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
@@ -46,12 +46,13 @@ protected:
     {
         RegionVisItem item;
         item.Decode(from->ReceivedMessage().Payload());
-        const std::string text(100, 'x');  // as a handler may need it
+        const std::string text(100, 'x');  // a handler may allocate
         *static_cast<unsigned*>(count) += static_cast<unsigned>(text.size() / 100);
     }
 
-    /// Refuses the first, second, third ... allocation of \p operation on a fresh endpoint until it
-    /// needs no more, alone and with all that follow; \p prepare runs unhindered before.
+    /// Refuses the first, second, third ... allocation of \p operation on a new endpoint, alone and
+    /// with all that follow, until the operation succeeds. \p prepare runs before, with enough
+    /// memory.
     static void RefuseEach(const std::function<void(LinxIpc&)>& prepare,
                            const std::function<int(LinxIpc&)>& operation)
     {
@@ -80,7 +81,7 @@ protected:
         }
     }
 
-    /// Subscribes to visibilities, which \p count counts. \return the error
+    /// Subscribes to visibilities; \p count counts them. \return the error
     static int Subscribe(LinxIpc& ipc, unsigned& count)
     {
         RegionVisItem unused;
@@ -160,7 +161,7 @@ TEST_F(RefusedMemory, LosesOneNotificationInAHandler)
     EXPECT_GT(count, 0u);
 }
 
-/// What cannot be received is not waited for.
+/// A request must not wait for a reply that it has no memory for.
 TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
 {
     for (int number = 0; number < 30; ++number) {
@@ -176,8 +177,7 @@ TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
     }
 }
 
-/// A thread that receives for ever would otherwise take a whole processor until there is memory
-/// again.
+/// Otherwise a receiving thread would use a whole processor until memory is free again.
 TEST_F(RefusedMemory, MakesReceivePauseWhileItConnectsAgain)
 {
     int error = 0;

@@ -1,7 +1,7 @@
-"""What the sweeps let the programs do, and what may be seen of it.
+"""The uses of the programs in the sweeps, and their permitted outcomes.
 
-A scenario is a command line with keys. Its outcome is told by all that a person can look at: both
-outputs, the log, what the service was asked and the files that were written.
+A scenario is a command line with keys. Its outcome is everything that a user can see: both outputs,
+the log, the requests to the service and the written files.
 """
 
 import os
@@ -20,9 +20,9 @@ SUBSCRIBED = re.escape((MAIN_MENU % b"subscribed").decode())
 
 MARK = r"(\n|  ERROR)"
 INIT = r"(Error initializing the connection\n)?"
-# The client's own entry when memory is refused to a whole command or option.
+# The client's own entry when it has no memory for a command or an option.
 GIVEN_UP = r"level=2 Error allocating memory for (a command|an option)"
-# What the messaging library may say of a lost connection; no person at the console sees it.
+# Log entries of the messaging library about a lost connection; the console does not show them.
 LIBRARY_ENTRIES = (
     r"level=2 (endpoint |connection to |a subscription was refused |dropped "
     r"|\d+ log entries were lost: ).*"
@@ -35,19 +35,19 @@ CONVERTED = bytes(to_ycbcr(PALETTE))
 
 @dataclass
 class Outcome:
-    """What is left of one run."""
+    """The outcome of one run."""
 
     status: int = 0
     timed_out: bool = False
-    repeats: bool = False  # ended because it printed for ever
+    repeats: bool = False  # killed because it did not stop printing
     out: str = ""
     err: str = ""
     log: list = field(default_factory=list)
     requests: list = field(default_factory=list)
-    saved: bytes = None  # the output file, None when there is none
+    saved: bytes = None  # the output file; None if it does not exist
 
     def seen(self):
-        """All but the library's own log entries, to be compared with a run without a fault."""
+        """The outcome without log entries of the library, to compare with a run without a fault."""
         return (
             self.status,
             self.out,
@@ -58,7 +58,7 @@ class Outcome:
         )
 
     def __str__(self):
-        """For a person, not longer than needed."""
+        """A short text for people."""
         return (
             f"status {self.status}{', hangs' * self.timed_out}\n"
             f"out: {self.out[-600:]!r}\nerr: {self.err[-600:]!r}\n"
@@ -69,23 +69,23 @@ class Outcome:
 
 @dataclass
 class Scenario:
-    """One use of the client, and the ways it may end when something fails below it."""
+    """One use of the client, and its permitted outcomes under a fault."""
 
     name: str
     arguments: list
     keys: str = ""
     needs_service: bool = True
     ends_service: bool = False
-    # Pairs of patterns for standard output and standard error of a run that says what failed.
+    # Pairs of patterns for standard output and standard error of a run that prints what failed.
     told: tuple = ()
     entries: str = r"(?!)"  # log entries of the client
     requests: str = r"(?!)"  # lines of the journal
-    # The same pairs, of a run that gave a command or an option up and says so in the log.
+    # The same pairs for a run in which the log has an entry about a failed command or option.
     given_up: tuple = ()
     saves: bool = False  # writes an output file
 
     def is_told(self, outcome):
-        """Whether an outcome is one that the pages for users describe."""
+        """Whether the pages for users describe this outcome."""
         return matches(self.told, outcome) and self.leaves_its_traces(outcome)
 
     def is_given_up(self, outcome, log_was_hit):
@@ -97,20 +97,20 @@ class Scenario:
         )
 
     def leaves_its_traces(self, outcome):
-        """Whether log and journal have nothing but what belongs to this scenario."""
+        """Whether log and journal have only lines that belong to this scenario."""
         return all(
             re.fullmatch(f"{LIBRARY_ENTRIES}|{GIVEN_UP}|{self.entries}", line)
             for line in outcome.log
         ) and all(re.fullmatch(self.requests, line) for line in outcome.requests)
 
     def untold_loss(self, outcome, log_was_hit):
-        """What got lost without a word, or None. A log that failed itself cannot tell."""
+        """Returns what was lost silently, or None. A failed log cannot report."""
         if not self.saves or log_was_hit:
             return None
         if outcome.saved not in (None, CONVERTED) and not CONVERTED.startswith(outcome.saved):
             return "the output file has other bytes"
         if outcome.saved != CONVERTED and not any("level=2 " in line for line in outcome.log):
-            return "an output file that is not whole, and no log entry"
+            return "an incomplete output file without a log entry"
         return None
 
 
@@ -121,12 +121,12 @@ def matches(patterns, outcome):
 
 
 def request(name, fields=""):
-    """The pattern of a journal line."""
+    """Returns the pattern of a journal line."""
     return rf'\{{"request":"{name}"{fields}\}}'
 
 
 def sized(data):
-    """How a journal line shows bytes, or none when they could not be read."""
+    """Returns a pattern for bytes in a journal line, or for no bytes if the file was not read."""
     shown = [f'"size":{len(part)},"crc32":"{zlib.crc32(part):08x}"' for part in (data, b"")]
     return "(" + "|".join(shown) + ")"
 
@@ -156,7 +156,7 @@ SCENARIOS = [
         requests=request("Quit"),
         told=(
             (r"", INIT + r"Shut down Requested\nError (running quit|allocating request)\n"),
-            # There is no reply: a service that is killed before it reads the request ends as well.
+            # Quit has no reply: a service that is killed before it reads the message ends too.
             (r"Quit issued\n", r"Shut down Requested\n"),
         ),
     ),
@@ -228,17 +228,17 @@ SCENARIOS = [
                 INIT,
             ),
         ),
-        # The answer "f" that was typed ahead is then an unknown key.
+        # The console then reads the typed answer "f" as an unknown key.
         given_up=((UNSUBSCRIBED + PALETTE_PROMPTS + UNSUBSCRIBED * 2, INIT),),
     ),
 ]
 
-# The service itself, from its start over one ping to its end: every call that it makes can fail.
+# The service from its start to its end with one ping: every call that it makes can fail.
 SERVICE_START = "service-start"
 
 
 def prepare_files(workspace):
-    """The files that scenarios read; what an earlier run left goes."""
+    """Makes the files that scenarios read, and removes the files of an earlier run."""
     for name, content in (("region.bin", REGION), ("palette.rgb", PALETTE)):
         with open(os.path.join(workspace.files, name), "wb") as file:
             file.write(content)

@@ -1,8 +1,8 @@
-"""Fails each system call once by which the service writes `ready`, standard error or the journal.
+"""Fails each system call once with which the service writes `ready`, standard error or the journal.
 
 The outputs are pipes, sockets, terminals, files, or files on a disk that is full for a while. In
-each run the service answers every ping and ends when it is told to; each output holds whole lines
-only, and those that are missing are counted on standard error.
+each run the service must answer every ping and end on request. Each output has whole lines only,
+and standard error has the number of lost lines.
 """
 
 import ctypes
@@ -33,7 +33,7 @@ CLONE_NEWNS = 0x20000
 
 
 def may_mount():
-    """Whether small disks can be mounted, from now on for this process and its children alone."""
+    """Whether small disks can be mounted, for this process and its children only."""
     libc = ctypes.CDLL(None, use_errno=True)
     return (
         os.geteuid() == 0
@@ -54,10 +54,10 @@ class Outputs:
 
     def __init__(self, kind, folder):
         self.kind = kind
-        self.folder = os.path.join(folder, "sinks")  # the small disk, if there is one
+        self.folder = os.path.join(folder, "sinks")  # a mount point for the small disk
         os.mkdir(self.folder)
         self.texts = {"out": b"", "err": b"", "journal": b""}
-        self.readers = {}  # by output, where it is no file
+        self.readers = {}  # by output; files have none
         self.earlier = {"out": "", "err": "", "journal": ""}
         if kind.name == "full-disk":
             command = ["mount", "-t", "tmpfs", "-o", "size=16k", "none", self.folder]
@@ -87,7 +87,7 @@ class Outputs:
         return theirs
 
     def fill_disk(self):
-        """The next line of each file begins in its one page and needs another, which is missing."""
+        """Fills the disk: the next line of each file begins in its page and needs another one."""
         for output, line in (("err", EARLIER_ERROR_LINE), ("journal", JOURNAL_LINE)):
             self.earlier[output] = line * (4095 // len(line))
             with open(self.path(output), "w", encoding="utf-8") as file:
@@ -100,12 +100,12 @@ class Outputs:
             os.remove(self.path("filler"))
 
     def read(self):
-        """Adds what has come."""
+        """Reads the available output."""
         for output, reader in self.readers.items():
             while select.select([reader], [], [], 0)[0]:
                 try:
                     more = os.read(reader, 65536)
-                except OSError:  # a terminal without a program
+                except OSError:  # a terminal whose program has ended
                     break
                 if not more:
                     break
@@ -128,7 +128,7 @@ class Outputs:
 
 
 def calls_of_sinks(trace_lines, journal):
-    """Which calls of a traced run serve the outputs: a list of (call, number), as strace counts."""
+    """Returns the calls of a traced run that write outputs, as (call, number) of strace."""
     counts, found, descriptors = {}, [], {"1", "2"}
     for line in trace_lines:
         match = CALL.match(line)
@@ -160,14 +160,14 @@ class SinkSweep(Sweep):
 
     def __init__(self, arguments):
         super().__init__(arguments)
-        self.base = {}  # by kind, what fails in every run besides
+        self.base = {}  # by kind, calls that fail in every run
 
     def plan(self):
         names = ["pipes", "sockets", "terminal", "files", "no-proc"]
         if may_mount():
             names.append("full-disk")
         else:
-            print("full-disk: left out, only root can mount a small disk")
+            print("full-disk: skipped, since only root can mount a small disk")
         chosen = self.arguments.scenario or names
         return self.with_chosen_calls(
             (kind, Fault("service", call, number, error))
@@ -177,7 +177,7 @@ class SinkSweep(Sweep):
         )
 
     def learn(self, kind):
-        """Every call by which outputs of this kind are written."""
+        """Returns every call that writes outputs of this kind."""
         if kind.name == "no-proc":
             first = next(number for call, number in self.learn(Kind("pipes")) if call == "openat")
             self.base[kind] = [f"inject=openat:error=EACCES:when={first}+"]
@@ -220,7 +220,7 @@ class SinkSweep(Sweep):
             outputs.close()
 
     def wait_for_tracer(self):
-        """The tracer writes its last lines after the service has ended."""
+        """Waits for the tracer, which writes its last lines after the service has ended."""
         deadline = time.monotonic() + SECONDS
         while time.monotonic() < deadline:
             if any(re.search(r"\+\+\+ (exited|killed)", line) for line in self.place.trace_lines()):
@@ -228,18 +228,18 @@ class SinkSweep(Sweep):
             time.sleep(0.001)
 
     def ping(self, service, outputs):
-        """\\return what goes wrong, or None"""
+        """\\return the error, or None"""
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as peer:
             peer.settimeout(SECONDS)
             if not self.connect(peer, service):
-                return "it cannot be reached"
+                return "the service does not accept a connection"
             for number in range(2 * PINGS):
                 if number == PINGS:
                     outputs.make_room()
                 try:
                     peer.sendall(PING)
                     if receive(peer, len(PONG)) != PONG:
-                        return "another answer"
+                        return "a wrong answer"
                 except OSError as error:
                     return f"no answer: {error}"
                 outputs.read()
@@ -276,10 +276,10 @@ def judge(outputs, problem):
         or told > 1
         or pings + told + len(losses) != len(lines)
     ):
-        return "finding", "a torn line\n" + description
-    # The line about the journal may be one of those that are lost.
+        return "finding", "an incomplete line\n" + description
+    # The line about the journal may be among the lost lines.
     is_complete = written == 2 * PINGS
     if pings + sum(losses) + told - (not is_complete) != 2 * PINGS:
-        return "finding", "lines are missing that are not counted\n" + description
+        return "finding", "lines are lost and not counted\n" + description
     is_whole = new["out"] and is_complete and not losses
     return ("success" if is_whole else "output lost"), description

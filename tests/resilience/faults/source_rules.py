@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks in the product's sources for what must not be there; no run could show its absence.
+"""Searches the product's sources for forbidden code, since no run can prove that it is absent.
 
 source_rules.py ROOT RULE
 """
@@ -10,21 +10,21 @@ import sys
 
 ROOMS = ("client", "platform", "simulator", "tools")
 
-# Name: pattern, files where it may be all the same.
+# Name: pattern, files with permitted exceptions.
 RULES = {
-    # Descriptors above 1023 would write beyond the set.
+    # With a descriptor above 1023, select() writes beyond its set.
     "NoSelect": (r"\b(select|pselect|FD_SET)\s*\(", ()),
-    # Numbers are printed and read without grouping only in the locale that a program starts with.
+    # Only the default locale prints and reads numbers without grouping.
     "NoLocale": (r"setlocale|std::locale|\bimbue\b", ()),
-    # Waits are measured on the monotonic clock; only log entries and recordings tell the time of
-    # day, and the report asks for it and does nothing with the answer.
+    # Waits use the monotonic clock. Only log entries and recordings contain the time of day; the
+    # report reads it and does not use it.
     "NoWallClock": (
         r"system_clock|gettimeofday|CLOCK_REALTIME|\btime\s*\(\s*(nullptr|0|NULL)",
         ("platform/src/LogMsg.cpp", "client/stats/report.cpp", "tools/recording/writer.cpp"),
     ),
-    # Strong ordering only, and no atomics wider than the device's words.
+    # Sequentially consistent order only, and no atomics wider than the device's words.
     "NoWeakAtomics": (r"memory_order|std::atomic<(?!(unsigned|bool|int)>)|__atomic|__sync", ()),
-    # Bytes of a message are read and written one by one.
+    # The product reads and writes the bytes of a message one by one.
     "NoStructsOnTheWire": (
         r"reinterpret_cast<(const )?(struct )?\w+(Header|Record|Item|Frame)\b"
         r"|#pragma pack|packed\)\)|\b(hton|ntoh)[sl]\b",
@@ -32,14 +32,14 @@ RULES = {
     ),
     # The abstract namespace has no permissions: any program may take a name first.
     "NoAbstractSockets": (r"sun_path\s*\[\s*0\s*\]|sun_path\s*\+\s*1", ()),
-    # Stacks are small on the device: nothing that grows, nothing large.
+    # Stacks are small on the device: no variable and no large locals.
     "NoLargeLocals": (
         r"\balloca\s*\(|^\s+(unsigned )?char \w+\[(\d{5,}|[89]\d{3}|\d+ \* 1024)\];",
         (),
     ),
-    # A program with more rights than its caller must not be steered by the caller's variables.
+    # A program with more rights than its caller must ignore the caller's variables.
     "NoTrustInTheEnvironment": (r"(?<!secure_)getenv\s*\(|\benviron\b", ()),
-    # Who is at the other end is asked of the kernel as a user, never as a process.
+    # The product asks the kernel for a peer's user, never for its process.
     "NoTrustInProcessNumbers": (r"peer\.pid|ucred.*\.pid", ()),
 }
 
@@ -59,13 +59,13 @@ def main():
     root, rule = pathlib.Path(sys.argv[1]), sys.argv[2]
     pattern, exceptions = RULES[rule]
     found = list(violations(root, pattern, exceptions))
-    # An exception that is none any more would hide the next violation.
+    # An exception that is no longer needed would hide the next violation.
     stale = [
         name
         for name in exceptions
         if not any(re.search(pattern, line) for line in (root / name).read_text().splitlines())
     ]
-    for line in found + [f"{name}: no exception is needed any more" for name in stale]:
+    for line in found + [f"{name}: the exception is no longer needed" for name in stale]:
         print(line)
     return 1 if found or stale else 0
 

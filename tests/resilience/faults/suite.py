@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the test suite while reads and writes move 1 to 3 bytes and are interrupted, by seed.
+"""Runs tests while reads and writes move 1 to 3 bytes and return EINTR, repeatable by a seed.
 
 suite.py PROGRAMS [--short] [--seed SEED]
 """
@@ -15,21 +15,22 @@ import sys
 import tempfile
 import time
 
-# Both sides of the socket are in these programs, and all that they do is cut.
+# These programs have both sides of the socket, so all of their calls move pieces. The lists name
+# the tests that are left out.
 IN_ONE_PROCESS = {
-    # A frame and its age are what these tests count.
+    # These tests depend on whole frames and their age.
     "unit_simulator": ["PeerTable.Drops*", "PeerTable.KeepsAPeerThatIsSilent*"],
     "resilience_bytes": [],
     "unit_platform": [
-        # Pieces fill a socket long before what these tests send is in it.
+        # A socket holds less data in pieces than these tests send.
         "EndOfEndpoint.IsABarrierForCallbacks",
-        "Notifications.AreTheNewestWhenTheyWaitedForAReceive",
-        "OneWayMessage.LeavesAConnectionThatHasNoRoomForIt",
-        # Hung up on before its last byte is sent.
+        "Notifications.KeepTheNewestWhenNoCallReceives",
+        "OneWayMessage.KeepsTheConnectionWhenTheSocketIsFull",
+        # The endpoint closes the connection before the test has sent its last byte.
         "BadFrame.ClosesTheConnectionWithAnEntry",
-        # A call without time to wait takes one look, and gets a piece.
+        # A call without waiting time reads once, and gets a piece.
         "Notifications.MayComeByteByByte",
-        # They fill sinks, make thousands of calls beside others or count on the whole of a write.
+        # These tests fill sinks, make thousands of concurrent calls or need whole writes.
         "*Sink*",
         "LogFile.*",
         "SystemLog.*",
@@ -40,17 +41,17 @@ IN_ONE_PROCESS = {
         "MadeDirectory.*",
     ],
 }
-# Here the client and the service are cut, not the test.
+# In these tests the calls of client and service move pieces, not those of the test.
 WITH_PROGRAMS = {
     "resilience_requests": ["UnreadSystemLog.*", "LogFileAtItsLimit.*", "DescriptorShortage.*"],
-    # Programs of others, which do not bear interruptions.
+    # Programs of other projects do not handle EINTR.
     "resilience_directory": ["ForeignService.*"],
-    # Megabytes, which take too long in pieces.
+    # Megabytes take too long in pieces.
     "resilience_losses": ["Console.GoesOnAfterItWasStoppedUnderTraffic"],
     "service": [
-        # A peer that is dropped loses what it has not taken yet.
+        # A dropped peer loses its unread bytes.
         "BadFrame.*",
-        # Megabytes, crowds, limits of time, and sinks that are full at a certain byte.
+        # Megabytes, many clients, time limits, and sinks that are full at a certain byte.
         "CostlyRefresh.*",
         "Flood.*",
         "FullDisk.*",
@@ -69,17 +70,17 @@ WITH_PROGRAMS = {
         "*Unread*",
     ],
 }
-# Left out as a whole: unit tests of the rooms that neither read nor write (cli, console,
-# generators, handlers, records, stats); harness; programs that refuse calls themselves
-# (resilience_memory, resilience_calls); numbers, floods and times that pieces would stretch beyond
-# their limits (resilience_exit, _idle, _threads); sessions on a terminal.
+# Left out as a whole: unit tests of rooms that neither read nor write (cli, console, generators,
+# handlers, records, stats); harness; programs that refuse calls themselves (resilience_memory,
+# resilience_calls); programs whose time limits are too short for pieces (resilience_exit, _idle,
+# _threads); sessions on a terminal.
 SESSIONS = "sessions"
 SHORT = ("unit_simulator", "resilience_requests")
 LIMIT_S = 600
 
 
 def output_of(command, variable, arguments):
-    """Runs a command in pieces; the variable names the library. Returns what it printed."""
+    """Runs a command with the library preloaded by the variable. Returns its output."""
     environment = {
         **os.environ,
         "PARTIAL_SEED": str(arguments.seed),
@@ -99,7 +100,7 @@ def output_of(command, variable, arguments):
 
 
 def run_sessions(arguments):
-    """Plays the console sessions on pipes. Returns their name, how many passed and what failed."""
+    """Plays the console sessions on pipes. Returns their name, the number passed and failures."""
     player = pathlib.Path(__file__).parents[2] / "sessions" / "play.py"
     command = [sys.executable, player, "--programs", arguments.bin, "--on", "pipe"]
     text = output_of(command, "PROGRAMS_PRELOAD", arguments).stdout
@@ -109,7 +110,7 @@ def run_sessions(arguments):
 
 
 def run(name, arguments):
-    """Runs a program of tests. Returns its name, how many passed and what failed."""
+    """Runs a test program. Returns its name, the number passed and the failures."""
     if name == SESSIONS:
         return run_sessions(arguments)
     alone = name in IN_ONE_PROCESS
@@ -122,7 +123,7 @@ def run(name, arguments):
         set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout, re.MULTILINE))
     )
     if result.returncode != 0 and not failed:
-        failed = [f"the program, with {result.returncode}"]
+        failed = [f"the program, with status {result.returncode}"]
     return name, passed, failed
 
 
@@ -135,7 +136,7 @@ def main():
     arguments = parser.parse_args()
     names = SHORT if arguments.short else [*IN_ONE_PROCESS, *WITH_PROGRAMS, SESSIONS]
     with tempfile.TemporaryDirectory(prefix="suite.") as folder:
-        # Some programs run as another user, who need not be able to read the build.
+        # Some programs run as another user, who may have no access to the build folder.
         os.chmod(folder, 0o755)
         arguments.library = shutil.copy(
             pathlib.Path(arguments.bin, "libpartial_preload.so"), folder
@@ -144,7 +145,7 @@ def main():
 
 
 def run_all(names, arguments):
-    """Runs programs of tests beside each other. Returns the exit status."""
+    """Runs test programs in parallel. Returns the exit status."""
     started, total, bad = time.monotonic(), 0, False
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for name, passed, failed in pool.map(lambda name: run(name, arguments), names):

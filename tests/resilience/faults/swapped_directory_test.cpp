@@ -1,4 +1,4 @@
-// The messaging directory, or a file in it, changes while it is being looked at.
+// A messaging directory that changes during a connect, and endpoints with a very short life.
 
 #include "platform/src/messaging_directory.h"
 #include "platform/src/wire_format.h"

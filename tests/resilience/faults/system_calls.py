@@ -1,6 +1,6 @@
-"""Fails each network and file call of a program once, with each of some errors, or kills it there.
+"""Fails each network and file call of a program once with several errors, or kills it in the call.
 
-strace does both: it tells which calls a run makes, and makes the chosen one fail.
+strace lists the calls of a run, and makes the chosen call fail.
 """
 
 import re
@@ -16,12 +16,12 @@ TRACED = "trace=%network,%file,%desc,munmap"
 NOT_TOUCHED = {"mmap", "munmap", "execve", "exit_group", "exit"}
 CALL = re.compile(r"^\d+ +(?:<\.\.\. )?(\w+)\(")
 
-# The program stays the process that was started, so that it can be sent signals and waited for.
+# The program stays the started process, so that signals and waits reach it.
 STRACE = ("strace", "-D", "-f", "-e", "quiet=attach,personality", "-e", "signal=KILL", "-o")
 
 
 class Fault:
-    """The Nth call of a kind, and what becomes of it."""
+    """The Nth call of a kind, and its error or signal."""
 
     def __init__(self, who, call, number, error):
         self.who, self.call, self.number, self.error = who, call, number, error
@@ -34,16 +34,16 @@ class Fault:
         return f"inject={self.call}:{what}:when={self.number}"
 
     def launcher(self, trace):
-        """The words before a command that is to suffer it."""
+        """Returns the words before a command that make strace inject the fault."""
         return [*STRACE, trace, "-e", f"trace={self.call}", "-e", self.option()]
 
 
 def calls_of_main(trace_lines):
-    """Which calls a traced run made after the loader was done: a set of (call, number).
+    """Returns the calls of a traced run after the loader, as a set of (call, number).
 
-    The loader unmaps its cache when it has found all libraries; that is its last call.
+    The loader's last call unmaps its cache, after it has found all libraries.
     """
-    counts = {}  # by thread and call, as strace counts
+    counts = {}  # by thread and call, like strace counts
     found = set()
     loading = True
     main_thread = None
@@ -62,18 +62,18 @@ def calls_of_main(trace_lines):
 
 
 def is_part_of(part, whole):
-    """Whether all characters of one text are in another one, in their order."""
+    """Whether another text contains all characters of one text in their order."""
     rest = iter(whole)
     return all(character in rest for character in part)
 
 
 def hits_output(hits):
-    """Whether it was the console's own output that failed: such a text is lost."""
+    """Whether the console's own output failed: such a text is lost."""
     return any(re.search(r" (write|writev|newfstatat|fcntl)\([12],", hit) for hit in hits)
 
 
 class Sweep:
-    """Runs scenarios with faults in one place, and judges what comes out."""
+    """Runs scenarios with faults in one place, and judges the outcomes."""
 
     SHORT = 300  # runs of a short sweep
 
@@ -86,7 +86,7 @@ class Sweep:
         self.place.close()
 
     def chosen(self):
-        """The scenarios that the command line names, or all."""
+        """Returns the scenarios that the command line names, or all."""
         names = self.arguments.scenario
         return [scenario for scenario in SCENARIOS if not names or scenario.name in names]
 
@@ -95,7 +95,7 @@ class Sweep:
             self.place.start_service()
 
     def plan(self):
-        """Every (scenario, fault) there is."""
+        """Returns every (scenario, fault)."""
         plan = []
         for scenario in self.chosen():
             for call, number in self.learn_client(scenario):
@@ -114,7 +114,7 @@ class Sweep:
         return [(what, fault) for what, fault in plan if not calls or fault.call in calls]
 
     def learn_client(self, scenario):
-        """The calls that the client makes; twice, since two threads do not always make the same."""
+        """The calls of two runs of the client, since its threads do not always make the same."""
         calls = set()
         for _ in range(2):
             self.ensure_service(scenario)
@@ -125,7 +125,7 @@ class Sweep:
         return sorted(calls)
 
     def learn_service(self, scenario):
-        """The calls that the service makes from its start to its end around a scenario."""
+        """Returns the calls of the service from its start to its end with a scenario."""
         self.place.stop_service()
         self.place.start_service([*STRACE, self.place.trace, "-e", TRACED])
         self.place.run_client(scenario)
@@ -133,7 +133,7 @@ class Sweep:
         return calls_of_main(self.place.trace_lines())
 
     def baseline(self, scenario):
-        """How the scenario looks when nothing fails."""
+        """Returns the outcome of the scenario without a fault."""
         if scenario.name not in self.usual:
             self.ensure_service(scenario)
             outcome = self.place.run_client(scenario)
@@ -160,7 +160,7 @@ class Sweep:
             problem = "the service did not end"
         self.place.collect(outcome)
         if scenario.needs_service and not quit_was_sent and not self.place.is_answered():
-            problem = "the service suffers: " + self.place.service.error_text()
+            problem = "the service is affected: " + self.place.service.error_text()
         if not hits and not outcome.timed_out:
             return "not reached", ""
         return self.judge(scenario, usual, outcome, hits, problem)
@@ -169,7 +169,7 @@ class Sweep:
         if outcome.timed_out:
             return "hang", str(outcome)
         if outcome.repeats and any(" read(0," in hit for hit in hits):
-            return "repeats", ""  # as at the end of its input
+            return "repeats", ""  # like a console at the end of its input
         if outcome.status != 0:
             return "crash", str(outcome)
         log_was_hit = any(self.place.workspace.log in hit for hit in hits) or any(
@@ -194,7 +194,7 @@ class Sweep:
         problem = None
         if scenario.ends_service and outcome.out == usual.out:
             if self.place.end_of_service() is None and fault.error != KILL:
-                problem = "it does not obey the quit message"
+                problem = "it does not end after the quit message"
             self.place.collect(outcome)
         else:
             self.place.collect(outcome)
@@ -219,7 +219,7 @@ class Sweep:
 
     @staticmethod
     def check_status(fault, status, said):
-        """\\return what is wrong with the end of the service after the fault, or None"""
+        """\\return the error in the end of the service after the fault, or None"""
         if status is None:
             return "it does not end"
         if status == 0 or (status == -signal.SIGKILL and fault.error == KILL):
@@ -228,8 +228,8 @@ class Sweep:
         return None if status == 1 and told else f"it ends with {status}: {said}"
 
     def check_successor(self):
-        """Whatever happened, the next service takes over and answers."""
+        """After every fault the next service must take over and answer."""
         self.place.start_service()
         if not self.place.service.is_running() or not self.place.is_answered():
-            return "no other can be started: " + self.place.service.error_text()
+            return "no other service can start: " + self.place.service.error_text()
         return None

@@ -24,11 +24,11 @@ constexpr unsigned setLogLevel = 0x3C12;
 constexpr unsigned unknownMessage = 0x1234;
 const std::string serviceName = "SubtitleMgr";
 
-/// What a call may take beyond its own limit, on a busy machine with a sanitizer.
+/// The time that a call may take beyond its own limit, on a busy machine with a sanitizer.
 constexpr milliseconds slack{5000};
-/// A call that takes longer never returns.
+/// A call that takes longer counts as hanging.
 constexpr milliseconds patience{60000};
-/// Connecting twice, and the wait for room.
+/// The time for two connects and the wait for room.
 constexpr int notifyLimitMs = 2 * 1000 + 2 * 2000;
 
 unsigned Below(std::mt19937& random, unsigned limit)
@@ -36,7 +36,7 @@ unsigned Below(std::mt19937& random, unsigned limit)
     return static_cast<unsigned>(random() % limit);
 }
 
-/// What a call may return while its service comes and goes.
+/// The errors that a call may return while its service restarts.
 bool IsExpected(int error)
 {
     static const std::set<int> expected = {0,      ETIMEDOUT, ECONNRESET,  EPIPE,
@@ -75,7 +75,7 @@ void Callers::Pause()
 
 void Callers::End()
 {
-    // The memory stays: that thread goes on to call it, as a console's does.
+    // The memory stays: the receiving thread still calls the object, like a console's.
     LinxIpc* const gone = ipc.release();
     gone->~LinxIpc();
     receiverIsOver = true;
@@ -180,7 +180,7 @@ int Callers::SetLevel(int limitMs)
     for (int i = 3; i >= 0; --i) {
         payload[i] = static_cast<char>(level >> (8 * (3 - i)));
     }
-    IpcMessage message;  // and its reply
+    IpcMessage message;  // becomes the reply too
     int error = message.Allocate(setLogLevel, sizeof payload, payload);
     if (error == 0) {
         error = ipc->Request(serviceName, message, setLogLevel + 1, limitMs, &message);
@@ -199,7 +199,7 @@ int Callers::Ping(int limitMs)
     return error != 0 ? error : ipc->Request(serviceName, message, ping + 1, limitMs, nullptr);
 }
 
-/// Mostly small ones, and some that no socket holds.
+/// Mostly small records, and some that are larger than a socket's buffer.
 int Callers::Notify(Random& random, bool mayWait)
 {
     IpcMessage message;

@@ -15,19 +15,19 @@
 #include <vector>
 
 /// Eight threads that subscribe, unsubscribe, request and notify at random on one endpoint, and one
-/// that receives. Each call must return in its time, with a result that it may have.
+/// that receives. Each call must return in its time with a permitted result.
 class Callers {
 public:
     explicit Callers(unsigned seed);
 
-    /// Lets them call until Pause(), which returns when no call of the eight is under way.
+    /// Lets the threads call until Pause(), which returns when no call of the eight is running.
     void Resume();
     void Pause();
 
-    /// Ends the endpoint below the thread that receives, and then the threads. Only while paused.
+    /// Ends the endpoint while one thread receives, then the threads. Only while paused.
     void End();
 
-    /// Log levels whose setting returned 0 since the last time.
+    /// Log levels that were set successfully since the last call.
     std::vector<unsigned> TakeAcknowledged();
     Ledger& Subscriptions() { return ledger; }
 

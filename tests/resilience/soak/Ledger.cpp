@@ -25,7 +25,7 @@ void Ledger::Unsubscribed(unsigned number, bool confirmed, unsigned long long be
     ends.push_back({number, confirmed, begin, Now()});
 }
 
-/// Another one took its place, or it was ended, in a call that began after its own.
+/// A call that began after this subscription's call replaced or ended it.
 bool Ledger::IsGone(const Subscription& subscription) const
 {
     return std::any_of(subscriptions.begin(), subscriptions.end(),
@@ -64,7 +64,7 @@ std::map<unsigned, std::set<Ledger::Token>> Ledger::InForce()
     }
     subscriptions = kept;
     ends.clear();
-    // Those under way at once may have been answered in any order.
+    // The service may answer concurrent calls in any order.
     std::map<unsigned, std::set<Token>> inForce;
     for (const unsigned number : {2u, 3u, 4u, 6u, 10u}) {
         const bool isCovered = certain.count(1) > 0 && number <= 4;

@@ -7,23 +7,23 @@
 #include <string>
 #include <vector>
 
-/// What calls on many threads did to the subscriptions, and what must be in force by it.
+/// Records the subscription calls of many threads, and computes the subscriptions that must exist.
 ///
 /// Subscription numbers: 1 covers 2, 3 and 4.
 class Ledger {
 public:
     using Token = unsigned long;
 
-    /// A moment, to order calls by.
+    /// A time stamp that orders calls.
     unsigned long long Now() { return ++clock; }
 
-    /// The service has accepted.
+    /// The service has accepted the subscription.
     void Subscribed(unsigned number, Token token, unsigned long long begin);
-    /// Whether or not it was \p confirmed: the service may have done it all the same.
+    /// Also counts without \p confirmed, since the service may have ended the subscription.
     void Unsubscribed(unsigned number, bool confirmed, unsigned long long begin);
 
-    /// Which callbacks may get what is published under a number; a number that nothing is certain
-    /// about is left out. Forgets what can no longer matter. Only while no call is under way.
+    /// The callbacks that may get a publication under each number, without uncertain numbers.
+    /// Forgets calls that no longer matter. Only while no call is running.
     std::map<unsigned, std::set<Token>> InForce();
 
 private:
@@ -32,7 +32,7 @@ private:
         Token token;
         unsigned long long begin;
         unsigned long long end;
-        bool isCertain;  ///< no call to end it ran beside or after it
+        bool isCertain;  ///< no call to end it ran at the same time or later
     };
     struct End {
         unsigned number;
@@ -50,5 +50,5 @@ private:
     std::vector<End> ends;
 };
 
-/// Ends the run: something must not have happened.
+/// Reports forbidden behaviour and ends the run.
 [[noreturn]] void Violation(const std::string& what);

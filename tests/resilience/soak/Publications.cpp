@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Sixteen bytes of two bits each, which pass through every format as they are.
+/// Sixteen bytes with two bits each, which every format keeps unchanged.
 std::vector<unsigned char> BytesOf(unsigned mark)
 {
     std::vector<unsigned char> bytes;
@@ -17,7 +17,7 @@ std::vector<unsigned char> BytesOf(unsigned mark)
     return bytes;
 }
 
-/// There are 28 of these: fourteen regions, shown or hidden.
+/// There are 28 different records: fourteen regions, visible or hidden.
 unsigned char RegionOf(unsigned mark) { return static_cast<unsigned char>(1 + mark / 2 % 14); }
 bool IsShown(unsigned mark) { return mark % 2 != 0; }
 

@@ -9,24 +9,24 @@
 #include <set>
 #include <vector>
 
-/// Records with a mark, one of each kind, and where they arrive.
+/// Publishes records with a mark, one of each kind, and records which callbacks get them.
 class Publications {
 public:
-    /// The callbacks that a publication reached, by the subscription number that it was under.
+    /// The callbacks that a publication reached, by its subscription number.
     using Reached = std::map<unsigned, std::set<Ledger::Token>>;
 
-    /// Has the service publish one of each kind with a new mark. \return whether it did
+    /// Makes the service publish one of each kind with a new mark. \return whether it succeeded
     bool Publish(SubtitleClient& client);
 
     Reached ReachedByTheLast();
     unsigned long long Count();
 
-    /// Callback of subscription \p number; the user data is UserData() of its token.
+    /// Callback of subscription \p number; its user data is UserData() of its token.
     static void (*CallbackFor(unsigned number))(LinxIpc*, void*);
     static unsigned ItemOf(unsigned number);
     static void* UserData(Ledger::Token token);
 
-    /// Where the callbacks note what arrives.
+    /// The callbacks record notifications in this object.
     static Publications& Instance();
 
 private:

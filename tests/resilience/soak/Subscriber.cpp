@@ -2,7 +2,7 @@
 
 namespace {
 
-// Bitmaps in HD are published as they were sent.
+// The service publishes HD bitmaps unchanged.
 constexpr unsigned hdSubscription = 2;
 constexpr unsigned regionDataItemId = 15129;
 constexpr unsigned ping = 15105;
@@ -42,7 +42,7 @@ void Subscriber::Arrives(LinxIpc* ipc, void* subscriber)
     for (unsigned i = 0; i < 4; ++i) {
         number = number << 8 | (i < self.record.data.size() ? self.record.data[i] : 255u);
     }
-    // A later subscriber begins in the middle.
+    // A late subscriber begins in the middle of the stream.
     if (self.received > 0 && number != self.next) {
         ++self.wrong;
     }

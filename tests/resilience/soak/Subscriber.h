@@ -4,22 +4,22 @@
 #include <RegionDataItem.h>
 #include <SubtitleClient.h>
 
-/// A client that reads numbered bitmaps in HD: the first 4 bytes of each are its number, the most
-/// significant first, and after the last number comes 0 again.
+/// A client that reads numbered bitmaps in HD. The first 4 bytes are the number, most significant
+/// byte first; 0 follows the last number.
 class Subscriber {
 public:
     explicit Subscriber(unsigned lastNumber);
 
-    /// \return whether there is a service
+    /// \return whether the service runs
     bool Connect();
-    /// \return whether the service accepted
+    /// \return whether the service accepted the subscription
     bool Subscribe();
 
-    /// Waits a moment for a bitmap and takes it.
+    /// Waits a short time for a bitmap and takes it.
     void Read();
 
     unsigned long long Received() const { return received; }
-    /// Bitmaps that did not come when their turn was: lost, doubled or out of order.
+    /// Number of bitmaps that are lost, doubled or out of order.
     unsigned long long Wrong() const { return wrong; }
     bool Ping();
 

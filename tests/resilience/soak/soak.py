@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Wears the two sides of a socket out: kills, exits, floods, long streams and calls that meet.
+"""Stress-tests client and service: kills, exits, floods, long streams and concurrent calls.
 
-soak.py PROGRAMS PART [COUNT], where PART is one of kills, exits, flood, soak, meetings, or all of
-them, and COUNT a number, "sample" or "short". It is seconds for meetings, whose calls come from
-the seed in SOAK_SEED, else from seed 1. Prints figures; status 1 when anything was lost or left
-behind.
+soak.py PROGRAMS PART [COUNT]: PART is kills, exits, flood, soak, meetings or all. COUNT is a
+number, "sample" or "short"; for meetings it is a number of seconds. SOAK_SEED is the seed of
+meetings, default 1. Prints figures. The status is 1 when something was lost, or when files,
+descriptors or memory remain.
 """
 
 import contextlib
@@ -17,8 +17,8 @@ import sys
 import threading
 import time
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
-os.environ.setdefault("SUBTITLE_TEST_SECONDS", "120")  # what may pass without a sign of life
+sys.dont_write_bytecode = True  # keeps the source folder clean
+os.environ.setdefault("SUBTITLE_TEST_SECONDS", "120")  # time limit for each wait
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../python"))
 
 # pylint: disable=wrong-import-position
@@ -27,37 +27,37 @@ from pytest_subtitle import PipedConsole, Service, TimeLimit, Workspace
 FLAT_KB = 1024
 READY_MS = 200
 MANY = 100
-FEW_LOOKS = 20  # by then queues and blocks have reached the size that they keep
+FEW_LOOKS = 20  # queues and blocks have their final size after so many measurements
 FEW_COUNTS = 3
-A_DAY = 24 * 3600  # for programs that end by themselves when nothing comes
-NUMBERS = 100000  # after so many notifications a stream begins at 0 again
+A_DAY = 24 * 3600  # for programs that end by themselves when nothing arrives
+NUMBERS = 100000  # after so many notifications a stream starts at 0 again
 REGION_SIZE = 30720
 REGION_NUMBERS = 200
 
 
 class Violation(Exception):
-    """Something that must not happen did."""
+    """Forbidden behaviour was found."""
 
 
 def demand(holds, what):
-    """Ends the run unless something holds."""
+    """Ends the run unless a condition holds."""
     if not holds:
         raise Violation(what)
 
 
 def resident_kb(pid):
-    """Resident size of a process."""
+    """Returns the resident size of a process."""
     with open("/proc/%d/statm" % pid, encoding="ascii") as file:
         return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
 
 
 def descriptors(pid):
-    """How many descriptors a process has."""
+    """Returns the number of descriptors of a process."""
     return len(os.listdir("/proc/%d/fd" % pid))
 
 
 def spread(milliseconds):
-    """Figures of many times."""
+    """Returns a summary of many times."""
     times = sorted(milliseconds)
     return "%.1f to %.1f ms, median %.1f, 99th percentile %.1f" % (
         times[0],
@@ -86,42 +86,42 @@ class Room(Workspace):
         return PipedConsole(self, words, program=os.path.join(self.programs, program))
 
     def start_service(self, *words):
-        """Starts the service and waits until it can be reached."""
+        """Starts the service and waits until it answers."""
         begin = time.monotonic()
         self.running = Service(self, words)
         self.running.start()
         self.start_times.append((time.monotonic() - begin) * 1000)
 
     def start_scenario(self, lines):
-        """The same with a service that plays these lines again and again."""
+        """Starts a service that plays these lines repeatedly, and waits until it answers."""
         path = os.path.join(self.files, "scenario")
         with open(path, "w", encoding="ascii") as file:
             file.writelines(lines)
         self.start_service("--play", path, "--loop")
 
     def start_console(self):
-        """A console that has subscribed."""
+        """Returns a subscribed console."""
         console = self.start("SubtitleMgrCli", "-i")
         console.key("1")
         console.expect("Subscribing for PaletteUpdate\n")
         return console
 
     def stop_service(self):
-        """Ends the service in order, which leaves nothing. Returns what it wrote."""
+        """Ends the service by SIGTERM; it must leave no file. Returns its standard error."""
         self.running.stop()
         left = os.listdir(self.messaging)
-        demand(not left, "left behind: %s" % left)
+        demand(not left, "files remain: %s" % left)
         return self.running.error_text()
 
     def check_ready_times(self):
-        """Prints and, in a long run, judges how soon a killed program was there again."""
+        """Prints and, in a long run, checks the times until a killed program is ready again."""
         times = self.start_times[1:]
         print("  ready again after " + spread(times))
         demand(len(times) < MANY or max(times) <= READY_MS, "not ready in time")
 
 
 class Survivor:
-    """Watches what a process holds while others are killed around it."""
+    """Measures a process while other processes are killed."""
 
     def __init__(self, name, pid):
         self.name = name
@@ -130,20 +130,20 @@ class Survivor:
         self.counts = []
 
     def look(self):
-        """Takes figures."""
+        """Measures descriptors and memory."""
         self.sizes.append(resident_kb(self.pid))
         self.counts.append(descriptors(self.pid))
 
     def check(self):
-        """Neither descriptors nor memory may grow once it is warm."""
-        # A look may count a client that is disconnecting.
+        """Fails when descriptors or memory grow after the first measurements."""
+        # A measurement may count a client that is disconnecting.
         before, after = max(self.counts[:FEW_COUNTS]), min(self.counts[-FEW_COUNTS:])
         print("  %s: %d descriptors at first, %d at the end" % (self.name, before, after))
-        demand(after <= before, "descriptors are left")
+        demand(after <= before, "the number of descriptors grows")
         self.check_size()
 
     def check_size(self):
-        """The second half of the time may not take more than the first, once that is a time."""
+        """The resident size must not grow in the second half of a long run."""
         half = (len(self.sizes) + 1) // 2
         before, after = max(self.sizes[:half]), max(self.sizes[half:], default=0)
         print(
@@ -155,7 +155,7 @@ class Survivor:
 
 @contextlib.contextmanager
 def watched(name, pid):
-    """Judges the size of a process at the end."""
+    """Checks the size of a process at the end."""
     survivor = Survivor(name, pid)
     survivor.look()
     is_over = threading.Event()
@@ -181,25 +181,25 @@ ARRIVAL = "CLI: Process region"
 
 
 def little_traffic(region=1):
-    """A bitmap now and then."""
+    """Returns a scenario that publishes a bitmap from time to time."""
     return ["region-data %d 2 00010203\n" % region, "sleep 1\n"]
 
 
 def leave(console):
-    """Ends a console in order."""
+    """Leaves a console by its key."""
     console.key("x")
     demand(console.wait() == 0, "the console failed: %r" % console.errors)
     console.kill()
 
 
 def kill_services(room, count):
-    """The service dies; a subscribed console survives."""
+    """Kills the service; a subscribed console survives."""
     room.start_scenario(little_traffic())
     console = room.start_console()
     survivor = Survivor("console", console.process.pid)
     for number in range(count):
         room.running.kill()
-        # Another region than before, to tell this service's traffic from the last one's.
+        # Each service publishes another region than the last one, to distinguish their traffic.
         region = number % 13 + 2
         room.start_scenario(little_traffic(region))
         console.type(b"6\n1\n")
@@ -213,12 +213,12 @@ def kill_services(room, count):
 
 
 def kill_clients(room, count):
-    """Subscribed consoles die; the service survives."""
+    """Kills subscribed consoles; the service survives."""
     room.start_scenario(little_traffic())
     survivor = Survivor("service", room.running.process.pid)
     for _ in range(count):
         room.start_console().kill()
-        # A request is answered only after the ends before it were seen.
+        # The service answers a request only after it has seen the earlier ends.
         with room.start("SubtitleMgrCli", "-p") as ping:
             ping.expect("Successful Ping\n")
             demand(ping.wait() == 0, "no answer")
@@ -228,7 +228,7 @@ def kill_clients(room, count):
 
 
 def kill_both(room, count):
-    """Both die at once; nothing of them is in the way of the next two."""
+    """Kills both at once; they leave nothing that stops the next two."""
     room.start_scenario(little_traffic())
     console = room.start_console()
     for number in range(count):
@@ -245,7 +245,7 @@ def kill_both(room, count):
 
 
 def kills(programs, count):
-    """kill -9 of the service, of the client and of both."""
+    """Sends SIGKILL to the service, to the client and to both."""
     for name, part in (
         ("the service", kill_services),
         ("the client", kill_clients),
@@ -262,7 +262,7 @@ AT_A_TIME = 16
 
 
 def one_exit(room, arrivals):
-    """A console is left after so many notifications. Returns how long it took to end."""
+    """Leaves a console after so many notifications. Returns the time until its end."""
     with room.start("SubtitleMgrCli", "-i") as console:
         console.key("1")
         for _ in range(arrivals):
@@ -277,7 +277,7 @@ def one_exit(room, arrivals):
 
 
 def exits(programs, count):
-    """Consoles end while notifications come, several at a time."""
+    """Ends consoles during notifications, several at a time."""
     print("exits: %d during traffic, %d at a time" % (count, AT_A_TIME), flush=True)
     times, problems = [], []
     work = queue.SimpleQueue()
@@ -315,13 +315,13 @@ def exits(programs, count):
 
 
 def await_subscribed(client):
-    """Waits until a program of clients says that all have subscribed."""
+    """Waits until a program of clients reports that all have subscribed."""
     client.expect("subscribed\n")
     client.forget_expected()
 
 
 def finish(client):
-    """Prints what a program of clients says at its end, which must be a good one."""
+    """Prints the last line of a program of clients, which must end with status 0."""
     client.end_input()
     status = client.wait(A_DAY)
     for line in client.output.decode().splitlines():
@@ -330,7 +330,7 @@ def finish(client):
 
 
 def flood(programs, count):
-    """A subscriber is stopped while others read and requests are made."""
+    """Stops a subscriber while others read and make requests."""
     print("flood: 10 subscribers, one of them stopped, and %d requests" % count, flush=True)
     with Room(programs) as room:
         numbered = ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)]
@@ -348,14 +348,14 @@ def flood(programs, count):
         for line in said:
             print("  " + line)
         stalled = {line.split(": ")[1] for line in said}
-        demand(len(stalled) == 1, "not one subscriber alone lost something")
+        demand(len(stalled) == 1, "not exactly one subscriber lost notifications")
 
 
 # Long streams
 
 
 def stream(programs, name, count, numbered):
-    """One subscriber reads a numbered stream that is played over and over."""
+    """One subscriber reads a numbered stream that repeats."""
     print("soak: %d numbered notifications, %s" % (count, name), flush=True)
     with Room(programs) as room:
         room.start_scenario(["wait-subscribers 2\n", *numbered])
@@ -367,11 +367,11 @@ def stream(programs, name, count, numbered):
             ):
                 client.wait_for(lambda: b"\n" in client.output, "the last one", A_DAY)
             finish(client)
-        demand(not room.stop_service(), "the service lost something")
+        demand(not room.stop_service(), "the service reported a loss")
 
 
 def soak(programs, count):
-    """Small notifications and those of a region's size."""
+    """Streams small notifications and notifications of a region's size."""
     lines = ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)]
     stream(programs, "4 bytes each", count, lines)
     rest = "5a" * (REGION_SIZE - 4)
@@ -379,11 +379,11 @@ def soak(programs, count):
     stream(programs, "%d bytes each" % REGION_SIZE, max(count // 100, 1), lines)
 
 
-# Calls that meet
+# Concurrent calls
 
 
 def meetings(programs, seconds):
-    """Calls on eight threads of one client meet while its service comes and goes."""
+    """Makes calls on eight threads of one client while its service restarts."""
     seed = os.environ.get("SOAK_SEED", "1")
     with Room(programs) as room:
         words = (str(seconds), seed, room.service)
@@ -391,7 +391,7 @@ def meetings(programs, seconds):
             finish(callers)
 
 
-# Name: a sample for the tests of every build, a short run, and one as long as it is meant.
+# Name: function, counts of a sample for the tests of every build, of a short run and of a full run.
 PARTS = {
     "kills": (kills, 12, 20, 1000),
     "exits": (exits, 32, 1000, 10000),
@@ -409,7 +409,7 @@ def main():
         return 2
     programs, chosen, count = (*words, None)[:3]
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-    # A thousand clients in one process.
+    # One process has a thousand clients.
     most = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
     resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
     try:

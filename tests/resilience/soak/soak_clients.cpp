@@ -1,5 +1,6 @@
-// Clients for script/soak, each a command: the first line says that all have subscribed, the last
-// what came of it. Status 1 when anything was lost, doubled, out of order or not answered.
+// Clients for script/soak, one command each. The first line reports that all have subscribed, the
+// last line has the result. Status 1: notifications are lost, doubled or out of order, or a request
+// has no answer.
 
 #include "packaging/tool_options.h"
 #include "tests/resilience/soak/Subscriber.h"
@@ -64,12 +65,12 @@ int Read(unsigned count, unsigned lastNumber)
     std::printf("%llu received, %llu out of turn, %.1f s, %.0f a second\n", subscriber.Received(),
                 subscriber.Wrong(), seconds, static_cast<double>(subscriber.Received()) / seconds);
     std::fflush(stdout);
-    // It is looked at until its input ends.
+    // soak.py measures this process until the input ends.
     std::getchar();
     return subscriber.Received() >= count && subscriber.Wrong() == 0 ? 0 : 1;
 }
 
-/// Subscribes and is stopped by a signal; when it goes on, its connection must still be there.
+/// Subscribes and stops itself by a signal. When it continues, its connection must still exist.
 int Stop()
 {
     Subscriber subscriber(0xFFFFFFFFu);
@@ -86,7 +87,7 @@ int Stop()
         return Fail("not answered");
     }
     if (subscriber.Received() == 0) {
-        return Fail("nothing more arrives");
+        return Fail("no notification arrives");
     }
     std::puts("the stopped one goes on, is answered and receives");
     return 0;
@@ -108,7 +109,7 @@ void PrintLatencies(std::vector<double>& milliseconds)
                 milliseconds.size(), at(0.5), at(0.99), at(1));
 }
 
-/// At least \p requests pings while others read.
+/// Makes at least \p requests pings while others read.
 int Flood(unsigned requests, unsigned lastNumber)
 {
     std::atomic<bool> isOver{false};
@@ -132,7 +133,7 @@ int Flood(unsigned requests, unsigned lastNumber)
     std::vector<double> latencies;
     unsigned lost = 0;
     const Clock::time_point begin = Clock::now();
-    // Long enough for the service to see that one subscriber is stalled.
+    // Takes long enough that the service finds the stalled subscriber.
     while (latencies.size() < requests || Clock::now() - begin < std::chrono::seconds(3)) {
         const Clock::time_point sent = Clock::now();
         lost += requester.Ping() ? 0u : 1u;
@@ -157,7 +158,7 @@ int Flood(unsigned requests, unsigned lastNumber)
 }
 
 constexpr char usage[] = "Usage: soak_clients read COUNT LAST | stop | flood REQUESTS LAST\n"
-                         "Plays clients of a service for a long run; script/soak runs it.\n";
+                         "Runs clients of a service for a long time; script/soak starts it.\n";
 
 }  // namespace
 

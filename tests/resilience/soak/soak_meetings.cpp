@@ -1,6 +1,6 @@
-// Calls that meet: soak_meetings SECONDS SEED SERVICE kills, stops, starts again and floods the
-// service of eight threads. Now and then they stand still, and what was acknowledged must hold:
-// subscriptions bring notifications, requests are in the journal.
+// Concurrent calls: soak_meetings SECONDS SEED SERVICE kills, stops, restarts and floods the
+// service of eight threads. From time to time it pauses the threads and checks all confirmed calls:
+// subscriptions must deliver notifications, and requests must be in the journal.
 
 #include "packaging/tool_options.h"
 #include "tests/harness/ChildProcess.h"
@@ -153,8 +153,8 @@ void Meetings::CheckSubscriptions()
         silent.insert(entry.first);
     }
     checked += static_cast<unsigned>(silent.size());
-    // Longer each time: a busy machine may take longer than any one wait, and only what was
-    // published last counts.
+    // Each wait is longer than the one before, since a busy machine may need more time. Only the
+    // last publication counts.
     milliseconds wait{50};
     for (const Clock::time_point end = Clock::now() + deliveryLimit; !silent.empty();) {
         if (Clock::now() > end) {
@@ -176,7 +176,7 @@ void Meetings::CheckSubscriptions()
     }
 }
 
-/// The journal is emptied then: an hour would make a large one.
+/// Empties the journal afterwards, since it would become large in an hour.
 void Meetings::CheckJournal()
 {
     std::set<unsigned> levels;
@@ -201,8 +201,8 @@ void Meetings::CheckJournal()
 }
 
 constexpr char usage[] = "Usage: soak_meetings SECONDS SEED SERVICE\n"
-                         "Calls on eight threads meet while their service is killed, stopped and\n"
-                         "flooded; script/soak runs it, with a messaging directory.\n";
+                         "Makes concurrent calls on eight threads while it kills, stops and\n"
+                         "floods their service; script/soak runs it with a messaging directory.\n";
 
 }  // namespace
 

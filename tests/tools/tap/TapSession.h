@@ -30,8 +30,8 @@ protected:
     SimulatedService service;
 };
 
-/// A recording whose times are all T; the test fails when it is not a whole recording.
+/// A recording with T for each time; fails the test if the recording is incomplete.
 std::string Recorded(const std::string& recording);
 
-/// Text lines whose times of day are all T.
+/// Text lines with T for each time of day.
 std::string Shown(const std::string& text);

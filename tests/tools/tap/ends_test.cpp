@@ -1,4 +1,4 @@
-// Why the tap ends, and with which status.
+// The reasons for the end of the tap, and its status.
 
 #include "tests/harness/text_compare.h"
 #include "tests/harness/wait_limits.h"
@@ -53,14 +53,14 @@ TEST_F(Tap, WaitsForTheService)
     EXPECT_TEXT(Shown(tap->Output()), "T visibility region 1 visible\n");
 }
 
-TEST_F(Tap, CanBeInterruptedWhileItWaitsForTheService)
+TEST_F(Tap, EndsOnASignalWhileItWaitsForTheService)
 {
     const std::string directory = files / "linx";
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = directory;
     ChildProcess tap({TAP_PROGRAM, "--wait-for-service", "1000"}, settings);
     const Deadline deadline(eventDeadlineMs);
-    while (!std::filesystem::exists(directory)) {  // made when signals are caught already
+    while (!std::filesystem::exists(directory)) {  // the tap makes it after its signal handlers
         ASSERT_FALSE(deadline.HasPassed());
         std::this_thread::yield();
     }
@@ -69,13 +69,13 @@ TEST_F(Tap, CanBeInterruptedWhileItWaitsForTheService)
     EXPECT_EQ(tap.Errors(), "");
 }
 
-TEST_F(Tap, EndsWithStatus0WhenTheTimeIsOver)
+TEST_F(Tap, EndsWithStatus0AtTheTimeLimit)
 {
     service.Start();
     EXPECT_EQ(Run({"--seconds", "50ms"}).status, 0);
 }
 
-TEST_F(Tap, EndsWithStatus4WhenTheTimeIsOverBeforeTheCount)
+TEST_F(Tap, EndsWithStatus4AtTheTimeLimitBeforeTheCount)
 {
     service.Play("wait-subscribers 10\nvisibility 1 t\n").Start();
     const Ended tap = Run({"--seconds", "500ms", "--count", "2"});
@@ -83,7 +83,7 @@ TEST_F(Tap, EndsWithStatus4WhenTheTimeIsOverBeforeTheCount)
     EXPECT_TEXT(Shown(tap.output), "T visibility region 1 visible\n");
 }
 
-TEST_F(Tap, EndsAfterTheCountWhateverComesThen)
+TEST_F(Tap, EndsAfterTheCountWhenMoreFollows)
 {
     service.Play("wait-subscribers 10\nvisibility 1 t\nvisibility 2 t\nvisibility 3 t\n").Start();
     const Ended tap = Run({"--seconds", "20", "--count", "2"});

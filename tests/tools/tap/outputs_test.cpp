@@ -1,4 +1,4 @@
-// Outputs that are closed, full or not read.
+// Outputs of the tap that are closed, full or not read.
 
 #include "tests/harness/SmallDisk.h"
 #include "tests/harness/text_compare.h"
@@ -37,7 +37,7 @@ struct Pipe {
         return settings;
     }
 
-    /// Waits until nothing more goes in.
+    /// Waits until the pipe is full.
     void AwaitFull() const
     {
         const Deadline deadline(eventDeadlineMs);
@@ -69,7 +69,7 @@ protected:
     Outputs() { service.Accompany("bitmap", std::string(30000, '\x01')); }
 };
 
-TEST_F(Outputs, EndItWithStatus0WhenTheyAreClosed)
+TEST_F(Outputs, EndTheTapWithStatus0WhenClosed)
 {
     service.Start();
     Pipe pipe;
@@ -82,7 +82,7 @@ TEST_F(Outputs, EndItWithStatus0WhenTheyAreClosed)
     EXPECT_EQ(tap->Errors(), "");
 }
 
-TEST_F(Outputs, EndItWithStatus0WhenTheyAreClosedWhileItWrites)
+TEST_F(Outputs, EndTheTapWithStatus0WhenClosedDuringAWrite)
 {
     service.Play(bitmaps).Loop().Start();
     Pipe pipe;
@@ -94,7 +94,7 @@ TEST_F(Outputs, EndItWithStatus0WhenTheyAreClosedWhileItWrites)
     EXPECT_EQ(tap->Errors(), "");
 }
 
-TEST_F(Outputs, AreWaitedForUntilTheLineIsWhole)
+TEST_F(Outputs, DelayTheTapUntilTheLineIsComplete)
 {
     service.Play(bitmaps).Loop().Start();
     Pipe pipe;
@@ -106,7 +106,7 @@ TEST_F(Outputs, AreWaitedForUntilTheLineIsWhole)
     EXPECT_EQ(tap->Errors(), "");
 }
 
-TEST_F(Outputs, ThatAreNeverReadEndItWithStatus1AfterASignal)
+TEST_F(Outputs, EndTheTapWithStatus1WhenUnreadAtASignal)
 {
     service.Play(bitmaps).Loop().Start();
     Pipe pipe;
@@ -118,7 +118,7 @@ TEST_F(Outputs, ThatAreNeverReadEndItWithStatus1AfterASignal)
               "SubtitleMgrTap: standard output: is not read; its last line is not whole\n");
 }
 
-TEST_F(Outputs, ThatAreNeverReadEndItWithStatus1WhenTheTimeIsOver)
+TEST_F(Outputs, EndTheTapWithStatus1WhenUnreadAtTheTimeLimit)
 {
     service.Play(bitmaps).Loop().Start();
     Pipe pipe;
@@ -155,7 +155,7 @@ TEST_F(Outputs, KeepWholeLinesAtALimitOfTheFileSize)
     EXPECT_EQ(std::count(recorded.begin(), recorded.end(), '\n'), 3);
 }
 
-TEST_F(Outputs, AreReplacedOnceTheServiceIsThere)
+TEST_F(Outputs, AreReplacedWhenTheServiceAnswers)
 {
     const std::string path = files / "recording";
     WriteWholeFile(path, "an older recording\n");
@@ -166,7 +166,7 @@ TEST_F(Outputs, AreReplacedOnceTheServiceIsThere)
     Recorded(ReadWholeFile(path));
 }
 
-TEST_F(Outputs, ThatCannotBeOpenedEndItWithStatus1)
+TEST_F(Outputs, EndTheTapWithStatus1WhenTheyCannotBeOpened)
 {
     const Ended tap = Run({"--output", files / "no/recording"});
     EXPECT_EQ(tap.status, 1);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Records the demo and compares it with schema and Python: schema_test.py TAP SERVICE SCENARIO."""
+"""Records the demo and checks it with schema and Python: schema_test.py TAP SERVICE SCENARIO."""
 
 import os
 import subprocess
@@ -8,7 +8,7 @@ import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../../unit/recording"))
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from recorded_lines import checked_lines

@@ -63,7 +63,7 @@ TEST_F(Tap, ShowsChosenRegions)
                 "T visibility region 3 visible\n");
 }
 
-TEST_F(Tap, SubscribesToChosenKindsAndFormatsOnlyInTheConsolesOrder)
+TEST_F(Tap, SubscribesToChosenKindsInTheOrderOfTheConsole)
 {
     service.Journal().Start();
     EXPECT_EQ(Run({"--seconds", "0"}).status, 0);
@@ -78,7 +78,7 @@ TEST_F(Tap, SubscribesToChosenKindsAndFormatsOnlyInTheConsolesOrder)
     EXPECT_EQ(subscriptions, " 2 3 4 12 6 10 2 12 10");
 }
 
-TEST_F(Tap, AsksForEverythingOnce)
+TEST_F(Tap, RefreshesOnce)
 {
     service.Play("visibility 3 t\n").Journal().Start();
     const Ended tap = Run({"--refresh", "--json", "--seconds", "0"});
@@ -127,7 +127,7 @@ TEST_F(Tap, ShowsALineOfRatesEachSecond)
     EXPECT_EQ(tap->WaitForExit(), 0);
 }
 
-TEST_F(Tap, LosesNothingOfALargeScenario)
+TEST_F(Tap, RecordsALargeScenarioCompletely)
 {
     std::string scenario = "wait-subscribers 10\n";
     for (int i = 0; i < 1000; ++i) {

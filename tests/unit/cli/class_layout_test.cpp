@@ -1,5 +1,5 @@
-// The order of virtual functions and of data members, in which a class of one build meets another
-// build's.
+// The order of virtual functions and of data members. The client and the SDK are built separately
+// and must agree on it.
 
 #include "cli/SubtitleMgrCli.h"
 
@@ -23,8 +23,8 @@
 
 namespace {
 
-/// The place of a virtual function in its class's table, after the two of the destructor. The C++
-/// ABI of all our compilers gives a pointer to it as the offset in the table, plus one.
+/// The index of a virtual function in its class's table, after the two entries of the destructor.
+/// In the C++ ABI of all our compilers a pointer to it is the offset in the table, plus one.
 template <typename Function>
 std::size_t Slot(Function function)
 {
@@ -32,17 +32,17 @@ std::size_t Slot(Function function)
     std::size_t words[2];
     static_assert(sizeof words == sizeof function);
     std::memcpy(words, &function, sizeof words);
-    EXPECT_EQ(words[0] % 2, 1u) << "not virtual";
+    EXPECT_EQ(words[0] % 2, 1u) << "the function is not virtual";
     return words[0] / sizeof(void*) - 2;
 }
 
-/// Adds a virtual function to those of \p Class: its slot is their number.
+/// Adds a virtual function to \p Class. Its slot is the number of the functions before it.
 template <typename Class>
 struct WithOneMore : Class {
     virtual void OneMore() {}
 };
 
-/// Requires that \p Class has these virtual functions, in this order, and no others.
+/// Expects that \p Class has these virtual functions, in this order, and no others.
 template <typename Class, typename... Functions>
 void ExpectSlots(Functions... functions)
 {
@@ -85,7 +85,7 @@ struct PrivateMembers {
 template struct PrivateMembers<&SubtitleMgrCli::requestMsg, &SubtitleMgrCli::serverName,
                                &SubtitleMgrCli::subtitleClient, &SubtitleMgrCli::receiveThread>;
 
-/// The client's members as they are listed, after the same base.
+/// The client's members in the listed order, after the same base class.
 struct ListedMembers : CommonCli {
     IpcMessage requestMsg;
     std::string serverName;

@@ -44,7 +44,7 @@ TEST(OptionTable, IsWritable)
     longOptions[0].has_arg = 0;
 }
 
-/// The client with the frame's log-level commands replaced by notes of how they are called.
+/// The client with replaced log-level commands, which record their arguments.
 class NotingClient : public SubtitleMgrCli {
 public:
     int HandleLogLevel(LinxIpc& ipc, const std::string& server) override
@@ -86,7 +86,7 @@ protected:
     std::string output;
 };
 
-TEST_F(Option, PrintsTheUsageForHelpAndForWhatIsNoOption)
+TEST_F(Option, PrintsTheUsageForHelpAndForUnknownOptions)
 {
     for (const int option : std::vector<int>{'h', '?', ':', 'd', 'f', 'r', 'H', 0, -1, 1000}) {
         Process(option);
@@ -133,7 +133,7 @@ TEST_F(Option, ReturnsTheSameForPingAndQuitThatFail)
     EXPECT_EQ(result, 3);
 }
 
-TEST_F(Option, ReturnsWhatTheFrameReturnsForTheLogLevel)
+TEST_F(Option, ReturnsTheResultOfTheLogLevelFrame)
 {
     Process('e', "node1");  // a prefix that only ping and quit use
     Process('l');
@@ -149,7 +149,7 @@ TEST_F(Option, FailsWhenTheFrameHasNoMemory)
     EXPECT_EQ(ClientWithoutMemory().ProcessOption('l', nullptr), 2);
 }
 
-TEST_F(Option, AddsTwoToWhatTheFrameReturnsForSettingTheLogLevel)
+TEST_F(Option, AddsTwoToTheResultOfSettingTheLogLevel)
 {
     Process('e', "node1");
     Process('s', "7");

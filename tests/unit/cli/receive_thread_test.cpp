@@ -48,7 +48,8 @@ TEST(ReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
     item.regionId = 1;
     ASSERT_EQ(requests.Subscribe(6, 0x3B1C, item, NoteCall, nullptr), 0);
 
-    // Published before the request is confirmed; the thread looks at the flag twice a second.
+    // The service publishes before it confirms the request. The thread reads the flag twice a
+    // second.
     ASSERT_EQ(requests.SetRegionVisibility(item), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
     EXPECT_EQ(calls, 0);
@@ -57,8 +58,8 @@ TEST(ReceiveThread, RunsCallbacksOnlyWhileTheFlagIsSet)
     WaitForCalls(1);
     EXPECT_FALSE(calledOnMainThread);
 
-    // The console pauses for 20 milliseconds, since the Receive() under way takes at most 10. More
-    // here: on a busy machine the thread may have to wait for a processor as well.
+    // The console pauses for 20 milliseconds, because a running Receive() takes at most 10. The
+    // test waits longer, because on a busy machine the thread may also wait for a processor.
     subscribed = false;
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ASSERT_EQ(requests.SetRegionVisibility(item), 0);

@@ -12,8 +12,8 @@
 #include <iostream>
 #include <string>
 
-/// The interactive console on an endpoint that was never opened, so that every request fails at
-/// once. What goes to a service is shown by the tests with real processes.
+/// The interactive console on an endpoint that is not open, so that every request fails at once.
+/// Tests with real processes check the requests.
 class ConsoleRun : public testing::Test {
 protected:
     ConsoleRun()
@@ -24,7 +24,7 @@ protected:
     ~ConsoleRun() override { subscribed = false; }
 
     /// Runs the console on \p typed, which must end with a key that leaves it.
-    /// \return what it prints on standard output; standard error goes to `errors`
+    /// \return its standard output; standard error goes to `errors`
     std::string Run(const std::string& typed)
     {
         TypedInput input(typed);
@@ -37,6 +37,6 @@ protected:
 
     SubtitleMgrCli client;
     std::string errors;
-    std::string rest;  ///< of what was typed
+    std::string rest;  ///< of the typed text
     unsigned result = 0;
 };

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// Log entries of this process go to a file of this object's own while it lives.
+/// During its lifetime the log entries of this process go to a private file.
 class KeptLog {
 public:
     KeptLog()

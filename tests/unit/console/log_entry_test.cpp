@@ -39,7 +39,7 @@ TEST(LogEntry, IsMadeOnlyWhenItsBitIsSet)
     }
 }
 
-/// Notes when a text is made of it.
+/// Records that it was converted to text.
 struct Probe {
     bool* shown;
 };

@@ -40,8 +40,8 @@ TEST_F(Palette, ConvertsBlackWhiteAndThePrimaryColours)
     EXPECT_TEXT(output, "Converting palette of size 20...Done\n");
 }
 
-/// \p number over 32768, rounded down: lifted by a whole number of divisors and divided without a
-/// sign, unlike the conversion itself. For numbers from -512 * 32768 on.
+/// \p number / 32768, rounded down. Unlike the conversion, it adds a multiple of the divisor first
+/// and divides without sign. \p number is at least -512 * 32768.
 int RoundedDown(int number)
 {
     return static_cast<int>(static_cast<unsigned int>(number + 512 * 32768) / 32768u) - 512;
@@ -49,7 +49,7 @@ int RoundedDown(int number)
 
 int TowardsZero(int number) { return number < 0 ? -RoundedDown(-number) : RoundedDown(number); }
 
-/// All colours with this much red: 65536 entries, each with a fourth byte of its own.
+/// All colours with this red value: 65536 entries with different fourth bytes.
 Bytes ColoursWithRed(unsigned int red)
 {
     Bytes table(std::size_t{65536} * 4);
@@ -67,7 +67,7 @@ TEST_F(Palette, ConvertsEveryColourExactly)
 {
     int least = 255;
     int most = 0;
-    // A sanitizer takes many times as long, and the arithmetic is the same.
+    // With sanitizers the same arithmetic takes much longer.
     for (unsigned int red = 0; red < 256; red += isSanitized ? 51 : 1) {
         Bytes expected = ColoursWithRed(red);
         const Bytes converted = Convert(expected);

@@ -19,7 +19,7 @@ TEST(MenuKey, IsOneCharacterAfterWhiteSpace)
     EXPECT_EQ(key, '2');
     EXPECT_EQ(input.Rest(), "\n");
     ReadMenuKey(key);
-    EXPECT_EQ(key, '2') << "changed at the end of the input";
+    EXPECT_EQ(key, '2') << "the key changed at the end of the input";
 }
 
 struct TypedNumber {
@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(, TypedNumbers,
                                          TypedNumber{"EndOfInput", "", 42, ""}),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST(Number, ThatDoesNotParseSpoilsEveryLaterRead)
+TEST(Number, BlocksEveryLaterReadWhenItDoesNotParse)
 {
     const TypedInput input("seven 8 9 word t\n");
     unsigned int first = 5;

@@ -26,7 +26,7 @@ class RegionFiles : public testing::Test {
 protected:
     RegionFiles() { WriteWholeFile(files / "four", std::string("\x00\x7F\x80\xFF", 4)); }
 
-    /// Reads into `data`, and makes sure that the console sees nothing of it.
+    /// Reads into `data`, and checks that nothing is printed.
     void Read(const std::string& path, unsigned int size)
     {
         EXPECT_TEXT(OutputOf([&] { client.ReadFile(path, size, data); }), "");
@@ -70,7 +70,7 @@ std::string ReadOnly(const std::string& counts)
     return "level=2" + note + "Error reading file ( " + counts + " )";
 }
 
-TEST_F(RegionFiles, AreReadAsFarAsAsked)
+TEST_F(RegionFiles, AreReadUpToTheSizeTyped)
 {
     Read(files / "four", 4);
     EXPECT_EQ(data, (Bytes{0, 127, 128, 255}));
@@ -130,21 +130,21 @@ long MostMemoryUsedInKilobytes()
     return usage.ru_maxrss;
 }
 
-TEST_F(RegionFiles, CostTheirOwnBytesOnlyWhateverSizeIsTyped)
+TEST_F(RegionFiles, UseMemoryForTheirOwnBytesOnly)
 {
     if (isSanitized) {
-        GTEST_SKIP() << "sanitizers keep shadows of memory that is never touched";
+        GTEST_SKIP() << "sanitizers use shadow memory for untouched memory";
     }
     const long before = MostMemoryUsedInKilobytes();
     Read(files / "four", 4294967295u);
     EXPECT_EQ(data, (Bytes{9, 9}));
     EXPECT_LT(MostMemoryUsedInKilobytes() - before, 64 * 1024);
-    // Where the buffer cannot be had at all, nothing counts as read.
+    // If no memory for the buffer is available, nothing counts as read.
     const std::string count = sizeof(std::size_t) > 4 ? "4" : "0";
     ExpectLog({Opened(files / "four"), ReadOnly(count + " of 4294967295")});
 }
 
-/// Caps the process's memory at \p more bytes above what it has.
+/// Limits the process's memory to \p more bytes above its present size.
 class MemoryCap {
 public:
     explicit MemoryCap(rlim_t more)
@@ -164,15 +164,15 @@ private:
     rlimit original{};
 };
 
-// Sanitizers need memory of their own, and an emulator takes no notice of the cap.
+// Sanitizers need memory of their own, and an emulator ignores the limit.
 constexpr bool memoryCanBeCapped = !isSanitized && !isEmulated;
 
 constexpr unsigned int large = 256u * 1024 * 1024;
 
-TEST_F(RegionFiles, CountAsUnreadWhenTheBufferCannotBeHad)
+TEST_F(RegionFiles, CountAsUnreadWithoutMemoryForTheBuffer)
 {
     if (!memoryCanBeCapped) {
-        GTEST_SKIP() << "memory cannot be capped in this build";
+        GTEST_SKIP() << "memory cannot be limited in this build";
     }
     {
         const MemoryCap cap(large / 2);
@@ -185,7 +185,7 @@ TEST_F(RegionFiles, CountAsUnreadWhenTheBufferCannotBeHad)
 TEST_F(RegionFiles, EndTheirCommandWithoutMemoryForTheData)
 {
     if (!memoryCanBeCapped) {
-        GTEST_SKIP() << "memory cannot be capped in this build";
+        GTEST_SKIP() << "memory cannot be limited in this build";
     }
     const std::ptrdiff_t before = OpenDescriptors();
     {
@@ -206,7 +206,7 @@ TEST_F(RegionFiles, AreWrittenFromTheStartOfTheData)
     ExpectLog({"level=8 Successfully opened output file " + (files / "out")});
 }
 
-TEST_F(RegionFiles, AreMadeEmptyWhenNothingIsAsked)
+TEST_F(RegionFiles, AreMadeEmptyForSizeZero)
 {
     data.clear();
     Write(files / "out", 0);
@@ -214,7 +214,7 @@ TEST_F(RegionFiles, AreMadeEmptyWhenNothingIsAsked)
     ExpectLog({"level=8 Successfully opened output file " + (files / "out")});
 }
 
-TEST_F(RegionFiles, AreNotTouchedWhenMoreIsAskedThanThereIs)
+TEST_F(RegionFiles, StayUnchangedWhenTheDataIsTooShort)
 {
     WriteWholeFile(files / "out", "of an earlier run");
     Write(files / "out", 3);
@@ -244,7 +244,7 @@ std::string PlaceOf(const std::string& statement)
             return " SubtitleMgrCli:" + std::to_string(number) + " ";
         }
     }
-    return "no line with " + statement;
+    return "no source line has " + statement;
 }
 
 TEST_F(RegionFiles, LogTheLineOfTheStatementThatMakesTheEntry)

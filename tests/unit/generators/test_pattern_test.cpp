@@ -28,7 +28,7 @@ unsigned int Columns(const Pattern& pattern)
 }
 unsigned int Rows(const Pattern& pattern) { return pattern.height == 0 ? 0 : 48 / pattern.height; }
 
-/// What a pattern does to \p data, worked out pixel by pixel.
+/// Paints a pattern into \p data pixel by pixel.
 Bytes Painted(const Pattern& pattern, Bytes data)
 {
     data.resize(30720, 0);
@@ -44,7 +44,7 @@ Bytes Painted(const Pattern& pattern, Bytes data)
     return data;
 }
 
-/// What it prints.
+/// The text that the pattern prints.
 std::string Printed(const Pattern& pattern)
 {
     const unsigned int segments = Rows(pattern) * Columns(pattern);
@@ -61,7 +61,7 @@ std::string Printed(const Pattern& pattern)
 
 class TestPattern : public testing::Test {
 protected:
-    /// Generates into `item`. \return what is printed
+    /// Generates into `item`. \return the printed text
     std::string Generate(const Pattern& pattern)
     {
         return OutputOf([&] {

@@ -13,7 +13,7 @@
 #include <iostream>
 #include <string>
 
-/// An endpoint that has just received a message, with fresh statistics and a fresh std::cout.
+/// An endpoint with a received message, empty statistics and a reset std::cout.
 class NotifiedConsole : public testing::Test {
 protected:
     NotifiedConsole()
@@ -23,14 +23,14 @@ protected:
     }
     ~NotifiedConsole() override { std::cout.copyfmt(std::ios(nullptr)); }
 
-    /// Makes the encoded record \p payload the message received.
+    /// Makes the encoded record \p payload the received message.
     void Put(std::string payload)
     {
         const auto size = static_cast<unsigned int>(payload.size());
         EXPECT_EQ(endpoint.ReceivedMessage().Allocate(1, size, payload.data()), 0);
     }
 
-    /// What \p handler prints for a notification of this record.
+    /// The text that \p handler prints for a notification of this record.
     std::string Notify(void (*handler)(LinxIpc*, void*), const std::string& payload)
     {
         Put(payload);
@@ -50,7 +50,7 @@ inline std::string Byte(unsigned int number)
     return std::string(1, static_cast<char>(static_cast<unsigned char>(number)));
 }
 
-/// \p bytes after their count in 4 bytes, as in records.
+/// The count of \p bytes in 4 bytes, then \p bytes, as in records.
 inline std::string Counted(const std::string& bytes)
 {
     const auto size = static_cast<unsigned int>(bytes.size());

@@ -41,7 +41,7 @@ TEST_F(PaletteUpdate, RestoresFlagsButNotTheFillCharacter)
     EXPECT_EQ(std::cout.fill(), '0');
 }
 
-TEST_F(PaletteUpdate, IsNotCountedAndKeepsTheReportsBlanks)
+TEST_F(PaletteUpdate, IsNotCountedAndKeepsTheBlanksOfTheReport)
 {
     Receive(1, 31, true, "ab");
     EXPECT_TEXT(Receive(200, 0, false, ""), "*** PalettData:  200[empty]  (0)  (NoFill, 0)\n\n");

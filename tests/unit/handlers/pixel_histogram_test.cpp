@@ -31,7 +31,7 @@ Histogram Counted(const unsigned char* pixels, std::size_t size)
     return result;
 }
 
-/// Byte by byte.
+/// Counts byte by byte.
 Histogram Expected(const unsigned char* pixels, std::size_t size)
 {
     Histogram result;
@@ -45,9 +45,9 @@ Histogram Expected(const unsigned char* pixels, std::size_t size)
     return result;
 }
 
-/// All lengths up to 300 at all alignments, and some that span blocks, each in a heap buffer that
-/// ends with the data, so that a sanitizer sees one byte too much.
-/// \param oddOneIn  one pixel in so many is any byte, the others are 0 to 3
+/// All lengths up to 300 at all alignments, and some longer than a block. Each heap buffer ends
+/// with the data, so that a sanitizer reports a read of one byte too many.
+/// \param oddOneIn  one of this many pixels has any value, the others have 0 to 3
 void CompareManyBuffers(unsigned int oddOneIn)
 {
     std::mt19937 random(20260131);

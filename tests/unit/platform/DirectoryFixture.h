@@ -10,7 +10,7 @@
 #include <string>
 #include <sys/stat.h>
 
-/// A messaging directory below a folder of the test.
+/// A messaging directory in a folder of the test.
 class DirectoryFixture : public testing::Test {
 protected:
     DirectoryFixture() { Configure(path); }
@@ -41,7 +41,7 @@ protected:
         ASSERT_EQ(symlink((folder / target).c_str(), (folder / name).c_str()), 0);
     }
 
-    /// 0 for what does not exist
+    /// 0 if the file does not exist
     unsigned int ModeOf(const std::string& name) const
     {
         struct stat found {};

@@ -24,7 +24,7 @@
 #include <thread>
 #include <vector>
 
-/// One endpoint and the service that it talks to, which sends what the test wants.
+/// One endpoint and its service. The test decides what the service sends.
 class ServedEndpoint : public testing::Test {
 protected:
     static constexpr unsigned int hd = 2;
@@ -101,12 +101,12 @@ protected:
         return Beside([=] { return Ping(waitMs); });
     }
 
-    /// A Receive() that is waiting when this returns.
+    /// Starts a Receive(), which waits when this function returns.
     std::future<int> ReceiveBeside(int waitMs = eventDeadlineMs)
     {
         auto result = Beside([=] {
             int received;
-            do {  // only one of the two may be inside
+            do {  // a second Receive() returns EBUSY while the first one waits
                 received = Receive(waitMs);
             } while (received == EBUSY);
             return received;
@@ -115,7 +115,7 @@ protected:
         return result;
     }
 
-    // What the service does
+    // Actions of the service
 
     void Answer(unsigned int messageId = messages::ping, const std::string& payload = "")
     {
@@ -133,7 +133,7 @@ protected:
                         peer->Reply(frame);
                     }
                 }
-            } catch (const std::runtime_error&) {  // closed
+            } catch (const std::runtime_error&) {  // the endpoint closed the connection
             }
         });
     }
@@ -168,7 +168,7 @@ protected:
     }
     void AcceptClient() { peer = service->Accept(); }
 
-    // What both do
+    // Actions of both sides
 
     void ExpectPing(bool isFirst = false)
     {
@@ -180,10 +180,10 @@ protected:
         ASSERT_EQ(ping.get(), 0);
     }
 
-    /// Has a connection when this returns, in `peer`.
+    /// Connects. Afterwards `peer` is the connection.
     void Connect() { ExpectPing(/*isFirst*/ true); }
 
-    /// The same, and a subscription with this callback.
+    /// Connects and subscribes with this callback.
     void ConnectAndSubscribe(void (*callback)(LinxIpc*, void*), void* userData)
     {
         auto subscribed = Beside([=] { return Subscribe(callback, userData); });
@@ -193,7 +193,7 @@ protected:
     }
     void ConnectAndSubscribe() { ConnectAndSubscribe(NoteRegion, &regions); }
 
-    /// Receives the bitmaps \p first to before \p end of Bitmaps().
+    /// Receives the bitmaps \p first to \p end - 1 of Bitmaps().
     void ExpectBitmaps(unsigned int first, unsigned int end)
     {
         for (unsigned int i = first; i < end; ++i) {
@@ -202,7 +202,7 @@ protected:
         }
     }
 
-    /// Nothing that the service has sent so far is left to receive.
+    /// Expects that the endpoint has received everything that the service sent.
     void ExpectNothingMore()
     {
         ExpectPing();

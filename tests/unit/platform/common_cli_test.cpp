@@ -11,7 +11,7 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-/// A tool that writes down what the frame calls.
+/// A client that records the calls of the frame.
 class RecordingTool : public CommonCli {
 public:
     void Usage() override { calls.emplace_back("usage"); }
@@ -82,14 +82,14 @@ TEST_F(OptionFrame, GoesOnWhenPreInitFailed)
     EXPECT_EQ(Run({"-c", "-a"}), (Calls{"pre", "c", "a", "run", "post"}));
 }
 
-TEST_F(OptionFrame, HandlesNoOptionAfterAMistake)
+TEST_F(OptionFrame, SkipsTheOptionsAfterAMistake)
 {
     tool.results['a'] = 2;
     EXPECT_EQ(Run({"-c", "-a", "-c", "stray"}), (Calls{"pre", "c", "a", "run", "post"}));
     EXPECT_EQ(result, 2);
 }
 
-TEST_F(OptionFrame, ShowsTheUsageWithoutOptionOrForAStrayWord)
+TEST_F(OptionFrame, ShowsTheUsageWithoutOptionAndForASurplusWord)
 {
     EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
     EXPECT_EQ(result, 2);
@@ -121,7 +121,7 @@ class LogLevelOfService : public ServedEndpoint {
 protected:
     LogLevelOfService() { Connect(); }
 
-    /// The service answers a request for its level, then one to set it, as far as it is asked.
+    /// The service answers a request for its level, then a request to set it if there is an answer.
     int Handle(const std::string& typed, const std::string& shown,
                const std::string& answerToSet = "")
     {
@@ -159,7 +159,7 @@ protected:
     std::string errors;
 };
 
-TEST_F(LogLevelOfService, GivesAnotherResultWhenItIsRefused)
+TEST_F(LogLevelOfService, ReturnsAnotherResultWhenTheServiceRefuses)
 {
     EXPECT_EQ(Set(0x01020304, accepted), 1);
     EXPECT_EQ(errors, "");
@@ -167,13 +167,13 @@ TEST_F(LogLevelOfService, GivesAnotherResultWhenItIsRefused)
     EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: the service refused it\n");
 }
 
-TEST_F(LogLevelOfService, IsAnActionWhenItWasAskedForAndSet)
+TEST_F(LogLevelOfService, ReturnsActionAfterTheLevelIsSet)
 {
     EXPECT_EQ(Handle("9\n", accepted + U32(7), accepted), 3);
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(LogLevelOfService, IsAMistakeWhenItCannotBeShownOrSet)
+TEST_F(LogLevelOfService, ReturnsMistakeWhenTheLevelCannotBeSet)
 {
     EXPECT_EQ(Handle("9\n", refused + U32(0)), 2);
     EXPECT_EQ(Handle("nine\n", accepted + U32(7)), 2);

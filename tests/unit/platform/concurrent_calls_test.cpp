@@ -1,4 +1,4 @@
-// Calls on several threads, which share the one connection of their endpoint.
+// Calls on several threads that share one connection of their endpoint.
 
 #include "tests/unit/platform/ServedEndpoint.h"
 
@@ -27,14 +27,14 @@ TEST_F(ConcurrentRequests, MakeOneConnection)
     EXPECT_FALSE(service->HasClient());
 }
 
-TEST_F(ConcurrentRequests, AreMadeAgainAfterALoss)
+TEST_F(ConcurrentRequests, AreSentAgainAfterALostConnection)
 {
     Connect();
     auto large = Beside([this] { return Send(moreThanASocketHolds); });
     EXPECT_EQ(peer->ReceiveHeader().messageId, messages::setRegionData);
     std::vector<std::future<int>> waiting;
     for (int i = 0; i < 8; ++i) {
-        waiting.push_back(PingBeside());  // for its turn to be sent
+        waiting.push_back(PingBeside());  // waits until it may send
     }
     peer->Close();
     AcceptClient();
@@ -48,7 +48,7 @@ TEST_F(ConcurrentRequests, AreMadeAgainAfterALoss)
     }
 }
 
-/// Its bytes would come amid those of the frame that is half sent.
+/// Otherwise its bytes would be in the middle of the frame that is half sent.
 TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
 {
     Connect();
@@ -57,7 +57,7 @@ TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
     EXPECT_EQ(Ping(50), ETIMEDOUT);
     peer->ReceiveFrame();
     EXPECT_EQ(large.get(), 0);
-    ExpectPing();  // the next one, not that which gave up
+    ExpectPing();  // the next ping; the one that timed out sent nothing
 }
 
 TEST_F(ConcurrentRequests, AreAnsweredWhileAnotherCallReads)
@@ -76,7 +76,7 @@ TEST_F(ConcurrentRequests, AreAnsweredWhileAnotherCallReads)
     EXPECT_EQ(received.get(), 0);
 }
 
-TEST_F(ConcurrentRequests, LeaveTheReadingToALaterCall)
+TEST_F(ConcurrentRequests, HandTheReaderRoleToALaterCall)
 {
     ConnectAndSubscribe();
     auto ping = PingBeside();
@@ -88,7 +88,7 @@ TEST_F(ConcurrentRequests, LeaveTheReadingToALaterCall)
     EXPECT_EQ(received.get(), 0);
 }
 
-TEST_F(ConcurrentRequests, LeaveTheReceivedMessageAlone)
+TEST_F(ConcurrentRequests, KeepTheReceivedMessage)
 {
     using PingOnAnotherThread = std::function<int()>;
     PingOnAnotherThread ping = [this] { return PingBeside().get(); };
@@ -110,7 +110,7 @@ TEST_F(ConcurrentRequests, LeaveTheReceivedMessageAlone)
     EXPECT_EQ(received.get(), 0);
 }
 
-/// One client that is not accepted fills the queue of this service.
+/// A single waiting client fills the listen backlog of this service.
 class BusyService : public ServedEndpoint {
 protected:
     BusyService()
@@ -126,12 +126,12 @@ protected:
     LinxIpc other{"Other"};
 };
 
-/// A service that is stopped would otherwise hold a ping until it goes on.
-TEST_F(BusyService, IsWaitedForASecondAtMostAlsoWithoutLimit)
+/// Without the limit a ping would wait until a stopped service continues.
+TEST_F(BusyService, DelaysAConnectByASecondAtMost)
 {
     const auto start = Clock::now();
     auto patient = PingBeside(-1);
-    EXPECT_EQ(Ping(50), ETIMEDOUT) << "does not wait as long as the other";
+    EXPECT_EQ(Ping(50), ETIMEDOUT) << "this call has a shorter limit than the other";
     EXPECT_EQ(patient.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     EXPECT_EQ(patient.get(), ETIMEDOUT);
     EXPECT_GE(Clock::now() - start, std::chrono::seconds(1));
@@ -139,8 +139,8 @@ TEST_F(BusyService, IsWaitedForASecondAtMostAlsoWithoutLimit)
 
 using ConcurrentNotify = ServedEndpoint;
 
-/// Few enough are under way that the socket always has room.
-TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
+/// The socket always has room, since few messages are unread at a time.
+TEST_F(ConcurrentNotify, SendsWithoutWaitingDuringAnotherSend)
 {
     Connect();
     constexpr int calls = 20000;
@@ -158,7 +158,7 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
     for (int call = 1; call <= calls; ++call) {
         failures += Notify(0, /*mayWait*/ false) != 0;
         if (call % callsAtATime == 0) {
-            EXPECT_EQ(Ping(), 0);  // the service has taken them all
+            EXPECT_EQ(Ping(), 0);  // afterwards the service has read all messages
         }
     }
     isOver = true;
@@ -168,7 +168,7 @@ TEST_F(ConcurrentNotify, SendsWithoutWaitingBesideAnotherSender)
     served.get();
 }
 
-/// It would have to wait for what the other one waits for.
+/// Otherwise it would wait for room in the socket, like the other call.
 TEST_F(ConcurrentNotify, FailsAtOnceWhileAnotherWaitsForRoom)
 {
     Connect();

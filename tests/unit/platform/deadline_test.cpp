@@ -30,7 +30,7 @@ TEST(Deadline, HasTimeLeftUntilItPasses)
     EXPECT_EQ(later.RemainingMs(), 0);
 }
 
-/// A wait of that length must not end before the time has come.
+/// A wait of that length must not end before the deadline.
 TEST(Deadline, RoundsWhatIsLeftUp)
 {
     for (int i = 0; i < 10; ++i) {

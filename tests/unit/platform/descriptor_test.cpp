@@ -34,7 +34,7 @@ TEST(Descriptor, NeverReplacesAStandardOne)
     }
 }
 
-TEST(Descriptor, IsNoneWhenNothingCouldBeOpened)
+TEST(Descriptor, IsInvalidAfterAFailedOpen)
 {
     errno = EMFILE;
     const platform::Descriptor none(-1);
@@ -42,7 +42,7 @@ TEST(Descriptor, IsNoneWhenNothingCouldBeOpened)
     EXPECT_FALSE(none);
 }
 
-TEST(Descriptor, IsHandedOverAndClosedOnce)
+TEST(Descriptor, IsMovedAndClosedOnce)
 {
     const int opened = OpenNull();
     platform::Descriptor first(opened);

@@ -1,4 +1,4 @@
-// Callbacks, and the end of an endpoint while calls are inside.
+// Callbacks, and the end of an endpoint during calls.
 
 #include "platform/src/endpoint.h"
 #include "tests/unit/platform/ServedEndpoint.h"
@@ -14,14 +14,14 @@ namespace {
 
 class Callback : public ServedEndpoint {
 protected:
-    /// One notification for \p callback is on its way when this returns.
+    /// Subscribes with \p callback and sends one notification.
     void ConnectAndPublish(void (*callback)(LinxIpc*, void*), void* userData = nullptr)
     {
         ConnectAndSubscribe(callback, userData);
         peer->Send(Bitmap(1));
     }
 
-    /// Counts its calls, of which the first one throws.
+    /// Counts its calls. The first call throws.
     template <typename Exception>
     static void ThrowOnce(LinxIpc*, void* calls)
     {
@@ -81,13 +81,13 @@ TEST_F(Callback, MayUseTheEndpoint)
     EXPECT_EQ(results, (std::vector<int>{0, 0, 0, EBUSY}));
 }
 
-/// Runs \p end in a child process. \return its exit status; -1 when it had to be killed
+/// Runs \p end in a child process. \return its exit status; -1 when a signal ended it
 template <typename End>
 int StatusOfChild(const End& end)
 {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(eventDeadlineMs / 1000);  // instead of waiting for ever
+        alarm(eventDeadlineMs / 1000);  // ends a child that hangs
         end();
         std::_Exit(99);
     }
@@ -99,7 +99,7 @@ int StatusOfChild(const End& end)
 TEST_F(Callback, MayEndTheProcess)
 {
     EXPECT_EQ(StatusOfChild([this] {
-                  static LinxIpc mortal("Mortal");  // whose destructor runs at the end
+                  static LinxIpc mortal("Mortal");  // its destructor runs at exit
                   ipc.reset();
                   ipc.reset(&mortal);
                   mortal.Init();
@@ -123,7 +123,7 @@ TEST_F(ForkedChild, LeavesTheConnectionOfItsParentAtItsEnd)
         }
         return failures;
     });
-    // Some of the children find the endpoint's lock taken, by a thread that they do not have.
+    // In some children the endpoint's lock is held by a thread that does not exist there.
     for (int i = 0; i < 50; ++i) {
         EXPECT_EQ(StatusOfChild([this] {
                       ipc.reset();
@@ -155,7 +155,7 @@ TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
             ++self.ended;
         }
     } handler;
-    // The console's thread goes on to call the dead object: its memory stays, what is in it does
+    // The console's thread still calls the destroyed object: its memory stays, its content does
     // not.
     alignas(LinxIpc) unsigned char place[sizeof(LinxIpc)];
     ipc.reset();
@@ -182,7 +182,7 @@ TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
         dying.~LinxIpc();
         return handler.ended.load();
     });
-    peer->ExpectClosed();  // so the destructor is at work
+    peer->ExpectClosed();  // shows that the destructor has begun
     EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     handler.mayEnd.set_value();
     EXPECT_EQ(ended.get(), 1);
@@ -206,7 +206,7 @@ TEST_F(EndOfEndpoint, WakesAReceiveThatHasNoConnection)
     EXPECT_EQ(received.get(), ESHUTDOWN);
 }
 
-/// In a process that ends, what a call would use otherwise is being destroyed.
+/// During the exit of a process the objects that a call uses are being destroyed.
 class ClosedEndpoint : public ServedEndpoint {
 protected:
     ClosedEndpoint()

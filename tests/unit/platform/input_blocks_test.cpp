@@ -32,7 +32,7 @@ std::string PayloadOf(const ReceivedFrame& frame)
 
 class Input : public testing::Test {
 protected:
-    /// Gives the input \p bytes, at most \p most at a time as the room allows.
+    /// Puts \p bytes into the input, at most \p most bytes at a time and no more than its room.
     void Feed(const std::string& bytes, std::size_t most = blockSize)
     {
         for (std::size_t fed = 0; fed < bytes.size();) {
@@ -59,7 +59,7 @@ protected:
         return payloads;
     }
 
-    /// Bytes that a read may take now.
+    /// Number of bytes that the next read may have.
     std::size_t Room()
     {
         std::size_t room = 0;
@@ -72,7 +72,7 @@ protected:
     const char* problem = nullptr;
 };
 
-TEST_F(Input, CutsFramesTheSameHoweverTheyArrive)
+TEST_F(Input, FindsTheSameFramesForEveryCut)
 {
     const Texts payloads = {"", "a", "second payload", ""};
     std::string stream;
@@ -145,7 +145,7 @@ TEST_F(Input, UsesOneBlockForAReaderInStep)
     EXPECT_EQ(blocks.size(), 1u);
 }
 
-TEST_F(Input, HasRoomByWhatCameNotByTheLengthClaimed)
+TEST_F(Input, GrowsWithTheBytesReceivedNotTheLengthClaimed)
 {
     Feed(FrameOf(16 * mebibyte).substr(0, 100));
     EXPECT_LE(Room(), blockSize);

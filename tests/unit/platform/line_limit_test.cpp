@@ -35,10 +35,10 @@ protected:
 TEST_F(LineLimit, AdmitsTwentyOfEachKind)
 {
     EXPECT_EQ(Admitted("one", 50), 20);
-    EXPECT_EQ(Admitted(std::string("one").c_str(), 50), 0) << "the text counts";
+    EXPECT_EQ(Admitted(std::string("one").c_str(), 50), 0) << "it compares addresses, not texts";
     EXPECT_EQ(Admitted("other", 20), 20);
     EXPECT_EQ(ReportsOf(true), (Reports{{"one", 80}}));
-    EXPECT_EQ(Admitted("one", 50), 20) << "after the report";
+    EXPECT_EQ(Admitted("one", 50), 20) << "the limit starts again after the report";
 }
 
 TEST_F(LineLimit, ReportsWhenItsSecondIsOverAndNotBefore)
@@ -46,7 +46,7 @@ TEST_F(LineLimit, ReportsWhenItsSecondIsOverAndNotBefore)
     EXPECT_EQ(limit.NextReportMs(), -1);
     const auto start = platform::Deadline::Clock::now();
     Admitted("one", 20);
-    EXPECT_EQ(limit.NextReportMs(), -1) << "none is held back";
+    EXPECT_EQ(limit.NextReportMs(), -1) << "no line is held back";
     Admitted("one", 5);
     EXPECT_GT(limit.NextReportMs(), 0);
     EXPECT_LE(limit.NextReportMs(), 1000);

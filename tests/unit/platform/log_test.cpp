@@ -26,7 +26,7 @@ protected:
     {
         LogClient::Instance().Level(63);
         LogClient::Instance().ProcessName("TheProcess");
-        // What other tests have lost is reported before the next entry.
+        // This entry takes the report of entries that other tests lost.
         Use(folder / "earlier");
         Entry(2, "");
         Use(path);
@@ -43,7 +43,7 @@ protected:
 
     std::string Content() const { return ReadWholeFile(path); }
 
-    /// \p text as an entry shows it.
+    /// \p text as the log entry shows it.
     std::string Shown(const std::string& text) const
     {
         unlink(path.c_str());
@@ -72,7 +72,7 @@ TEST_F(LogFile, HasTheTimeOfAnEntryInUtc)
 {
     timespec before{};
     timespec after{};
-    clock_gettime(CLOCK_REALTIME, &before);  // not time(), which lags a little
+    clock_gettime(CLOCK_REALTIME, &before);  // time() may return the second before
     Entry(2, "x");
     clock_gettime(CLOCK_REALTIME, &after);
     tm parts{};
@@ -92,7 +92,7 @@ TEST_F(LogFile, BelongsToItsUserAlone)
     EXPECT_EQ(found.st_mode & 07777, 0600u);
 }
 
-TEST_F(LogFile, EscapesWhatIsNoCharacterOrSteersATerminal)
+TEST_F(LogFile, EscapesInvalidUtf8AndControlCharacters)
 {
     EXPECT_EQ(Shown(std::string("a\x1b[2J\n\x7f\x9b\x80", 9) + '\0' + "z\xC3\xA4"),
               "a\\x1b[2J\\x0a\\x7f\\x9b\\x80\\x00z\xC3\xA4");
@@ -107,7 +107,7 @@ TEST_F(LogFile, EscapesWhatIsNoCharacterOrSteersATerminal)
     EXPECT_EQ(Shown("\xED\xA0\x80 \xF4\x90\x80\x80"), "\\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80");
 }
 
-/// What the log should show for \p text.
+/// The text that the log must show for \p text.
 std::string ReferenceText(const std::string& text)
 {
     std::string shown;
@@ -125,7 +125,7 @@ std::string ReferenceText(const std::string& text)
     return shown;
 }
 
-/// The ends of each range of well-formed sequences, and their neighbours.
+/// First and last sequence of each well-formed range, and their neighbours.
 constexpr int edges[] = {0x00, 0x1F, 0x20, 0x7E, 0x7F, 0x80, 0x8F, 0x90,
                          0x9F, 0xA0, 0xBF, 0xC0, 0xC2, 0xE0, 0xFF};
 
@@ -151,7 +151,7 @@ TEST_F(LogFile, CutsAVeryLongText)
     EXPECT_TRUE(Shown(std::string(100000, 'x')) == std::string(8192, 'x') + "...");
 }
 
-TEST_F(LogFile, IsNeverReachedThroughASymlink)
+TEST_F(LogFile, IsNeverOpenedThroughASymlink)
 {
     ASSERT_EQ(symlink((folder / "victim").c_str(), path.c_str()), 0);
     Entry(2, "x");
@@ -176,11 +176,11 @@ TEST_F(LogFile, MayBeAbsentOrAFullDisk)
 TEST_F(LogFile, MayBeAPipeWithoutAReader)
 {
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    Entry(2, "x");  // would wait for a reader for ever
+    Entry(2, "x");  // must not wait for a reader
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
     Entry(2, "x");
     char byte = 0;
-    EXPECT_EQ(read(reader, &byte, 1), 0) << "a reader that goes would end the program";
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "the pipe was written to; SIGPIPE may end the program";
     close(reader);
 }
 

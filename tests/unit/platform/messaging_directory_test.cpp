@@ -14,7 +14,7 @@ TEST_F(MessagingDirectory, ConnectsToNoServiceBeforeItIsOpen)
     EXPECT_EQ(Connect(), ENOTCONN);
 }
 
-TEST_F(MessagingDirectory, IsRefusedWithEveryOtherMode)
+TEST_F(MessagingDirectory, IsRefusedWithEveryModeBut0700)
 {
     Make("linx");
     for (unsigned int mode = 0; mode <= 0777; ++mode) {
@@ -32,7 +32,7 @@ TEST_F(MessagingDirectory, IsRefusedWithEveryOtherMode)
     EXPECT_EQ(directory.Problem(), "");
 }
 
-TEST_F(MessagingDirectory, IsRefusedAsASymlinkAlsoWithASlash)
+TEST_F(MessagingDirectory, IsRefusedWhenItIsASymlinkWithOrWithoutSlash)
 {
     Make("decoy");
     Link("decoy", "linx");
@@ -43,7 +43,7 @@ TEST_F(MessagingDirectory, IsRefusedAsASymlinkAlsoWithASlash)
     }
 }
 
-/// The root is itself however it is written, and no path but `/` is left of it.
+/// Each of these paths is the root, and its normal form is `/`.
 TEST_F(MessagingDirectory, IsNeverTheRoot)
 {
     for (const char* value : {"/", "//", "/.", "/./", "/.//."}) {
@@ -90,7 +90,7 @@ TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
         Configure(deep);
         ASSERT_EQ(directory.Open(), 0) << length;
         EXPECT_EQ(Connect(std::string(255, 'n')), ENOENT) << length;
-        // The service is made from inside, where its path is short.
+        // The test makes the service by a short relative path.
         ASSERT_EQ(chdir(deep.c_str()), 0);
         const RawService service("SubtitleMgr");
         EXPECT_EQ(Connect(), 0) << length;
@@ -143,7 +143,7 @@ TEST_F(OpenDirectory, ConnectsToNothingButSockets)
     EXPECT_EQ(Connect("folder"), ENOTSOCK);
 }
 
-/// There is room for `/proc/self/fd/`, the folder's number, `/` and the name in 107 bytes.
+/// `/proc/self/fd/`, the number of the folder's descriptor, `/` and the name have 107 bytes.
 TEST_F(OpenDirectory, RefusesANameThatDoesNotFitAnAddress)
 {
     const std::string longName(92, 'n');
@@ -153,7 +153,7 @@ TEST_F(OpenDirectory, RefusesANameThatDoesNotFitAnAddress)
     EXPECT_EQ(Connect(longName), ENAMETOOLONG);
 }
 
-TEST_F(OpenDirectory, GivesUpOnAServiceThatAcceptsNoClient)
+TEST_F(OpenDirectory, StopsConnectingWhenTheServiceAcceptsNoClient)
 {
     const RawService busy(path + "/SubtitleMgr", /*waiting*/ 0);
     EXPECT_EQ(Connect(), 0);
@@ -161,12 +161,12 @@ TEST_F(OpenDirectory, GivesUpOnAServiceThatAcceptsNoClient)
         Descriptor connected;
         return directory.Connect("SubtitleMgr", Deadline(waitMs), connected);
     };
-    // However little time is left, it never counts as no limit.
+    // A very short remaining time must not count as no limit.
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(connect(1), ETIMEDOUT);
         ASSERT_EQ(connect(0), ETIMEDOUT);
     }
-    // And a whole second counts beside its rest.
+    // Seconds and their fraction both count.
     const auto start = Deadline::Clock::now();
     EXPECT_EQ(connect(1100), ETIMEDOUT);
     EXPECT_GE(Deadline::Clock::now() - start, std::chrono::milliseconds(1090));

@@ -67,7 +67,7 @@ TEST_F(NotificationQueue, DropsTheOldestBeyondOneMebibyte)
     EXPECT_EQ(Drain(), (Numbers{2, 3}));
 }
 
-TEST_F(NotificationQueue, KeepsTheNewestWhateverItsSize)
+TEST_F(NotificationQueue, KeepsTheNewestOfAnySize)
 {
     Push(1, 1);
     Push(1, 2, 16 * 1024 * 1024);
@@ -75,7 +75,7 @@ TEST_F(NotificationQueue, KeepsTheNewestWhateverItsSize)
     EXPECT_EQ(Drain(), Numbers{2});
 }
 
-TEST_F(NotificationQueue, RemovesWhatTheConditionCovers)
+TEST_F(NotificationQueue, RemovesMatchingNotifications)
 {
     for (const unsigned int number : {2u, 6u, 3u, 10u, 2u}) {
         Push(1, number);
@@ -84,7 +84,7 @@ TEST_F(NotificationQueue, RemovesWhatTheConditionCovers)
     EXPECT_EQ(Drain(), (Numbers{6, 10}));
 }
 
-TEST_F(NotificationQueue, CountsNothingOnceItIsCleared)
+TEST_F(NotificationQueue, CountsFromZeroAfterAClear)
 {
     Push(1, 10, 1000 * 1000);
     queue.Clear();

@@ -1,4 +1,4 @@
-// What an endpoint receives from its service, and what it makes of malformed frames and records.
+// Notifications that an endpoint receives, and its reaction to malformed frames and records.
 
 #include "tests/unit/platform/ServedEndpoint.h"
 
@@ -14,7 +14,7 @@ TEST_F(Notifications, AreKeptWhileAReplyIsAwaited)
     peer->Send(Bitmaps(14));
     peer->Reply(request);
     EXPECT_EQ(ping.get(), 0);
-    EXPECT_TRUE(regions.empty()) << "callbacks run inside Receive only";
+    EXPECT_TRUE(regions.empty()) << "a callback ran outside Receive()";
     ExpectBitmaps(0, 14);
     EXPECT_EQ(Receive(0), ETIMEDOUT);
 }
@@ -52,7 +52,7 @@ TEST_F(Notifications, AreShownUntilTheNextReceive)
     EXPECT_EQ(ipc->ReceivedMessage().Payload(), nullptr);
 }
 
-/// With and without a subscription.
+/// Checks this with and without a subscription.
 TEST_F(Notifications, AreWaitedForAsLongAsTheCallSays)
 {
     for (int round = 0; round < 2; ++round) {
@@ -91,9 +91,9 @@ TEST_F(Notifications, AreDroppedWithAnEntryWhenMalformed)
     ExpectLogged(entry + " of 0 bytes\n");
 }
 
-TEST_F(Notifications, AreAllReceivedThoughMoreComeThanMayWait)
+TEST_F(Notifications, AreAllReceivedBeyondTheQueueLimit)
 {
-    constexpr unsigned int count = 6000;  // more than one read takes, and far more than may wait
+    constexpr unsigned int count = 6000;  // more than one read returns or the queue holds
     ConnectAndSubscribe();
     auto served = Beside([this] {
         peer->Send(Bitmaps(count));
@@ -103,13 +103,13 @@ TEST_F(Notifications, AreAllReceivedThoughMoreComeThanMayWait)
     served.get();
 }
 
-/// As no call receives, the newest are kept, also of a connection that has ended.
-TEST_F(Notifications, AreTheNewestWhenTheyWaitedForAReceive)
+/// This also holds for a connection that has ended.
+TEST_F(Notifications, KeepTheNewestWhenNoCallReceives)
 {
     ConnectAndSubscribe();
     peer->Send(Bitmaps(300));
     peer->Close();
-    EXPECT_EQ(Notify(), 0);  // notices the loss, and makes a new connection
+    EXPECT_EQ(Notify(), 0);  // finds the lost connection and makes a new one
     ExpectBitmaps(300 - 256, 300);
     EXPECT_EQ(Receive(0), ETIMEDOUT);
 }
@@ -130,7 +130,7 @@ TEST_F(Notifications, AreFoundByNumberAfterManyOthers)
     served.get();
     EXPECT_EQ(count, 1u);
     EXPECT_TRUE(regions.empty());
-    // The oldest had to give way, as they do when no call receives.
+    // The queue dropped the oldest ones, since no call received them.
     ExpectBitmaps(300 - 255, 300);
 }
 
@@ -159,7 +159,7 @@ TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
          "a frame that only a client may send"},
     };
     for (const auto& row : rows) {
-        Connect();  // again
+        Connect();
         auto ping = PingBeside();
         peer->ExpectRequest(messages::ping);
         peer->Send(row.bytes);
@@ -171,7 +171,7 @@ TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
 
 TEST_F(BadFrame, ClosesTheConnectionAfterTheFramesBeforeIt)
 {
-    constexpr unsigned int count = 600;  // more than may wait for Receive()
+    constexpr unsigned int count = 600;  // more than the queue holds
     ConnectAndSubscribe();
     peer->Send(Bitmaps(count) + std::string(16, 'x'));
     ExpectBitmaps(0, count);

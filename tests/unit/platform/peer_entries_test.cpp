@@ -1,4 +1,4 @@
-// Log entries about a service that makes as many of them as it can.
+// Log entries about a service that causes as many entries as it can.
 
 #include "platform/src/deadline.h"
 #include "platform/src/log_sink.h"
@@ -16,7 +16,7 @@ class EntriesAboutPeers : public ServedEndpoint {
 protected:
     EntriesAboutPeers()
     {
-        // What other tests have lost or held back is reported elsewhere.
+        // Reports of entries that other tests lost or held back go to another file.
         setenv("SUBTITLE_LOG", (folder / "earlier").c_str(), 1);
         LogHeldBack(true);
         WriteLogEntry(logErrors, "", "");
@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(EntriesAboutPeers, FillNoDiskAndAreCountedAsTheyCome)
+TEST_F(EntriesAboutPeers, StayBelowAMegabyteAMinuteAndAreCounted)
 {
     bool isOver = false;
     ConnectAndSubscribe([](LinxIpc*, void* over) { *static_cast<bool*>(over) = true; }, &isOver);
@@ -50,7 +50,7 @@ TEST_F(EntriesAboutPeers, FillNoDiskAndAreCountedAsTheyCome)
         for (; !isReported; sent += 500) {
             peer->Send(records);
         }
-        peer->Send(Bitmap(1));  // a good one
+        peer->Send(Bitmap(1));  // a well-formed one
         peer->ExpectClosed();
         return sent;
     });
@@ -92,7 +92,7 @@ TEST_F(EntriesAboutPeers, AreNotMadeWhenTheirLevelIsOff)
     EXPECT_EQ(Log(), "");
 }
 
-TEST_F(EntriesAboutPeers, AreLimitedEachKindAlone)
+TEST_F(EntriesAboutPeers, AreLimitedForEachKind)
 {
     for (int i = 0; i < 30; ++i) {
         LogFromLibrary("of a peer", "one kind");

@@ -24,8 +24,8 @@ std::string Encoded(const Item& item)
     return bytes;
 }
 
-/// Decodes from a heap buffer of exactly the right size, so that a sanitizer sees one byte too
-/// much.
+/// Decodes from a heap buffer of exactly the right size, so that a sanitizer reports a read of one
+/// byte too many.
 void Decode(const std::string& bytes, Item& record)
 {
     const std::unique_ptr<unsigned char[]> exact(new unsigned char[bytes.size()]);
@@ -82,7 +82,7 @@ TEST(Palette, IsEncodedByteForByte)
     EXPECT_EQ(Encoded(item), Bytes({2, 31, 1, 0, 0, 0, 2, 0x10, 0xFF}));
 }
 
-TEST(EveryRecord, TakesEachByteButZeroAsTrue)
+TEST(EveryRecord, DecodesEveryNonzeroByteAsTrue)
 {
     for (unsigned int byte = 0; byte <= 255; ++byte) {
         EXPECT_EQ(static_cast<bool>(Decoded<RegionVisItem>(Bytes({1, byte})).visible), byte != 0);
@@ -90,7 +90,7 @@ TEST(EveryRecord, TakesEachByteButZeroAsTrue)
     }
 }
 
-TEST(EveryRecord, IsTheSameBytesAfterDecodingAndEncoding)
+TEST(EveryRecord, HasTheSameBytesAfterDecodingAndEncoding)
 {
     std::mt19937 random(20240607);
     const auto byte = [&random] { return static_cast<unsigned int>(random() % 256); };
@@ -123,7 +123,7 @@ TEST(Message, HasACopyOfItsPayload)
     EXPECT_EQ(message.Payload()[0], 1);
     EXPECT_EQ(message.Payload()[2], 3);
     ASSERT_EQ(message.Allocate(8, 0, payload), 0);
-    EXPECT_EQ(message.Payload()[0], 1) << "nothing is copied";
+    EXPECT_EQ(message.Payload()[0], 1) << "the payload is not the message's own memory";
 }
 
 TEST(Message, MayBeAllocatedAgainAndAgain)

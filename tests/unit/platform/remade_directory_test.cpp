@@ -1,5 +1,5 @@
-// A messaging directory that is removed, or renamed, and made again below a running client; and the
-// mode that a new one gets.
+// A messaging directory that is removed or renamed and made again while a client runs, and the mode
+// of a new messaging directory.
 
 #include "tests/unit/platform/DirectoryFixture.h"
 
@@ -23,7 +23,7 @@ TEST_F(RemadeDirectory, IsFoundByTheNextConnect)
 {
     ASSERT_EQ(rmdir(path.c_str()), 0);
     EXPECT_EQ(Connect(), ENOENT);
-    EXPECT_EQ(ModeOf("linx"), 0u) << "made by a client that only connects";
+    EXPECT_EQ(ModeOf("linx"), 0u) << "a client that only connects made the directory";
     Make("linx");
     EXPECT_EQ(Connect(), ENOENT);
     Make("linx/node1");
@@ -62,7 +62,7 @@ TEST_F(RemadeDirectory, IsRefusedAsASymlink)
     EXPECT_EQ(Connect("Trap"), ENOENT);
     EXPECT_FALSE(trap.HasClient());
     const RawService service(folder / "first/SubtitleMgr");
-    EXPECT_EQ(Connect(), 0) << "the folder that was opened is still used";
+    EXPECT_EQ(Connect(), 0) << "the client does not use the folder that it opened";
 }
 
 /// Runs \p test in a child process without privileges. \return its exit status
@@ -86,7 +86,7 @@ int StatusWithoutPrivileges(const Test& test)
 
 using MadeDirectory = DirectoryFixture;
 
-TEST_F(MadeDirectory, HasItsModeWhateverTheUmask)
+TEST_F(MadeDirectory, HasItsModeUnderEveryUmask)
 {
     ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
     const auto tryAll = [this] {
@@ -105,7 +105,7 @@ TEST_F(MadeDirectory, HasItsModeWhateverTheUmask)
     umask(before);
 }
 
-/// Another directory is at the path when the mode is set.
+/// During the call that sets the mode, another directory is at the path.
 TEST_F(MadeDirectory, GetsItsModeThroughItsDescriptor)
 {
     beforeNextChmod = [this] {

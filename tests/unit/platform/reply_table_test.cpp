@@ -26,7 +26,7 @@ protected:
     ReplyTable replies;
 };
 
-TEST_F(AwaitedReply, SettlesItsOwnCallAlone)
+TEST_F(AwaitedReply, CompletesItsOwnCallOnly)
 {
     replies.Expect(second, pong);
     EXPECT_TRUE(replies.Take(Reply(second)));
@@ -40,7 +40,7 @@ TEST_F(AwaitedReply, SettlesItsOwnCallAlone)
     EXPECT_EQ(replies.At(first).reply.header.correlation, first);
 }
 
-TEST_F(AwaitedReply, StaysWhateverComesAfterIt)
+TEST_F(AwaitedReply, StaysWhenAnotherReplyFollows)
 {
     EXPECT_TRUE(replies.Take(Reply(first)));
     ReceivedFrame wrong = Reply(first);
@@ -58,8 +58,8 @@ TEST_F(AwaitedReply, FailsItsCallWhenItIsWrongOrMalformed)
     EXPECT_EQ(replies.At(first).result, EPROTO);
 }
 
-/// It must not make notifications give way to its reply any longer.
-TEST_F(AwaitedReply, IsNotAwaitedOnceItsCallGaveUp)
+/// From then on the endpoint must not drop notifications in favour of the reply.
+TEST_F(AwaitedReply, IsNotAwaitedAfterItsCallEnds)
 {
     EXPECT_TRUE(replies.AreAwaited());
     replies.Forget(first);

@@ -11,7 +11,7 @@ constexpr std::size_t moreThanASocketHolds = 8 * 1024 * 1024;
 
 using Endpoint = ServedEndpoint;
 
-TEST_F(Endpoint, IsUsableAfterASuccessfulInitOnly)
+TEST_F(Endpoint, WorksAfterASuccessfulInitOnly)
 {
     LinxIpc closed("Closed");
     IpcMessage request;
@@ -83,7 +83,7 @@ TEST_F(Request, FailsAtOnceWithoutAService)
     EXPECT_EQ(Ping(-1), ENOENT);
 }
 
-TEST_F(Request, CopiesItsReplyAlsoIntoItself)
+TEST_F(Request, CopiesItsReplyIntoItself)
 {
     Connect();
     IpcMessage request;
@@ -113,7 +113,7 @@ TEST_F(Request, IgnoresRepliesThatItDoesNotAwait)
     const RawFrame late = peer->ExpectRequest(messages::ping);
     auto ping = PingBeside();
     const RawFrame request = peer->ExpectRequest(messages::ping);
-    // Of another number: the ping that took it would fail.
+    // This reply has another message number, so a ping that accepted it would fail.
     peer->SendFrame(FrameKind::Reply, messages::ping + 2, late.header.correlation);
     peer->SendFrame(FrameKind::Reply, messages::ping + 2, request.header.correlation + 1);
     peer->Reply(request);
@@ -131,10 +131,10 @@ TEST_F(Request, FailsWhenTheServiceGoesAwayWhileItWaits)
     EXPECT_EQ(ping.get(), ECONNRESET);
 }
 
-TEST_F(Request, ClosesTheConnectionWhenItIsCutOffByItsTime)
+TEST_F(Request, ClosesTheConnectionWhenItTimesOutHalfSent)
 {
     Connect();
-    // Nothing is read: the record fills the socket and stays there half sent.
+    // The service does not read, so the record fills the socket and stays half sent.
     EXPECT_EQ(Send(moreThanASocketHolds, /*limitMs*/ 50), ETIMEDOUT);
     Connect();
 }
@@ -150,12 +150,12 @@ TEST_F(Request, IsRefusedWhenItsRecordIsLargerThanAMessage)
     EXPECT_EQ(result.get(), 0);
 }
 
-/// A service that closes each connection before it reads would be asked for ever.
-TEST_F(Request, GivesUpWhenTwoConnectionsDidNotTakeIt)
+/// Otherwise the request would never end if the service closes each connection before it reads.
+TEST_F(Request, FailsAfterTwoLostConnections)
 {
     for (const bool isOneWay : {false, true}) {
         auto served = Beside([this] {
-            service->Accept();  // and let go of at once
+            service->Accept();  // the connection closes at once
             service->Accept();
         });
         const int error = isOneWay ? Notify(moreThanASocketHolds) : Send(moreThanASocketHolds);
@@ -165,8 +165,8 @@ TEST_F(Request, GivesUpWhenTwoConnectionsDidNotTakeIt)
     }
 }
 
-/// Both sides only writing must not wait for each other: the endpoint reads while it writes.
-TEST_F(Request, IsSentIntoAFloodOfNotifications)
+/// Two sides that only write would wait for each other, so the endpoint reads while it writes.
+TEST_F(Request, IsSentDuringAFloodOfNotifications)
 {
     ConnectAndSubscribe();
     auto result = Beside([this] { return Send(2 * 1024 * 1024); });
@@ -179,8 +179,8 @@ TEST_F(Request, IsSentIntoAFloodOfNotifications)
     EXPECT_EQ(result.get(), 0);
 }
 
-/// The endpoint reads while it cannot send, so the reply may come amid the request.
-TEST_F(Request, IsSentAsItWasThoughItsReplyComesBeforeItsEnd)
+/// The endpoint reads while it cannot send, so the reply may come before the request is complete.
+TEST_F(Request, KeepsItsBytesWhenItsReplyComesEarly)
 {
     Connect();
     IpcMessage message;
@@ -211,7 +211,7 @@ TEST_F(OneWayMessage, IsSentOnceAlsoAfterARestart)
     }
 }
 
-TEST_F(OneWayMessage, LeavesAConnectionThatHasNoRoomForIt)
+TEST_F(OneWayMessage, KeepsTheConnectionWhenTheSocketIsFull)
 {
     Connect();
     unsigned int taken = 0;
@@ -227,7 +227,7 @@ TEST_F(OneWayMessage, LeavesAConnectionThatHasNoRoomForIt)
     ExpectPing();
 }
 
-TEST(ServerNameList, KnowsTheSubtitleServiceAlone)
+TEST(ServerNameList, KnowsTheSubtitleServiceOnly)
 {
     const LinxServerNameList& list = LinxServerNameList::Instance();
     EXPECT_EQ(list.Name(static_cast<e_Process>(5)), "SubtitleMgr");

@@ -28,7 +28,7 @@ Ends Pipe()
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// Both block, as those of another program may.
+/// Both descriptors are in blocking mode, like those of other programs.
 Ends SocketPair(int type)
 {
     int ends[2];
@@ -36,7 +36,7 @@ Ends SocketPair(int type)
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// All that can be read without waiting.
+/// All bytes that are available without waiting.
 std::string Read(const Descriptor& reader)
 {
     fcntl(reader.Get(), F_SETFL, O_NONBLOCK);
@@ -71,7 +71,7 @@ protected:
         sink.Write([&] { return text; });
     }
 
-    /// Writes lines until one is lost. \return how many were written or kept
+    /// Writes lines until one is lost. \return the number of lines before it
     std::size_t Fill()
     {
         std::size_t count = 0;
@@ -81,7 +81,7 @@ protected:
         return count - 1;
     }
 
-    /// Fills \p ends until it takes nothing more, then reads all.
+    /// Fills \p ends completely, then reads all.
     void ExpectOneKeptAndTheOthersCounted(const Ends& ends)
     {
         const int flags = fcntl(ends.writer.Get(), F_GETFL);
@@ -96,10 +96,11 @@ protected:
         EXPECT_EQ(Read(ends.reader), line + "lost 2: it is not read\n");
         Write("next\n");
         EXPECT_EQ(Read(ends.reader), "next\n");
-        EXPECT_EQ(fcntl(ends.writer.Get(), F_GETFL), flags) << "others share it";
+        EXPECT_EQ(fcntl(ends.writer.Get(), F_GETFL), flags)
+            << "flags of a shared descriptor changed";
     }
 
-    /// Writes a line that is longer than what is free in \p ends.
+    /// Writes a line that is longer than the free space in \p ends.
     void ExpectTheRestOfALineBeforeTheNext(const Ends& ends)
     {
         sink.Use(ends.writer.Get());
@@ -138,7 +139,7 @@ TEST_F(Sink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
     constexpr uid_t other = 65534;
     ASSERT_EQ(seteuid(other), 0);
     const std::string path = "/proc/self/fd/" + std::to_string(ends.writer.Get());
-    EXPECT_EQ(open(path.c_str(), O_WRONLY | O_CLOEXEC), -1) << "it can be opened";
+    EXPECT_EQ(open(path.c_str(), O_WRONLY | O_CLOEXEC), -1) << "this user may open the pipe";
     ExpectOneKeptAndTheOthersCounted(ends);
     ASSERT_EQ(seteuid(0), 0);
 }
@@ -159,7 +160,7 @@ TEST_F(Sink, CountsLinesForAReaderThatHasGone)
         Ends ends = SocketPair(type);
         ends.reader = Descriptor();
         platform::Sink silent(nullptr, ends.writer.Get());
-        silent.Write([] { return line; });  // with SIGPIPE at its default
+        silent.Write([] { return line; });  // SIGPIPE has its default action
         EXPECT_EQ(silent.Lost(), 1u);
     }
 }
@@ -174,7 +175,7 @@ TEST_F(Sink, CountsLinesForAClosedDescriptor)
     EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
 }
 
-TEST_F(Sink, CountsALineThatThereIsNoMemoryFor)
+TEST_F(Sink, CountsALineLostToAFailedAllocation)
 {
     const Ends ends = Pipe();
     sink.Use(ends.writer.Get());
@@ -183,7 +184,7 @@ TEST_F(Sink, CountsALineThatThereIsNoMemoryFor)
     EXPECT_EQ(Read(ends.reader), "lost 1: Cannot allocate memory\nnext\n");
 }
 
-TEST_F(Sink, GoesOnWithTheFileThatItsDescriptorIsGiven)
+TEST_F(Sink, WritesToTheNewFileOfItsDescriptor)
 {
     const Ends first = Pipe();
     const Ends second = Pipe();
@@ -195,7 +196,7 @@ TEST_F(Sink, GoesOnWithTheFileThatItsDescriptorIsGiven)
     EXPECT_EQ(Read(second.reader), "two\n");
 }
 
-/// Opened as a shell does it for `>` and `>>`.
+/// Files opened with the flags of the shell's `>` and `>>`.
 class SinkOfFile : public Sink, public testing::WithParamInterface<int> {
 protected:
     static Descriptor Open(const std::string& path)
@@ -204,7 +205,7 @@ protected:
     }
 };
 
-TEST_P(SinkOfFile, CutsATornLineOff)
+TEST_P(SinkOfFile, RemovesAnIncompleteLine)
 {
     const SmallDisk disk("8k");
     if (!disk.IsMounted()) {
@@ -223,7 +224,7 @@ TEST_P(SinkOfFile, CutsATornLineOff)
               "lost 1: No space left on device\nnext\n");
 }
 
-/// SIGXFSZ would end this program.
+/// Otherwise SIGXFSZ would end this program.
 TEST_P(SinkOfFile, StaysBelowItsSizeLimit)
 {
     const TempDir folder;

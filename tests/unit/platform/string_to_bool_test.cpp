@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(StringToBool, IsTrueForTheseWordsInAnyCaseAlone)
+TEST(StringToBool, IsTrueForTheseWordsInAnyCaseOnly)
 {
     for (const char* word :
          {"t", "T", "true", "TRUE", "True", "y", "Y", "yes", "yEs", "on", "ON", "1"}) {

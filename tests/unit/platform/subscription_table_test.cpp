@@ -12,7 +12,7 @@ void Second(LinxIpc*, void*) {}
 constexpr unsigned int bitmap = 0x3B19;
 constexpr unsigned int visibility = 0x3B1C;
 
-/// Requests are numbered in the order in which they are added.
+/// Requests have numbers in the order in which they are added.
 class SubscriptionTable : public testing::Test {
 protected:
     unsigned int Begin(unsigned int number, Callback callback = First, unsigned int item = bitmap)
@@ -30,7 +30,7 @@ protected:
     void Accept(unsigned int request)
     {
         table.Accept(request);
-        table.Forget(request);  // as its call does when it wakes
+        table.Forget(request);  // like the subscribing call when it wakes up
     }
 
     Callback CallbackFor(unsigned int number, unsigned int item = bitmap) const
@@ -56,7 +56,7 @@ TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAccepted)
     EXPECT_EQ(CallbackFor(4), nullptr);
 }
 
-TEST_F(SubscriptionTable, KeepsWhatARepetitionFailedToReplace)
+TEST_F(SubscriptionTable, KeepsAnEntryWhenItsRepetitionFails)
 {
     Accept(Begin(4));
     table.Forget(Begin(4, Second));
@@ -118,13 +118,13 @@ TEST_F(SubscriptionTable, FollowsTheOrderOfAcceptances)
     EXPECT_EQ(Accepted(), 1u);
 }
 
-TEST_F(SubscriptionTable, EndsOnlyWhatWasAcceptedBefore)
+TEST_F(SubscriptionTable, EndsOnlyEntriesAcceptedBefore)
 {
     const unsigned int end = BeginToEnd(4);
     const unsigned int later = Begin(4);
     Accept(Begin(4, Second));
     Accept(end);
-    EXPECT_EQ(CallbackFor(4), &First) << "still on its way";
+    EXPECT_EQ(CallbackFor(4), &First) << "this subscription is still pending";
     EXPECT_FALSE(table.HasAccepted());
     Accept(later);
     EXPECT_EQ(CallbackFor(4), &First);

@@ -1,4 +1,4 @@
-// Subscriptions: what they bring, how they end, their renewal after a loss, and calls that meet.
+// Subscriptions: notifications, end, renewal after a lost connection, and concurrent calls.
 
 #include "tests/unit/platform/ServedEndpoint.h"
 
@@ -26,7 +26,7 @@ TEST_F(Subscription, IsPossibleAtOneServiceOnly)
               EINVAL);
 }
 
-TEST_F(Subscription, BringsNothingWhenItWasRefused)
+TEST_F(Subscription, DeliversNothingWhenRefused)
 {
     Connect();
     auto subscribed = Beside([this] { return Subscribe(); });
@@ -39,11 +39,11 @@ TEST_F(Subscription, BringsNothingWhenItWasRefused)
     EXPECT_TRUE(regions.empty());
 }
 
-TEST_F(Subscription, BringsNothingOnceItsEndWasAskedFor)
+TEST_F(Subscription, DeliversNothingAfterAnUnsubscribeRequest)
 {
     ConnectAndSubscribe();
     peer->Send(Bitmap(1));
-    ExpectPing();  // so that one is queued
+    ExpectPing();  // afterwards one notification is queued
     auto unsubscribed = Beside([this] { return Unsubscribe(1); });
     const RawFrame request = peer->ExpectRequest(messages::unsubscribe);
     EXPECT_EQ(request.payload, U32(1));
@@ -74,7 +74,7 @@ TEST_F(Subscription, IsRenewedByReceiveAtMostTwiceASecond)
     const auto start = Clock::now();
     ConnectAndSubscribe();
     EndService();
-    EXPECT_EQ(Receive(10), ETIMEDOUT);  // notices the loss, and it is too early to try again
+    EXPECT_EQ(Receive(10), ETIMEDOUT);  // finds the lost connection too early for another attempt
     RestartService();
     auto received = ReceiveBeside();
     AcceptClient();
@@ -122,7 +122,7 @@ protected:
     }
 };
 
-/// Leaves the process one processor, which other threads keep busy.
+/// Limits the process to one processor, which other threads keep busy.
 class BusyProcessor {
 public:
     BusyProcessor()
@@ -156,7 +156,7 @@ private:
     std::vector<std::thread> spinners;
 };
 
-TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUp)
+TEST_F(ConcurrentSubscribe, IsRenewedWhenTheServiceHangsUp)
 {
     constexpr int rounds = 40;
     const BusyProcessor busy;
@@ -165,7 +165,7 @@ TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUp)
         ipc = std::make_unique<LinxIpc>("TheEndpoint");
         ASSERT_EQ(ipc->Init(), 0);
         Connect();
-        // Reads for the subscribing call, and reconnects.
+        // This call reads for the subscribing call and connects again.
         auto other = Beside([this] {
             int error;
             while ((error = Ping()) == ECONNRESET) {
@@ -189,15 +189,15 @@ TEST_F(ConcurrentSubscribe, IsNeverSilentWhenTheServiceHangsUp)
     EXPECT_EQ(silent, 0) << "of " << rounds;
 }
 
-/// What one call left in the queue is not another's to take out.
-TEST_F(ConcurrentSubscribe, KeepsWhatCameForAnotherItem)
+/// A call must not remove notifications that belong to another call's subscription.
+TEST_F(ConcurrentSubscribe, KeepsNotificationsOfAnotherItem)
 {
     Connect();
     unsigned int visibilities = 0;
     auto first = SubscribeBeside(Count, &visibilities, visibility);
     const RawFrame firstRequest = ExpectSubscribe();
     peer->Send(Visibility(hd));
-    ExpectPing();  // so the notification before it is queued
+    ExpectPing();  // afterwards the notification before it is queued
     auto second = SubscribeBeside();
     const RawFrame secondRequest = ExpectSubscribe();
     EXPECT_EQ(Receive(), 0);
@@ -218,7 +218,7 @@ TEST_F(ConcurrentSubscribe, IsNotUndoneByATimeOutOfAnotherCall)
     EXPECT_EQ(lost, 0u);
 }
 
-TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeAnsweredLater)
+TEST_F(ConcurrentSubscribe, EndsWhenAnUnsubscribeIsAnsweredLater)
 {
     Connect();
     auto subscribed = SubscribeBeside();
@@ -228,7 +228,7 @@ TEST_F(ConcurrentSubscribe, EndsWithAnUnsubscribeAnsweredLater)
     Accept(wanted, subscribed);
     Accept(unwanted, unsubscribed);
     RestartService();
-    Connect();  // without a renewal before the ping
+    Connect();  // the endpoint renews nothing before the ping
 }
 
 }  // namespace

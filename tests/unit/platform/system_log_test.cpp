@@ -1,4 +1,4 @@
-// Log entries that go to the machine's log. Its socket is one of the test's.
+// Log entries for the system log. The test replaces its socket.
 
 #include <LogClient.h>
 
@@ -25,10 +25,10 @@ using namespace platform;
 
 namespace {
 
-/// Where /dev/log leads; null for nowhere else.
+/// The path that replaces /dev/log; null for /dev/log itself.
 const std::string* redirection = nullptr;
 
-/// The call that fails next, and with what.
+/// The call that fails next, and its error.
 struct {
     const char* call = "";
     int error = 0;
@@ -60,7 +60,7 @@ int __real_connect(int fd, const sockaddr* address, socklen_t size);
 int __real_socket(int domain, int type, int protocol);
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
 
-// The product's calls come by here.
+// The linker sends the product's calls here.
 
 int __wrap_socket(int domain, int type, int protocol)
 {
@@ -90,7 +90,7 @@ namespace {
 
 using Entries = std::vector<std::string>;
 
-/// A log that is read when the test wants.
+/// A system log that reads only when the test calls Received().
 class LogSocket {
 public:
     explicit LogSocket(const std::string& path)
@@ -99,7 +99,7 @@ public:
         EXPECT_EQ(bind(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
 
-    /// All entries that wait to be read.
+    /// All unread entries.
     Entries Receive() const
     {
         Entries entries;
@@ -118,7 +118,7 @@ class SystemLog : public testing::Test {
 protected:
     SystemLog()
     {
-        // What other tests have lost is reported before the next entry.
+        // This entry takes the report of entries that other tests lost.
         setenv("SUBTITLE_LOG", (folder / "earlier").c_str(), 1);
         LogClient::Instance().ProcessName("tool");
         Write("");
@@ -133,7 +133,7 @@ protected:
 
     static void Write(const std::string& text) { WriteLogEntry(logErrors, "tool", text); }
 
-    /// The entries, without time and program.
+    /// The entries without time and program name.
     Entries Received() const
     {
         const std::string program = std::string(" ") + program_invocation_short_name + ": tool[" +
@@ -171,11 +171,11 @@ TEST_F(SystemLog, LeavesErrnoAsItWas)
     }
 }
 
-/// Where a test program has a /dev of its own. \return 0 when both entries are the same
+/// Needs a private /dev. \return 0 when both entries are the same
 int CompareWithSyslog()
 {
     const LogSocket log("/dev/log");
-    for (int attempt = 0; attempt < 10; ++attempt) {  // both in one second
+    for (int attempt = 0; attempt < 10; ++attempt) {  // until both entries have the same second
         WriteLogEntry(logErrors, "tool", "text");
         syslog(LOG_ERR, "tool[%ld] level=%d text", static_cast<long>(getpid()), 2);
         const Entries entries = log.Receive();
@@ -189,7 +189,7 @@ int CompareWithSyslog()
     return 1;
 }
 
-TEST_F(SystemLog, GetsTheBytesThatSyslogMakes)
+TEST_F(SystemLog, GetsTheSameBytesAsFromSyslog)
 {
     const SmallDisk disk("4k");
     if (!disk.IsMounted()) {
@@ -207,7 +207,7 @@ TEST_F(SystemLog, GetsTheBytesThatSyslogMakes)
     EXPECT_EQ(status, 0) << "exit status " << WEXITSTATUS(status);
 }
 
-TEST_F(SystemLog, IsNotWaitedForAndGetsTheNumberLost)
+TEST_F(SystemLog, NeverBlocksAndGetsTheNumberLost)
 {
     constexpr std::size_t many = 2000;
     for (std::size_t i = 0; i < many; ++i) {
@@ -217,7 +217,7 @@ TEST_F(SystemLog, IsNotWaitedForAndGetsTheNumberLost)
     ASSERT_GT(taken, 0u);
     ASSERT_LT(taken, many - 1);
     Write("the next");
-    // One was kept.
+    // The sink kept one of them.
     EXPECT_EQ(Received(), (Entries{"<11>level=2 text",
                                    "<11>level=2 " + std::to_string(many - taken - 1) +
                                        " log entries were lost: it is not read",
@@ -231,7 +231,7 @@ TEST_F(SystemLog, GetsTheNumberOfEntriesLostToACall)
             failure = {call, error};
             Write("first");
             Write("second");
-            // Nothing is seen of one that was interrupted, or had no room.
+            // A send() that is interrupted or finds no room loses nothing: the sink keeps the line.
             const bool isLost =
                 std::strcmp(call, "send") != 0 || (error != EINTR && error != EAGAIN);
             const std::string first =

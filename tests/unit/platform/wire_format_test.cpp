@@ -13,7 +13,7 @@ using Header = std::array<unsigned char, frameHeaderSize>;
 constexpr Header ping = {'S',  'T',  1,    1,    0x00, 0x00, 0x3B, 0x01,
                          0xA1, 0xB2, 0xC3, 0xD4, 0x00, 0x01, 0x02, 0x03};
 
-TEST(FrameHeader, IsTheseSixteenBytes)
+TEST(FrameHeader, IsEncodedByteForByte)
 {
     Header bytes{};
     EncodeFrameHeader({FrameKind::Request, 0x3B01, 0xA1B2C3D4, 0x010203}, bytes.data());
@@ -74,7 +74,7 @@ bool Check(unsigned int messageId, const std::string& payload)
                         payload.size());
 }
 
-/// Every inner length with every payload size: a counted record is sound only where they agree.
+/// Tries every inner length with every payload size: a record is sound only if both agree.
 void ExpectSoundOnlyWhereCountAgrees(unsigned int messageId, std::size_t prefix)
 {
     for (std::size_t size = 0; size <= 300; ++size) {
@@ -102,8 +102,8 @@ TEST(Record, OfAPaletteIsSoundOnlyWhenItsLengthIsTrue)
     ExpectSoundOnlyWhereCountAgrees(0x3C08, 3);
 }
 
-/// Requests, replies and records as docs/wire-format.md lists them, those without a count.
-TEST(Message, IsSoundInItsOwnSizeAlone)
+/// The requests, replies and records of docs/wire-format.md that have no inner length.
+TEST(Message, IsSoundInItsOwnSizeOnly)
 {
     const struct {
         unsigned int messageId;

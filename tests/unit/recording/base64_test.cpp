@@ -15,7 +15,7 @@ std::string Encoded(const std::string& bytes)
     return text;
 }
 
-/// "refused" is no result of a good text here.
+/// Returns "refused" for a wrong text; no valid text in this test decodes to it.
 std::string Decoded(std::string text)
 {
     std::size_t size = 0;
@@ -41,7 +41,7 @@ TEST(Base64, DecodesWhatItEncodes)
     }
 }
 
-TEST(Base64, RefusesWhatItDoesNotWrite)
+TEST(Base64, RefusesTextThatItDoesNotWrite)
 {
     for (const char* text :
          {"Z", "Zg", "Zg=", "Zg===", "====", "Z===", "Zg==Zg==", "Zm9v\n", "Zm 9", "Zm-_",

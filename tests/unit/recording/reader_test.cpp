@@ -32,7 +32,7 @@ const std::string request =
     "\n";
 
 struct Reading {
-    std::string lines;  ///< what was read, written again
+    std::string lines;  ///< the messages that were read, written again
     std::string mistake;
 };
 
@@ -74,7 +74,7 @@ std::string Replaced(std::string text, const std::string& old, const std::string
     return text.replace(text.find(old), old.size(), replacement);
 }
 
-/// The mistake of a recording whose second line is \p line.
+/// The error message for a recording whose second line is \p line.
 std::string MistakeOf(const std::string& line)
 {
     const Reading reading = Read(header + line);
@@ -82,14 +82,14 @@ std::string MistakeOf(const std::string& line)
     return reading.mistake;
 }
 
-/// The mistake after a change of a good line.
+/// The error message after a change of a correct line.
 std::string MistakeOf(const std::string& line, const std::string& old,
                       const std::string& replacement)
 {
     return MistakeOf(Replaced(line, old, replacement));
 }
 
-/// The mistake \p reason at the field \p name of \p line, which is the second.
+/// The error message \p reason at the field \p name of \p line, the second line.
 std::string MistakeAt(const std::string& line, const std::string& name, const std::string& reason)
 {
     const std::size_t column = line.find('"' + name + '"') + 1;
@@ -126,7 +126,7 @@ TEST(Reader, ReadsEachKindOfRequest)
     EXPECT_EQ(reading.lines, text);
 }
 
-TEST(Reader, KeepsReceivers)
+TEST(Reader, ReadsReceivers)
 {
     const std::string line = Replaced(visibility, "true}", "true,\"receivers\":2}");
     EXPECT_EQ(Read(header + line).lines, header + line);
@@ -181,7 +181,7 @@ TEST(Reader, RefusesAnEmptyOrTornRecording)
     EXPECT_EQ(Read(header + visibility.substr(0, visibility.size() - 1)).lines, header);
 }
 
-TEST(Reader, RefusesANewerFormatWhateverElseItHas)
+TEST(Reader, RefusesANewerFormatWithAnyFields)
 {
     EXPECT_EQ(Read("{\"writer\":{},\"subtitleRecording\":2}\n").mistake,
               "drive:1:14: subtitleRecording 2 is newer than this program; it reads 1");
@@ -205,7 +205,7 @@ TEST(Reader, RefusesTimesThatRunBackwards)
     EXPECT_EQ(Read(header + Replaced(visibility, "\"wallUs\":1", "\"wallUs\":0")).mistake, "");
 }
 
-TEST(Reader, RefusesWhatIsNoJsonObject)
+TEST(Reader, RefusesTextThatIsNoJsonObject)
 {
     EXPECT_EQ(MistakeOf("\n"), "drive:2:1: The document is empty.");
     EXPECT_EQ(MistakeOf("{\"monoUs\":6,]\n"), "drive:2:13: Missing a name for object member.");
@@ -335,7 +335,7 @@ TEST(Reader, ReadsTheLargestPayload)
     EXPECT_TRUE(reading.lines == text);
 }
 
-TEST(Reader, SaysAMistakeAgainAndReadsNoFurther)
+TEST(Reader, RepeatsAMistakeAndReadsNoFurther)
 {
     Reader reader("drive", Reader::Start::HeaderOptional);
     const std::string text = "{}\n" + visibility;

@@ -23,7 +23,7 @@ FIELDS = (
 
 
 def checked_line(line):
-    """The object of a line, which must be right in every respect; line is bytes."""
+    """Checks a line, given as bytes, and returns its object."""
     assert line.endswith(b"\n") and b"\n" not in line[:-1], line
     fields = json.loads(line.decode("utf-8"))
     VALIDATOR.validate(fields)
@@ -41,7 +41,7 @@ def checked_line(line):
 
 
 def checked_lines(recording):
-    """The objects of all lines of a whole recording, as bytes; it has a header first."""
+    """Checks a complete recording, given as bytes, and returns the objects after its header."""
     lines = [checked_line(line) for line in recording.splitlines(keepends=True)]
     assert "subtitleRecording" in lines[0] and all(
         "subtitleRecording" not in line for line in lines[1:]

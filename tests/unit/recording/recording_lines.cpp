@@ -1,4 +1,4 @@
-// Writes lines of every kind, with data of many sizes, for a comparison with other writers.
+// Writes recording lines of every kind with data of many sizes, for writer_test.py.
 
 #include "packaging/tool_options.h"
 #include "recording/writer.h"
@@ -10,11 +10,10 @@ using namespace recording;
 
 namespace {
 
-constexpr char usage[] =
-    "Usage: recording_lines\n"
-    "Writes lines of a recording of every kind; writer_test.py knows what they say.\n";
+constexpr char usage[] = "Usage: recording_lines\n"
+                         "Writes recording lines of every kind; writer_test.py checks them.\n";
 
-/// Known from its size alone.
+/// The data follows from its size.
 std::vector<unsigned char> DataOfSize(std::size_t size)
 {
     std::vector<unsigned char> bytes(size);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares what recording_lines writes with what Python makes of it: writer_test.py PROGRAM."""
+"""Compares the output of recording_lines with Python's modules: writer_test.py PROGRAM."""
 
 import base64
 import subprocess

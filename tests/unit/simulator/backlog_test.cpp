@@ -12,7 +12,7 @@ constexpr std::size_t mebibyte = 1024 * 1024;
 
 class Backlog : public testing::Test {
 protected:
-    /// \return how many notifications were dropped for this one
+    /// \return the number of dropped notifications
     unsigned int Notify(std::size_t size, char fill = 'n')
     {
         return backlog.AddNotification(std::make_shared<std::vector<unsigned char>>(size, fill));
@@ -23,7 +23,7 @@ protected:
         backlog.AddReply(reinterpret_cast<const unsigned char*>(text.data()), text.size());
     }
 
-    /// Takes out up to \p most bytes, as a socket would.
+    /// Takes out up to \p most bytes, like a socket.
     std::string Take(std::size_t most = everything)
     {
         std::string taken;
@@ -94,7 +94,7 @@ TEST_F(Backlog, KeepsNotificationsOfExactlyOneMebibyte)
     EXPECT_EQ(backlog.NotificationBytes(), 11u);
 }
 
-TEST_F(Backlog, KeepsTheNewestNotificationWhateverItsSize)
+TEST_F(Backlog, KeepsTheNewestNotificationOfAnySize)
 {
     EXPECT_TRUE(backlog.HasRoomFor(1, 16 * mebibyte));
     Notify(1);
@@ -135,7 +135,7 @@ TEST_F(Backlog, DropsANotificationAfterAPartlySentReply)
     EXPECT_EQ(Take(5), "eplyb");
 }
 
-TEST_F(Backlog, CountsNothingOnceItIsCleared)
+TEST_F(Backlog, CountsFromZeroAfterAClear)
 {
     Notify(4, 'a');
     Reply("r");

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-/// Decodes the request \p messageId with \p payload, which is understood.
+/// Decodes the request \p messageId with \p payload, which must be well-formed.
 inline void Decode(unsigned int messageId, std::string payload, sim::Request& request)
 {
     using platform::FrameKind;

@@ -13,7 +13,7 @@ namespace {
 
 class Garbage : public testing::Test {
 protected:
-    /// A copy of \p good, spoilt in one way: a frame that is right with a record that is not.
+    /// A copy of \p good with one change: the frame is well-formed, its record is malformed.
     static SharedFrame Spoil(const SharedFrame& good, unsigned int way)
     {
         const SharedFrame spoilt = sim::Spoil(good, way);
@@ -40,7 +40,7 @@ protected:
     }
 };
 
-TEST_F(Garbage, SpoilsEachRecordInAllWaysThatItHas)
+TEST_F(Garbage, SpoilsEachRecordInEveryWay)
 {
     RegionDataItem bitmap;
     bitmap.data = {1, 2, 3};
@@ -48,13 +48,13 @@ TEST_F(Garbage, SpoilsEachRecordInAllWaysThatItHas)
     palette.paletteData = {1, 2, 3, 4};
     EXPECT_EQ(WaysToSpoil(EncodeNotification(2, bitmap)), 5u);
     EXPECT_EQ(WaysToSpoil(EncodeNotification(10, palette)), 5u);
-    // One less than an empty record's length is the largest length there is: two ways in one.
+    // For an empty record, length - 1 is the largest length, so two of the ways are the same.
     EXPECT_EQ(WaysToSpoil(EncodeNotification(2, RegionDataItem())), 4u);
-    // No length inside
+    // This record has no inner length.
     EXPECT_EQ(WaysToSpoil(EncodeNotification(6, RegionVisItem())), 2u);
 }
 
-/// One byte more would be no frame.
+/// One byte more would exceed the largest frame.
 TEST_F(Garbage, ShortensABitmapThatCannotBeLonger)
 {
     RegionDataItem record;

@@ -18,7 +18,7 @@ protected:
     Listener() { setenv("LINX_DIR", folder.Path().c_str(), 1); }
     ~Listener() override { unsetenv("LINX_DIR"); }
 
-    /// \return why the name cannot be opened; empty when it can
+    /// \return the reason why the name cannot be opened; empty after success
     static std::string Refusal(const std::string& name = "SubtitleMgr")
     {
         sim::Listener listener;
@@ -34,7 +34,7 @@ protected:
     const std::string lock = path + ".lock";
 };
 
-TEST_F(Listener, LeavesNothingAtItsEnd)
+TEST_F(Listener, RemovesItsFilesAtItsEnd)
 {
     EXPECT_EQ(Refusal(), "");
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));

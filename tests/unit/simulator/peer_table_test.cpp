@@ -20,7 +20,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// One client of the table.
+/// A client of the table.
 struct Client {
     Descriptor socket;
     Peer* peer = nullptr;
@@ -52,7 +52,7 @@ protected:
         }
     }
 
-    /// The table receives bytes from \p client, of which no frame is cut.
+    /// The table receives \p client's bytes, which are no complete frame.
     void Send(const Client& client, const std::string& bytes)
     {
         EXPECT_EQ(send(client.socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
@@ -63,7 +63,7 @@ protected:
         table.Update(*client.peer);
     }
 
-    /// Lines about \p client until the table drops it or has no more to look at.
+    /// Lines about \p client until the table drops it or has nothing left to check.
     std::string LinesInTime(const Client& client)
     {
         return ErrorsOf([&] {
@@ -81,7 +81,7 @@ protected:
     sim::PeerTable table{poller, /*publishGarbage*/ false, patience};
     std::vector<Client> others;
 
-    /// The beginning of a frame of any length.
+    /// The beginning of an incomplete frame.
     const std::string incomplete =
         std::string("ST\1\1\0\0\0\1\0\0\0\1\0\xFF\xFF\xFF", 16) + std::string(10000, 'x');
 };

@@ -8,7 +8,7 @@
 
 using namespace sim;
 
-/// An audience that writes down what is published.
+/// An audience that records publications.
 class RecordingAudience : public Audience {
 public:
     bool HasSubscriber(unsigned int subscription) const override

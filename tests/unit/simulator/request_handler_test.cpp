@@ -64,7 +64,7 @@ protected:
         return verdict;
     }
 
-    /// \return what is queued for the client that makes this request
+    /// \return the backlog of the client that makes this request
     std::string Ask(unsigned int messageId, const std::string& payload = "")
     {
         EXPECT_EQ(Handle(FrameKind::Request, messageId, payload), Verdict::GoOn);
@@ -118,7 +118,7 @@ TEST_F(RequestHandler, QueuesTheReplyBeforePublications)
     EXPECT_EQ(Ask(messages::refreshRegions), Reply(messages::refreshRegions, accepted) + published);
 }
 
-TEST_F(RequestHandler, PublishesMuchInSeveralTurns)
+TEST_F(RequestHandler, PublishesLargeRecordsInSeveralTurns)
 {
     audience.peer.subscriptions.Add(4, 15129);
     audience.peer.subscriptions.Add(6, 15132);
@@ -139,12 +139,12 @@ TEST_F(RequestHandler, PublishesMuchInSeveralTurns)
         queued += TakeQueued();
     }
     EXPECT_TRUE(queued == expected);
-    // A bitmap is encoded and queued for one subscriber: 800,000 bytes of a budget of 1 MiB, so two
-    // of them in each turn. The last visibility follows in a turn of its own.
+    // Encoding and queueing a bitmap for one subscriber costs 800,000 bytes of a budget of 1 MiB,
+    // so each turn publishes two of them. The last visibility follows in another turn.
     EXPECT_EQ(turns, 8u);
 }
 
-TEST_F(RequestHandler, PublishesInOneTurnWhatHasNoSubscriber)
+TEST_F(RequestHandler, PublishesInOneTurnWithoutSubscriber)
 {
     for (unsigned int region = 1; region <= 14; ++region) {
         Ask(messages::setRegionData, RegionDataRecord(region, 0, std::string(400000, '\1')));
@@ -153,14 +153,14 @@ TEST_F(RequestHandler, PublishesInOneTurnWhatHasNoSubscriber)
     EXPECT_TRUE(IsPublished());
 }
 
-TEST_F(RequestHandler, PaysForTheBytesThatAnInversionTouches)
+TEST_F(RequestHandler, CountsTheBytesThatAnInversionChanges)
 {
     Ask(messages::setRegionData, RegionDataRecord(3, 0, std::string(2 * 1024 * 1024, 'x')));
     Ask(messages::invertRegionData, U32(3));
     EXPECT_TRUE(turn.IsSpent());
 }
 
-TEST_F(RequestHandler, JournalsInOrderAlsoWhatItRefuses)
+TEST_F(RequestHandler, JournalsRefusedRequestsInOrder)
 {
     Ask(messages::ping);
     Ask(messages::setRegionVisibility, VisibilityRecord(99, true));
@@ -172,7 +172,7 @@ TEST_F(RequestHandler, JournalsInOrderAlsoWhatItRefuses)
               "{\"request\":\"Quit\"}\n");
 }
 
-TEST_F(RequestHandler, AnswersWhatItDoesNotUnderstand)
+TEST_F(RequestHandler, AnswersRequestsThatItDoesNotUnderstand)
 {
     EXPECT_EQ(Ask(0x3C99, "any payload"), notUnderstood);
     EXPECT_EQ(Ask(messages::ping, "x"), notUnderstood);
@@ -194,7 +194,7 @@ TEST_F(RequestHandler, IgnoresAnUnknownOneWayMessage)
     EXPECT_EQ(JournalText(), "");
 }
 
-TEST_F(RequestHandler, DropsAPeerThatSendsWhatOnlyAServiceMay)
+TEST_F(RequestHandler, DropsAPeerThatSendsAServiceMessage)
 {
     EXPECT_EQ(Handle(FrameKind::Reply, 0x3B02), Verdict::DropPeer);
     EXPECT_EQ(Handle(FrameKind::Notification, 15132, VisibilityRecord(1, true)), Verdict::DropPeer);

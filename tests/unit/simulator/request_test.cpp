@@ -6,7 +6,7 @@
 
 namespace {
 
-/// How a request appears in a line for people and in a line of the journal.
+/// The text of a request on standard error and in the journal.
 struct RequestLines {
     const char* name;
     const char* request;

@@ -21,7 +21,7 @@ constexpr int waitForEvent = sim::ScenarioPlayer::waitForEvent;
 
 class ScenarioPlayer : public testing::Test {
 protected:
-    /// Plays a turn's share of a scenario. \return what Advance() returns
+    /// Plays a turn's share of a scenario. \return the result of Advance()
     int Play(const std::string& text, bool loop = false)
     {
         std::string problem;
@@ -30,7 +30,7 @@ protected:
         return player->Advance();
     }
 
-    /// Regions of the records that were published so far.
+    /// Regions of all published records.
     Numbers Regions() const
     {
         Numbers regions;
@@ -128,13 +128,13 @@ TEST_F(ScenarioPlayer, StartsAgainWhenItLoops)
     EXPECT_EQ(first, (Numbers{1, 2, 1, 2}));
 }
 
-TEST_F(ScenarioPlayer, RestsBetweenPassesThatHaveNoReader)
+TEST_F(ScenarioPlayer, PausesBetweenPassesWithoutSubscriber)
 {
     audience.subscribed.clear();
     for (const char* text : {"visibility 1 t\n", "# nothing\n"}) {
         SCOPED_TRACE(text);
         const int waitMs = Play(text, /*loop*/ true);
-        EXPECT_GT(waitMs, 0);  // what a busy machine has taken is missing from all of it
+        EXPECT_GT(waitMs, 0);  // less than the whole pause on a busy machine
         EXPECT_LE(waitMs, 100);
     }
 }

@@ -11,7 +11,7 @@ namespace {
 
 class Scenario : public testing::Test {
 protected:
-    /// The directives of a text that is right.
+    /// The directives of a valid text.
     sim::Scenario Parsed(const std::string& text) const
     {
         sim::Scenario scenario;
@@ -31,7 +31,7 @@ protected:
         return BytesOf(scenario[0].frame);
     }
 
-    /// The message about a text that is wrong, without the path.
+    /// The error message for an invalid text, without the path.
     std::string ProblemOf(const std::string& text) const
     {
         sim::Scenario scenario;

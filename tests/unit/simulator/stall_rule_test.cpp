@@ -15,14 +15,14 @@ const std::string stalled = "SubtitleMgrSim: client 7: stalled, has left notific
 
 class StallRule : public testing::Test {
 protected:
-    /// Judges a backlog whose oldest notification is of this age. \return the line about it
+    /// Applies the rule to a backlog whose oldest notification has this age. \return the line
     std::string Judge(milliseconds age)
     {
         const auto now = sim::StallRule::Clock::now();
         return ErrorsOf([&] { rule.Judge(now - age, now); });
     }
 
-    /// \return the line about it
+    /// \return the printed line
     std::string Lose(unsigned int count)
     {
         return ErrorsOf([&] { rule.Lose(count, "reads too slowly"); });
@@ -43,7 +43,7 @@ TEST_F(StallRule, StaysStalledForASubscriberThatReadsALittle)
 {
     Judge(milliseconds(2000));
     EXPECT_EQ(Lose(100), "");
-    // Its oldest ones are dropped or read, so what is left is young.
+    // The oldest notifications are dropped or read, so the rest is new.
     EXPECT_EQ(Judge(milliseconds(10)), "");
     EXPECT_EQ(Judge(milliseconds(3000)), "");
     EXPECT_TRUE(rule.IsStalled());

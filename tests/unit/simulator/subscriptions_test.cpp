@@ -14,7 +14,7 @@ using Numbers = std::set<unsigned int>;
 
 class Subscriptions : public testing::Test {
 protected:
-    /// Of the numbers under which anything is published, those that are held.
+    /// The held subscription numbers among all valid ones.
     Numbers Held() const
     {
         Numbers held;
@@ -29,7 +29,7 @@ protected:
     sim::Subscriptions subscriptions;
 };
 
-TEST_F(Subscriptions, HaveOneItemEachNumber)
+TEST_F(Subscriptions, HaveOneItemForEachNumber)
 {
     for (const unsigned int item : {0u, regionData, visibility, palette, 15130u}) {
         const Numbers fitting = item == regionData   ? Numbers{1, 2, 3, 4, 12}
@@ -68,7 +68,7 @@ TEST_F(Subscriptions, ToOneFormatEndAlone)
     EXPECT_EQ(Held(), Numbers{3});
 }
 
-TEST_F(Subscriptions, MayBeEndedThoughNotHeld)
+TEST_F(Subscriptions, EndWithSuccessWhenNotHeld)
 {
     EXPECT_TRUE(subscriptions.Remove(12));
     EXPECT_FALSE(subscriptions.Remove(5));

@@ -26,7 +26,7 @@ std::string Palette(const std::string& record) { return NotificationBytes(10, 15
 
 class SubtitleService : public testing::Test {
 protected:
-    /// Serves one request and publishes what it leads to.
+    /// Serves one request and makes its publications.
     bool Accepts(unsigned int messageId, const std::string& payload = "")
     {
         Request request;
@@ -40,7 +40,7 @@ protected:
         return outcome.result == Result::Accepted;
     }
 
-    /// What an accepted request publishes.
+    /// The publications of an accepted request.
     Published PublishedBy(unsigned int messageId, const std::string& payload = "")
     {
         EXPECT_TRUE(Accepts(messageId, payload)) << messageId;
@@ -79,7 +79,8 @@ TEST_F(SubtitleService, PublishesAnInvertedRegion)
     EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), inverted);
     EXPECT_EQ(PublishedBy(messages::refreshRegions), inverted);
     EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), Bitmaps(3, sent, Bytes({0, 1, 3})));
-    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(4)), Published{}) << "has no bitmap";
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(4)), Published{})
+        << "the region has no bitmap";
 }
 
 TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
@@ -92,13 +93,13 @@ TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
         EXPECT_EQ(Accepts(messages::setPaletteData, PaletteRecord(region, 0, true, "a")), exists);
         EXPECT_EQ(Accepts(messages::invertRegionData, U32(region)), exists);
     }
-    // Would be region 1 if it were cut to 8 bits.
+    // Cut to 8 bits this would be region 1.
     EXPECT_FALSE(Accepts(messages::invertRegionData, U32(257)));
     EXPECT_FALSE(Accepts(messages::invertRegionData, U32(4294967295)));
     EXPECT_EQ(PublishedBy(messages::refreshRegions).size(), 14u * 5);
 }
 
-TEST_F(SubtitleService, RefreshesEverythingKeptInOrderOfRegion)
+TEST_F(SubtitleService, RefreshesEverythingInOrderOfRegion)
 {
     const std::string late = PaletteRecord(14, 1, false, "pal");
     const std::string early = PaletteRecord(2, 9, true, "");

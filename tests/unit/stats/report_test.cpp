@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The report's stream settings outlive it, so every test starts from fresh ones.
+/// The report changes the stream's settings, so every test resets them first.
 class Report : public testing::Test {
 protected:
     Report() { std::cout.copyfmt(std::ios(nullptr)); }
@@ -94,7 +94,7 @@ TEST_F(Report, ShowsNothingOfFormatThree)
 
 TEST_F(Report, WrapsSumsAt32BitsBeforeTheyAreShared)
 {
-    // A region's bytes: 4294967295 + 5 wraps to 4; all bytes: 4 + 16 = 20.
+    // The region's bytes wrap: 4294967295 + 5 gives 4. All bytes: 4 + 16 = 20.
     Count(1, 0, 1, 4294967295u);
     Count(1, 1, 1, 5);
     Count(2, 0, 1, 16);
@@ -104,9 +104,9 @@ TEST_F(Report, WrapsSumsAt32BitsBeforeTheyAreShared)
                                 " 0 =       16     80.0 %"));
 }
 
-TEST_F(Report, TellsNoTrafficFromTrafficThatWrapsToZero)
+TEST_F(Report, DistinguishesNoTrafficFromAWrapToZero)
 {
-    // 1 + 4294967295 = 0 bytes in all: a region has a part of nothing, which is infinite.
+    // The sum of all bytes wraps: 1 + 4294967295 gives 0. A share of 0 bytes is infinite.
     Count(1, 0, 1, 1);
     Count(2, 0, 1, 4294967295u);
     EXPECT_TEXT(Text(), TwoRows("     1 +      0 +      0 =      1          1 +        0 +       "
@@ -116,7 +116,7 @@ TEST_F(Report, TellsNoTrafficFromTrafficThatWrapsToZero)
                                 "  nan"));
 }
 
-TEST_F(Report, PadsWithBlanksWhateverTheFillCharacterWas)
+TEST_F(Report, PadsWithBlanksAfterAnyFillCharacter)
 {
     std::cout.fill('0');
     EXPECT_TEXT(Text(), EmptyRegionReport());

@@ -2,7 +2,7 @@
 
 #include <RegionDataItem.h>
 
-/// A region-data record of any encoded size, also one that no message could carry.
+/// A region-data record of any encoded size, even larger than a message may be.
 class SizedRecord : public RegionDataItem {
 public:
     SizedRecord(unsigned int region, unsigned int format, unsigned int encodedSize)

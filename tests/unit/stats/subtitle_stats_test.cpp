@@ -19,7 +19,7 @@ const Counts none{0, 0, 0, 0};
 
 class RegionCounters : public testing::Test {
 protected:
-    /// \return what is printed
+    /// \return the printed text
     std::string Count(unsigned int format, unsigned int size)
     {
         SizedRecord record(1, format, size);
@@ -88,7 +88,7 @@ TEST_F(RegionCounters, AreClearedExceptForVisible)
     EXPECT_TRUE(stats.visible);
 }
 
-TEST_F(RegionCounters, AreClearedInTheStorageTheyHave)
+TEST_F(RegionCounters, AreClearedInPlace)
 {
     const unsigned int* msgs = stats.msgs.data();
     const unsigned int* bytes = stats.bytes.data();
@@ -130,7 +130,7 @@ TEST_F(RegionCounters, IgnoreVisibilityAndDisplayNothing)
 
 class FourteenRegions : public testing::Test {
 protected:
-    /// What the statistics print while they count a record of this region.
+    /// The text that the statistics print while they count a record of this region.
     std::string Count(unsigned int region, unsigned int format = 0)
     {
         SizedRecord record(region, format, 10);
@@ -197,7 +197,7 @@ TEST_F(FourteenRegions, ShowOnlyZerosAfterAClear)
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
-TEST(NoRegions, TakeNothing)
+TEST(NoRegions, CountNothing)
 {
     SubtitleStats stats(0);
     SizedRecord record(1, 0, 10);

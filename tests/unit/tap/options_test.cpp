@@ -37,7 +37,7 @@ Parsed Parse(std::vector<std::string> words)
     return parsed;
 }
 
-/// What is wrong, without the line that points to the help.
+/// The error message, without the line that points to the help.
 std::string MistakeOf(const std::vector<std::string>& words)
 {
     const Parsed parsed = Parse(words);
@@ -49,7 +49,7 @@ std::string MistakeOf(const std::vector<std::string>& words)
     if (parsed.errors.size() < begin.size() + end.size() ||
         parsed.errors.substr(0, begin.size()) != begin ||
         parsed.errors.substr(parsed.errors.size() - end.size()) != end) {
-        return "of another form: " + parsed.errors;
+        return "the message has another form: " + parsed.errors;
     }
     return parsed.errors.substr(begin.size(), parsed.errors.size() - begin.size() - end.size());
 }

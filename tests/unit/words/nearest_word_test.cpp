@@ -25,7 +25,7 @@ TEST(NearestWord, AllowsAnErrorForEachThreeCharacters)
     EXPECT_EQ(NearestWord("dxtx", kinds), "");
 }
 
-TEST(NearestWord, IsNoneForAnotherWord)
+TEST(NearestWord, IsEmptyForAnUnrelatedWord)
 {
     EXPECT_EQ(NearestWord("refresh", kinds), "");
     EXPECT_EQ(NearestWord("", kinds), "");
@@ -34,7 +34,7 @@ TEST(NearestWord, IsNoneForAnotherWord)
     EXPECT_EQ(NearestWord("y", {"t", "f"}), "");
 }
 
-TEST(NearestWord, IsTheOneWithTheFewestErrorsAndThenTheFirst)
+TEST(NearestWord, IsTheFirstWordWithTheFewestErrors)
 {
     EXPECT_EQ(NearestWord("cit", {"cat", "cif"}), "cat");
     EXPECT_EQ(NearestWord("cif", {"cid", "cif"}), "cif");

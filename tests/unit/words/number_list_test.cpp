@@ -29,7 +29,7 @@ TEST(NumberList, HasNumbersAndRanges)
     EXPECT_EQ(NumbersOf("254-255"), " 254 255");
 }
 
-TEST(NumberList, IsRefusedWhenItIsSomethingElse)
+TEST(NumberList, RefusesOtherText)
 {
     for (const char* text : {"", ",", "1,", ",1", "5-3", "256", "1-256", "1 2", "-1", "+1", "1-",
                              "1--2", "a", "1x", "0x1", "99999999999999999999"}) {

@@ -47,7 +47,7 @@ TEST(Time, CanBePlainMilliseconds)
     EXPECT_EQ(us, 2000000);
 }
 
-TEST(Time, IsRefusedWhenItIsSomethingElse)
+TEST(Time, RefusesOtherText)
 {
     for (const char* text : {"", "s", "ms", ".5", "2.", "2.s", "1.2.3", "1e3", "-1", "+1", "2 s",
                              " 2", "2m", "0x10", "1,5", "nan", "2ss", "sms"}) {
@@ -65,7 +65,7 @@ TEST(Time, IsAtMostABillionSeconds)
     EXPECT_EQ(TimeOf("99999999999999999999999999999999999999999999"), refused);
 }
 
-TEST(Time, StaysAsItWasWhenTheTextIsRefused)
+TEST(Time, StaysUnchangedWhenTheTextIsRefused)
 {
     std::int64_t us = 7;
     EXPECT_FALSE(ParseTime("5x", us));
