@@ -19,9 +19,9 @@ from page_check import is_named
 
 # Tests of the build, which has other compiler options here, of texts and of test equipment.
 NEVER_RUN = r"^(packaging|sdk|tooling|harness|resilience\.page)"
-# A test that takes longer runs only for a break whose row names it: others reach the same places.
+# A longer test runs only for a break whose row names it; other tests run the same code.
 LONG_S = 12
-# A wrong program may never end: it waits, or works on and on.
+# A wrong program may never end.
 LIMIT_S, LIMIT_FACTOR, LONGEST_S, PROCESSOR_LIMIT_S = 5, 5, 30, 20
 BUILD_LIMIT_S = 1800
 AT_ONCE = 4  # tests of a tree at a time; most tests wait

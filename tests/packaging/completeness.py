@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Compares manual pages and completion with what the programs have; nothing missing, nothing stale.
+"""Compares manual pages and completion with the programs: nothing is missing, nothing is stale.
 
-completeness.py CHECK SOURCE_DIR BIN_DIR, CHECK one of the functions check_...
+completeness.py CHECK SOURCE_DIR BIN_DIR; CHECK is the name of a function check_...
 """
 
 import os
@@ -62,7 +62,7 @@ def faults():
 
 
 def expect_same(what, actual, described):
-    """Both are sets; the actual one must not be empty, or the check would look at nothing."""
+    """Compares two sets. The actual one must not be empty, or the check would prove nothing."""
     if not actual:
         problems.append("%s: nothing was found" % what)
     for name in sorted(actual - described):
@@ -72,14 +72,14 @@ def expect_same(what, actual, described):
 
 
 def section(page, heading):
-    """The source of one .Sh or .Ss of a manual page."""
+    """Returns the source of one .Sh or .Ss of a manual page."""
     pattern = r"^\.S[hs] %s\n(.*?)(?=^\.S[hs] |\Z)" % re.escape(heading)
     match = re.search(pattern, read("docs/man/" + page), re.MULTILINE | re.DOTALL)
     return match[1] if match else ""
 
 
 def described_options(page):
-    """The options that have an entry of their own in the description."""
+    """Returns the options with their own entry in the description."""
     entries = find_all(r"^\.It (Fl .*)$", section(page, "DESCRIPTION"))
     options = {option for entry in entries for option in re.findall(r"Fl ((?:Fl )?)(\w\S*)", entry)}
     return {("--" if dashes else "-") + name for dashes, name in options}
@@ -107,7 +107,7 @@ def check_environment():
         for path in sources_of("client", "platform/src", "simulator")
     }
     everything = set().union(*names.values())
-    # The service makes no log entries: it says everything on standard error.
+    # The service makes no log entries; it writes to standard error.
     services = everything - names["platform/src/LogMsg.cpp"]
     for page, actual in (("SubtitleMgrCli.1", everything), ("SubtitleMgrSim.1", services)):
         described = find_all(r"^\.It Ev (\S+)$", section(page, "ENVIRONMENT"))
@@ -115,14 +115,14 @@ def check_environment():
 
 
 def rendered(page):
-    """A page as one line of text, as a person reads it."""
+    """Returns the formatted page as one line of text."""
     path = SOURCE_DIR / "docs/man" / page
     text = run("mandoc", "-T", "ascii", "-O", "width=999", path).stdout
     return " ".join(re.sub(r".\x08", "", text).split())
 
 
 def phrases(text):
-    """The string literals of C++ sources that people read: those with a blank between words."""
+    """Returns the string literals of C++ sources that contain a blank between words."""
     text = re.sub(r"^ *(#|//).*$", "", text, flags=re.MULTILINE)
     text = re.sub(r"static_assert\(.*?\);", "", text, flags=re.DOTALL)
     text = re.sub(r'"\s*\n\s*"', "", text)
@@ -142,7 +142,7 @@ def sources_of(*folders):
 
 
 def check_messages():
-    """Every message that a program prints or logs is in a page."""
+    """A page has every message that a program prints or logs."""
     of_scenarios = ["simulator/scenario.cpp"]
     sources = {
         "SubtitleMgrCli.1": sources_of("client", "platform/src"),
@@ -152,7 +152,7 @@ def check_messages():
         "SubtitleMgrTap.1": sources_of("tools/tap"),
         "subtitle-recording.5": sources_of("tools/recording"),
     }
-    # Menus, prompts, headings and help are no messages; usage hints show the words of a directive.
+    # Menus, prompts, headings, help and the forms of directives are no messages.
     not_messages = re.compile(
         r"[\w]\) |Choose an|Enter |RGB palette|Transparent pixel|Background code|Region Fill"
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
@@ -171,18 +171,18 @@ def check_messages():
         if not messages:
             problems.append("%s: no message was looked for" % page)
         for phrase, path in messages:
-            if phrase not in text:  # a page names what is inserted by %s, %u or %c
+            if phrase not in text:  # a page has another text in the place of %s, %u or %c
                 problems.append("%s: does not have %r of %s" % (page, phrase, path))
 
 
 def anchors_of(text):
-    """The names of a document's headings, as links use them."""
+    """Returns the names of a document's headings as in links."""
     headings = find_all(r"^#+ (.*)$", text)
     return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
 
 def check_links():
-    """Every link between documents leads to a file and a heading that exist."""
+    """Each link between documents has an existing file and heading."""
     pages = [*SOURCE_DIR.glob("*.md"), *SOURCE_DIR.glob("docs/*.md")]
     links = [
         (page, target) for page in pages for target in find_all(r"\]\(([^)\s]+)\)", read(page))
@@ -199,7 +199,7 @@ def check_links():
 
 
 def completions(program, *words):
-    """What bash offers for the last of the words. Any folder serves as a messaging directory."""
+    """Returns bash's completions of the last word. Any folder can be the messaging directory."""
     script = (
         'set -e; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
         '_%s; printf "%%s\\n" "${COMPREPLY[@]}"' % program

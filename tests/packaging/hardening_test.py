@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks for what makes a mistake in the shipped programs hard to exploit.
+"""Checks that the shipped programs have protections against exploits.
 
 hardening_test.py BUILD_DIR is_static|is_dynamic
 """
@@ -25,7 +25,7 @@ def output_of(*command):
 
 
 def segments(program):
-    """Flags of the program's segments by type, such as {"LOAD": ["R E", "RW "]}."""
+    """Returns the flags of the program's segments by type, such as {"LOAD": ["R E", "RW "]}."""
     flags = {}
     listing = output_of("readelf", "-lW", os.path.join(BUILD_DIR, "bin", program))
     for kind, value in re.findall(r"^  (\w+) +(?:0x\w+ ){5}([R ][W ][E ])", listing, re.MULTILINE):
@@ -38,8 +38,8 @@ def dynamic_section(program):
 
 
 def wanted_symbols(library):
-    """What the objects of a library want from elsewhere. (nm would tell what they want before they
-    are optimised with others, and the guards come later.)"""
+    """Returns the undefined symbols in the machine code of a library's objects. (nm would read the
+    code for link-time optimisation, which has no guards yet.)"""
     listing = output_of("readelf", "-sW", os.path.join(BUILD_DIR, library))
     return set(re.findall(r" UND (\S+)$", listing, re.MULTILINE))
 
@@ -63,12 +63,12 @@ class EachProgram(unittest.TestCase):
     def test_can_write_no_table_of_addresses_once_it_runs(self):
         for program in PROGRAMS:
             self.assertIn("GNU_RELRO", segments(program), program)
-            if not IS_STATIC:  # that has no table which is filled later
+            if not IS_STATIC:  # a static program has no table that is filled later
                 self.assertRegex(dynamic_section(program), r"\(FLAGS_1\).*\bNOW\b", program)
 
     def test_guards_its_stack(self):
         for library in LIBRARIES:
-            # By way of a function of the program's own where the machine prefers that.
+            # On some machines the program calls the check through a function of its own.
             self.assertTrue(
                 wanted_symbols(library) & {"__stack_chk_fail", "__stack_chk_fail_local"}, library
             )

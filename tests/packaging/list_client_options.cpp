@@ -1,4 +1,4 @@
-// Prints every option that the client's own tables have, one a line, as it is typed.
+// Prints every option of the client's tables, one per line, in its typed form.
 
 #include "cli/options.h"
 #include "packaging/tool_options.h"
@@ -9,7 +9,7 @@
 namespace {
 
 constexpr char usage[] = "Usage: list_client_options\n"
-                         "Prints every option of the client, one a line.\n";
+                         "Prints every option of the client, one per line.\n";
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes the packages of a build twice, unpacks them, and runs what was installed.
+"""Makes the packages of a build twice, unpacks them, and runs the installed programs.
 
 packages_test.py BUILD_DIR VERSION PROCESSOR [-- EMULATOR...]
 """
@@ -41,7 +41,7 @@ CONTENTS["subtitlemgr-sim"] += [
     "usr/share/subtitlemgr-sim/demo.scenario",
 ]
 
-# Which package has a library, and which of its releases a symbol version came with.
+# The package of each library, and the release that introduced a symbol version.
 LIBRARIES = {
     "libc.so.6": "libc6",
     "libm.so.6": "libc6",
@@ -86,7 +86,7 @@ class Packages(unittest.TestCase):
 
     @classmethod
     def make(cls, name, umask, zone):
-        """The packages by name, made in a folder of their own."""
+        """Makes the packages in a separate folder. Returns them by name."""
         folder = os.path.join(cls.scratch, name)
         environment = {**os.environ, "SOURCE_DATE_EPOCH": "1700000000", "TZ": zone}
         script = umask + ' && exec cpack -B "$0"'
@@ -124,7 +124,7 @@ class Packages(unittest.TestCase):
     def test_do_not_depend_on_the_folder_of_the_checkout(self):
         source_dir = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
         for program in PROGRAMS:
-            # Not stripped yet: what is in the debugging information is in the build id.
+            # The programs are not stripped yet: the build id depends on the debugging information.
             with open(os.path.join(BUILD_DIR, "bin", program), "rb") as file:
                 self.assertFalse(source_dir.encode() in file.read(), program)
 
@@ -148,7 +148,7 @@ class Packages(unittest.TestCase):
             for kind, version in symbols:
                 release = version
                 if kind == "GLIBCXX":
-                    # Older ones are older than every release that is still there.
+                    # Every supported release has the older versions.
                     self.assertLessEqual(numbers(version), (3, 4, 30), "add it to this test")
                     release = LIBSTDCXX_RELEASES.get(version, "4")
                 self.assertGreaterEqual(
@@ -198,7 +198,7 @@ class Packages(unittest.TestCase):
         )
         console.stdin.write("1\n")
         console.stdin.flush()
-        # The demo's traffic reaches the console; the time-out of the test ends a silent one.
+        # The demo's traffic reaches the console; without traffic the test times out.
         while not console.stdout.readline().startswith("CLI: Process region"):
             self.assertIsNone(console.poll())
         self.assertEqual(console.communicate("x\n", timeout=60)[0][-1:], "\n")

@@ -1,18 +1,18 @@
 #!/usr/bin/env python3
-"""Runs the terminal transcripts of manual pages and guides and compares them with what happens.
+"""Runs the terminal transcripts of manual pages and guides, and compares the output.
 
 transcripts.py BIN_DIR FILE... [-- EMULATOR...]
 
 A transcript is a literal display of a manual page, or a block of a guide fenced as `console`. A
-line that begins with "$ " is a command; what follows is its terminal, typed text included. The
+line that begins with "$ " is a command. Its terminal with typed text follows. The
 commands of a file share one shell, one folder and one messaging directory.
 
-  [...]                      a menu that was shown in full before
-  $ cat FILE                 makes the file from the text shown, when there is none yet
-  export PATH=...            in a block fenced as `sh` is run as well; where it precedes the first
-                             transcript, the programs are not found without it
+  [...]                      a menu that an earlier line shows in full
+  $ cat FILE                 makes the file from the shown text, if it does not exist
+  export PATH=...            runs too if a block fenced as `sh` has it; before the first transcript
+  the programs are not found without it
   <!-- service: OPTIONS -->  in a guide, .\\" service: OPTIONS in a page: starts a service that
-                             prints nothing; "none" ends those that run
+                             prints nothing; "none" ends the running services
 """
 
 import difflib
@@ -24,14 +24,14 @@ import sys
 import pexpect
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python"))
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from pytest_subtitle import SECONDS, Service, Workspace
 
 PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrSim", "SubtitleMgrTap")
 END_OF_COMMAND = "\x1e"
-# Runs one command after the other, each with the terminal as its streams.
+# Runs one command after the other; the terminal is their standard streams.
 SHELL = r"""
 exec 9<>"$COMMANDS"
 status=0
@@ -72,7 +72,7 @@ def steps_of_page(text):
 
 
 def steps_of_guide(text):
-    """The same of a guide, and its ("export", line)."""
+    """Yields the same of a guide, and ("export", line)."""
     for service, kind, block in re.findall(
         r"^<!-- service: (.*) -->$|^```(\w*)\n((?:.*\n)*?)```$", text, re.MULTILINE
     ):
@@ -85,18 +85,18 @@ def steps_of_guide(text):
 
 
 def commands_of(block):
-    """Yields each command with the lines that its terminal shows, as ("command", lines)."""
+    """Yields each command with the lines of its terminal, as ("command", lines)."""
     begin, *commands = re.split(r"^\$ ", block, flags=re.MULTILINE)
     if begin:
-        raise Mismatch("a transcript that begins with no command: " + begin)
+        raise Mismatch("a transcript does not begin with a command: " + begin)
     for command in commands:
         yield "command", command.removesuffix("\n").split("\n")
 
 
 def segments_of(shown):
-    """Splits a terminal's lines where something is typed.
+    """Splits a terminal's lines before each typed text.
 
-    Yields patterns of what is shown, each with what is typed then. The last has no typed line.
+    Yields patterns of shown text, each with the text that is typed next. The last has none.
     """
     pattern = ""
     at_menu = False
@@ -130,7 +130,7 @@ class Terminal:
         for name in PROGRAMS:
             path = os.path.join(programs, name)
             target = os.path.join(os.path.abspath(bin_dir), name)
-            if emulator:  # under the name that was typed
+            if emulator:  # makes a launcher with the program's name
                 with open(path, "w", encoding="utf-8") as launcher:
                     words = shlex.join([*emulator, "-0", name, target])
                     launcher.write('#!/bin/sh\nexec %s "$@"\n' % words)
@@ -164,7 +164,7 @@ class Terminal:
     def __exit__(self, *_):
         self.stop_services()
         self.commands.close()
-        self.shell.close(force=True)  # with all that it left in the background
+        self.shell.close(force=True)  # also ends its background processes
 
     def start_service(self, options):
         self.services.append(Service(self.workspace, shlex.split(options)))
@@ -184,7 +184,7 @@ class Terminal:
         for pattern, typed in segments_of(shown):
             if typed is None and not command.endswith("&"):
                 pattern = pattern.removesuffix("\r\n") + "(?:\r\n)?" + END_OF_COMMAND
-            elif typed is None:  # what it prints comes before or after the end of the command
+            elif typed is None:  # the output may arrive before or after the end of the command
                 pattern = END_OF_COMMAND + "?" + pattern
             ends = [] if command.endswith("&") else [END_OF_COMMAND]
             try:
@@ -201,14 +201,14 @@ class Terminal:
 
 
 def difference(command, shown, found):
-    """The lines around the first difference."""
+    """Returns the lines around the first difference."""
     found = found.replace("\r", "").replace(END_OF_COMMAND, "").removesuffix("\n").split("\n")
     lines = list(difflib.unified_diff(shown, [line.rstrip() for line in found], n=2, lineterm=""))
     return "\n".join(["$ " + command, *lines[3:11]])
 
 
 def check(path, bin_dir, emulator):
-    """Returns how many commands were run."""
+    """Returns the number of commands."""
     with open(path, encoding="utf-8") as file:
         text = file.read()
     steps = list(steps_of_guide(text) if path.endswith(".md") else steps_of_page(text))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that transcripts.py finds what is wrong in a guide, and passes what is right.
+"""Shows that transcripts.py finds errors in a guide, and passes a correct guide.
 
 transcripts_test.py BIN_DIR
 """
@@ -26,7 +26,7 @@ EXPORT = '```sh\nexport PATH="$PWD/build/desk/bin:$PATH"\n```\n'
 
 class Transcripts(unittest.TestCase):
     def check(self, guide, seconds="20"):
-        """The exit status and what is printed."""
+        """Returns the exit status and the output."""
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "guide.md")
             pathlib.Path(path).write_text(guide, encoding="utf-8")

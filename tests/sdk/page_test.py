@@ -21,7 +21,7 @@ INTERFACE = [
     name[: -len(".h")] for name in sorted(os.listdir(os.path.join(HERE, "vendor/include")))
 ]
 
-# What is called through a virtual table, or is inline in the stand-in: no symbol shows it.
+# Calls through a virtual table and inline functions of the stand-in have no symbol.
 WITHOUT_SYMBOL = {
     "IpcMessage::Payload",
     "Item::Decode",
@@ -43,13 +43,13 @@ def section(heading):
 
 
 def first_cells(text):
-    """The first cells of all rows of a table, without its head."""
+    """Returns the first cells of all rows of a table, without its head."""
     rows = re.findall(r"^\| (.*?) \|", text, re.MULTILINE)
     return rows[1:]
 
 
 def called_members():
-    """Members of the platform interface that the client's objects leave undefined."""
+    """Returns members of the SDK that are undefined symbols of the client's objects."""
     objects = [
         os.path.join(BUILD_DIR, "libsubtitle_client.a"),
         os.path.join(BUILD_DIR, "client/cli/CMakeFiles/SubtitleMgrCli.dir/main.cpp.o"),

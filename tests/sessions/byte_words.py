@@ -1,4 +1,4 @@
-"""Bytes in words that people can check by hand.
+"""Reads bytes in words that people can check by hand.
 
 00 ff, "text", 640*07, 12*(80*00 80*08); NAME for bytes that have one, NAME+5 with 5 added to each.
 """
@@ -12,7 +12,7 @@ WORD = re.compile(
 
 
 def byte_words(text, names):
-    """The bytes that the words stand for; a name is looked up in \\p names."""
+    """Returns the bytes of the words; \\p names has the bytes of names."""
     words = list(_words(text))
     data = _sequence(words, names)
     if words:

@@ -8,16 +8,16 @@ import signal
 from expectation import Difference, ExpectedText
 from pytest_subtitle import PipedConsole, TerminalConsole, TimeLimit
 
-# Of a console that repeats itself so much is compared, and at least three turns.
+# The compared output of a console that repeats itself, at least three turns.
 REPEATED = 4096
-# How much more than expected a console may print before it is ended.
+# A console that prints so many bytes more than expected is killed.
 TOO_MUCH = 100000
 # Control bytes, which a terminal echoes as ^A to ^Z.
 CONTROL = re.compile(rb"[\x01-\x08\x0b-\x1f]")
 
 
 class ConsoleRun:
-    """A client while it does what its section says."""
+    """A client that runs a section of a session."""
 
     def __init__(self, player, section):
         self.player = player
@@ -25,7 +25,7 @@ class ConsoleRun:
         self.steps = player.session.steps(section)
         self.on_terminal = player.medium == "terminal"
         self.output, self.errors = ExpectedText(), ExpectedText()
-        self.before_turns = None  # the output before what is repeated for ever
+        self.before_turns = None  # the output before the part that repeats for ever
         make = TerminalConsole if self.on_terminal else PipedConsole
         words = section.words or "-i"
         self.console = make(
@@ -35,7 +35,7 @@ class ConsoleRun:
         )
 
     def launcher(self):
-        """What starts the client. Where there are modes they bind root as well."""
+        """Returns the words that start the client; in a session with modes they restrict root."""
         words = [
             word
             for section in self.player.session.of("through")
@@ -48,7 +48,7 @@ class ConsoleRun:
     def play(self):
         typed = [step for step in self.steps if step.kind == "typed"]
         kinds = {step.kind for step in self.steps}
-        # On a pipe everything is typed ahead, unless the order of things matters.
+        # On a pipe all text is typed ahead, unless the session has events.
         in_step = self.on_terminal or "event" in kinds
         with self.console:
             for step in self.steps if typed else [None, *self.steps]:
@@ -56,7 +56,7 @@ class ConsoleRun:
                     self.await_expected()
                 if step:
                     self.take(step)
-                # A terminal takes the end of the input for an empty line of its own.
+                # A terminal needs the end of the input on an empty line.
                 if step is (typed[-1] if typed else None) and (
                     not self.on_terminal or not typed or "forever" in kinds
                 ):
@@ -85,7 +85,7 @@ class ConsoleRun:
         stream.add(text.replace(b"\n", b"\r\n") if self.on_terminal else text, line)
 
     def await_expected(self):
-        """Waits until everything is there that must be, and nothing else."""
+        """Waits until the output is as expected."""
 
         def is_complete():
             self.output.check_beginning("standard output differs", self.console.output)
@@ -98,11 +98,11 @@ class ConsoleRun:
             if not self.console.wait_for(is_complete, "the text"):
                 self.check_end()
         except TimeLimit:
-            self.output.check("standard output stays away", self.console.output)
-            self.errors.check("standard error stays away", self.console.errors)
+            self.output.check("standard output is missing", self.console.output)
+            self.errors.check("standard error is missing", self.console.errors)
 
     def check_end(self):
-        """Waits for the client's end and compares all it printed."""
+        """Waits for the client's end and compares its output."""
         limit = len(self.output.text) + TOO_MUCH
         try:
             ended = not self.console.wait_for(lambda: len(self.console.output) > limit, "the end")

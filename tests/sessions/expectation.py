@@ -1,4 +1,4 @@
-"""Compares what a session should do with what it does, and shows the first difference."""
+"""Compares expected and actual results of a session, and shows the first difference."""
 
 import os
 
@@ -6,7 +6,7 @@ AROUND = 60  # characters of a long line before and after the difference
 
 
 class Difference(Exception):
-    """What happens is not what the session says."""
+    """An actual result differs from the session."""
 
     def __init__(self, line, what, *context):
         super().__init__(what)
@@ -16,7 +16,7 @@ class Difference(Exception):
 
 
 def shown(text, at=0):
-    """A part of a line with its blanks and control bytes visible."""
+    """Returns a part of a line with visible blanks and control bytes."""
     begin = max(0, at - AROUND)
     return "%s%s%s" % (
         "..." if begin else "",
@@ -26,7 +26,7 @@ def shown(text, at=0):
 
 
 class ExpectedText:
-    """A text whose parts know the lines they come from."""
+    """A text that remembers the line of each part."""
 
     def __init__(self):
         self.text = b""
@@ -41,17 +41,17 @@ class ExpectedText:
         self.text += other.text
 
     def check_beginning(self, what, found):
-        """A difference unless \\p found is this text or its beginning."""
+        """Raises a Difference unless \\p found is this text or its beginning."""
         if not self.text.startswith(found):
             self.fail(what, found)
 
     def check(self, what, found):
-        """A difference unless \\p found is this text."""
+        """Raises a Difference unless \\p found is this text."""
         if self.text != found:
             self.fail(what, found)
 
     def fail(self, what, found):
-        """Shows the first difference with the lines before it."""
+        """Returns a Difference with the lines before it."""
         at = len(os.path.commonprefix([self.text, found]))
         begin = self.text.rfind(b"\n", 0, at) + 1
         line = next(
@@ -71,7 +71,7 @@ class ExpectedText:
 
 
 def check_lines(what, line, expected, found, repeats=False):
-    """Compares lists; of \\p expected each is (text, line). Its last may repeat for ever."""
+    """Compares lists. Items of \\p expected are (text, line). The last one may repeat for ever."""
     texts = [text for text, _ in expected]
     if repeats:
         texts += texts[-1:] * max(1, len(found) - len(texts))

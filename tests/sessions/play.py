@@ -2,8 +2,8 @@
 """Plays console sessions with the real client and the simulated service; see README.md.
 
     tests/sessions/play.py                      all sessions, with the programs of build/desk
-    tests/sessions/play.py palette              those of one file
-    tests/sessions/play.py palette.ReadsAFile   one of them
+    tests/sessions/play.py palette              the sessions of one file
+    tests/sessions/play.py palette.ReadsAFile   one session
 """
 
 import argparse
@@ -14,7 +14,7 @@ import sys
 import time
 import traceback
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from expectation import Difference
@@ -27,7 +27,7 @@ MEDIA = ("pipe", "terminal")
 
 
 def chosen_sessions(folder, names):
-    """The sessions that have one of the names, or are in a file of that name; or all."""
+    """Returns the sessions with these names or in files with these names; or all."""
     sessions = [
         session
         for path in sorted(glob.glob(os.path.join(folder, "*.session")))
@@ -44,7 +44,7 @@ def chosen_sessions(folder, names):
 
 
 def play(session, programs, medium):
-    """Plays a session. Returns what went wrong, or None."""
+    """Plays a session. Returns the error, or None."""
     try:
         Player(session, programs, medium).play()
         return None
@@ -58,7 +58,7 @@ def play(session, programs, medium):
 
 
 def parse():
-    """The command line."""
+    """Reads the command line."""
     parser = argparse.ArgumentParser(
         description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
     )
@@ -69,14 +69,14 @@ def parse():
         help="the folder of SubtitleMgrCli and SubtitleMgrSim, or their launchers",
     )
     parser.add_argument("--on", choices=MEDIA, action="append", help="default: both")
-    parser.add_argument("--folder", default=HERE, help="of the session files")
+    parser.add_argument("--folder", default=HERE, help="the folder of the session files")
     parser.add_argument("--jobs", type=int, default=4, help="sessions at a time, default 4")
     parser.add_argument("--list", action="store_true", help="print the names and play nothing")
     return parser.parse_args()
 
 
 def main():
-    """Plays and tells what fails. Returns the exit status."""
+    """Plays sessions and prints failures. Returns the exit status."""
     options = parse()
     begin = time.monotonic()
     sessions = chosen_sessions(options.folder, options.names)

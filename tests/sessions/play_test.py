@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that play.py finds a difference in each kind of expectation, and says where it is.
+"""Shows that play.py finds a difference in each kind of expectation, and prints its line.
 
 play_test.py PROGRAMS
 """
@@ -11,7 +11,7 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from byte_words import byte_words
@@ -68,8 +68,8 @@ REQUESTS = "the requests differ from number %d on"
 ENTRIES = "the log entries differ from number 2 on"
 OPENED_PAL = "level=8 SubtitleRegion::UpdateRegionFile() - Successfully opened file pal\n"
 LEAVE_A_FILE = "through sh -c 'touch $LINX_DIR/left; exec \"$@\"' sh\n"
-# What is changed in a right session: the text before and after, the number of the reported line (of
-# the session, its head is 1) and the message about it.
+# Changes of a correct session: old text, new text, the number of the reported line (the session's
+# head is 1) and the message.
 PLANTED = [
     ("Successful Ping", "Successful Pong", 6, OUTPUT),
     ("Let's Ping\n", "", 5, OUTPUT),
@@ -104,7 +104,7 @@ HANGING = (
 
 
 def play(sessions, *options, seconds="20"):
-    """Plays sessions of a file. Returns the exit status and what is printed."""
+    """Plays sessions of a file. Returns the exit status and the output."""
     with tempfile.TemporaryDirectory() as folder:
         with open(os.path.join(folder, "planted.session"), "w", encoding="utf-8") as file:
             file.write(sessions)
@@ -128,7 +128,7 @@ def play(sessions, *options, seconds="20"):
 
 
 class Play(unittest.TestCase):
-    """One process plays all that is planted."""
+    """Plays planted sessions; one process plays all of them."""
 
     def test_passes_what_is_right(self):
         status, said = play(RIGHT + ENDLESS.replace("Right", "Endless"))

@@ -15,7 +15,7 @@ from expectation import Difference, check_lines
 from console_run import ConsoleRun
 from pytest_subtitle import PipedConsole, Service, Workspace
 
-# Lines that a terminal would not hand on as they are, or would hand on only with the next.
+# Lines that a terminal changes, or passes on only with the next line.
 NOT_FOR_A_TERMINAL = re.compile(rb"[\x00-\x08\x0b-\x1f\x7f-\xff]|[^\n]\Z|\A\Z")
 
 
@@ -32,7 +32,7 @@ def belongs_on(medium, session):
 
 
 class Player:
-    """One session while it is played."""
+    """Plays one session."""
 
     def __init__(self, session, programs, medium):
         self.session = session
@@ -40,10 +40,10 @@ class Player:
         self.workspace = Workspace(programs)
         self.services = {}
         self.service_died = False
-        self.files = {}  # name: (content, line) of what must be there at the end
+        self.files = {}  # name: (content, line) of files that must exist at the end
 
     def play(self):
-        """Plays the session. A Difference tells what went wrong."""
+        """Plays the session. Raises a Difference after an error."""
         with self.workspace:
             try:
                 self.make_services()
@@ -55,7 +55,7 @@ class Player:
                     service.kill()
 
     def make_services(self):
-        """Makes the services, and starts them unless they are to start later."""
+        """Makes the services, and starts those that must not start later."""
         for words in [section.words for section in self.session.of("service")] or [""]:
             options = shlex.split(words)
             if options == ["none"]:
@@ -125,12 +125,12 @@ class Player:
         self.service_died = True
 
     def type_elsewhere(self, keys, line):
-        """Types a line into another console, which must leave that."""
+        """Types a line into another console; the line must leave it."""
         with PipedConsole(self.workspace, ["-i"]) as other:
             other.key(keys)
             other.end_input()
             if other.wait_for(lambda: len(other.output) > 100000, "the end of the other console"):
-                raise self.session.mistake(line, "the other console is not left")
+                raise self.session.mistake(line, "the line does not leave the other console")
             if other.wait() != 0 or other.errors:
                 raise Difference(line, "the other console prints %r" % other.errors)
 
@@ -172,7 +172,7 @@ class Player:
                 raise Difference(self.session.line, "a file %r was made" % name)
 
     def check_messaging(self):
-        """Only folders of prefixes may be left in the messaging directory."""
+        """Checks that the messaging directory has only folders of prefixes."""
         left = [
             entry.name
             for entry in os.scandir(self.workspace.messaging)
@@ -182,7 +182,7 @@ class Player:
             raise Difference(self.session.line, "the messaging directory still holds %s" % left)
 
     def check_section(self, what, section, convert, found):
-        """Compares what a section lists; without a section there must be nothing."""
+        """Compares the list of a section; without a section the list must be empty."""
         expected, repeats = [], False
         for number, text in joined(section.lines) if section else []:
             for part in self.session.expand(text, number).split(b"\n"):
@@ -194,7 +194,7 @@ class Player:
         check_lines(what, section.line if section else self.session.line, expected, found, repeats)
 
     def request(self, text, line):
-        """A request of a section as the journal would have it."""
+        """Returns a request of a section in the form of the journal."""
         text, _, words = text.decode("latin-1").partition(":")
         name, *pairs = text.split()
         fields = {"request": name}
@@ -223,7 +223,7 @@ class Player:
 
 
 def joined(lines):
-    """Lines of which those that begin with a blank continue the one before."""
+    """Joins each line that begins with a blank to the line before."""
     whole = []
     for number, text in lines:
         if text.startswith(" "):
@@ -234,7 +234,7 @@ def joined(lines):
 
 
 def canonical(fields):
-    """A request in a form that can be compared and read."""
+    """Returns a request in a readable form for comparisons."""
     return " ".join(
         [fields["request"]]
         + [

@@ -17,12 +17,12 @@ LETTERS = {"\\": "\\", "n": "\n", "r": "\r", "t": "\t", "c": "", "c\n": ""}
 
 
 class Mistake(Exception):
-    """A session file is not written as it should be."""
+    """A session file has an error."""
 
 
 @dataclass
 class Section:
-    """What begins with a line of three dashes."""
+    """A section begins with a line of three dashes."""
 
     kind: str
     words: str  # of the first line
@@ -32,7 +32,7 @@ class Section:
 
 @dataclass
 class Step:
-    """A part of a console's section."""
+    """An expected text, a typed text or an event in a console's section."""
 
     kind: str  # text, errors, typed, event, forever
     value: object
@@ -40,7 +40,7 @@ class Step:
 
 
 class Session:
-    """One session; its texts and bytes are those of its file."""
+    """A session with the texts and bytes of its file."""
 
     def __init__(self, name, path, line, texts, byte_names):
         self.name = name
@@ -57,7 +57,7 @@ class Session:
         return [section for section in self.sections if section.kind == kind]
 
     def bytes_of(self, section, words):
-        """The bytes that a section describes, in \\p words of its first line and its others."""
+        """Returns the bytes of a section from \\p words of its first line and its other lines."""
         return self.bytes_in(" ".join([words, *(text for _, text in section.lines)]), section.line)
 
     def bytes_in(self, words, line):
@@ -67,7 +67,7 @@ class Session:
             raise self.mistake(line, problem) from problem
 
     def expand(self, text, line):
-        """A text with its placeholders and escapes replaced, as bytes."""
+        """Returns a text as bytes, with replaced placeholders and escapes."""
         while PLACEHOLDER.search(text):
             text = PLACEHOLDER.sub(lambda match: self._text_of(match[1].split(), line), text)
         text = ESCAPE.sub(
@@ -91,7 +91,7 @@ class Session:
         return text
 
     def steps(self, section):
-        """What happens in a section of the console, in its order."""
+        """Returns the steps of a console's section in order."""
         steps = []
         lines = section.lines
         if lines and re.fullmatch("<[^<>]*>", lines[0][1]):
@@ -114,7 +114,7 @@ class Session:
 
 
 def global_text(name):
-    """A text that all session files share, or None."""
+    """Returns a text that all session files share, or None."""
     path = os.path.join(TEXTS, name + ".txt")
     if not os.path.exists(path):
         return None
@@ -123,7 +123,7 @@ def global_text(name):
 
 
 def rows(regions, share):
-    """Rows of the report for regions without traffic: rows("1-14", "nan")."""
+    """Returns rows of the report for regions without traffic: rows("1-14", "nan")."""
     first, last = regions.split("-")
     return "\n".join(
         "  %2d   F   %6d + %6d + %6d = %6d   %8d + %8d + %8d = %8d    %5s %%"
@@ -133,7 +133,7 @@ def rows(regions, share):
 
 
 def read_sessions(path, shown_path):
-    """The sessions of a file. \\p shown_path is its name in messages."""
+    """Reads the sessions of a file. \\p shown_path is its name in messages."""
     with open(path, encoding="latin-1") as file:
         lines = file.read().split("\n")
     suite = os.path.splitext(os.path.basename(path))[0]

@@ -44,7 +44,7 @@ class Console(unittest.TestCase):
         return console
 
     def end(self, console):
-        """Ends the script and its client, which does not end with its input."""
+        """Ends the script and its client, which does not end at the end of its input."""
         if console.poll() is None:
             os.killpg(console.pid, signal.SIGTERM)
 
@@ -56,7 +56,7 @@ class Console(unittest.TestCase):
             stream.close()
 
     def run_console(self, keys, *options):
-        """What the script prints on standard output and standard error while the keys are typed."""
+        """Types keys. Returns the script's standard output and standard error."""
         console = self.start(*options)
         output, errors = console.communicate(keys)
         self.assertEqual(console.returncode, 0, errors)
@@ -90,7 +90,7 @@ class Console(unittest.TestCase):
             text = console.stderr.readline()
             self.assertNotEqual(text, "", errors)
             errors += text
-        # The menu comes when the service runs.
+        # The menu appears when the service runs.
         self.assertEqual(console.stdout.readline(), "\n")
         second = subprocess.run(
             ["env", *shlex.split(line[1]), "-p"],

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Configures for the device before its compiler is there, and again when it is. Nothing of the first
-# attempt may remain in the build folder.
+# Configures for the device without its compiler, then with it. The second attempt must not use
+# results of the first one.
 set -eu
 root=$1
 scratch=$(mktemp -d)
@@ -29,12 +29,12 @@ fail() {
 }
 
 ! configure "$scratch/none" || fail "configured without a compiler"
-grep -q 'script/bootstrap device' "$scratch/output" || fail "does not tell what installs it"
+grep -q 'script/bootstrap device' "$scratch/output" || fail "does not name script/bootstrap"
 configure "$scratch/cross:$scratch/none" || fail "does not configure with the compiler"
 grep -qx -- "-- strip is $scratch/cross/powerpc-linux-gnu-strip" "$scratch/output" ||
     fail "uses the strip of the build machine"
 
-# The script that makes the device's packages installs the compiler first.
+# script/package installs the compiler before it makes packages for the device.
 mkdir -p "$scratch/tree"
 cp -R "$root/script" "$scratch/tree"
 printf '#!/bin/sh\necho "$*" >%s\nexit 1\n' "$scratch/job" >"$scratch/tree/script/bootstrap"

@@ -14,9 +14,9 @@ from script_tree import ROOT, ScriptTree
 SCRIPTS = sorted(path.name for path in (ROOT / "script").iterdir())
 COLUMNS = 100
 SECONDS = 10
-# A script that starts anything else has started to work.
+# The only programs that a script may start for its help.
 COMMANDS = ("sh", "sed")
-# Their options are those of these programs.
+# These scripts pass their options to these programs.
 PROGRAMS = {"faults": "tests/resilience/faults/main.py", "mutants": "tests/mutants/mutants.py"}
 
 
@@ -26,7 +26,7 @@ class Help(unittest.TestCase):
         self.addCleanup(self.tree.close)
 
     def help(self, script, *words):
-        """What the script prints, in an environment with next to no commands."""
+        """Returns the script's output in an environment with very few commands."""
         bin_dir = self.tree.caller / "bin"
         bin_dir.mkdir(exist_ok=True)
         for command in COMMANDS:
@@ -45,7 +45,7 @@ class Help(unittest.TestCase):
         )
         self.assertEqual(result.stderr, "")
         self.assertEqual(result.returncode, 0)
-        self.assertEqual(self.tree.files(), before, "files came or went")
+        self.assertEqual(self.tree.files(), before, "files were added or removed")
         return result.stdout
 
     def test_has_one_form(self):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plants errors for each check of script/lint, which must find them."""
+"""Plants errors that the checks of script/lint must find."""
 
 import json
 import os
@@ -13,7 +13,7 @@ sys.dont_write_bytecode = True
 from script_tree import ROOT, ScriptTree
 
 CHECKS = "references class_map includes locks columns scripts python format".split()
-# Check, file and the text at its end. All are planted at once, and each must be named by its check.
+# Check, file and appended text. All are planted at once, and each check must report its file.
 PLANTED = [
     ("references", "docs/notes.md", "see P" + "art 9.9"),
     (
@@ -62,7 +62,7 @@ class Lint(unittest.TestCase):
             file.write(text + "\n")
 
     def lint(self, *checks):
-        """The exit status and the output, by check."""
+        """Returns the exit status and the output by check."""
         result = subprocess.run(
             [self.tree.root / "script/lint", *checks],
             env=self.tree.environment,
@@ -96,7 +96,7 @@ class Lint(unittest.TestCase):
         self.assertRegex(output["python"], r"tests/right\.py:.*unused-import")
 
     def tidy(self, text, *names):
-        """The status and the output for a tree with these sources alone, and what CMake writes."""
+        """Returns status and output for a tree with only these sources and CMake's files."""
         for path in self.tree.root.rglob("*.cpp"):
             path.unlink()
         for name in names:
@@ -127,7 +127,7 @@ class Lint(unittest.TestCase):
         self.assertRegex(output, "client/a.cpp.*expected")
 
     def test_finds_what_clang_tidy_says_of_its_own_configuration(self):
-        # It goes on with other checks then, and ends with status 0.
+        # Then clang-tidy goes on with other checks and ends with status 0.
         (self.tree.root / ".clang-tidy").write_text("Checks: [\n")
         status, output = self.tidy("int Number() { return 1; }", "client/a.cpp")
         self.assertEqual(status, 1)

@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
-"""Runs each command of the pages from where a reader is, or checks it where that takes too long.
+"""Runs each command of the pages in the reader's folder, or only checks a slow command.
 
 page_commands_test.py BUILD_DIR
 
-Commands are the lines of `sh` blocks and what the text has in backquotes. Transcripts, the blocks
-fenced as `console`, are run by tests/packaging/transcripts.py, those of docs/remote.md by
-script/remote-demo.
+Commands are the lines of `sh` blocks and text in backquotes. tests/packaging/transcripts.py runs
+transcripts, the blocks fenced as `console`; script/remote-demo runs those of docs/remote.md.
 """
 
 import json
@@ -40,7 +39,7 @@ def output_of(*command, **options):
 
 
 def commands_of(text):
-    """The commands of a page; of those in backquotes, the ones with an argument."""
+    """Returns the commands of a page. Commands in backquotes count only with an argument."""
     for kind, block in BLOCK.findall(text):
         if kind == "sh":
             yield from block.splitlines()
@@ -89,7 +88,7 @@ class Commands(unittest.TestCase):
         self.assertGreater(count, 60)
 
     def check_script(self, command):
-        """Its options and words are in its help, its preset exists, its filter selects a test."""
+        """Checks that the help has its options and words, and that its preset and tests exist."""
         script, *words = shlex.split(command, comments=True)
         text = output_of(ROOT / script, "--help")
         for word in words:
@@ -105,7 +104,7 @@ class Commands(unittest.TestCase):
                 self.assertNotEqual(selected, [], f"{word} selects no test")
 
     def check_options(self, command, *lists_options):
-        """The options of a program, in whatever form they are listed."""
+        """Returns the options of a program, listed in any form."""
         known = output_of(BUILD_DIR / "bin" / lists_options[0], *lists_options[1:])
         for option in re.findall(r"(?<!\S)--?[a-z][\w-]*", command):
             self.assertRegex(known, rf"(?<![\w-]){option}(?![\w-])")
@@ -148,7 +147,7 @@ class Commands(unittest.TestCase):
         self.assertNotEqual(commands, [])
         for command in commands:
             with self.subTest(command):
-                self.run_it(command.replace("ssh", "ssh -G", 1))  # reads the options, nothing more
+                self.run_it(command.replace("ssh", "ssh -G", 1))  # ssh -G reads the options only
                 for option in re.findall(r"-o \S+", command):
                     self.assertIn(option, demo)
 

@@ -15,13 +15,13 @@ SECONDS = 60
 
 
 def processes_with(mark):
-    """Command lines of the processes that have inherited this variable."""
+    """Returns the command lines of processes that have inherited this variable."""
     for folder in pathlib.Path("/proc").glob("[0-9]*"):
         try:
             if mark.encode() in (folder / "environ").read_bytes():
                 yield (folder / "cmdline").read_bytes()
         except (FileNotFoundError, ProcessLookupError, PermissionError):
-            pass  # has ended, or is another user's
+            pass  # the process has ended, or belongs to another user
 
 
 class RemoteDemo(unittest.TestCase):

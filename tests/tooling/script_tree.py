@@ -1,4 +1,4 @@
-"""A copy of script/ in a tree of its own, so that what a script builds or leaves harms nothing."""
+"""A copy of script/ in a separate tree, so that scripts cannot change the real tree."""
 
 import os
 import pathlib
@@ -9,7 +9,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 class ScriptTree:
-    """Folders of one test: tree/script, caller (where the user is) and tmp (TMPDIR)."""
+    """Folders of one test: tree/script, caller (the working directory) and tmp (TMPDIR)."""
 
     def __init__(self):
         self.folder = tempfile.TemporaryDirectory(prefix="scripts.")
@@ -21,17 +21,17 @@ class ScriptTree:
         self.environment = {**os.environ, "TMPDIR": str(self.tmp)}
 
     def replace(self, script, text):
-        """Puts another text in the place of a script."""
+        """Replaces the text of a script."""
         (self.root / "script" / script).write_text("#!/bin/sh\n" + text, encoding="utf-8")
 
     def link(self, name, target):
-        """Makes a file or folder of the tree that leads elsewhere."""
+        """Makes a symbolic link in the tree."""
         path = self.root / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.symlink_to(target)
 
     def files(self):
-        """All paths in the folders of the test."""
+        """Returns all paths in the folders of the test."""
         return sorted(pathlib.Path(self.folder.name).rglob("*"))
 
     def close(self):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Names of tests are short and the same in every run: test_names_test.py BUILD CTEST"""
+"""Checks that test names are short and the same in every run: test_names_test.py BUILD CTEST"""
 
 import json
 import re

@@ -1,6 +1,6 @@
 #!/bin/sh
-# A warning is an error in every preset, and in no other build: the newer compiler of a user knows
-# more warnings. warnings_test.sh ROOT
+# A warning is an error in every preset and in no other build, since a user's newer compiler may
+# have more warnings. warnings_test.sh ROOT
 set -eu
 root=$1
 scratch=$(mktemp -d)
@@ -20,7 +20,7 @@ while read -r preset; do
         fail "warnings are no errors in the preset $preset"
 done <"$scratch/presets"
 
-# A flag that makes a warning certain. With an outside SDK no tests are configured: quicker.
+# This flag always causes a warning. An outside SDK leaves out the tests, which is quicker.
 mkdir "$scratch/sdk"
 cat >"$scratch/sdk/SubtitleSdkConfig.cmake" <<SDK
 add_library(sdk INTERFACE)

@@ -64,8 +64,7 @@ class RefusedAccept : public RefusedCalls {
 protected:
     RefusedAccept() { EXPECT_TRUE(poller.Open()); }
 
-    /// Waits for the acceptor's pause, then accepts. Without a pause it would use a whole
-    /// processor.
+    /// Waits until the acceptor tries again. Without a pause it would use a processor.
     static void SitOutPause(Acceptor& waiting)
     {
         EXPECT_GT(waiting.PauseMs(), 0);

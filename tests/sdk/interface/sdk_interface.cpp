@@ -1,5 +1,5 @@
-// What the client asks of its platform, said in types: compiling this file against an SDK lists
-// every difference at once, in words. docs/device-sdk.md tells what the calls must do.
+// The client's requirements on an SDK as types. Compiling this file against an SDK lists every
+// difference in words. docs/device-sdk.md describes the behaviour of the calls.
 
 #include <BoolItem.h>
 #include <CommonCli.h>
@@ -24,7 +24,7 @@
 
 namespace {
 
-/// An object to be named in expressions that are never evaluated; there is no such function.
+/// An object for expressions that are never evaluated. The function has no definition.
 template <typename Object>
 Object& The();
 

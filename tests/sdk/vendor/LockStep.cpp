@@ -88,7 +88,7 @@ bool LockStep::Call(const std::string& text)
 {
     const bool succeeds = NextCallSucceeds();
     ++calls;
-    // How far the output has come shows whether each line was flushed before this call.
+    // The amount of output shows whether each line was flushed before this call.
     Note(std::to_string(calls) + " " + std::to_string(lseek(STDOUT_FILENO, 0, SEEK_CUR)) + " " +
          text + (succeeds ? "" : " fails") + (IsConsole() ? "" : " on the wrong thread"));
     Publish();

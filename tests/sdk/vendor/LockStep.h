@@ -12,8 +12,8 @@
 
 class LinxIpc;
 
-/// Runs the client's two threads in one order: the receive thread runs only inside calls of the
-/// console into the platform, until it has taken all notifications that the script has for it.
+/// Runs the client's two threads in a fixed order: the receive thread runs only during the
+/// console's calls into the SDK, until it has taken all notifications that the script has for it.
 ///
 /// A script is lines of text. Calls of the console are counted from 1:
 ///
@@ -30,18 +30,19 @@ public:
         void* userData;
     };
 
-    /// Never destroyed, since the receive thread outlives everything.
+    /// Never destroyed, since the receive thread never ends.
     static LockStep& Instance();
 
-    /// Begins a session on the calling thread, from now on the console's. Reads the file `script`
-    /// of the folder, and writes `journal` and `log`.
+    /// Begins a session. The calling thread becomes the console's. Reads the file `script` of the
+    /// folder, and writes `journal` and `log`.
     void Begin(const std::string& folder);
-    /// From now on there is a receive thread.
+    /// Registers the receive thread.
     void ReceiverStarts();
 
     bool IsConsole() const;
 
-    /// Notes a call of the console and lets the receive thread run. \return whether it succeeds
+    /// Records a call of the console and lets the receive thread run. \return whether the call
+    /// succeeds
     bool Call(const std::string& text);
     bool NextCallSucceeds() const;
     void Note(const std::string& line);
@@ -50,12 +51,12 @@ public:
     void Subscribe(unsigned number, const Subscription& subscription);
     void Unsubscribe(unsigned number);
 
-    /// Whether Begin() was called; without the option frame it never is.
+    /// Whether Begin() was called; a program without the option frame never calls it.
     bool HasBegun() const { return journal.is_open(); }
     bool TakeVisibilitySubscription(Subscription& subscription);
 
-    /// Takes a notification for the receive thread, or waits until it may look for one again.
-    /// \return whether there is one
+    /// Takes a notification for the receive thread, or waits until the thread may try again.
+    /// \return whether it has taken one
     bool Take(std::vector<unsigned char>& payload, Subscription& subscription);
     /// The receive thread has nothing to do: waits until a call of the console lets it run again.
     void Rest();

@@ -1,5 +1,5 @@
-// The library that a vendor ships beside its headers. Each call is noted and answered as the
-// session's script says.
+// The library that a vendor ships with its headers. It records each call, and the session's script
+// determines the result.
 
 #include "tests/sdk/vendor/LockStep.h"
 
@@ -24,7 +24,7 @@ namespace {
 
 constexpr unsigned idlePause = 500000;
 
-/// What the client made before its session began.
+/// The client's calls before its session began.
 struct Made {
     std::string endpoint;
     int timeoutMs = 0;
@@ -36,7 +36,7 @@ Made& MadeSoFar()
     return made;
 }
 
-/// \p words with blanks between them.
+/// Joins \p words with blanks.
 template <typename First, typename... More>
 std::string Words(const First& first, const More&... more)
 {
@@ -75,8 +75,8 @@ std::string Kind(const Item& item)
 
 }  // namespace
 
-/// The client's pauses belong to the lock step: the receive thread's as long as the console makes
-/// no call, the console's not at all.
+/// Replaces the client's pauses: the receive thread waits for the console's next call, and the
+/// console does not wait.
 extern "C" int usleep(useconds_t microseconds)
 {
     LockStep& lockStep = LockStep::Instance();
@@ -107,7 +107,7 @@ const std::string LinxIpc::emptyString;
 
 LinxIpc::LinxIpc(const char* name) { MadeSoFar().endpoint = name; }
 
-// The receive thread rests, or soon will, and no call lets it run again.
+// The receive thread waits, or will wait soon, and no call lets it run again.
 LinxIpc::~LinxIpc() = default;
 
 int LinxIpc::Init() { return Call("Init"); }
@@ -119,7 +119,7 @@ int LinxIpc::Receive(int waitMs, unsigned int id, const std::string& from, IpcMe
         lockStep.Note("- received with other arguments");
     }
     LockStep::Subscription subscription{};
-    if (!lockStep.HasBegun()) {  // a program without the option frame: region 3 is visible, once
+    if (!lockStep.HasBegun()) {  // no option frame: delivers one visibility of region 3
         if (!lockStep.TakeVisibilitySubscription(subscription)) {
             return 1;
         }
@@ -172,8 +172,8 @@ int CommonCli::SetLogLevel(LinxIpc&, const std::string& server, unsigned int lev
 
 int CommonCli::PostInit() { return 1; }
 
-/// Hands over every option, whatever became of the one before it. LOCKSTEP_FOLDER is the folder of
-/// the script, see LockStep.
+/// Passes on every option, also after a failed one. LOCKSTEP_FOLDER is the folder of the script,
+/// see LockStep.
 int CommonCli::Go(char** argv, int argc, const std::string& shortOptions,
                   struct option* longOptions)
 {

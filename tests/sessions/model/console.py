@@ -1,4 +1,4 @@
-"""An independent model of the client: what it prints, sends, logs and saves for what is typed."""
+"""An independent model of the client: what typed text makes it print, send, log and save."""
 
 import re
 
@@ -37,22 +37,22 @@ READ_PREFIX = b"SubtitleRegion::UpdateRegionFile() - "
 
 
 class Enough(Exception):
-    """The session repeats itself, and what it does has been seen."""
+    """The session repeats itself, and the compared part is complete."""
 
 
 def means_yes(word):
-    """Whether an answer is a yes."""
-    # Letters of ASCII alone have two cases.
+    """Whether an answer means yes."""
+    # Only ASCII letters have two cases.
     return word.lower() in (b"t", b"true", b"y", b"yes", b"on", b"1")
 
 
 def divided(value, by):
-    """A quotient without its fraction, also below 0."""
+    """Returns a quotient without its fraction, also below 0."""
     return value // by if value >= 0 else -(-value // by)
 
 
 def to_ycbcr(table):
-    """A table of blue, green, red and a fourth byte with Y, Cb and Cr instead."""
+    """Converts a table of blue, green, red and a fourth byte to Y, Cb, Cr and the fourth byte."""
     converted = bytearray(table)
     for at in range(0, len(table) // 4 * 4, 4):
         blue, green, red = table[at : at + 3]
@@ -63,14 +63,14 @@ def to_ycbcr(table):
 
 
 class Pattern:
-    """The picture of the dynamic test; painting over it keeps what the segments leave free."""
+    """The bitmap of the dynamic test. Painting keeps the pixels outside the segments."""
 
     def __init__(self):
         self.pixels = bytearray(LINE_WIDTH * LINES)
 
     def paint(self, start, step, width, height):
-        """Paints a grid. Returns its heading and the line of offsets, without its line ends."""
-        # Segments of no size make no grid.
+        """Paints a grid. Returns its heading and the line of offsets without line ends."""
+        # Segments without width or height make no grid.
         rows = LINES // height if height else 0
         columns = LINE_WIDTH // width if width else 0
         heading = b"Generating test pattern: %d rows by %d columns,  %d colors\n\n" % (
@@ -102,10 +102,10 @@ class Console:
 
         self.output = []
         self.written = 0
-        self.flushed = 0  # at least so much of the output has left the client
+        self.flushed = 0  # the client has written at least so much output
         self.errors = []  # (text, bytes of output before it)
         self.log = []  # (level, text, bytes of output before it)
-        self.repeats_from = None  # output before the first read that got nothing
+        self.repeats_from = None  # output before the first read after the end of the input
         self.ended = False
 
         self.subscribed = False
@@ -133,7 +133,7 @@ class Console:
         self.platform.ends()
 
     def option(self, option, argument):
-        """Carries one option out. Returns its result code."""
+        """Runs one option. Returns its result code."""
         if option == "c":
             return 1
         if option == "e":
@@ -156,7 +156,7 @@ class Console:
 
     @staticmethod
     def level_of(argument):
-        """The number that an argument begins with."""
+        """Returns the number at the beginning of an argument."""
         words = ConsoleInput(argument.encode())
         return words.number(0)
 
@@ -216,7 +216,7 @@ class Console:
         self.subscribed = True
 
     def mark(self, succeeded):
-        """What follows a call whose outcome is shown."""
+        """Shows the result of a call."""
         if succeeded:
             self.line(b"\n")
         else:
@@ -226,7 +226,7 @@ class Console:
         self.subscribed = False
         self.platform.pause(20000)
         self.line(b"Unsubscribing...\n")
-        # The formats were subscribed one by one, and one number ends them all.
+        # The console subscribes to each format, and number 1 ends all of them.
         for number in (1, 6, 10):
             self.platform.unsubscribe(number)
 
@@ -306,7 +306,7 @@ class Console:
     # Files
 
     def read_file(self, path, size):
-        """The first bytes of a file; None when it does not have so many."""
+        """Returns the first bytes of a file; None if it has fewer."""
         found = self.files.read(path, size)
         if found is None:
             self.entry(2, READ_PREFIX + b"Error opening file " + path)
@@ -322,7 +322,7 @@ class Console:
 
     def write_file(self, path, content):
         if len(content) < TABLE_SIZE:
-            # Nothing is saved of a table that is not whole, and what was saved before stays.
+            # An incomplete table is not saved, and an earlier file stays.
             self.short_write(0)
             return
         count = self.files.write(path, content)
@@ -374,7 +374,7 @@ class Console:
             self.send_pattern(region, pattern, start, step, width, height)
 
     def send_pattern(self, region, pattern, start, step, width, height):
-        """Paints and sends; shapes are never drawn, on or off."""
+        """Paints and sends. Shapes are never drawn, even if they are on."""
         heading, offsets = pattern.paint(start, step, width, height)
         self.line(heading)
         self.put(offsets)
@@ -405,7 +405,7 @@ class Console:
     # Notifications
 
     def data_arrives(self, region, form, size, data):
-        """A bitmap was published."""
+        """Receives a published bitmap."""
         text = self.traffic.add_data(region, form, size)
         if text:
             self.line(text)
@@ -420,7 +420,7 @@ class Console:
         )
 
     def visibility_arrives(self, region, visible):
-        """A region was shown or hidden."""
+        """Receives a published visibility."""
         self.line(
             self.traffic.add_visibility(region)
             + b"\n\n*** RegionVisi:  %d  %s\n\n"
@@ -428,7 +428,7 @@ class Console:
         )
 
     def palette_arrives(self, region, code, fill, table):
-        """A palette was published."""
+        """Receives a published palette."""
         shown = b"  [0x%02x,...,0x%02x]" % (table[0], table[-1]) if table else b"[empty]"
         self.line(
             b"*** PalettData:  %d%s  (%d)  (%s, %x)\n\n"
@@ -445,7 +445,7 @@ class Console:
         self.written += len(text)
 
     def line(self, text):
-        """Prints text whose last line end is followed by a flush."""
+        """Prints text; a flush follows its last line end."""
         self.put(text)
         self.flushed = self.written
 
@@ -476,6 +476,6 @@ class Console:
         self.note_failure()
 
     def note_failure(self):
-        """From the first read that got nothing on, a session repeats itself."""
+        """After the end of the input a session repeats itself."""
         if self.input.failed and self.repeats_from is None:
             self.repeats_from = self.written

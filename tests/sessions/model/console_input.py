@@ -1,11 +1,11 @@
-"""Standard input as the console reads it: formatted extraction of the C++ library, byte by byte."""
+"""A model of the C++ library's formatted input, byte by byte."""
 
 SPACE = b" \t\n\v\f\r"
 LARGEST = 0xFFFFFFFF
 
 
 class ConsoleInput:
-    """Keys with the two states of a stream, at its end and failed; nothing ever clears them."""
+    """Typed bytes, and the stream states "end" and "failed", which are never cleared."""
 
     def __init__(self, keys):
         self.keys = keys
@@ -27,14 +27,14 @@ class ConsoleInput:
         return True
 
     def key(self, before):
-        """One byte that is no space, or `before` when there is none."""
+        """Returns one byte that is not white space, or `before` if there is none."""
         if not self._begin():
             return before
         self.at += 1
         return self.keys[self.at - 1 : self.at]
 
     def number(self, before):
-        """An unsigned number of 32 bits; `before` when nothing can be read, 0 for no number."""
+        """Returns a 32-bit number; `before` if nothing can be read, 0 if the text is no number."""
         if not self._begin():
             return before
         negative = self.keys[self.at : self.at + 1] == b"-"
@@ -55,7 +55,7 @@ class ConsoleInput:
         return -value & LARGEST if negative else value
 
     def word(self):
-        """Bytes up to the next space; none when nothing can be read."""
+        """Returns bytes up to the next white space; none if nothing can be read."""
         if not self._begin():
             return b""
         begin = self.at
@@ -65,7 +65,7 @@ class ConsoleInput:
         return self.keys[begin : self.at]
 
     def discard(self):
-        """Drops one byte, whatever it is."""
+        """Drops one byte."""
         if self._begin(skips_space=False):
             if self.at == len(self.keys):
                 self.at_end = True

@@ -1,4 +1,4 @@
-"""Runs sessions of the real client on the lock-step platform."""
+"""Runs sessions of the real client on the lock-step SDK."""
 
 import os
 import pathlib
@@ -15,9 +15,9 @@ SECONDS = 60
 
 @dataclass
 class Result:
-    """What a session leaves."""
+    """The result of a session."""
 
-    status: int  # exit status, or the signal that ended it below 0
+    status: int  # exit status, or minus the signal that ended the client
     output: bytes
     errors: bytes
     journal: list
@@ -25,7 +25,7 @@ class Result:
 
 
 class LockstepClient:
-    """Runs one session after the other, in a folder with the files that sessions find."""
+    """Runs sessions one after the other in a folder with the files of sessions."""
 
     def __init__(self, command):
         self.command = command
@@ -42,7 +42,7 @@ class LockstepClient:
         session_files.make_folder(self.folder)
 
     def run(self, session, limit):
-        """Runs a session. The kernel ends it where a stream of it gets longer than the limit."""
+        """Runs a session. The kernel ends the client when a stream exceeds the limit."""
         self.write("keys", session.keys)
         self.write("script", session.script.text())
         with (

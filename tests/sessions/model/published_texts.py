@@ -1,4 +1,4 @@
-"""The texts of the console, from the one place where they are."""
+"""Reads the texts of the console from tests/sessions/texts/."""
 
 import os
 
@@ -6,6 +6,6 @@ FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "texts")
 
 
 def published(name):
-    """A text with {1}, {2} and so on where it varies."""
+    """Returns a text with {1}, {2} and so on for its variable parts."""
     with open(os.path.join(FOLDER, name + ".txt"), "rb") as file:
         return file.read()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs sessions of the real client beside those of the model and prints every difference.
+"""Runs sessions with the real client and with the model, and prints every difference.
 
 run_sessions.py PROGRAMS [OPTION...] [-- EMULATOR...]
 """
@@ -13,7 +13,7 @@ import signal
 import sys
 import time
 
-sys.dont_write_bytecode = True  # nothing of a run stays in the sources
+sys.dont_write_bytecode = True  # keeps the source folder clean
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 # pylint: disable=wrong-import-position
@@ -23,14 +23,14 @@ from expectation import Difference, ExpectedText, check_lines
 from lockstep_client import LockstepClient
 from session_maker import MENUS, Session, SessionMaker, cut_dialogues, first_keys, second_keys
 
-# A session that repeats itself is compared so far, and the model plays a few buffers more.
+# The compared output of a session that repeats itself; the model plays a few buffers more.
 REPEATED = 4096
 AHEAD = 24576
 # How much more than the model a client may print.
 TOO_MUCH = 65536
 SHOWN_FAILURES = 20
 
-# What the sessions of one run must reach, so that their maker loses no place unnoticed.
+# Places that the sessions of one run must reach, to detect a session maker that loses one.
 LEFT = b"the console was left"
 INPUT_ENDED = b"the input ended"
 PLACES = {
@@ -58,7 +58,7 @@ PLACES = {
 
 
 def places_of(model):
-    """The places that the model of a session reached."""
+    """Returns the places that the model of a session reached."""
     reached = [
         *model.output,
         *(text for text, _ in model.errors),
@@ -71,7 +71,7 @@ def places_of(model):
 
 
 def has_huge_buffers(emulator):
-    """Whether this machine gives 4 GiB without asking whether they will ever be used."""
+    """Whether this machine allocates 4 GiB that are never used."""
     if emulator:
         return False
     try:
@@ -90,7 +90,7 @@ class Comparison:
         self.limit = limit
 
     def differences(self):
-        """The first difference of each kind, as text."""
+        """Returns the first difference of each kind as text."""
         for compare in (self.status, self.output, self.errors, self.journal, self.log):
             try:
                 compare()
@@ -109,7 +109,7 @@ class Comparison:
         expected.check("standard output differs", self.result.output)
 
     def sequence(self, what, expected, found):
-        """Compares lists; of the expected one each is an item and how much was written before."""
+        """Compares lists. Expected items are pairs: an item, and the amount of output before it."""
         surely = len(expected)
         if not self.model.ended:
             surely = sum(1 for _, written in expected if written <= self.limit)
@@ -125,7 +125,7 @@ class Comparison:
         self.sequence("errors", expected, self.result.errors.splitlines(keepends=True))
 
     def journal(self):
-        """Calls, and how much of the output was flushed before each of them."""
+        """Compares the calls, and the amount of flushed output before each of them."""
         events = self.model.platform.events
         found = []
         for index, line in enumerate(self.result.journal):
@@ -144,7 +144,7 @@ class Comparison:
             raise Difference(None, "%s: %d bytes were out, not %s" % (line, flushed, between))
 
     def log(self):
-        """Entries without the line of the sources that they name."""
+        """Compares log entries without their source lines."""
         found = [
             level + b" " + re.sub(rb"^SubtitleMgrCli SubtitleMgrCli:\d+ ", b"", text)
             for level, text in self.result.log
@@ -168,7 +168,7 @@ class Worker:
 
     @classmethod
     def run(cls, session):
-        """Returns the session's name, differences and places reached."""
+        """Runs a session. Returns its name, its differences and the places that it reached."""
         if isinstance(session, int):
             session = SessionMaker(session).make()
         model = Console(session, cls.huge_buffers, REPEATED + AHEAD)
@@ -191,7 +191,7 @@ class Worker:
 
 
 def replayed(folder):
-    """Sessions of the keys in each file of a folder."""
+    """Yields a session for each file of keys in a folder."""
     for name in sorted(os.listdir(folder)):
         with open(os.path.join(folder, name), "rb") as file:
             yield Session(name, file.read())
@@ -210,7 +210,7 @@ def wanted_sessions(options):
 
 
 def end_in_order(*_):
-    """The workers, too, remove their folders; they may be told twice."""
+    """Makes the workers remove their folders too; a second call is harmless."""
     signal.signal(signal.SIGTERM, signal.SIG_IGN)
     sys.exit(1)
 

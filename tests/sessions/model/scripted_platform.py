@@ -1,4 +1,4 @@
-"""What the model's client is connected to: the lock-step platform of tests/sdk/vendor."""
+"""The model of the lock-step SDK of tests/sdk/vendor."""
 
 import zlib
 from collections import deque
@@ -12,7 +12,7 @@ PALETTE_SUBSCRIPTION = 10
 
 @dataclass
 class Event:
-    """A line of the journal, with how much output was written, and surely flushed, before it."""
+    """A line of the journal, and the amounts of written and certainly flushed output before it."""
 
     what: str
     written: int
@@ -21,13 +21,13 @@ class Event:
 
 @dataclass
 class Script:
-    """What the platform does, by the number of the console's call."""
+    """The actions of the SDK by the number of the console's call."""
 
     fails: set = field(default_factory=set)
     brings: dict = field(default_factory=dict)  # call: [(kind, numbers..., data)]
 
     def text(self):
-        """The script as LockStep reads it."""
+        """Returns the script in the form that LockStep reads."""
         lines = ["fail %d\n" % call for call in sorted(self.fails)]
         for call, notifications in sorted(self.brings.items()):
             for kind, *values in notifications:
@@ -59,7 +59,7 @@ class ScriptedPlatform:
         self.events.append(Event(text, *where))
 
     def call(self, text):
-        """A call of the console, during which notifications may arrive. Whether it succeeds."""
+        """Makes a call of the console; notifications may arrive. Returns whether it succeeds."""
         self.calls += 1
         succeeds = self.calls not in self.script.fails
         self.note("%d %s%s" % (self.calls, text, "" if succeeds else " fails"))
@@ -78,7 +78,7 @@ class ScriptedPlatform:
         return VISIBILITY_SUBSCRIPTION if kind == "visibility" else PALETTE_SUBSCRIPTION
 
     def deliver(self):
-        """Lets the receive thread take all there is."""
+        """Lets the receive thread take all notifications."""
         while self.queue:
             notification = self.queue.popleft()
             if self.subscription_of(notification) in self.subscriptions:
@@ -121,7 +121,7 @@ class ScriptedPlatform:
         return self.call("Notify %s %d 1" % (server, number))
 
     def subscribe(self, number, item, kind):
-        # A refused subscription leaves the one before.
+        # A refused subscription keeps the earlier one.
         if self.calls + 1 not in self.script.fails:
             self.subscriptions.add(number)
         return self.call("Subscribe %d %d %s null" % (number, item, kind))

@@ -1,4 +1,4 @@
-"""The files that a session finds, on the disk and as the model sees them."""
+"""The files of a session, on the disk and in the model."""
 
 import os
 import random
@@ -33,29 +33,29 @@ FULL_DISKS = {b"full.out"}
 
 
 class TooLong(Exception):
-    """Gigabytes would really be read."""
+    """The read would need gigabytes."""
 
 
 class SessionFiles:
-    """What is there, by name; sessions run in the folder of these files."""
+    """The files by name; sessions run in their folder."""
 
     def __init__(self):
         self.contents = dict(CONTENTS)
 
     @staticmethod
     def _name(path):
-        """What the C library takes of a path."""
+        """Returns the part of a path that the C library uses."""
         return path.split(b"\0")[0]
 
     @classmethod
     def is_directory(cls, path):
-        """Whether a path names a folder; one of dots and slashes alone does."""
+        """Whether a path names a folder, like each path of dots and slashes."""
         name = cls._name(path)
         only_dots = name and not name.strip(b"./") and b"..." not in name
         return bool(only_dots) or name in DIRECTORIES
 
     def read(self, path, size):
-        """The first bytes of a file, fewer when it has no more; None when it cannot be opened."""
+        """Returns the first bytes of a file, or all; None if it cannot be opened."""
         name = self._name(path)
         if self.is_directory(path):
             return b""
@@ -66,7 +66,7 @@ class SessionFiles:
         return self.contents[name][:size] if name in self.contents else None
 
     def write(self, path, content):
-        """Returns how many bytes could be written; None when the file cannot be opened."""
+        """Returns the number of bytes written; None if the file cannot be opened."""
         name = self._name(path)
         if self.is_directory(path) or not name or b"/" in name:
             return None
@@ -77,7 +77,7 @@ class SessionFiles:
 
 
 def make_folder(folder):
-    """Lays the files out in an empty folder."""
+    """Makes the files in an empty folder."""
     for name, content in CONTENTS.items():
         with open(os.path.join(os.fsencode(folder), name), "wb") as file:
             file.write(content)
@@ -88,7 +88,7 @@ def make_folder(folder):
 
 
 def look_at_folder(folder):
-    """The contents of the plain files in a folder."""
+    """Returns the contents of the plain files in a folder."""
     found = {}
     for entry in os.scandir(os.fsencode(folder)):
         if entry.is_file(follow_symlinks=False):

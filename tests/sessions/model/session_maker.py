@@ -1,11 +1,11 @@
-"""Sessions made up by chance, the same for the same seed, and those of every key."""
+"""Makes random sessions from a seed, and sessions of every key."""
 
 import random
 from dataclasses import dataclass, field
 
 from scripted_platform import Script
 
-# What is typed for a word of COMMANDS in capitals.
+# Typed text for the words of COMMANDS in capitals.
 ANSWERS = "t t f f true false Yes no ON off 1 0 y maybe TRUE tr T\xc4".split()
 CHOICES = {
     "REGION": "1 2 3 7 13 14 15 0 259 300".split(),
@@ -34,7 +34,7 @@ BAD_NUMBERS = (
 ).split()
 ENDINGS = ["\n"] * 6 + [" ", "\t", "\r\n", "\n \n", "\v\f"]
 
-# Those that are to come more often stand here more often.
+# More frequent commands occur several times.
 COMMANDS = (
     ["3 REGION FILE SIZE"] * 4
     + ["4 REGION ANSWER"] * 2
@@ -46,13 +46,13 @@ COMMANDS = (
     + ["UNKNOWN"] * 2
 )
 SUBSCRIBING = ["1"] * 8 + ["2"] * 2
-# What may follow in a console of its own, which x or q leaves.
+# Commands inside these menus, which x or q leaves.
 INSIDE = {
     "7": ["1 NUMBER", "2 NUMBER", "3 SEGMENT", "4 SEGMENT", "5", "s", "s", "z"],
     "8": ["SENSOR"],
 }
 
-# Words of a command line, and what the parser makes of them.
+# Words of a command line, and the options that the parser returns.
 CONSOLE = (["-i"], [("i", None)])
 COMMAND_LINES = [CONSOLE] * 12 + [
     (["--interactive"], [("i", None)]),
@@ -77,7 +77,7 @@ COMMAND_LINES = [CONSOLE] * 12 + [
 
 @dataclass
 class Session:
-    """All that makes a session."""
+    """The input of a session."""
 
     name: str
     keys: bytes
@@ -87,7 +87,7 @@ class Session:
 
 
 class SessionMaker:
-    """Makes one session up."""
+    """Makes a random session."""
 
     def __init__(self, seed):
         self.seed = seed
@@ -109,10 +109,10 @@ class SessionMaker:
         words, options = self.chance.choice(COMMAND_LINES)
         return Session("seed %d" % self.seed, keys, words, options, self.script())
 
-    # What is typed
+    # Typed text
 
     def command(self, command):
-        """A command with its answers, and with what is typed in its own console."""
+        """Returns a command with its answers, and with the commands of its own menu."""
         for word in command.split():
             self.type(self.word(word))
         if command[0] in INSIDE:
@@ -123,7 +123,7 @@ class SessionMaker:
                 self.type(self.chance.choice("xxq"))
 
     def word(self, word):
-        """A word; of numbers now and then an odd one, and when careless one that is none."""
+        """Returns a word. Numbers are sometimes odd ones; if careless, sometimes no numbers."""
         if word in NUMBERS and self.careless and self.one_in(25):
             return self.chance.choice(BAD_NUMBERS)
         if word in NUMBERS and self.one_in(10):
@@ -131,7 +131,7 @@ class SessionMaker:
         return self.chance.choice(CHOICES.get(word, [word]))
 
     def type(self, word):
-        """Types a word and what separates it from the next; when careless with slips."""
+        """Types a word and a separator; if careless, with typing errors."""
         slip = self.chance.randrange(120) if self.careless else None
         if slip == 0:
             return
@@ -143,7 +143,7 @@ class SessionMaker:
         self.keys.append(self.chance.choice(ENDINGS))
 
     def junk(self):
-        """Bytes of any kind, but not those that make a path."""
+        """Returns any bytes except those of a path."""
         length = self.chance.randrange(1, 7)
         bytes_ = [
             self.chance.randrange(33, 127) if self.one_in(2) else self.chance.randrange(256)
@@ -152,17 +152,17 @@ class SessionMaker:
         return "".join("#" if chr(byte) in "./" else chr(byte) for byte in bytes_)
 
     def end(self):
-        """Leaves, or stops in the middle."""
+        """Leaves the console, or ends the input earlier."""
         if self.one_in(12):
             if self.one_in(2) and self.keys:
                 self.keys[-1] = self.keys[-1].rstrip()
             return
         self.keys.append("x\n" * self.chance.choice([1, 1, 2, 3]))
 
-    # What the platform does meanwhile
+    # Actions of the SDK
 
     def script(self):
-        """Failing calls and notifications."""
+        """Makes failing calls and notifications."""
         script = Script()
         if self.one_in(3):
             likely = self.chance.choice([2, 5, 20])
@@ -174,11 +174,11 @@ class SessionMaker:
         return script
 
     def byte(self, usual):
-        """A usual one or any."""
+        """Returns a usual number or any number."""
         return self.chance.randrange(256) if self.one_in(6) else self.chance.choice(usual)
 
     def notification(self):
-        """A record for one of the three handlers."""
+        """Returns a record for one of the three handlers."""
         region = self.byte([0, 1, 2, 3, 13, 14, 15])
         kind = self.chance.randrange(5)
         if kind == 3:
@@ -190,7 +190,7 @@ class SessionMaker:
         return ("data", region, self.byte([0, 1, 2, 2, 2, 3, 4]), size, self.pixels())
 
     def pixels(self):
-        """Mostly values of a palette of four."""
+        """Returns pixels, mostly with the values 0 to 3."""
         length = self.chance.choice([0, 1, 4, 100, 3000])
         pixels = bytes(byte & 3 for byte in self.chance.randbytes(length))
         if self.one_in(3):
@@ -199,7 +199,7 @@ class SessionMaker:
         return pixels
 
 
-# For each menu what leads to it, and its keys.
+# For each menu the keys that open it, and its keys.
 MENUS = {
     "main": (b"", b"12345678rsckxq"),
     "dynamic": (b"7\n1\n", b"12345sxq"),
@@ -213,13 +213,13 @@ def pressed(menu, keys, name):
 
 
 def first_keys(menu):
-    """Every byte as the first key of a menu."""
+    """Yields sessions with every byte as the first key of a menu."""
     for key in range(256):
         yield pressed(menu, bytes([key]), "key %d" % key)
 
 
 def second_keys(menu):
-    """Every byte after every byte; after a byte that is no key, all of them in one session."""
+    """Yields sessions with every pair of bytes; for each unknown key one session has all pairs."""
     for key in range(256):
         pairs = [bytes([key, second]) for second in range(256)]
         if key in MENUS[menu][1] + SPACE:
@@ -242,7 +242,7 @@ DIALOGUES = (
 
 
 def cut_dialogues():
-    """The dialogue of each command, its input ended after each word."""
+    """Yields the dialogue of each command with an end of the input after each word."""
     for dialogue in DIALOGUES:
         words = dialogue.split()
         for count in range(1, len(words) + 1):

@@ -10,25 +10,25 @@ HEADER = published("report-head")
 
 
 def share(part, whole):
-    """A part of the whole in percent, as a stream shows it, also where there is no whole."""
+    """Returns a share in percent as a stream prints it, also a share of 0."""
     if whole:
         return "%.1f" % (float(part) / float(whole) * 100)
     return "inf" if part else "nan"
 
 
 class Traffic:
-    """What has been counted since the start or the last time it was cleared."""
+    """The counters since the start or the last clearing."""
 
     def __init__(self):
         self.clear()
 
     def clear(self):
-        """Sets every counter back."""
+        """Sets every counter to 0."""
         self.messages = [[0] * FORMATS for _ in range(REGIONS)]
         self.sizes = [[0] * FORMATS for _ in range(REGIONS)]
 
     def add_data(self, region, form, size):
-        """Counts a bitmap. Returns what is printed about it."""
+        """Counts a bitmap. Returns the printed text."""
         if region > REGIONS:
             return b"AddRegionData: regionId out of range: " + bytes([region]) + b"\n"
         if region == 0:
@@ -41,13 +41,13 @@ class Traffic:
 
     @staticmethod
     def add_visibility(region):
-        """Counts nothing. Returns what is printed about it."""
+        """Counts nothing. Returns the printed text."""
         if region > REGIONS:
             return b"AddRegionVis: regionId out of range: " + bytes([region]) + b"\n"
         return b""
 
     def report(self):
-        """The whole table."""
+        """Returns the whole table."""
         whole = sum(sum(sizes[:3]) for sizes in self.sizes) & MASK
         rows = [self._row(region, whole) for region in range(REGIONS)]
         return HEADER + "".join(rows).encode() + b"\n\n"

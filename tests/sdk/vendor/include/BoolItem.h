@@ -11,5 +11,5 @@ public:
     unsigned int EncodedSize() const override;
 
 private:
-    int flag = 1;  // so that a console that does not set it is seen
+    int flag = 1;  // shows a console that does not set the flag
 };

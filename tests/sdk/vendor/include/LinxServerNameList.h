@@ -2,7 +2,7 @@
 
 #include <string>
 
-// Numbered by position, as vendors do.
+// Numbered by position, like the names of real vendors.
 enum e_Process {
     LINX_SUPERVISOR,
     LINX_STREAMER,

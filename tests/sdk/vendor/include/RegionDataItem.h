@@ -4,14 +4,14 @@
 
 #include <vector>
 
-// A new record is not empty, so that what a console sends without having set it is seen.
+// A new record is not empty, so that a test sees a field that the console does not set.
 class RegionDataItem : public Item {
 public:
     unsigned char regionId = 77;
     unsigned char subtitleFormat = 9;
 
 private:
-    unsigned int claimedSize = 0;  // between the public fields, as vendors do
+    unsigned int claimedSize = 0;  // between the public fields, like in records of real vendors
 
 public:
     std::vector<unsigned char> data{5, 6, 7};
