@@ -54,7 +54,6 @@ WITH_PROGRAMS = {
         # Megabytes, many clients, time limits, and sinks that are full at a certain byte.
         "CostlyRefresh.*",
         "Flood.*",
-        "FullDisk.*",
         "FullStandardOutput.*",
         "GarbageWithoutSubscriber.*",
         "HostileClient.*",

@@ -158,7 +158,7 @@ TEST_F(LogFile, IsNeverOpenedThroughASymlink)
     EXPECT_NE(access((folder / "victim").c_str(), F_OK), 0);
 }
 
-TEST_F(LogFile, MayBeAbsentOrAFullDisk)
+TEST_F(LogFile, ReportsTheNumberOfLostEntries)
 {
     Use(folder / "no/such/folder");
     Entry(2, "lost");
