@@ -96,7 +96,7 @@ class Lane(unittest.TestCase):
         self.assertIn("\nscript/test desk '^room\\.Fails$'\n", output)
         self.assertTrue(output.endswith("\n50% tests passed, 1 tests failed out of 2\n"), output)
 
-    def test_tells_a_timeout_from_a_failure(self):
+    def test_distinguishes_a_timeout_from_a_failure(self):
         self.add("room.Waits", "exec sleep 60", "TIMEOUT 1")
         self.assertRegex(self.run_lane()[1], r"FAILED: room\.Waits \(Timeout, ")
 

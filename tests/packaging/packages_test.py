@@ -109,7 +109,7 @@ class Packages(unittest.TestCase):
             self.assertEqual(self.field(package, "Version"), VERSION)
             self.assertEqual(self.field(package, "Architecture"), architecture)
 
-    def test_hold_what_is_listed_and_nothing_else(self):
+    def test_contain_the_listed_files_only(self):
         for package, contents in CONTENTS.items():
             folder = os.path.join(self.scratch, package)
             output_of("dpkg-deb", "-x", self.first[package], folder)
@@ -128,7 +128,7 @@ class Packages(unittest.TestCase):
             with open(os.path.join(BUILD_DIR, "bin", program), "rb") as file:
                 self.assertFalse(source_dir.encode() in file.read(), program)
 
-    def test_are_readable_by_everybody_and_root_owns_them(self):
+    def test_are_readable_by_all_and_owned_by_root(self):
         for path in self.make("private", "umask 077", "UTC").values():
             for line in output_of("dpkg-deb", "-c", path).splitlines():
                 mode, owner, *_, name = line.split()
@@ -170,7 +170,7 @@ class Packages(unittest.TestCase):
             self.assertNotIn(".debug_info", sections)
             self.assertNotIn(".symtab", sections)
 
-    def test_have_a_service_that_tells_its_version(self):
+    def test_have_a_service_that_prints_its_version(self):
         version = output_of(*self.installed("SubtitleMgrSim", "--version"))
         self.assertEqual(version, "SubtitleMgrSim %s\n" % VERSION)
         self.assertIn("--journal", output_of(*self.installed("SubtitleMgrSim", "--help")))

@@ -44,7 +44,7 @@ class Transcripts(unittest.TestCase):
         for guide in (PING, KEYS, SERVICE, EXPORT + PING):
             self.assertEqual(self.check(guide)[0], 0, guide)
 
-    def test_fail_at_what_differs(self):
+    def test_fail_at_a_difference(self):
         for guide, right, wrong in (
             (PING, "Successful Ping", "Successful Pong"),
             (PING, "Successful Ping\n", ""),

@@ -78,7 +78,7 @@ TEST_F(SubscribedConsole, RunsNoHandlerWhileItRefreshes)
     ExpectConsole("*** RegionVisi:  5");
 }
 
-TEST_F(SubscribedConsole, RunsNoHandlerOnceItUnsubscribes)
+TEST_F(SubscribedConsole, RunsNoHandlerAfterItUnsubscribes)
 {
     Type("2\n");
     RawFrame request = connection->ExpectRequest(messages::unsubscribe);
@@ -146,7 +146,7 @@ TEST_F(Console, RenewsItsSubscriptionsWithoutAnyKey)
     EXPECT_EQ(Journal().size(), 3u * 6 + 2) << "a subscription was renewed more than once";
 }
 
-TEST_F(Console, DoesNotRenewWhatItUnsubscribed)
+TEST_F(Console, RenewsNoEndedSubscription)
 {
     KeepJournal();
     Start("12", "Unsubscribing...\n" + UnsubscribedMenu());

@@ -83,7 +83,7 @@ protected:
     const std::string program = home + "/client";
 };
 
-TEST_F(UntrustedDirectory, IsRefusedWhenAnotherUserOwnsIt)
+TEST_F(UntrustedDirectory, IsRefusedIfAnotherUserOwnsIt)
 {
     if (!IsRoot()) {
         GTEST_SKIP() << "only root can change the owner of a folder";

@@ -71,7 +71,7 @@ TEST_F(Ping, GoesOnAfterTheClientWasStopped)
     EXPECT_TEXT(ConsoleText(), announced + "Successful Ping\n");
 }
 
-TEST_F(Ping, IsAnsweredOnceAStoppedServiceGoesOn)
+TEST_F(Ping, SucceedsWhenAStoppedServiceGoesOn)
 {
     StartService();
     Service().Process().Stop();

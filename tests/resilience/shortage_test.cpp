@@ -101,7 +101,7 @@ std::string EntriesByKeys(int count)
 
 using UnreadSystemLog = ConsoleSession;
 
-TEST_F(UnreadSystemLog, LetsTheConsoleLeaveAtOnce)
+TEST_F(UnreadSystemLog, NeverDelaysTheConsole)
 {
     if (!SmallDisk("4k").IsMounted()) {
         GTEST_SKIP() << "only root can have a /dev of its own";

@@ -51,7 +51,7 @@ protected:
 
 using BadFrame = QuietService;
 
-TEST_F(BadFrame, ClosesItsConnectionAlone)
+TEST_F(BadFrame, ClosesItsConnectionOnly)
 {
     service.Start();
     WireClient bystander = Connect();

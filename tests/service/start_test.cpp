@@ -114,7 +114,7 @@ TEST_F(Start, RaisesTheLimitOfDescriptors)
     EXPECT_EQ(clients.back().Ask(messages::ping), "");
 }
 
-TEST_F(Start, WritesReadyAlone)
+TEST_F(Start, WritesReadyOnly)
 {
     service.Start();
     EXPECT_EQ(Connect().Ask(messages::ping), "");

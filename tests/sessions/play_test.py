@@ -130,11 +130,11 @@ def play(sessions, *options, seconds="20"):
 class Play(unittest.TestCase):
     """Plays planted sessions; one process plays all of them."""
 
-    def test_passes_what_is_right(self):
+    def test_passes_correct_sessions(self):
         status, said = play(RIGHT + ENDLESS.replace("Right", "Endless"))
         self.assertEqual((status, said[:17]), (0, "0 of 3 sessions f"), said)
 
-    def test_finds_what_is_planted_and_where_it_is(self):
+    def test_finds_each_planted_difference_and_its_line(self):
         text, places = "", []
         for session, planted in ((RIGHT, PLANTED), (ENDLESS, PLANTED_ENDLESS)):
             for before, after, line, what in planted:
@@ -167,7 +167,7 @@ class Play(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertIn("planted.session:6: standard output differs\n", said)
 
-    def test_refuses_what_it_does_not_know(self):
+    def test_refuses_unknown_words(self):
         self.assertIn(
             "planted.session:6: there is no text {Such}",
             play(RIGHT.replace("Successful Ping", "{Such}"))[1],

@@ -89,7 +89,7 @@ class Lint(unittest.TestCase):
             with self.subTest(check=check, planted=text):
                 self.assertIn(name, output[check])
 
-    def test_finds_what_black_does_not(self):
+    def test_finds_errors_that_black_does_not_find(self):
         self.write("tests/right.py", "\nimport os")
         status, output = self.lint("python")
         self.assertEqual(status, 1)
@@ -118,7 +118,7 @@ class Lint(unittest.TestCase):
         for name in names:
             self.assertRegex(output, name + ".*modernize-use-nullptr")
 
-    def test_passes_what_clang_tidy_does(self):
+    def test_passes_a_source_that_clang_tidy_passes(self):
         self.assertEqual(self.tidy("int Number() { return 1; }", "client/a.cpp"), (0, ""))
 
     def test_finds_a_source_that_does_not_compile(self):
@@ -126,7 +126,7 @@ class Lint(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertRegex(output, "client/a.cpp.*expected")
 
-    def test_finds_what_clang_tidy_says_of_its_own_configuration(self):
+    def test_finds_errors_in_the_configuration_of_clang_tidy(self):
         # Then clang-tidy goes on with other checks and ends with status 0.
         (self.tree.root / ".clang-tidy").write_text("Checks: [\n")
         status, output = self.tidy("int Number() { return 1; }", "client/a.cpp")

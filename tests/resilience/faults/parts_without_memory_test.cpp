@@ -111,7 +111,7 @@ protected:
     const std::string text = std::string(100, 'x');
 };
 
-TEST_F(LogEntryWithoutMemory, IsLostAlone)
+TEST_F(LogEntryWithoutMemory, LosesOneEntryOnly)
 {
     const std::string process = "a process with a long name";
     EXPECT_GT(LoseEach([&](int number) {
@@ -254,7 +254,7 @@ protected:
     const TempDir folder;
 };
 
-TEST_F(RunningService, ReportsWhatItLosesWithoutMemory)
+TEST_F(RunningService, ReportsItsLossesWithoutMemory)
 {
     const std::string refusal = "SubtitleMgrSim: client 1: refused: there is no memory for it\n";
     std::set<std::string> said;

@@ -70,7 +70,7 @@ protected:
     const TempDir folder;
 };
 
-TEST_F(ShortLivedEndpoint, DeliversWhatItSent)
+TEST_F(ShortLivedEndpoint, DeliversItsMessages)
 {
     RawService service(folder / "SubtitleMgr");
     constexpr unsigned count = isEmulated || isSanitized ? 100 : 500;

@@ -33,7 +33,7 @@ TEST_F(RegionDataUpdate, ReportsUnexpectedValuesInOrder)
                 "CLI: Process region  1 (2):  0=    1   1=    0   2=    0   3=    1\n");
 }
 
-TEST_F(RegionDataUpdate, IsPrintedInCifAlone)
+TEST_F(RegionDataUpdate, IsPrintedInCifOnly)
 {
     EXPECT_TEXT(Receive(1, 0, "\7b"), "");    // encoded in 8 bytes
     EXPECT_TEXT(Receive(1, 1, "\7bcd"), "");  // 10

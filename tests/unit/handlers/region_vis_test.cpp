@@ -12,7 +12,7 @@ protected:
     }
 };
 
-TEST_F(VisibilityNotification, SaysWhetherARegionIsVisible)
+TEST_F(VisibilityNotification, ShowsWhetherARegionIsVisible)
 {
     EXPECT_TEXT(Receive(3, true), "\n\n*** RegionVisi:  3  visible\n\n");
     EXPECT_TEXT(Receive(14, false), "\n\n*** RegionVisi:  14  NOT visible\n\n");

@@ -31,7 +31,7 @@ TEST(Deadline, HasTimeLeftUntilItPasses)
 }
 
 /// A wait of that length must not end before the deadline.
-TEST(Deadline, RoundsWhatIsLeftUp)
+TEST(Deadline, RoundsTheRemainingTimeUp)
 {
     for (int i = 0; i < 10; ++i) {
         const Deadline hour(3600000);

@@ -175,7 +175,7 @@ TEST_F(Input, KeepsTheMemoryOfALargeFrameForTheNextOne)
     EXPECT_LE(Room(), blockSize) << "very large";
 }
 
-TEST_F(Input, GrowsOnlyOnceAReadHasFilledIt)
+TEST_F(Input, GrowsOnlyAfterAReadHasFilledIt)
 {
     EXPECT_EQ(Room(), 1024u);
     for (int i = 0; i < 1000; ++i) {

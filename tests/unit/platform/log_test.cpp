@@ -82,7 +82,7 @@ TEST_F(LogFile, HasTheTimeOfAnEntryInUtc)
     EXPECT_LE(made, after.tv_sec);
 }
 
-TEST_F(LogFile, BelongsToItsUserAlone)
+TEST_F(LogFile, IsPrivateToItsUser)
 {
     const mode_t before = umask(0);
     Entry(2, "x");

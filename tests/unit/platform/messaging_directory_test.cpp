@@ -32,7 +32,7 @@ TEST_F(MessagingDirectory, IsRefusedWithEveryModeBut0700)
     EXPECT_EQ(directory.Problem(), "");
 }
 
-TEST_F(MessagingDirectory, IsRefusedWhenItIsASymlinkWithOrWithoutSlash)
+TEST_F(MessagingDirectory, IsRefusedAsASymlinkInEverySpelling)
 {
     Make("decoy");
     Link("decoy", "linx");
@@ -153,7 +153,7 @@ TEST_F(OpenDirectory, RefusesANameThatDoesNotFitAnAddress)
     EXPECT_EQ(Connect(longName), ENAMETOOLONG);
 }
 
-TEST_F(OpenDirectory, StopsConnectingWhenTheServiceAcceptsNoClient)
+TEST_F(OpenDirectory, GivesUpWhenTheServiceNeverAccepts)
 {
     const RawService busy(path + "/SubtitleMgr", /*waiting*/ 0);
     EXPECT_EQ(Connect(), 0);

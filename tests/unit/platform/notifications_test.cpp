@@ -53,7 +53,7 @@ TEST_F(Notifications, AreShownUntilTheNextReceive)
 }
 
 /// Checks this with and without a subscription.
-TEST_F(Notifications, AreWaitedForAsLongAsTheCallSays)
+TEST_F(Notifications, AreAwaitedForTheTimeOfTheCall)
 {
     for (int round = 0; round < 2; ++round) {
         for (const int limitMs : {1, 30, 2, 0, 1}) {

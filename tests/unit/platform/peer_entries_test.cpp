@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(EntriesAboutPeers, StayBelowAMegabyteAMinuteAndAreCounted)
+TEST_F(EntriesAboutPeers, AreLimitedPerMinuteAndCounted)
 {
     bool isOver = false;
     ConnectAndSubscribe([](LinxIpc*, void* over) { *static_cast<bool*>(over) = true; }, &isOver);

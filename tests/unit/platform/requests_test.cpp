@@ -197,7 +197,7 @@ TEST_F(Request, KeepsItsBytesWhenItsReplyComesEarly)
 
 using OneWayMessage = ServedEndpoint;
 
-TEST_F(OneWayMessage, IsSentOnceAlsoAfterARestart)
+TEST_F(OneWayMessage, IsSentOnceAfterARestart)
 {
     for (int round = 0; round < 3; ++round) {
         auto notified = Beside([this] { return Notify(); });

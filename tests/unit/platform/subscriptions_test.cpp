@@ -218,7 +218,7 @@ TEST_F(ConcurrentSubscribe, IsNotUndoneByATimeOutOfAnotherCall)
     EXPECT_EQ(lost, 0u);
 }
 
-TEST_F(ConcurrentSubscribe, EndsWhenAnUnsubscribeIsAnsweredLater)
+TEST_F(ConcurrentSubscribe, EndsWithALaterUnsubscribeReply)
 {
     Connect();
     auto subscribed = SubscribeBeside();

@@ -32,7 +32,7 @@ TEST(Base64, EncodesTheExamplesOfItsStandard)
     EXPECT_EQ(Encoded("\xFB\xFF\xBF"), "+/+/");
 }
 
-TEST(Base64, DecodesWhatItEncodes)
+TEST(Base64, DecodesItsOwnOutput)
 {
     std::string bytes;
     for (unsigned int i = 0; i < 600; ++i) {

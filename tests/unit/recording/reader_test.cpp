@@ -97,7 +97,7 @@ std::string MistakeAt(const std::string& line, const std::string& name, const st
     return "drive:2:" + std::to_string(column) + ": " + reason;
 }
 
-TEST(Reader, ReadsWhatTheWriterWrites)
+TEST(Reader, ReadsTheOutputOfTheWriter)
 {
     const std::string all = header + bitmap + visibility + palette + request;
     for (const std::size_t piece : {std::size_t{1}, std::size_t{100}, all.size()}) {

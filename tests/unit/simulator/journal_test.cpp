@@ -17,7 +17,7 @@ protected:
     std::string problem;
 };
 
-TEST_F(Journal, AppendsToWhatIsThere)
+TEST_F(Journal, AppendsToAnExistingFile)
 {
     const TempDir folder;
     WriteWholeFile(folder / "journal", "earlier\n");

@@ -46,7 +46,7 @@ TEST_F(Listener, IsRefusedForTheReasonOfItsDirectory)
     EXPECT_EQ(Refusal(), "messaging directory " + folder.Path() + ": has another mode than 0700");
 }
 
-TEST_F(Listener, IsRefusedUnderWhatIsNoEndpointName)
+TEST_F(Listener, IsRefusedUnderAnInvalidEndpointName)
 {
     EXPECT_EQ(Refusal("../SubtitleMgr"), "not an endpoint name");
 }
@@ -73,7 +73,7 @@ TEST_F(Listener, IsFoundUnderANameThatIsLongerThanAPathMayBe)
     EXPECT_EQ(directory.Connect(name + "SubtitleMgr", Deadline(1000), connected), 0);
 }
 
-TEST_F(Listener, IsRefusedWhereAPartOfItsNameIsAFile)
+TEST_F(Listener, IsRefusedWhenAPartOfItsNameIsAFile)
 {
     WriteWholeFile(folder / "node1", "");
     for (const std::string name : {"node1/SubtitleMgr", "node1/a/SubtitleMgr"}) {

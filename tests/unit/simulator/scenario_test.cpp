@@ -95,7 +95,7 @@ TEST_F(Scenario, IgnoresCommentsBlankLinesAndCarriageReturns)
     EXPECT_EQ(scenario[2].number, 3u);
 }
 
-TEST_F(Scenario, ReadsFilesBesideIt)
+TEST_F(Scenario, ReadsFilesInItsFolder)
 {
     const std::string pixels("\0\1\2", 3);
     const std::string bitmap = NotificationBytes(2, 15129, RegionDataRecord(1, 0, pixels));

@@ -49,7 +49,7 @@ TEST_F(StallRule, StaysStalledForASubscriberThatReadsALittle)
     EXPECT_TRUE(rule.IsStalled());
 }
 
-TEST_F(StallRule, EndsWithAnEmptyBacklogAndCountsWhatWasLost)
+TEST_F(StallRule, EndsWithAnEmptyBacklogAndCountsLosses)
 {
     Judge(milliseconds(2000));
     Lose(100);

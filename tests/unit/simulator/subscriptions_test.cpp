@@ -60,7 +60,7 @@ TEST_F(Subscriptions, ToRegionDataAllEndWithNumberOne)
     EXPECT_EQ(Held(), (Numbers{6, 10}));
 }
 
-TEST_F(Subscriptions, ToOneFormatEndAlone)
+TEST_F(Subscriptions, ToOneFormatEndSeparately)
 {
     subscriptions.Add(2, regionData);
     subscriptions.Add(3, regionData);

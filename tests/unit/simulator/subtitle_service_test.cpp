@@ -148,7 +148,7 @@ TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
     EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
 }
 
-TEST_F(SubtitleService, RefusesWhatItsFaultRefuses)
+TEST_F(SubtitleService, RefusesTheRequestsOfItsFault)
 {
     for (bool Faults::*const fault :
          {&Faults::refuseSensor, &Faults::refuseSubscribe, &Faults::refuseRefresh}) {

@@ -130,7 +130,7 @@ TEST_F(Report, LeavesFixedNotationAndOneDigitSet)
     EXPECT_EQ(std::cout.precision(), 1);
 }
 
-TEST_F(Report, LeavesTheCountersAlone)
+TEST_F(Report, KeepsTheCounters)
 {
     Count(4, 1, 2, 9);
     const std::string first = Text();

@@ -97,7 +97,7 @@ TEST_F(RegionCounters, AreClearedInPlace)
     EXPECT_EQ(stats.bytes.data(), bytes);
 }
 
-TEST_F(RegionCounters, AddUpAllFourArraysAndLeaveVisibleAlone)
+TEST_F(RegionCounters, AddUpAllFourArraysAndKeepVisible)
 {
     SubtitleStats::RegionStats other;
     stats.msgs = {1, 2, 3, 4294967295u};
