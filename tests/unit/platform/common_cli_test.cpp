@@ -89,7 +89,7 @@ TEST_F(OptionFrame, SkipsTheOptionsAfterAMistake)
     EXPECT_EQ(result, 2);
 }
 
-TEST_F(OptionFrame, ShowsTheUsageWithoutOptionAndForASurplusWord)
+TEST_F(OptionFrame, ShowsTheUsageForNoOptionOrASurplusWord)
 {
     EXPECT_EQ(Run({}), (Calls{"pre", "usage", "run", "post"}));
     EXPECT_EQ(result, 2);
@@ -159,7 +159,7 @@ protected:
     std::string errors;
 };
 
-TEST_F(LogLevelOfService, ReturnsAnotherResultWhenTheServiceRefuses)
+TEST_F(LogLevelOfService, ReturnsAnotherResultWhenRefused)
 {
     EXPECT_EQ(Set(0x01020304, accepted), 1);
     EXPECT_EQ(errors, "");
