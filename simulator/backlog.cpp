@@ -62,7 +62,7 @@ void Backlog::Sent(std::size_t bytes)
         if (isNotification) {
             notifications.Take();
         } else {
-            replies.pop_front();
+            replies.erase(replies.begin());
         }
     }
 }

@@ -7,8 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <sys/uio.h>
+#include <vector>
 
 namespace sim {
 
@@ -76,7 +76,7 @@ private:
 
     std::size_t Frames() const { return replies.size() + notifications.Size(); }
 
-    std::deque<Reply> replies;
+    std::vector<Reply> replies;
     platform::BoundedQueue<Notification> notifications;
     std::size_t sentOfFirst = 0;  ///< bytes of the first frame that were already sent
     std::uint64_t nextSequence = 0;

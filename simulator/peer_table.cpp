@@ -168,22 +168,22 @@ std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& fra
     const bool isSpoilt = publishesGarbage && frame && HasSubscriber(subscription);
     const SharedFrame garbage = isSpoilt ? Spoil(frame, garbageCount++) : nullptr;
     std::size_t receivers = 0;
-    const auto now = Deadline::Clock::now();
+    publishedAt = hasPublished ? publishedAt : Deadline::Clock::now();
     for (const auto& peer : peers) {
         if (!peer->subscriptions.Include(subscription)) {
             continue;
         }
         // The malformed one first: if there is room for one of the two, the good one stays.
         if (isSpoilt) {
-            Queue(*peer, garbage, now);
+            Queue(*peer, garbage);
         }
-        Queue(*peer, frame, now);
+        Queue(*peer, frame);
         ++receivers;
     }
     return receivers;
 }
 
-void PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::time_point now)
+void PeerTable::Queue(Peer& peer, const SharedFrame& frame)
 {
     try {
         if (!frame) {
@@ -193,7 +193,7 @@ void PeerTable::Queue(Peer& peer, const SharedFrame& frame, Deadline::Clock::tim
             peer.Flush();
         }
         peer.PrepareForNotifications();
-        const unsigned int dropped = peer.backlog.AddNotification(frame, now);
+        const unsigned int dropped = peer.backlog.AddNotification(frame, publishedAt);
         if (dropped > 0) {
             peer.stall.Lose(dropped, "reads too slowly; its oldest notifications are lost");
         }

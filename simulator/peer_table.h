@@ -76,7 +76,7 @@ public:
 
 private:
     bool HasRoom(Peer& peer, std::size_t size);
-    void Queue(Peer& peer, const SharedFrame& frame, platform::Deadline::Clock::time_point now);
+    void Queue(Peer& peer, const SharedFrame& frame);
     void LimitIncompleteBytes();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
@@ -89,7 +89,8 @@ private:
     unsigned int lastNumber = 0;
     bool reads = true;
     bool hasDropped = false;
-    bool hasPublished = false;  ///< since UpdatePublished()
+    bool hasPublished = false;                            ///< since UpdatePublished()
+    platform::Deadline::Clock::time_point publishedAt{};  ///< first since then: asked once a turn
     platform::Deadline nextLook{-1};
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <utility>
+#include <vector>
 
 namespace platform {
 
@@ -18,12 +18,12 @@ public:
     static constexpr std::size_t mostEntries = 256;
     static constexpr std::size_t mostBytes = 1024 * 1024;
 
-    bool IsEmpty() const { return entries.empty(); }
-    std::size_t Size() const { return entries.size(); }
+    bool IsEmpty() const { return Size() == 0; }
+    std::size_t Size() const { return entries.size() - taken; }
     std::size_t Bytes() const { return bytes; }
 
     /// \p index counted from the oldest entry, below Size().
-    const Entry& At(std::size_t index) const { return entries[index]; }
+    const Entry& At(std::size_t index) const { return entries[taken + index]; }
 
     /// Whether \p count entries of \p size bytes together can be added without any loss.
     bool HasRoomFor(std::size_t count, std::size_t size) const
@@ -40,6 +40,10 @@ public:
         for (; !HasRoomFor(1, size) && Size() > spared; ++dropped) {
             Take(spared);
         }
+        if (taken >= mostEntries) {
+            entries.erase(entries.begin(), Place(0));
+            taken = 0;
+        }
         entries.push_back(std::move(entry));
         bytes += size;
         return dropped;
@@ -48,21 +52,32 @@ public:
     /// Takes out the entry at \p index.
     Entry Take(std::size_t index = 0)
     {
-        Entry taken = std::move(entries[index]);
-        entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index));
-        bytes -= SizeOf(taken);
-        return taken;
+        Entry entry = std::move(*Place(index));
+        bytes -= SizeOf(entry);
+        if (index > 0) {
+            entries.erase(Place(index));
+        } else if (++taken == entries.size()) {
+            Clear();
+        }
+        return entry;
     }
 
     /// Allocates no memory.
     void Clear()
     {
         entries.clear();
+        taken = 0;
         bytes = 0;
     }
 
 private:
-    std::deque<Entry> entries;
+    auto Place(std::size_t index)
+    {
+        return entries.begin() + static_cast<std::ptrdiff_t>(taken + index);
+    }
+
+    std::vector<Entry> entries;  ///< no memory before the first entry: most peers get none
+    std::size_t taken = 0;       ///< of the front; they are removed together
     std::size_t bytes = 0;
 };
 

@@ -12,7 +12,8 @@ public:
 
     /// \p waitMs milliseconds from now; negative for no limit.
     explicit Deadline(int waitMs)
-        : limited(waitMs >= 0), at(Clock::now() + std::chrono::milliseconds(limited ? waitMs : 0))
+        : limited(waitMs >= 0),
+          at(limited ? Clock::now() + std::chrono::milliseconds(waitMs) : Clock::time_point())
     {
     }
 
