@@ -108,10 +108,14 @@ int ConnectBelow(int folder, const std::string& name, int fd, const Deadline& de
 
 int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Descriptor& connected)
 {
-    std::string lastPart;
-    const Descriptor parent = OpenParent(folder, name, lastPart);
+    std::string lastPart = name;
+    Descriptor parent;  // only for a name with folders: each call counts on a fresh connection
+    if (name.find('/') != std::string::npos && !(parent = OpenParent(folder, name, lastPart))) {
+        return errno;
+    }
+    const int place = parent ? parent.Get() : folder;
     struct stat found {};
-    if (!parent || fstatat(parent.Get(), lastPart.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(place, lastPart.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
         return errno;
     }
     // Connecting would follow a symbolic link. A user who may write to the folder can still put
@@ -123,7 +127,7 @@ int ConnectIn(int folder, const std::string& name, const Deadline& deadline, Des
     if (!fd) {
         return errno;
     }
-    if (const int error = ConnectBelow(parent.Get(), lastPart, fd.Get(), deadline)) {
+    if (const int error = ConnectBelow(place, lastPart, fd.Get(), deadline)) {
         return error;
     }
     if (!IsTrustedPeer(fd.Get())) {
