@@ -93,8 +93,7 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
         return Refuse(problem, ": the folder cannot be opened: " + Why());
     }
     lockName = fileName + ".lock";
-    // Through the descriptor, the folder cannot be swapped, and only the name must fit into a
-    // socket address.
+    // Through the descriptor: the folder cannot be swapped, and its path may be of any length.
     const std::string place = "/proc/self/fd/" + std::to_string(folder.Get()) + "/" + fileName;
     if (place.size() >= sizeof address.sun_path) {
         return Refuse(problem, ": the name is too long for a socket");
@@ -137,8 +136,7 @@ bool Listener::RemoveStaleSocket(std::string& problem) const
     if (!S_ISSOCK(found.st_mode)) {
         return Refuse(problem, ": is there already and not a socket; left as it is");
     }
-    // A free lock does not mean that no service runs: a forwarded socket has none, and a lock file
-    // can be removed.
+    // A service may run without the lock: a forwarded socket has none, or its file was removed.
     const Descriptor client = NewSocket();
     const bool isTaken = connect(client.Get(), Generic(address), sizeof address) == 0;
     if (isTaken || errno == EAGAIN) {  // a full backlog is one of a service that lives

@@ -236,8 +236,7 @@ void PeerTable::Look()
 void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
 {
     if (peer.IsBlocked() && !peer.stall.IsStalled()) {
-        // The kernel reports room only when most of the buffer is free. With a slow reader there is
-        // room long before that.
+        // The kernel reports room only when most of the buffer is free: late for a slow reader.
         peer.Flush();
         if (peer.backlog.Notifications() > 0) {
             peer.stall.Judge(peer.backlog.OldestSince(), now);

@@ -38,8 +38,7 @@ std::string Describe(const Request& request);
 /// One line of the journal, a JSON object, without a line end.
 std::string JournalLine(const Request& request);
 
-/// Serves \p request of a peer that holds \p held, unless \p faults refuse it. \p service takes
-/// over its record.
+/// Serves \p request of a peer that holds \p held, unless \p faults refuse it; takes its record.
 Outcome Serve(Request& request, const Faults& faults, SubtitleService& service,
               Subscriptions& held);
 

@@ -7,8 +7,7 @@
 
 namespace sim {
 
-/// Plays a scenario, a part of it in each pass of the event loop and never faster than its slowest
-/// subscriber reads.
+/// Plays a scenario, a part in each pass of the event loop, as its slowest subscriber reads.
 class ScenarioPlayer {
 public:
     /// There is nothing to do until an event changes that.

@@ -32,8 +32,7 @@ void PrepareSignals()
 {
     const sigset_t stops = StopSignals();
     sigprocmask(SIG_BLOCK, &stops, nullptr);
-    // Writing a line can raise these: its reader has ended, its file has a size limit, its terminal
-    // stops programs in the background.
+    // Writing a line can raise these: no reader, a limit of the file, a job in the background.
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU}) {
         std::signal(signal, SIG_IGN);
     }

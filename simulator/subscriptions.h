@@ -4,8 +4,7 @@
 
 namespace sim {
 
-/// Message number of the records that the subscription \p number brings; 0 when the service has no
-/// such subscription.
+/// Message number of the records that subscription \p number brings; 0 when there is none.
 constexpr unsigned int ItemOf(unsigned int number)
 {
     namespace numbers = platform::subscriptions;

@@ -27,8 +27,7 @@ namespace {
 
 constexpr std::size_t longestText = 8192;
 
-/// \return the length of the UTF-8 sequence of a character above U+009F at \p at, 0 when there is
-/// none
+/// \return the length of the UTF-8 sequence of a character above U+009F at \p at; 0 for none
 std::size_t SequenceAt(const std::string& text, std::size_t at)
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };

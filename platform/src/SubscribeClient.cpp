@@ -8,8 +8,7 @@
 
 using namespace platform;
 
-/// The reply takes the place of the request, whose memory is enough for it: once the service has
-/// accepted, nothing fails any more.
+/// The reply takes the memory of the request: nothing fails after the service has accepted.
 static int Change(Endpoint& endpoint, const std::string& server, unsigned int messageId,
                   std::initializer_list<unsigned int> numbers, int timeoutMs,
                   const Subscription& wanted)

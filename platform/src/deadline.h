@@ -4,8 +4,7 @@
 
 namespace platform {
 
-/// A point in time to wait for, or none; on the monotonic clock, so that setting the wall clock
-/// changes no wait.
+/// A point in time to wait for, or none; on the monotonic clock.
 class Deadline {
 public:
     using Clock = std::chrono::steady_clock;
@@ -27,8 +26,7 @@ public:
         return !limited || (other.limited && other.at < at) ? other : *this;
     }
 
-    /// Milliseconds left, rounded up, so that a wait of that length never ends early; -1 for no
-    /// limit, as poll() takes it.
+    /// Milliseconds left, rounded up so that no wait ends early; -1 for no limit, as in poll().
     int RemainingMs() const
     {
         if (!limited) {

@@ -15,8 +15,7 @@ namespace platform {
 /// The inside of a LinxIpc: the same operations, on a state that is never freed. At the end of the
 /// process a thread may call Receive() on a destroyed LinxIpc, and then finds this closed.
 ///
-/// The boundary for memory: std::bad_alloc from anything below, callbacks included, becomes ENOMEM
-/// here and nowhere else.
+/// The boundary for memory: std::bad_alloc from below, or from a callback, becomes ENOMEM here.
 class Endpoint {
 public:
     static Endpoint& Create(const char* name, LinxIpc& owner);

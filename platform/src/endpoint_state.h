@@ -41,8 +41,7 @@ inline void LogUnlocked(Lock& lock, const std::string& text, const char* kind = 
 }
 
 /// Shared by all calls on one endpoint. The mutex guards everything but the directory, which may be
-/// used without it once it is open. No call holds it in a system call that can wait, or in a
-/// callback.
+/// used without it once it is open. No call holds it in a system call that waits or a callback.
 struct EndpointState {
     /// Waits until something changed or \p deadline passed. \return false when it has passed
     bool WaitForChange(Lock& lock, const Deadline& deadline)
@@ -54,8 +53,7 @@ struct EndpointState {
         return true;
     }
 
-    /// A role that one call at a time has: reading, sending or connecting. Its end wakes the
-    /// others.
+    /// A role of one call at a time: reading, sending or connecting. Its end wakes the others.
     auto Take(bool& role)
     {
         role = true;

@@ -9,8 +9,7 @@
 
 namespace platform {
 
-/// Admits at most 20 lines of a kind in a second and counts the others, so that peers cannot fill a
-/// disk.
+/// Admits 20 lines of a kind in a second and counts the others, so that peers fill no disk.
 class LineLimit {
 public:
     /// \param text  the kind: one of a few literals
@@ -27,8 +26,7 @@ public:
         return ++kind->count <= most;
     }
 
-    /// Calls \p tell(text, count) for the lines held back in each second that is over, with \p all
-    /// also in the current one.
+    /// Calls \p tell(text, count) for lines held back in past seconds, with \p all in this one too.
     template <typename Tell>
     void Report(bool all, const Tell& tell)
     {

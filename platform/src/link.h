@@ -18,8 +18,7 @@ struct Link {
     {
     }
 
-    /// Ends the link: wakes the calls that read or send, and those that wait for a reply get
-    /// ECONNRESET.
+    /// Ends the link: wakes all calls; those that wait for a reply get ECONNRESET.
     void Lose()
     {
         if (isOpen) {

@@ -11,8 +11,7 @@
 
 namespace platform {
 
-/// The replies that calls on one link wait for, by the correlation of their requests. Not
-/// synchronised.
+/// The replies that calls on one link wait for, by correlation. Not synchronised.
 class ReplyTable {
 public:
     struct Waiter {

@@ -64,8 +64,7 @@ public:
     /// none. A pending one takes the notifications that come before the service's reply.
     const Subscription* Find(unsigned int number, unsigned int itemId) const
     {
-        // The exact number precedes one that covers it, and an accepted entry precedes a pending
-        // one.
+        // The exact number precedes one that covers it, an accepted entry precedes a pending one.
         const Subscription* found = nullptr;
         const auto consider = [&](const Subscription& entry) {
             if (!entry.ends && entry.itemId == itemId &&

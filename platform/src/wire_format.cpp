@@ -43,8 +43,7 @@ bool platform::IsAcceptance(const unsigned char* reply)
     return GetU32(reply) == static_cast<unsigned int>(Result::Accepted);
 }
 
-/// Whether \p payload is a record that ends in a length of 4 bytes at \p offset and that many
-/// bytes.
+/// Whether \p payload ends in a length of 4 bytes at \p offset and that many bytes.
 static bool EndsInCountedBytes(const unsigned char* payload, std::size_t length, std::size_t offset)
 {
     return length >= offset + 4 && GetU32(payload + offset) == length - offset - 4;
