@@ -133,8 +133,8 @@ int AnswerToAnotherUser(const std::string& path)
 {
     const pid_t child = fork();
     if (child == 0) {
-        constexpr uid_t nobody = 65534;
-        if (setresuid(nobody, nobody, nobody) != 0) {
+        constexpr uid_t unprivileged = 65534;
+        if (setresuid(unprivileged, unprivileged, unprivileged) != 0) {
             _exit(2);
         }
         const Descriptor fd = ConnectBare(path);

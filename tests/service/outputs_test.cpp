@@ -250,7 +250,7 @@ protected:
             burst += FrameBytes(FrameKind::OneWay, 0x3C21, 1, "");
         }
         WireClient client = Connect();
-        client.Send(burst + "no frame, whatever it is");
+        client.Send(burst + "these bytes are no frame");
         client.ExpectClosed();
     }
 
