@@ -11,8 +11,9 @@ using namespace platform;
 using namespace sim;
 
 RequestHandler::RequestHandler(const Options& optionsToUse, Journal& journalToKeep,
-                               Audience& audienceToReach)
-    : options(optionsToUse), journal(journalToKeep), audience(audienceToReach)
+                               SubtitleService& serviceToAsk, Audience& audienceToReach)
+    : options(optionsToUse), journal(journalToKeep), service(serviceToAsk),
+      audience(audienceToReach)
 {
 }
 

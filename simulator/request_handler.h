@@ -17,7 +17,9 @@ public:
         Quit,  ///< the service was asked to end
     };
 
-    RequestHandler(const Options& options, Journal& journal, Audience& audience);
+    /// All arguments must outlive this object.
+    RequestHandler(const Options& options, Journal& journal, SubtitleService& service,
+                   Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);
 
@@ -35,8 +37,8 @@ private:
 
     const Options& options;
     Journal& journal;
+    SubtitleService& service;
     Audience& audience;
-    SubtitleService service;
     Request request;
 };
 

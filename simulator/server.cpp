@@ -27,7 +27,7 @@ sigset_t sim::StopSignals()
 Server::Server(int listeningSocket, const Options& options, const Scenario& scenario,
                Journal& journalToKeep)
     : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
-      journal(journalToKeep), handler(options, journal, peers),
+      journal(journalToKeep), handler(options, journal, service, peers),
       player(scenario, options.loop, peers)
 {
 }

@@ -44,6 +44,7 @@ private:
     Acceptor acceptor;
     PeerTable peers;
     Journal& journal;
+    SubtitleService service;
     RequestHandler handler;
     ScenarioPlayer player;
     platform::Descriptor signals;

@@ -95,7 +95,8 @@ protected:
     Options options;
     Journal journal;
     OnePeer audience;
-    sim::RequestHandler handler{options, journal, audience};
+    SubtitleService service;
+    sim::RequestHandler handler{options, journal, service, audience};
     Budget turn;
 };
 
