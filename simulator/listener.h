@@ -1,17 +1,18 @@
 #pragma once
 
+#include "simulator/listening_socket.h"
+
 #include "platform/src/descriptor.h"
 #include "platform/src/messaging_directory.h"
 
 #include <string>
-#include <sys/stat.h>
-#include <sys/un.h>
 
 namespace sim {
 
-/// The socket at which clients reach the service, and the lock that makes it the only service of
-/// its name. Both files are removed at the end, unless another service has replaced them. After a
-/// crash the lock is free and the socket refuses connections, so the next service replaces both.
+/// The sockets at which clients and control clients reach the service, and the lock that makes it
+/// the only service of its name. All files are removed at the end, unless another service has
+/// replaced them. After a crash the lock is free and the sockets refuse connections, so the next
+/// service replaces them.
 class Listener {
 public:
     ~Listener();
@@ -19,26 +20,30 @@ public:
     /// Makes the endpoint \p name reachable. \return false with the reason in \p problem
     bool Open(const std::string& name, std::string& problem);
 
-    /// The listening socket, which does not block.
-    int Fd() const { return socketFd.Get(); }
+    /// The socket of the clients, which does not block.
+    int Fd() const { return clients.Fd(); }
+
+    /// The socket of the control clients, `NAME.control`, which does not block.
+    int ControlFd() const { return control.Fd(); }
+
+    /// Clients are refused until Reopen(). The lock and the control socket stay.
+    void CloseForClients() { clients.Close(); }
+    bool Reopen(std::string& problem) { return OpenSocket(clients, "", problem); }
 
 private:
     bool OpenFolder(const std::string& name, std::string& problem);
     bool Lock(std::string& problem);
-    bool RemoveStaleSocket(std::string& problem) const;
-    bool Bind(std::string& problem);
+    bool OpenSocket(ListeningSocket& socket, const char* ending, std::string& problem) const;
     bool Refuse(std::string& problem, const std::string& reason) const;
-    bool IsNamed(const struct stat& file, const std::string& name) const;
 
     platform::MessagingDirectory directory;
-    platform::Descriptor folder;  ///< of socket and lock file
-    std::string fileName;         ///< of the socket
+    platform::Descriptor folder;  ///< of the sockets and the lock file
+    std::string fileName;         ///< of the clients' socket
     std::string lockName;
-    std::string path;  ///< of the socket, for messages
-    sockaddr_un address{};
+    std::string path;           ///< of the clients' socket, for messages
     platform::Descriptor lock;  ///< held
-    platform::Descriptor socketFd;
-    struct stat bound {};  ///< the socket's file, once there is one
+    ListeningSocket clients;
+    ListeningSocket control;
 };
 
 }  // namespace sim

@@ -172,6 +172,7 @@ TEST_F(RemovedLock, KeepsTheSecondServiceWhenTheFirstEnds)
     service.Start();
     std::filesystem::remove(LockPath());
     std::filesystem::remove(service.SocketPath());
+    std::filesystem::remove(service.SocketPath() + ".control");
     const auto second = Launch({"--quiet"});
     second->WaitForOutput("ready\n");
     const ino_t socket = StatusOf(service.SocketPath()).st_ino;
