@@ -63,4 +63,9 @@ std::uint32_t Crc32(const unsigned char* bytes, std::size_t length)
     return ~remainder;
 }
 
+std::uint32_t Crc32(const Data& data)
+{
+    return data.crc32 ? *data.crc32 : Crc32(data.bytes, data.size);
+}
+
 }  // namespace recording

@@ -21,11 +21,11 @@ struct Moment {
     std::int64_t wallUs = 0;  ///< since 1970; jumps when the clock is set
 };
 
-/// Bytes of a bitmap or palette, which another object owns. A line without them has a size and a
-/// checksum only.
+/// Bytes of a bitmap or palette, which another object owns. Without them the checksum is known.
 struct Data {
     const unsigned char* bytes = nullptr;
     std::size_t size = 0;
+    std::optional<std::uint32_t> crc32 = std::nullopt;  ///< of the bytes, where it is known
 
     bool AreThere() const { return bytes != nullptr || size == 0; }
 };

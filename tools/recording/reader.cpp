@@ -90,7 +90,7 @@ bool GetData(const LineFields& fields, Data& data, LineMistake& mistake)
     if (!ParseCrc32(crcText, crc)) {
         return fields.Refuse("crc32", "is not eight digits of 0 to 9 and a to f", mistake);
     }
-    data = {nullptr, static_cast<std::size_t>(size)};
+    data = {nullptr, static_cast<std::size_t>(size), crc};
     if (!fields.Has("data")) {
         return true;
     }

@@ -45,7 +45,7 @@ void AppendData(std::string& text, const Data& data, Bytes bytes)
 {
     AppendField(text, "size", data.size);
     text += ",\"crc32\":\"";
-    AppendHex(text, Crc32(data.bytes, data.size));
+    AppendHex(text, Crc32(data));
     text += '"';
     if (bytes == Bytes::Written) {
         text += ",\"data\":\"";

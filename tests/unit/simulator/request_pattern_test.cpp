@@ -1,0 +1,124 @@
+#include "simulator/request_pattern.h"
+
+#include "words/text.h"
+
+#include <gtest/gtest.h>
+
+using namespace sim;
+
+namespace {
+
+const std::string digits = "123456789";
+
+/// A palette of region 3, filled, with the background code 31.
+recording::Request Palette(const std::string& bytes = digits)
+{
+    recording::Request request;
+    request.kind = recording::RequestKind::SetPaletteData;
+    request.client = 2;
+    request.regionId = 3;
+    request.fill = true;
+    request.backgroundCode = 31;
+    request.data = {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
+    return request;
+}
+
+std::string ProblemOf(const std::string& line)
+{
+    std::string problem;
+    EXPECT_FALSE(RequestPattern().Parse(words::Split(line), problem)) << line;
+    return problem;
+}
+
+bool Matches(const std::string& line, const recording::Request& request)
+{
+    RequestPattern pattern;
+    std::string problem;
+    EXPECT_TRUE(pattern.Parse(words::Split(line), problem)) << line << ": " << problem;
+    return pattern.Matches(request);
+}
+
+TEST(RequestPattern, ComparesTheFieldsThatAreGiven)
+{
+    for (const char* const line : {
+             "request=SetPaletteData",
+             "regionId=3 request=SetPaletteData",
+             "request=SetPaletteData fill=true",
+             "request=SetPaletteData fill=yes backgroundCode=31",
+             "request=SetPaletteData size=9 crc32=cbf43926 result=ok",
+         }) {
+        EXPECT_TRUE(Matches(line, Palette())) << line;
+    }
+    for (const char* const line : {
+             "request=Ping",
+             "request=SetPaletteData regionId=4",
+             "request=SetPaletteData regionId=3 fill=f",
+             "request=SetPaletteData backgroundCode=0",
+             "request=SetPaletteData size=8",
+             "request=SetPaletteData crc32=cbf43927",
+             "request=SetPaletteData result=refused",
+         }) {
+        EXPECT_FALSE(Matches(line, Palette())) << line;
+    }
+}
+
+TEST(RequestPattern, ReadsNumbersUpToTheirLimit)
+{
+    recording::Request inversion;
+    inversion.kind = recording::RequestKind::InvertRegionData;
+    inversion.regionId = 4294967295;
+    EXPECT_TRUE(Matches("request=InvertRegionData regionId=4294967295", inversion));
+    EXPECT_EQ(ProblemOf("request=SetRegionData regionId=256"),
+              "'256' is not a number from 0 to 255");
+}
+
+TEST(RequestPattern, SuggestsTheNearestWord)
+{
+    EXPECT_EQ(ProblemOf("request=SetPaleteData"),
+              "'SetPaleteData' is not a request; did you mean SetPaletteData?");
+    EXPECT_EQ(ProblemOf("request=SetRegionData regionID=3"),
+              "SetRegionData has no 'regionID'; did you mean regionId?");
+    EXPECT_EQ(ProblemOf("request=SetRegionData crc=00000000"), "SetRegionData has no 'crc'");
+    EXPECT_EQ(ProblemOf("request=Ping result=refuse"),
+              "'refuse' is not ok, refused or unanswered; did you mean refused?");
+}
+
+TEST(RequestPattern, RefusesWhatIsNoPattern)
+{
+    const struct {
+        const char* line;
+        const char* problem;
+    } rows[] = {
+        {"", "request= is missing"},
+        {"Ping", "request= is missing"},
+        {"request=", "'' is not a request"},
+        {"request=Ping request=Ping", "'request' is given twice"},
+        {"request=SetLogLevel level=1 level=2", "'level' is given twice"},
+        {"request=Ping regionId=3", "Ping has no 'regionId'"},
+        {"request=Ping size=3", "Ping has no 'size'"},
+        {"request=SetLogLevel level", "'' is not a number from 0 to 4294967295"},
+        {"request=SetLogLevel level=-1", "'-1' is not a number from 0 to 4294967295"},
+        {"request=SetRegionVisibility visible=maybe", "'maybe' is not true or false"},
+        {"request=SetRegionData crc32=123", "'123' is not eight digits of 0 to 9 and a to f"},
+        {"request=SetRegionData size=16777217", "'16777217' is not a number from 0 to 16777216"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ProblemOf(row.line), row.problem) << row.line;
+    }
+}
+
+TEST(RequestPattern, MatchesRequestsLikeARecordedOne)
+{
+    recording::Request same = Palette();
+    same.client = 7;
+    same.result = recording::Result::Refused;
+    recording::Request other = same;
+    other.fill = false;
+    const RequestPattern pattern(Palette());
+    EXPECT_TRUE(pattern.Matches(same));
+    EXPECT_FALSE(pattern.Matches(other));
+    EXPECT_FALSE(pattern.Matches(Palette("123456780")));
+    EXPECT_FALSE(pattern.Matches(Palette(digits + "0")));
+}
+
+}  // namespace

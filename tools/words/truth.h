@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+namespace words {
+
+/// Reads t, true, y, yes, on, 1 or f, false, n, no, off, 0; upper and lower case are the same.
+/// \return false when \p word is none of them
+bool ParseTruth(std::string_view word, bool& truth);
+
+}  // namespace words
