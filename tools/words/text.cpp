@@ -5,18 +5,21 @@
 
 namespace words {
 
-std::vector<std::string> Split(const std::string& line)
+Line SplitLine(const std::string& line)
 {
     static const char blanks[] = " \t\r";
     const std::size_t end = std::min(line.find('#'), line.size());
-    std::vector<std::string> words;
+    Line split;
     for (std::size_t at = 0; (at = line.find_first_not_of(blanks, at)) < end;) {
         const std::size_t next = std::min(line.find_first_of(blanks, at), end);
-        words.push_back(line.substr(at, next - at));
+        split.words.push_back(line.substr(at, next - at));
+        split.columns.push_back(at + 1);
         at = next;
     }
-    return words;
+    return split;
 }
+
+std::vector<std::string> Split(const std::string& line) { return SplitLine(line).words; }
 
 std::string Quoted(std::string_view word)
 {

@@ -21,6 +21,11 @@ TEST(Split, LeavesACommentOut)
     EXPECT_EQ(Split("a#b c"), (Strings{"a"}));
 }
 
+TEST(SplitLine, CountsTheColumnsOfWordsFromOne)
+{
+    EXPECT_EQ(SplitLine("\ta bc   d#e").columns, (std::vector<std::size_t>{2, 4, 9}));
+}
+
 TEST(Quoted, ShowsAtMost40CharactersAndNoControlCharacter)
 {
     EXPECT_EQ(Quoted("hd"), "'hd'");
