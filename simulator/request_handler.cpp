@@ -45,9 +45,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
         return NotUnderstood(peer, header);
     }
     journal.Add(request);
-    const Verdict verdict = Serve(peer, header);
-    budget.Spend(peer.outcome.bytesTouched);
-    return verdict;
+    return Serve(peer, header);
 }
 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
@@ -87,7 +85,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
 void RequestHandler::Publish(Outcome& outcome, Budget& budget)
 {
     while (!outcome.IsPublished() && !budget.IsSpent()) {
-        service.Publish(outcome.next++, audience, budget);
+        outcome.next = service.Publish(outcome.next, audience, budget);
     }
 }
 

@@ -9,8 +9,8 @@ using namespace sim;
 using std::chrono::milliseconds;
 
 ScenarioPlayer::ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat,
-                               Audience& audienceToReach)
-    : scenario(scenarioToPlay), loop(repeat), audience(audienceToReach)
+                               SubtitleService& serviceToUse, Audience& audienceToReach)
+    : scenario(scenarioToPlay), loop(repeat), service(serviceToUse), audience(audienceToReach)
 {
 }
 
@@ -56,7 +56,7 @@ bool ScenarioPlayer::Publish(const Directive& directive, Budget& budget)
     case Audience::Readiness::Ready: passTakesTime = true; break;
     case Audience::Readiness::NoReader: break;
     }
-    budget.Spend(size * audience.Publish(directive.number, directive.frame));
+    budget.Spend(size * service.Publish(directive.number, directive.frame, audience));
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "simulator/audience.h"
 #include "simulator/scenario.h"
+#include "simulator/subtitle_service.h"
 
 #include "platform/src/deadline.h"
 
@@ -13,7 +14,8 @@ public:
     /// There is nothing to do until an event changes that.
     static constexpr int waitForEvent = -1;
 
-    ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, Audience& audienceToReach);
+    ScenarioPlayer(const Scenario& scenarioToPlay, bool repeat, SubtitleService& serviceToUse,
+                   Audience& audienceToReach);
 
     /// Plays this turn's share.
     /// \return milliseconds after which there is more to do, or waitForEvent
@@ -29,6 +31,7 @@ private:
 
     const Scenario& scenario;
     const bool loop;
+    SubtitleService& service;
     Audience& audience;
     std::size_t next = 0;
     Clock::time_point restEnd{};

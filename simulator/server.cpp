@@ -28,7 +28,7 @@ Server::Server(int listeningSocket, const Options& options, const Scenario& scen
                Journal& journalToKeep)
     : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
       journal(journalToKeep), handler(options, journal, service, peers),
-      player(scenario, options.loop, peers)
+      player(scenario, options.loop, service, peers)
 {
 }
 

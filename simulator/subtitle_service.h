@@ -8,7 +8,9 @@
 #include <RegionVisItem.h>
 
 #include <array>
+#include <bitset>
 #include <optional>
+#include <vector>
 
 namespace sim {
 
@@ -20,9 +22,7 @@ struct Outcome {
     unsigned int next = 0;
     unsigned int end = 0;
 
-    std::size_t bytesTouched = 0;  ///< of what the service keeps
-
-    bool IsPublished() const { return next == end; }
+    bool IsPublished() const { return next >= end; }
 };
 
 /// The records that the service keeps, and its operations. Knows nothing of connections.
@@ -30,6 +30,14 @@ class SubtitleService {
 public:
     static constexpr unsigned int regionCount = 14;
     static constexpr unsigned int sensorCount = 6;
+
+    /// Each region has room for 258 records, numbered in the order of their publication: a bitmap
+    /// for each stream format, its visibility and its palette.
+    static constexpr unsigned int formatCount = 256;
+    static constexpr unsigned int visibilityRecord = formatCount;
+    static constexpr unsigned int paletteRecord = formatCount + 1;
+    static constexpr unsigned int recordsOfARegion = formatCount + 2;
+    static constexpr unsigned int recordCount = regionCount * recordsOfARegion;
 
     // Requests. They need no memory and publish nothing yet, because the reply is queued first.
     // Keep() moves the bytes out of a record.
@@ -41,23 +49,41 @@ public:
     bool UpdateSensor(unsigned int sensor, bool on);
     void SetLogLevel(unsigned int level) { logLevel = level; }
 
-    /// Publishes the record of this number, as it is now, when it is there and has a subscriber.
-    void Publish(unsigned int record, Audience& audience, Budget& budget);
+    /// Publishes \p frame, a well-formed notification or null, and keeps it if it belongs to a
+    /// region from 1 to 14. Copies nothing.
+    /// \return the number of subscribers
+    std::size_t Publish(unsigned int subscription, const SharedFrame& frame, Audience& audience);
+
+    /// Publishes the record of this number, as it is now, if it is kept and has a subscriber.
+    /// \return the number of the next record that may be kept
+    unsigned int Publish(unsigned int record, Audience& audience, Budget& budget) const;
+
+    bool IsKept(unsigned int record) const;
+
+    /// The notification of a kept record, as it is now. \return null when there is no memory
+    SharedFrame Find(unsigned int record) const;
 
     unsigned int LogLevel() const { return logLevel; }
     bool SensorIsOn(unsigned int sensor) const { return sensors.at(sensor); }
 
 private:
+    /// A published frame stands in the place of what a client sent.
     struct Region {
-        std::optional<RegionDataItem> bitmap;
+        std::optional<RegionDataItem> bitmap;  ///< in the formats HD, SD and CIF
         std::optional<RegionVisItem> visibility;
         std::optional<PaletteItem> palette;
+        std::array<SharedFrame, recordsOfARegion> published;
+        std::bitset<formatCount> inverted;
+        bool reducesCif = false;      ///< to four colours
+        unsigned int formatsEnd = 0;  ///< no bitmap has this format or a larger one
     };
 
     template <typename Record>
-    Outcome Take(std::optional<Record> Region::*place, Record& record, unsigned int kind);
+    Outcome Take(std::optional<Record> Region::*place, Record& record, unsigned int kind,
+                 unsigned int count);
+    const Item* FindItem(unsigned int record) const;
 
-    std::array<Region, regionCount> regions;
+    std::vector<Region> regions = std::vector<Region>(regionCount);  // too large for a stack
     std::array<bool, sensorCount> sensors{};
     unsigned int logLevel = 63;
 };

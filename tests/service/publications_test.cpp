@@ -55,6 +55,20 @@ TEST_F(Publication, ReachesEachSubscriberOnceInItsFormats)
     }
 }
 
+TEST_F(Publication, OfAScenarioIsRepeatedByARefresh)
+{
+    service.Play("region-data 14 7 0001020304ff\n").Start();
+    WireClient client = Connect();
+    client.Subscribe(12);
+    for (const std::string& data : {pixels, inverted}) {
+        client.Ask(messages::refreshRegions);
+        EXPECT_EQ(client.ReceiveBytes(),
+                  NotificationBytes(12, messages::regionDataItem, RegionDataRecord(14, 7, data)));
+        client.Ask(messages::invertRegionData, U32(14));
+        client.ReceiveFrame();
+    }
+}
+
 using JournalLine = SimulatorSession;
 
 TEST_F(JournalLine, IsWrittenBeforeTheReply)

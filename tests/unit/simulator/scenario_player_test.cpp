@@ -26,7 +26,7 @@ protected:
     {
         std::string problem;
         EXPECT_TRUE(ParseScenario(text, "test", scenario, problem)) << problem;
-        player = std::make_unique<sim::ScenarioPlayer>(scenario, loop, audience);
+        player = std::make_unique<sim::ScenarioPlayer>(scenario, loop, service, audience);
         return player->Advance();
     }
 
@@ -41,6 +41,7 @@ protected:
     }
 
     RecordingAudience audience;
+    SubtitleService service;
     Scenario scenario;
     std::unique_ptr<sim::ScenarioPlayer> player;
 };

@@ -9,12 +9,16 @@ namespace {
 
 using Published = std::vector<std::string>;
 
+std::string Bitmap(unsigned int region, unsigned int format, const std::string& pixels)
+{
+    return NotificationBytes(format <= 2 ? 2 + format : 12, 15129,
+                             RegionDataRecord(region, format, pixels));
+}
+
 /// A bitmap in its three formats.
 Published Bitmaps(unsigned int region, const std::string& sent, const std::string& cif)
 {
-    return {NotificationBytes(2, 15129, RegionDataRecord(region, 0, sent)),
-            NotificationBytes(3, 15129, RegionDataRecord(region, 1, sent)),
-            NotificationBytes(4, 15129, RegionDataRecord(region, 2, cif))};
+    return {Bitmap(region, 0, sent), Bitmap(region, 1, sent), Bitmap(region, 2, cif)};
 }
 
 std::string Visibility(unsigned int region, bool visible)
@@ -34,8 +38,8 @@ protected:
         const Outcome outcome = sim::Serve(request, faults, service, subscriptions);
         audience.published.clear();
         Budget budget;
-        for (unsigned int record = outcome.next; record < outcome.end; ++record) {
-            service.Publish(record, audience, budget);
+        for (unsigned int record = outcome.next; record < outcome.end;) {
+            record = service.Publish(record, audience, budget);
         }
         return outcome.result == Result::Accepted;
     }
@@ -45,6 +49,19 @@ protected:
     {
         EXPECT_TRUE(Accepts(messageId, payload)) << messageId;
         return audience.published;
+    }
+
+    /// What a scenario does.
+    SharedFrame PublishBitmap(unsigned int region, unsigned int format, const std::string& pixels)
+    {
+        RegionDataItem record;
+        record.regionId = static_cast<unsigned char>(region);
+        record.subtitleFormat = static_cast<unsigned char>(format);
+        record.data.assign(pixels.begin(), pixels.end());
+        const unsigned int subscription = subscriptions::ForFormat(record.subtitleFormat);
+        const SharedFrame frame = EncodeNotification(subscription, record);
+        EXPECT_EQ(service.Publish(subscription, frame, audience), 1u);
+        return frame;
     }
 
     Faults faults;
@@ -117,6 +134,76 @@ TEST_F(SubtitleService, RefreshesEverythingInOrderOfRegion)
     }
     expected.push_back(Palette(late));
     EXPECT_EQ(PublishedBy(messages::refreshRegions), expected);
+}
+
+TEST_F(SubtitleService, KeepsWhatIsPublished)
+{
+    RegionVisItem visibility;
+    visibility.regionId = 3;
+    visibility.visible = true;
+    PaletteItem palette;
+    palette.regionId = 2;
+    palette.backgroundCode = 31;
+    palette.fill = true;
+    palette.paletteData = {0x10, 0x20};
+    service.Publish(6, EncodeNotification(6, visibility), audience);
+    service.Publish(10, EncodeNotification(10, palette), audience);
+    const SharedFrame frame = PublishBitmap(3, 255, "x");
+    PublishBitmap(3, 1, Bytes({200}));
+    PublishBitmap(3, 2, Bytes({200}));
+    for (const unsigned int other : {0u, 15u, 255u}) {
+        PublishBitmap(other, 0, "x");
+    }
+    EXPECT_EQ(
+        PublishedBy(messages::refreshRegions),
+        (Published{Palette(PaletteRecord(2, 31, true, "\x10\x20")), Bitmap(3, 1, Bytes({200})),
+                   Bitmap(3, 2, Bytes({200})), Bitmap(3, 255, "x"), Visibility(3, true)}));
+    const unsigned int record = 2 * sim::SubtitleService::recordsOfARegion + 255;
+    EXPECT_EQ(service.Find(record), frame) << "a copy";
+    EXPECT_FALSE(service.IsKept(record - 1));
+}
+
+TEST_F(SubtitleService, InvertsEachFormatThatWasPublished)
+{
+    const std::string sent = Bytes({0, 1, 200});
+    Accepts(messages::setRegionData, RegionDataRecord(3, 0, Bytes({7})));
+    PublishBitmap(3, 1, sent);
+    PublishBitmap(3, 2, sent);
+    PublishBitmap(3, 200, sent);
+    const Published inverted{Bitmap(3, 0, Bytes({248})), Bitmap(3, 1, Bytes({255, 254, 55})),
+                             Bitmap(3, 2, Bytes({3, 2, 3})), Bitmap(3, 200, Bytes({255, 254, 55}))};
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), inverted);
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), inverted);
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)),
+              (Published{Bitmap(3, 0, Bytes({7})), Bitmap(3, 1, sent),
+                         Bitmap(3, 2, Bytes({0, 1, 0})), Bitmap(3, 200, sent)}));
+}
+
+TEST_F(SubtitleService, ReplacesThreeFormatsByTheBitmapOfAClient)
+{
+    for (const unsigned int format : {0u, 1u, 2u, 3u}) {
+        PublishBitmap(3, format, Bytes({9}));
+    }
+    Accepts(messages::invertRegionData, U32(3));
+    Accepts(messages::setRegionData, RegionDataRecord(3, 0, Bytes({5})));
+    Published expected = Bitmaps(3, Bytes({5}), Bytes({1}));
+    expected.push_back(Bitmap(3, 3, Bytes({246})));
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), expected);
+    PublishBitmap(3, 2, Bytes({9}));
+    expected[2] = Bitmap(3, 2, Bytes({9}));
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), expected);
+}
+
+TEST_F(SubtitleService, KeepsTheNewestOfClientAndPublication)
+{
+    RegionVisItem visibility;
+    visibility.regionId = 3;
+    const SharedFrame hidden = EncodeNotification(6, visibility);
+    service.Publish(6, hidden, audience);
+    Accepts(messages::setRegionVisibility, VisibilityRecord(3, true));
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), Published{Visibility(3, true)});
+    service.Publish(6, hidden, audience);
+    EXPECT_EQ(PublishedBy(messages::refreshRegions), Published{Visibility(3, false)});
 }
 
 TEST_F(SubtitleService, KeepsTheStateOfSixSensors)
