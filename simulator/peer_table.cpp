@@ -114,6 +114,14 @@ bool PeerTable::BuryDropped()
     return std::exchange(hasDropped, false);
 }
 
+Peer* PeerTable::Find(unsigned int number) const
+{
+    const auto found = std::find_if(peers.begin(), peers.end(), [&](const auto& peer) {
+        return peer->number == number && !peer->IsClosed();
+    });
+    return found == peers.end() ? nullptr : found->get();
+}
+
 Peer& PeerTable::TakeNextDue()
 {
     Peer& peer = *dueForTurn.front();

@@ -58,6 +58,12 @@ public:
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
+    /// \return null when there is no client of this number
+    Peer* Find(unsigned int number) const;
+
+    /// In the order of their numbers; a dropped one is closed.
+    const std::vector<std::unique_ptr<Peer>>& Peers() const { return peers; }
+
     /// Removes and returns the peer that has waited longest for its next turn.
     Peer& TakeNextDue();
     bool HasDue() const { return !dueForTurn.empty(); }

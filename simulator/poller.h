@@ -18,6 +18,9 @@ public:
         return static_cast<bool>(epoll);
     }
 
+    /// Readable when there are events, so that another poller can watch it.
+    int Fd() const { return epoll.Get(); }
+
     /// \param operation  EPOLL_CTL_ADD, EPOLL_CTL_MOD or EPOLL_CTL_DEL
     /// \return false with errno set
     bool Control(int operation, int fd, unsigned int events = 0, void* tag = nullptr)

@@ -45,6 +45,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
         return NotUnderstood(peer, header);
     }
     journal.Add(request);
+    ++counts.all;
     return Serve(peer, header);
 }
 
@@ -75,6 +76,7 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
     peer.outcome = sim::Serve(request, options.faults, service, peer.subscriptions);
     PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
     if (peer.outcome.result == Result::Refused) {
+        ++counts.refused;
         Tell(peer.number, "refused: ", Describe(request));
     } else {
         tellServed("");

@@ -6,7 +6,15 @@
 #include "simulator/peer.h"
 #include "simulator/request.h"
 
+#include <cstdint>
+
 namespace sim {
+
+/// Requests that were understood.
+struct RequestCounts {
+    std::uint64_t all = 0;
+    std::uint64_t refused = 0;
+};
 
 /// Handles the frames of all peers: journal, service, reply, publications, in this order.
 class RequestHandler {
@@ -22,6 +30,8 @@ public:
                    Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);
+
+    const RequestCounts& Counts() const { return counts; }
 
     /// Leaves what is to be published in the outcome of \p peer.
     Verdict Handle(Peer& peer, const platform::ReceivedFrame& frame, Budget& budget);
@@ -40,6 +50,7 @@ private:
     SubtitleService& service;
     Audience& audience;
     Request request;
+    RequestCounts counts;
 };
 
 }  // namespace sim

@@ -24,11 +24,16 @@ sigset_t sim::StopSignals()
     return stops;
 }
 
-Server::Server(int listeningSocket, const Options& options, const Scenario& scenario,
+Server::Server(const Listener& listener, const Options& options, const Scenario& scenario,
                Journal& journalToKeep)
-    : acceptor(listeningSocket, poller), peers(poller, options.faults.garbage),
+    : acceptor(listener.Fd(), poller), peers(poller, options.faults.garbage),
       journal(journalToKeep), handler(options, journal, service, peers),
-      player(scenario, options.loop, service, peers)
+      player(scenario, options.loop, service, peers),
+      commands({service, peers, history, handler, ending}),
+      control(listener.ControlFd(), history,
+              [this](const std::string& line, ControlConnection& connection, Budget& budget) {
+                  return commands.Run(line, connection, budget);
+              })
 {
 }
 
@@ -36,8 +41,9 @@ bool Server::Open(std::string& problem)
 {
     const sigset_t stops = StopSignals();
     signals = Descriptor(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
-    const bool isOpen =
-        signals && poller.Open() && poller.Control(EPOLL_CTL_ADD, signals.Get(), EPOLLIN, &signals);
+    const bool isOpen = signals && poller.Open() && control.Open() &&
+                        poller.Control(EPOLL_CTL_ADD, signals.Get(), EPOLLIN, &signals) &&
+                        poller.Control(EPOLL_CTL_ADD, control.Fd(), EPOLLIN, &control);
     problem = isOpen ? "" : std::strerror(errno);
     return isOpen;
 }
@@ -46,7 +52,9 @@ void Server::Run()
 {
     while (!ending) {
         const int playerMs = player.Advance();
+        control.Advance();
         peers.UpdatePublished();
+        control.Flush();  // an answer says that the effect is on its way
         acceptor.Resume(peers.BuryDropped());
         Turn(NextWaitMs(playerMs));
     }
@@ -61,6 +69,8 @@ void Server::Turn(int waitMs)
         void* const tag = events[i].data.ptr;
         if (tag == &signals) {
             ending = true;
+        } else if (tag == &control) {
+            control.OnEvents();
         } else if (tag == &acceptor) {
             AcceptPeer();
         } else {
@@ -77,8 +87,8 @@ void Server::Turn(int waitMs)
 int Server::NextWaitMs(int playerMs)
 {
     int waitMs = peers.HasDue() ? 0 : playerMs;
-    for (const int otherMs :
-         {acceptor.PauseMs(), peers.NextLookMs(), journal.Settle(), SettleOutputs()}) {
+    for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs(), control.WaitMs(),
+                              journal.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;
     }
     return waitMs;

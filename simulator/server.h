@@ -1,6 +1,9 @@
 #pragma once
 
 #include "simulator/acceptor.h"
+#include "simulator/control_commands.h"
+#include "simulator/control_server.h"
+#include "simulator/listener.h"
 #include "simulator/options.h"
 #include "simulator/peer_table.h"
 #include "simulator/request_handler.h"
@@ -21,8 +24,9 @@ sigset_t StopSignals();
 /// the turn of a peer costs no more than a Budget.
 class Server {
 public:
-    /// \param listeningSocket  non-blocking. All arguments must outlive this object
-    Server(int listeningSocket, const Options& options, const Scenario& scenario, Journal& journal);
+    /// All arguments must outlive this object.
+    Server(const Listener& listener, const Options& options, const Scenario& scenario,
+           Journal& journal);
 
     /// Prepares the loop. StopSignals() must be blocked: from now on they are read.
     /// \return false with the reason in \p problem
@@ -45,10 +49,13 @@ private:
     PeerTable peers;
     Journal& journal;
     SubtitleService service;
+    RequestHistory history;
     RequestHandler handler;
     ScenarioPlayer player;
     platform::Descriptor signals;
     bool ending = false;
+    ControlCommands commands;
+    ControlServer control;
 };
 
 }  // namespace sim

@@ -68,7 +68,7 @@ int RunService(const Options& options)
     if (!listener.Open(options.name, problem)) {
         return CannotStart(problem.c_str());
     }
-    Server server(listener.Fd(), options, scenario, journal);
+    Server server(listener, options, scenario, journal);
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
     }

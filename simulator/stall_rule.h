@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 
 namespace sim {
 
@@ -27,7 +28,11 @@ public:
     {
         SlowDown(Pace::LosesSome, why);
         lost += count;
+        lostAltogether += count;
     }
+
+    /// Notifications lost since it connected.
+    std::uint64_t Lost() const { return lostAltogether; }
 
     /// Notifications are still queued, the oldest one since \p oldest.
     void Judge(Clock::time_point oldest, Clock::time_point now)
@@ -66,6 +71,7 @@ private:
     const unsigned int client;
     Pace pace = Pace::KeepsUp;
     unsigned int lost = 0;  ///< since its backlog was empty last
+    std::uint64_t lostAltogether = 0;
 };
 
 }  // namespace sim

@@ -38,6 +38,8 @@ public:
 
     void Clear() { held = 0; }
 
+    bool Holds(unsigned int number) const { return (held & Bit(number)) != 0; }
+
     /// Whether what is published under \p number goes to this peer; ItemOf(number) is not 0.
     bool Include(unsigned int number) const
     {

@@ -130,22 +130,30 @@ std::size_t SubtitleService::Publish(unsigned int subscription, const SharedFram
                                   : subscription == subscriptions::palette        ? paletteRecord
                                                                            : (*frame)[formatOffset];
         region.published[kind] = frame;
+        region.traffic.Count(frame);
         if (kind < formatCount) {
             region.inverted.reset(kind);
             region.reducesCif = region.reducesCif && kind != cif;
             region.formatsEnd = std::max(region.formatsEnd, kind + 1);
         }
     }
+    if (frame) {
+        traffic.Count(frame);
+    }
     return audience.Publish(subscription, frame);
 }
 
-unsigned int SubtitleService::Publish(unsigned int record, Audience& audience, Budget& budget) const
+unsigned int SubtitleService::Publish(unsigned int record, Audience& audience, Budget& budget)
 {
     const unsigned int kind = record % recordsOfARegion;
     const unsigned int subscription = SubscriptionOf(kind);
     budget.Spend(costOfAsking);
     if (IsKept(record) && audience.HasSubscriber(subscription)) {
         const SharedFrame frame = Find(record);
+        if (frame) {
+            traffic.Count(frame);
+            regions[record / recordsOfARegion].traffic.Count(frame);
+        }
         const std::uint64_t receivers = audience.Publish(subscription, frame);
         budget.Spend(frame ? frame->size() * (1 + receivers) : 0);
     }

@@ -25,6 +25,18 @@ struct Outcome {
     bool IsPublished() const { return next >= end; }
 };
 
+/// What was published.
+struct Traffic {
+    std::uint64_t messages = 0;
+    std::uint64_t bytes = 0;  ///< frame headers included, once for all subscribers
+
+    void Count(const SharedFrame& frame)
+    {
+        ++messages;
+        bytes += frame->size();
+    }
+};
+
 /// The records that the service keeps, and its operations. Knows nothing of connections.
 class SubtitleService {
 public:
@@ -56,12 +68,18 @@ public:
 
     /// Publishes the record of this number, as it is now, if it is kept and has a subscriber.
     /// \return the number of the next record that may be kept
-    unsigned int Publish(unsigned int record, Audience& audience, Budget& budget) const;
+    unsigned int Publish(unsigned int record, Audience& audience, Budget& budget);
 
     bool IsKept(unsigned int record) const;
 
     /// The notification of a kept record, as it is now. \return null when there is no memory
     SharedFrame Find(unsigned int record) const;
+
+    const Traffic& AllTraffic() const { return traffic; }
+    const Traffic& TrafficOf(unsigned int regionId) const
+    {
+        return regions.at(regionId - 1).traffic;
+    }
 
     unsigned int LogLevel() const { return logLevel; }
     bool SensorIsOn(unsigned int sensor) const { return sensors.at(sensor); }
@@ -74,6 +92,7 @@ private:
         std::optional<PaletteItem> palette;
         std::array<SharedFrame, recordsOfARegion> published;
         std::bitset<formatCount> inverted;
+        Traffic traffic;
         bool reducesCif = false;      ///< to four colours
         unsigned int formatsEnd = 0;  ///< no bitmap has this format or a larger one
     };
@@ -84,6 +103,7 @@ private:
     const Item* FindItem(unsigned int record) const;
 
     std::vector<Region> regions = std::vector<Region>(regionCount);  // too large for a stack
+    Traffic traffic;
     std::array<bool, sensorCount> sensors{};
     unsigned int logLevel = 63;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <charconv>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,17 @@ void AppendNumber(std::string& json, Number number)
 {
     char digits[24];
     json.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
+/// A checksum as the format has it: eight lower-case hexadecimal digits.
+inline std::string HexOf(std::uint32_t checksum)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (int shift = 28; shift >= 0; shift -= 4) {
+        text += digits[checksum >> shift & 15];
+    }
+    return text;
 }
 
 }  // namespace recording

@@ -11,14 +11,6 @@ namespace recording {
 
 namespace {
 
-void AppendHex(std::string& text, std::uint32_t number)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    for (int shift = 28; shift >= 0; shift -= 4) {
-        text += digits[number >> shift & 15];
-    }
-}
-
 void AppendName(std::string& text, const char* name)
 {
     text += ",\"";
@@ -45,7 +37,7 @@ void AppendData(std::string& text, const Data& data, Bytes bytes)
 {
     AppendField(text, "size", data.size);
     text += ",\"crc32\":\"";
-    AppendHex(text, Crc32(data));
+    text += HexOf(Crc32(data));
     text += '"';
     if (bytes == Bytes::Written) {
         text += ",\"data\":\"";

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "simulator/control_connection.h"
+#include "simulator/controlled.h"
+#include "simulator/line_parser.h"
+
+#include "platform/src/deadline.h"
+#include "words/text.h"
+
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// Carries out the lines of the control socket.
+class ControlCommands {
+public:
+    explicit ControlCommands(const Controlled& everything) : on(everything) {}
+
+    /// Carries out \p line, which has no end. \return see RunControlLine
+    Answer Run(const std::string& line, ControlConnection& connection, Budget& budget);
+
+private:
+    /// A line with the right number of words.
+    struct Call {
+        const words::Line& line;
+        LineParser& parser;
+        ControlConnection& connection;
+    };
+    struct Verb;
+    static const Verb verbs[];
+
+    // The service; defined in control_commands.cpp
+    Answer Publish(const Call& call);
+    Answer Log(const Call& call);
+    Answer Disconnect(const Call& call);
+    Answer Quit(const Call& call);
+
+    // Waits; defined in control_waits.cpp
+    Answer Sleep(const Call& call);
+    Answer WaitSubscribers(const Call& call);
+    Answer Await(const Call& call);
+    Answer AwaitSubscription(const Call& call, unsigned int subscription, std::int64_t withinUs);
+    Answer AwaitRequest(const Call& call, const std::vector<std::string>& pattern,
+                        std::int64_t withinUs);
+
+    // What the service keeps; defined in control_state.cpp
+    Answer State(const Call& call);
+
+    const Controlled on;
+};
+
+}  // namespace sim

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "simulator/peer_table.h"
+#include "simulator/request_handler.h"
+#include "simulator/request_history.h"
+#include "simulator/subtitle_service.h"
+
+namespace sim {
+
+/// What control lines act on; the server owns it.
+struct Controlled {
+    SubtitleService& service;
+    PeerTable& peers;
+    RequestHistory& history;
+    const RequestHandler& handler;
+    bool& ending;  ///< of the server
+};
+
+}  // namespace sim
