@@ -1,7 +1,7 @@
 #include "simulator/control_answers.h"
 #include "simulator/control_commands.h"
 #include "simulator/json.h"
-#include "simulator/notification.h"
+#include "simulator/notification_line.h"
 
 #include "recording/crc32.h"
 

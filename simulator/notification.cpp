@@ -42,30 +42,6 @@ NewFrame sim::EncodeNotification(unsigned int subscription, const Item& record)
     return frame;
 }
 
-recording::Notification sim::LineOf(const SharedFrame& frame)
-{
-    FrameHeader header{};
-    DecodeFrameHeader(frame->data(), header);
-    const unsigned char* const payload = frame->data() + frameHeaderSize;
-    recording::Notification line;
-    line.subscription = header.correlation;
-    line.regionId = payload[0];
-    if (header.messageId == messages::regionVisItem) {
-        line.kind = recording::NotificationKind::RegionVisibility;
-        line.visible = payload[1] != 0;
-        return line;
-    }
-    const bool isPalette = header.messageId == messages::paletteItem;
-    line.kind =
-        isPalette ? recording::NotificationKind::Palette : recording::NotificationKind::RegionData;
-    (isPalette ? line.backgroundCode : line.subtitleFormat) = payload[1];
-    line.fill = isPalette && payload[2] != 0;
-    const std::size_t lengthOffset = LengthOffset(header.messageId);
-    line.data.size = GetU32(payload + lengthOffset);
-    line.data.bytes = payload + lengthOffset + 4;
-    return line;
-}
-
 SharedFrame sim::Spoil(const SharedFrame& good, unsigned int way)
 {
     FrameHeader header{};

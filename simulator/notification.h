@@ -1,6 +1,5 @@
 #pragma once
 
-#include "recording/lines.h"
 #include <Item.h>
 
 #include <cstddef>
@@ -16,10 +15,6 @@ using NewFrame = std::shared_ptr<std::vector<unsigned char>>;  ///< may still be
 /// \param subscription  number that \p record is published under
 /// \return null when there is no memory: no request waits for a publication
 NewFrame EncodeNotification(unsigned int subscription, const Item& record);
-
-/// What a line of a recording says about \p frame, a well-formed notification, which owns the
-/// bytes.
-recording::Notification LineOf(const SharedFrame& frame);
 
 /// Makes a malformed copy of \p good in one of five ways: with a wrong length inside the record
 /// (one more, one less, the largest), or with one byte less or more than the record has. The frame

@@ -86,7 +86,7 @@ void Server::Turn(int waitMs)
 
 int Server::NextWaitMs(int playerMs)
 {
-    int waitMs = peers.HasDue() ? 0 : playerMs;
+    int waitMs = ending || peers.HasDue() ? 0 : playerMs;
     for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs(), control.WaitMs(),
                               journal.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;

@@ -152,6 +152,30 @@ RawFrame RawConnection::ReceiveFrame()
     return frame;
 }
 
+std::string RawConnection::ReceiveLine()
+{
+    std::size_t end = 0;
+    while ((end = received.find('\n')) == std::string::npos) {
+        if (!ReceiveMore()) {
+            throw std::runtime_error("raw peer: connection closed before the end of a line");
+        }
+    }
+    std::string line = received.substr(0, end);
+    received.erase(0, end + 1);
+    return line;
+}
+
+bool RawConnection::HasInput() const
+{
+    pollfd input{fd.Get(), POLLIN, 0};
+    return !received.empty() || poll(&input, 1, 0) == 1;
+}
+
+void RawConnection::ExpectHangUp()
+{
+    WaitReady(fd.Get(), 0, Deadline(eventDeadlineMs), "for the end");
+}
+
 void RawConnection::TakeBytes(std::size_t count)
 {
     const Deadline deadline(eventDeadlineMs);

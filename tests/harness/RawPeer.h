@@ -40,6 +40,12 @@ public:
 
     RawFrame ReceiveFrame();
 
+    /// Receives a line of text, without its end.
+    std::string ReceiveLine();
+
+    /// Whether anything has arrived that was not taken yet.
+    bool HasInput() const;
+
     /// Receives and drops \p count bytes.
     void TakeBytes(std::size_t count);
 
@@ -54,6 +60,9 @@ public:
 
     /// Waits until the peer has closed the connection; drops frames that arrive before.
     void ExpectClosed();
+
+    /// Waits until the peer has closed the connection, and reads nothing.
+    void ExpectHangUp();
 
     void Close();
 
