@@ -21,6 +21,9 @@ public:
     void Pause(int pauseMs = -1);
     void Resume(bool clientHasGone);  ///< accepts again when the pause is over
 
+    /// Accepts at \p socket from now on. To be called while it is paused.
+    void Use(int socket) { listeningSocket = socket; }
+
     /// Milliseconds to the end of a pause, -1 when there is none to wait for.
     int PauseMs() const { return accepts ? -1 : pause.RemainingMs(); }
 
@@ -28,7 +31,7 @@ private:
     void OnFailure(int error);
     void RefuseWaitingClients();
 
-    const int listeningSocket;
+    int listeningSocket;
     Poller& poller;
     platform::Descriptor spare;  ///< closed to refuse clients when no other descriptor is left
     bool accepts = false;

@@ -23,6 +23,9 @@ const ControlCommands::Verb ControlCommands::verbs[] = {
     {"log", &ControlCommands::Log},
     {"state", &ControlCommands::State},
     {"await", &ControlCommands::Await},
+    {"fault", &ControlCommands::Fault},
+    {"faults", &ControlCommands::Faults},
+    {"no-fault", &ControlCommands::NoFault},
     {"disconnect", &ControlCommands::Disconnect},
     {"quit", &ControlCommands::Quit},
 };

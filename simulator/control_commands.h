@@ -47,6 +47,11 @@ private:
     // What the service keeps; defined in control_state.cpp
     Answer State(const Call& call);
 
+    // Faults; defined in control_faults.cpp
+    Answer Fault(const Call& call);
+    Answer Faults(const Call& call);
+    Answer NoFault(const Call& call);
+
     const Controlled on;
 };
 

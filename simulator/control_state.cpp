@@ -74,6 +74,7 @@ public:
         json.Name("level").Add(on.service.LogLevel());
         AddClients();
         AddCounters();
+        json.Name("faults").AddRaw(on.faults.AsJson());
         return Done(json.Text());
     }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "simulator/faults.h"
+#include "simulator/outage.h"
 #include "simulator/peer_table.h"
 #include "simulator/request_handler.h"
 #include "simulator/request_history.h"
@@ -13,6 +15,8 @@ struct Controlled {
     PeerTable& peers;
     RequestHistory& history;
     const RequestHandler& handler;
+    FaultList& faults;
+    Outage& outage;
     bool& ending;  ///< of the server
 };
 

@@ -2,6 +2,7 @@
 
 #include "platform/src/messaging_directory.h"
 #include "words/exit_status.h"
+#include "words/text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,30 +13,12 @@ using namespace sim;
 
 namespace {
 
-constexpr struct {
-    const char* text;
-    bool Faults::*fault;
-} faultNames[] = {
-    {"refuse-subscribe", &Faults::refuseSubscribe},
-    {"refuse-refresh", &Faults::refuseRefresh},
-    {"refuse-sensor", &Faults::refuseSensor},
-    {"mute", &Faults::mute},
-    {"hang-up", &Faults::hangUp},
-    {"garbage", &Faults::garbage},
-};
-
-/// Adds the fault \p text to \p faults. \return empty, or the reason when there is no such fault
-std::string AddFault(const std::string& text, Faults& faults)
+std::string CheckFault(std::string& text)
 {
-    std::string known;
-    for (const auto& name : faultNames) {
-        if (text == name.text) {
-            faults.*name.fault = true;
-            return "";
-        }
-        known += known.empty() ? name.text : std::string(", ") + name.text;
-    }
-    return "not a fault; there are " + known;
+    FaultSpec spec;
+    std::string problem;
+    ParseFault(words::Split(text), spec, problem);
+    return problem;
 }
 
 std::string CheckName(std::string& text)
@@ -67,17 +50,21 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
                  "losses and dropped clients remain");
     std::vector<std::string> faults;
     app.add_option("--fault", faults,
-                   "cause a fault: refuse-subscribe, refuse-refresh, refuse-sensor, mute, "
-                   "hang-up or garbage; may be given several times")
-        ->type_name("KIND")
+                   "cause a fault: a kind (" + ListedFaults() +
+                       "), followed by request=NAME, client=N, times=N, chance=P, seed=S or "
+                       "delay=T; may be given several times")
+        ->type_name("SPEC")
         ->allow_extra_args(false)
-        ->check(CLI::Validator(
-            [&](const std::string& text) { return AddFault(text, options.faults); }, ""));
+        ->check(CLI::Validator(CheckFault, ""));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         status = app.exit(error) == 0 ? words::exitDone : words::exitUnusable;
         return false;
+    }
+    for (const std::string& text : faults) {
+        std::string problem;
+        ParseFault(words::Split(text), options.faults.emplace_back(), problem);
     }
     return true;
 }

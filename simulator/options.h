@@ -1,18 +1,11 @@
 #pragma once
 
+#include "simulator/fault_spec.h"
+
 #include <string>
+#include <vector>
 
 namespace sim {
-
-/// The faults that the service causes.
-struct Faults {
-    bool refuseSubscribe = false;
-    bool refuseRefresh = false;
-    bool refuseSensor = false;
-    bool mute = false;     ///< takes requests in and never answers
-    bool hangUp = false;   ///< closes the connection instead of replying
-    bool garbage = false;  ///< malformed notifications between the good ones
-};
 
 /// The options of the command line.
 struct Options {
@@ -21,7 +14,7 @@ struct Options {
     std::string scenario;  ///< empty for none
     bool loop = false;
     bool quiet = false;
-    Faults faults;
+    std::vector<FaultSpec> faults;
 };
 
 /// Reads the command line; prints help, version or what is wrong.

@@ -112,4 +112,12 @@ void Peer::Close()
     output = Output::Dead;
     subscriptions.Clear();
     backlog.Clear();
+    delays.Clear();
+}
+
+void Peer::Silence()
+{
+    isSilent = true;
+    subscriptions.Clear();
+    delays.Clear();
 }

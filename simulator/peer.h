@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/backlog.h"
+#include "simulator/delays.h"
 #include "simulator/stall_rule.h"
 #include "simulator/subscriptions.h"
 #include "simulator/subtitle_service.h"
@@ -43,17 +44,26 @@ public:
 
     void Close();
 
+    /// From now on it gets neither replies nor notifications.
+    void Silence();
+    bool IsSilent() const { return isSilent; }
+
     int Fd() const { return fd.Get(); }
     bool IsClosed() const { return !fd; }
     bool HasEnded() const { return stage == Stage::Ended; }
     bool IsReceiving() const { return stage == Stage::Receiving; }
     bool IsBlocked() const { return output == Output::Blocked; }
-    bool OwesReplies() const { return backlog.Replies() > maxUnsentReplies; }
+
+    /// Whether the service reads no request from it at the moment.
+    bool IsPaused() const
+    {
+        return backlog.Replies() + delays.Replies() > maxUnsentReplies || delays.StopsReading();
+    }
 
     /// Whether it has work that needs no more bytes from its socket.
     bool HasWork() const
     {
-        return stage == Stage::Serving && (!outcome.IsPublished() || !OwesReplies());
+        return stage == Stage::Serving && (!outcome.IsPublished() || !IsPaused());
     }
 
     /// Bytes of a frame that is not complete.
@@ -65,6 +75,7 @@ public:
     Backlog backlog;
     Outcome outcome;  ///< of its last request; the next one waits until it is published
     StallRule stall;
+    Delays delays;
 
     // Used by PeerTable only
     bool isSurplus = false;  ///< has no place: of its requests only quit is obeyed
@@ -85,6 +96,7 @@ private:
     Stage stage = Stage::Receiving;
     Output output = Output::Open;
     bool hasLargeBuffer = false;
+    bool isSilent = false;
 };
 
 }  // namespace sim

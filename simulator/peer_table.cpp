@@ -21,8 +21,8 @@ void EraseClosed(Peers& peers)
 
 }  // namespace
 
-PeerTable::PeerTable(Poller& pollerToUse, bool publishGarbage, const Patience& patienceToHave)
-    : poller(pollerToUse), publishesGarbage(publishGarbage), patience(patienceToHave)
+PeerTable::PeerTable(Poller& pollerToUse, FaultList& faultsToCause, const Patience& patienceToHave)
+    : poller(pollerToUse), faults(faultsToCause), patience(patienceToHave)
 {
     // Reserved at the start: later a lack of memory for the list would end the service.
     peers.reserve(most);
@@ -71,7 +71,8 @@ void PeerTable::Update(Peer& peer)
     if (!peer.IsBlocked()) {
         peer.Flush();
     }
-    if ((peer.HasEnded() || !reads) && peer.backlog.IsEmpty()) {
+    const bool isDone = peer.HasEnded() && peer.delays.Replies() == 0;
+    if ((isDone || !reads) && peer.backlog.IsEmpty()) {
         Drop(peer);
         return;
     }
@@ -79,7 +80,7 @@ void PeerTable::Update(Peer& peer)
         peer.isDueForTurn = true;
         dueForTurn.push_back(&peer);
     }
-    const bool isRead = reads && !peer.HasEnded() && !peer.OwesReplies();
+    const bool isRead = reads && !peer.HasEnded() && !peer.IsPaused();
     const unsigned int events = (isRead ? EPOLLIN : 0u) | (peer.IsBlocked() ? EPOLLOUT : 0u);
     if (events != peer.watchedEvents && poller.Control(EPOLL_CTL_MOD, peer.Fd(), events, &peer)) {
         peer.watchedEvents = events;
@@ -92,6 +93,7 @@ void PeerTable::Update(Peer& peer)
         !nextLook.IsLimited()) {
         nextLook = Deadline(100);
     }
+    nextRelease = nextRelease.Sooner(peer.delays.Next());
 }
 
 void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
@@ -103,6 +105,15 @@ void PeerTable::Drop(Peer& peer, const char* why, const std::string& details)
     peer.stall.Leave();
     peer.Close();
     hasDropped = true;
+}
+
+void PeerTable::DropAll()
+{
+    for (const auto& peer : peers) {
+        if (!peer->IsClosed()) {
+            Drop(*peer);
+        }
+    }
 }
 
 bool PeerTable::BuryDropped()
@@ -163,8 +174,9 @@ Audience::Readiness PeerTable::ReadinessFor(unsigned int subscription, std::size
 
 bool PeerTable::HasRoom(Peer& peer, std::size_t size)
 {
-    const std::size_t frames = publishesGarbage ? 2 : 1;
-    const std::size_t bytes = publishesGarbage ? 2 * size + 1 : size;
+    const bool mayBeSpoilt = faults.Has(FaultKind::Garbage);
+    const std::size_t frames = mayBeSpoilt ? 2 : 1;
+    const std::size_t bytes = mayBeSpoilt ? 2 * size + 1 : size;
     if (!peer.backlog.HasRoomFor(frames, bytes) && !peer.IsBlocked()) {
         peer.Flush();
     }
@@ -173,8 +185,8 @@ bool PeerTable::HasRoom(Peer& peer, std::size_t size)
 
 std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& frame)
 {
-    const bool isSpoilt = publishesGarbage && frame && HasSubscriber(subscription);
-    const SharedFrame garbage = isSpoilt ? Spoil(frame, garbageCount++) : nullptr;
+    const bool mayBeSpoilt = frame && faults.Has(FaultKind::Garbage);
+    SharedFrame garbage;
     std::size_t receivers = 0;
     publishedAt = hasPublished ? publishedAt : Deadline::Clock::now();
     for (const auto& peer : peers) {
@@ -182,7 +194,8 @@ std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& fra
             continue;
         }
         // The malformed one first: if there is room for one of the two, the good one stays.
-        if (isSpoilt) {
+        if (mayBeSpoilt && faults.DrawGarbage(peer->number)) {
+            garbage = garbage ? garbage : Spoil(frame, garbageCount++);
             Queue(*peer, garbage);
         }
         Queue(*peer, frame);
@@ -230,6 +243,9 @@ void PeerTable::LimitIncompleteBytes()
 
 void PeerTable::Look()
 {
+    if (nextRelease.HasPassed()) {
+        ReleaseDelayed();
+    }
     if (!nextLook.HasPassed()) {
         return;
     }
@@ -237,6 +253,22 @@ void PeerTable::Look()
     for (const auto& peer : peers) {
         if (!peer->IsClosed()) {
             LookAt(*peer, Deadline::Clock::now());
+        }
+    }
+}
+
+void PeerTable::ReleaseDelayed()
+{
+    nextRelease = Deadline(-1);
+    for (const auto& peer : peers) {
+        if (peer->IsClosed()) {
+            continue;
+        }
+        try {
+            peer->delays.Release(peer->backlog);
+            Update(*peer);
+        } catch (const std::bad_alloc&) {
+            Drop(*peer, "dropped: there is no memory for its replies");
         }
     }
 }
@@ -250,7 +282,7 @@ void PeerTable::LookAt(Peer& peer, Deadline::Clock::time_point now)
             peer.stall.Judge(peer.backlog.OldestSince(), now);
         }
     }
-    if (peer.OwesReplies()) {
+    if (peer.IsPaused()) {
         peer.heardAt = now;  // the service itself does not read from it
     }
     const auto silence = now - peer.heardAt;

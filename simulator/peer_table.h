@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/audience.h"
+#include "simulator/faults.h"
 #include "simulator/peer.h"
 #include "simulator/poller.h"
 
@@ -32,8 +33,8 @@ public:
     /// Some more are accepted, because one of them may ask the service to quit.
     static constexpr std::size_t most = maxPeers + 32;
 
-    /// \param publishGarbage  each notification is preceded by a malformed one
-    PeerTable(Poller& poller, bool publishGarbage, const Patience& patienceToHave = Patience());
+    /// \param faults  for the garbage among them
+    PeerTable(Poller& poller, FaultList& faults, const Patience& patienceToHave = Patience());
 
     bool IsFull() const { return peers.size() >= most; }
 
@@ -55,6 +56,8 @@ public:
 
     void Drop(Peer& peer, const char* why = nullptr, const std::string& details = "");
 
+    void DropAll();
+
     /// Frees the dropped peers. \return whether there were any
     bool BuryDropped();
 
@@ -68,10 +71,10 @@ public:
     Peer& TakeNextDue();
     bool HasDue() const { return !dueForTurn.empty(); }
 
-    /// Looks for stalled subscribers and for clients that are silent inside a frame or without a
-    /// place. To be called after NextLookMs() milliseconds, -1 for never.
+    /// Ends delays, and looks for stalled subscribers and for clients that are silent inside a
+    /// frame or without a place. To be called after NextLookMs() milliseconds, -1 for never.
     void Look();
-    int NextLookMs() const { return nextLook.RemainingMs(); }
+    int NextLookMs() const { return nextLook.Sooner(nextRelease).RemainingMs(); }
 
     /// Whether anything is still queued for a peer that is not stalled.
     bool OwesAnything() const;
@@ -84,10 +87,11 @@ private:
     bool HasRoom(Peer& peer, std::size_t size);
     void Queue(Peer& peer, const SharedFrame& frame);
     void LimitIncompleteBytes();
+    void ReleaseDelayed();
     void LookAt(Peer& peer, platform::Deadline::Clock::time_point now);
 
     Poller& poller;
-    const bool publishesGarbage;
+    FaultList& faults;
     const Patience patience;
     unsigned int garbageCount = 0;
     std::vector<std::unique_ptr<Peer>> peers;
@@ -98,6 +102,7 @@ private:
     bool hasPublished = false;                            ///< since UpdatePublished()
     platform::Deadline::Clock::time_point publishedAt{};  ///< first since then: asked once a turn
     platform::Deadline nextLook{-1};
+    platform::Deadline nextRelease{-1};  ///< of what is delayed
 };
 
 }  // namespace sim

@@ -72,7 +72,6 @@ struct Message {
     void (*decode)(unsigned char* from, Request& to) = nullptr;
     void (*tell)(const Request& request, Account& account) = nullptr;
     Outcome (*serve)(Request& request, SubtitleService& service, Subscriptions& held) = nullptr;
-    bool Faults::*refusal = nullptr;  ///< the fault that refuses it
 };
 
 using Service = SubtitleService;
@@ -89,8 +88,7 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) {
          account.Add("subscription", " ", r.subscription).Add("itemId", ", item ", r.itemId);
      },
-     [](Request& r, Service&, Held& held) { return ResultOf(held.Add(r.subscription, r.itemId)); },
-     &Faults::refuseSubscribe},
+     [](Request& r, Service&, Held& held) { return ResultOf(held.Add(r.subscription, r.itemId)); }},
     {"Unsubscribe", messages::unsubscribe, 4,
      [](unsigned char* from, Request& to) { to.subscription = GetU32(from); },
      [](const Request& r, Account& account) { account.Add("subscription", " ", r.subscription); },
@@ -124,7 +122,7 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) { account.Add("regionId", " region ", r.regionId); },
      [](Request& r, Service& s, Held&) { return s.Invert(r.regionId); }},
     {"RefreshRegions", messages::refreshRegions, 4, nullptr, nullptr,
-     [](Request&, Service& s, Held&) { return s.Refresh(); }, &Faults::refuseRefresh},
+     [](Request&, Service& s, Held&) { return s.Refresh(); }},
     {"SendSensorUpdate", messages::sendSensorUpdate, 4,
      [](unsigned char* from, Request& to) {
          to.sensor = GetU32(from);
@@ -133,8 +131,7 @@ const Message allMessages[] = {
      [](const Request& r, Account& account) {
          account.Add("on", r.on, " on", " off").Add("sensor", ", sensor ", r.sensor);
      },
-     [](Request& r, Service& s, Held&) { return ResultOf(s.UpdateSensor(r.sensor, r.on)); },
-     &Faults::refuseSensor},
+     [](Request& r, Service& s, Held&) { return ResultOf(s.UpdateSensor(r.sensor, r.on)); }},
     {"GetLogLevel", messages::getLogLevel, 8},
     {"SetLogLevel", messages::setLogLevel, 4,
      [](unsigned char* from, Request& to) { to.level = GetU32(from); },
@@ -176,16 +173,20 @@ bool sim::DecodeRequest(const FrameHeader& header, unsigned char* payload, Reque
 
 unsigned int sim::ReplySize(const Request& request) { return allMessages[request.row].replySize; }
 
+bool sim::HasResult(const Request& request)
+{
+    const unsigned int size = ReplySize(request);
+    return size != noReply && size > 0;
+}
+
+const char* sim::NameOf(const Request& request) { return allMessages[request.row].name; }
+
 std::string sim::Describe(const Request& request) { return AccountOf(request, false); }
 
 std::string sim::JournalLine(const Request& request) { return AccountOf(request, true); }
 
-Outcome sim::Serve(Request& request, const Faults& faults, SubtitleService& service,
-                   Subscriptions& held)
+Outcome sim::Serve(Request& request, SubtitleService& service, Subscriptions& held)
 {
     const Message& message = allMessages[request.row];
-    if (message.refusal && faults.*message.refusal) {
-        return ResultOf(false);
-    }
     return message.serve ? message.serve(request, service, held) : Outcome();
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "simulator/options.h"
 #include "simulator/subscriptions.h"
 #include "simulator/subtitle_service.h"
 
@@ -32,14 +31,18 @@ bool DecodeRequest(const platform::FrameHeader& header, unsigned char* payload, 
 /// Bytes of the reply: none, the result, or the result and the log level.
 unsigned int ReplySize(const Request& request);
 
+/// Whether its reply says that it was accepted or refused.
+bool HasResult(const Request& request);
+
+const char* NameOf(const Request& request);
+
 /// For people, like `SetRegionData region 3, format 2, 30720 bytes`.
 std::string Describe(const Request& request);
 
 /// One line of the journal, a JSON object, without a line end.
 std::string JournalLine(const Request& request);
 
-/// Serves \p request of a peer that holds \p held, unless \p faults refuse it; takes its record.
-Outcome Serve(Request& request, const Faults& faults, SubtitleService& service,
-              Subscriptions& held);
+/// Serves \p request of a peer that holds \p held; takes its record.
+Outcome Serve(Request& request, SubtitleService& service, Subscriptions& held);
 
 }  // namespace sim

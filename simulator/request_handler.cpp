@@ -10,9 +10,26 @@
 using namespace platform;
 using namespace sim;
 
-RequestHandler::RequestHandler(const Options& optionsToUse, Journal& journalToKeep,
-                               SubtitleService& serviceToAsk, Audience& audienceToReach)
-    : options(optionsToUse), journal(journalToKeep), service(serviceToAsk),
+namespace {
+
+/// How the line of a served request begins.
+const char* Remark(FaultKind kind)
+{
+    switch (kind) {
+    case FaultKind::Truncate: return "half answered: ";
+    case FaultKind::Late: return "answered late: ";
+    case FaultKind::WrongReply: return "answered under a wrong number: ";
+    case FaultKind::Stall: return "answered, then not read: ";
+    default: return "";
+    }
+}
+
+}  // namespace
+
+RequestHandler::RequestHandler(const Options& optionsToUse, FaultList& faultsToCause,
+                               Journal& journalToKeep, SubtitleService& serviceToAsk,
+                               Audience& audienceToReach)
+    : options(optionsToUse), faults(faultsToCause), journal(journalToKeep), service(serviceToAsk),
       audience(audienceToReach)
 {
 }
@@ -32,13 +49,16 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
         Tell(peer.number, "dropped: it sent what only a service may send");
         return Verdict::DropPeer;
     }
+    fault = {};
     bool isUnderstood = false;
     try {
         isUnderstood = DecodeRequest(header, frame.payload, request);
     } catch (const std::bad_alloc&) {
         // The request is not kept, journalled or published.
         Tell(peer.number, "refused: there is no memory for it");
-        QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
+        if (!peer.IsSilent()) {
+            QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
+        }
         return Verdict::GoOn;
     }
     if (!isUnderstood) {
@@ -51,37 +71,68 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
+    DrawFault(peer, header, &request);
     // Described before the service takes over the request's record.
-    const std::string served = options.quiet ? "" : Describe(request);
-    const auto tellServed = [&](const char* remark) {
-        if (!options.quiet) {
-            TellServed(peer.number, remark, served);
-        }
-    };
+    const bool isTold = !options.quiet || fault.kind != FaultKind::None;
+    const std::string what = isTold ? Describe(request) : "";
+    if (const std::optional<Verdict> verdict = Unserved(peer, what)) {
+        return *verdict;
+    }
     if (IsQuit(header)) {
-        tellServed("");
+        TellServed(peer, "", what);
         return Verdict::Quit;
-    }
-    if (options.faults.hangUp) {
-        Tell(peer.number, "hung up on: ", Describe(request));
-        return Verdict::DropPeer;
-    }
-    if (options.faults.mute) {
-        tellServed("not answered: ");
-        return Verdict::GoOn;
     }
     // The reply gets its room first: what needs memory comes before anything changes.
     unsigned char* const reply =
         QueueReply(peer, messages::ReplyTo(header.messageId), header, ReplySize(request));
-    peer.outcome = sim::Serve(request, options.faults, service, peer.subscriptions);
+    peer.outcome = fault.kind == FaultKind::Refuse
+                       ? Outcome{Result::Refused}
+                       : sim::Serve(request, service, peer.subscriptions);
     PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
     if (peer.outcome.result == Result::Refused) {
         ++counts.refused;
         Tell(peer.number, "refused: ", Describe(request));
     } else {
-        tellServed("");
+        TellServed(peer, Remark(fault.kind), what);
     }
+    HoldUp(peer);
     return Verdict::GoOn;
+}
+
+void RequestHandler::DrawFault(const Peer& peer, const FrameHeader& header, const Request* asked)
+{
+    fault = peer.IsSilent() && !IsQuit(header) ? Fault{FaultKind::Mute}
+                                               : faults.Draw(asked, peer.number);
+}
+
+/// \return what follows when the fault leaves the request unserved
+std::optional<RequestHandler::Verdict> RequestHandler::Unserved(const Peer& peer,
+                                                                const std::string& what) const
+{
+    switch (fault.kind) {
+    case FaultKind::Crash: Tell(peer.number, "crashed at: ", what); Crash();
+    case FaultKind::Restart: Tell(peer.number, "restarts at: ", what); return Verdict::Restart;
+    case FaultKind::HangUp: Tell(peer.number, "hung up on: ", what); return Verdict::DropPeer;
+    case FaultKind::Mute: TellServed(peer, "not answered: ", what); return Verdict::GoOn;
+    default: return {};
+    }
+}
+
+/// After the reply.
+void RequestHandler::HoldUp(Peer& peer) const
+{
+    if (fault.kind == FaultKind::Truncate) {
+        peer.Silence();
+    } else if (fault.kind == FaultKind::Stall) {
+        peer.delays.StopReading(fault.delayMs);
+    }
+}
+
+void RequestHandler::TellServed(const Peer& peer, const char* remark, const std::string& what) const
+{
+    if (!options.quiet) {
+        sim::TellServed(peer.number, remark, what);
+    }
 }
 
 void RequestHandler::Publish(Outcome& outcome, Budget& budget)
@@ -98,10 +149,16 @@ RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHea
     std::snprintf(details, sizeof details, "0x%04X, %u bytes", header.messageId, header.length);
     Tell(peer.number, isRequest ? "not understood: request " : "not understood: one-way message ",
          details);
-    if (isRequest && !options.faults.mute && !options.faults.hangUp) {
-        QueueReply(peer, messages::notUnderstood, header, 0);
+    if (!isRequest) {
+        return Verdict::GoOn;
     }
-    return isRequest && options.faults.hangUp ? Verdict::DropPeer : Verdict::GoOn;
+    DrawFault(peer, header, nullptr);
+    const std::optional<Verdict> verdict = Unserved(peer, details);
+    if (!verdict) {
+        QueueReply(peer, messages::notUnderstood, header, 0);
+        HoldUp(peer);
+    }
+    return verdict.value_or(Verdict::GoOn);
 }
 
 /// Queues a reply of \p length bytes, filled as a refusal.
@@ -110,8 +167,15 @@ unsigned char* RequestHandler::QueueReply(Peer& peer, unsigned int messageId,
                                           const FrameHeader& asked, unsigned int length)
 {
     unsigned char bytes[Backlog::maxReplySize] = {};
-    EncodeFrameHeader({FrameKind::Reply, messageId, asked.correlation, length}, bytes);
+    // A wrong number is that of the reply to another request.
+    const unsigned int number = messageId + (fault.kind == FaultKind::WrongReply ? 2 : 0);
+    EncodeFrameHeader({FrameKind::Reply, number, asked.correlation, length}, bytes);
     PutU32(bytes + frameHeaderSize, static_cast<unsigned int>(Result::Refused));
     PutU32(bytes + frameHeaderSize + 4, service.LogLevel());
-    return peer.backlog.AddReply(bytes, frameHeaderSize + length) + frameHeaderSize;
+    const std::size_t size = frameHeaderSize + length;
+    unsigned char* const reply =
+        fault.kind == FaultKind::Late
+            ? peer.delays.Add(bytes, size, fault.delayMs)
+            : peer.backlog.AddReply(bytes, fault.kind == FaultKind::Truncate ? size / 2 : size);
+    return reply + frameHeaderSize;
 }

@@ -1,12 +1,15 @@
 #pragma once
 
 #include "simulator/audience.h"
+#include "simulator/faults.h"
 #include "simulator/journal.h"
 #include "simulator/options.h"
 #include "simulator/peer.h"
 #include "simulator/request.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace sim {
 
@@ -22,12 +25,13 @@ public:
     enum class Verdict {
         GoOn,
         DropPeer,
-        Quit,  ///< the service was asked to end
+        Quit,     ///< the service was asked to end
+        Restart,  ///< by a fault, for RestartMs() milliseconds
     };
 
     /// All arguments must outlive this object.
-    RequestHandler(const Options& options, Journal& journal, SubtitleService& service,
-                   Audience& audience);
+    RequestHandler(const Options& options, FaultList& faults, Journal& journal,
+                   SubtitleService& service, Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);
 
@@ -39,18 +43,26 @@ public:
     /// Publishes what \p budget allows of \p outcome.
     void Publish(Outcome& outcome, Budget& budget);
 
+    int RestartMs() const { return fault.delayMs; }
+
 private:
     Verdict Serve(Peer& peer, const platform::FrameHeader& header);
     Verdict NotUnderstood(Peer& peer, const platform::FrameHeader& header);
+    void DrawFault(const Peer& peer, const platform::FrameHeader& header, const Request* asked);
+    std::optional<Verdict> Unserved(const Peer& peer, const std::string& what) const;
+    void HoldUp(Peer& peer) const;
+    void TellServed(const Peer& peer, const char* remark, const std::string& what) const;
     unsigned char* QueueReply(Peer& peer, unsigned int messageId,
                               const platform::FrameHeader& asked, unsigned int length);
 
     const Options& options;
+    FaultList& faults;
     Journal& journal;
     SubtitleService& service;
     Audience& audience;
     Request request;
     RequestCounts counts;
+    Fault fault;  ///< of the last request
 };
 
 }  // namespace sim

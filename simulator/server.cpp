@@ -24,12 +24,12 @@ sigset_t sim::StopSignals()
     return stops;
 }
 
-Server::Server(const Listener& listener, const Options& options, const Scenario& scenario,
+Server::Server(Listener& listener, const Options& options, const Scenario& scenario,
                Journal& journalToKeep)
-    : acceptor(listener.Fd(), poller), peers(poller, options.faults.garbage),
-      journal(journalToKeep), handler(options, journal, service, peers),
+    : acceptor(listener.Fd(), poller), peers(poller, faults), journal(journalToKeep),
+      outage(listener, acceptor, peers, service), handler(options, faults, journal, service, peers),
       player(scenario, options.loop, service, peers),
-      commands({service, peers, history, handler, ending}),
+      commands({service, peers, history, handler, faults, outage, ending}),
       control(listener.ControlFd(), history,
               [this](const std::string& line, ControlConnection& connection, Budget& budget) {
                   return commands.Run(line, connection, budget);
@@ -51,11 +51,15 @@ bool Server::Open(std::string& problem)
 void Server::Run()
 {
     while (!ending) {
+        outage.EndInTime();
         const int playerMs = player.Advance();
         control.Advance();
         peers.UpdatePublished();
         control.Flush();  // an answer says that the effect is on its way
-        acceptor.Resume(peers.BuryDropped());
+        const bool clientHasGone = peers.BuryDropped();
+        if (!outage.IsOn()) {
+            acceptor.Resume(clientHasGone);
+        }
         Turn(NextWaitMs(playerMs));
     }
     FlushAtTheEnd();
@@ -97,6 +101,9 @@ int Server::NextWaitMs(int playerMs)
 /// One at a time: asking whether another one waits costs as much as accepting it.
 void Server::AcceptPeer()
 {
+    if (outage.IsOn()) {
+        return;  // the event was older than the restart
+    }
     if (ending || peers.IsFull()) {
         acceptor.Pause();
         return;
@@ -119,6 +126,9 @@ void Server::OnPeer(Peer& peer, unsigned int events)
     if (peer.IsClosed()) {
         return;
     }
+    if ((events & (EPOLLHUP | EPOLLERR)) != 0) {
+        peer.delays.Clear();  // it awaits nothing any more, and its last requests can be read
+    }
     if ((events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0) {
         peer.Flush();
     }
@@ -133,7 +143,7 @@ void Server::OnPeer(Peer& peer, unsigned int events)
 void Server::TakeTurn(Peer& peer, Budget& budget)
 {
     try {
-        if (peer.IsReceiving() && !peer.OwesReplies()) {
+        if (peer.IsReceiving() && !peer.IsPaused()) {
             budget.Spend(peer.Receive());
         }
         while (peer.HasWork() && !budget.IsSpent() && !ending) {
@@ -165,6 +175,7 @@ void Server::HandleNextFrame(Peer& peer, Budget& budget)
     switch (handler.Handle(peer, frame, budget)) {
     case RequestHandler::Verdict::DropPeer: peers.Drop(peer); break;
     case RequestHandler::Verdict::Quit: ending = true; break;
+    case RequestHandler::Verdict::Restart: outage.Begin(handler.RestartMs()); break;
     case RequestHandler::Verdict::GoOn: break;
     }
 }

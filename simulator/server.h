@@ -5,6 +5,7 @@
 #include "simulator/control_server.h"
 #include "simulator/listener.h"
 #include "simulator/options.h"
+#include "simulator/outage.h"
 #include "simulator/peer_table.h"
 #include "simulator/request_handler.h"
 #include "simulator/scenario.h"
@@ -25,12 +26,14 @@ sigset_t StopSignals();
 class Server {
 public:
     /// All arguments must outlive this object.
-    Server(const Listener& listener, const Options& options, const Scenario& scenario,
-           Journal& journal);
+    Server(Listener& listener, const Options& options, const Scenario& scenario, Journal& journal);
 
     /// Prepares the loop. StopSignals() must be blocked: from now on they are read.
     /// \return false with the reason in \p problem
     bool Open(std::string& problem);
+
+    /// Causes a fault: at once, or at the requests that \p spec names. \return its id
+    unsigned int Cause(const FaultSpec& spec) { return sim::Cause(spec, faults, outage); }
 
     /// Serves until a signal or a quit request ends it.
     void Run();
@@ -46,9 +49,11 @@ private:
 
     Poller poller;
     Acceptor acceptor;
+    FaultList faults;
     PeerTable peers;
     Journal& journal;
     SubtitleService service;
+    Outage outage;
     RequestHistory history;
     RequestHandler handler;
     ScenarioPlayer player;

@@ -73,6 +73,9 @@ int RunService(const Options& options)
         return CannotStart(problem.c_str());
     }
     SayReady();
+    for (const FaultSpec& fault : options.faults) {
+        server.Cause(fault);
+    }
     server.Run();
     journal.Settle();
     SettleOutputs(true);

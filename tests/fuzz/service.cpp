@@ -34,7 +34,7 @@ bool Ping(int fd)
 class RunningService {
 public:
     explicit RunningService(const Options& options)
-        : thread([options, fd = Listening()] { Serve(fd, options); }),
+        : thread([options, &listener = TheListener()] { Serve(listener, options); }),
           control(Connect(SocketPath()))
     {
         Require(Ping(control.Get()), "the service does not answer");
@@ -57,21 +57,30 @@ public:
 
 private:
     /// All services use the same socket.
-    static int Listening()
+    static Listener& TheListener()
     {
-        static const Descriptor listening = ListenAt(SocketPath());
-        return listening.Get();
+        static Listener listener;
+        static const bool isOpen = [] {
+            setenv("LINX_DIR", ScratchFolder().c_str(), 1);
+            std::string problem;
+            return listener.Open("service", problem);
+        }();
+        Require(isOpen, "the socket cannot be made");
+        return listener;
     }
 
-    static void Serve(int listening, const Options& options)
+    static void Serve(Listener& listener, const Options& options)
     {
         const Scenario nothingToPlay;
         Journal journal;
         std::string problem;
         Require(options.journal.empty() || journal.Open(options.journal, problem),
                 "the journal cannot be opened");
-        Server server(listening, options, nothingToPlay, journal);
+        Server server(listener, options, nothingToPlay, journal);
         Require(server.Open(problem), "the service cannot start");
+        for (const FaultSpec& fault : options.faults) {
+            server.Cause(fault);
+        }
         server.Run();
     }
 
@@ -156,10 +165,12 @@ Options ChooseOptions(Choices& choices)
     const unsigned int config = choices.Byte();
     Options options;
     options.quiet = (config & 1) != 0;
-    options.faults.refuseSubscribe = config % 16 == 2;
-    options.faults.refuseRefresh = config % 16 == 4;
-    options.faults.refuseSensor = config % 16 == 6;
-    options.faults.garbage = config % 16 == 8;
+    static const char* const faults[16] = {
+        "", "", "refuse-subscribe", "", "refuse-refresh", "", "refuse-sensor", "", "garbage"};
+    if (const char* const name = faults[config % 16]; name && *name) {
+        std::string problem;
+        ParseFault({name}, options.faults.emplace_back(), problem);
+    }
     options.journal = config % 16 == 10 ? "/dev/null" : "";
     return options;
 }
@@ -200,6 +211,10 @@ private:
     void Burst();
     void Receive();
     void Check(Client& client);
+    bool Causes(const char* fault) const
+    {
+        return !options.faults.empty() && options.faults.front().words == fault;
+    }
 
     Choices& choices;
     const Options options;
@@ -293,9 +308,9 @@ void Conversation::Check(Client& client)
         }
     }
     Require(client.received.empty(), "the service sent bytes that are not a frame");
-    Require(garbage == (options.faults.garbage ? notifications : 0),
+    Require(garbage == (Causes("garbage") ? notifications : 0),
             "not exactly one malformed record precedes each well-formed one");
-    Require(notifications == 0 || !options.faults.refuseSubscribe,
+    Require(notifications == 0 || !Causes("refuse-subscribe"),
             "a notification belongs to a refused subscription");
     Require(replies == expected.replies, "the service sent other replies");
 }

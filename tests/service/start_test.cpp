@@ -54,8 +54,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadOptions{"EmptyScenario", {"--play", ""}, "--play: no file name"},
         BadOptions{"UnknownFault",
                    {"--fault", "mute", "--fault", "sulk"},
-                   "--fault: not a fault; there are refuse-subscribe, refuse-refresh, "
-                   "refuse-sensor, mute, hang-up, garbage"}),
+                   "--fault: 'sulk' is not a fault; there are refuse, mute, hang-up, garbage, "
+                   "late, wrong-reply, truncate, stall, crash, restart, refuse-subscribe, "
+                   "refuse-refresh, refuse-sensor"}),
     [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 TEST_F(Start, IsRefusedWithABadScenario)
@@ -133,7 +134,7 @@ TEST_F(Help, NamesEveryOption)
     EXPECT_EQ(help.errors, "");
     for (const char* option :
          {"--help", "--version", "--name NAME", "--journal FILE", "--play FILE", "--loop",
-          "--quiet", "--fault KIND", "refuse-subscribe, refuse-refresh, refuse-sensor, mute, "}) {
+          "--quiet", "--fault SPEC", "refuse, mute, hang-up, garbage, late, wrong-reply, "}) {
         EXPECT_NE(help.output.find(option), std::string::npos) << option;
     }
     EXPECT_EQ(RunToEnd({"--version"}).output, "SubtitleMgrSim " SUBTITLE_VERSION "\n");

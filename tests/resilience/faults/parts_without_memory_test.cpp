@@ -233,7 +233,7 @@ protected:
         Journal journal;
         EXPECT_TRUE(journal.Open(files / "journal", problem)) << problem;
         {
-            Server server(listener.Fd(), options, nothingToPlay, journal);
+            Server server(listener, options, nothingToPlay, journal);
             EXPECT_TRUE(server.Open(problem)) << problem;
             outcome.said = ErrorsOf([&] {
                 const RefusedAllocation refused(number);

@@ -78,7 +78,8 @@ protected:
 
     Poller poller;
     const Patience patience{10000, milliseconds(150), milliseconds(150)};
-    sim::PeerTable table{poller, /*publishGarbage*/ false, patience};
+    FaultList faults;
+    sim::PeerTable table{poller, faults, patience};
     std::vector<Client> others;
 
     /// The beginning of an incomplete frame.

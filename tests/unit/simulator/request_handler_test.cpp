@@ -2,6 +2,7 @@
 
 #include "tests/harness/TempDir.h"
 #include "tests/harness/frames.h"
+#include "words/text.h"
 
 #include <gtest/gtest.h>
 
@@ -87,6 +88,14 @@ protected:
         return bytes;
     }
 
+    void Cause(const std::string& words)
+    {
+        FaultSpec spec;
+        std::string problem;
+        EXPECT_TRUE(ParseFault(words::Split(words), spec, problem)) << problem;
+        faults.Add(spec);
+    }
+
     bool IsPublished() const { return audience.peer.outcome.IsPublished(); }
 
     std::string JournalText() const { return ReadWholeFile(folder / "journal"); }
@@ -96,7 +105,8 @@ protected:
     Journal journal;
     OnePeer audience;
     SubtitleService service;
-    sim::RequestHandler handler{options, journal, service, audience};
+    FaultList faults;
+    sim::RequestHandler handler{options, faults, journal, service, audience};
     Budget turn;
 };
 
@@ -200,7 +210,7 @@ TEST_F(RequestHandler, DropsAPeerThatSendsAServiceMessage)
 
 TEST_F(RequestHandler, JournalsAndDoesNothingElseWhenItIsMute)
 {
-    options.faults.mute = true;
+    Cause("mute");
     EXPECT_EQ(Ask(messages::ping), "");
     EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), "");
     EXPECT_EQ(Ask(0x3C99), "");
@@ -212,12 +222,76 @@ TEST_F(RequestHandler, JournalsAndDoesNothingElseWhenItIsMute)
 
 TEST_F(RequestHandler, JournalsAndDropsThePeerWhenItHangsUp)
 {
-    options.faults.hangUp = true;
+    Cause("hang-up");
     EXPECT_EQ(Handle(FrameKind::Request, messages::ping), Verdict::DropPeer);
     EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::DropPeer);
     EXPECT_EQ(TakeQueued(), "");
     EXPECT_EQ(JournalText(), "{\"request\":\"Ping\"}\n");
     EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
+}
+
+TEST_F(RequestHandler, RefusesTheRequestsOfAFault)
+{
+    Cause("refuse-subscribe");
+    Cause("refuse request=GetLogLevel");
+    EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), Reply(messages::subscribe, refused));
+    EXPECT_FALSE(audience.peer.subscriptions.Include(2));
+    EXPECT_EQ(Ask(messages::unsubscribe, U32(2)), Reply(messages::unsubscribe, accepted));
+    EXPECT_EQ(Ask(messages::getLogLevel), Reply(messages::getLogLevel, refused + U32(63)));
+}
+
+TEST_F(RequestHandler, RefusesWhatHasAResult)
+{
+    Cause("refuse");
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
+    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), Reply(messages::setLogLevel, refused));
+    EXPECT_EQ(Ask(0x3C99), notUnderstood);
+    EXPECT_EQ(service.LogLevel(), 63u);
+}
+
+TEST_F(RequestHandler, RepliesUnderAnotherNumber)
+{
+    Cause("wrong-reply");
+    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), Reply(messages::setLogLevel + 2, accepted));
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping + 2));
+    EXPECT_EQ(service.LogLevel(), 7u);
+}
+
+TEST_F(RequestHandler, SilencesAPeerAfterHalfAReply)
+{
+    Cause("truncate times=1");
+    audience.peer.subscriptions.Add(6, 15132);
+    EXPECT_EQ(Ask(messages::setRegionVisibility, VisibilityRecord(3, true)),
+              Reply(messages::setRegionVisibility, accepted).substr(0, 10));
+    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), "");
+    EXPECT_EQ(service.LogLevel(), 63u);
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
+}
+
+TEST_F(RequestHandler, HoldsALateReplyAndPublishesAtOnce)
+{
+    Cause("late times=1 delay=0");
+    audience.peer.subscriptions.Add(6, 15132);
+    EXPECT_EQ(Ask(messages::setRegionVisibility, VisibilityRecord(3, true)),
+              NotificationBytes(6, 15132, VisibilityRecord(3, true)));
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
+    audience.peer.delays.Release(audience.peer.backlog);
+    EXPECT_EQ(TakeQueued(), Reply(messages::setRegionVisibility, accepted));
+}
+
+TEST_F(RequestHandler, AnswersBeforeItStopsReading)
+{
+    Cause("stall");
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
+    EXPECT_TRUE(audience.peer.IsPaused());
+}
+
+TEST_F(RequestHandler, RestartsAtARequest)
+{
+    Cause("restart request=Quit delay=1.5");
+    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
+    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Restart);
+    EXPECT_EQ(handler.RestartMs(), 1500);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ protected:
     {
         Request request;
         Decode(messageId, payload, request);
-        const Outcome outcome = sim::Serve(request, faults, service, subscriptions);
+        const Outcome outcome = sim::Serve(request, service, subscriptions);
         audience.published.clear();
         Budget budget;
         for (unsigned int record = outcome.next; record < outcome.end;) {
@@ -64,7 +64,6 @@ protected:
         return frame;
     }
 
-    Faults faults;
     sim::Subscriptions subscriptions;
     RecordingAudience audience;
     sim::SubtitleService service;
@@ -233,26 +232,6 @@ TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
     EXPECT_TRUE(Accepts(messages::unsubscribe, U32(1)));
     EXPECT_FALSE(subscriptions.Include(2));
     EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
-}
-
-TEST_F(SubtitleService, RefusesTheRequestsOfItsFault)
-{
-    for (bool Faults::*const fault :
-         {&Faults::refuseSensor, &Faults::refuseSubscribe, &Faults::refuseRefresh}) {
-        faults = {};
-        faults.*fault = true;
-        EXPECT_EQ(Accepts(messages::refreshRegions), fault != &Faults::refuseRefresh);
-        EXPECT_EQ(Accepts(messages::sendSensorUpdate, U32(1) + Bytes({1})),
-                  fault != &Faults::refuseSensor);
-        EXPECT_EQ(service.SensorIsOn(1), fault != &Faults::refuseSensor);
-        EXPECT_EQ(Accepts(messages::subscribe, U32(2) + U32(15129)),
-                  fault != &Faults::refuseSubscribe);
-        EXPECT_EQ(subscriptions.Include(2), fault != &Faults::refuseSubscribe);
-        EXPECT_TRUE(Accepts(messages::unsubscribe, U32(2)));
-    }
-    EXPECT_TRUE(Accepts(messages::setRegionVisibility, VisibilityRecord(1, true)));
-    EXPECT_FALSE(Accepts(messages::refreshRegions));
-    EXPECT_EQ(audience.published, Published{});
 }
 
 }  // namespace
