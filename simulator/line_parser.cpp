@@ -6,11 +6,13 @@
 #include "words/file_contents.h"
 #include "words/nearest_word.h"
 #include "words/times.h"
+#include "words/truth.h"
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 using namespace platform;
@@ -19,32 +21,7 @@ using namespace words;
 
 namespace {
 
-struct NamedNumber {
-    std::string_view word;
-    unsigned char number;
-};
-
-constexpr NamedNumber formats[] = {{"hd", 0}, {"sd", 1}, {"cif", 2}};
-constexpr NamedNumber truths[] = {{"true", 1}, {"false", 0}, {"yes", 1}, {"no", 0},
-                                  {"on", 1},   {"off", 0},   {"t", 1},   {"f", 0}};
-
-template <std::size_t count>
-const NamedNumber* FindNumber(const NamedNumber (&known)[count], std::string_view word)
-{
-    const auto* const found = std::find_if(
-        known, known + count, [&](const NamedNumber& one) { return one.word == word; });
-    return found == known + count ? nullptr : found;
-}
-
-template <std::size_t count>
-std::string NearestOf(const NamedNumber (&known)[count], std::string_view word)
-{
-    std::vector<std::string_view> candidates;
-    for (const NamedNumber& one : known) {
-        candidates.push_back(one.word);
-    }
-    return Suggestion(word, candidates);
-}
+constexpr std::string_view formats[] = {"hd", "sd", "cif"};  // by their numbers
 
 }  // namespace
 
@@ -148,13 +125,11 @@ unsigned char LineParser::Byte(std::size_t index, const char* what)
 unsigned char LineParser::Format(std::size_t index)
 {
     const std::string& word = line->words[index];
-    if (const NamedNumber* const named = FindNumber(formats, word)) {
-        return named->number;
-    }
-    unsigned int number = 0;
-    if (!ParseNumber(word, number) || number > 255) {
+    const auto* const named = std::find(std::begin(formats), std::end(formats), word);
+    auto number = static_cast<unsigned int>(named - formats);
+    if (named == std::end(formats) && (!ParseNumber(word, number) || number > 255)) {
         Refuse(index, "format " + Quoted(word) + " is not hd, sd, cif or a number from 0 to 255" +
-                          NearestOf(formats, word));
+                          Suggestion(word, {std::begin(formats), std::end(formats)}));
     }
     return static_cast<unsigned char>(number);
 }
@@ -162,11 +137,12 @@ unsigned char LineParser::Format(std::size_t index)
 bool LineParser::TrueOrFalse(std::size_t index, const char* what)
 {
     const std::string& word = line->words[index];
-    const NamedNumber* const named = FindNumber(truths, word);
-    if (named == nullptr) {
-        Refuse(index, what + Quoted(word) + " is not true or false" + NearestOf(truths, word));
+    bool truth = false;
+    if (!ParseTruth(word, truth)) {
+        Refuse(index, what + Quoted(word) + " is not true or false" +
+                          Suggestion(word, {"true", "false", "yes", "no", "on", "off"}));
     }
-    return named != nullptr && named->number != 0;
+    return truth;
 }
 
 std::vector<unsigned char> LineParser::Bytes(std::size_t index)
