@@ -2,10 +2,13 @@
 
 #include "platform/src/messaging_directory.h"
 #include "words/exit_status.h"
+#include "words/nearest_word.h"
 #include "words/text.h"
 
 #include <CLI/CLI.hpp>
 
+#include <memory>
+#include <sstream>
 #include <vector>
 
 using namespace platform;
@@ -21,6 +24,35 @@ std::string CheckFault(std::string& text)
     return problem;
 }
 
+/// Breaks the descriptions into lines, so that the help has at most 80 columns.
+class NarrowHelp : public CLI::Formatter {
+public:
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        std::istringstream words(CLI::Formatter::make_option_desc(option));
+        std::string text;
+        std::size_t column = 0;
+        for (std::string word; words >> word; column += word.size() + 1) {
+            const bool fits = get_column_width() + column + word.size() <= 80;
+            text += column == 0 ? "" : fits ? " " : "\n";
+            column = fits ? column : 0;
+            text += word;
+        }
+        return text;
+    }
+};
+
+/// The message about the first of \p surplus words.
+std::string NotAnOption(const CLI::App& app, const std::vector<std::string>& surplus)
+{
+    const std::string word = surplus.front().substr(0, surplus.front().find('='));
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        names.push_back(option->get_name());
+    }
+    return word + ": not an option" + words::Suggestion(word, {names.begin(), names.end()});
+}
+
 std::string CheckName(std::string& text)
 {
     return IsEndpointName(text) ? "" : "not an endpoint name";
@@ -34,6 +66,7 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
 {
     CLI::App app("A simulated subtitle service, reached through the messaging directory.",
                  "SubtitleMgrSim");
+    app.formatter(std::make_shared<NarrowHelp>());
     app.set_version_flag("--version", std::string("SubtitleMgrSim ") + SUBTITLE_VERSION);
     app.add_option("--name", options.name, "endpoint name, like SubtitleMgr or node1/SubtitleMgr")
         ->type_name("NAME")
@@ -44,6 +77,10 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
     CLI::Option* play = app.add_option("--play", options.scenario, "play a scenario")
                             ->type_name("FILE")
                             ->check(CLI::Validator(CheckFileName, ""));
+    app.add_option("--check", options.check,
+                   "check a scenario, write all mistakes on standard error and end")
+        ->type_name("FILE")
+        ->check(CLI::Validator(CheckFileName, ""));
     app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
     app.add_flag("--quiet", options.quiet,
                  "no line on standard error for a request that is served; lines about refusals, "
@@ -58,6 +95,9 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
         ->check(CLI::Validator(CheckFault, ""));
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ExtrasError&) {
+        app.exit(CLI::ParseError(NotAnOption(app, app.remaining()), status = words::exitUnusable));
+        return false;
     } catch (const CLI::ParseError& error) {
         status = app.exit(error) == 0 ? words::exitDone : words::exitUnusable;
         return false;

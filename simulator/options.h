@@ -12,6 +12,7 @@ struct Options {
     std::string name = "SubtitleMgr";
     std::string journal;   ///< empty for none
     std::string scenario;  ///< empty for none
+    std::string check;     ///< the scenario that is only checked; empty for none
     bool loop = false;
     bool quiet = false;
     std::vector<FaultSpec> faults;

@@ -1,199 +1,291 @@
 #include "simulator/scenario.h"
 
-#include "simulator/subscriptions.h"
+#include "simulator/line_parser.h"
 
-#include "platform/src/wire_format.h"
 #include "words/file_contents.h"
-#include "words/text.h"
-#include <PaletteItem.h>
-#include <RegionDataItem.h>
-#include <RegionVisItem.h>
+#include "words/times.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
+#include <utility>
 
-using namespace platform;
 using namespace sim;
 using namespace words;
 
 namespace {
 
-using Words = std::vector<std::string>;
+// What a scenario may cost.
+constexpr std::size_t mostSteps = 1000000;
+constexpr std::size_t mostText = 64 * 1024 * 1024;      ///< with all files that it includes
+constexpr std::size_t mostRecords = 128 * 1024 * 1024;  ///< bytes of all frames
+constexpr std::size_t mostIncludes = 1000;
+constexpr std::size_t deepestInclude = 16;
+constexpr std::size_t mostMistakes = 20;
 
-constexpr std::size_t maxScenario = 64 * 1024 * 1024;
+constexpr char tooManySteps[] = "the scenario has more than 1000000 steps";
+constexpr char tooLong[] = "the scenario is longer than 1000000000 seconds";
+constexpr char tooMuchText[] = "the scenario and the files that it includes have more than 64 MiB";
+constexpr char tooManyRecords[] = "the records of the scenario have more than 128 MiB";
+constexpr char tooManyIncludes[] = "the scenario includes files more than 1000 times";
 
-/// Turns lines into directives.
-class Parser {
+/// A repeat that has no end yet.
+struct Repeat {
+    std::size_t lineNumber;
+    std::size_t column;
+    unsigned int times;
+    std::size_t firstStep;
+    std::int64_t startUs;
+};
+
+/// A file that is being read; an included file is read before the rest of the including one.
+struct File {
+    const std::string path;
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    LineParser parser{Place::Scenario, folder};
+    std::size_t lineNumber = 0;
+    std::size_t column = 0;  ///< of the first word of the line
+    std::vector<Repeat> repeats{};
+};
+
+class Loader {
 public:
-    explicit Parser(const std::string& path) : folder(path.substr(0, path.rfind('/') + 1)) {}
-
-    /// \return why \p line is wrong; empty when it is not
-    std::string ParseLine(const std::string& line, Scenario& scenario)
+    Loader(Scenario& scenarioToFill, std::vector<std::string>& mistakesToFill)
+        : scenario(scenarioToFill), mistakes(mistakesToFill)
     {
-        const Words words = Split(line);
-        if (words.empty()) {
-            return "";
+    }
+
+    void ReadText(const std::string& text, const std::string& path)
+    {
+        textSize += text.size();
+        File file{path};
+        files.push_back(&file);
+        for (std::size_t start = 0; start < text.size() && !isStopped; ++start) {
+            const std::size_t end = std::min(text.find('\n', start), text.size());
+            ++file.lineNumber;
+            ReadLine(SplitLine(text.substr(start, end - start)));
+            start = end;
         }
-        const auto known = publications.find(words);
-        const Directive directive = known == publications.end() ? Parse(words) : known->second;
-        if (directive.kind == Directive::Kind::Publish) {
-            publications.emplace(words, directive);
+        for (const Repeat& open : file.repeats) {
+            file.lineNumber = open.lineNumber;
+            Refuse(open.column, "repeat without end");
         }
-        scenario.push_back(directive);
-        return reason;
+        files.pop_back();
     }
 
 private:
-    Directive Parse(const Words& words)
+    using Key = std::vector<std::string>;
+
+    File& Current() { return *files.back(); }
+
+    void ReadLine(const Line& line)
+    {
+        if (line.words.empty()) {
+            return;
+        }
+        Current().column = line.columns[0];
+        Key key = line.words;
+        key.push_back(Current().folder);
+        const auto known = publications.find(key);
+        if (known != publications.end()) {
+            Add(known->second);
+            return;
+        }
+        if (const Directive* const directive = Current().parser.Find(line)) {
+            Read(directive->word, line, std::move(key));
+        }
+        for (const LineMistake& mistake : Current().parser.Mistakes()) {
+            Refuse(mistake.column, mistake.reason);
+        }
+    }
+
+    void Read(std::string_view word, const Line& line, Key key)
     {
         static const struct {
-            const char* word;
-            std::size_t words;
-            const char* usage;
-            Directive (Parser::*parse)(const Words& words);
-        } directives[] = {
-            {"sleep", 2, "sleep MILLISECONDS", &Parser::Sleep},
-            {"wait-subscribers", 2, "wait-subscribers SUBSCRIPTION", &Parser::WaitSubscribers},
-            {"region-data", 4, "region-data REGION FORMAT DATA", &Parser::RegionData},
-            {"visibility", 3, "visibility REGION t|f", &Parser::Visibility},
-            {"palette", 5, "palette REGION BACKGROUND t|f DATA", &Parser::Palette},
+            std::string_view word;
+            void (Loader::*read)(const Line& line);
+        } readers[] = {
+            {"sleep", &Loader::ReadSleep},     {"wait-subscribers", &Loader::ReadWait},
+            {"log", &Loader::ReadLog},         {"repeat", &Loader::ReadRepeat},
+            {"include", &Loader::ReadInclude}, {"end", &Loader::ReadEnd},
         };
-        for (const auto& known : directives) {
-            if (words[0] == known.word && words.size() == known.words) {
-                return (this->*known.parse)(words);
-            }
-            if (words[0] == known.word) {
-                return Refuse(std::string("expected: ") + known.usage);
+        for (const auto& reader : readers) {
+            if (reader.word == word) {
+                (this->*reader.read)(line);
+                return;
             }
         }
-        return Refuse("unknown directive " + Quoted(words[0]));
+        ReadPublication(line, std::move(key));
     }
 
-    Directive Sleep(const Words& words)
+    void ReadPublication(const Line& line, Key key)
     {
-        unsigned int milliseconds = 0;
-        if (!ParseNumber(words[1], milliseconds)) {
-            Refuse(Quoted(words[1]) + " is not a number of milliseconds");
+        Step step;
+        if (!Current().parser.Publication(line, step)) {
+            return;
         }
-        return {Directive::Kind::Sleep, milliseconds, nullptr};
+        recordsSize += step.frame->size();
+        Limit(recordsSize <= mostRecords, tooManyRecords);
+        publications.emplace(std::move(key), step);
+        Add(std::move(step));
     }
 
-    Directive WaitSubscribers(const Words& words)
+    void ReadWait(const Line& line)
     {
-        unsigned int subscription = 0;
-        if (!ParseNumber(words[1], subscription) || ItemOf(subscription) == 0) {
-            Refuse("there is no subscription " + Quoted(words[1]) +
-                   "; there are 1, 2, 3, 4, 6, 10 and 12");
+        Step step;
+        if (Current().parser.WaitSubscribers(line, step)) {
+            Add(std::move(step));
         }
-        return {Directive::Kind::WaitSubscribers, subscription, nullptr};
     }
 
-    Directive RegionData(const Words& words)
+    void ReadLog(const Line& line)
     {
-        RegionDataItem record;
-        record.regionId = Byte("region ", words[1]);
-        record.subtitleFormat = Byte("format ", words[2]);
-        record.data = Bytes(words[3]);
-        return Publication(subscriptions::ForFormat(record.subtitleFormat), record);
+        Step step;
+        Current().parser.Log(line, step);
+        Add(std::move(step));
     }
 
-    Directive Visibility(const Words& words)
+    void ReadSleep(const Line& line)
     {
-        RegionVisItem record;
-        record.regionId = Byte("region ", words[1]);
-        record.visible = TrueOrFalse("visible ", words[2]);
-        return Publication(subscriptions::regionVisibility, record);
-    }
-
-    Directive Palette(const Words& words)
-    {
-        PaletteItem record;
-        record.regionId = Byte("region ", words[1]);
-        record.backgroundCode = Byte("background code ", words[2]);
-        record.fill = TrueOrFalse("fill ", words[3]);
-        record.paletteData = Bytes(words[4]);
-        return Publication(subscriptions::palette, record);
-    }
-
-    unsigned char Byte(const char* what, const std::string& word)
-    {
-        unsigned int number = 0;
-        if (!ParseNumber(word, number) || number > 255) {
-            Refuse(what + Quoted(word) + " is not a number from 0 to 255");
+        std::int64_t us = 0;
+        if (Current().parser.Sleep(line, us) && Limit(us <= TimeLeft(), tooLong)) {
+            scenario.lengthUs += us;
         }
-        return static_cast<unsigned char>(number);
     }
 
-    bool TrueOrFalse(const char* what, const std::string& word)
+    void ReadRepeat(const Line& line)
     {
-        if (word != "t" && word != "f") {
-            Refuse(what + Quoted(word) + " is not t or f");
+        unsigned int times = 0;
+        if (!ParseNumber(line.words[1], times) || times == 0 || times > mostSteps) {
+            Refuse(line.columns[1], Quoted(line.words[1]) + " is not a number from 1 to 1000000");
+            times = 1;
         }
-        return word == "t";
+        Current().repeats.push_back({Current().lineNumber, Current().column, times,
+                                     scenario.steps.size(), scenario.lengthUs});
     }
 
-    std::vector<unsigned char> Bytes(const std::string& word)
+    void ReadEnd(const Line&)
     {
-        std::vector<unsigned char> bytes;
-        if (word[0] == '@') {
-            const std::string path = (word[1] == '/' ? "" : folder) + word.substr(1);
-            std::string contents;
-            std::string problem;
-            if (!ReadFile(path, maxPayload, contents, problem)) {
-                Refuse(Quoted(word) + " cannot be read: " + problem);
-            }
-            bytes.assign(contents.begin(), contents.end());
-        } else if (word != "-" && !ParseHex(word, bytes)) {
-            Refuse(Quoted(word) + " is not hex bytes, @FILE or -");
+        if (Current().repeats.empty()) {
+            Refuse(Current().column, "end without repeat");
+            return;
         }
-        return bytes;
+        const Repeat repeat = Current().repeats.back();
+        Current().repeats.pop_back();
+        Unroll(repeat.firstStep, repeat.startUs, repeat.times - 1);
     }
 
-    Directive Publication(unsigned int subscription, const Item& record)
+    /// Adds \p copies of the steps and the time since those of the arguments.
+    void Unroll(std::size_t firstStep, std::int64_t startUs, unsigned int copies)
     {
-        if (record.EncodedSize() > maxPayload) {
-            return Refuse("a record of more than 16 MiB");
+        const std::size_t lastStep = scenario.steps.size();
+        const std::size_t count = lastStep - firstStep;
+        const std::int64_t us = scenario.lengthUs - startUs;
+        if (copies == 0 || !Limit(count <= (mostSteps - lastStep) / copies, tooManySteps) ||
+            !Limit(us <= TimeLeft() / copies, tooLong)) {
+            return;
         }
-        const SharedFrame frame = EncodeNotification(subscription, record);
-        return frame ? Directive{Directive::Kind::Publish, subscription, frame}
-                     : Refuse("there is no memory for it");
+        scenario.steps.reserve(lastStep + count * copies);
+        for (std::size_t i = 0; i < count * copies; ++i) {
+            Step copy = scenario.steps[firstStep + i];  // which may be a copy already
+            copy.atUs += us;
+            scenario.steps.push_back(std::move(copy));
+        }
+        scenario.lengthUs += us * copies;
     }
 
-    /// Keeps the first mistake. \return an empty directive
-    Directive Refuse(const std::string& why)
+    void ReadInclude(const Line& line)
     {
-        reason = reason.empty() ? why : reason;
-        return {};
+        const std::string& name = line.words[1];
+        const std::string path = (name[0] == '/' ? "" : Current().folder) + name;
+        if (IsBeingRead(path)) {
+            Refuse(line.columns[1], Quoted(name) + " includes itself");
+        } else if (files.size() > deepestInclude) {
+            Refuse(line.columns[1], "includes are nested more than 16 deep");
+        } else if (Limit(++includes <= mostIncludes, tooManyIncludes)) {
+            IncludeFile(path, line);
+        }
     }
 
-    const std::string folder;  ///< of the files after @; empty or with a slash at the end
-    std::string reason;
-    std::map<Words, Directive> publications;  ///< so that a repeated line is encoded once
+    void IncludeFile(const std::string& path, const Line& line)
+    {
+        const std::size_t left = mostText - textSize;
+        std::string text;
+        std::string problem;
+        if (ReadFile(path, left, text, problem)) {
+            ReadText(text, path);
+        } else if (Limit(text.size() <= left, tooMuchText)) {
+            Refuse(line.columns[1], Quoted(line.words[1]) + " cannot be read: " + problem);
+        }
+    }
+
+    bool IsBeingRead(const std::string& path) const
+    {
+        return std::any_of(files.begin(), files.end(), [&](const File* file) {
+            std::error_code isAbsent;
+            return std::filesystem::equivalent(file->path, path, isAbsent);
+        });
+    }
+
+    void Add(Step step)
+    {
+        if (Limit(scenario.steps.size() < mostSteps, tooManySteps)) {
+            step.atUs = scenario.lengthUs;
+            scenario.steps.push_back(std::move(step));
+        }
+    }
+
+    std::int64_t TimeLeft() const { return longestTimeUs - scenario.lengthUs; }
+
+    /// Refuses the rest of the scenario when a limit is not kept. \return \p isKept
+    bool Limit(bool isKept, const char* reason)
+    {
+        if (!isKept) {
+            Refuse(Current().column, reason);
+            isStopped = true;
+        }
+        return isKept;
+    }
+
+    void Refuse(std::size_t column, const std::string& reason)
+    {
+        if (isStopped) {
+            return;
+        }
+        isStopped = mistakes.size() == mostMistakes;
+        mistakes.push_back(isStopped ? files.front()->path +
+                                           ": more than 20 mistakes; the rest is not shown"
+                                     : Current().path + ":" + std::to_string(Current().lineNumber) +
+                                           ":" + std::to_string(column) + ": " + reason);
+    }
+
+    Scenario& scenario;
+    std::vector<std::string>& mistakes;
+    std::vector<File*> files;  ///< that are being read, the included one last
+    std::size_t textSize = 0;
+    std::size_t recordsSize = 0;
+    std::size_t includes = 0;
+    bool isStopped = false;            ///< by a limit
+    std::map<Key, Step> publications;  ///< so that a repeated line is encoded once
 };
 
 }  // namespace
 
 bool sim::ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
-                        std::string& problem)
+                        std::vector<std::string>& mistakes)
 {
-    Parser parser(path);
-    unsigned int lineNumber = 0;
-    std::string reason;
-    for (std::size_t start = 0; start < text.size() && reason.empty(); ++lineNumber) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        reason = parser.ParseLine(text.substr(start, end - start), scenario);
-        start = end + 1;
-    }
-    problem = reason.empty() ? "" : path + ":" + std::to_string(lineNumber) + ": " + reason;
-    return reason.empty();
+    Loader(scenario, mistakes).ReadText(text, path);
+    return mistakes.empty();
 }
 
-bool sim::LoadScenario(const std::string& path, Scenario& scenario, std::string& problem)
+bool sim::LoadScenario(const std::string& path, Scenario& scenario,
+                       std::vector<std::string>& mistakes)
 {
     std::string text;
-    if (!ReadFile(path, maxScenario, text, problem)) {
-        problem = path + ": cannot be read: " + problem;
+    std::string problem;
+    if (!ReadFile(path, mostText, text, problem)) {
+        mistakes.push_back(path + ": cannot be read: " + problem);
         return false;
     }
-    return ParseScenario(text, path, scenario, problem);
+    return ParseScenario(text, path, scenario, mistakes);
 }

@@ -1,32 +1,30 @@
 #pragma once
 
-#include "simulator/notification.h"
+#include "simulator/step.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace sim {
 
-/// One line of a scenario, ready to be played.
-struct Directive {
-    enum class Kind { Publish, Sleep, WaitSubscribers };
-
-    Kind kind = Kind::Sleep;
-    unsigned int number = 0;  ///< subscription to publish under or to wait for, or milliseconds
-    SharedFrame frame;        ///< of Publish
+/// A scenario, ready to be played: without its repeats, includes and sleeps.
+struct Scenario {
+    std::vector<Step> steps;    ///< in the order of their times
+    std::int64_t lengthUs = 0;  ///< all sleeps together
 };
-
-using Scenario = std::vector<Directive>;
 
 /// Reads a scenario; docs/simulator.md describes the language.
 ///
-/// \param text   contents of the file
-/// \param path   name of the file: for messages, and for the folder of the files after @
-/// \return false with `FILE:LINE: reason` in \p problem
+/// \param text      contents of the file
+/// \param path      name of the file: for messages, and for the folder of the files that it names
+/// \param mistakes  each with `FILE:LINE:COLUMN: ` at its beginning, without end of line; after
+///                  the first 20 one more line says so
+/// \return whether there are no mistakes
 bool ParseScenario(const std::string& text, const std::string& path, Scenario& scenario,
-                   std::string& problem);
+                   std::vector<std::string>& mistakes);
 
-/// Reads the file \p path. \return false with the reason in \p problem
-bool LoadScenario(const std::string& path, Scenario& scenario, std::string& problem);
+/// Reads the file \p path. \return whether there are no mistakes
+bool LoadScenario(const std::string& path, Scenario& scenario, std::vector<std::string>& mistakes);
 
 }  // namespace sim

@@ -24,18 +24,18 @@ public:
 private:
     using Clock = platform::Deadline::Clock;
 
-    bool Play(const Directive& directive, Budget& budget);
-    bool Publish(const Directive& directive, Budget& budget);
+    bool Play(const Step& step, Budget& budget);
+    bool Publish(const Step& step, Budget& budget);
     void StartAgain();
-    int RestMs() const;
+    static int MsUntil(Clock::time_point due);
 
     const Scenario& scenario;
     const bool loop;
     SubtitleService& service;
     Audience& audience;
     std::size_t next = 0;
-    Clock::time_point restEnd{};
-    bool passTakesTime = false;  ///< it has a subscriber or sleeps
+    Clock::time_point start{};   ///< of the pass; not begun while it is the epoch
+    bool passTakesTime = false;  ///< it has a subscriber
 };
 
 }  // namespace sim

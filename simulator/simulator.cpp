@@ -15,6 +15,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <vector>
 
 using namespace platform;
 using namespace sim;
@@ -49,12 +50,27 @@ void RaiseDescriptorLimit()
     }
 }
 
+/// Writes every mistake on standard error. \return the exit status
+int Load(const std::string& path, Scenario& scenario)
+{
+    std::vector<std::string> mistakes;
+    if (LoadScenario(path, scenario, mistakes)) {
+        return exitDone;
+    }
+    for (const std::string& mistake : mistakes) {
+        Say(mistake.c_str(), "", "");
+    }
+    return exitUnusable;
+}
+
 int RunService(const Options& options)
 {
     std::string problem;
     Scenario scenario;
-    if (!options.scenario.empty() && !LoadScenario(options.scenario, scenario, problem)) {
-        Say(problem.c_str(), "", "");
+    if (!options.check.empty()) {
+        return Load(options.check, scenario);
+    }
+    if (!options.scenario.empty() && Load(options.scenario, scenario) != exitDone) {
         return exitUnusable;
     }
     Journal journal;

@@ -94,6 +94,17 @@ def check_options():
     expect_same("faults in the help", faults(), faults() & find_all(r"[\w-]+", service_help()))
 
 
+def directives(*places):
+    """Returns the words of the table that are allowed in one of these places."""
+    rows = find_all(r'^ *\{"([\w-]+)", Place::(\w+),', read("tools/words/directives.h"))
+    return {word for word, place in rows if place in places}
+
+
+def check_directives():
+    described = find_all(r"^\.It Cm (\S+)", section("subtitle-scenario.5", "DESCRIPTION"))
+    expect_same("directives of scenarios", directives("Scenario", "Both"), described)
+
+
 def check_keys():
     for heading, source in CONSOLES.items():
         entries = find_all(r"^\.It (Ic .*)$", section("SubtitleMgrCli.1", heading))
@@ -143,7 +154,11 @@ def sources_of(*folders):
 
 def check_messages():
     """A page has every message that a program prints or logs."""
-    of_scenarios = ["simulator/scenario.cpp"]
+    of_scenarios = [
+        "simulator/line_parser.cpp",
+        "simulator/scenario.cpp",
+        "tools/words/directives.cpp",
+    ]
     sources = {
         "SubtitleMgrCli.1": sources_of("client", "platform/src"),
         "SubtitleMgrSim.1": ["platform/src/messaging_directory.cpp", "platform/src/wire_format.cpp"]
@@ -159,7 +174,7 @@ def check_messages():
         r"|Generating test|rows by"
     )
     help_text = service_help() + run(BIN_DIR / "SubtitleMgrTap", "--help").stdout
-    help_text = help_text.replace("\n", " ")
+    help_text = " ".join(help_text.split())
     for page, paths in sources.items():
         text = rendered(page)
         messages = [

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
@@ -45,8 +46,11 @@ TEST_P(BadCommandLine, EndsWithStatusTwo)
 INSTANTIATE_TEST_SUITE_P(
     Options, BadCommandLine,
     testing::Values(
-        BadOptions{"Unknown", {"--bogus"}, "The following argument was not expected: --bogus"},
-        BadOptions{"Word", {"SubtitleMgr"}, "The following argument was not expected: SubtitleMgr"},
+        BadOptions{"Unknown", {"--bogus"}, "--bogus: not an option"},
+        BadOptions{"Word", {"SubtitleMgr"}, "SubtitleMgr: not an option"},
+        BadOptions{"Misspelt",
+                   {"--jurnal=j", "--quiet"},
+                   "--jurnal: not an option; did you mean --journal?"},
         BadOptions{"NoName", {"--name"}, "--name: 1 required NAME missing"},
         BadOptions{"BadName", {"--name", "../SubtitleMgr"}, "--name: not an endpoint name"},
         BadOptions{"LoopAlone", {"--loop"}, "--loop requires --play"},
@@ -62,8 +66,55 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Start, IsRefusedWithABadScenario)
 {
     const std::string path = files / "bad.scenario";
-    WriteWholeFile(path, "# fine\n\nsleep 5\nrepeat\n");
-    ExpectRefused({"--play", path}, 2, path + ":4: unknown directive 'repeat'");
+    WriteWholeFile(path, "# fine\n\nsleep 5\nrepeat\nsleep five\n");
+    ExpectRefused({"--play", path}, 2,
+                  path + ":4:1: expected: repeat COUNT\n" + path +
+                      ":5:7: 'five' is not a time like 500 (milliseconds), 500ms or 2s");
+}
+
+TEST_F(Start, ChecksAScenarioWithoutServing)
+{
+    WriteWholeFile(files / "part", "visibility 3 t\n");
+    WriteWholeFile(files / "drive", R"(wait-subscribers 10
+repeat 3
+  include part
+  sleep 500ms
+end
+log over
+)");
+    const Ended right = RunToEnd({"--check", files / "drive"});
+    EXPECT_EQ(right.output + right.errors, "");
+    EXPECT_EQ(right.status, 0);
+
+    WriteWholeFile(files / "part", "visibilty 3 t\n");
+    WriteWholeFile(files / "drive", R"(wait-subscribers 5
+repeat 3
+  include part
+  region-data 3 cfi 0
+log over
+)");
+    const Ended wrong = RunToEnd({"--check", files / "drive"});
+    EXPECT_EQ(wrong.output, "");
+    const std::string folder = files.Path() + "/";
+    EXPECT_EQ(wrong.errors,
+              folder +
+                  "drive:1:18: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and "
+                  "12\n" +
+                  folder + "part:1:1: unknown directive 'visibilty'; did you mean visibility?\n" +
+                  folder +
+                  "drive:4:17: format 'cfi' is not hd, sd, cif or a number from 0 to 255; "
+                  "did you mean cif?\n" +
+                  folder + "drive:4:21: '0' is not hex bytes, @FILE or -\n" + folder +
+                  "drive:2:1: repeat without end\n");
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+}
+
+TEST_F(Start, PlaysRepeatedIncludedAndLoggedLines)
+{
+    service.Accompany("part", "log part\n").Play("repeat 2\ninclude part\nend\nlog over\n").Start();
+    service.Process().WaitForErrors(
+        "SubtitleMgrSim: part\nSubtitleMgrSim: part\nSubtitleMgrSim: over\n");
 }
 
 TEST_F(Start, IsRefusedWithoutItsScenarioOrJournal)
@@ -134,8 +185,12 @@ TEST_F(Help, NamesEveryOption)
     EXPECT_EQ(help.errors, "");
     for (const char* option :
          {"--help", "--version", "--name NAME", "--journal FILE", "--play FILE", "--loop",
-          "--quiet", "--fault SPEC", "refuse, mute, hang-up, garbage, late, wrong-reply, "}) {
+          "--quiet", "--fault SPEC", "--check FILE"}) {
         EXPECT_NE(help.output.find(option), std::string::npos) << option;
+    }
+    std::istringstream lines(help.output);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80u) << line;
     }
     EXPECT_EQ(RunToEnd({"--version"}).output, "SubtitleMgrSim " SUBTITLE_VERSION "\n");
 }

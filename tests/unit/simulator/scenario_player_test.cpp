@@ -24,8 +24,9 @@ protected:
     /// Plays a turn's share of a scenario. \return the result of Advance()
     int Play(const std::string& text, bool loop = false)
     {
-        std::string problem;
-        EXPECT_TRUE(ParseScenario(text, "test", scenario, problem)) << problem;
+        scenario = {};
+        std::vector<std::string> mistakes;
+        EXPECT_TRUE(ParseScenario(text, "test", scenario, mistakes)) << mistakes.front();
         player = std::make_unique<sim::ScenarioPlayer>(scenario, loop, service, audience);
         return player->Advance();
     }
@@ -98,7 +99,7 @@ TEST_F(ScenarioPlayer, SleepsForTheTimeGiven)
 
 TEST_F(ScenarioPlayer, DoesNotOverflowInAVeryLongSleep)
 {
-    EXPECT_EQ(Play("sleep 4294967295\n"), 24 * 60 * 60 * 1000);
+    EXPECT_EQ(Play("sleep 4294967295\nvisibility 1 t\n"), 24 * 60 * 60 * 1000);
 }
 
 TEST_F(ScenarioPlayer, PlaysATurnsShareOfManyLines)

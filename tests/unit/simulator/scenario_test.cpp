@@ -5,207 +5,263 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include <filesystem>
 
 namespace {
 
+using sim::Step;
+
+std::string Joined(const std::vector<std::string>& lines)
+{
+    std::string all;
+    for (const std::string& line : lines) {
+        all += line + "\n";
+    }
+    return all;
+}
+
+std::string Repeated(std::size_t count, const std::string& text)
+{
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
 class Scenario : public testing::Test {
 protected:
-    /// The directives of a valid text.
+    /// A valid text.
     sim::Scenario Parsed(const std::string& text) const
     {
         sim::Scenario scenario;
-        std::string problem;
-        EXPECT_TRUE(ParseScenario(text, path, scenario, problem)) << problem;
+        std::vector<std::string> mistakes;
+        EXPECT_TRUE(ParseScenario(text, path, scenario, mistakes)) << Joined(mistakes);
         return scenario;
     }
 
-    /// The frame that a line publishes.
-    std::string FrameOf(const std::string& line) const
+    /// Time and contents of each step, and the length: "0 region 1; 500 log x; = 500".
+    std::string StepsOf(const std::string& text) const
     {
-        const sim::Scenario scenario = Parsed(line);
-        if (scenario.size() != 1 || scenario[0].kind != Directive::Kind::Publish) {
-            ADD_FAILURE() << line << " is not one publication";
-            return "";
+        const sim::Scenario scenario = Parsed(text);
+        std::string all;
+        for (const Step& step : scenario.steps) {
+            all += std::to_string(step.atUs) + " " + Summary(step) + "; ";
         }
-        return BytesOf(scenario[0].frame);
+        return all + "= " + std::to_string(scenario.lengthUs);
     }
 
-    /// The error message for an invalid text, without the path.
-    std::string ProblemOf(const std::string& text) const
+    /// The mistakes of an invalid text; the folder of the scenario is left out.
+    std::string MistakesOf(const std::string& text) const
     {
         sim::Scenario scenario;
-        std::string problem;
-        EXPECT_FALSE(ParseScenario(text, path, scenario, problem)) << text;
-        EXPECT_EQ(problem.substr(0, path.size() + 1), path + ":");
-        return problem.substr(path.size() + 1);
+        std::vector<std::string> mistakes;
+        EXPECT_FALSE(ParseScenario(text, path, scenario, mistakes)) << text;
+        for (std::string& mistake : mistakes) {
+            EXPECT_EQ(mistake.substr(0, folder.Path().size() + 1), folder.Path() + "/");
+            mistake.erase(0, folder.Path().size() + 1);
+        }
+        return Joined(mistakes);
+    }
+
+    void Write(const std::string& name, const std::string& text) const
+    {
+        WriteWholeFile(folder / name, text);
     }
 
     const TempDir folder;
-    const std::string path = folder / "demo.scenario";
+    const std::string path = folder / "main";
+
+private:
+    static std::string Summary(const Step& step)
+    {
+        switch (step.kind) {
+        case Step::Kind::Publish:
+            return "region " + std::to_string(step.frame->at(frameHeaderSize));
+        case Step::Kind::WaitSubscribers: return "wait " + std::to_string(step.subscription);
+        case Step::Kind::Log: return "log " + *step.text;
+        case Step::Kind::AwaitRequest: break;
+        }
+        return "?";
+    }
 };
 
-TEST_F(Scenario, PublishesRegionDataByItsFormat)
+TEST_F(Scenario, TurnsSleepsIntoTimes)
 {
-    const std::string pixels = Bytes({0x00, 0x01, 0xFE, 0xFF});
-    const auto expected = [&](unsigned int subscription, unsigned int region, unsigned int format) {
-        return NotificationBytes(subscription, 15129, RegionDataRecord(region, format, pixels));
-    };
-    EXPECT_EQ(FrameOf("region-data 0 0 0001feff"), expected(2, 0, 0));
-    EXPECT_EQ(FrameOf("region-data 3 1 0001FEFF"), expected(3, 3, 1));
-    EXPECT_EQ(FrameOf("region-data 3 2 0001feFF"), expected(4, 3, 2));
-    EXPECT_EQ(FrameOf("region-data 3 3 0001feff"), expected(12, 3, 3));
-    EXPECT_EQ(FrameOf("region-data 255 255 0001feff"), expected(12, 255, 255));
-    EXPECT_EQ(Parsed("region-data 3 3 00")[0].number, 12u);
+    EXPECT_EQ(StepsOf(""), "= 0");
+    EXPECT_EQ(
+        StepsOf("# a comment\n\n   \t\r\n  visibility\t1 t   # shown\r\n#\nsleep 2#x\nlog end"),
+        "0 region 1; 2000 log end; = 2000");
+    EXPECT_EQ(StepsOf("sleep 1ms\nvisibility 1 t\nsleep 2s\nwait-subscribers 10\nsleep 3\n"),
+              "1000 region 1; 2001000 wait 10; = 2004000");
 }
 
-TEST_F(Scenario, PublishesVisibility)
+TEST_F(Scenario, RepeatsLines)
 {
-    EXPECT_EQ(FrameOf("visibility 3 t"), NotificationBytes(6, 15132, VisibilityRecord(3, true)));
-    EXPECT_EQ(FrameOf("visibility 14 f"), NotificationBytes(6, 15132, VisibilityRecord(14, false)));
+    EXPECT_EQ(StepsOf("repeat 2\nvisibility 1 t\nsleep 1\nend\nvisibility 2 t"),
+              "0 region 1; 1000 region 1; 2000 region 2; = 2000");
+    EXPECT_EQ(StepsOf("repeat 2\nvisibility 1 t\nsleep 1\nrepeat 3\nlog x\nsleep 2\nend\nend"),
+              "0 region 1; 1000 log x; 3000 log x; 5000 log x; "
+              "7000 region 1; 8000 log x; 10000 log x; 12000 log x; = 14000");
+    EXPECT_EQ(StepsOf("repeat 1000000\nend\nrepeat 1\nlog x\nend"), "0 log x; = 0");
+    EXPECT_EQ(StepsOf("repeat 1000000\nrepeat 1000\nsleep 1\nend\nend"), "= 1000000000000");
 }
 
-TEST_F(Scenario, PublishesPalettes)
+TEST_F(Scenario, IncludesFilesBesideTheIncludingOne)
 {
-    EXPECT_EQ(FrameOf("palette 2 31 t 10ff"),
-              NotificationBytes(10, 15133, PaletteRecord(2, 31, true, "\x10\xff")));
-    EXPECT_EQ(FrameOf("palette 2 255 f -"),
-              NotificationBytes(10, 15133, PaletteRecord(2, 255, false, "")));
-}
-
-TEST_F(Scenario, SleepsAndWaits)
-{
-    const sim::Scenario scenario = Parsed("sleep 500\nwait-subscribers 10\nsleep 4294967295\n");
-    ASSERT_EQ(scenario.size(), 3u);
-    EXPECT_EQ(scenario[0].kind, Directive::Kind::Sleep);
-    EXPECT_EQ(scenario[0].number, 500u);
-    EXPECT_EQ(scenario[1].kind, Directive::Kind::WaitSubscribers);
-    EXPECT_EQ(scenario[1].number, 10u);
-    EXPECT_EQ(scenario[2].number, 4294967295u);
-}
-
-TEST_F(Scenario, IgnoresCommentsBlankLinesAndCarriageReturns)
-{
-    EXPECT_TRUE(Parsed("").empty());
-    const sim::Scenario scenario =
-        Parsed("# a comment\n\n   \t\r\n  sleep\t1   # until it shows\r\n#\nsleep 2#x\nsleep 3");
-    ASSERT_EQ(scenario.size(), 3u);
-    EXPECT_EQ(scenario[0].number, 1u);
-    EXPECT_EQ(scenario[1].number, 2u);
-    EXPECT_EQ(scenario[2].number, 3u);
-}
-
-TEST_F(Scenario, ReadsFilesInItsFolder)
-{
-    const std::string pixels("\0\1\2", 3);
-    const std::string bitmap = NotificationBytes(2, 15129, RegionDataRecord(1, 0, pixels));
-    WriteWholeFile(folder / "pixels.bin", pixels);
-    EXPECT_EQ(FrameOf("region-data 1 0 @pixels.bin"), bitmap);
-    EXPECT_EQ(FrameOf("region-data 1 0 @" + folder.Path() + "/pixels.bin"), bitmap);
-    const sim::Scenario again = Parsed("region-data 1 0 @pixels.bin\npalette 1 0 t @pixels.bin\n");
-    ASSERT_EQ(again.size(), 2u);
-    EXPECT_EQ(BytesOf(again[1].frame),
-              NotificationBytes(10, 15133, PaletteRecord(1, 0, true, pixels)));
+    std::filesystem::create_directory(folder / "sub");
+    Write("sub/one", "visibility 1 t\nsleep 1\ninclude two\nregion-data 3 hd @pixels");
+    Write("sub/two", "log two");
+    Write("sub/pixels", "\x10");
+    Write("pixels", "\x20");
+    EXPECT_EQ(StepsOf("repeat 2\ninclude sub/one\nend\ninclude " + folder.Path() + "/sub/two"),
+              "0 region 1; 1000 log two; 1000 region 3; "
+              "1000 region 1; 2000 log two; 2000 region 3; 2000 log two; = 2000");
+    const sim::Scenario both = Parsed("region-data 3 hd @pixels\ninclude sub/one");
+    EXPECT_EQ(BytesOf(both.steps.front().frame).back(), '\x20');
+    EXPECT_EQ(BytesOf(both.steps.back().frame).back(), '\x10');
 }
 
 TEST_F(Scenario, KeepsOneFrameForEqualLines)
 {
     const sim::Scenario scenario = Parsed("region-data 1 0 aa\nregion-data  1\t0 aa # again\n");
-    ASSERT_EQ(scenario.size(), 2u);
-    EXPECT_EQ(scenario[0].frame, scenario[1].frame);
+    ASSERT_EQ(scenario.steps.size(), 2u);
+    EXPECT_EQ(scenario.steps[0].frame, scenario.steps[1].frame);
 }
 
 TEST_F(Scenario, TakesARecordOf16MiBAndNoLargerOne)
 {
     constexpr std::size_t most = 16 * 1024 * 1024;
-    WriteWholeFile(folder / "file", std::string(most - 6, 'x'));
-    EXPECT_EQ(FrameOf("region-data 1 0 @file").size(), 16u + most);
-    EXPECT_EQ(ProblemOf("palette 1 0 t @file"), "1: a record of more than 16 MiB");
-    WriteWholeFile(folder / "file", std::string(most - 5, 'x'));
-    EXPECT_EQ(ProblemOf("region-data 1 0 @file"), "1: a record of more than 16 MiB");
-    WriteWholeFile(folder / "file", std::string(most + 1, 'x'));
-    EXPECT_EQ(ProblemOf("region-data 1 0 @file"),
-              "1: '@file' cannot be read: more than 16777216 bytes");
+    Write("file", std::string(most - 6, 'x'));
+    EXPECT_EQ(BytesOf(Parsed("region-data 1 0 @file").steps.at(0).frame).size(), 16u + most);
+    EXPECT_EQ(MistakesOf("palette 1 0 t @file"), "main:1:15: a record of more than 16 MiB\n");
+    Write("file", std::string(most - 5, 'x'));
+    EXPECT_EQ(MistakesOf("region-data 1 0 @file"), "main:1:17: a record of more than 16 MiB\n");
+    Write("file", std::string(most + 1, 'x'));
+    EXPECT_EQ(MistakesOf("region-data 1 0 @file"),
+              "main:1:17: '@file' cannot be read: more than 16777216 bytes\n");
 }
 
-TEST_F(Scenario, RefusesALineWithItsNumberAndReason)
+TEST_F(Scenario, IsRefusedWithEveryMistake)
 {
+    Write("included", "\nvisibility 3\nrepeat 2\n");
+    Write("again", "include main\n");
+    Write("main", "");
     const struct {
-        const char* line;
-        const char* reason;
+        const char* text;
+        const char* mistakes;
     } rows[] = {
-        {"regoin-data 1 2 3", "unknown directive 'regoin-data'"},
-        {"\x1b[2J\x9b", "unknown directive '?[2J?'"},
-        {"region-data 3 2", "expected: region-data REGION FORMAT DATA"},
-        {"region-data 3 2 00 01", "expected: region-data REGION FORMAT DATA"},
-        {"visibility 3", "expected: visibility REGION t|f"},
-        {"visibility 3 t t", "expected: visibility REGION t|f"},
-        {"palette 2 31 t", "expected: palette REGION BACKGROUND t|f DATA"},
-        {"palette", "expected: palette REGION BACKGROUND t|f DATA"},
-        {"sleep", "expected: sleep MILLISECONDS"},
-        {"wait-subscribers", "expected: wait-subscribers SUBSCRIPTION"},
-        {"region-data 256 2 00", "region '256' is not a number from 0 to 255"},
-        {"region-data -1 2 00", "region '-1' is not a number from 0 to 255"},
-        {"region-data 1 0x2 00", "format '0x2' is not a number from 0 to 255"},
-        {"region-data 1 99999999999999999999999 00",
-         "format '99999999999999999999999' is not a number from 0 to 255"},
-        {"visibility 256 t", "region '256' is not a number from 0 to 255"},
-        {"palette 256 1 t -", "region '256' is not a number from 0 to 255"},
-        {"palette 1 256 t -", "background code '256' is not a number from 0 to 255"},
-        {"sleep 4294967296", "'4294967296' is not a number of milliseconds"},
-        {"sleep 1s", "'1s' is not a number of milliseconds"},
+        {"sleep 1\n\n  regoin-data 1 2 3\n\nvisibility 300 maybe\n",
+         "main:3:3: unknown directive 'regoin-data'; did you mean region-data?\n"
+         "main:5:12: region '300' is not a number from 0 to 255\n"
+         "main:5:16: visible 'maybe' is not true or false\n"},
+        {"\x1b[2J\x9b", "main:1:1: unknown directive '?[2J?'\n"},
+        {"faults", "main:1:1: faults is allowed only on the control socket\n"},
+        {"palette", "main:1:1: expected: palette REGION BACKGROUND true|false DATA\n"},
+        {"visibility 3 t t", "main:1:1: expected: visibility REGION true|false\n"},
+        {"sleep 1h", "main:1:7: '1h' is not a time like 500 (milliseconds), 500ms or 2s\n"},
         {"wait-subscribers all",
-         "there is no subscription 'all'; there are 1, 2, 3, 4, 6, 10 and 12"},
-        {"wait-subscribers 5", "there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12"},
-        {"visibility 3 true", "visible 'true' is not t or f"},
-        {"palette 3 1 T -", "fill 'T' is not t or f"},
-        {"region-data 3 2 0", "'0' is not hex bytes, @FILE or -"},
-        {"region-data 3 2 0g", "'0g' is not hex bytes, @FILE or -"},
-        {"region-data 3 2 g0", "'g0' is not hex bytes, @FILE or -"},
-        {"palette 3 2 t --", "'--' is not hex bytes, @FILE or -"},
-        {"region-data 1 0 @missing", "'@missing' cannot be read: No such file or directory"},
-        {"region-data 1 0 @", "'@' cannot be read: Is a directory"},
-        {"region-data 1 0 @fifo", "'@fifo' cannot be read: not a file"},
-        {"region-data 1 0 @/dev/zero", "'@/dev/zero' cannot be read: not a file"},
+         "main:1:18: there is no subscription 'all'; there are 1, 2, 3, 4, 6, 10 and 12\n"},
+        {"end\n", "main:1:1: end without repeat\n"},
+        {"repeat 2\n  repeat 3\nend\n", "main:1:1: repeat without end\n"},
+        {"repeat 0\nvisibilty 1 t\nend",
+         "main:1:8: '0' is not a number from 1 to 1000000\n"
+         "main:2:1: unknown directive 'visibilty'; did you mean visibility?\n"},
+        {"repeat twice\nend", "main:1:8: 'twice' is not a number from 1 to 1000000\n"},
+        {"include missing", "main:1:9: 'missing' cannot be read: No such file or directory\n"},
+        {"include included\nend", "included:2:1: expected: visibility REGION true|false\n"
+                                  "included:3:1: repeat without end\n"
+                                  "main:2:1: end without repeat\n"},
+        {"include main", "main:1:9: 'main' includes itself\n"},
+        {"include again", "again:1:9: 'main' includes itself\n"},
     };
-    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     for (const auto& row : rows) {
-        EXPECT_EQ(ProblemOf(std::string("sleep 1\n\n") + row.line + "\nsleep 1\n"),
-                  std::string("3: ") + row.reason);
+        EXPECT_EQ(MistakesOf(row.text), row.mistakes) << row.text;
     }
 }
 
-TEST_F(Scenario, ShowsNoZeroByteAndNoEndlessWordInAMessage)
+TEST_F(Scenario, ShowsTwentyMistakes)
 {
-    EXPECT_EQ(ProblemOf(std::string(1000, 'x')),
-              "1: unknown directive '" + std::string(40, 'x') + "...'");
-    EXPECT_EQ(ProblemOf(std::string("sle\0ep 1", 8)), "1: unknown directive 'sle?ep'");
+    const std::string twenty = Repeated(20, "x\n");
+    std::string expected;
+    for (int line = 1; line <= 20; ++line) {
+        expected += "main:" + std::to_string(line) + ":1: unknown directive 'x'\n";
+    }
+    EXPECT_EQ(MistakesOf(twenty), expected);
+    const std::string last = "main: more than 20 mistakes; the rest is not shown\n";
+    EXPECT_EQ(MistakesOf(twenty + "x\nx\n"), expected + last);
+    EXPECT_EQ(MistakesOf("repeat 2\n" + twenty + "include x\n"), [&] {
+        std::string shifted;
+        for (int line = 2; line <= 21; ++line) {
+            shifted += "main:" + std::to_string(line) + ":1: unknown directive 'x'\n";
+        }
+        return shifted + last;
+    }());
+}
+
+TEST_F(Scenario, KeepsItsLimits)
+{
+    Write("empty", "");
+    Write("large", std::string(16 * 1024 * 1024 - 6, 'x'));
+    Write("text", "#" + std::string(32 * 1024 * 1024, 'x'));
+    Write("deep16", "");
+    for (int i = 0; i < 16; ++i) {
+        Write("deep" + std::to_string(i), "include deep" + std::to_string(i + 1));
+    }
+    std::string records;
+    for (int i = 0; i < 8; ++i) {
+        records += "region-data " + std::to_string(i) + " 0 @large\n";
+    }
+    const std::string wait = "wait-subscribers 1\n";
+    const struct {
+        std::string text;
+        const char* mistakes;
+    } rows[] = {
+        {"repeat 1000000\nlog x\nend\nlog x\nx",
+         "main:4:1: the scenario has more than 1000000 steps\n"},
+        {"repeat 1000\nrepeat 1000\nlog x\nend\nend\nrepeat 2\nlog x\nend",
+         "main:7:1: the scenario has more than 1000000 steps\n"},
+        {"repeat 1001\nrepeat 1000\nlog x\nend\n end",
+         "main:5:2: the scenario has more than 1000000 steps\n"},
+        {"sleep 1000000000s\nsleep 1",
+         "main:2:1: the scenario is longer than 1000000000 seconds\n"},
+        {"repeat 1000000\nrepeat 1000000\nsleep 1.1\nend\nend",
+         "main:5:1: the scenario is longer than 1000000000 seconds\n"},
+        {records, "main:8:1: the records of the scenario have more than 128 MiB\n"},
+        {"include text\ninclude text\n",
+         "main:2:1: the scenario and the files that it includes have more than 64 MiB\n"},
+        {Repeated(1001, "include empty\n"),
+         "main:1001:1: the scenario includes files more than 1000 times\n"},
+        {"include deep0", "deep15:1:9: includes are nested more than 16 deep\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(MistakesOf(row.text), row.mistakes);
+    }
+    EXPECT_EQ(Parsed("repeat 1000000\nlog x\nend").steps.size(), 1000000u);
+    EXPECT_EQ(Parsed(Repeated(1000, "include empty\n")).steps.size(), 0u);
+    EXPECT_EQ(Parsed("include deep1\n#").steps.size(), 0u);
 }
 
 class ScenarioFile : public Scenario {
 protected:
     sim::Scenario loaded;
-    std::string problem;
+    std::vector<std::string> mistakes;
 };
 
 TEST_F(ScenarioFile, IsRefusedWithTheReasonWhenItCannotBeRead)
 {
-    EXPECT_FALSE(LoadScenario(path, loaded, problem));
-    EXPECT_EQ(problem, path + ": cannot be read: No such file or directory");
-    EXPECT_FALSE(LoadScenario(folder.Path(), loaded, problem));
-    EXPECT_EQ(problem, folder.Path() + ": cannot be read: Is a directory");
+    EXPECT_FALSE(LoadScenario(path, loaded, mistakes));
+    EXPECT_FALSE(LoadScenario(folder.Path(), loaded, mistakes));
+    EXPECT_EQ(Joined(mistakes), path + ": cannot be read: No such file or directory\n" +
+                                    folder.Path() + ": cannot be read: Is a directory\n");
 }
 
 TEST_F(ScenarioFile, IsReadAsAWhole)
 {
-    std::string text;
-    for (unsigned int i = 0; i < 20000; ++i) {
-        text += "sleep " + std::to_string(i) + "\n";
-    }
-    WriteWholeFile(path, text);
-    ASSERT_TRUE(LoadScenario(path, loaded, problem)) << problem;
-    ASSERT_EQ(loaded.size(), 20000u);
-    EXPECT_EQ(loaded[19999].number, 19999u);
+    Write("main", Repeated(20000, "sleep 1\nvisibility 1 t\n"));
+    ASSERT_TRUE(LoadScenario(path, loaded, mistakes)) << Joined(mistakes);
+    ASSERT_EQ(loaded.steps.size(), 20000u);
+    EXPECT_EQ(loaded.steps.back().atUs, 20000000);
 }
 
 }  // namespace
