@@ -1,0 +1,122 @@
+#include "control/options.h"
+#include "tests/unit/captured_console.h"
+#include "words/directives.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace control;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Parsed {
+    bool goesOn = false;
+    int status = -1;
+    Options options;
+    std::string output;
+    std::string errors;
+};
+
+Parsed Parse(Words words)
+{
+    words.insert(words.begin(), "SubtitleMgrCtl");
+    std::vector<char*> argv;
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    Parsed parsed;
+    parsed.output = OutputOf([&] {
+        parsed.errors = ErrorsOf([&] {
+            parsed.goesOn = ParseOptions(static_cast<int>(words.size()), argv.data(),
+                                         parsed.options, parsed.status);
+        });
+    });
+    return parsed;
+}
+
+Options Good(const Words& words)
+{
+    const Parsed parsed = Parse(words);
+    EXPECT_TRUE(parsed.goesOn) << parsed.errors;
+    EXPECT_EQ(parsed.output + parsed.errors, "");
+    return parsed.options;
+}
+
+TEST(Options, HaveDefaults)
+{
+    const Options options = Good({"state"});
+    EXPECT_EQ(options.name, "SubtitleMgr");
+    EXPECT_EQ(options.timeoutUs, 10000000);
+    EXPECT_FALSE(options.json || options.once);
+    EXPECT_EQ(options.command, (Words{"state"}));
+}
+
+TEST(Options, MayStandBetweenTheWordsOfACommand)
+{
+    const Options options =
+        Good({"--name=node1/SubtitleMgr", "top", "--json", "--timeout", "500ms", "--once"});
+    EXPECT_EQ(options.name, "node1/SubtitleMgr");
+    EXPECT_EQ(options.timeoutUs, 500000);
+    EXPECT_TRUE(options.json && options.once);
+    EXPECT_EQ(options.command, (Words{"top"}));
+    EXPECT_EQ(Good({"region-data", "3", "cif", "-"}).command,
+              (Words{"region-data", "3", "cif", "-"}));
+    EXPECT_EQ(Good({"log", "--", "--json", "x"}).command, (Words{"log", "--json", "x"}));
+}
+
+TEST(Options, RefuseMistakes)
+{
+    const std::pair<Words, const char*> rows[] = {
+        {{}, "no command"},
+        {{"--json"}, "no command"},
+        {{"--jsn", "state"}, "'--jsn': unknown option; did you mean --json?"},
+        {{"state", "-x"}, "'-x': unknown option"},
+        {{"state", "--json=1"}, "'--json=1': the option takes no value"},
+        {{"state", "--timeout"}, "'--timeout': a value is missing"},
+        {{"--timeout", "1m", "state"}, "--timeout: '1m' is not a time like 500ms, 2s or 1.5"},
+        {{"--name", "/x", "state"}, "--name: '/x' is not an endpoint name"},
+        {{"--once", "state"}, "--once: only for the command top"},
+        {{"ping", "me"}, "'me': unexpected word"},
+        {{"-", "state"}, "'state': unexpected word"},
+    };
+    for (const auto& [words, problem] : rows) {
+        const Parsed parsed = Parse(words);
+        EXPECT_FALSE(parsed.goesOn) << problem;
+        EXPECT_EQ(parsed.status, 2);
+        EXPECT_EQ(parsed.output, "");
+        EXPECT_EQ(parsed.errors, std::string("SubtitleMgrCtl: ") + problem +
+                                     "\nSubtitleMgrCtl --help shows the options and commands.\n");
+    }
+}
+
+TEST(Options, ShowEveryCommandInTheHelpWithin80Columns)
+{
+    const Parsed parsed = Parse({"state", "--help"});
+    EXPECT_FALSE(parsed.goesOn);
+    EXPECT_EQ(parsed.status, 0);
+    EXPECT_EQ(parsed.errors, "");
+    std::istringstream lines(parsed.output);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80u) << line;
+    }
+    for (const words::Directive& directive : words::directives) {
+        const std::string row = "\n  " + std::string(directive.word);
+        EXPECT_EQ(parsed.output.find(row) != std::string::npos,
+                  directive.place != words::Place::Scenario)
+            << row;
+    }
+}
+
+TEST(Options, ShowTheVersion)
+{
+    const Parsed parsed = Parse({"--version"});
+    EXPECT_FALSE(parsed.goesOn);
+    EXPECT_EQ(parsed.status, 0);
+    EXPECT_EQ(parsed.output, "SubtitleMgrCtl " SUBTITLE_VERSION "\n");
+}
+
+}  // namespace

@@ -1,0 +1,202 @@
+// The options of SubtitleMgrCtl, and its help.
+
+#include "control/options.h"
+
+#include "platform/src/messaging_directory.h"
+#include "words/directives.h"
+#include "words/exit_status.h"
+#include "words/nearest_word.h"
+#include "words/text.h"
+
+#include <getopt.h>
+#include <iostream>
+
+namespace control {
+
+namespace {
+
+constexpr char helpBegin[] =
+    "Usage: SubtitleMgrCtl [OPTION...] COMMAND...\n"
+    "Drives a simulated subtitle service and shows what it answers.\n"
+    "\n"
+    "Options:\n"
+    "  --name NAME    the service; default SubtitleMgr\n"
+    "  --json         show each answer as it came, a JSON object a line\n"
+    "  --timeout T    longest wait for an answer, like 500ms or 2s; default 10s,\n"
+    "                 beyond what the command itself waits\n"
+    "  --once         with top: one table\n"
+    "  -h, --help     show this text\n"
+    "  --version      show the version\n"
+    "\n"
+    "Commands of the service:\n";
+
+constexpr char helpEnd[] =
+    "\n"
+    "Other commands:\n"
+    "  ping                    measure a round trip of the service\n"
+    "  top                     show regions and clients each second\n"
+    "  -                       read commands from standard input, a line each\n"
+    "\n"
+    "Status: 0 done, 1 refused or failed, 2 wrong usage, 3 no service, 4 the time\n"
+    "ran out. SubtitleMgrCtl(1) has examples.\n";
+
+enum Letter : int {
+    Word = 1,
+    Help = 'h',
+    FirstLong = 256,  // above all characters
+    Name,
+    Json,
+    Timeout,
+    Once,
+    Version,
+};
+
+constexpr option longOptions[] = {
+    {"name", required_argument, nullptr, Name},
+    {"json", no_argument, nullptr, Json},
+    {"timeout", required_argument, nullptr, Timeout},
+    {"once", no_argument, nullptr, Once},
+    {"help", no_argument, nullptr, Help},
+    {"version", no_argument, nullptr, Version},
+    {nullptr, 0, nullptr, 0},
+};
+
+using words::Quoted;
+
+/// The text of a mistake that ends the program; empty for none.
+using Problem = std::string;
+
+/// Breaks a line longer than 80 columns at blanks.
+std::string Wrapped(std::string line, std::size_t indent)
+{
+    std::string text;
+    for (std::size_t at; line.size() > 80; line = std::string(indent, ' ') + line.substr(at + 1)) {
+        at = line.rfind(' ', 80);
+        text += line.substr(0, at) + "\n";
+    }
+    return text + line + "\n";
+}
+
+void ShowHelp()
+{
+    constexpr std::size_t column = 26;
+    std::cout << helpBegin;
+    for (const words::Directive& directive : words::directives) {
+        if (directive.place != words::Place::Scenario) {
+            std::string line = "  " + std::string(directive.usage);
+            if (line.size() + 2 > column) {
+                std::cout << Wrapped(line, 6);
+                line.clear();
+            }
+            line.resize(column, ' ');
+            std::cout << Wrapped(line + std::string(directive.summary), column);
+        }
+    }
+    std::cout << helpEnd;
+}
+
+Problem SetOption(int letter, const std::string& value, Options& options)
+{
+    switch (letter) {
+    case Word: options.command.push_back(value); return "";
+    case Name:
+        options.name = value;
+        return platform::IsEndpointName(value) ? "" : Quoted(value) + " is not an endpoint name";
+    case Json: options.json = true; return "";
+    case Once: options.once = true; return "";
+    default:
+        return words::ParseTime(value, options.timeoutUs)
+                   ? ""
+                   : Quoted(value) + " is not a time like 500ms, 2s or 1.5";
+    }
+}
+
+const char* NameOf(int letter)
+{
+    const option* row = longOptions;
+    while (row->val != letter && row->name) {
+        ++row;
+    }
+    return row->name;
+}
+
+/// What is wrong with the word that getopt_long() did not understand.
+Problem UnknownOption(std::string_view word, int letter)
+{
+    if (letter != 0) {  // a known one, or one character
+        return NameOf(letter) ? Quoted(word) + ": the option takes no value"
+                              : Quoted(word) + ": unknown option";
+    }
+    std::vector<std::string_view> known;
+    for (const option* row = longOptions; row->name; ++row) {
+        known.emplace_back(row->name);
+    }
+    const std::string_view name = word.substr(0, word.find('='));
+    const std::string_view nearest = words::NearestWord(name.substr(2), known);
+    return Quoted(word) + ": unknown option" +
+           (nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?");
+}
+
+Problem CheckCommand(const Options& options)
+{
+    if (options.command.empty()) {
+        return "no command";
+    }
+    const std::string& first = options.command[0];
+    const bool isAlone = options.command.size() == 1;
+    if (options.once && first != "top") {
+        return "--once: only for the command top";
+    }
+    if (!isAlone && (first == "-" || first == "ping" || first == "top")) {
+        return Quoted(options.command[1]) + ": unexpected word";
+    }
+    return "";
+}
+
+/// \return false when help or version was shown; a mistake is in \p problem
+bool Parse(int argc, char** argv, Options& options, Problem& problem)
+{
+    opterr = 0;
+    optind = 0;  // forgets where an earlier call has stopped
+    for (;;) {
+        const int next = optind > 0 ? optind : 1;
+        const int letter = getopt_long(argc, argv, "-:h", longOptions, nullptr);
+        const char* const word = argv[next];
+        switch (letter) {
+        case -1:
+            options.command.insert(options.command.end(), argv + optind, argv + argc);
+            problem = CheckCommand(options);
+            return true;
+        case Help: ShowHelp(); return false;
+        case Version: std::cout << "SubtitleMgrCtl " SUBTITLE_VERSION "\n"; return false;
+        case ':': problem = Quoted(word) + ": a value is missing"; return true;
+        case '?': problem = UnknownOption(word, optopt); return true;
+        default: problem = SetOption(letter, optarg ? optarg : "", options);
+        }
+        if (!problem.empty()) {
+            problem.insert(0, std::string("--").append(NameOf(letter)).append(": "));
+            return true;
+        }
+    }
+}
+
+}  // namespace
+
+bool ParseOptions(int argc, char** argv, Options& options, int& status)
+{
+    Problem problem;
+    status = words::exitDone;
+    if (!Parse(argc, argv, options, problem)) {
+        std::cout.flush();
+        status = std::cout.good() ? words::exitDone : words::exitFailed;
+        return false;
+    }
+    if (!problem.empty()) {
+        std::cerr << "SubtitleMgrCtl: " << problem
+                  << "\nSubtitleMgrCtl --help shows the options and commands." << std::endl;
+        status = words::exitUnusable;
+    }
+    return problem.empty();
+}
+
+}  // namespace control
