@@ -93,7 +93,7 @@ std::int64_t WaitOf(const std::vector<std::string>& words)
         words::ParseTime(words[1], us, 1000);
         return us;
     }
-    if (command != "await" && command != "wait-subscribers") {
+    if (command != "await") {
         return 0;
     }
     std::int64_t us = usualWaitUs;

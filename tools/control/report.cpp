@@ -118,6 +118,27 @@ std::string ShownCell(const Value& region)
     return !region.Has("visible") ? "-" : region["visible"].IsTrue() ? "visible" : "hidden";
 }
 
+/// How much a counter grows in a second; "-" when that is not known.
+std::string Rate(const Value& now, const Value& then, double seconds)
+{
+    if (then.type != Value::Type::Number || now.Number() < then.Number()) {
+        return "-";
+    }
+    const double rate = static_cast<double>(now.Number() - then.Number()) / seconds;
+    return std::to_string(static_cast<std::uint64_t>(rate + 0.5));
+}
+
+const Value& RegionOf(const Value& state, const std::string& regionId)
+{
+    static const Value none;
+    for (const Value& region : state["regions"].items) {
+        if (region["regionId"].text == regionId) {
+            return region;
+        }
+    }
+    return none;
+}
+
 }  // namespace
 
 std::string Seconds(std::uint64_t us)
@@ -141,7 +162,7 @@ std::string FieldLines(const Value& answer)
     return text;
 }
 
-std::string StateLines(const Value& state)
+std::string OtherLines(const Value& state)
 {
     std::string text;
     for (const Field& field : state.fields) {
@@ -158,16 +179,42 @@ std::string StateLines(const Value& state)
 std::string StateReport(const Value& state)
 {
     constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
-    return "counters: " + Words(state["counters"]) + "\n" + StateLines(state) + "\n" +
-           RegionTable(state, all) + "\n" + ClientTable(state, all);
+    return CounterLine(state, {}) + OtherLines(state) + "\n" + RegionTable(state, {}, all) + "\n" +
+           ClientTable(state, all);
 }
 
-std::string RegionTable(const Value& state, std::size_t most)
+std::string CounterLine(const Value& state, const Before& before)
 {
-    TextTable table({"REGION", "SHOWN", "PALETTE", "BITMAPS"});
+    std::string text = "counters: ";
+    for (const Field& counter : state["counters"].fields) {
+        text += (&counter == state["counters"].fields.data() ? "" : ", ") + counter.name + " " +
+                Scalar(counter.value);
+        if (before.state.type == Value::Type::Object) {
+            const Value& then = before.state["counters"][counter.name];
+            text += " (" + Rate(counter.value, then, before.seconds) + "/s)";
+        }
+    }
+    return text + "\n";
+}
+
+std::string RegionTable(const Value& state, const Before& before, std::size_t most)
+{
+    const bool hasRates = before.state.type == Value::Type::Object;
+    TextTable table(
+        hasRates ? TextTable::Row{"REGION", "SHOWN", "MESSAGES", "/S", "BYTES", "/S", "PALETTE",
+                                  "BITMAPS"}
+                 : TextTable::Row{"REGION", "SHOWN", "MESSAGES", "BYTES", "PALETTE", "BITMAPS"});
     for (const Value& region : state["regions"].items) {
-        table.Add({Scalar(region["regionId"]), ShownCell(region), PaletteCell(region),
-                   BitmapsCell(region)});
+        TextTable::Row row{Scalar(region["regionId"]), ShownCell(region)};
+        const Value& then = RegionOf(before.state, region["regionId"].text);
+        for (const char* counter : {"publications", "bytes"}) {
+            row.push_back(Scalar(region[counter]));
+            if (hasRates) {
+                row.push_back(Rate(region[counter], then[counter], before.seconds));
+            }
+        }
+        row.insert(row.end(), {PaletteCell(region), BitmapsCell(region)});
+        table.Add(std::move(row));
     }
     return table.Text(most);
 }

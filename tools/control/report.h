@@ -16,14 +16,19 @@ std::string Seconds(std::uint64_t us);
 /// The reason in a refusal.
 std::string ErrorOf(const Value& answer);
 
+/// An earlier state of the service, for rates.
+struct Before {
+    Value state;  ///< Null: there is none
+    double seconds = 0;
+};
+
 /// The answer of the command state: how the service is, its regions and its clients.
 std::string StateReport(const Value& state);
 
-/// The lines of a state other than its counters and tables.
-std::string StateLines(const Value& state);
-
-/// The tables of regions and clients alone, of at most \p most rows each.
-std::string RegionTable(const Value& state, std::size_t most);
+// The parts of a state. Tables have at most \p most rows.
+std::string CounterLine(const Value& state, const Before& before);
+std::string OtherLines(const Value& state);
+std::string RegionTable(const Value& state, const Before& before, std::size_t most);
 std::string ClientTable(const Value& state, std::size_t most);
 
 }  // namespace control

@@ -6,9 +6,10 @@ namespace control {
 
 namespace {
 
+/// "-" is a number that is not known.
 bool IsNumber(const std::string& cell)
 {
-    return cell.find_first_not_of("0123456789") == std::string::npos;
+    return cell == "-" || cell.find_first_not_of("0123456789") == std::string::npos;
 }
 
 /// Numbers stand at the right of their column, and so do headings of numbers.

@@ -42,7 +42,8 @@ std::string Variable(const char* name)
 
 /// A terminal that is drawn again and again, or an output that takes one table after the other.
 struct Screen {
-    Screen() : isDrawn(isatty(STDOUT_FILENO) != 0 && Variable("TERM") != "dumb")
+    explicit Screen(bool isOnce)
+        : isDrawn(!isOnce && isatty(STDOUT_FILENO) != 0 && Variable("TERM") != "dumb")
     {
         winsize size{};
         if (isDrawn && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0) {
@@ -71,37 +72,9 @@ std::string Drawn(const std::string& text, const Screen& screen)
     return drawn + "\x1b[J";
 }
 
-/// Counters with their rates since the state before.
-class Rates {
-public:
-    std::string Line(const Value& state)
-    {
-        const Clock::time_point now = Clock::now();
-        const double seconds = std::chrono::duration<double>(now - lastTime).count();
-        const Value& counters = state["counters"];
-        std::string text;
-        for (const Field& counter : counters.fields) {
-            const std::uint64_t before = last[counter.name].Number();
-            const std::uint64_t number = counter.value.Number();
-            text += (text.empty() ? "" : ", ") + counter.name + " " + counter.value.text;
-            if (last.Has(counter.name) && number >= before) {
-                const double rate = static_cast<double>(number - before) / seconds;
-                text += " (" + std::to_string(static_cast<std::uint64_t>(rate + 0.5)) + "/s)";
-            }
-        }
-        last = counters;
-        lastTime = now;
-        return text;
-    }
-
-private:
-    Value last;
-    Clock::time_point lastTime;
-};
-
-std::string Table(const Options& options, const Value& state, Rates& rates, const Screen& screen)
+std::string Table(const Value& state, const Before& before, const Screen& screen)
 {
-    const std::string head = options.name + ": " + rates.Line(state) + "\n" + StateLines(state);
+    const std::string head = CounterLine(state, before) + OtherLines(state);
     std::size_t regions = noLimit;
     std::size_t clients = noLimit;
     if (screen.rows != noLimit) {
@@ -112,7 +85,7 @@ std::string Table(const Options& options, const Value& state, Rates& rates, cons
         regions = room - std::min(state["clients"].items.size(), room / 2);
         clients = room - std::min(state["regions"].items.size(), room / 2);
     }
-    return head + "\n" + RegionTable(state, regions) + "\n" + ClientTable(state, clients);
+    return head + "\n" + RegionTable(state, before, regions) + "\n" + ClientTable(state, clients);
 }
 
 }  // namespace
@@ -121,10 +94,11 @@ int Top(const Options& options)
 {
     const platform::Descriptor signals = TakeSignals();
     Service service(options, signals.Get());
-    Rates rates;
-    std::string json;
-    Value state;
+    Before before;
+    Clock::time_point last;
     for (Clock::time_point next = Clock::now();;) {
+        std::string json;
+        Value state;
         int status = service.Ask("state", 0, json, state);
         if (status != words::exitDone || service.IsInterrupted()) {
             return status;
@@ -132,17 +106,20 @@ int Top(const Options& options)
         if (!state["ok"].IsTrue()) {
             return Fail(StatusOf(state), ErrorOf(state));
         }
-        const Screen screen;
-        const std::string table = Table(options, state, rates, screen);
+        const Clock::time_point now = Clock::now();
+        before.seconds = std::chrono::duration<double>(now - last).count();
+        const Screen screen(options.once);
+        const std::string table = Table(state, before, screen);
         status = Print(options.json     ? json + "\n"
-                       : options.once   ? table
                        : screen.isDrawn ? Drawn(table, screen)
-                                        : table + "\n");
-        next = std::max(next + std::chrono::seconds(1), Clock::now());
+                                        : table + (options.once ? "" : "\n"));
+        before.state = std::move(state);
+        last = now;
+        next = std::max(next + std::chrono::seconds(1), now);
         const auto pause = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
         pollfd end{signals.Get(), POLLIN, 0};
         if (status != words::exitDone || options.once ||
-            poll(&end, 1, static_cast<int>(pause.count())) != 0) {
+            poll(&end, 1, std::max(static_cast<int>(pause.count()), 0)) != 0) {
             return status;
         }
     }

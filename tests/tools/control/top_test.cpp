@@ -14,7 +14,7 @@ protected:
     std::string Answer(int requests)
     {
         const std::string state =
-            R"({"ok":true,"regions":[{"regionId":3,"bitmaps":[],"visible":true}],"level":63,)"
+            R"({"ok":true,"regions":[{"regionId":3,"bitmaps":[],"publications":7,"bytes":9}],"level":63,)"
             R"("clients":[],"counters":{"requests":)" +
             std::to_string(requests) + "}}";
         EXPECT_EQ(connection->ReceiveLine(), "state");
@@ -22,12 +22,13 @@ protected:
         return state;
     }
 
-    const std::string table = "level: 63\n"
-                              "\n"
-                              "REGION  SHOWN    PALETTE  BITMAPS\n"
-                              "     3  visible  -        -\n"
-                              "\n"
-                              "CLIENT  BACKLOG  BYTES  LOST  STALLED  SUBSCRIPTIONS\n";
+    const std::string firstTable = "counters: requests 5\n"
+                                   "level: 63\n"
+                                   "\n"
+                                   "REGION  SHOWN  MESSAGES  BYTES  PALETTE  BITMAPS\n"
+                                   "     3      -         7      9        -  -\n"
+                                   "\n"
+                                   "CLIENT  BACKLOG  BYTES  LOST  STALLED  SUBSCRIPTIONS\n";
 
     RawService service{ControlSocket()};
     std::unique_ptr<RawConnection> connection;
@@ -39,7 +40,7 @@ TEST_F(Top, ShowsOneTable)
     Accept();
     Answer(5);
     EXPECT_EQ(program->WaitForExit(), 0);
-    EXPECT_TEXT(program->Output(), "SubtitleMgr: requests 5\n" + table);
+    EXPECT_TEXT(program->Output(), firstTable);
 }
 
 TEST_F(Top, ShowsRates)
@@ -48,8 +49,9 @@ TEST_F(Top, ShowsRates)
     Accept();
     Answer(5);
     Answer(5);
-    program->WaitForOutput("SubtitleMgr: requests 5\n" + table + "\n");
-    program->WaitForOutput("SubtitleMgr: requests 5 (0/s)\n" + table + "\n");
+    program->WaitForOutput(firstTable + "\ncounters: requests 5 (0/s)\n");
+    program->WaitForOutput("REGION  SHOWN  MESSAGES  /S  BYTES  /S  PALETTE  BITMAPS\n"
+                           "     3      -         7   0      9   0        -  -\n");
 }
 
 TEST_F(Top, EndsWithStatus0OnASignal)
@@ -58,7 +60,7 @@ TEST_F(Top, EndsWithStatus0OnASignal)
         const auto program = Launch({"top"});
         Accept();
         Answer(5);
-        program->WaitForOutput(table);
+        program->WaitForOutput(firstTable);
         program->Signal(number);
         EXPECT_EQ(program->WaitForExit(), 0) << number;
         EXPECT_TEXT(program->Errors(), "");
@@ -93,7 +95,7 @@ TEST_F(Top, DrawsOnATerminalWithBoldHeadingsUnlessNoColorIsSet)
         Accept();
         Answer(5);
         program->WaitForOutput("\x1b[J");
-        EXPECT_EQ(program->Output().substr(0, 30), "\x1b[HSubtitleMgr: requests 5\x1b[K\r");
+        EXPECT_EQ(program->Output().substr(0, 27), "\x1b[Hcounters: requests 5\x1b[K\r");
         EXPECT_EQ(program->Output().find("\x1b[1mREGION") == std::string::npos, isPlain);
     }
 }
