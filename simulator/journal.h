@@ -1,36 +1,50 @@
 #pragma once
 
 #include "simulator/commentary.h"
-#include "simulator/request.h"
 
 #include "platform/src/descriptor.h"
 #include "platform/src/sink.h"
+#include "recording/writer.h"
 
 #include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace sim {
 
 /// The file that lists the requests in order of arrival.
 class Journal {
 public:
-    /// Opens \p path to append to it. \return false with the reason in \p problem
+    /// Opens \p path to append to it; `-` is standard output.
+    /// \return false with the reason in \p problem
     bool Open(const std::string& path, std::string& problem)
     {
+        if (path == "-") {
+            sink.Use(STDOUT_FILENO);
+            isOpen = true;
+            return true;
+        }
         constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
         file = platform::Descriptor(open(path.c_str(), flags, 0666));
         if (!file) {
             problem = "journal " + path + ": " + std::strerror(errno);
         }
         sink.Use(file.Get());
-        return static_cast<bool>(file);
+        isOpen = static_cast<bool>(file);
+        return isOpen;
     }
 
+    bool IsOpen() const { return isOpen; }
+
     /// Adds a line; does nothing without an open journal.
-    void Add(const Request& request)
+    void Add(const recording::Request& request)
     {
-        if (file) {
-            sink.Write([&] { return JournalLine(request) + "\n"; });
+        if (isOpen) {
+            sink.Write([&] {
+                std::string line;
+                AppendLine(line, request, recording::Bytes::LeftOut);
+                return line;
+            });
             Settle();
         }
     }
@@ -48,7 +62,8 @@ public:
     }
 
 private:
-    platform::Descriptor file;
+    platform::Descriptor file;  ///< none for standard output
+    bool isOpen = false;
     platform::Sink sink;
     bool complained = false;
 };

@@ -27,9 +27,9 @@ const char* Remark(FaultKind kind)
 }  // namespace
 
 RequestHandler::RequestHandler(const Options& optionsToUse, FaultList& faultsToCause,
-                               Journal& journalToKeep, SubtitleService& serviceToAsk,
+                               Logs& logsToKeep, SubtitleService& serviceToAsk,
                                Audience& audienceToReach)
-    : options(optionsToUse), faults(faultsToCause), journal(journalToKeep), service(serviceToAsk),
+    : options(optionsToUse), faults(faultsToCause), logs(logsToKeep), service(serviceToAsk),
       audience(audienceToReach)
 {
 }
@@ -64,7 +64,7 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
     if (!isUnderstood) {
         return NotUnderstood(peer, header);
     }
-    journal.Add(request);
+    request.contents.client = peer.number;
     ++counts.all;
     return Serve(peer, header);
 }
@@ -72,13 +72,16 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
     DrawFault(peer, header, &request);
-    // Described before the service takes over the request's record.
     const bool isTold = !options.quiet || fault.kind != FaultKind::None;
-    const std::string what = isTold ? Describe(request) : "";
+    const std::string what = isTold ? Describe(request.contents) : "";
+    if (fault.kind <= FaultKind::Mute) {  // these leave it unserved
+        Log(recording::Result::Unanswered);
+    }
     if (const std::optional<Verdict> verdict = Unserved(peer, what)) {
         return *verdict;
     }
     if (IsQuit(header)) {
+        Log(recording::Result::Ok);
         TellServed(peer, "", what);
         return Verdict::Quit;
     }
@@ -89,14 +92,23 @@ RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& hea
                        ? Outcome{Result::Refused}
                        : sim::Serve(request, service, peer.subscriptions);
     PutU32(reply, static_cast<unsigned int>(peer.outcome.result));
-    if (peer.outcome.result == Result::Refused) {
+    const bool isRefused = peer.outcome.result == Result::Refused;
+    Log(isRefused ? recording::Result::Refused : recording::Result::Ok);
+    if (isRefused) {
         ++counts.refused;
-        Tell(peer.number, "refused: ", Describe(request));
+        Tell(peer.number, "refused: ", Describe(request.contents));
     } else {
         TellServed(peer, Remark(fault.kind), what);
     }
     HoldUp(peer);
     return Verdict::GoOn;
+}
+
+/// Before anything is sent, so that a client with a reply finds its request in the journal.
+void RequestHandler::Log(recording::Result result)
+{
+    request.contents.result = result;
+    logs.Add(request.contents);
 }
 
 void RequestHandler::DrawFault(const Peer& peer, const FrameHeader& header, const Request* asked)

@@ -2,7 +2,7 @@
 
 #include "simulator/audience.h"
 #include "simulator/faults.h"
-#include "simulator/journal.h"
+#include "simulator/logs.h"
 #include "simulator/options.h"
 #include "simulator/peer.h"
 #include "simulator/request.h"
@@ -19,7 +19,7 @@ struct RequestCounts {
     std::uint64_t refused = 0;
 };
 
-/// Handles the frames of all peers: journal, service, reply, publications, in this order.
+/// Handles the frames of all peers: service, journal, reply, publications, in this order.
 class RequestHandler {
 public:
     enum class Verdict {
@@ -30,8 +30,8 @@ public:
     };
 
     /// All arguments must outlive this object.
-    RequestHandler(const Options& options, FaultList& faults, Journal& journal,
-                   SubtitleService& service, Audience& audience);
+    RequestHandler(const Options& options, FaultList& faults, Logs& logs, SubtitleService& service,
+                   Audience& audience);
 
     static bool IsQuit(const platform::FrameHeader& header);
 
@@ -52,12 +52,13 @@ private:
     std::optional<Verdict> Unserved(const Peer& peer, const std::string& what) const;
     void HoldUp(Peer& peer) const;
     void TellServed(const Peer& peer, const char* remark, const std::string& what) const;
+    void Log(recording::Result result);
     unsigned char* QueueReply(Peer& peer, unsigned int messageId,
                               const platform::FrameHeader& asked, unsigned int length);
 
     const Options& options;
     FaultList& faults;
-    Journal& journal;
+    Logs& logs;
     SubtitleService& service;
     Audience& audience;
     Request request;

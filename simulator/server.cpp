@@ -25,9 +25,9 @@ sigset_t sim::StopSignals()
 }
 
 Server::Server(Listener& listener, const Options& options, const Scenario& scenario,
-               Journal& journalToKeep)
-    : acceptor(listener.Fd(), poller), peers(poller, faults), journal(journalToKeep),
-      outage(listener, acceptor, peers, service), handler(options, faults, journal, service, peers),
+               Logs& logsToKeep)
+    : acceptor(listener.Fd(), poller), peers(poller, faults), logs(logsToKeep),
+      outage(listener, acceptor, peers, service), handler(options, faults, logs, service, peers),
       player(scenario, options.loop, service, peers),
       commands({service, peers, history, handler, faults, outage, ending}),
       control(listener.ControlFd(), history,
@@ -92,7 +92,7 @@ int Server::NextWaitMs(int playerMs)
 {
     int waitMs = ending || peers.HasDue() ? 0 : playerMs;
     for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs(), control.WaitMs(),
-                              journal.Settle(), SettleOutputs()}) {
+                              logs.journal.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;
     }
     return waitMs;

@@ -26,7 +26,7 @@ sigset_t StopSignals();
 class Server {
 public:
     /// All arguments must outlive this object.
-    Server(Listener& listener, const Options& options, const Scenario& scenario, Journal& journal);
+    Server(Listener& listener, const Options& options, const Scenario& scenario, Logs& logs);
 
     /// Prepares the loop. StopSignals() must be blocked: from now on they are read.
     /// \return false with the reason in \p problem
@@ -51,7 +51,7 @@ private:
     Acceptor acceptor;
     FaultList faults;
     PeerTable peers;
-    Journal& journal;
+    Logs& logs;
     SubtitleService service;
     Outage outage;
     RequestHistory history;

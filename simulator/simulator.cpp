@@ -1,8 +1,8 @@
 #include "simulator/simulator.h"
 
 #include "simulator/commentary.h"
-#include "simulator/journal.h"
 #include "simulator/listener.h"
+#include "simulator/logs.h"
 #include "simulator/options.h"
 #include "simulator/scenario.h"
 #include "simulator/server.h"
@@ -73,8 +73,8 @@ int RunService(const Options& options)
     if (!options.scenario.empty() && Load(options.scenario, scenario) != exitDone) {
         return exitUnusable;
     }
-    Journal journal;
-    if (!options.journal.empty() && !journal.Open(options.journal, problem)) {
+    Logs logs;
+    if (!options.journal.empty() && !logs.journal.Open(options.journal, problem)) {
         return CannotStart(problem.c_str());
     }
     // After the journal: opening a pipe waits for a reader, and a signal may end that wait.
@@ -84,7 +84,7 @@ int RunService(const Options& options)
     if (!listener.Open(options.name, problem)) {
         return CannotStart(problem.c_str());
     }
-    Server server(listener, options, scenario, journal);
+    Server server(listener, options, scenario, logs);
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
     }
@@ -93,7 +93,7 @@ int RunService(const Options& options)
         server.Cause(fault);
     }
     server.Run();
-    journal.Settle();
+    logs.journal.Settle();
     SettleOutputs(true);
     return exitDone;
 }

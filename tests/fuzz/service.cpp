@@ -9,7 +9,7 @@
 #include "tests/fuzz/reference_frames.h"
 #include "tests/fuzz/sockets.h"
 
-#include "simulator/journal.h"
+#include "simulator/logs.h"
 #include "simulator/server.h"
 
 #include <algorithm>
@@ -72,11 +72,11 @@ private:
     static void Serve(Listener& listener, const Options& options)
     {
         const Scenario nothingToPlay;
-        Journal journal;
+        Logs logs;
         std::string problem;
-        Require(options.journal.empty() || journal.Open(options.journal, problem),
+        Require(options.journal.empty() || logs.journal.Open(options.journal, problem),
                 "the journal cannot be opened");
-        Server server(listener, options, nothingToPlay, journal);
+        Server server(listener, options, nothingToPlay, logs);
         Require(server.Open(problem), "the service cannot start");
         for (const FaultSpec& fault : options.faults) {
             server.Cause(fault);

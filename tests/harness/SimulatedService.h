@@ -43,7 +43,7 @@ public:
     /// Ends the service by SIGKILL, so that its socket stays.
     void Kill();
 
-    /// The complete lines of the journal up to now, without their newlines.
+    /// The lines of PlainJournal() up to now, without their newlines.
     std::vector<std::string> JournalLines() const;
     /// Waits for the journal. \return its lines, \p count or more
     std::vector<std::string> WaitForJournalLines(std::size_t count) const;
@@ -65,6 +65,10 @@ private:
     std::unique_ptr<ChildProcess> process;
     bool killed = false;
 };
+
+/// The whole lines of a journal without what differs from run to run: times and client numbers, and
+/// without the result "ok". An incomplete last line stays as it is.
+std::string PlainJournal(const std::string& text);
 
 /// Paths of the two programs of this build.
 const char* ClientProgram();

@@ -8,6 +8,7 @@ line that begins with "$ " is a command. Its terminal with typed text follows. T
 commands of a file share one shell, one folder and one messaging directory.
 
   [...]                      a menu that an earlier line shows in full
+  "monoUs":1, "wallUs":1     any time
   $ cat FILE                 makes the file from the shown text, if it does not exist
   export PATH=...            runs too if a block fenced as `sh` has it; before the first transcript
   the programs are not found without it
@@ -50,6 +51,7 @@ PROMPT = re.compile(
     r"|Transparent pixel\? \(t/f\): |Transparent pixel value: +|Background code: +"
     r"|Region Fill \(t/f\): |New log level \(a sum of bits, 2 for errors, 8 for notes\): )(\S+)$"
 )
+TIME = re.compile(r'("(?:mono|wall)Us":)\d+')
 NOTIFICATION = re.compile(r"$|\*\*\* |CLI: |Unexpected |Add\w+: ")
 ESCAPES = {r"\-": "-", r"\(aq": "'", r"\(ga": "`", r"\&": "", r"\e": "\\"}
 
@@ -113,7 +115,7 @@ def segments_of(shown):
             pattern = re.escape(line) + "\r\n"
             at_menu = False
         else:
-            pattern += re.escape(line.rstrip()) + " *\r\n"
+            pattern += TIME.sub(r"\1\\d+", re.escape(line.rstrip())) + " *\r\n"
             at_menu = at_menu or (line == "" and number > 0 and shown[number - 1] == MENU_END)
     yield pattern, None
 

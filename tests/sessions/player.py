@@ -199,7 +199,7 @@ class Player:
         name, *pairs = text.split()
         fields = {"request": name}
         for key, _, value in (pair.partition("=") for pair in pairs):
-            fields[key] = int(value) if value.isdigit() else value == "true"
+            fields[key] = int(value) if value.isdigit() else value
         if words:
             data = self.session.bytes_in(words.replace(" nothing", ""), line)
             fields.update(size=len(data), crc32="%08x" % zlib.crc32(data))
@@ -234,12 +234,18 @@ def joined(lines):
 
 
 def canonical(fields):
-    """Returns a request in a readable form for comparisons."""
+    """Returns a request in a readable form for comparisons.
+
+    It has no client and no times, which differ from run to run, and no result "ok".
+    """
+    left_out = ("request", "client", "monoUs", "wallUs") + ("result",) * (
+        fields.get("result") == "ok"
+    )
     return " ".join(
         [fields["request"]]
         + [
             "%s=%s" % (key, str(value).lower())
             for key, value in sorted(fields.items())
-            if key != "request"
+            if key not in left_out
         ]
     )

@@ -2,8 +2,8 @@
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
-#include "simulator/journal.h"
 #include "simulator/listener.h"
+#include "simulator/logs.h"
 #include "simulator/server.h"
 #include "simulator/simulator.h"
 #include "tests/harness/RawPeer.h"
@@ -230,10 +230,10 @@ protected:
         options.quiet = true;
         const Scenario nothingToPlay;
         const TempDir files;
-        Journal journal;
-        EXPECT_TRUE(journal.Open(files / "journal", problem)) << problem;
+        Logs logs;
+        EXPECT_TRUE(logs.journal.Open(files / "journal", problem)) << problem;
         {
-            Server server(listener, options, nothingToPlay, journal);
+            Server server(listener, options, nothingToPlay, logs);
             EXPECT_TRUE(server.Open(problem)) << problem;
             outcome.said = ErrorsOf([&] {
                 const RefusedAllocation refused(number);

@@ -122,7 +122,7 @@ def matches(patterns, outcome):
 
 def request(name, fields=""):
     """Returns the pattern of a journal line."""
-    return rf'\{{"request":"{name}"{fields}\}}'
+    return rf'\{{"request":"{name}"{fields},"result":"ok"\}}'
 
 
 def sized(data):

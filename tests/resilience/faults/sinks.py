@@ -23,7 +23,10 @@ CALLS = ("openat", "newfstatat", "fstat", "prlimit64", "write", "sendto", "poll"
 CALLS += ("ftruncate",)
 PINGS = 3  # before and after the full disk has room
 
-JOURNAL_LINE = '{"request":"Ping"}\n'
+EARLIER_JOURNAL_LINE = '{"request":"Ping"}\n'
+JOURNAL_LINE = re.compile(
+    r'\{"monoUs":\d+,"wallUs":\d+,"request":"Ping","client":\d,"result":"ok"\}\n'
+)
 ERROR_LINE = re.compile(r"SubtitleMgrSim: client \d: Ping")
 TOLD = re.compile(r"SubtitleMgrSim: the journal is not complete: [^\n]+")
 LOST = re.compile(r"SubtitleMgrSim: standard error lost (\d+) lines: [^\n]+")
@@ -88,7 +91,7 @@ class Outputs:
 
     def fill_disk(self):
         """Fills the disk: the next line of each file begins in its page and needs another one."""
-        for output, line in (("err", EARLIER_ERROR_LINE), ("journal", JOURNAL_LINE)):
+        for output, line in (("err", EARLIER_ERROR_LINE), ("journal", EARLIER_JOURNAL_LINE)):
             self.earlier[output] = line * (4095 // len(line))
             with open(self.path(output), "w", encoding="utf-8") as file:
                 file.write(self.earlier[output])
@@ -264,14 +267,14 @@ def judge(outputs, problem):
     description = f"{problem or ''}\n{new}"
     if problem or not is_undamaged:
         return "finding", description
-    written = new["journal"].count(JOURNAL_LINE)
+    torn, written = JOURNAL_LINE.subn("", new["journal"])
     lines = new["err"].splitlines()
     told = sum(bool(TOLD.fullmatch(line)) for line in lines)
     losses = [int(match.group(1)) for match in map(LOST.fullmatch, lines) if match]
     pings = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
     if (
         new["out"] not in ("", "ready\n")
-        or new["journal"] != JOURNAL_LINE * written
+        or torn
         or (new["err"] and not new["err"].endswith("\n"))
         or told > 1
         or pings + told + len(losses) != len(lines)

@@ -182,10 +182,11 @@ void Meetings::CheckJournal()
     std::set<unsigned> levels;
     {
         std::ifstream lines(journal);
-        const std::string begin = R"({"request":"SetLogLevel","level":)";
+        const std::string name = R"("level":)";
         for (std::string line; std::getline(lines, line);) {
-            if (line.compare(0, begin.size(), begin) == 0) {
-                levels.insert(static_cast<unsigned>(std::stoul(line.substr(begin.size()))));
+            const std::size_t at = line.find(name);
+            if (at != std::string::npos) {
+                levels.insert(static_cast<unsigned>(std::stoul(line.substr(at + name.size()))));
             }
         }
     }

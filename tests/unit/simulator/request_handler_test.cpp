@@ -1,6 +1,6 @@
 #include "simulator/request_handler.h"
 
-#include "tests/harness/TempDir.h"
+#include "tests/harness/SimulatedService.h"
 #include "tests/harness/frames.h"
 #include "words/text.h"
 
@@ -49,7 +49,7 @@ protected:
     RequestHandler()
     {
         std::string problem;
-        EXPECT_TRUE(journal.Open(folder / "journal", problem)) << problem;
+        EXPECT_TRUE(logs.journal.Open(folder / "journal", problem)) << problem;
         options.quiet = true;
     }
 
@@ -98,15 +98,15 @@ protected:
 
     bool IsPublished() const { return audience.peer.outcome.IsPublished(); }
 
-    std::string JournalText() const { return ReadWholeFile(folder / "journal"); }
+    std::string JournalText() const { return PlainJournal(ReadWholeFile(folder / "journal")); }
 
     const TempDir folder;
     Options options;
-    Journal journal;
+    Logs logs;
     OnePeer audience;
     SubtitleService service;
     FaultList faults;
-    sim::RequestHandler handler{options, faults, journal, service, audience};
+    sim::RequestHandler handler{options, faults, logs, service, audience};
     Budget turn;
 };
 
@@ -175,7 +175,8 @@ TEST_F(RequestHandler, JournalsRefusedRequestsInOrder)
     EXPECT_EQ(TakeQueued(), "");
     EXPECT_EQ(JournalText(),
               "{\"request\":\"Ping\"}\n"
-              "{\"request\":\"SetRegionVisibility\",\"regionId\":99,\"visible\":true}\n"
+              "{\"request\":\"SetRegionVisibility\",\"regionId\":99,\"visible\":true,"
+              "\"result\":\"refused\"}\n"
               "{\"request\":\"Quit\"}\n");
 }
 
@@ -215,8 +216,9 @@ TEST_F(RequestHandler, JournalsAndDoesNothingElseWhenItIsMute)
     EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), "");
     EXPECT_EQ(Ask(0x3C99), "");
     EXPECT_FALSE(audience.peer.subscriptions.Include(2));
-    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\"}\n"
-                             "{\"request\":\"Subscribe\",\"subscription\":2,\"itemId\":15129}\n");
+    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\",\"result\":\"unanswered\"}\n"
+                             "{\"request\":\"Subscribe\",\"subscription\":2,\"itemId\":15129,"
+                             "\"result\":\"unanswered\"}\n");
     EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
 }
 
@@ -226,7 +228,7 @@ TEST_F(RequestHandler, JournalsAndDropsThePeerWhenItHangsUp)
     EXPECT_EQ(Handle(FrameKind::Request, messages::ping), Verdict::DropPeer);
     EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::DropPeer);
     EXPECT_EQ(TakeQueued(), "");
-    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\"}\n");
+    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\",\"result\":\"unanswered\"}\n");
     EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
 }
 

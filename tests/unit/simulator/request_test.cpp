@@ -1,5 +1,6 @@
 #include "simulator/request.h"
 
+#include "recording/writer.h"
 #include "tests/unit/simulator/decode.h"
 
 #include <gtest/gtest.h>
@@ -25,13 +26,15 @@ protected:
 
 TEST_P(Request, IsDescribedForPeople)
 {
-    EXPECT_EQ(Describe(request), std::string(GetParam().request) + GetParam().description);
+    EXPECT_EQ(Describe(request.contents), std::string(GetParam().request) + GetParam().description);
 }
 
 TEST_P(Request, IsALineOfTheJournal)
 {
-    EXPECT_EQ(JournalLine(request),
-              std::string(R"({"request":")") + GetParam().request + "\"" + GetParam().fields + "}");
+    std::string line;
+    AppendLine(line, request.contents, recording::Bytes::LeftOut);
+    EXPECT_EQ(line, std::string(R"({"monoUs":0,"wallUs":0,"request":")") + GetParam().request +
+                        R"(","client":0)" + GetParam().fields + ",\"result\":\"ok\"}\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(

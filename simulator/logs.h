@@ -1,0 +1,27 @@
+#pragma once
+
+#include "simulator/journal.h"
+#include "simulator/request_history.h"
+
+#include "recording/crc32.h"
+
+namespace sim {
+
+/// The places for the requests that the service handled.
+struct Logs {
+    Journal journal;
+    RequestHistory history;
+
+    /// Adds \p request, which gets its time and its checksum if they are needed.
+    void Add(recording::Request& request)
+    {
+        if (journal.IsOpen() || history.IsOn()) {
+            request.at = recording::Now();
+            request.data.crc32 = recording::Crc32(request.data);
+            journal.Add(request);
+            history.Add(request);
+        }
+    }
+};
+
+}  // namespace sim
