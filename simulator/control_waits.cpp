@@ -109,7 +109,7 @@ Answer ControlCommands::AwaitRequest(const Call& call, const std::vector<std::st
         return Failed(problem);
     }
     ControlConnection& connection = call.connection;
-    const auto look = [&connection, &history = on.history, pattern,
+    const auto look = [&connection, &history = on.logs.history, pattern,
                        next = connection.nextRequest]() mutable {
         const auto found = history.Find(pattern, std::exchange(next, history.Next()));
         if (found) {

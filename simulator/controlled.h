@@ -1,10 +1,10 @@
 #pragma once
 
 #include "simulator/faults.h"
+#include "simulator/logs.h"
 #include "simulator/outage.h"
 #include "simulator/peer_table.h"
 #include "simulator/request_handler.h"
-#include "simulator/request_history.h"
 #include "simulator/subtitle_service.h"
 
 namespace sim {
@@ -13,7 +13,7 @@ namespace sim {
 struct Controlled {
     SubtitleService& service;
     PeerTable& peers;
-    RequestHistory& history;
+    Logs& logs;
     const RequestHandler& handler;
     FaultList& faults;
     Outage& outage;

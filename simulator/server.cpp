@@ -29,8 +29,8 @@ Server::Server(Listener& listener, const Options& options, const Scenario& scena
     : acceptor(listener.Fd(), poller), peers(poller, faults), logs(logsToKeep),
       outage(listener, acceptor, peers, service), handler(options, faults, logs, service, peers),
       player(scenario, options.loop, service, peers),
-      commands({service, peers, history, handler, faults, outage, ending}),
-      control(listener.ControlFd(), history,
+      commands({service, peers, logs, handler, faults, outage, ending}),
+      control(listener.ControlFd(), logs.history,
               [this](const std::string& line, ControlConnection& connection, Budget& budget) {
                   return commands.Run(line, connection, budget);
               })

@@ -54,7 +54,6 @@ private:
     Logs& logs;
     SubtitleService service;
     Outage outage;
-    RequestHistory history;
     RequestHandler handler;
     ScenarioPlayer player;
     platform::Descriptor signals;

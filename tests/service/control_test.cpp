@@ -115,7 +115,7 @@ TEST_F(Control, ShowsTheState)
     const std::string rest =
         R"("sensors":[false,true,false,false,false,false],"level":7,)"
         R"("clients":[{"client":1,"subscriptions":[1,10],"backlog":0,"backlogBytes":0,"lost":0,)"
-        R"("stalled":false}],"counters":{"requests":5,"refused":1,"publications":4,"bytes":92})";
+        R"("stalled":false}],"counters":{"requests":5,"refused":1,"publications":4,"bytes":92},"faults":[])";
     service.Quiet().Start();
     ControlClient control = Operate();
     WireClient client = Connect();
