@@ -58,8 +58,17 @@ Answer ControlCommands::Publish(const Call& call)
     if (!call.parser.Publication(call.line, step)) {
         return RefusedBy(call.parser);
     }
-    const std::size_t receivers = on.service.Publish(step.subscription, step.frame, on.peers);
-    return Done("\"receivers\":" + std::to_string(receivers));
+    // Like a scenario, it is no faster than its slowest subscriber reads.
+    call.connection.job.poll = [on = on, step](Budget& budget) -> Answer {
+        if (on.peers.ReadinessFor(step.subscription, step.frame->size()) ==
+            Audience::Readiness::Full) {
+            return Answer();
+        }
+        const std::size_t receivers = on.service.Publish(step.subscription, step.frame, on.peers);
+        budget.Spend(step.frame->size() * (1 + receivers));
+        return Done("\"receivers\":" + std::to_string(receivers));
+    };
+    return Answer();
 }
 
 Answer ControlCommands::Log(const Call& call)

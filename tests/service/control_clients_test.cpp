@@ -67,6 +67,27 @@ TEST_F(ControlClients, AreDroppedWhenTheyDoNotRead)
     EXPECT_EQ(Operate().Ask("log x"), done);
 }
 
+TEST_F(ControlClients, PublishNoFasterThanSubscribersRead)
+{
+    constexpr int count = 1500;
+    WireClient client = Connect();
+    client.Subscribe(4);
+    ControlClient control = Operate();
+    std::thread sender([&] {
+        for (int i = 0; i < count; ++i) {
+            control.Send("region-data 3 cif " + std::string(4096, '0') + "\n");
+        }
+    });
+    int answers = 0;
+    for (int i = 0; i < count; ++i) {
+        for (; answers < std::min(300 + i, count); ++answers) {
+            EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"receivers":1})");
+        }
+        client.ReceiveFrame();
+    }
+    sender.join();
+}
+
 /// Milliseconds of each of \p count pings.
 std::vector<double> PingTimes(WireClient& client, int count)
 {
