@@ -53,7 +53,7 @@ unsigned char* InputBlocks::Room(std::size_t& size)
     const bool isIdle = begin == end;
     const std::size_t missing = Missing();
     const bool isUnsuitable =
-        !current || (isIdle && (current->capacity > mostKept || current->capacity < usualSize));
+        !current || current->capacity < usualSize || (isIdle && current->capacity > mostKept);
     if (!isUnsuitable && current.use_count() == 1 && begin > 0 &&
         (isIdle || end + missing > current->capacity)) {
         MoveUnreadToStart(current->bytes.get());

@@ -188,6 +188,19 @@ TEST_F(Input, GrowsOnlyAfterAReadHasFilledIt)
     EXPECT_EQ(Room(), blockSize);
 }
 
+TEST_F(Input, GrowsAlsoInsideAFrame)
+{
+    std::string stream;
+    while (stream.size() < 1024) {
+        stream += FrameOf(70);
+    }
+    Feed(stream.substr(0, 1024));
+    ASSERT_EQ(TakeAll().size(), 11u);
+    EXPECT_EQ(Room(), blockSize - 78);
+    Feed(stream.substr(1024));
+    EXPECT_EQ(TakeAll(), Texts{std::string(70, 'x')});
+}
+
 using TrimmedInput = Input;
 
 TEST_F(TrimmedInput, KeepsOneSmallBlockAfterALargeFrame)
