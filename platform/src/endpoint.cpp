@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <new>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
@@ -19,12 +20,9 @@ constexpr int pauseWithoutMemoryMs = 10;
 /// \param waitMs  negative for ever
 static void Sleep(int waitMs)
 {
-    while (true) {
+    do {
         std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-        if (waitMs >= 0) {
-            return;
-        }
-    }
+    } while (waitMs < 0);
 }
 
 Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
@@ -69,10 +67,12 @@ int Endpoint::Enter(const std::string& server, const IpcMessage& message,
         if (state.closed || initResult != 0) {
             return state.closed ? ESHUTDOWN : initResult;
         }
-        if (!IsEndpointName(server) || !message.frame) {
+        const auto place = connections.lower_bound(server);
+        const bool isKnown = place != connections.end() && place->first == server;
+        if ((!isKnown && !IsEndpointName(server)) || !message.frame) {
             return EINVAL;
         }
-        return operation(lock, connections.try_emplace(server, state, server).first->second);
+        return operation(lock, connections.try_emplace(place, server, state, server)->second);
     });
 }
 
@@ -136,7 +136,7 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
         // The constant is compared by address: at the end of the process it may be destroyed.
         const bool isFromAny =
             &from == &LinxIpc::emptyString || from.empty() || from == state.publisher;
-        return TakeNotification(lock, Deadline(waitMs), id, isFromAny, message);
+        return TakeNotification(lock, waitMs, id, isFromAny, message);
     });
     if (isLate) {
         Sleep(waitMs);
@@ -147,8 +147,8 @@ int Endpoint::Receive(int waitMs, unsigned int id, const std::string& from, IpcM
     return error;
 }
 
-int Endpoint::TakeNotification(Lock& lock, const Deadline& deadline, unsigned int id,
-                               bool isFromAny, IpcMessage* message)
+int Endpoint::TakeNotification(Lock& lock, int waitMs, unsigned int id, bool isFromAny,
+                               IpcMessage* message)
 {
     receiver = std::this_thread::get_id();
     const AtEnd leave([this] { receiver = {}; });
@@ -160,7 +160,7 @@ int Endpoint::TakeNotification(Lock& lock, const Deadline& deadline, unsigned in
                     "notifications dropped");
     }
     Subscription found{};
-    int error = AwaitNotification(lock, deadline, id, isFromAny, found);
+    int error = AwaitNotification(lock, waitMs, id, isFromAny, found);
     if (error == 0) {
         error = message ? CopyFrame(current, *message) : 0;
         Show(current);
@@ -170,10 +170,11 @@ int Endpoint::TakeNotification(Lock& lock, const Deadline& deadline, unsigned in
     return error;
 }
 
-int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id,
-                                bool isFromAny, Subscription& found)
+int Endpoint::AwaitNotification(Lock& lock, int waitMs, unsigned int id, bool isFromAny,
+                                Subscription& found)
 {
-    for (bool hasLooked = false;; hasLooked = true) {
+    // The clock is read only when none is queued.
+    for (std::optional<Deadline> deadline;;) {
         if (state.closed) {
             return ESHUTDOWN;
         }
@@ -186,14 +187,16 @@ int Endpoint::AwaitNotification(Lock& lock, const Deadline& deadline, unsigned i
                 return 0;
             }
         }
-        if (hasLooked && deadline.HasPassed()) {
+        if (!deadline) {
+            deadline.emplace(waitMs);
+        } else if (deadline->HasPassed()) {
             return ETIMEDOUT;
         }
         const auto publisher = connections.find(state.publisher);
         if (publisher == connections.end()) {
-            state.WaitForChange(lock, deadline);
+            state.WaitForChange(lock, *deadline);
         } else {
-            publisher->second.AwaitArrival(lock, deadline);
+            publisher->second.AwaitArrival(lock, *deadline);
         }
     }
 }

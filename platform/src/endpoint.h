@@ -41,9 +41,9 @@ private:
     template <typename Operation>
     int Enter(const std::string& server, const IpcMessage& message, const Operation& operation);
     bool Prepare(const std::string& server, const Subscription& wanted);
-    int TakeNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAny,
+    int TakeNotification(Lock& lock, int waitMs, unsigned int id, bool isFromAny,
                          IpcMessage* message);
-    int AwaitNotification(Lock& lock, const Deadline& deadline, unsigned int id, bool isFromAny,
+    int AwaitNotification(Lock& lock, int waitMs, unsigned int id, bool isFromAny,
                           Subscription& found);
     void Show(const ReceivedFrame& frame);
 

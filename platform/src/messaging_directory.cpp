@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -74,7 +75,7 @@ int OpenTrusted(const std::string& path, bool isNew, Descriptor& opened, std::st
     return 0;
 }
 
-bool IsPart(const std::string& part)
+bool IsPart(std::string_view part)
 {
     const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
     return !part.empty() && part != "." && part != ".." && part.size() <= NAME_MAX &&
@@ -186,7 +187,7 @@ bool platform::IsEndpointName(const std::string& name)
     std::size_t slash = 0;
     do {
         slash = name.find('/', start);
-        if (!IsPart(name.substr(start, slash - start))) {
+        if (!IsPart(std::string_view(name).substr(start, slash - start))) {
             return false;
         }
         start = slash + 1;

@@ -75,11 +75,11 @@ void Reader::LimitReading(int waitMs)
 /// \return whether there was anything to sort
 bool Reader::Sort(Lock& lock)
 {
-    bool hasSorted = held.has_value();
-    if (held && IsWanted(*held)) {
-        link.state.notifications.Push(std::move(*held));
+    auto kept = std::exchange(held, std::nullopt);
+    bool hasSorted = kept.has_value();
+    if (kept && IsWanted(*kept)) {
+        link.state.notifications.Push(std::move(*kept));
     }
-    held.reset();
     ReceivedFrame frame{};
     const char* problem = nullptr;
     while (link.isOpen && !held && input.Next(frame, problem) != InputBlocks::Cut::NeedMore) {

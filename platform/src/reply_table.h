@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <map>
 #include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -15,9 +15,12 @@ namespace platform {
 class ReplyTable {
 public:
     struct Waiter {
+        unsigned int correlation;
         unsigned int replyId;
         std::optional<int> result;  ///< 0, or EPROTO for a wrong reply; empty before the reply
         ReceivedFrame reply;
+
+        bool operator==(unsigned int wanted) const { return correlation == wanted; }
     };
 
     /// Correlation of requests whose replies no call waits for.
@@ -26,27 +29,34 @@ public:
     /// Begins to wait for a reply numbered \p replyId.
     void Expect(unsigned int correlation, unsigned int replyId)
     {
-        waiters[correlation] = {replyId, {}, {}};
+        waiters.push_back({correlation, replyId, {}, {}});
     }
 
     /// Ends the waiting.
-    void Forget(unsigned int correlation) { waiters.erase(correlation); }
+    void Forget(unsigned int correlation)
+    {
+        waiters.erase(std::remove(waiters.begin(), waiters.end(), correlation), waiters.end());
+    }
 
-    const Waiter& At(unsigned int correlation) const { return waiters.at(correlation); }
+    /// There must be one.
+    const Waiter& At(unsigned int correlation) const
+    {
+        return *std::find(waiters.begin(), waiters.end(), correlation);
+    }
 
     /// Keeps \p frame for the call that waits for it.
     /// \return whether that is the reply it wants: neither late, repeated, wrong nor malformed
     bool Take(const ReceivedFrame& frame)
     {
         const FrameHeader& header = frame.header;
-        const auto waiter = waiters.find(header.correlation);
-        if (waiter == waiters.end() || waiter->second.result) {
+        const auto waiter = std::find(waiters.begin(), waiters.end(), header.correlation);
+        if (waiter == waiters.end() || waiter->result) {
             return false;
         }
-        const unsigned int replyId = waiter->second.replyId;
-        const bool isRight =
-            header.messageId == replyId && IsWellFormed(replyId, frame.payload, header.length);
-        waiter->second = {replyId, isRight ? 0 : EPROTO, frame};
+        const bool isRight = header.messageId == waiter->replyId &&
+                             IsWellFormed(header.messageId, frame.payload, header.length);
+        waiter->result = isRight ? 0 : EPROTO;
+        waiter->reply = frame;
         return isRight;
     }
 
@@ -54,11 +64,11 @@ public:
     bool AreAwaited() const
     {
         return std::any_of(waiters.begin(), waiters.end(),
-                           [](const auto& entry) { return !entry.second.result; });
+                           [](const Waiter& waiter) { return !waiter.result; });
     }
 
 private:
-    std::map<unsigned int, Waiter> waiters;
+    std::vector<Waiter> waiters;  ///< mostly one
 };
 
 /// Makes \p message a copy of a received one. \return 0 or ENOMEM
