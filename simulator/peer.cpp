@@ -49,7 +49,6 @@ std::size_t Peer::Receive()
     if (received > 0) {
         input.Received(static_cast<std::size_t>(received));
         stage = Stage::Serving;
-        heardAt = isSurplus ? heardAt : Deadline::Clock::now();
         return static_cast<std::size_t>(received);
     }
     // A disconnected peer causes an end or an error, depending on what it left unread.
@@ -64,6 +63,7 @@ void Peer::AwaitMore()
 {
     stage = Stage::Receiving;
     input.Trim();
+    heardAt = input.Unread() > 0 && !isSurplus ? Deadline::Clock::now() : heardAt;
 }
 
 void Peer::PrepareForNotifications()
@@ -97,8 +97,12 @@ void Peer::Flush()
             shutdown(fd.Get(), SHUT_WR);
             return;
         }
-        backlog.Sent(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
         output = sent < static_cast<ssize_t>(total) ? Output::Blocked : Output::Open;
+        if (output == Output::Open && count < maxPieces) {
+            backlog.Clear();  // faster than Sent()
+        } else {
+            backlog.Sent(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
+        }
     }
     if (backlog.Notifications() == 0) {
         stall.CatchUp();

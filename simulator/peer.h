@@ -79,7 +79,7 @@ public:
 
     // Used by PeerTable only
     bool isSurplus = false;  ///< has no place: of its requests only quit is obeyed
-    /// When bytes arrived last; of a surplus client, when it came.
+    /// When bytes of an incomplete frame arrived last; of a surplus client, when it came.
     platform::Deadline::Clock::time_point heardAt = platform::Deadline::Clock::now();
     unsigned int watchedEvents = 0;  ///< as told to the poller
     bool isDueForTurn = false;

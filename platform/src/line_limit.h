@@ -30,11 +30,11 @@ public:
     template <typename Tell>
     void Report(bool all, const Tell& tell)
     {
-        for (Kind& kind : kinds) {
-            if (kind.count > 0 && (all || kind.end.HasPassed())) {
-                const unsigned int count = std::exchange(kind.count, 0);
+        for (Kind* kind = kinds; kind != std::end(kinds) && kind->text; ++kind) {
+            if (kind->count > 0 && (all || kind->end.HasPassed())) {
+                const unsigned int count = std::exchange(kind->count, 0);
                 if (count > most) {
-                    tell(kind.text, count - most);
+                    tell(kind->text, count - most);
                 }
             }
         }
@@ -44,8 +44,8 @@ public:
     int NextReportMs() const
     {
         Deadline next(-1);
-        for (const Kind& kind : kinds) {
-            next = kind.count > most ? next.Sooner(kind.end) : next;
+        for (const Kind* kind = kinds; kind != std::end(kinds) && kind->text; ++kind) {
+            next = kind->count > most ? next.Sooner(kind->end) : next;
         }
         return next.RemainingMs();
     }

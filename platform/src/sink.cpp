@@ -30,7 +30,7 @@ void Sink::Put(std::string newLine)
     WriteKept();
 }
 
-bool Sink::Flush()
+bool Sink::FlushLines()
 {
     if (!WriteKept() || lost == 0 || !lossLine) {
         return line.empty();

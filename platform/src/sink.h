@@ -41,7 +41,7 @@ public:
     static constexpr int retryMs = 500;
 
     /// Writes the kept line, then the number of the lost ones. \return whether all is written
-    bool Flush();
+    bool Flush() { return (line.empty() && lost == 0) || FlushLines(); }
 
     /// Counts a line as lost for the reason \p error.
     void Lose(int error)
@@ -58,6 +58,7 @@ public:
 
 private:
     void Put(std::string newLine);
+    bool FlushLines();
     bool WriteKept();
     ssize_t WriteSome();
     bool Examine();
