@@ -12,7 +12,7 @@ import unittest
 
 BUILD_DIR = None
 IS_STATIC = False
-PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrSim", "SubtitleMgrTap")
+PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrCtl", "SubtitleMgrSim", "SubtitleMgrTap")
 LIBRARIES = (
     "libsubtitle_client.a",
     "platform/libsubtitle_platform.a",
