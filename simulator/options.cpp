@@ -4,6 +4,7 @@
 #include "words/exit_status.h"
 #include "words/nearest_word.h"
 #include "words/text.h"
+#include "words/times.h"
 
 #include <CLI/CLI.hpp>
 
@@ -60,6 +61,59 @@ std::string CheckName(std::string& text)
 
 std::string CheckFileName(std::string& text) { return text.empty() ? "no file name" : ""; }
 
+std::string CheckSeekable(std::string& text)
+{
+    return text == "-" ? "standard input cannot be checked" : CheckFileName(text);
+}
+
+/// Adds an option whose argument \p read takes, or refuses for the reason \p problem.
+template <typename Read>
+CLI::Option* AddOption(CLI::App& app, const char* name, const char* type, const char* problem,
+                       Read read, const std::string& help)
+{
+    const auto check = [=](const std::string& text) { return read(text) ? "" : problem; };
+    return app.add_option(name, help)->type_name(type)->check(CLI::Validator(check, ""));
+}
+
+constexpr const char* noTime = "not a time like 500ms, 2s or 1.5";
+
+/// Adds the options that say what is played, and how.
+void AddPlayOptions(CLI::App& app, Options& options)
+{
+    PlayOptions& how = options.playing;
+    CLI::Option* const play =
+        app.add_option("--play", options.play,
+                       "play a scenario or a recording; - is a recording from standard input")
+            ->type_name("FILE")
+            ->check(CLI::Validator(CheckFileName, ""));
+    app.add_flag("--loop", how.loop, "repeat it for ever")->needs(play);
+    AddOption(
+        app, "--rate", "R", "not a number from 0 to 1000000",
+        [&](const std::string& text) { return ParseRate(text, how.rate); },
+        "play R times as fast; 0 is as fast as the readers take it")
+        ->needs(play);
+    AddOption(
+        app, "--from", "TIME", noTime,
+        [&](const std::string& text) { return words::ParseTime(text, how.fromUs); },
+        "begin at this moment of it, like 500ms, 2s or 1.5")
+        ->needs(play);
+    AddOption(
+        app, "--until", "TIME", noTime,
+        [&](const std::string& text) { return words::ParseTime(text, how.untilUs); },
+        "end at this moment of it")
+        ->needs(play);
+    AddOption(
+        app, "--regions", "LIST", "not a list of numbers and ranges like 1,3-5",
+        [&](const std::string& text) { return words::ParseNumbers(text, how.regions); },
+        "publish only these regions, like 1,3-5")
+        ->needs(play);
+    app.add_flag("--paused", how.isPaused, "begin paused")->needs(play);
+    app.add_flag("--await-requests", how.awaitsRequests,
+                 "at a recorded request wait until a client makes one like it")
+        ->needs(play);
+    app.add_flag("--exit-at-end", options.exitAtEnd, "end the service after the play")->needs(play);
+}
+
 }  // namespace
 
 bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
@@ -74,14 +128,15 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
     app.add_option("--journal", options.journal, "append a JSON object a line for each request")
         ->type_name("FILE")
         ->check(CLI::Validator(CheckFileName, ""));
-    CLI::Option* play = app.add_option("--play", options.scenario, "play a scenario")
-                            ->type_name("FILE")
-                            ->check(CLI::Validator(CheckFileName, ""));
+    AddPlayOptions(app, options);
     app.add_option("--check", options.check,
-                   "check a scenario, write all mistakes on standard error and end")
+                   "check a scenario or a recording, write all mistakes on standard error and end")
         ->type_name("FILE")
-        ->check(CLI::Validator(CheckFileName, ""));
-    app.add_flag("--loop", options.loop, "repeat the scenario for ever")->needs(play);
+        ->check(CLI::Validator(CheckSeekable, ""));
+    AddOption(
+        app, "--for", "TIME", noTime,
+        [&](const std::string& text) { return words::ParseTime(text, options.forUs.emplace()); },
+        "end the service after this time");
     app.add_flag("--quiet", options.quiet,
                  "no line on standard error for a request that is served; lines about refusals, "
                  "losses and dropped clients remain");
@@ -95,6 +150,9 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
         ->check(CLI::Validator(CheckFault, ""));
     try {
         app.parse(argc, argv);
+        if (options.playing.loop && options.play == "-") {
+            throw CLI::ValidationError("--loop", "standard input cannot be repeated");
+        }
     } catch (const CLI::ExtrasError&) {
         app.exit(CLI::ParseError(NotAnOption(app, app.remaining()), status = words::exitUnusable));
         return false;

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "simulator/fault_spec.h"
+#include "simulator/play_options.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,10 +13,12 @@ namespace sim {
 /// The options of the command line.
 struct Options {
     std::string name = "SubtitleMgr";
-    std::string journal;   ///< empty for none
-    std::string scenario;  ///< empty for none
-    std::string check;     ///< the scenario that is only checked; empty for none
-    bool loop = false;
+    std::string journal;  ///< empty for none
+    std::string check;    ///< what is only checked; empty for none
+    std::string play;     ///< empty for none
+    PlayOptions playing;
+    bool exitAtEnd = false;  ///< of the play
+    std::optional<std::int64_t> forUs;
     bool quiet = false;
     std::vector<FaultSpec> faults;
 };

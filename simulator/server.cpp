@@ -2,14 +2,18 @@
 
 #include "simulator/commentary.h"
 
+#include "words/exit_status.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <sys/signalfd.h>
 
 using namespace platform;
 using namespace sim;
+using std::chrono::microseconds;
 
 sigset_t sim::StopSignals()
 {
@@ -24,11 +28,13 @@ sigset_t sim::StopSignals()
     return stops;
 }
 
-Server::Server(Listener& listener, const Options& options, const Scenario& scenario,
-               Logs& logsToKeep)
-    : acceptor(listener.Fd(), poller), peers(poller, faults), logs(logsToKeep),
-      outage(listener, acceptor, peers, service), handler(options, faults, logs, service, peers),
-      player(scenario, options.loop, service, peers),
+Server::Server(Listener& listener, const Options& optionsToUse, Logs& logsToKeep)
+    : options(optionsToUse), acceptor(listener.Fd(), poller), peers(poller, faults),
+      logs(logsToKeep), outage(listener, acceptor, peers, service),
+      handler(options, faults, logs, service, peers),
+      player(service, peers, logs.history, options.quiet),
+      endAt(options.forUs ? Deadline::Clock::now() + microseconds(*options.forUs)
+                          : Deadline::Clock::time_point::max()),
       commands({service, peers, logs, handler, faults, outage, ending}),
       control(listener.ControlFd(), logs.history,
               [this](const std::string& line, ControlConnection& connection, Budget& budget) {
@@ -41,18 +47,23 @@ bool Server::Open(std::string& problem)
 {
     const sigset_t stops = StopSignals();
     signals = Descriptor(signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
-    const bool isOpen = signals && poller.Open() && control.Open() &&
+    const bool isOpen = signals && poller.Open() && alarm.Open(poller) && control.Open() &&
                         poller.Control(EPOLL_CTL_ADD, signals.Get(), EPOLLIN, &signals) &&
                         poller.Control(EPOLL_CTL_ADD, control.Fd(), EPOLLIN, &control);
     problem = isOpen ? "" : std::strerror(errno);
     return isOpen;
 }
 
-void Server::Run()
+void Server::Play(std::unique_ptr<Source> source)
+{
+    player.Start(std::move(source), options.playing, /*isChecked*/ true);
+}
+
+int Server::Run()
 {
     while (!ending) {
         outage.EndInTime();
-        const int playerMs = player.Advance();
+        player.Advance();
         control.Advance();
         peers.UpdatePublished();
         control.Flush();  // an answer says that the effect is on its way
@@ -60,9 +71,33 @@ void Server::Run()
         if (!outage.IsOn()) {
             acceptor.Resume(clientHasGone);
         }
-        Turn(NextWaitMs(playerMs));
+        ending =
+            ending || (options.exitAtEnd && player.HasEnded()) || Deadline::Clock::now() >= endAt;
+        SetAlarm();
+        WatchInput();
+        Turn(NextWaitMs());
     }
     FlushAtTheEnd();
+    return options.exitAtEnd && !player.Mistake().empty() ? words::exitUnusable : words::exitDone;
+}
+
+void Server::SetAlarm()
+{
+    const bool isAtOnce = player.WakeAt() == Player::atOnce;  // needs no alarm
+    alarm.Set(isAtOnce ? endAt : std::min(player.WakeAt(), endAt));
+}
+
+/// Once for each time that there is no input, since input that is not read yet is an event too.
+void Server::WatchInput()
+{
+    const int input = player.AwaitedInput();
+    if (input < 0 || std::exchange(watchesInput, true)) {
+        return;
+    }
+    constexpr unsigned int events = EPOLLIN | EPOLLONESHOT;
+    if (!poller.Control(EPOLL_CTL_MOD, input, events, &player)) {
+        poller.Control(EPOLL_CTL_ADD, input, events, &player);
+    }
 }
 
 void Server::Turn(int waitMs)
@@ -75,9 +110,11 @@ void Server::Turn(int waitMs)
             ending = true;
         } else if (tag == &control) {
             control.OnEvents();
+        } else if (tag == &player) {
+            watchesInput = false;
         } else if (tag == &acceptor) {
             AcceptPeer();
-        } else {
+        } else if (tag != &alarm) {
             OnPeer(*static_cast<Peer*>(tag), events[i].events);
         }
     }
@@ -88,9 +125,9 @@ void Server::Turn(int waitMs)
     peers.Look();
 }
 
-int Server::NextWaitMs(int playerMs)
+int Server::NextWaitMs()
 {
-    int waitMs = ending || peers.HasDue() ? 0 : playerMs;
+    int waitMs = ending || peers.HasDue() || player.WakeAt() == Player::atOnce ? 0 : -1;
     for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs(), control.WaitMs(),
                               logs.journal.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "simulator/acceptor.h"
+#include "simulator/alarm.h"
 #include "simulator/control_commands.h"
 #include "simulator/control_server.h"
 #include "simulator/listener.h"
 #include "simulator/options.h"
 #include "simulator/outage.h"
 #include "simulator/peer_table.h"
+#include "simulator/player.h"
 #include "simulator/request_handler.h"
-#include "simulator/scenario.h"
-#include "simulator/scenario_player.h"
 
 #include "platform/src/descriptor.h"
 
@@ -26,7 +26,7 @@ sigset_t StopSignals();
 class Server {
 public:
     /// All arguments must outlive this object.
-    Server(Listener& listener, const Options& options, const Scenario& scenario, Logs& logs);
+    Server(Listener& listener, const Options& options, Logs& logs);
 
     /// Prepares the loop. StopSignals() must be blocked: from now on they are read.
     /// \return false with the reason in \p problem
@@ -35,8 +35,11 @@ public:
     /// Causes a fault: at once, or at the requests that \p spec names. \return its id
     unsigned int Cause(const FaultSpec& spec) { return sim::Cause(spec, faults, outage); }
 
-    /// Serves until a signal or a quit request ends it.
-    void Run();
+    /// Plays \p source, which is no stream or IsPlayable(), as the options say.
+    void Play(std::unique_ptr<Source> source);
+
+    /// Serves until a signal, a quit request or an option ends it. \return the exit status
+    int Run();
 
 private:
     void Turn(int waitMs);
@@ -45,9 +48,13 @@ private:
     void TakeTurn(Peer& peer, Budget& budget);
     void HandleNextFrame(Peer& peer, Budget& budget);
     void FlushAtTheEnd();
-    int NextWaitMs(int playerMs);
+    void SetAlarm();
+    void WatchInput();
+    int NextWaitMs();
 
+    const Options& options;
     Poller poller;
+    Alarm alarm;
     Acceptor acceptor;
     FaultList faults;
     PeerTable peers;
@@ -55,7 +62,9 @@ private:
     SubtitleService service;
     Outage outage;
     RequestHandler handler;
-    ScenarioPlayer player;
+    Player player;
+    bool watchesInput = false;
+    const platform::Deadline::Clock::time_point endAt;
     platform::Descriptor signals;
     bool ending = false;
     ControlCommands commands;

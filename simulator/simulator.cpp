@@ -4,7 +4,6 @@
 #include "simulator/listener.h"
 #include "simulator/logs.h"
 #include "simulator/options.h"
-#include "simulator/scenario.h"
 #include "simulator/server.h"
 
 #include "words/exit_status.h"
@@ -51,10 +50,11 @@ void RaiseDescriptorLimit()
 }
 
 /// Writes every mistake on standard error. \return the exit status
-int Load(const std::string& path, Scenario& scenario)
+int Load(const std::string& path, std::unique_ptr<Source>& source)
 {
     std::vector<std::string> mistakes;
-    if (LoadScenario(path, scenario, mistakes)) {
+    source = OpenSource(path, mistakes);
+    if (source && IsPlayable(*source, mistakes)) {
         return exitDone;
     }
     for (const std::string& mistake : mistakes) {
@@ -66,11 +66,11 @@ int Load(const std::string& path, Scenario& scenario)
 int RunService(const Options& options)
 {
     std::string problem;
-    Scenario scenario;
+    std::unique_ptr<Source> source;
     if (!options.check.empty()) {
-        return Load(options.check, scenario);
+        return Load(options.check, source);
     }
-    if (!options.scenario.empty() && Load(options.scenario, scenario) != exitDone) {
+    if (!options.play.empty() && Load(options.play, source) != exitDone) {
         return exitUnusable;
     }
     Logs logs;
@@ -84,18 +84,21 @@ int RunService(const Options& options)
     if (!listener.Open(options.name, problem)) {
         return CannotStart(problem.c_str());
     }
-    Server server(listener, options, scenario, logs);
+    Server server(listener, options, logs);
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
+    }
+    if (source) {
+        server.Play(std::move(source));
     }
     SayReady();
     for (const FaultSpec& fault : options.faults) {
         server.Cause(fault);
     }
-    server.Run();
+    const int status = server.Run();
     logs.journal.Settle();
     SettleOutputs(true);
-    return exitDone;
+    return status;
 }
 
 }  // namespace

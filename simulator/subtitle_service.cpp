@@ -126,9 +126,7 @@ std::size_t SubtitleService::Publish(unsigned int subscription, const SharedFram
     const unsigned int regionId = frame ? (*frame)[frameHeaderSize] : 0;
     if (IsRegion(regionId)) {
         Region& region = regions[regionId - 1];
-        const unsigned int kind = subscription == subscriptions::regionVisibility ? visibilityRecord
-                                  : subscription == subscriptions::palette        ? paletteRecord
-                                                                           : (*frame)[formatOffset];
+        const unsigned int kind = KindOf(subscription, frame);
         region.published[kind] = frame;
         region.traffic.Count(frame);
         if (kind < formatCount) {
@@ -162,6 +160,13 @@ unsigned int SubtitleService::Publish(unsigned int record, Audience& audience, B
 }
 
 // What is kept
+
+unsigned int SubtitleService::KindOf(unsigned int subscription, const SharedFrame& frame)
+{
+    return subscription == subscriptions::regionVisibility ? visibilityRecord
+           : subscription == subscriptions::palette        ? paletteRecord
+                                                           : (*frame)[formatOffset];
+}
 
 const Item* SubtitleService::FindItem(unsigned int record) const
 {

@@ -70,6 +70,9 @@ public:
     /// \return the number of the next record that may be kept
     unsigned int Publish(unsigned int record, Audience& audience, Budget& budget);
 
+    /// The number of a record within its region.
+    static unsigned int KindOf(unsigned int subscription, const SharedFrame& frame);
+
     bool IsKept(unsigned int record) const;
 
     /// The notification of a kept record, as it is now. \return null when there is no memory

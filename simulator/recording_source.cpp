@@ -1,0 +1,156 @@
+#include "simulator/recording_source.h"
+
+#include "simulator/request_pattern.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+#include "platform/src/wire_format.h"
+#include <PaletteItem.h>
+#include <RegionDataItem.h>
+#include <RegionVisItem.h>
+
+using namespace platform;
+using namespace sim;
+using recording::NotificationKind;
+using recording::Reader;
+
+namespace {
+
+std::vector<unsigned char> BytesOf(const recording::Data& data)
+{
+    return {data.bytes, data.bytes + data.size};
+}
+
+/// \return null when there is no memory
+SharedFrame Encode(const recording::Notification& notification)
+{
+    const auto regionId = static_cast<unsigned char>(notification.regionId);
+    if (notification.kind == NotificationKind::RegionData) {
+        RegionDataItem record;
+        record.regionId = regionId;
+        record.subtitleFormat = static_cast<unsigned char>(notification.subtitleFormat);
+        record.data = BytesOf(notification.data);
+        return EncodeNotification(notification.subscription, record);
+    }
+    if (notification.kind == NotificationKind::RegionVisibility) {
+        RegionVisItem record;
+        record.regionId = regionId;
+        record.visible = notification.visible;
+        return EncodeNotification(notification.subscription, record);
+    }
+    PaletteItem record;
+    record.regionId = regionId;
+    record.backgroundCode = static_cast<unsigned char>(notification.backgroundCode);
+    record.fill = notification.fill;
+    record.paletteData = BytesOf(notification.data);
+    return EncodeNotification(notification.subscription, record);
+}
+
+/// \return why a notification cannot be played; null when it can
+const char* ReasonAgainst(const recording::Notification& notification)
+{
+    constexpr std::size_t longestHead = 7;  // of a palette
+    return !notification.data.AreThere() ? "cannot be played: it has no bytes"
+           : notification.data.size + longestHead > maxPayload
+               ? "cannot be played: a record of more than 16 MiB"
+               : nullptr;
+}
+
+}  // namespace
+
+RecordingSource::RecordingSource()
+    : name("-"), fd(STDIN_FILENO), start(Reader::Start::HeaderOptional), reader(name, start)
+{
+}
+
+RecordingSource::RecordingSource(std::string path, Descriptor opened)
+    : name(std::move(path)), file(std::move(opened)), fd(file.Get()),
+      start(Reader::Start::WithHeader), reader(name, start)
+{
+}
+
+bool RecordingSource::Rewind()
+{
+    if (!file || lseek(fd, 0, SEEK_SET) != 0) {
+        return false;
+    }
+    reader = Reader(name, start);
+    firstUs.reset();
+    mistake.clear();
+    return true;
+}
+
+Source::Found RecordingSource::Next(Step& step, Budget& budget)
+{
+    while (mistake.empty()) {
+        switch (reader.Next(line)) {
+        case Reader::Found::Line:
+            if (!std::holds_alternative<recording::Header>(line)) {
+                return Convert(step);
+            }
+            break;
+        case Reader::Found::NeedsInput:
+            if (budget.IsSpent() || !Read(budget)) {
+                return mistake.empty() ? Found::NotYet : Found::Mistake;
+            }
+            break;
+        case Reader::Found::End: return Found::End;
+        case Reader::Found::Mistake: mistake = reader.Mistake(); break;
+        }
+    }
+    return Found::Mistake;
+}
+
+bool RecordingSource::Read(Budget& budget)
+{
+    // Standard input stays as it is: other programs may share it, and a flag would be theirs too.
+    pollfd input{fd, POLLIN, 0};
+    if (!file && poll(&input, 1, 0) == 0) {
+        return false;
+    }
+    std::size_t room = 0;
+    char* const bytes = reader.Room(room);
+    const ssize_t count = read(fd, bytes, std::min(room, std::size_t{Budget::ofATurn}));
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        mistake = name + ": cannot be read: " + std::strerror(errno);
+    }
+    if (count == 0) {
+        reader.EndInput();
+    }
+    if (count > 0) {
+        reader.Received(static_cast<std::size_t>(count));
+        budget.Spend(static_cast<std::uint64_t>(count));
+    }
+    return count >= 0;
+}
+
+Source::Found RecordingSource::Convert(Step& step)
+{
+    step = {};
+    if (const auto* const request = std::get_if<recording::Request>(&line)) {
+        step.kind = Step::Kind::AwaitRequest;
+        step.atUs = Moment(request->at);
+        step.request = std::make_shared<RequestPattern>(*request);
+        return Found::Step;
+    }
+    const auto& notification = std::get<recording::Notification>(line);
+    if (const char* const reason = ReasonAgainst(notification)) {
+        mistake = name + ":" + std::to_string(reader.LineNumber()) + ":1: " + reason;
+        return Found::Mistake;
+    }
+    step.atUs = Moment(notification.at);
+    step.subscription = notification.subscription;
+    step.frame = Encode(notification);
+    return Found::Step;
+}
+
+std::int64_t RecordingSource::Moment(const recording::Moment& at)
+{
+    firstUs = firstUs ? firstUs : at.monoUs;
+    lengthUs = at.monoUs - *firstUs;
+    return lengthUs;
+}
