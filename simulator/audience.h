@@ -38,6 +38,9 @@ public:
     /// Whether a peer gets what is published under \p subscription.
     virtual bool HasSubscriber(unsigned int subscription) const = 0;
 
+    /// Whether a publication under \p subscription has any effect.
+    virtual bool Wants(unsigned int subscription) const { return HasSubscriber(subscription); }
+
     /// Whether the subscribers that read can take a frame of \p size bytes without loss.
     virtual Readiness ReadinessFor(unsigned int subscription, std::size_t size) = 0;
 

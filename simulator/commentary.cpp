@@ -45,9 +45,10 @@ void sim::Say(const char* text, const char* details, const char* start)
     TheOutputs().errors.Write([&] { return std::string(start) + text + details + "\n"; });
 }
 
-void sim::SayReady()
+void sim::SayReady(bool onErrors)
 {
-    TheOutputs().output.Write([] { return std::string("ready\n"); });
+    Sink& sink = onErrors ? TheOutputs().errors : TheOutputs().output;
+    sink.Write([] { return std::string("ready\n"); });
 }
 
 void sim::Tell(unsigned int client, const char* kind, const std::string& details)

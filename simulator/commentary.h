@@ -10,8 +10,8 @@ namespace sim {
 /// Writes a line about the service itself.
 void Say(const char* text, const char* details = "", const char* start = "SubtitleMgrSim: ");
 
-/// Writes `ready` on standard output.
-void SayReady();
+/// Writes `ready` on standard output, or on standard error when a journal has standard output.
+void SayReady(bool onErrors);
 
 /// Writes a line about a client. Of each kind 20 lines are written in a second and the others are
 /// counted, so that peers cannot fill a disk.

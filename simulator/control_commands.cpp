@@ -26,6 +26,7 @@ const ControlCommands::Verb ControlCommands::verbs[] = {
     {"fault", &ControlCommands::Fault},
     {"faults", &ControlCommands::Faults},
     {"no-fault", &ControlCommands::NoFault},
+    {"record", &ControlCommands::Record},
     {"disconnect", &ControlCommands::Disconnect},
     {"quit", &ControlCommands::Quit},
 };
@@ -64,7 +65,8 @@ Answer ControlCommands::Publish(const Call& call)
             Audience::Readiness::Full) {
             return Answer();
         }
-        const std::size_t receivers = on.service.Publish(step.subscription, step.frame, on.peers);
+        const std::size_t receivers =
+            on.service.Publish(step.subscription, step.frame, on.audience);
         budget.Spend(step.frame->size() * (1 + receivers));
         return Done("\"receivers\":" + std::to_string(receivers));
     };
@@ -79,6 +81,17 @@ Answer ControlCommands::Log(const Call& call)
     }
     Say(step.text->c_str());
     return Done();
+}
+
+Answer ControlCommands::Record(const Call& call)
+{
+    const std::string& word = call.line.words[1];
+    std::string problem;
+    if (word == "off") {
+        on.logs.recorder.Stop();
+        return Done();
+    }
+    return on.logs.recorder.Start(word, problem) ? Done() : Failed(problem);
 }
 
 Answer ControlCommands::Disconnect(const Call& call)

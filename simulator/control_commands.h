@@ -33,6 +33,7 @@ private:
     // The service; defined in control_commands.cpp
     Answer Publish(const Call& call);
     Answer Log(const Call& call);
+    Answer Record(const Call& call);
     Answer Disconnect(const Call& call);
     Answer Quit(const Call& call);
 

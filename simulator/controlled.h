@@ -13,6 +13,7 @@ namespace sim {
 struct Controlled {
     SubtitleService& service;
     PeerTable& peers;
+    Audience& audience;  ///< these peers, recorded
     Logs& logs;
     const RequestHandler& handler;
     FaultList& faults;

@@ -20,6 +20,8 @@ public:
     /// Makes the endpoint \p name reachable. \return false with the reason in \p problem
     bool Open(const std::string& name, std::string& problem);
 
+    const std::string& Path() const { return path; }
+
     /// The socket of the clients, which does not block.
     int Fd() const { return clients.Fd(); }
 

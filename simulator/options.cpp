@@ -125,7 +125,11 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
     app.add_option("--name", options.name, "endpoint name, like SubtitleMgr or node1/SubtitleMgr")
         ->type_name("NAME")
         ->check(CLI::Validator(CheckName, ""));
-    app.add_option("--journal", options.journal, "append a JSON object a line for each request")
+    app.add_option("--journal", options.journal,
+                   "append a JSON object a line for each request; - is standard output")
+        ->type_name("FILE")
+        ->check(CLI::Validator(CheckFileName, ""));
+    app.add_option("--record", options.record, "record all requests and publications")
         ->type_name("FILE")
         ->check(CLI::Validator(CheckFileName, ""));
     AddPlayOptions(app, options);

@@ -13,7 +13,8 @@ namespace sim {
 /// The options of the command line.
 struct Options {
     std::string name = "SubtitleMgr";
-    std::string journal;  ///< empty for none
+    std::string journal;  ///< empty for none, - for standard output
+    std::string record;   ///< empty for none
     std::string check;    ///< what is only checked; empty for none
     std::string play;     ///< empty for none
     PlayOptions playing;

@@ -30,12 +30,12 @@ sigset_t sim::StopSignals()
 
 Server::Server(Listener& listener, const Options& optionsToUse, Logs& logsToKeep)
     : options(optionsToUse), acceptor(listener.Fd(), poller), peers(poller, faults),
-      logs(logsToKeep), outage(listener, acceptor, peers, service),
-      handler(options, faults, logs, service, peers),
-      player(service, peers, logs.history, options.quiet),
+      logs(logsToKeep), audience(peers, logs.recorder), outage(listener, acceptor, peers, service),
+      handler(options, faults, logs, service, audience),
+      player(service, audience, logs.history, options.quiet),
       endAt(options.forUs ? Deadline::Clock::now() + microseconds(*options.forUs)
                           : Deadline::Clock::time_point::max()),
-      commands({service, peers, logs, handler, faults, outage, ending}),
+      commands({service, peers, audience, logs, handler, faults, outage, ending}),
       control(listener.ControlFd(), logs.history,
               [this](const std::string& line, ControlConnection& connection, Budget& budget) {
                   return commands.Run(line, connection, budget);
@@ -129,7 +129,7 @@ int Server::NextWaitMs()
 {
     int waitMs = ending || peers.HasDue() || player.WakeAt() == Player::atOnce ? 0 : -1;
     for (const int otherMs : {acceptor.PauseMs(), peers.NextLookMs(), control.WaitMs(),
-                              logs.journal.Settle(), SettleOutputs()}) {
+                              logs.journal.Settle(), logs.recorder.Settle(), SettleOutputs()}) {
         waitMs = waitMs < 0 || (otherMs >= 0 && otherMs < waitMs) ? otherMs : waitMs;
     }
     return waitMs;

@@ -59,6 +59,7 @@ private:
     FaultList faults;
     PeerTable peers;
     Logs& logs;
+    RecordedAudience audience;
     SubtitleService service;
     Outage outage;
     RequestHandler handler;

@@ -73,7 +73,7 @@ int RunService(const Options& options)
     if (!options.play.empty() && Load(options.play, source) != exitDone) {
         return exitUnusable;
     }
-    Logs logs;
+    Logs logs(options.name);
     if (!options.journal.empty() && !logs.journal.Open(options.journal, problem)) {
         return CannotStart(problem.c_str());
     }
@@ -84,6 +84,10 @@ int RunService(const Options& options)
     if (!listener.Open(options.name, problem)) {
         return CannotStart(problem.c_str());
     }
+    // After the name is taken: it may be that of a service that records in this file.
+    if (!options.record.empty() && !logs.recorder.Start(options.record, problem)) {
+        return CannotStart(problem.c_str());
+    }
     Server server(listener, options, logs);
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
@@ -91,12 +95,16 @@ int RunService(const Options& options)
     if (source) {
         server.Play(std::move(source));
     }
-    SayReady();
+    if (!options.quiet) {
+        Say("serving ", listener.Path().c_str());
+    }
+    SayReady(options.journal == "-");
     for (const FaultSpec& fault : options.faults) {
         server.Cause(fault);
     }
     const int status = server.Run();
     logs.journal.Settle();
+    logs.recorder.Close();
     SettleOutputs(true);
     return status;
 }

@@ -146,7 +146,7 @@ unsigned int SubtitleService::Publish(unsigned int record, Audience& audience, B
     const unsigned int kind = record % recordsOfARegion;
     const unsigned int subscription = SubscriptionOf(kind);
     budget.Spend(costOfAsking);
-    if (IsKept(record) && audience.HasSubscriber(subscription)) {
+    if (IsKept(record) && audience.Wants(subscription)) {
         const SharedFrame frame = Find(record);
         if (frame) {
             traffic.Count(frame);

@@ -66,7 +66,7 @@ public:
     /// \return the number of subscribers
     std::size_t Publish(unsigned int subscription, const SharedFrame& frame, Audience& audience);
 
-    /// Publishes the record of this number, as it is now, if it is kept and has a subscriber.
+    /// Publishes the record of this number, as it is now, if it is kept and wanted.
     /// \return the number of the next record that may be kept
     unsigned int Publish(unsigned int record, Audience& audience, Budget& budget);
 

@@ -72,7 +72,7 @@ private:
     static void Serve(Listener& listener, const Options& options)
     {
         const Scenario nothingToPlay;
-        Logs logs;
+        Logs logs{"SubtitleMgr"};
         std::string problem;
         Require(options.journal.empty() || logs.journal.Open(options.journal, problem),
                 "the journal cannot be opened");

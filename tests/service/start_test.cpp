@@ -173,7 +173,8 @@ TEST_F(Start, WritesReadyOnly)
     service.Process().Signal(SIGTERM);
     ExpectCleanEnd(service.Process());
     EXPECT_EQ(service.Process().Output(), "ready\n");
-    EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");
+    EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: serving " + service.SocketPath() +
+                                              "\nSubtitleMgrSim: client 1: Ping\n");
 }
 
 using Help = SimulatorSession;

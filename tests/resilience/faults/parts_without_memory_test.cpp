@@ -230,7 +230,7 @@ protected:
         options.quiet = true;
         const Scenario nothingToPlay;
         const TempDir files;
-        Logs logs;
+        Logs logs{"SubtitleMgr"};
         EXPECT_TRUE(logs.journal.Open(files / "journal", problem)) << problem;
         {
             Server server(listener, options, nothingToPlay, logs);

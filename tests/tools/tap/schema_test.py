@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Records the demo and checks it with schema and Python: schema_test.py TAP SERVICE SCENARIO."""
+"""Records the demo with tap and service: schema_test.py TAP SERVICE SCENARIO.
+
+Checks both recordings and the journal with schema and Python, and compares the recordings.
+"""
 
 import os
 import subprocess
@@ -11,17 +14,29 @@ sys.path.insert(0, os.path.join(HERE, "../../unit/recording"))
 sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
-from recorded_lines import checked_lines
+from recorded_lines import checked_line, checked_lines
 
 COUNT = 20
+
+
+def contents(lines):
+    """Returns the notifications without what only one of the two programs knows."""
+    own = ("monoUs", "wallUs", "receivers")
+    return [
+        {name: value for name, value in line.items() if name not in own}
+        for line in lines
+        if "notification" in line
+    ]
 
 
 def main(arguments):
     tap, service, scenario = arguments
     with tempfile.TemporaryDirectory() as folder:
         environment = dict(os.environ, LINX_DIR=os.path.join(folder, "linx"))
+        written = [os.path.join(folder, name) for name in ("recording", "journal")]
+        options = ["--play", scenario, "--loop", "--record", written[0], "--journal", written[1]]
         playing = subprocess.Popen(
-            ["setpriv", "--pdeathsig=KILL", service, "--quiet", "--play", scenario, "--loop"],
+            ["setpriv", "--pdeathsig=KILL", service, "--quiet", *options],
             stdout=subprocess.PIPE,
             env=environment,
         )
@@ -35,11 +50,17 @@ def main(arguments):
                 timeout=60,
             ).stdout
         finally:
-            playing.kill()
+            playing.terminate()
             playing.wait()
             playing.stdout.close()
+        of_service, journal = [open(path, "rb").read() for path in written]
     lines = checked_lines(recording)
     assert len(lines) == COUNT + 1, len(lines)
+    recorded = checked_lines(of_service)
+    assert contents(recorded)[:COUNT] == contents(lines), recorded
+    assert [line for line in recorded if "request" in line and "data" not in line] == [
+        checked_line(line) for line in journal.splitlines(keepends=True)
+    ], journal
     kinds = {line.get("notification") for line in lines[1:]}
     assert kinds == {"RegionData", "RegionVisibility", "Palette"}, kinds
 

@@ -102,7 +102,7 @@ protected:
 
     const TempDir folder;
     Options options;
-    Logs logs;
+    Logs logs{"SubtitleMgr"};
     OnePeer audience;
     SubtitleService service;
     FaultList faults;

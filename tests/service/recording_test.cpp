@@ -1,0 +1,103 @@
+// Recordings and journals of the running service.
+
+#include "tests/service/ControlClient.h"
+#include "tests/service/SimulatorSession.h"
+
+#include "recording/reader.h"
+
+#include <algorithm>
+#include <csignal>
+#include <regex>
+
+namespace {
+
+class Recording : public SimulatorSession {
+protected:
+    /// The lines without their times; each must be one that a reader accepts.
+    static std::string PlainLines(const std::string& text)
+    {
+        recording::Reader reader("recording");
+        recording::AnyLine line;
+        std::size_t room = 0;
+        char* const place = reader.Room(room);
+        text.copy(place, std::min(room, text.size()));
+        reader.Received(text.size());
+        reader.EndInput();
+        while (reader.Next(line) == recording::Reader::Found::Line) {
+        }
+        EXPECT_EQ(reader.Mistake(), "");
+        return std::regex_replace(text, std::regex(R"(,?"(mono|wall)Us":\d+,?)"), "");
+    }
+
+    const std::string path = files / "recording";
+};
+
+TEST_F(Recording, HoldsRequestsAndPublicationsInTheirOrder)
+{
+    service.Play("visibility 3 t\nwait-subscribers 10\npalette 2 31 t 10ff\n");
+    service.Option("--record").Option(path).Start();
+    WireClient client = Connect();
+    client.Subscribe(4);
+    EXPECT_EQ(client.Ask(messages::setRegionData, RegionDataRecord(3, 0, "\x05")), accepted);
+    EXPECT_EQ(client.ReceiveFrame().header.messageId, messages::regionDataItem);
+    EXPECT_EQ(client.Ask(messages::invertRegionData, U32(99)), U32(1));
+    client.Subscribe(10);
+    EXPECT_EQ(client.ReceiveFrame().header.messageId, messages::paletteItem);
+    ControlClient(service.SocketPath()).Ask("region-data 4 77 -");
+    service.Stop();
+    EXPECT_EQ(PlainLines(ReadWholeFile(path)),
+              R"({"subtitleRecording":1,"writer":"SubtitleMgrSim )" SUBTITLE_VERSION
+              R"(","service":"SubtitleMgr"}
+{"notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true,"receivers":0}
+{"request":"Subscribe","client":1,"subscription":4,"itemId":15129,"result":"ok"}
+{"request":"SetRegionData","client":1,"regionId":3,"subtitleFormat":0,"size":1,"crc32":"a2681b02","data":"BQ==","result":"ok"}
+{"notification":"RegionData","subscription":2,"regionId":3,"subtitleFormat":0,"size":1,"crc32":"a2681b02","data":"BQ==","receivers":0}
+{"notification":"RegionData","subscription":3,"regionId":3,"subtitleFormat":1,"size":1,"crc32":"a2681b02","data":"BQ==","receivers":0}
+{"notification":"RegionData","subscription":4,"regionId":3,"subtitleFormat":2,"size":1,"crc32":"a505df1b","data":"AQ==","receivers":1}
+{"request":"InvertRegionData","client":1,"regionId":99,"result":"refused"}
+{"request":"Subscribe","client":1,"subscription":10,"itemId":15133,"result":"ok"}
+{"notification":"Palette","subscription":10,"regionId":2,"size":2,"crc32":"2619ef23","data":"EP8=","fill":true,"backgroundCode":31,"receivers":1}
+{"notification":"RegionData","subscription":12,"regionId":4,"subtitleFormat":77,"size":0,"crc32":"00000000","data":"","receivers":0}
+)");
+}
+
+TEST_F(Recording, BeginsAndEndsByControl)
+{
+    service.Start();
+    WireClient client = Connect();
+    ControlClient control(service.SocketPath());
+    EXPECT_EQ(control.Ask("record /nowhere/file"),
+              R"({"ok":false,"error":"recording /nowhere/file: No such file or directory"})");
+    client.Ask(messages::ping);
+    EXPECT_EQ(control.Ask("record " + path), R"({"ok":true})");
+    client.Ask(messages::getLogLevel);
+    EXPECT_EQ(control.Ask("record off"), R"({"ok":true})");
+    client.Ask(messages::ping);
+    const std::string lines = PlainLines(ReadWholeFile(path));
+    EXPECT_EQ(lines.substr(lines.find('\n') + 1),
+              R"({"request":"GetLogLevel","client":1,"result":"ok"})"
+              "\n");
+}
+
+TEST_F(Recording, DoesNotEmptyAFileWhenTheNameIsTaken)
+{
+    service.Option("--record").Option(path).Start();
+    const std::string lines = ReadWholeFile(path);
+    EXPECT_EQ(RunToEnd({"--record", path}).status, 1);
+    EXPECT_EQ(ReadWholeFile(path), lines);
+}
+
+using JournalOnStandardOutput = SimulatorSession;
+
+TEST_F(JournalOnStandardOutput, HasNoReadyInIt)
+{
+    const auto program = Launch({"--quiet", "--journal", "-"});
+    program->WaitForErrors("ready\n");
+    EXPECT_EQ(Connect().Ask(messages::ping), "");
+    program->Signal(SIGTERM);
+    ExpectCleanEnd(*program);
+    EXPECT_EQ(PlainJournal(program->Output()), "{\"request\":\"Ping\"}\n");
+    EXPECT_EQ(program->Errors(), "ready\n");
+}
+
+}  // namespace
