@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The answers of the control socket.
 namespace sim {
@@ -23,14 +24,23 @@ inline std::string Failed(std::string_view error, const char* moreFields = "")
     return answer + moreFields + "}";
 }
 
+inline std::string FailedWith(const std::vector<std::string>& mistakes)
+{
+    std::string reasons;
+    for (const std::string& mistake : mistakes) {
+        reasons += (reasons.empty() ? "" : "; ") + mistake;
+    }
+    return Failed(reasons);
+}
+
 /// The answer to a line that \p parser has refused.
 inline std::string RefusedBy(const LineParser& parser)
 {
-    std::string reasons;
+    std::vector<std::string> reasons;
     for (const LineMistake& mistake : parser.Mistakes()) {
-        reasons += (reasons.empty() ? "" : "; ") + mistake.reason;
+        reasons.push_back(mistake.reason);
     }
-    return Failed(reasons);
+    return FailedWith(reasons);
 }
 
 }  // namespace sim

@@ -2,6 +2,7 @@
 
 #include "simulator/control_connection.h"
 #include "simulator/controlled.h"
+#include "simulator/json.h"
 #include "simulator/line_parser.h"
 
 #include "platform/src/deadline.h"
@@ -48,6 +49,19 @@ private:
     // What the service keeps; defined in control_state.cpp
     Answer State(const Call& call);
 
+    // The play; defined in control_play.cpp
+    Answer Play(const Call& call);
+    Answer Pause(const Call& call);
+    Answer Resume(const Call& call);
+    Answer StepOn(const Call& call);
+    Answer Seek(const Call& call);
+    Answer Stop(const Call& call);
+    Answer AnswerWithPosition(const Call& call);
+
+    // Files; defined in control_files.cpp
+    Answer Save(const Call& call);
+    Answer Restore(const Call& call);
+
     // Faults; defined in control_faults.cpp
     Answer Fault(const Call& call);
     Answer Faults(const Call& call);
@@ -55,5 +69,8 @@ private:
 
     const Controlled on;
 };
+
+/// What is played, for `state`.
+void AddPlay(Json& json, const Player& player);
 
 }  // namespace sim

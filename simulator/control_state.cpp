@@ -74,6 +74,7 @@ public:
         json.Name("level").Add(on.service.LogLevel());
         AddClients();
         AddCounters();
+        AddPlay(json.Name("play"), on.player);
         json.Name("faults").AddRaw(on.faults.AsJson());
         return Done(json.Text());
     }
@@ -148,7 +149,7 @@ private:
     void AddCounters()
     {
         const RequestCounts& requests = on.handler.Counts();
-        const Traffic& published = on.service.AllTraffic();
+        const Traffic published = on.service.AllTraffic();
         json.Name("counters").Begin('{');
         json.Name("requests").Add(requests.all).Name("refused").Add(requests.refused);
         json.Name("publications").Add(published.messages).Name("bytes").Add(published.bytes);

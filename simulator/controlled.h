@@ -4,6 +4,7 @@
 #include "simulator/logs.h"
 #include "simulator/outage.h"
 #include "simulator/peer_table.h"
+#include "simulator/player.h"
 #include "simulator/request_handler.h"
 #include "simulator/subtitle_service.h"
 
@@ -16,6 +17,7 @@ struct Controlled {
     Audience& audience;  ///< these peers, recorded
     Logs& logs;
     const RequestHandler& handler;
+    Player& player;
     FaultList& faults;
     Outage& outage;
     bool& ending;  ///< of the server

@@ -10,4 +10,11 @@ namespace sim {
 /// bytes.
 recording::Notification LineOf(const SharedFrame& frame);
 
+/// The notification that \p line tells of, which must be playable. \return null when there is no
+/// memory
+SharedFrame FrameOf(const recording::Notification& line);
+
+/// \return why \p line cannot be played; null when it can
+const char* ReasonAgainst(const recording::Notification& line);
+
 }  // namespace sim

@@ -132,6 +132,9 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
     app.add_option("--record", options.record, "record all requests and publications")
         ->type_name("FILE")
         ->check(CLI::Validator(CheckFileName, ""));
+    app.add_option("--state", options.state, "begin with the state of this saved file or recording")
+        ->type_name("FILE")
+        ->check(CLI::Validator(CheckSeekable, ""));
     AddPlayOptions(app, options);
     app.add_option("--check", options.check,
                    "check a scenario or a recording, write all mistakes on standard error and end")

@@ -16,6 +16,7 @@ struct Options {
     std::string journal;  ///< empty for none, - for standard output
     std::string record;   ///< empty for none
     std::string check;    ///< what is only checked; empty for none
+    std::string state;    ///< to begin with; empty for none
     std::string play;     ///< empty for none
     PlayOptions playing;
     bool exitAtEnd = false;  ///< of the play

@@ -1,9 +1,8 @@
 #include "simulator/recorder.h"
 
 #include "simulator/commentary.h"
+#include "simulator/notification_line.h"
 
-#include "platform/src/big_endian.h"
-#include "platform/src/wire_format.h"
 #include "recording/writer.h"
 
 #include <cerrno>
@@ -20,32 +19,6 @@ namespace {
 
 constexpr char notRead[] = "it is not read";
 
-/// The bytes that follow their length.
-recording::Data DataAt(const unsigned char* length) { return {length + 4, GetU32(length)}; }
-
-recording::Notification ReadNotification(unsigned int subscription,
-                                         const std::vector<unsigned char>& frame)
-{
-    recording::Notification notification;
-    const unsigned char* const record = frame.data() + frameHeaderSize;
-    notification.at = recording::Now();
-    notification.subscription = subscription;
-    notification.regionId = record[0];
-    if (subscription == subscriptions::regionVisibility) {
-        notification.kind = recording::NotificationKind::RegionVisibility;
-        notification.visible = record[1] != 0;
-    } else if (subscription == subscriptions::palette) {
-        notification.kind = recording::NotificationKind::Palette;
-        notification.backgroundCode = record[1];
-        notification.fill = record[2] != 0;
-        notification.data = DataAt(record + 3);
-    } else {
-        notification.subtitleFormat = record[1];
-        notification.data = DataAt(record + 2);
-    }
-    return notification;
-}
-
 }  // namespace
 
 bool Recorder::Start(const std::string& path, std::string& problem)
@@ -60,8 +33,13 @@ bool Recorder::Start(const std::string& path, std::string& problem)
     Close();
     file = std::move(opened);
     isOn = true;
-    Write(recording::Header{recording::Now(), "SubtitleMgrSim " SUBTITLE_VERSION, service});
+    Write(NewHeader());
     return true;
+}
+
+recording::Header Recorder::NewHeader() const
+{
+    return {recording::Now(), "SubtitleMgrSim " SUBTITLE_VERSION, service};
 }
 
 void Recorder::Add(const recording::Request& request)
@@ -71,10 +49,11 @@ void Recorder::Add(const recording::Request& request)
     }
 }
 
-void Recorder::Add(unsigned int subscription, const SharedFrame& frame, std::size_t receivers)
+void Recorder::Add(const SharedFrame& frame, std::size_t receivers)
 {
     if (isOn && frame) {
-        recording::Notification notification = ReadNotification(subscription, *frame);
+        recording::Notification notification = LineOf(frame);
+        notification.at = recording::Now();
         notification.receivers = static_cast<unsigned int>(receivers);
         Write(notification);
     }

@@ -27,10 +27,13 @@ public:
     void Stop() { isOn = false; }
     bool IsOn() const { return isOn; }
 
+    /// For a recording that begins now.
+    recording::Header NewHeader() const;
+
     /// Both do nothing while it is off.
     void Add(const recording::Request& request);
     /// \param frame  a well-formed notification
-    void Add(unsigned int subscription, const SharedFrame& frame, std::size_t receivers);
+    void Add(const SharedFrame& frame, std::size_t receivers);
 
     /// Writes the lines that had no room before.
     /// \return milliseconds until the next call, -1 for none
@@ -76,7 +79,7 @@ public:
     std::size_t Publish(unsigned int subscription, const SharedFrame& frame) override
     {
         const std::size_t receivers = audience.Publish(subscription, frame);
-        recorder.Add(subscription, frame, receivers);
+        recorder.Add(frame, receivers);
         return receivers;
     }
 

@@ -1,5 +1,6 @@
 #include "simulator/recording_source.h"
 
+#include "simulator/notification_line.h"
 #include "simulator/request_pattern.h"
 
 #include <algorithm>
@@ -8,59 +9,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "platform/src/wire_format.h"
-#include <PaletteItem.h>
-#include <RegionDataItem.h>
-#include <RegionVisItem.h>
-
 using namespace platform;
 using namespace sim;
-using recording::NotificationKind;
 using recording::Reader;
-
-namespace {
-
-std::vector<unsigned char> BytesOf(const recording::Data& data)
-{
-    return {data.bytes, data.bytes + data.size};
-}
-
-/// \return null when there is no memory
-SharedFrame Encode(const recording::Notification& notification)
-{
-    const auto regionId = static_cast<unsigned char>(notification.regionId);
-    if (notification.kind == NotificationKind::RegionData) {
-        RegionDataItem record;
-        record.regionId = regionId;
-        record.subtitleFormat = static_cast<unsigned char>(notification.subtitleFormat);
-        record.data = BytesOf(notification.data);
-        return EncodeNotification(notification.subscription, record);
-    }
-    if (notification.kind == NotificationKind::RegionVisibility) {
-        RegionVisItem record;
-        record.regionId = regionId;
-        record.visible = notification.visible;
-        return EncodeNotification(notification.subscription, record);
-    }
-    PaletteItem record;
-    record.regionId = regionId;
-    record.backgroundCode = static_cast<unsigned char>(notification.backgroundCode);
-    record.fill = notification.fill;
-    record.paletteData = BytesOf(notification.data);
-    return EncodeNotification(notification.subscription, record);
-}
-
-/// \return why a notification cannot be played; null when it can
-const char* ReasonAgainst(const recording::Notification& notification)
-{
-    constexpr std::size_t longestHead = 7;  // of a palette
-    return !notification.data.AreThere() ? "cannot be played: it has no bytes"
-           : notification.data.size + longestHead > maxPayload
-               ? "cannot be played: a record of more than 16 MiB"
-               : nullptr;
-}
-
-}  // namespace
 
 RecordingSource::RecordingSource()
     : name("-"), fd(STDIN_FILENO), start(Reader::Start::HeaderOptional), reader(name, start)
@@ -144,7 +95,7 @@ Source::Found RecordingSource::Convert(Step& step)
     }
     step.atUs = Moment(notification.at);
     step.subscription = notification.subscription;
-    step.frame = Encode(notification);
+    step.frame = FrameOf(notification);
     return Found::Step;
 }
 

@@ -25,6 +25,9 @@ public:
     /// \return false with the reason in \p problem
     bool Parse(const std::vector<std::string>& words, std::string& problem);
 
+    /// A request that it matches; only the wanted fields have a meaning.
+    const recording::Request& Wanted() const { return wanted; }
+
     bool Matches(const recording::Request& request) const;
 
 private:

@@ -1,6 +1,7 @@
 #include "simulator/server.h"
 
 #include "simulator/commentary.h"
+#include "simulator/state_file.h"
 
 #include "words/exit_status.h"
 
@@ -35,7 +36,7 @@ Server::Server(Listener& listener, const Options& optionsToUse, Logs& logsToKeep
       player(service, audience, logs.history, options.quiet),
       endAt(options.forUs ? Deadline::Clock::now() + microseconds(*options.forUs)
                           : Deadline::Clock::time_point::max()),
-      commands({service, peers, audience, logs, handler, faults, outage, ending}),
+      commands({service, peers, audience, logs, handler, player, faults, outage, ending}),
       control(listener.ControlFd(), logs.history,
               [this](const std::string& line, ControlConnection& connection, Budget& budget) {
                   return commands.Run(line, connection, budget);
@@ -52,6 +53,18 @@ bool Server::Open(std::string& problem)
                         poller.Control(EPOLL_CTL_ADD, control.Fd(), EPOLLIN, &control);
     problem = isOpen ? "" : std::strerror(errno);
     return isOpen;
+}
+
+bool Server::Restore(const std::string& path, std::vector<std::string>& mistakes)
+{
+    Restoring restoring(service, audience, path);
+    Stage stage = Stage::Busy;
+    while (stage == Stage::Busy) {
+        Budget budget;
+        stage = restoring.Continue(budget);
+    }
+    mistakes = restoring.Mistakes();
+    return stage == Stage::Done;
 }
 
 void Server::Play(std::unique_ptr<Source> source)

@@ -41,7 +41,7 @@ void PrepareSignals()
 /// A descriptor for each peer, and some for the service itself, where the system allows them.
 void RaiseDescriptorLimit()
 {
-    constexpr rlim_t wanted = PeerTable::maxPeers + 64;
+    constexpr rlim_t wanted = PeerTable::maxPeers + ControlServer::most + 64;
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wanted) {
         limit.rlim_cur = limit.rlim_max < wanted ? limit.rlim_max : wanted;
@@ -49,18 +49,20 @@ void RaiseDescriptorLimit()
     }
 }
 
+int RefuseInput(const std::vector<std::string>& mistakes)
+{
+    for (const std::string& mistake : mistakes) {
+        Say(mistake.c_str(), "", "");
+    }
+    return exitUnusable;
+}
+
 /// Writes every mistake on standard error. \return the exit status
 int Load(const std::string& path, std::unique_ptr<Source>& source)
 {
     std::vector<std::string> mistakes;
     source = OpenSource(path, mistakes);
-    if (source && IsPlayable(*source, mistakes)) {
-        return exitDone;
-    }
-    for (const std::string& mistake : mistakes) {
-        Say(mistake.c_str(), "", "");
-    }
-    return exitUnusable;
+    return source && IsPlayable(*source, mistakes) ? exitDone : RefuseInput(mistakes);
 }
 
 int RunService(const Options& options)
@@ -91,6 +93,10 @@ int RunService(const Options& options)
     Server server(listener, options, logs);
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
+    }
+    std::vector<std::string> mistakes;
+    if (!options.state.empty() && !server.Restore(options.state, mistakes)) {
+        return RefuseInput(mistakes);
     }
     if (source) {
         server.Play(std::move(source));

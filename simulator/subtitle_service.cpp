@@ -26,6 +26,8 @@ bool IsRegion(unsigned int regionId)
     return regionId >= 1 && regionId <= SubtitleService::regionCount;
 }
 
+unsigned int RegionOf(const SharedFrame& frame) { return (*frame)[frameHeaderSize]; }
+
 unsigned int SubscriptionOf(unsigned int kind)
 {
     return kind == SubtitleService::visibilityRecord ? subscriptions::regionVisibility
@@ -120,23 +122,35 @@ bool SubtitleService::UpdateSensor(unsigned int sensor, bool on)
 
 // A publication
 
+void SubtitleService::Keep(unsigned int subscription, const SharedFrame& frame)
+{
+    const unsigned int regionId = RegionOf(frame);
+    if (!IsRegion(regionId)) {
+        return;
+    }
+    Region& region = regions[regionId - 1];
+    const unsigned int kind = KindOf(subscription, frame);
+    region.published[kind] = frame;
+    if (kind < formatCount) {
+        region.inverted.reset(kind);
+        region.reducesCif = region.reducesCif && kind != cif;
+        region.formatsEnd = std::max(region.formatsEnd, kind + 1);
+    }
+}
+
+void SubtitleService::Become(SubtitleService&& other)
+{
+    regions = std::move(other.regions);
+    sensors = other.sensors;
+    logLevel = other.logLevel;
+}
+
 std::size_t SubtitleService::Publish(unsigned int subscription, const SharedFrame& frame,
                                      Audience& audience)
 {
-    const unsigned int regionId = frame ? (*frame)[frameHeaderSize] : 0;
-    if (IsRegion(regionId)) {
-        Region& region = regions[regionId - 1];
-        const unsigned int kind = KindOf(subscription, frame);
-        region.published[kind] = frame;
-        region.traffic.Count(frame);
-        if (kind < formatCount) {
-            region.inverted.reset(kind);
-            region.reducesCif = region.reducesCif && kind != cif;
-            region.formatsEnd = std::max(region.formatsEnd, kind + 1);
-        }
-    }
     if (frame) {
-        traffic.Count(frame);
+        Keep(subscription, frame);
+        traffic[RegionOf(frame)].Count(frame);
     }
     return audience.Publish(subscription, frame);
 }
@@ -149,14 +163,23 @@ unsigned int SubtitleService::Publish(unsigned int record, Audience& audience, B
     if (IsKept(record) && audience.Wants(subscription)) {
         const SharedFrame frame = Find(record);
         if (frame) {
-            traffic.Count(frame);
-            regions[record / recordsOfARegion].traffic.Count(frame);
+            traffic[RegionOf(frame)].Count(frame);
         }
         const std::uint64_t receivers = audience.Publish(subscription, frame);
         budget.Spend(frame ? frame->size() * (1 + receivers) : 0);
     }
     const bool wasLastFormat = kind + 1 >= regions[record / recordsOfARegion].formatsEnd;
     return kind < visibilityRecord && wasLastFormat ? record - kind + visibilityRecord : record + 1;
+}
+
+Traffic SubtitleService::AllTraffic() const
+{
+    Traffic all;
+    for (const Traffic& one : traffic) {
+        all.messages += one.messages;
+        all.bytes += one.bytes;
+    }
+    return all;
 }
 
 // What is kept

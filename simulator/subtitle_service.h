@@ -61,8 +61,14 @@ public:
     bool UpdateSensor(unsigned int sensor, bool on);
     void SetLogLevel(unsigned int level) { logLevel = level; }
 
-    /// Publishes \p frame, a well-formed notification or null, and keeps it if it belongs to a
-    /// region from 1 to 14. Copies nothing.
+    /// Keeps \p frame, a well-formed notification, if it belongs to a region from 1 to 14. Copies
+    /// nothing.
+    void Keep(unsigned int subscription, const SharedFrame& frame);
+
+    /// Keeps what \p other keeps, and nothing else.
+    void Become(SubtitleService&& other);
+
+    /// Keeps and publishes \p frame, a well-formed notification or null.
     /// \return the number of subscribers
     std::size_t Publish(unsigned int subscription, const SharedFrame& frame, Audience& audience);
 
@@ -78,11 +84,8 @@ public:
     /// The notification of a kept record, as it is now. \return null when there is no memory
     SharedFrame Find(unsigned int record) const;
 
-    const Traffic& AllTraffic() const { return traffic; }
-    const Traffic& TrafficOf(unsigned int regionId) const
-    {
-        return regions.at(regionId - 1).traffic;
-    }
+    Traffic AllTraffic() const;
+    const Traffic& TrafficOf(unsigned int regionId) const { return traffic.at(regionId); }
 
     unsigned int LogLevel() const { return logLevel; }
     bool SensorIsOn(unsigned int sensor) const { return sensors.at(sensor); }
@@ -95,7 +98,6 @@ private:
         std::optional<PaletteItem> palette;
         std::array<SharedFrame, recordsOfARegion> published;
         std::bitset<formatCount> inverted;
-        Traffic traffic;
         bool reducesCif = false;      ///< to four colours
         unsigned int formatsEnd = 0;  ///< no bitmap has this format or a larger one
     };
@@ -106,7 +108,7 @@ private:
     const Item* FindItem(unsigned int record) const;
 
     std::vector<Region> regions = std::vector<Region>(regionCount);  // too large for a stack
-    Traffic traffic;
+    std::array<Traffic, 256> traffic{};                              ///< by region
     std::array<bool, sensorCount> sensors{};
     unsigned int logLevel = 63;
 };

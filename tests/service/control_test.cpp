@@ -83,7 +83,8 @@ TEST_F(Control, AnswersEveryLineInOrder)
         {"visibilty 3 t", Refused("unknown directive 'visibilty'; did you mean visibility?")},
         {"visibility 3", Refused("expected: visibility REGION true|false")},
         {"visibility 300 maybe",
-         Refused("region '300' is not a number from 0 to 255; visible 'maybe' is not true or false")},
+         Refused(
+             "region '300' is not a number from 0 to 255; visible 'maybe' is not true or false")},
         {"repeat 3", Refused("repeat is allowed only in a scenario")},
         {"sleep 1", done},
         {"log all is well", done},
@@ -115,7 +116,7 @@ TEST_F(Control, ShowsTheState)
     const std::string rest =
         R"("sensors":[false,true,false,false,false,false],"level":7,)"
         R"("clients":[{"client":1,"subscriptions":[1,10],"backlog":0,"backlogBytes":0,"lost":0,)"
-        R"("stalled":false}],"counters":{"requests":5,"refused":1,"publications":4,"bytes":92},"faults":[])";
+        R"("stalled":false}],"counters":{"requests":5,"refused":1,"publications":4,"bytes":92},"play":{"state":"none"},"faults":[])";
     service.Quiet().Start();
     ControlClient control = Operate();
     WireClient client = Connect();

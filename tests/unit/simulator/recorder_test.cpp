@@ -22,7 +22,7 @@ protected:
         bitmap.data.resize(100000);
         const SharedFrame frame = EncodeNotification(2, bitmap);
         for (int i = 0; i < count; ++i) {
-            recorder.Add(2, frame, 0);
+            recorder.Add(frame, 0);
         }
     }
 
