@@ -30,25 +30,28 @@ LineParser::LineParser(Place placeOfLines, std::string folderOfFiles)
 {
 }
 
-const Directive* LineParser::Find(const Line& toRead)
+const Directive* LineParser::Find(const Line& line)
 {
     mistakes.clear();
     std::string problem;
-    const Directive* const found = FindDirective(toRead.words, place, problem);
+    const Directive* const found = FindDirective(line.words, place, problem);
     if (found == nullptr) {
-        mistakes.push_back({toRead.columns.front(), problem});
+        mistakes.push_back({line.columns.front(), problem});
     }
     return found;
 }
 
-bool LineParser::Publication(const Line& toRead, Step& step)
+bool LineParser::Publication(const Line& line, Step& step)
 {
-    line = &toRead;
+    current = &line;
     step.kind = Step::Kind::Publish;
-    switch (toRead.words.front().front()) {
-    case 'r': RegionData(step); break;
-    case 'v': Visibility(step); break;
-    default: Palette(step); break;
+    const std::string& word = line.words.front();
+    if (word == "region-data") {
+        RegionData(step);
+    } else if (word == "visibility") {
+        Visibility(step);
+    } else {
+        Palette(step);
     }
     return mistakes.empty();
 }
@@ -80,22 +83,22 @@ void LineParser::Palette(Step& step)
     Publish(step, subscriptions::palette, record);
 }
 
-bool LineParser::WaitSubscribers(const Line& toRead, Step& step)
+bool LineParser::WaitSubscribers(const Line& line, Step& step)
 {
-    line = &toRead;
+    current = &line;
     step.kind = Step::Kind::WaitSubscribers;
-    if (!ParseNumber(toRead.words[1], step.subscription) || ItemOf(step.subscription) == 0) {
-        Refuse(1, "there is no subscription " + Quoted(toRead.words[1]) +
+    if (!ParseNumber(line.words[1], step.subscription) || ItemOf(step.subscription) == 0) {
+        Refuse(1, "there is no subscription " + Quoted(line.words[1]) +
                       "; there are 1, 2, 3, 4, 6, 10 and 12");
     }
     return mistakes.empty();
 }
 
-bool LineParser::Log(const Line& toRead, Step& step)
+bool LineParser::Log(const Line& line, Step& step)
 {
     std::string text;
-    for (std::size_t i = 1; i < toRead.words.size(); ++i) {
-        text += (i > 1 ? " " : "") + toRead.words[i];
+    for (std::size_t i = 1; i < line.words.size(); ++i) {
+        text += (i > 1 ? " " : "") + line.words[i];
     }
     const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; };
     std::replace_if(text.begin(), text.end(), isControl, '?');
@@ -104,11 +107,11 @@ bool LineParser::Log(const Line& toRead, Step& step)
     return true;
 }
 
-bool LineParser::Sleep(const Line& toRead, std::int64_t& us)
+bool LineParser::Sleep(const Line& line, std::int64_t& us)
 {
-    line = &toRead;
-    if (!ParseTime(toRead.words[1], us, usPerSecond / 1000)) {
-        Refuse(1, Quoted(toRead.words[1]) + " is not a time like 500 (milliseconds), 500ms or 2s");
+    current = &line;
+    if (!ParseTime(line.words[1], us, usPerSecond / 1000)) {
+        Refuse(1, Quoted(line.words[1]) + " is not a time like 500 (milliseconds), 500ms or 2s");
     }
     return mistakes.empty();
 }
@@ -116,15 +119,15 @@ bool LineParser::Sleep(const Line& toRead, std::int64_t& us)
 unsigned char LineParser::Byte(std::size_t index, const char* what)
 {
     unsigned int number = 0;
-    if (!ParseNumber(line->words[index], number) || number > 255) {
-        Refuse(index, what + Quoted(line->words[index]) + " is not a number from 0 to 255");
+    if (!ParseNumber(current->words[index], number) || number > 255) {
+        Refuse(index, what + Quoted(current->words[index]) + " is not a number from 0 to 255");
     }
     return static_cast<unsigned char>(number);
 }
 
 unsigned char LineParser::Format(std::size_t index)
 {
-    const std::string& word = line->words[index];
+    const std::string& word = current->words[index];
     const auto* const named = std::find(std::begin(formats), std::end(formats), word);
     auto number = static_cast<unsigned int>(named - formats);
     if (named == std::end(formats) && (!ParseNumber(word, number) || number > 255)) {
@@ -136,7 +139,7 @@ unsigned char LineParser::Format(std::size_t index)
 
 bool LineParser::TrueOrFalse(std::size_t index, const char* what)
 {
-    const std::string& word = line->words[index];
+    const std::string& word = current->words[index];
     bool truth = false;
     if (!ParseTruth(word, truth)) {
         Refuse(index, what + Quoted(word) + " is not true or false" +
@@ -147,7 +150,7 @@ bool LineParser::TrueOrFalse(std::size_t index, const char* what)
 
 std::vector<unsigned char> LineParser::Bytes(std::size_t index)
 {
-    const std::string& word = line->words[index];
+    const std::string& word = current->words[index];
     std::vector<unsigned char> bytes;
     if (word[0] == '@') {
         const std::string path = (word[1] == '/' ? "" : folder) + word.substr(1);
@@ -168,7 +171,7 @@ void LineParser::Publish(Step& step, unsigned int subscription, const Item& reco
     if (!mistakes.empty()) {
         return;
     }
-    const std::size_t last = line->words.size() - 1;
+    const std::size_t last = current->words.size() - 1;
     if (record.EncodedSize() > maxPayload) {
         Refuse(last, "a record of more than 16 MiB");
         return;
@@ -182,5 +185,5 @@ void LineParser::Publish(Step& step, unsigned int subscription, const Item& reco
 
 void LineParser::Refuse(std::size_t index, const std::string& reason)
 {
-    mistakes.push_back({line->columns[index], reason});
+    mistakes.push_back({current->columns[index], reason});
 }

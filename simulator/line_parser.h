@@ -58,7 +58,7 @@ private:
 
     const words::Place place;
     const std::string folder;
-    const words::Line* line = nullptr;  ///< the one that is read, only during a call
+    const words::Line* current = nullptr;  ///< the one that is read, only during a call
     std::vector<LineMistake> mistakes;
 };
 
