@@ -181,7 +181,7 @@ def check_messages():
             (phrase, path)
             for path in paths
             for phrase in phrases(read(path))
-            if not not_messages.match(phrase) and phrase not in help_text
+            if not not_messages.match(phrase) and " ".join(phrase.split()) not in help_text
         ]
         if not messages:
             problems.append("%s: no message was looked for" % page)
