@@ -100,7 +100,7 @@ bool LineParser::Log(const Line& line, Step& step)
     for (std::size_t i = 1; i < line.words.size(); ++i) {
         text += (i > 1 ? " " : "") + line.words[i];
     }
-    const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; };
+    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
     std::replace_if(text.begin(), text.end(), isControl, '?');
     step.kind = Step::Kind::Log;
     step.text = std::make_shared<const std::string>(std::move(text));
