@@ -110,8 +110,8 @@ void Recorder::CutOff() const
     const std::size_t newline = written == 0 ? std::string::npos : lines.rfind('\n', written - 1);
     const auto part = static_cast<off_t>(written - (newline + 1));
     const off_t end = lseek(file.Get(), 0, SEEK_CUR);
-    if (part > 0 && end >= part && ftruncate(file.Get(), end - part) != 0) {
-        Say("its last line is not whole");
+    if (part > 0 && end >= part && ftruncate(file.Get(), end - part) == 0) {
+        lseek(file.Get(), end - part, SEEK_SET);
     }
 }
 

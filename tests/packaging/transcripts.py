@@ -9,6 +9,7 @@ commands of a file share one shell, one folder and one messaging directory.
 
   [...]                      a menu that an earlier line shows in full
   "monoUs":1, "wallUs":1     any time
+  /home/me                   the folder
   $ cat FILE                 makes the file from the shown text, if it does not exist
   export PATH=...            runs too if a block fenced as `sh` has it; before the first transcript
   the programs are not found without it
@@ -177,6 +178,7 @@ class Terminal:
             self.services.pop().stop()
 
     def run(self, command, shown):
+        shown = [line.replace("/home/me", self.folder) for line in shown]
         made = re.match(r"cat (\S+)$", command)
         if made and not os.path.exists(os.path.join(self.folder, made[1])):
             with open(os.path.join(self.folder, made[1]), "w", encoding="utf-8") as file:

@@ -227,7 +227,8 @@ TEST_F(ShellConsole, SendsOnlyItsRequestWithClosedStreams)
     // If text for a stream went to the socket, the service would report a bad frame.
     Service().Process().Signal(SIGTERM);
     Service().Process().WaitForExit();
-    EXPECT_TEXT(Service().Process().Errors(), "SubtitleMgrSim: client 1: Ping\n");
+    EXPECT_TEXT(Service().Process().Errors(), "SubtitleMgrSim: serving " + Service().SocketPath() +
+                                                  "\nSubtitleMgrSim: client 1: Ping\n");
 }
 
 }  // namespace

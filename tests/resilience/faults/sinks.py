@@ -22,12 +22,13 @@ ERRORS = ("EINTR", "EAGAIN", "EIO", "ENOMEM", "ENOSPC")
 CALLS = ("openat", "newfstatat", "fstat", "prlimit64", "write", "sendto", "poll", "lseek")
 CALLS += ("ftruncate",)
 PINGS = 3  # before and after the full disk has room
+ERROR_LINES = 2 * PINGS + 1
 
 EARLIER_JOURNAL_LINE = '{"request":"Ping"}\n'
 JOURNAL_LINE = re.compile(
     r'\{"monoUs":\d+,"wallUs":\d+,"request":"Ping","client":\d,"result":"ok"\}\n'
 )
-ERROR_LINE = re.compile(r"SubtitleMgrSim: client \d: Ping")
+ERROR_LINE = re.compile(r"SubtitleMgrSim: (client \d: Ping|serving \S+)")
 TOLD = re.compile(r"SubtitleMgrSim: the journal is not complete: [^\n]+")
 LOST = re.compile(r"SubtitleMgrSim: standard error lost (\d+) lines: [^\n]+")
 EARLIER_ERROR_LINE = "SubtitleMgrSim: client 9: Ping\n"
@@ -271,18 +272,18 @@ def judge(outputs, problem):
     lines = new["err"].splitlines()
     told = sum(bool(TOLD.fullmatch(line)) for line in lines)
     losses = [int(match.group(1)) for match in map(LOST.fullmatch, lines) if match]
-    pings = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
+    usual = sum(bool(ERROR_LINE.fullmatch(line)) for line in lines)
     if (
         new["out"] not in ("", "ready\n")
         or torn
         or (new["err"] and not new["err"].endswith("\n"))
         or told > 1
-        or pings + told + len(losses) != len(lines)
+        or usual + told + len(losses) != len(lines)
     ):
         return "finding", "an incomplete line\n" + description
     # The line about the journal may be among the lost lines.
     is_complete = written == 2 * PINGS
-    if pings + sum(losses) + told - (not is_complete) != 2 * PINGS:
+    if usual + sum(losses) + told - (not is_complete) != ERROR_LINES:
         return "finding", "lines are lost and not counted\n" + description
     is_whole = new["out"] and is_complete and not losses
     return ("success" if is_whole else "output lost"), description
