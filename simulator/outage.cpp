@@ -16,10 +16,11 @@ Outage::Outage(Listener& listenerToClose, Acceptor& acceptorToPause, PeerTable& 
 
 void Outage::Begin(int delayMs)
 {
-    peers.DropAll();
-    service = SubtitleService();
+    // First, so that a client that loses its connection cannot connect to the old socket.
     acceptor.Pause(delayMs);
     listener.CloseForClients();
+    peers.DropAll();
+    service = SubtitleService();
     end = Deadline(delayMs);
 }
 
