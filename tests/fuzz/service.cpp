@@ -160,16 +160,25 @@ struct Client {
     bool hasEnded = false;  ///< sends nothing more
 };
 
+/// The service numbers the clients after the connection that only waits for it.
+const std::string firstOfThree = "client=2";
+
 Options ChooseOptions(Choices& choices)
 {
     const unsigned int config = choices.Byte();
     Options options;
     options.quiet = (config & 1) != 0;
-    static const char* const faults[16] = {
-        "", "", "refuse-subscribe", "", "refuse-refresh", "", "refuse-sensor", "", "garbage"};
-    if (const char* const name = faults[config % 16]; name && *name) {
+    static const std::map<unsigned int, std::vector<std::string>> faults{
+        {2, {"refuse-subscribe"}},
+        {4, {"refuse-refresh"}},
+        {6, {"refuse-sensor"}},
+        {8, {"garbage"}},
+        {12, {"mute", "request=Subscribe", firstOfThree}},
+        {14, {"wrong-reply", firstOfThree}},
+    };
+    if (const auto fault = faults.find(config % 16); fault != faults.end()) {
         std::string problem;
-        ParseFault({name}, options.faults.emplace_back(), problem);
+        Require(ParseFault(fault->second, options.faults.emplace_back(), problem), problem.c_str());
     }
     options.journal = config % 16 == 10 ? "/dev/null" : "";
     return options;
@@ -290,7 +299,21 @@ void Conversation::Receive()
 
 void Conversation::Check(Client& client)
 {
-    const Expectation expected = ExpectedFor(client.sent);
+    Expectation expected = ExpectedFor(client.sent);
+    const bool isFirst = &client == clients.data();
+    const bool isWrong = isFirst && Causes("wrong-reply client=2");
+    if (isFirst && Causes("mute request=Subscribe client=2")) {
+        const auto isToASubscription = [](const ReferenceFrame& reply) {
+            return reply.messageId == reference::subscribe + 1;
+        };
+        expected.replies.erase(
+            std::remove_if(expected.replies.begin(), expected.replies.end(), isToASubscription),
+            expected.replies.end());
+        expected.subscriptions.clear();
+    }
+    for (ReferenceFrame& reply : expected.replies) {
+        reply.messageId += isWrong ? 2 : 0;
+    }
     std::vector<ReferenceFrame> replies;
     std::size_t notifications = 0;
     std::size_t garbage = 0;
@@ -298,7 +321,7 @@ void Conversation::Check(Client& client)
     while (TakeFrame(client.received, frame) == StreamEnd::Complete) {
         const bool isWellFormed = ReferenceIsWellFormed(frame.messageId, frame.payload);
         if (frame.kind == 2) {
-            Require(isWellFormed, "a malformed reply");
+            Require(isWellFormed || isWrong, "a malformed reply");
             replies.push_back({2, frame.messageId, frame.correlation, ""});
         } else if (isWellFormed) {
             CheckNotification(frame, expected);
