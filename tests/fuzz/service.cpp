@@ -71,12 +71,11 @@ private:
 
     static void Serve(Listener& listener, const Options& options)
     {
-        const Scenario nothingToPlay;
         Logs logs{"SubtitleMgr"};
         std::string problem;
         Require(options.journal.empty() || logs.journal.Open(options.journal, problem),
                 "the journal cannot be opened");
-        Server server(listener, options, nothingToPlay, logs);
+        Server server(listener, options, logs);
         Require(server.Open(problem), "the service cannot start");
         for (const FaultSpec& fault : options.faults) {
             server.Cause(fault);

@@ -209,7 +209,7 @@ protected:
         }
     };
 
-    Outcome RunWithout(int number)
+    Outcome RunWithout(int number, const std::vector<FaultSpec>& faults = {})
     {
         Outcome outcome;
         Listener listener;
@@ -228,13 +228,15 @@ protected:
         }
         Options options;
         options.quiet = true;
-        const Scenario nothingToPlay;
         const TempDir files;
         Logs logs{"SubtitleMgr"};
         EXPECT_TRUE(logs.journal.Open(files / "journal", problem)) << problem;
         {
-            Server server(listener, options, nothingToPlay, logs);
+            Server server(listener, options, logs);
             EXPECT_TRUE(server.Open(problem)) << problem;
+            for (const FaultSpec& fault : faults) {
+                server.Cause(fault);
+            }
             outcome.said = ErrorsOf([&] {
                 const RefusedAllocation refused(number);
                 EXPECT_NO_THROW(server.Run()) << "allocation " << number;
@@ -280,6 +282,21 @@ TEST_F(RunningService, ReportsItsLossesWithoutMemory)
         "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n",
         "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n"};
     EXPECT_EQ(said, expected);
+}
+
+TEST_F(RunningService, DropsAClientWithoutMemoryForItsLateReplies)
+{
+    FaultSpec late;
+    std::string problem;
+    ASSERT_TRUE(ParseFault({"late", "delay=0"}, late, problem)) << problem;
+    std::set<std::string> said;
+    int number = 0;
+    for (Outcome outcome; (outcome = RunWithout(number, {late})).wasRefused; ++number) {
+        ASSERT_LT(number, 200);
+        said.insert(outcome.said);
+    }
+    EXPECT_EQ(said.count("SubtitleMgrSim: client 1: dropped: there is no memory for its replies\n"),
+              1u);
 }
 
 }  // namespace

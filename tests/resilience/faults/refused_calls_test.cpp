@@ -139,7 +139,8 @@ TEST_F(RefusedWatch, IsRepeatedForTheSocketOfTheService)
 
 TEST_F(RefusedWatch, TurnsAClientAway)
 {
-    PeerTable peers(poller, /*publishGarbage*/ false);
+    FaultList faults;
+    PeerTable peers(poller, faults);
     RawClient client(path);
     {
         const RefusedCall refused(Kind::EpollCtl, ENOSPC);
