@@ -17,12 +17,12 @@ install(FILES packaging/copyright CHANGELOG.md
   DESTINATION "${doc_dir}/subtitlemgr-cli" COMPONENT cli)
 
 if(TARGET SubtitleMgrSim)
-  install(TARGETS SubtitleMgrSim RUNTIME COMPONENT sim)
-  install(FILES docs/man/SubtitleMgrSim.1
+  install(TARGETS SubtitleMgrSim SubtitleMgrCtl RUNTIME COMPONENT sim)
+  install(FILES docs/man/SubtitleMgrSim.1 docs/man/SubtitleMgrCtl.1
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT sim)
   install(FILES docs/man/subtitle-scenario.5
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man5" COMPONENT sim)
-  install(FILES packaging/completion/SubtitleMgrSim
+  install(FILES packaging/completion/SubtitleMgrSim packaging/completion/SubtitleMgrCtl
     DESTINATION "${completion_dir}" COMPONENT sim)
   install(FILES simulator/demo.scenario
     DESTINATION "${CMAKE_INSTALL_DATADIR}/subtitlemgr-sim" COMPONENT sim)

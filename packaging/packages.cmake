@@ -63,6 +63,7 @@ set(CPACK_DEBIAN_SIM_DESCRIPTION
   "simulated subtitle service
 SubtitleMgrSim plays the subtitle service of an in-vehicle video system. It
 serves the requests of SubtitleMgrCli, publishes notifications, plays
-scenarios, keeps a journal, and causes faults on request.")
+scenarios, keeps a journal, and causes faults on request. SubtitleMgrCtl drives
+it while it runs and shows its state.")
 
 include(CPack)

@@ -38,12 +38,12 @@ def client_options():
     return set(run(BIN_DIR / "list_client_options").stdout.split())
 
 
-def service_help():
-    return run(BIN_DIR / "SubtitleMgrSim", "--help").stdout
+def help_of(program):
+    return run(BIN_DIR / program, "--help").stdout
 
 
-def tap_options():
-    return find_all(r"(?<![\w-])--?[a-z][\w-]*", run(BIN_DIR / "SubtitleMgrTap", "--help").stdout)
+def tool_options(program):
+    return find_all(r"(?<![\w-])--?[a-z][\w-]*", help_of(program))
 
 
 def tap_words(option):
@@ -52,7 +52,7 @@ def tap_words(option):
 
 
 def service_options():
-    entries = find_all(r"^ +(-\S+)", service_help().split("\nOptions:\n", 1)[1])
+    entries = find_all(r"^ +(-\S+)", help_of("SubtitleMgrSim").split("\nOptions:\n", 1)[1])
     return {name for entry in entries for name in entry.split(",")}
 
 
@@ -88,10 +88,11 @@ def described_options(page):
 def check_options():
     expect_same("options of the client", client_options(), described_options("SubtitleMgrCli.1"))
     expect_same("options of the service", service_options(), described_options("SubtitleMgrSim.1"))
-    expect_same("options of the tap", tap_options(), described_options("SubtitleMgrTap.1"))
+    for program in ("SubtitleMgrTap", "SubtitleMgrCtl"):
+        expect_same(program, tool_options(program), described_options(program + ".1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
-    expect_same("faults in the help", faults(), faults() & find_all(r"[\w-]+", service_help()))
+    expect_same("faults in the help", faults(), faults() & find_all(r"[\w-]+", help_of("SubtitleMgrSim")))
 
 
 def directives(*places):
@@ -103,6 +104,14 @@ def directives(*places):
 def check_directives():
     described = find_all(r"^\.It Cm (\S+)", section("subtitle-scenario.5", "DESCRIPTION"))
     expect_same("directives of scenarios", directives("Scenario", "Both"), described)
+    described = find_all(r"^\.It Ic (\S+)", read("docs/man/SubtitleMgrCtl.1"))
+    expect_same("commands", commands(), described)
+    rows = re.findall(r"Place::(?:Control|Both), .*,\s+\"(.*?)\",", read("tools/words/directives.h"))
+    expect_same("forms", set(rows), {row for row in rows if row in rendered("SubtitleMgrCtl.1")})
+
+
+def commands():
+    return directives("Control", "Both") | {"ping", "top", "-"}
 
 
 def check_keys():
@@ -114,13 +123,18 @@ def check_keys():
 
 def check_environment():
     names = {
-        path: find_all(r'(?:getenv|variable)\("(\w+)"\)', read(path))
-        for path in sources_of("client", "platform/src", "simulator")
+        path: find_all(r'(?:getenv|[vV]ariable)\("(\w+)"\)', read(path))
+        for path in sources_of("client", "platform/src", "simulator", "tools/control")
     }
+    of_control = names.pop("tools/control/top.cpp")
     everything = set().union(*names.values())
     # The service makes no log entries; it writes to standard error.
     services = everything - names["platform/src/LogMsg.cpp"]
-    for page, actual in (("SubtitleMgrCli.1", everything), ("SubtitleMgrSim.1", services)):
+    for page, actual in (
+        ("SubtitleMgrCli.1", everything),
+        ("SubtitleMgrSim.1", services),
+        ("SubtitleMgrCtl.1", everything | of_control),
+    ):
         described = find_all(r"^\.It Ev (\S+)$", section(page, "ENVIRONMENT"))
         expect_same("environment in " + page, actual, described)
 
@@ -140,7 +154,7 @@ def phrases(text):
     for literal in re.findall(r'"((?:[^"\\\n]|\\.)*)"', text):
         literal = literal.replace(r"\n", " ").strip(" :;,'(")
         if re.search(r"\w \w", literal):
-            yield literal
+            yield " ".join(literal.split())
 
 
 def sources_of(*folders):
@@ -159,12 +173,17 @@ def check_messages():
         "simulator/scenario.cpp",
         "tools/words/directives.cpp",
     ]
+    of_control = [
+        *(path for path in sources_of("simulator") if "/control_" in path),
+        "simulator/request_pattern.cpp",
+    ]
     sources = {
         "SubtitleMgrCli.1": sources_of("client", "platform/src"),
         "SubtitleMgrSim.1": ["platform/src/messaging_directory.cpp", "platform/src/wire_format.cpp"]
-        + [path for path in sources_of("simulator") if path not in of_scenarios],
+        + [path for path in sources_of("simulator") if path not in of_scenarios + of_control],
         "subtitle-scenario.5": of_scenarios,
         "SubtitleMgrTap.1": sources_of("tools/tap"),
+        "SubtitleMgrCtl.1": sources_of("tools/control") + of_control,
         "subtitle-recording.5": sources_of("tools/recording"),
     }
     # Menus, prompts, headings, help and the forms of directives are no messages.
@@ -173,8 +192,8 @@ def check_messages():
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
         r"|Generating test|rows by"
     )
-    help_text = service_help() + run(BIN_DIR / "SubtitleMgrTap", "--help").stdout
-    help_text = " ".join(help_text.split())
+    programs = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl")
+    help_text = " ".join(" ".join(help_of(program) for program in programs).split())
     for page, paths in sources.items():
         text = rendered(page)
         messages = [
@@ -229,7 +248,12 @@ def check_completion():
     for what, actual, program, *words in (
         ("the client's options", client_options(), "SubtitleMgrCli", ""),
         ("the service's options", service_options(), "SubtitleMgrSim", ""),
-        ("the tap's options", tap_options(), "SubtitleMgrTap", ""),
+        ("the tap's options", tool_options("SubtitleMgrTap"), "SubtitleMgrTap", ""),
+        ("options", tool_options("SubtitleMgrCtl") | {"-"}, "SubtitleMgrCtl", "-"),
+        ("commands", commands(), "SubtitleMgrCtl", "--json", ""),
+        ("a command's faults", faults(), "SubtitleMgrCtl", "fault", ""),
+        ("a word of play", {"paused"}, "SubtitleMgrCtl", "play", "drive.jsonl", "pa"),
+        ("a recording", {"/proc"}, "SubtitleMgrCtl", "record", "/pro"),
         ("kinds", tap_words("--kinds"), "SubtitleMgrTap", "--kinds", ""),
         ("formats", tap_words("--formats"), "SubtitleMgrTap", "--formats", ""),
         ("times", tap_words("--time"), "SubtitleMgrTap", "--time", ""),

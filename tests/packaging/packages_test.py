@@ -19,6 +19,7 @@ EMULATOR = []
 ARCHITECTURES = {"x86_64": "amd64", "ppc": "powerpc", "aarch64": "arm64"}
 PROGRAMS = {
     "SubtitleMgrCli": "subtitlemgr-cli",
+    "SubtitleMgrCtl": "subtitlemgr-sim",
     "SubtitleMgrSim": "subtitlemgr-sim",
     "SubtitleMgrTap": "subtitlemgr-cli",
 }

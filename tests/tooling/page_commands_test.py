@@ -44,7 +44,7 @@ def commands_of(text):
         if kind == "sh":
             yield from block.splitlines()
     for command in re.findall(r"`([^`\n]+ [^`\n]+)`", BLOCK.sub("", text)):
-        if re.match(r"script/|cmake |man |ps |printf |SubtitleMgr(Cli|Sim) ", command):
+        if re.match(r"script/|cmake |man |ps |printf |SubtitleMgr(Cli|Ctl|Sim) ", command):
             yield command
 
 
@@ -74,6 +74,9 @@ class Commands(unittest.TestCase):
             "ps": lambda command: self.run_it(command + " || [ $? -eq 1 ]"),  # 1: no such process
             "printf": lambda command: self.run_it(command, **self.programs),
             "SubtitleMgrCli": lambda command: self.check_options(command, "list_client_options"),
+            "SubtitleMgrCtl": lambda command: self.check_options(
+                command, "SubtitleMgrCtl", "--help"
+            ),
             "SubtitleMgrSim": lambda command: self.check_options(
                 command, "SubtitleMgrSim", "--help"
             ),

@@ -144,8 +144,8 @@ const Value& RegionOf(const Value& state, const std::string& regionId)
 std::string Seconds(std::uint64_t us)
 {
     char text[40];
-    std::snprintf(text, sizeof text, "%.3f s", static_cast<double>(us) / 1e6);
-    return text;
+    std::snprintf(text, sizeof text, "%.3f", static_cast<double>(us) / 1e6);
+    return text + std::string(" s");
 }
 
 std::string ErrorOf(const Value& answer)
