@@ -46,7 +46,7 @@ if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
       "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 12)")
   endif()
   set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS
-    "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 11)")
+    "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 12)")
 endif()
 
 # Empty, so that each package begins with its own first line and not with the project's.

@@ -59,7 +59,7 @@ TEST_F(Control, SendsTheWordsAsOneLine)
     }
 }
 
-TEST_F(Control, ReadsCommandsFromStandardInputAndGoesOnAfterAFailure)
+TEST_F(Control, ReadsStandardInputAndGoesOnAfterAFailure)
 {
     RawService service(ControlSocket());
     const auto program = Launch({"-"});
