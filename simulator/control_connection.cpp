@@ -24,10 +24,9 @@ ControlConnection::ControlConnection(Descriptor connected, std::uint64_t firstRe
 void ControlConnection::Receive()
 {
     input.erase(0, std::exchange(begin, 0));
-    const std::size_t size = input.size();
-    input.resize(size + longestLine);
-    const ssize_t count = recv(Fd(), &input[size], longestLine, MSG_DONTWAIT);
-    input.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    char bytes[4096];
+    const ssize_t count = recv(Fd(), bytes, sizeof bytes, MSG_DONTWAIT);
+    input.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     ended = count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
     mayHaveLine = true;
 }
