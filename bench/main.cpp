@@ -29,6 +29,7 @@ struct Part {
 
 constexpr Part parts[] = {
     {"ping", MeasurePing},
+    {"control", MeasureControl},
     {"connection", MeasureFreshConnections},
     {"notifications", MeasureNotifications},
     {"recordings", MeasureRecordings},
@@ -48,7 +49,7 @@ bool IsWanted(const char* name, int argc, char** argv)
 constexpr char usage[] =
     "Usage: subtitle_bench [part...]\n"
     "The cost of messages compared with bare sockets and other services; all parts by default:\n"
-    "ping connection notifications recordings start-up idle console growth\n"
+    "ping control connection notifications recordings start-up idle console growth\n"
     "script/bench builds and runs it, with a folder for its sockets.\n";
 
 }  // namespace

@@ -5,6 +5,7 @@ class Table;
 // Each adds rows to the table, and takes some seconds.
 
 void MeasurePing(Table& table);
+void MeasureControl(Table& table);
 void MeasureFreshConnections(Table& table);
 void MeasureNotifications(Table& table);
 void MeasureRecordings(Table& table);

@@ -77,14 +77,15 @@ Connection::Result Connection::Receive(const Deadline& deadline, std::string& an
     std::size_t end;
     for (std::size_t begin = 0; (end = received.find('\n', begin)) == std::string::npos;) {
         begin = received.size();
+        if (const Result waited = WaitFor(POLLIN, deadline); waited != Result::Done) {
+            return waited;
+        }
         char bytes[4096];
         const ssize_t count = recv(fd.Get(), bytes, sizeof bytes, MSG_DONTWAIT);
         if (count > 0) {
             received.append(bytes, static_cast<std::size_t>(count));
         } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
             return Result::Closed;
-        } else if (const Result waited = WaitFor(POLLIN, deadline); waited != Result::Done) {
-            return waited;
         }
     }
     answer = received.substr(0, end);
