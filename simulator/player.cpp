@@ -261,14 +261,14 @@ bool Player::Play(Budget& budget)
 /// \return false when a reader has no room for it
 bool Player::Publish(const sim::Step& step, Budget& budget)
 {
-    const std::uint64_t size = step.frame ? step.frame->size() : 0;
+    const std::size_t size = step.frame ? step.frame->size() : 0;
     switch (audience.ReadinessFor(step.subscription, size)) {
     case Audience::Readiness::Full: return Wait(afterEvent, "a slow reader");
     case Audience::Readiness::Ready: passTakesTime = true; break;
     case Audience::Readiness::NoReader: break;
     }
     budget.SpendStep();
-    budget.Spend(size * service.Publish(step.subscription, step.frame, audience));
+    budget.Spend(std::uint64_t{size} * service.Publish(step.subscription, step.frame, audience));
     return true;
 }
 

@@ -173,6 +173,7 @@ TEST_F(Scenario, IsRefusedWithEveryMistake)
                                   "included:3:1: repeat without end\n"
                                   "main:2:1: end without repeat\n"},
         {"include main", "main:1:9: 'main' includes itself\n"},
+        {"include ./main", "main:1:9: './main' includes itself\n"},
         {"include again", "again:1:9: 'main' includes itself\n"},
     };
     for (const auto& row : rows) {
