@@ -36,7 +36,7 @@ platform::Descriptor TakeSignals()
 
 std::string Variable(const char* name)
 {
-    const char* const value = std::getenv(name);
+    const char* const value = secure_getenv(name);
     return value ? value : "";
 }
 

@@ -178,7 +178,7 @@ TEST_F(SubtitleService, InvertsEachFormatThatWasPublished)
                          Bitmap(3, 2, Bytes({0, 1, 0})), Bitmap(3, 200, sent)}));
 }
 
-TEST_F(SubtitleService, ReplacesThreeFormatsByTheBitmapOfAClient)
+TEST_F(SubtitleService, ReplacesThreeFormatsByASentBitmap)
 {
     for (const unsigned int format : {0u, 1u, 2u, 3u}) {
         PublishBitmap(3, format, Bytes({9}));
