@@ -284,7 +284,7 @@ TEST_F(RunningService, ReportsItsLossesWithoutMemory)
     EXPECT_EQ(said, expected);
 }
 
-TEST_F(RunningService, DropsAClientWhoseLateReplyHasNoMemory)
+TEST_F(RunningService, DropsAClientWithNoMemoryForAReply)
 {
     FaultSpec late;
     std::string problem;
