@@ -1,0 +1,184 @@
+// Plays of recordings: from a file, a pipe, a terminal.
+
+#include "tests/service/SimulatorSession.h"
+
+#include "platform/src/deadline.h"
+
+namespace {
+
+const std::string header =
+    R"({"subtitleRecording":1,"writer":"w","service":"SubtitleMgr","wallUs":0,"monoUs":0})"
+    "\n";
+
+std::string Line(unsigned int region, unsigned int monoUs = 0)
+{
+    return R"({"monoUs":)" + std::to_string(monoUs) +
+           R"(,"wallUs":0,"notification":"RegionVisibility","subscription":6,"regionId":)" +
+           std::to_string(region) + ",\"visible\":true}\n";
+}
+
+class Play : public SimulatorSession {
+protected:
+    void ExpectRegion(WireClient& client, unsigned int region)
+    {
+        EXPECT_EQ(client.ReceiveBytes(),
+                  NotificationBytes(6, messages::regionVisItem, VisibilityRecord(region, true)));
+    }
+
+    std::string Recording(const std::string& lines)
+    {
+        WriteWholeFile(files / "drive.jsonl", lines);
+        return files / "drive.jsonl";
+    }
+
+    WireClient Subscriber()
+    {
+        WireClient client = Connect();
+        client.Subscribe(6);
+        return client;
+    }
+};
+
+TEST_F(Play, OfAPipeShowsEachMessageAsItArrives)
+{
+    service.Option("--play").Option("-").Start();
+    WireClient client = Subscriber();
+    const std::string second = Line(2);
+    service.Process().Write(Line(1) + second.substr(0, 20));
+    ExpectRegion(client, 1);
+    EXPECT_EQ(client.Ask(messages::ping), "");
+    service.Process().Write(second.substr(20));
+    ExpectRegion(client, 2);
+    service.Process().CloseInput();
+    service.Process().WaitForErrors("SubtitleMgrSim: recording ended\n");
+    EXPECT_EQ(client.Ask(messages::ping), "");
+}
+
+TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)
+{
+    service.Quiet().Option("--play").Option("-").Start();
+    WireClient client = Subscriber();
+    service.Process().Write(header + Line(1) + "visibility 2 t\n" + Line(3));
+    ExpectRegion(client, 1);
+    service.Process().WaitForErrors("SubtitleMgrSim: -:3:1: Invalid value.\n");
+    EXPECT_EQ(client.Ask(messages::ping), "");
+    EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: -:3:1: Invalid value.\n");
+}
+
+TEST_F(Play, OfATerminalShowsEachLine)
+{
+    ChildProcess::Options terminal;
+    terminal.onTerminal = true;
+    const auto program = Launch({"--play", "-"}, terminal);
+    program->WaitForOutput("ready");
+    WireClient client = Subscriber();
+    program->Write(Line(1));
+    ExpectRegion(client, 1);
+    program->Signal(SIGTERM);
+    EXPECT_EQ(program->WaitForExit(), 0);
+}
+
+TEST_F(Play, OfAFileOnStandardInputEndsWithTheFile)
+{
+    const std::string command = "exec \"$0\" --play - --exit-at-end <" + Recording(Line(1));
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = messaging.Path();
+    ChildProcess program({"/bin/sh", "-c", command, ServiceProgram()}, settings);
+    ExpectCleanEnd(program);
+    EXPECT_EQ(program.Errors(), "SubtitleMgrSim: recording ended\n");
+}
+
+TEST_F(Play, LeavesStandardInputBlocking)
+{
+    const std::string command =
+        "\"$0\" --play - --for 10ms; readlink /proc/self/fd/0; grep flags /proc/self/fdinfo/0";
+    ChildProcess::Options settings;
+    settings.environment["LINX_DIR"] = messaging.Path();
+    ChildProcess program({"/bin/sh", "-c", command, ServiceProgram()}, settings);
+    program.WaitForExit();
+    // O_NONBLOCK is 04000.
+    EXPECT_NE(program.Output().find("pipe:"), std::string::npos) << program.Output();
+    EXPECT_NE(program.Output().find("flags:\t00\n"), std::string::npos) << program.Output();
+}
+
+TEST_F(Play, EndsTheServiceWhenItIsOver)
+{
+    const std::string path = Recording(header + Line(1) + Line(2, 1000) + Line(3, 30000000));
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"--rate", "1000"},
+                                                    {"--rate", "0"},
+                                                    {"--until", "1s"},
+                                                    {"--from", "29.9"}}) {
+        std::vector<std::string> all{"--play", path, "--exit-at-end"};
+        all.insert(all.end(), options.begin(), options.end());
+        const Ended ended = RunToEnd(all);
+        EXPECT_EQ(ended.status, 0);
+        EXPECT_EQ(ended.output, "ready\n");
+        EXPECT_EQ(ended.errors, "SubtitleMgrSim: recording ended\n");
+    }
+}
+
+TEST_F(Play, EndsTheServiceWithStatus2AfterAMistake)
+{
+    service.Quiet();
+    const auto program = Launch({"--play", "-", "--exit-at-end"});
+    program->WaitForOutput("ready\n");
+    program->Write("[]\n");
+    EXPECT_EQ(program->WaitForExit(), 2);
+    EXPECT_EQ(program->Errors(), "SubtitleMgrSim: -:1:1: not an object\n");
+}
+
+TEST_F(Play, OfARecordingWaitsForItsRequests)
+{
+    const std::string request =
+        R"("request":"Subscribe","client":1,"subscription":6,"itemId":15132)";
+    service.Option("--play")
+        .Option(Recording(header + R"({"monoUs":0,"wallUs":0,)" + request +
+                          R"(,"result":"ok"})"
+                          "\n" +
+                          Line(1) + Line(2)))
+        .Option("--regions")
+        .Option("2-9")
+        .Option("--await-requests")
+        .Start();
+    WireClient client = Subscriber();
+    ExpectRegion(client, 2);
+    service.Process().WaitForErrors("SubtitleMgrSim: recording ended\n");
+}
+
+TEST_F(Play, OfABadRecordingDoesNotBegin)
+{
+    using Case = std::pair<std::string, std::string>;
+    for (const auto& [text, mistake] :
+         {Case(header + Line(1) + "{", "3:2: the line has no end; the recording is incomplete"),
+          Case(Line(1), "1:1: the first line is not the header of a recording"),
+          Case("{\"subtitleRecording\":2}\n",
+               "1:2: subtitleRecording 2 is newer than this program; it reads 1")}) {
+        const std::string path = Recording(text);
+        for (const char* option : {"--play", "--check"}) {
+            const Ended ended = RunToEnd({option, path});
+            EXPECT_EQ(ended.status, 2);
+            EXPECT_EQ(ended.output, "");
+            EXPECT_EQ(ended.errors, path + ":" + mistake + "\n");
+        }
+    }
+}
+
+TEST_F(Play, OfAnEndlessRecordingDoesNotBegin)
+{
+    const std::string path = Recording("{");
+    ASSERT_EQ(truncate(path.c_str(), 2147483648), 0);  // its zeros need no room
+    const Ended ended = RunToEnd({"--play", path});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.errors, path + ":1:22435161: the line is longer than any message\n");
+}
+
+TEST_F(Play, LastsAsLongAsTheServiceIsAllowedTo)
+{
+    const Deadline atLeast(100);
+    const Ended ended =
+        RunToEnd({"--for", "100ms", "--play", Recording(header + Line(1)), "--loop", "--quiet"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_TRUE(atLeast.HasPassed());
+}
+
+}  // namespace
