@@ -23,6 +23,7 @@ constexpr char notRead[] = "it is not read";
 
 bool Recorder::Start(const std::string& path, std::string& problem)
 {
+    const recording::Header header = NewHeader();
     // Non-blocking: a pipe without a reader is refused.
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
     Descriptor opened(open(path.c_str(), flags, 0666));
@@ -33,8 +34,9 @@ bool Recorder::Start(const std::string& path, std::string& problem)
     Close();
     file = std::move(opened);
     isOn = true;
-    Write(NewHeader());
-    return true;
+    Write(header);
+    problem = isOn ? "" : "recording " + path + ": it takes no line";
+    return isOn;
 }
 
 recording::Header Recorder::NewHeader() const
@@ -51,7 +53,9 @@ void Recorder::Add(const recording::Request& request)
 
 void Recorder::Add(const SharedFrame& frame, std::size_t receivers)
 {
-    if (isOn && frame) {
+    if (isOn && !frame) {
+        End(std::strerror(ENOMEM));
+    } else if (isOn) {
         recording::Notification notification = LineOf(frame);
         notification.at = recording::Now();
         notification.receivers = static_cast<unsigned int>(receivers);

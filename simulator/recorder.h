@@ -13,7 +13,7 @@ namespace sim {
 /// Writes all requests and publications to a file, see subtitle-recording(5).
 ///
 /// It never waits. When the file takes no more, the recording ends with a whole line, and standard
-/// error tells why. None of the functions throws.
+/// error tells why. Only Start() may throw, std::bad_alloc.
 class Recorder {
 public:
     /// Lines for a pipe or terminal that has no room at the moment, in bytes.
@@ -22,7 +22,8 @@ public:
     explicit Recorder(std::string nameOfService) : service(std::move(nameOfService)) {}
 
     /// Begins a recording in \p path, which is emptied or made, and ends the one before.
-    /// \return false with the reason in \p problem; then the one before goes on
+    /// \return false with the reason in \p problem; if the file cannot be opened, the one before
+    ///         goes on
     bool Start(const std::string& path, std::string& problem);
     void Stop() { isOn = false; }
     bool IsOn() const { return isOn; }
@@ -32,7 +33,7 @@ public:
 
     /// Both do nothing while it is off.
     void Add(const recording::Request& request);
-    /// \param frame  a well-formed notification
+    /// \param frame  a well-formed notification; null when there is no memory for one
     void Add(const SharedFrame& frame, std::size_t receivers);
 
     /// Writes the lines that had no room before.

@@ -73,7 +73,8 @@ private:
     {
         Logs logs{"SubtitleMgr"};
         std::string problem;
-        Require(options.journal.empty() || logs.journal.Open(options.journal, problem),
+        Require(options.journal.empty() || (logs.journal.Open(options.journal, problem) &&
+                                            logs.recorder.Start(options.journal, problem)),
                 "the journal cannot be opened");
         Server server(listener, options, logs);
         Require(server.Open(problem), "the service cannot start");

@@ -68,6 +68,15 @@ TEST_F(Recorder, GoesOnWhenAnotherFileCannotBeOpened)
     EXPECT_EQ(LinesOf(ReadWholeFile(path)), 2u);
 }
 
+TEST_F(Recorder, DoesNotBeginOnAFullDisk)
+{
+    EXPECT_EQ(ErrorsOf([&] {
+                  EXPECT_EQ(StartProblem("/dev/full"), "recording /dev/full: it takes no line");
+              }),
+              "SubtitleMgrSim: the recording is not complete: No space left on device\n");
+    EXPECT_FALSE(recorder.IsOn());
+}
+
 TEST_F(Recorder, EndsWithAWholeLineOnAFullDisk)
 {
     const SmallDisk disk("512k");
