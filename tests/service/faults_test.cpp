@@ -1,6 +1,5 @@
 // Faults that concern one client, and those that end or restart the service.
 
-#include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/service/ControlClient.h"
@@ -13,6 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 const std::string done = R"({"ok":true})";
 
@@ -25,7 +25,7 @@ protected:
 
 TEST_F(Fault, DelaysOneReplyAndNoOther)
 {
-    service.Fault("late request=Ping client=1 times=1 delay=500ms").Start();
+    service.Fault("late request=Ping client=1 times=1").Start();
     WireClient client = Connect();
     const auto start = Clock::now();
     const unsigned int late = client.Request(messages::ping);
@@ -33,13 +33,13 @@ TEST_F(Fault, DelaysOneReplyAndNoOther)
     EXPECT_EQ(Connect().Ask(messages::ping), "");
     EXPECT_FALSE(client.HasInput());
     EXPECT_EQ(client.ReceiveFrame().header.correlation, late);
-    EXPECT_GE(Clock::now() - start, milliseconds(500));
+    EXPECT_GE(Clock::now() - start, seconds(1));
     EXPECT_EQ(client.Ask(messages::ping), "");
 }
 
 TEST_F(Fault, StopsReadingOfOneClientAndNoOther)
 {
-    service.Fault("stall client=1 times=1 delay=500ms").Start();
+    service.Fault("stall client=1 times=1").Start();
     WireClient client = Connect();
     client.Subscribe(10);
     const auto start = Clock::now();
@@ -50,7 +50,7 @@ TEST_F(Fault, StopsReadingOfOneClientAndNoOther)
         << "notifications go on";
     EXPECT_FALSE(client.HasInput());
     EXPECT_EQ(client.ReceiveFrame().header.correlation, waiting);
-    EXPECT_GE(Clock::now() - start, milliseconds(500));
+    EXPECT_GE(Clock::now() - start, seconds(1));
 }
 
 TEST_F(Fault, ForgetsAClientThatDisconnectsDuringADelay)

@@ -50,7 +50,7 @@ TEST(FaultSpec, HasOlderNamesForThreeRefusals)
     }
 }
 
-TEST(FaultSpec, IsImmediateForACrashWithoutCondition)
+TEST(FaultSpec, IsImmediateWithoutCondition)
 {
     for (const auto& [text, isImmediate] :
          {std::pair("crash", true), std::pair("restart delay=2s", true),
