@@ -70,7 +70,8 @@ void sim::TellServed(unsigned int client, const char* remark, const std::string&
 int sim::SettleOutputs(bool atEnd)
 {
     ReportHeldBack(atEnd);
-    const bool areErrorsDone = TheOutputs().errors.Flush();
-    const bool isOutputDone = TheOutputs().output.Flush();
-    return areErrorsDone && isOutputDone ? TheOutputs().limit.NextReportMs() : Sink::retryMs;
+    Outputs& outputs = TheOutputs();
+    const bool areErrorsDone = outputs.errors.Flush();
+    const bool isOutputDone = outputs.output.Flush();
+    return areErrorsDone && isOutputDone ? outputs.limit.NextReportMs() : Sink::retryMs;
 }

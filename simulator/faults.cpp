@@ -52,12 +52,6 @@ bool FaultList::Remove(unsigned int id)
     return true;
 }
 
-bool FaultList::Has(FaultKind kind) const
-{
-    return std::any_of(faults.begin(), faults.end(),
-                       [kind](const Entry& entry) { return entry.spec.kind == kind; });
-}
-
 template <typename Matches>
 Fault FaultList::Use(Matches matches)
 {

@@ -2,6 +2,7 @@
 
 #include "simulator/fault_spec.h"
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -26,7 +27,12 @@ public:
     bool Remove(unsigned int id);
     void Clear() { faults.clear(); }
 
-    bool Has(FaultKind kind) const;
+    bool Has(FaultKind kind) const
+    {
+        return !faults.empty() &&
+               std::any_of(faults.begin(), faults.end(),
+                           [kind](const Entry& entry) { return entry.spec.kind == kind; });
+    }
 
     /// The strongest fault that \p request of this client meets, which is used once.
     /// \param request  null for one that was not understood

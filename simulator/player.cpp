@@ -52,7 +52,7 @@ bool Player::Stop()
         history.Stop();
     }
     source.reset();
-    next.reset();
+    next = nullptr;
     records.clear();
     anchor.reset();
     stepsLeft = 0;
@@ -102,7 +102,7 @@ bool Player::Seek(std::int64_t us)
     }
     const std::int64_t from = PositionUs();
     if (source->Rewind()) {
-        next.reset();
+        next = nullptr;
     } else if (us < from || phase == Phase::Ended) {
         return false;
     }
@@ -137,14 +137,15 @@ std::int64_t Player::PositionUs() const
     }
     const duration<double, std::micro> elapsed = clock() - anchor->at;
     const std::int64_t latest = next ? next->atUs : LengthUs();
-    const auto now = static_cast<std::int64_t>(elapsed.count() * options.rate) + anchor->us;
-    return std::max(positionUs, std::min(now, latest));
+    const auto us = static_cast<std::int64_t>(elapsed.count() * options.rate) + anchor->us;
+    return std::max(positionUs, std::min(us, latest));
 }
 
 // The parts of Advance()
 
 void Player::Advance()
 {
+    now = source ? clock() : now;
     wakeAt = atOnce;
     waitsFor = "";
     awaitsInput = false;
@@ -183,7 +184,7 @@ bool Player::Check(Budget& budget)
         Begin();
         break;
     }
-    next.reset();
+    next = nullptr;
     budget.Spend(costOfASilentStep);
     return true;
 }
@@ -224,9 +225,9 @@ bool Player::PlayOn(Budget& budget)
     if (next->atUs >= options.untilUs) {
         return EndPass(budget);
     }
-    anchor = anchor.value_or(Anchor{clock(), positionUs});
+    anchor = anchor.value_or(Anchor{now, positionUs});
     const Clock::time_point due = DueAt(next->atUs);
-    return !isPaused && clock() < due ? Wait(due) : Play(budget);
+    return !isPaused && now < due ? Wait(due) : Play(budget);
 }
 
 bool Player::Play(Budget& budget)
@@ -251,8 +252,8 @@ bool Player::Play(Budget& budget)
         return false;
     }
     positionUs = std::max(positionUs, next->atUs);
-    next.reset();
-    budget.Spend(costOfASilentStep);
+    next = nullptr;
+    budget.Spend(isPublished ? 0 : costOfASilentStep);
     // Sent before the next message is parsed, which may take longer.
     const bool isSentFirst = isPublished && options.rate > 0 && !source->IsLoaded();
     return !isSentFirst || Wait(atOnce);
@@ -275,14 +276,13 @@ bool Player::Publish(const sim::Step& step, Budget& budget)
 bool Player::EndPass(Budget& budget)
 {
     const std::int64_t endUs = std::min(source->LengthUs(), options.untilUs);
-    const Clock::time_point now = clock();
     anchor = anchor.value_or(Anchor{now, positionUs});
     const Clock::time_point due = DueAt(endUs);
     if (!isPaused && now < due) {
         return Wait(due);
     }
     positionUs = endUs;
-    next.reset();
+    next = nullptr;
     stepsLeft = 0;
     if (!options.loop || !source->Rewind()) {
         return End("");
@@ -297,7 +297,7 @@ bool Player::EndPass(Budget& budget)
         anchor = {takesTime ? now : now + milliseconds(100), options.fromUs};
     }
     passTakesTime = false;
-    budget.SpendStep();
+    budget.Spend(costOfASilentStep);
     BeginSeek(options.fromUs);
     return true;
 }
@@ -305,7 +305,7 @@ bool Player::EndPass(Budget& budget)
 bool Player::End(const std::string& why)
 {
     phase = Phase::Ended;
-    next.reset();
+    next = nullptr;
     records.clear();
     stepsLeft = 0;
     mistake = why;
@@ -338,7 +338,7 @@ bool Player::Complete(bool isComplete, const char* what)
         return Wait(afterEvent, what);
     }
     if (hasWaited) {
-        anchor = {clock(), next->atUs};
+        anchor = {now, next->atUs};
     }
     return true;
 }
@@ -348,12 +348,8 @@ Source::Found Player::Fetch(Budget& budget)
     if (next) {
         return Source::Found::Step;
     }
-    const Source::Found found = source->Next(next.emplace(), budget);
-    if (found != Source::Found::Step) {
-        next.reset();
-    }
     hasWaited = false;
-    return found;
+    return source->Next(next, budget);
 }
 
 bool Player::IsWanted(const sim::Step& step) const
@@ -388,9 +384,9 @@ void Player::Remember()
 {
     if (next->kind == sim::Step::Kind::Publish && next->frame && IsWanted(*next)) {
         const unsigned int kind = SubtitleService::KindOf(next->subscription, next->frame);
-        records[{(*next->frame)[frameHeaderSize], kind}] = std::move(*next);
+        records[{(*next->frame)[frameHeaderSize], kind}] = *next;
     }
-    next.reset();
+    next = nullptr;
 }
 
 Player::Clock::time_point Player::DueAt(std::int64_t us) const

@@ -113,6 +113,7 @@ private:
     RequestHistory& history;
     const bool isQuiet;
     const std::function<Clock::time_point()> clock;
+    Clock::time_point now;  ///< read once for each Advance()
 
     std::unique_ptr<Source> source;
     PlayOptions options;
@@ -126,10 +127,10 @@ private:
         Clock::time_point at;
         std::int64_t us;
     };
-    std::optional<Anchor> anchor;   ///< none until the next step is found
-    std::optional<sim::Step> next;  ///< found, and not played yet
-    std::int64_t positionUs = 0;    ///< of what was played last, or where it was paused
-    bool passTakesTime = false;     ///< it has a subscriber
+    std::optional<Anchor> anchor;     ///< none until the next step is found
+    const sim::Step* next = nullptr;  ///< found, and not played yet
+    std::int64_t positionUs = 0;      ///< of what was played last, or where it was paused
+    bool passTakesTime = false;       ///< it has a subscriber
 
     std::int64_t targetUs = 0;  ///< of a seek
     std::map<std::pair<unsigned int, unsigned int>, sim::Step>

@@ -35,13 +35,14 @@ bool RecordingSource::Rewind()
     return true;
 }
 
-Source::Found RecordingSource::Next(Step& step, Budget& budget)
+Source::Found RecordingSource::Next(const Step*& found, Budget& budget)
 {
     while (mistake.empty()) {
         switch (reader.Next(line)) {
         case Reader::Found::Line:
             if (!std::holds_alternative<recording::Header>(line)) {
-                return Convert(step);
+                found = &step;
+                return Convert();
             }
             break;
         case Reader::Found::NeedsInput:
@@ -79,7 +80,7 @@ bool RecordingSource::Read(Budget& budget)
     return count >= 0;
 }
 
-Source::Found RecordingSource::Convert(Step& step)
+Source::Found RecordingSource::Convert()
 {
     step = {};
     if (const auto* const request = std::get_if<recording::Request>(&line)) {

@@ -19,7 +19,7 @@ public:
     RecordingSource(std::string path, platform::Descriptor file);
 
     const char* Name() const override { return "recording"; }
-    Found Next(Step& step, Budget& budget) override;
+    Found Next(const Step*& step, Budget& budget) override;
     bool Rewind() override;
     const std::string& Mistake() const override { return mistake; }
     std::int64_t LengthUs() const override { return lengthUs; }
@@ -29,7 +29,7 @@ public:
 private:
     /// \return false when there is nothing to read at the moment
     bool Read(Budget& budget);
-    Found Convert(Step& step);
+    Found Convert();
     std::int64_t Moment(const recording::Moment& at);
 
     const std::string name;
@@ -38,6 +38,7 @@ private:
     const recording::Reader::Start start;
     recording::Reader reader;
     recording::AnyLine line;
+    Step step;                            ///< the last one found
     std::optional<std::int64_t> firstUs;  ///< of its clock
     std::int64_t lengthUs = 0;
     std::string mistake;

@@ -13,11 +13,11 @@ public:
     explicit ScenarioSource(Scenario toPlay) : scenario(std::move(toPlay)) {}
 
     const char* Name() const override { return "scenario"; }
-    Found Next(Step& step, Budget&) override
+    Found Next(const Step*& step, Budget&) override
     {
         const bool isThere = next < scenario.steps.size();
         if (isThere) {
-            step = scenario.steps[next++];
+            step = &scenario.steps[next++];
         }
         return isThere ? Found::Step : Found::End;
     }

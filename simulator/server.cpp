@@ -84,8 +84,8 @@ int Server::Run()
         if (!outage.IsOn()) {
             acceptor.Resume(clientHasGone);
         }
-        ending =
-            ending || (options.exitAtEnd && player.HasEnded()) || Deadline::Clock::now() >= endAt;
+        ending = ending || (options.exitAtEnd && player.HasEnded()) ||
+                 (options.forUs && Deadline::Clock::now() >= endAt);
         SetAlarm();
         WatchInput();
         Turn(NextWaitMs());

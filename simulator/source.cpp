@@ -42,7 +42,7 @@ bool sim::IsPlayable(Source& source, std::vector<std::string>& mistakes)
         return true;
     }
     for (Source::Found found = Source::Found::Step; found != Source::Found::End;) {
-        Step step;
+        const Step* step = nullptr;
         Budget budget;
         found = source.Next(step, budget);
         if (found == Source::Found::Mistake) {

@@ -26,7 +26,8 @@ public:
     virtual const char* Name() const = 0;
 
     /// Finds the next step, at a cost that \p budget limits. After a mistake it finds nothing more.
-    virtual Found Next(Step& step, Budget& budget) = 0;
+    /// \param step  becomes the step that was found, which stays until the next call
+    virtual Found Next(const Step*& step, Budget& budget) = 0;
 
     /// Goes back to the first step. \return false if that is impossible: the source is a stream
     virtual bool Rewind() = 0;

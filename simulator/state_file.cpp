@@ -147,9 +147,9 @@ Stage Restoring::Continue(Budget& budget)
         return Stage::Failed;
     }
     while (!isRead) {
-        Step step;
+        const Step* step = nullptr;
         switch (source->Next(step, budget)) {
-        case Source::Found::Step: Take(step); break;
+        case Source::Found::Step: Take(*step); break;
         case Source::Found::NotYet: return Stage::Busy;
         case Source::Found::Mistake: mistakes = {source->Mistake()}; return Stage::Failed;
         case Source::Found::End:
