@@ -33,6 +33,7 @@ constexpr Part parts[] = {
     {"connection", MeasureFreshConnections},
     {"notifications", MeasureNotifications},
     {"recordings", MeasureRecordings},
+    {"plays", MeasurePlays},
     {"start-up", MeasureStartUp},
     {"idle", MeasureIdleConsole},
     {"console", MeasureConsoleWork},
@@ -49,7 +50,7 @@ bool IsWanted(const char* name, int argc, char** argv)
 constexpr char usage[] =
     "Usage: subtitle_bench [part...]\n"
     "The cost of messages compared with bare sockets and other services; all parts by default:\n"
-    "ping control connection notifications recordings start-up idle console growth\n"
+    "ping control connection notifications recordings plays start-up idle console growth\n"
     "script/bench builds and runs it, with a folder for its sockets.\n";
 
 }  // namespace

@@ -9,6 +9,7 @@ void MeasureControl(Table& table);
 void MeasureFreshConnections(Table& table);
 void MeasureNotifications(Table& table);
 void MeasureRecordings(Table& table);
+void MeasurePlays(Table& table);
 void MeasureStartUp(Table& table);
 void MeasureIdleConsole(Table& table);
 void MeasureConsoleWork(Table& table);

@@ -25,6 +25,9 @@ protected:
                   NotificationBytes(6, messages::regionVisItem, VisibilityRecord(region, true)));
     }
 
+    /// The first line on standard error.
+    std::string Serving() const { return "SubtitleMgrSim: serving " + service.SocketPath() + "\n"; }
+
     std::string Recording(const std::string& lines)
     {
         WriteWholeFile(files / "drive.jsonl", lines);
@@ -85,7 +88,7 @@ TEST_F(Play, OfAFileOnStandardInputEndsWithTheFile)
     settings.environment["LINX_DIR"] = messaging.Path();
     ChildProcess program({"/bin/sh", "-c", command, ServiceProgram()}, settings);
     ExpectCleanEnd(program);
-    EXPECT_EQ(program.Errors(), "SubtitleMgrSim: recording ended\n");
+    EXPECT_EQ(program.Errors(), Serving() + "SubtitleMgrSim: recording ended\n");
 }
 
 TEST_F(Play, LeavesStandardInputBlocking)
@@ -113,18 +116,17 @@ TEST_F(Play, EndsTheServiceWhenItIsOver)
         const Ended ended = RunToEnd(all);
         EXPECT_EQ(ended.status, 0);
         EXPECT_EQ(ended.output, "ready\n");
-        EXPECT_EQ(ended.errors, "SubtitleMgrSim: recording ended\n");
+        EXPECT_EQ(ended.errors, Serving() + "SubtitleMgrSim: recording ended\n");
     }
 }
 
 TEST_F(Play, EndsTheServiceWithStatus2AfterAMistake)
 {
-    service.Quiet();
     const auto program = Launch({"--play", "-", "--exit-at-end"});
     program->WaitForOutput("ready\n");
     program->Write("[]\n");
     EXPECT_EQ(program->WaitForExit(), 2);
-    EXPECT_EQ(program->Errors(), "SubtitleMgrSim: -:1:1: not an object\n");
+    EXPECT_EQ(program->Errors(), Serving() + "SubtitleMgrSim: -:1:1: not an object\n");
 }
 
 TEST_F(Play, OfARecordingWaitsForItsRequests)
