@@ -1,0 +1,51 @@
+// What the tap records of a play is the recording that is played, but for its times.
+
+#include "recording/writer.h"
+#include "tests/harness/text_compare.h"
+#include "tests/tools/tap/TapSession.h"
+
+namespace {
+
+constexpr unsigned int messageCount = 300;
+
+/// Messages of every kind, a millisecond apart; together more than a subscriber's backlog holds.
+std::string Drive()
+{
+    std::string text;
+    recording::AppendLine(text,
+                          recording::Header{{}, "SubtitleMgrTap " SUBTITLE_VERSION, "SubtitleMgr"});
+    for (unsigned int i = 0; i < messageCount; ++i) {
+        const std::vector<unsigned char> bytes(i * 71 % 20000, static_cast<unsigned char>(i));
+        recording::Notification line;
+        line.at = {1000 * i, 1763730000123456};
+        line.kind = static_cast<recording::NotificationKind>(i % 3);
+        line.regionId = i % 256;
+        line.subtitleFormat = i % 5;
+        line.subscription = i % 3 == 0   ? recording::SubscriptionOfFormat(line.subtitleFormat)
+                            : i % 3 == 1 ? 6
+                                         : 10;
+        line.visible = i % 2 == 0;
+        line.fill = i % 4 == 0;
+        line.backgroundCode = 255 - i % 256;
+        line.data = {bytes.data(), bytes.size(), {}};
+        recording::AppendLine(text, line);
+    }
+    return text;
+}
+
+class Replay : public TapSession, public testing::WithParamInterface<const char*> {};
+
+TEST_P(Replay, IsRecordedAsItWasBefore)
+{
+    service.Journal().Option("--play").Option("-").Option("--rate").Option(GetParam()).Start();
+    const auto tap = Launch({"--json", "--count", std::to_string(messageCount)});
+    service.WaitForJournalLines(6);
+    service.Process().Write(Drive());
+    EXPECT_EQ(tap->WaitForExit(), 0);
+    EXPECT_TEXT(Recorded(tap->Output()), Recorded(Drive()));
+}
+
+INSTANTIATE_TEST_SUITE_P(AtRate, Replay, testing::Values("0", "1", "10"),
+                         [](const auto& testInfo) { return std::string(testInfo.param); });
+
+}  // namespace
