@@ -41,8 +41,8 @@ TEST_F(Fault, StopsReadingOfOneClientAndNoOther)
 {
     service.Fault("stall client=1 times=1").Start();
     WireClient client = Connect();
-    client.Subscribe(10);
     const auto start = Clock::now();
+    client.Subscribe(10);
     const unsigned int waiting = client.Request(messages::ping);
     WireClient other = Connect();
     EXPECT_EQ(other.Ask(messages::setPaletteData, PaletteRecord(2, 31, true, "p")), accepted);
