@@ -26,7 +26,7 @@ std::vector<unsigned char> PublishPacket(std::size_t payloadSize)
     }
     packet.push_back(static_cast<unsigned char>(length));
     packet.insert(packet.end(), {0, 1, 'c'});
-    packet.insert(packet.end(), payloadSize, 1);
+    packet.insert(packet.end(), payloadSize, 'A');
     return packet;
 }
 
@@ -71,8 +71,8 @@ void MosquittoMessages::AwaitSubscription()
     constexpr int stepMs = 50;
     for (int waitedMs = 0; waitedMs < answerLimitMs; waitedMs += stepMs) {
         Publish();
-        if (LinesWithin(stepMs) > 0) {
-            while (LinesWithin(stepMs) > 0) {
+        if (ReadWithin(stepMs) > 0) {
+            while (ReadWithin(stepMs) > 0) {
             }
             return;
         }
@@ -85,12 +85,11 @@ void MosquittoMessages::Publish()
     WriteFully(publisher.Get(), published.data(), published.size());
 }
 
-unsigned int MosquittoMessages::LinesWithin(int waitMs)
+std::size_t MosquittoMessages::ReadWithin(int waitMs)
 {
     pollfd entry{printed.Get(), POLLIN, 0};
-    static char text[65536];
     const ssize_t size = poll(&entry, 1, waitMs) == 1 ? read(printed.Get(), text, sizeof text) : 0;
-    return size > 0 ? static_cast<unsigned int>(std::count(text, text + size, '\n')) : 0;
+    return static_cast<std::size_t>(std::max<ssize_t>(size, 0));
 }
 
 double MosquittoMessages::Receive()
@@ -98,12 +97,12 @@ double MosquittoMessages::Receive()
     for (unsigned int i = 0; i < messagesAtOnce; ++i) {
         Publish();
     }
-    for (unsigned int lines = 0; lines < messagesAtOnce;) {
-        const unsigned int more = LinesWithin(answerLimitMs);
-        if (more == 0) {
+    for (std::ptrdiff_t lines = 0; lines < messagesAtOnce;) {
+        const std::size_t size = ReadWithin(answerLimitMs);
+        if (size == 0) {
             throw std::runtime_error("a message was lost by mosquitto");
         }
-        lines += more;
+        lines += std::count(text, text + size, '\n');
     }
     return messagesAtOnce;
 }

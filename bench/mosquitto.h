@@ -32,8 +32,8 @@ private:
     void AwaitSubscription();
     void Publish();
 
-    /// \return how many lines were printed; 0 when there was none in time
-    unsigned int LinesWithin(int waitMs);
+    /// Reads what was printed into `text`. \return its size; 0 when there was nothing in time
+    std::size_t ReadWithin(int waitMs);
 
     MessagingFolder folder;
     std::vector<unsigned char> published;
@@ -41,4 +41,5 @@ private:
     Descriptor publisher;
     Descriptor printed;
     std::optional<Process> subscriber;
+    char text[65536];
 };

@@ -137,7 +137,8 @@ void MeasureRecordings(Table& table)
         table.AddRemark("mosquitto or mosquitto_sub is not installed: no row for recording");
         return;
     }
-    MosquittoMessages messages(regionSize, "%j");
+    // The payload is the bitmap as in a recorded line, in base64.
+    MosquittoMessages messages(regionSize / 3 * 4, "%j");
     TapLines lines;
     table.AddRate("  the same", "mosquitto, mosquitto_sub -F %j",
                   ComparePairs(TimeOf(messages), TimeOf(lines)), {1.5, 3});

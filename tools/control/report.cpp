@@ -3,6 +3,7 @@
 #include "control/table.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <limits>
@@ -125,7 +126,7 @@ std::string Rate(const Value& now, const Value& then, double seconds)
         return "-";
     }
     const double rate = static_cast<double>(now.Number() - then.Number()) / seconds;
-    return std::to_string(static_cast<std::uint64_t>(rate + 0.5));
+    return std::to_string(std::llround(rate));
 }
 
 const Value& RegionOf(const Value& state, const std::string& regionId)
