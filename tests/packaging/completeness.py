@@ -92,7 +92,9 @@ def check_options():
         expect_same(program, tool_options(program), described_options(program + ".1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
-    expect_same("faults in the help", faults(), faults() & find_all(r"[\w-]+", help_of("SubtitleMgrSim")))
+    expect_same(
+        "faults in the help", faults(), faults() & find_all(r"[\w-]+", help_of("SubtitleMgrSim"))
+    )
 
 
 def directives(*places):
@@ -106,7 +108,9 @@ def check_directives():
     expect_same("directives of scenarios", directives("Scenario", "Both"), described)
     described = find_all(r"^\.It Ic (\S+)", read("docs/man/SubtitleMgrCtl.1"))
     expect_same("commands", commands(), described)
-    rows = re.findall(r"Place::(?:Control|Both), .*,\s+\"(.*?)\",", read("tools/words/directives.h"))
+    rows = re.findall(
+        r"Place::(?:Control|Both), .*,\s+\"(.*?)\",", read("tools/words/directives.h")
+    )
     expect_same("forms", set(rows), {row for row in rows if row in rendered("SubtitleMgrCtl.1")})
 
 
