@@ -18,8 +18,8 @@ class ControlCommands {
 public:
     explicit ControlCommands(const Controlled& everything) : on(everything) {}
 
-    /// Carries out \p line, which has no end. \return see RunControlLine
-    Answer Run(const std::string& line, ControlConnection& connection, Budget& budget);
+    /// Carries out \p text, a line without its end. \return see RunControlLine
+    Answer Run(const std::string& text, ControlConnection& connection, Budget& budget);
 
 private:
     /// A line with the right number of words.
@@ -43,7 +43,7 @@ private:
     Answer WaitSubscribers(const Call& call);
     Answer Await(const Call& call);
     Answer AwaitSubscription(const Call& call, unsigned int subscription, std::int64_t withinUs);
-    Answer AwaitRequest(const Call& call, const std::vector<std::string>& pattern,
+    Answer AwaitRequest(const Call& call, const std::vector<std::string>& wanted,
                         std::int64_t withinUs);
 
     // What the service keeps; defined in control_state.cpp

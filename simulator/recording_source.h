@@ -16,10 +16,10 @@ public:
     RecordingSource();
 
     /// Reads a file.
-    RecordingSource(std::string path, platform::Descriptor file);
+    RecordingSource(std::string path, platform::Descriptor opened);
 
     const char* Name() const override { return "recording"; }
-    Found Next(const Step*& step, Budget& budget) override;
+    Found Next(const Step*& found, Budget& budget) override;
     bool Rewind() override;
     const std::string& Mistake() const override { return mistake; }
     std::int64_t LengthUs() const override { return lengthUs; }

@@ -20,9 +20,13 @@ constexpr int pauseWithoutMemoryMs = 10;
 /// \param waitMs  negative for ever
 static void Sleep(int waitMs)
 {
-    do {
-        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs < 0 ? 1000 : waitMs));
-    } while (waitMs < 0);
+    if (waitMs >= 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
+        return;
+    }
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }
 }
 
 Endpoint::Endpoint(const char* endpointName, LinxIpc& ownerIpc)
