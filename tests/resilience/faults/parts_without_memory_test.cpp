@@ -231,6 +231,7 @@ protected:
         const TempDir files;
         Logs logs{"SubtitleMgr"};
         EXPECT_TRUE(logs.journal.Open(files / "journal", problem)) << problem;
+        EXPECT_TRUE(logs.recorder.Start(files / "recording", problem)) << problem;
         {
             Server server(listener, options, logs);
             EXPECT_TRUE(server.Open(problem)) << problem;
@@ -279,8 +280,12 @@ TEST_F(RunningService, ReportsItsLossesWithoutMemory)
         "SubtitleMgrSim: client 1: dropped: there is no memory for what it sends\n",
         "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
         "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
+        "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
+        "SubtitleMgrSim: the recording is not complete: Cannot allocate memory\n"
+        "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
         "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n",
-        "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n"};
+        "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n",
+        "SubtitleMgrSim: the recording is not complete: Cannot allocate memory\n"};
     EXPECT_EQ(said, expected);
 }
 

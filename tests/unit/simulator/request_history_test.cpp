@@ -67,6 +67,7 @@ TEST_F(RequestHistory, KeepsNothingWithoutAUser)
     EXPECT_EQ(FindLevel(7), std::nullopt);
     history.Start();
     EXPECT_EQ(FindLevel(7), std::nullopt);
+    EXPECT_EQ(history.Find(sim::RequestPattern(), 0), std::nullopt);
     AddLevel(7);
     EXPECT_EQ(FindLevel(7), 1u);
 }
