@@ -248,7 +248,36 @@ def completions(program, *words):
     return set(run(*command, cwd="/", env=environment).stdout.split())
 
 
+def completions_in_fish(program, word):
+    script = 'source $argv[1]; complete -C "$argv[2] $argv[3]"'
+    path = SOURCE_DIR / "packaging/completion/all.fish"
+    environment = {"PATH": "%s:%s" % (BIN_DIR, os.environ["PATH"]), "HOME": "/nonexistent"}
+    found = run("fish", "--no-config", "-c", script, path, program, word, cwd="/", env=environment)
+    return set(found.stdout.split())
+
+
+def completions_in_zsh(program, word):
+    script = (
+        'path=($1 $path); file=$2; words=($3 "$4"); CURRENT=2; PREFIX=$4\n'
+        'compadd() { shift; print -l -- "$@"; }\n'
+        "complete() { source $file; }; complete"
+    )
+    path = SOURCE_DIR / "packaging/completion/all.zsh"
+    return set(run("zsh", "-f", "-c", script, "zsh", BIN_DIR, path, program, word).stdout.split())
+
+
 def check_completion():
+    for completions_in in (completions_in_fish, completions_in_zsh):
+        for program, options in (
+            ("SubtitleMgrCli", client_options()),
+            ("SubtitleMgrCtl", tool_options("SubtitleMgrCtl")),
+            ("SubtitleMgrSim", service_options()),
+            ("SubtitleMgrTap", tool_options("SubtitleMgrTap")),
+        ):
+            found = completions_in(program, "-") - {"-"}
+            expect_same(completions_in.__name__ + " of " + program, options, found)
+        found = commands() & completions_in("SubtitleMgrCtl", "")  # files are offered too
+        expect_same(completions_in.__name__ + " of commands", commands(), found)
     for what, actual, program, *words in (
         ("the client's options", client_options(), "SubtitleMgrCli", ""),
         ("the service's options", service_options(), "SubtitleMgrSim", ""),

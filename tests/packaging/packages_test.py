@@ -31,7 +31,9 @@ for _program, _package in PROGRAMS.items():
     CONTENTS[_package] += [
         "usr/bin/" + _program,
         "usr/share/bash-completion/completions/" + _program,
+        "usr/share/fish/vendor_completions.d/%s.fish" % _program,
         "usr/share/man/man1/%s.1.gz" % _program,
+        "usr/share/zsh/vendor-completions/_" + _program,
     ]
 CONTENTS["subtitlemgr-cli"] += [
     "usr/share/doc/subtitlemgr-cli/subtitle-recording.schema.json",
