@@ -25,11 +25,16 @@ Answer ControlCommands::Save(const Call& call)
 
 Answer ControlCommands::Restore(const Call& call)
 {
-    const auto restoring = std::make_shared<Restoring>(on.service, on.audience, call.line.words[1]);
+    std::vector<std::string> mistakes;
+    auto source = OpenRecording(call.line.words[1], mistakes);
+    if (!source) {
+        return FailedWith(mistakes);
+    }
+    const auto restoring = std::make_shared<Restoring>(on.service, on.audience, std::move(source));
     const auto goOn = [restoring](Budget& budget) -> Answer {
         switch (restoring->Continue(budget)) {
         case Stage::Busy: return Answer();
-        case Stage::Failed: return FailedWith(restoring->Mistakes());
+        case Stage::Failed: return Failed(restoring->Mistake());
         case Stage::Done: break;
         }
         return Done();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/commentary.h"
+#include "simulator/file_claim.h"
 
 #include "platform/src/descriptor.h"
 #include "platform/src/sink.h"
@@ -28,6 +29,9 @@ public:
         file = platform::Descriptor(open(path.c_str(), flags, 0666));
         if (!file) {
             problem = "journal " + path + ": " + std::strerror(errno);
+        } else if (!Claim(file.Get(), Use::Reads)) {
+            problem = "journal " + path + ": is being recorded";
+            file = platform::Descriptor();
         }
         sink.Use(file.Get());
         isOpen = static_cast<bool>(file);

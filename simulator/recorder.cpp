@@ -1,6 +1,7 @@
 #include "simulator/recorder.h"
 
 #include "simulator/commentary.h"
+#include "simulator/file_claim.h"
 #include "simulator/notification_line.h"
 
 #include "recording/writer.h"
@@ -25,10 +26,19 @@ bool Recorder::Start(const std::string& path, std::string& problem)
 {
     const recording::Header header = NewHeader();
     // Non-blocking: a pipe without a reader is refused.
-    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    constexpr int flags = O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
     Descriptor opened(open(path.c_str(), flags, 0666));
     if (!opened) {
         problem = "recording " + path + ": " + (errno == ENXIO ? notRead : std::strerror(errno));
+        return false;
+    }
+    // EINVAL: it is no file and has nothing that could be removed.
+    const char* const obstacle = !Claim(opened.Get(), Use::Records) ? "it is in use"
+                                 : ftruncate(opened.Get(), 0) != 0 && errno != EINVAL
+                                     ? std::strerror(errno)
+                                     : nullptr;
+    if (obstacle) {
+        problem = "recording " + path + ": " + obstacle;
         return false;
     }
     Close();

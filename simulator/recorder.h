@@ -22,10 +22,14 @@ public:
     explicit Recorder(std::string nameOfService) : service(std::move(nameOfService)) {}
 
     /// Begins a recording in \p path, which is emptied or made, and ends the one before.
-    /// \return false with the reason in \p problem; if the file cannot be opened, the one before
-    ///         goes on
+    /// \return false with the reason in \p problem; if the file cannot be opened or is in use, the
+    ///         one before goes on
     bool Start(const std::string& path, std::string& problem);
-    void Stop() { isOn = false; }
+    void Stop()
+    {
+        isOn = false;
+        Settle();
+    }
     bool IsOn() const { return isOn; }
 
     /// For a recording that begins now.

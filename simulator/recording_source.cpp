@@ -1,5 +1,6 @@
 #include "simulator/recording_source.h"
 
+#include "simulator/file_claim.h"
 #include "simulator/notification_line.h"
 #include "simulator/request_pattern.h"
 
@@ -16,6 +17,7 @@ using recording::Reader;
 RecordingSource::RecordingSource()
     : name("-"), fd(STDIN_FILENO), start(Reader::Start::HeaderOptional), reader(name, start)
 {
+    Claim(fd, Use::Reads);
 }
 
 RecordingSource::RecordingSource(std::string path, Descriptor opened)

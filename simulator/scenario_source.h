@@ -3,6 +3,8 @@
 #include "simulator/scenario.h"
 #include "simulator/source.h"
 
+#include "platform/src/descriptor.h"
+
 #include <utility>
 
 namespace sim {
@@ -10,7 +12,11 @@ namespace sim {
 /// The steps of a scenario.
 class ScenarioSource : public Source {
 public:
-    explicit ScenarioSource(Scenario toPlay) : scenario(std::move(toPlay)) {}
+    /// \param opened  its file, which stays open
+    explicit ScenarioSource(Scenario toPlay, platform::Descriptor opened = platform::Descriptor())
+        : scenario(std::move(toPlay)), file(std::move(opened))
+    {
+    }
 
     const char* Name() const override { return "scenario"; }
     Found Next(const Step*& step, Budget&) override
@@ -32,6 +38,7 @@ public:
 
 private:
     const Scenario scenario;
+    const platform::Descriptor file;
     std::size_t next = 0;
     const std::string none;
 };

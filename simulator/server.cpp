@@ -55,16 +55,14 @@ bool Server::Open(std::string& problem)
     return isOpen;
 }
 
-bool Server::Restore(const std::string& path, std::vector<std::string>& mistakes)
+std::string Server::Restore(std::unique_ptr<Source> source)
 {
-    Restoring restoring(service, audience, path);
-    Stage stage = Stage::Busy;
-    while (stage == Stage::Busy) {
+    Restoring restoring(service, audience, std::move(source));
+    for (Stage stage = Stage::Busy; stage == Stage::Busy;) {
         Budget budget;
         stage = restoring.Continue(budget);
     }
-    mistakes = restoring.Mistakes();
-    return stage == Stage::Done;
+    return restoring.Mistake();
 }
 
 void Server::Play(std::unique_ptr<Source> source)

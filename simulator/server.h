@@ -35,8 +35,8 @@ public:
     /// Causes a fault: at once, or at the requests that \p spec names. \return its id
     unsigned int Cause(const FaultSpec& spec) { return sim::Cause(spec, faults, outage); }
 
-    /// Keeps what the file \p path has. \return false with the reasons in \p mistakes
-    bool Restore(const std::string& path, std::vector<std::string>& mistakes);
+    /// Keeps what \p source has, a recording. \return its mistake, empty for none
+    std::string Restore(std::unique_ptr<Source> source);
 
     /// Plays \p source, which is no stream or IsPlayable(), as the options say.
     void Play(std::unique_ptr<Source> source);

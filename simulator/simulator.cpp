@@ -57,22 +57,29 @@ int RefuseInput(const std::vector<std::string>& mistakes)
     return exitUnusable;
 }
 
-/// Writes every mistake on standard error. \return the exit status
-int Load(const std::string& path, std::unique_ptr<Source>& source)
+/// Opens \p path with \p open and writes every mistake on standard error; loads nothing if it is
+/// empty. \return the exit status
+template <typename Open>
+int Load(Open open, const std::string& path, std::unique_ptr<Source>& source)
 {
+    if (path.empty()) {
+        return exitDone;
+    }
     std::vector<std::string> mistakes;
-    source = OpenSource(path, mistakes);
+    source = open(path, mistakes);
     return source && IsPlayable(*source, mistakes) ? exitDone : RefuseInput(mistakes);
 }
 
 int RunService(const Options& options)
 {
     std::string problem;
-    std::unique_ptr<Source> source;
+    std::unique_ptr<Source> played;
+    std::unique_ptr<Source> state;
     if (!options.check.empty()) {
-        return Load(options.check, source);
+        return Load(OpenSource, options.check, played);
     }
-    if (!options.play.empty() && Load(options.play, source) != exitDone) {
+    if (Load(OpenSource, options.play, played) != exitDone ||
+        Load(OpenRecording, options.state, state) != exitDone) {
         return exitUnusable;
     }
     Logs logs(options.name);
@@ -94,12 +101,12 @@ int RunService(const Options& options)
     if (!server.Open(problem)) {
         return CannotStart(problem.c_str());
     }
-    std::vector<std::string> mistakes;
-    if (!options.state.empty() && !server.Restore(options.state, mistakes)) {
-        return RefuseInput(mistakes);
+    const std::string mistake = state ? server.Restore(std::move(state)) : "";
+    if (!mistake.empty()) {
+        return RefuseInput({mistake});
     }
-    if (source) {
-        server.Play(std::move(source));
+    if (played) {
+        server.Play(std::move(played));
     }
     if (!options.quiet) {
         Say("serving ", listener.Path().c_str());

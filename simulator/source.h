@@ -46,9 +46,13 @@ public:
 };
 
 /// Opens the scenario or recording \p path; a recording begins with `{`. `-` is a recording from
-/// standard input.
+/// standard input. The file cannot be recorded in until the source is destroyed.
 /// \return null with the reasons in \p mistakes
 std::unique_ptr<Source> OpenSource(const std::string& path, std::vector<std::string>& mistakes);
+
+/// Opens the recording \p path and nothing else.
+/// \return null with the reason in \p mistakes
+std::unique_ptr<Source> OpenRecording(const std::string& path, std::vector<std::string>& mistakes);
 
 /// Reads a source that is no stream to its end and goes back to its first step.
 /// \return false with its first mistake in \p mistakes

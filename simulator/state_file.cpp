@@ -1,5 +1,6 @@
 #include "simulator/state_file.h"
 
+#include "simulator/file_claim.h"
 #include "simulator/notification_line.h"
 #include "simulator/request_pattern.h"
 
@@ -74,6 +75,11 @@ bool Saving::Open()
     if (stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode)) {
         return Fail("is not a file");
     }
+    // It would be replaced and lose what is recorded from now on.
+    const Descriptor old(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (old && !Claim(old.Get(), Use::Reads)) {
+        return Fail("is being recorded");
+    }
     std::string name = path + ".XXXXXX";
     file = Descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!file) {
@@ -136,22 +142,19 @@ bool Saving::Write(const std::string& text)
 // Restoring
 
 Restoring::Restoring(SubtitleService& serviceToChange, Audience& audienceToReach,
-                     const std::string& pathToRead)
-    : service(serviceToChange), audience(audienceToReach), source(OpenSource(pathToRead, mistakes))
+                     std::unique_ptr<Source> sourceToRead)
+    : service(serviceToChange), audience(audienceToReach), source(std::move(sourceToRead))
 {
 }
 
 Stage Restoring::Continue(Budget& budget)
 {
-    if (!source) {
-        return Stage::Failed;
-    }
     while (!isRead) {
         const Step* step = nullptr;
         switch (source->Next(step, budget)) {
         case Source::Found::Step: Take(*step); break;
         case Source::Found::NotYet: return Stage::Busy;
-        case Source::Found::Mistake: mistakes = {source->Mistake()}; return Stage::Failed;
+        case Source::Found::Mistake: return Stage::Failed;
         case Source::Found::End:
             isRead = true;
             service.Become(std::move(restored));

@@ -9,7 +9,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 /// Files with everything that a service keeps. Each is a recording: a notification for each record,
 /// and requests for the sensors and the log level.
@@ -51,19 +50,19 @@ private:
 /// sensor and the last log level become those of the service, which then publishes all records.
 class Restoring {
 public:
-    Restoring(SubtitleService& service, Audience& audience, const std::string& path);
+    /// \param source  a recording
+    Restoring(SubtitleService& service, Audience& audience, std::unique_ptr<Source> source);
 
     /// The service changes when the whole file is read and has no mistake.
     Stage Continue(Budget& budget);
 
-    const std::vector<std::string>& Mistakes() const { return mistakes; }
+    const std::string& Mistake() const { return source->Mistake(); }
 
 private:
     void Take(const Step& step);
 
     SubtitleService& service;
     Audience& audience;
-    std::vector<std::string> mistakes;
     const std::unique_ptr<Source> source;
     SubtitleService restored;  ///< what the file has
     bool isRead = false;

@@ -87,6 +87,57 @@ TEST_F(Recording, DoesNotEmptyAFileWhenTheNameIsTaken)
     EXPECT_EQ(ReadWholeFile(path), lines);
 }
 
+TEST_F(Recording, NeverEmptiesAFileThatTheServiceUses)
+{
+    const std::string drive =
+        R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,"monoUs":0})"
+        "\n";
+    struct {
+        std::vector<std::string> options;
+        std::string text;
+        int status;
+        std::string problem;
+    } const cases[] = {
+        {{"--play", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
+        {{"--play", path}, "log x\n", 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
+        {{"--state", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
+        {{"--journal", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
+        {{"--state", files / "none"},
+         drive,
+         2,
+         files / "none: cannot be read: No such file or directory\n"},
+    };
+    for (const auto& one : cases) {
+        WriteWholeFile(path, one.text);
+        std::vector<std::string> options = one.options;
+        options.insert(options.end(), {"--record", path, "--for", "0"});
+        const Ended ended = RunToEnd(options);
+        EXPECT_EQ(ended.status, one.status);
+        EXPECT_EQ(ended.errors, one.problem);
+        EXPECT_EQ(ReadWholeFile(path), one.text);
+    }
+}
+
+TEST_F(Recording, IsInUseUntilItEnds)
+{
+    service.Quiet().Option("--record").Option(path).Start();
+    ControlClient control(service.SocketPath());
+    const std::string lines = ReadWholeFile(path);
+    for (const auto& [line, problem] :
+         {std::pair("play ", ": is being recorded"), std::pair("restore ", ": is being recorded"),
+          std::pair("save ", ": is being recorded")}) {
+        EXPECT_EQ(control.Ask(line + path), R"({"ok":false,"error":")" + path + problem + R"("})");
+    }
+    EXPECT_EQ(control.Ask("record " + path),
+              R"({"ok":false,"error":"recording )" + path + R"(: it is in use"})");
+    EXPECT_EQ(ReadWholeFile(path), lines);
+    EXPECT_EQ(control.Ask("record off"), R"({"ok":true})");
+    EXPECT_EQ(control.Ask("play " + path + " paused"), R"({"ok":true,"positionUs":0})");
+    EXPECT_EQ(control.Ask("record " + path),
+              R"({"ok":false,"error":"recording )" + path + R"(: it is in use"})");
+    EXPECT_EQ(ReadWholeFile(path), lines);
+}
+
 using JournalOnStandardOutput = SimulatorSession;
 
 TEST_F(JournalOnStandardOutput, HasNoReadyInIt)
