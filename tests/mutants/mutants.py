@@ -106,7 +106,8 @@ def replay(listed, source, folder, jobs):
 def compiles(change):
     """Whether the file of a change compiles with it; does not compile other files."""
     text = (changes.ROOT / change.file).read_text("utf-8").replace(change.old, change.new)
-    command = "g++ -std=c++17 -fsyntax-only -w -I. -Iclient -Iplatform/include -x c++ -"
+    folders = "-I. -Iclient -Itools -Iplatform/include"
+    command = f'g++ -std=c++17 -fsyntax-only -w {folders} -DSUBTITLE_VERSION="" -x c++ -'
     run = subprocess.run(
         command.split(), cwd=changes.ROOT, input=text.encode(), capture_output=True, check=False
     )
@@ -114,22 +115,23 @@ def compiles(change):
 
 
 def renew(path, count, only, seed):
-    """Keeps entries that fit the sources, and adds compiling samples up to COUNT entries."""
-    kept = [c for c in (changes.load(path) if path.exists() else []) if not c.problem()]
+    """Samples COUNT compiling changes. Each has a random number of its own, so that most of them are
+    the same after a change of the sources."""
     sample = []
     for folder in FOLDERS:
         for file in changes.ROOT.glob(folder + "/*.[ch]*"):
             found = mutants_of(str(file.relative_to(changes.ROOT)), file.read_text("utf-8"))
             sample += (mutant for mutant in found if re.search(only, mutant[1]))
-    sample.sort()
-    random.Random(seed).shuffle(sample)
-    for operator, file, old, new in sample:
-        if len(kept) < count and (file, old, new) not in [c[1:] for c in kept]:
-            name, names = f"{os.path.basename(file)} {operator}", [c.name for c in kept]
-            number = next(n for n in itertools.count(1) if f"{name} {n}" not in names)
-            change = changes.Change(f"{name} {number}", file, old, new)
-            kept += [change] if compiles(change) else []
-    changes.save(path, sorted(kept, key=lambda change: (change.file, change.name)))
+    sample.sort(key=lambda mutant: random.Random(f"{seed} {mutant}").random())
+    known = {change[1:] for change in changes.load(path)} if path.exists() else set()
+    fitting = (m for m in sample if m[1:] in known or compiles(changes.Change("", *m[1:])))
+    numbers = collections.Counter()
+    listed = []
+    for operator, file, old, new in itertools.islice(fitting, count):
+        name = f"{os.path.basename(file)} {operator}"
+        numbers[name] += 1
+        listed.append(changes.Change(f"{name} {numbers[name]}", file, old, new))
+    changes.save(path, sorted(listed, key=lambda change: (change.file, change.name)))
 
 
 def arguments():
