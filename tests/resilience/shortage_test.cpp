@@ -5,8 +5,10 @@
 #include "tests/harness/build_kind.h"
 #include "tests/harness/process_facts.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -142,6 +144,41 @@ TEST_F(LogFileAtItsLimit, LosesEntriesAndNothingElse)
     EXPECT_GT(log.size(), 800u);
     EXPECT_LE(log.size(), 1000u);
     EXPECT_EQ(log.substr(log.size() - 6), " none\n");
+}
+
+class ShellConsole : public ConsoleSession {
+protected:
+    /// Runs a shell command in which "$1" is the client. \return the ended command; its status is 0
+    std::unique_ptr<ChildProcess> Run(const std::string& command) const
+    {
+        auto shell = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"sh", "-c", command, "sh", ClientProgram()}, ClientSettings());
+        EXPECT_EQ(shell->WaitForExit(), 0);
+        return shell;
+    }
+};
+
+TEST_F(ShellConsole, EndsByTheBrokenPipeOfItsOutput)
+{
+    const auto shell = Run("{ \"$1\" -i </dev/null; echo \"status $?\" >&2; } | head -c 100");
+    EXPECT_TEXT(shell->Output(), UnsubscribedMenu().substr(0, 100));
+    EXPECT_TEXT(shell->Errors(), "status " + std::to_string(128 + SIGPIPE) + "\n");
+}
+
+TEST_F(ShellConsole, SurvivesAFullDiskAsItsOutput)
+{
+    EXPECT_TEXT(Run("printf 's\\nx\\n' | \"$1\" -i >/dev/full")->Errors(), "");
+}
+
+TEST_F(ShellConsole, SendsOnlyItsRequestWithClosedStreams)
+{
+    StartService();
+    Run("\"$1\" -p <&- >&- 2>&-");
+    // If text for a stream went to the socket, the service would report a bad frame.
+    Service().Process().Signal(SIGTERM);
+    Service().Process().WaitForExit();
+    EXPECT_TEXT(Service().Process().Errors(), "SubtitleMgrSim: serving " + Service().SocketPath() +
+                                                  "\nSubtitleMgrSim: client 1: Ping\n");
 }
 
 }  // namespace

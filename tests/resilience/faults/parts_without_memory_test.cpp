@@ -43,15 +43,6 @@ std::string ErrorsWithout(int number, Action action)
     });
 }
 
-TEST(ClientWithoutMemory, ReportsFailedRequests)
-{
-    SubtitleMgrCli pinging;
-    EXPECT_EQ(ErrorsWithout(0, [&] { pinging.Ping(); }), "Error allocating request\n");
-    SubtitleMgrCli quitting;
-    EXPECT_EQ(ErrorsWithout(0, [&] { quitting.Quit(); }),
-              "Shut down Requested\nError allocating request\n");
-}
-
 TEST(ClientWithoutMemory, ReportsFailedLogLevels)
 {
     SubtitleMgrCli client;

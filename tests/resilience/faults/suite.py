@@ -20,7 +20,6 @@ import time
 IN_ONE_PROCESS = {
     # These tests depend on whole frames and their age.
     "unit_simulator": ["PeerTable.Drops*", "PeerTable.KeepsAPeerThatIsSilent*"],
-    "resilience_bytes": [],
     "unit_platform": [
         # A socket holds less data in pieces than these tests send.
         "EndOfEndpoint.IsABarrierForCallbacks",
@@ -46,8 +45,6 @@ WITH_PROGRAMS = {
     "resilience_requests": ["UnreadSystemLog.*", "LogFileAtItsLimit.*", "DescriptorShortage.*"],
     # Programs of other projects do not handle EINTR.
     "resilience_directory": ["ForeignService.*"],
-    # Megabytes take too long in pieces.
-    "resilience_losses": ["Console.GoesOnAfterItWasStoppedUnderTraffic"],
     "service": [
         # A dropped peer loses its unread bytes.
         "BadFrame.*",
@@ -71,7 +68,7 @@ WITH_PROGRAMS = {
 }
 # Left out as a whole: unit tests of rooms that neither read nor write (cli, console, generators,
 # handlers, records, stats); harness; programs that refuse calls themselves (resilience_memory,
-# resilience_calls); programs whose time limits are too short for pieces (resilience_exit, _idle,
+# resilience_calls); programs whose time limits are too short for pieces (resilience_idle,
 # _threads); sessions on a terminal.
 SESSIONS = "sessions"
 SHORT = ("unit_simulator", "resilience_requests")

@@ -1,6 +1,8 @@
 // Callbacks, and the end of an endpoint during calls.
 
 #include "platform/src/endpoint.h"
+#include "tests/harness/build_kind.h"
+#include "tests/harness/process_facts.h"
 #include "tests/unit/platform/ServedEndpoint.h"
 
 #include <atomic>
@@ -204,6 +206,39 @@ TEST_F(EndOfEndpoint, WakesAReceiveThatHasNoConnection)
     auto received = ReceiveBeside(-1);
     ipc.reset();
     EXPECT_EQ(received.get(), ESHUTDOWN);
+}
+
+using ShortLivedEndpoint = ServedEndpoint;
+
+TEST_F(ShortLivedEndpoint, DeliversItsMessage)
+{
+    constexpr int count = isEmulated || isSanitized ? 100 : 500;
+    auto sent = Beside([this] {
+        for (int i = 0; i < count; ++i) {
+            ipc = std::make_unique<LinxIpc>("Sender");
+            EXPECT_EQ(ipc->Init(), 0);
+            EXPECT_EQ(Notify(), 0);
+        }
+    });
+    for (int i = 0; i < count; ++i) {
+        AcceptClient();
+        EXPECT_EQ(peer->ReceiveFrame().header.messageId, messages::quit);
+    }
+    sent.get();
+}
+
+TEST_F(ShortLivedEndpoint, LeavesNoDescriptorOpen)
+{
+    ipc.reset();
+    const int before = CountDescriptors(getpid());
+    for (int i = 0; i < 200; ++i) {
+        ipc = std::make_unique<LinxIpc>("Short");
+        ASSERT_EQ(ipc->Init(), 0);
+        Connect();
+        ipc.reset();
+        peer.reset();
+    }
+    EXPECT_EQ(CountDescriptors(getpid()), before);
 }
 
 /// During the exit of a process the objects that a call uses are being destroyed.

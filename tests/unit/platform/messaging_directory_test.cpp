@@ -1,7 +1,11 @@
+#include "tests/harness/build_kind.h"
+#include "tests/harness/wait_limits.h"
 #include "tests/unit/platform/DirectoryFixture.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -30,6 +34,20 @@ TEST_F(MessagingDirectory, IsRefusedWithEveryModeBut0700)
     chmod(path.c_str(), 0700);
     EXPECT_EQ(directory.Open(), 0);
     EXPECT_EQ(directory.Problem(), "");
+}
+
+TEST_F(MessagingDirectory, IsRefusedWhenAnotherUserOwnsIt)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can change the owner of a folder";
+    }
+    for (const mode_t mode : {0700u, 0755u}) {
+        Make("linx", mode);
+        ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+        EXPECT_EQ(directory.Open(), EPERM);
+        EXPECT_EQ(directory.Problem(), "messaging directory " + path + ": belongs to another user");
+        ASSERT_EQ(rmdir(path.c_str()), 0);
+    }
 }
 
 TEST_F(MessagingDirectory, IsRefusedAsASymlinkInEverySpelling)
@@ -96,6 +114,38 @@ TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
         EXPECT_EQ(Connect(), 0) << length;
     }
     ASSERT_EQ(chdir("/"), 0);
+}
+
+TEST_F(MessagingDirectory, IsNeverFollowedWhenASymlinkReplacesIt)
+{
+    constexpr int rounds = isEmulated ? 300 : isSanitized ? 1000 : 5000;
+    Make("linx");
+    Make("decoy");
+    Link("decoy", "link");
+    const RawService trap(folder / "decoy/SubtitleMgr");
+    std::atomic<bool> ended{false};
+    std::thread swapper([&] {
+        while (!ended) {
+            rename(path.c_str(), (folder / "aside").c_str());
+            rename((folder / "link").c_str(), path.c_str());
+            rename(path.c_str(), (folder / "link").c_str());
+            rename((folder / "aside").c_str(), path.c_str());
+        }
+    });
+    int opened = 0;
+    const Deadline deadline(eventDeadlineMs);
+    for (int i = 0; i < rounds || (opened == 0 && !deadline.HasPassed()); ++i) {
+        platform::MessagingDirectory swapped;
+        if (swapped.Open() == 0) {
+            ++opened;
+            Descriptor connected;
+            EXPECT_EQ(swapped.Connect("SubtitleMgr", Deadline(1000), connected), ENOENT);
+        }
+    }
+    ended = true;
+    swapper.join();
+    EXPECT_FALSE(trap.HasClient());
+    EXPECT_GT(opened, 0);
 }
 
 class OpenDirectory : public DirectoryFixture {

@@ -124,9 +124,23 @@ TEST_F(Request, IgnoresRepliesThatItDoesNotAwait)
 
 TEST_F(Request, FailsWhenTheServiceGoesAwayWhileItWaits)
 {
+    const std::string reply = FrameBytes(FrameKind::Reply, messages::ping + 1, 1, "");
+    for (const std::string& partOfReply : {std::string(), reply.substr(0, 15)}) {
+        Connect();
+        auto ping = PingBeside(-1);
+        peer->ExpectRequest(messages::ping);
+        peer->Send(partOfReply);
+        peer->Close();
+        EXPECT_EQ(ping.get(), ECONNRESET);
+    }
+}
+
+/// Then the connection ends with an error instead of the end of the input.
+TEST_F(Request, FailsWhenTheServiceGoesAwayBeforeItReads)
+{
     Connect();
     auto ping = PingBeside(-1);
-    peer->ExpectRequest(messages::ping);
+    Await([this] { return peer->HasInput(); });
     peer->Close();
     EXPECT_EQ(ping.get(), ECONNRESET);
 }

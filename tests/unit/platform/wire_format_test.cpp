@@ -58,14 +58,47 @@ TEST(FrameHeader, IsRefusedWithTheReason)
     }
 }
 
-TEST(FrameHeader, MayClaimTheLargestPayloadAndNoMore)
+bool IsAccepted(const Header& bytes)
+{
+    FrameHeader header{};
+    return DecodeFrameHeader(bytes.data(), header) == nullptr;
+}
+
+bool IsAcceptedWithLength(unsigned int length)
 {
     Header bytes{};
-    FrameHeader header{};
-    EncodeFrameHeader({FrameKind::Reply, 1, 1, 16u * 1024 * 1024}, bytes.data());
-    EXPECT_EQ(DecodeFrameHeader(bytes.data(), header), nullptr);
-    EncodeFrameHeader({FrameKind::Reply, 1, 1, 16u * 1024 * 1024 + 1}, bytes.data());
-    EXPECT_NE(DecodeFrameHeader(bytes.data(), header), nullptr);
+    EncodeFrameHeader({FrameKind::Reply, 1, 1, length}, bytes.data());
+    return IsAccepted(bytes);
+}
+
+TEST(FrameHeader, MayClaimTheLargestPayloadAndNoMore)
+{
+    EXPECT_TRUE(IsAcceptedWithLength(16u * 1024 * 1024));
+    for (const unsigned int base : {0x01000001u, 0x7FFFFF00u, 0x80000000u, 0xFFFFFF00u}) {
+        for (unsigned int low = 0; low < 256; ++low) {
+            ASSERT_FALSE(IsAcceptedWithLength(base + low)) << base + low;
+        }
+    }
+}
+
+/// Checks a header by the published layout only.
+bool IsGood(const Header& bytes)
+{
+    const bool isSmall =
+        bytes[12] == 0 || (bytes[12] == 1 && bytes[13] == 0 && bytes[14] == 0 && bytes[15] == 0);
+    return bytes[0] == 'S' && bytes[1] == 'T' && bytes[2] == 1 && bytes[3] >= 1 && bytes[3] <= 4 &&
+           isSmall;
+}
+
+TEST(FrameHeader, IsCheckedInEachByte)
+{
+    for (std::size_t at = 0; at < frameHeaderSize; ++at) {
+        for (unsigned int value = 0; value < 256; ++value) {
+            Header bytes = ping;
+            bytes[at] = static_cast<unsigned char>(value);
+            ASSERT_EQ(IsAccepted(bytes), IsGood(bytes)) << "byte " << at << " is " << value;
+        }
+    }
 }
 
 bool Check(unsigned int messageId, const std::string& payload)

@@ -172,6 +172,16 @@ TEST_F(FourteenRegions, ReportNumbersAboveAsARawByte)
     EXPECT_TEXT(Report(), EmptyRegionReport());
 }
 
+TEST_F(FourteenRegions, CountOrReportEveryPairOfRegionAndFormat)
+{
+    for (unsigned int region = 0; region < 256; ++region) {
+        for (unsigned int format = 0; format < 256; ++format) {
+            const bool isReported = region > 14 || (region > 0 && format > 3);
+            ASSERT_EQ(!Count(region, format).empty(), isReported) << region << " " << format;
+        }
+    }
+}
+
 TEST_F(FourteenRegions, CheckTheRegionBeforeTheFormat)
 {
     EXPECT_TEXT(Count(15, 4), "AddRegionData: regionId out of range: \x0F\n");
