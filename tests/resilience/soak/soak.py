@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Stress-tests client and service: kills, exits, floods, long streams and concurrent calls.
+"""Stress-tests client and service: kills, exits, long streams and concurrent calls.
 
-soak.py PROGRAMS PART [COUNT]: PART is kills, exits, flood, soak, meetings or all. COUNT is a
+soak.py PROGRAMS PART [COUNT]: PART is kills, exits, soak, meetings or all. COUNT is a
 number, "sample" or "short"; for meetings it is a number of seconds. SOAK_SEED is the seed of
 meetings, default 1. Prints figures. The status is 1 when something was lost, or when files,
 descriptors or memory remain.
@@ -10,7 +10,6 @@ descriptors or memory remain.
 import contextlib
 import os
 import queue
-import resource
 import signal
 import statistics
 import sys
@@ -317,17 +316,11 @@ def exits(programs, count):
         room.stop_service()
 
 
-# Flood
-
-
-def await_subscribed(client):
-    """Waits until a program of clients reports that all have subscribed."""
-    client.expect("subscribed\n")
-    client.forget_expected()
+# Long streams
 
 
 def finish(client):
-    """Prints the last line of a program of clients, which must end with status 0."""
+    """Prints the output of a program of clients, which must end with status 0."""
     client.end_input()
     status = client.wait(A_DAY)
     for line in client.output.decode().splitlines():
@@ -335,39 +328,14 @@ def finish(client):
     demand(status == 0, "status %d %r" % (status, client.errors))
 
 
-def flood(programs, count):
-    """Stops a subscriber while others read and make requests."""
-    print("flood: 10 subscribers, one of them stopped, and %d requests" % count, flush=True)
-    with Room(programs) as room:
-        numbered = ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)]
-        room.start_scenario(["wait-subscribers 2\n", *numbered])
-        with room.start("soak_clients", "stop") as stopped:
-            await_subscribed(stopped)
-            last = str(NUMBERS - 1)
-            with room.start("soak_clients", "flood", str(count), last) as clients:
-                await_subscribed(clients)
-                with watched("service", room.running.process.pid):
-                    finish(clients)
-            os.kill(stopped.process.pid, signal.SIGCONT)
-            finish(stopped)
-        said = room.stop_service().splitlines()
-        for line in said:
-            print("  " + line)
-        stalled = {line.split(": ")[1] for line in said}
-        demand(len(stalled) == 1, "not exactly one subscriber lost notifications")
-
-
-# Long streams
-
-
 def stream(programs, name, count, numbered):
     """One subscriber reads a numbered stream that repeats."""
     print("soak: %d numbered notifications, %s" % (count, name), flush=True)
     with Room(programs) as room:
         room.start_scenario(["wait-subscribers 2\n", *numbered])
-        words = ("read", str(count), str(len(numbered) - 1))
-        with room.start("soak_clients", *words) as client:
-            await_subscribed(client)
+        with room.start("soak_reader", str(count), str(len(numbered) - 1)) as client:
+            client.expect("subscribed\n")
+            client.forget_expected()
             with watched("service", room.running.process.pid), watched(
                 "client", client.process.pid
             ):
@@ -401,7 +369,6 @@ def meetings(programs, seconds):
 PARTS = {
     "kills": (kills, 12, 20, 1000),
     "exits": (exits, 32, 1000, 10000),
-    "flood": (flood, 1000, 2000, 100000),
     "soak": (soak, 50000, 200000, 10000000),
     "meetings": (meetings, 3, 5, 60),
 }
@@ -415,9 +382,6 @@ def main():
         return 2
     programs, chosen, count = (*words, None)[:3]
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-    # One process has a thousand clients.
-    most = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
-    resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
     try:
         for name, (part, sample, short, full) in PARTS.items():
             if chosen in ("all", name):
