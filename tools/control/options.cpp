@@ -5,10 +5,9 @@
 #include "platform/src/messaging_directory.h"
 #include "words/directives.h"
 #include "words/exit_status.h"
-#include "words/nearest_word.h"
+#include "words/long_options.h"
 #include "words/text.h"
 
-#include <getopt.h>
 #include <iostream>
 
 namespace control {
@@ -42,13 +41,11 @@ constexpr char helpEnd[] =
 
 enum Letter : int {
     Word = 1,
-    Help = 'h',
     FirstLong = 256,  // above all characters
     Name,
     Json,
     Timeout,
     Once,
-    Version,
 };
 
 constexpr option longOptions[] = {
@@ -56,8 +53,8 @@ constexpr option longOptions[] = {
     {"json", no_argument, nullptr, Json},
     {"timeout", required_argument, nullptr, Timeout},
     {"once", no_argument, nullptr, Once},
-    {"help", no_argument, nullptr, Help},
-    {"version", no_argument, nullptr, Version},
+    {"help", no_argument, nullptr, words::helpLetter},
+    {"version", no_argument, nullptr, words::versionLetter},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -111,32 +108,6 @@ Problem SetOption(int letter, const std::string& value, Options& options)
     }
 }
 
-const char* NameOf(int letter)
-{
-    const option* row = longOptions;
-    while (row->val != letter && row->name) {
-        ++row;
-    }
-    return row->name;
-}
-
-/// What is wrong with the word that getopt_long() did not understand.
-Problem UnknownOption(std::string_view word, int letter)
-{
-    if (letter != 0) {  // a known one, or one character
-        return NameOf(letter) ? Quoted(word) + ": the option takes no value"
-                              : Quoted(word) + ": unknown option";
-    }
-    std::vector<std::string_view> known;
-    for (const option* row = longOptions; row->name; ++row) {
-        known.emplace_back(row->name);
-    }
-    const std::string_view name = word.substr(0, word.find('='));
-    const std::string_view nearest = words::NearestWord(name.substr(2), known);
-    return Quoted(word) + ": unknown option" +
-           (nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?");
-}
-
 Problem CheckCommand(const Options& options)
 {
     if (options.command.empty()) {
@@ -153,50 +124,30 @@ Problem CheckCommand(const Options& options)
     return "";
 }
 
-/// \return false when help or version was shown; a mistake is in \p problem
-bool Parse(int argc, char** argv, Options& options, Problem& problem)
-{
-    opterr = 0;
-    optind = 0;  // forgets where an earlier call has stopped
-    for (;;) {
-        const int next = optind > 0 ? optind : 1;
-        const int letter = getopt_long(argc, argv, "-:h", longOptions, nullptr);
-        const char* const word = argv[next];
-        switch (letter) {
-        case -1:
-            options.command.insert(options.command.end(), argv + optind, argv + argc);
-            problem = CheckCommand(options);
-            return true;
-        case Help: ShowHelp(); return false;
-        case Version: std::cout << "SubtitleMgrCtl " SUBTITLE_VERSION "\n"; return false;
-        case ':': problem = Quoted(word) + ": a value is missing"; return true;
-        case '?': problem = UnknownOption(word, optopt); return true;
-        default: problem = SetOption(letter, optarg ? optarg : "", options);
-        }
-        if (!problem.empty()) {
-            problem.insert(0, std::string("--").append(NameOf(letter)).append(": "));
-            return true;
-        }
-    }
-}
-
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
 {
     Problem problem;
+    const auto set = [&](int letter, const std::string& value) {
+        return SetOption(letter, value, options);
+    };
     status = words::exitDone;
-    if (!Parse(argc, argv, options, problem)) {
-        std::cout.flush();
-        status = std::cout.good() ? words::exitDone : words::exitFailed;
-        return false;
+    switch (words::ReadOptions(argc, argv, "-:h", longOptions, set, problem)) {
+    case words::Asked::Help: ShowHelp(); break;
+    case words::Asked::Version: std::cout << "SubtitleMgrCtl " SUBTITLE_VERSION "\n"; break;
+    case words::Asked::Work:
+        options.command.insert(options.command.end(), argv + optind, argv + argc);
+        problem = CheckCommand(options);
+        [[fallthrough]];
+    case words::Asked::Nonsense:
+        if (!problem.empty()) {
+            status = words::EndAfterProblem("SubtitleMgrCtl", problem, "options and commands");
+        }
+        return problem.empty();
     }
-    if (!problem.empty()) {
-        std::cerr << "SubtitleMgrCtl: " << problem
-                  << "\nSubtitleMgrCtl --help shows the options and commands." << std::endl;
-        status = words::exitUnusable;
-    }
-    return problem.empty();
+    status = words::EndAfterText();
+    return false;
 }
 
 }  // namespace control

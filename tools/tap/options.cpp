@@ -3,13 +3,13 @@
 #include "tap/options.h"
 
 #include "words/exit_status.h"
+#include "words/long_options.h"
 #include "words/nearest_word.h"
 #include "words/text.h"
 #include "words/times.h"
 
 #include <algorithm>
 #include <charconv>
-#include <getopt.h>
 #include <iostream>
 #include <vector>
 
@@ -44,7 +44,6 @@ constexpr char help[] =
     "Status: 0 done, 1 failed, 2 wrong usage, 3 no service, 4 the time ran out.\n";
 
 enum Letter : int {
-    Help = 'h',
     FirstLong = 256,  // above all characters
     Regions,
     Kinds,
@@ -57,7 +56,6 @@ enum Letter : int {
     Json,
     Time,
     RatesOnly,
-    Version,
 };
 
 constexpr option longOptions[] = {
@@ -72,8 +70,8 @@ constexpr option longOptions[] = {
     {"json", no_argument, nullptr, Json},
     {"time", required_argument, nullptr, Time},
     {"rates", no_argument, nullptr, RatesOnly},
-    {"help", no_argument, nullptr, Help},
-    {"version", no_argument, nullptr, Version},
+    {"help", no_argument, nullptr, words::helpLetter},
+    {"version", no_argument, nullptr, words::versionLetter},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -158,75 +156,29 @@ Problem SetOption(int letter, std::string_view value, Options& options)
     }
 }
 
-const char* NameOf(int letter)
-{
-    const option* row = longOptions;
-    while (row->val != letter && row->name) {
-        ++row;
-    }
-    return row->name;
-}
-
-/// What is wrong with the word that getopt_long() did not understand.
-Problem UnknownOption(std::string_view word, int letter)
-{
-    if (letter != 0) {  // a known one, or one character
-        return NameOf(letter) ? Quoted(word) + ": the option takes no value"
-                              : Quoted(word) + ": unknown option";
-    }
-    Words known;
-    for (const option* row = longOptions; row->name; ++row) {
-        known.emplace_back(row->name);
-    }
-    const std::string_view name = word.substr(0, word.find('='));
-    const std::string_view nearest = words::NearestWord(name.substr(2), known);
-    return Quoted(word) + ": unknown option" +
-           (nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?");
-}
-
-/// \return false when help or version was shown; a mistake is in \p problem
-bool Parse(int argc, char** argv, Options& options, Problem& problem)
-{
-    opterr = 0;
-    optind = 0;  // forgets where an earlier call has stopped
-    for (;;) {
-        const int next = std::max(optind, 1);
-        const int letter = getopt_long(argc, argv, "+:h", longOptions, nullptr);
-        const char* const word = argv[next];
-        switch (letter) {
-        case -1:
-            problem = optind < argc ? Quoted(argv[optind]) + ": unexpected word" : "";
-            return true;
-        case Help: std::cout << help; return false;
-        case Version: std::cout << "SubtitleMgrTap " SUBTITLE_VERSION "\n"; return false;
-        case ':': problem = Quoted(word) + ": a value is missing"; return true;
-        case '?': problem = UnknownOption(word, optopt); return true;
-        default: problem = SetOption(letter, optarg ? optarg : "", options);
-        }
-        if (!problem.empty()) {
-            problem.insert(0, std::string("--").append(NameOf(letter)).append(": "));
-            return true;
-        }
-    }
-}
-
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
 {
     Problem problem;
+    const auto set = [&](int letter, const std::string& value) {
+        return SetOption(letter, value, options);
+    };
     status = words::exitDone;
-    if (!Parse(argc, argv, options, problem)) {
-        std::cout.flush();
-        status = std::cout.good() ? words::exitDone : words::exitFailed;
-        return false;
+    switch (words::ReadOptions(argc, argv, "+:h", longOptions, set, problem)) {
+    case words::Asked::Help: std::cout << help; break;
+    case words::Asked::Version: std::cout << "SubtitleMgrTap " SUBTITLE_VERSION "\n"; break;
+    case words::Asked::Work:
+        problem = optind < argc ? Quoted(argv[optind]) + ": unexpected word" : "";
+        [[fallthrough]];
+    case words::Asked::Nonsense:
+        if (!problem.empty()) {
+            status = words::EndAfterProblem("SubtitleMgrTap", problem);
+        }
+        return problem.empty();
     }
-    if (!problem.empty()) {
-        std::cerr << "SubtitleMgrTap: " << problem << "\nSubtitleMgrTap --help shows the options."
-                  << std::endl;
-        status = words::exitUnusable;
-    }
-    return problem.empty();
+    status = words::EndAfterText();
+    return false;
 }
 
 }  // namespace tap
