@@ -5,6 +5,7 @@
 
 #include "tests/fuzz/choices.h"
 #include "tests/fuzz/fuzz_target.h"
+#include "tests/harness/recording_text.h"
 
 #include "recording/reader.h"
 #include "recording/writer.h"
@@ -41,29 +42,10 @@ void AppendRead(Reading& reading, const AnyLine& line)
 
 Reading ReadInPieces(const std::string& text, Reader::Start start, std::size_t piece)
 {
-    Reader reader("drive", start);
     Reading reading;
-    AnyLine line;
-    std::size_t at = 0;
-    for (;;) {
-        switch (reader.Next(line)) {
-        case Reader::Found::Line: AppendRead(reading, line); break;
-        case Reader::Found::End: return reading;
-        case Reader::Found::Mistake: reading.mistake = reader.Mistake(); return reading;
-        case Reader::Found::NeedsInput: {
-            std::size_t room = 0;
-            char* const bytes = reader.Room(room);
-            Require(bytes && room > 0, "no room for input");
-            const std::size_t count = std::min({room, piece, text.size() - at});
-            std::memcpy(bytes, text.data() + at, count);
-            reader.Received(count);
-            at += count;
-            if (at == text.size()) {
-                reader.EndInput();
-            }
-        }
-        }
-    }
+    reading.mistake = ReadRecording(text, start, piece,
+                                    [&reading](const AnyLine& line) { AppendRead(reading, line); });
+    return reading;
 }
 
 std::size_t TakeNumber(const std::string& text, std::size_t& at)

@@ -149,19 +149,12 @@ TEST_F(Play, OfARecordingWaitsForItsRequests)
 
 TEST_F(Play, OfABadRecordingDoesNotBegin)
 {
-    using Case = std::pair<std::string, std::string>;
-    for (const auto& [text, mistake] :
-         {Case(header + Line(1) + "{", "3:2: the line has no end; the recording is incomplete"),
-          Case(Line(1), "1:1: the first line is not the header of a recording"),
-          Case("{\"subtitleRecording\":2}\n",
-               "1:2: subtitleRecording 2 is newer than this program; it reads 1")}) {
-        const std::string path = Recording(text);
-        for (const char* option : {"--play", "--check"}) {
-            const Ended ended = RunToEnd({option, path});
-            EXPECT_EQ(ended.status, 2);
-            EXPECT_EQ(ended.output, "");
-            EXPECT_EQ(ended.errors, path + ":" + mistake + "\n");
-        }
+    const std::string path = Recording(header + Line(1) + "{");
+    for (const char* option : {"--play", "--check"}) {
+        const Ended ended = RunToEnd({option, path});
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.output, "");
+        EXPECT_EQ(ended.errors, path + ":3:2: the line has no end; the recording is incomplete\n");
     }
 }
 

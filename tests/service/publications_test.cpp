@@ -81,19 +81,4 @@ TEST_F(JournalLine, IsWrittenBeforeTheReply)
     }
 }
 
-using MalformedRecord = SimulatorSession;
-
-TEST_F(MalformedRecord, PrecedesEachGoodOneWithTheFaultGarbage)
-{
-    service.Fault("garbage").Start();
-    WireClient client = Connect();
-    client.Subscribe(10);
-    const std::string record = PaletteRecord(2, 31, true, "pal");
-    EXPECT_EQ(client.Ask(messages::setPaletteData, record), accepted);
-    const RawFrame spoilt = client.ReceiveFrame();
-    EXPECT_EQ(spoilt.header.messageId, messages::paletteItem);
-    EXPECT_NE(spoilt.payload, record);
-    EXPECT_EQ(client.ReceiveBytes(), NotificationBytes(10, messages::paletteItem, record));
-}
-
 }  // namespace

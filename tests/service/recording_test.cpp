@@ -1,11 +1,9 @@
 // Recordings and journals of the running service.
 
+#include "tests/harness/recording_text.h"
 #include "tests/service/ControlClient.h"
 #include "tests/service/SimulatorSession.h"
 
-#include "recording/reader.h"
-
-#include <algorithm>
 #include <csignal>
 #include <regex>
 
@@ -16,16 +14,7 @@ protected:
     /// The lines without their times; each must be one that a reader accepts.
     static std::string PlainLines(const std::string& text)
     {
-        recording::Reader reader("recording");
-        recording::AnyLine line;
-        std::size_t room = 0;
-        char* const place = reader.Room(room);
-        text.copy(place, std::min(room, text.size()));
-        reader.Received(text.size());
-        reader.EndInput();
-        while (reader.Next(line) == recording::Reader::Found::Line) {
-        }
-        EXPECT_EQ(reader.Mistake(), "");
+        EXPECT_EQ(MistakeOfRecording(text), "");
         return std::regex_replace(text, std::regex(R"(,?"(mono|wall)Us":\d+,?)"), "");
     }
 

@@ -27,8 +27,6 @@ IN_ONE_PROCESS = {
         "OneWayMessage.KeepsTheConnectionWhenTheSocketIsFull",
         # The endpoint closes the connection before the test has sent its last byte.
         "BadFrame.*",
-        # A call without waiting time reads once, and gets a piece.
-        "Notifications.MayComeByteByByte",
         # These tests fill sinks, make thousands of concurrent calls or need whole writes.
         "*Sink*",
         "LogFile.*",

@@ -1,9 +1,7 @@
 #include "tests/tools/tap/TapSession.h"
 
-#include "recording/reader.h"
+#include "tests/harness/recording_text.h"
 
-#include <algorithm>
-#include <cstring>
 #include <regex>
 
 std::unique_ptr<ChildProcess> TapSession::Launch(const std::vector<std::string>& options,
@@ -25,27 +23,7 @@ TapSession::Ended TapSession::Run(const std::vector<std::string>& options,
 
 std::string Recorded(const std::string& recording)
 {
-    recording::Reader reader("recording");
-    recording::AnyLine line;
-    std::size_t at = 0;
-    for (auto found = reader.Next(line); found != recording::Reader::Found::End;
-         found = reader.Next(line)) {
-        if (found == recording::Reader::Found::Mistake) {
-            ADD_FAILURE() << reader.Mistake();
-            break;
-        }
-        if (found == recording::Reader::Found::NeedsInput) {
-            std::size_t room = 0;
-            char* const bytes = reader.Room(room);
-            const std::size_t count = std::min(room, recording.size() - at);
-            std::memcpy(bytes, recording.data() + at, count);
-            reader.Received(count);
-            at += count;
-            if (at == recording.size()) {
-                reader.EndInput();
-            }
-        }
-    }
+    EXPECT_EQ(MistakeOfRecording(recording), "");
     return std::regex_replace(recording, std::regex("Us\":[0-9]+"), "Us\":T");
 }
 

@@ -69,12 +69,6 @@ TEST_F(Tap, EndsOnASignalWhileItWaitsForTheService)
     EXPECT_EQ(tap.Errors(), "");
 }
 
-TEST_F(Tap, EndsWithStatus0AtTheTimeLimit)
-{
-    service.Start();
-    EXPECT_EQ(Run({"--seconds", "50ms"}).status, 0);
-}
-
 TEST_F(Tap, EndsWithStatus4AtTheTimeLimitBeforeTheCount)
 {
     service.Play("wait-subscribers 10\nvisibility 1 t\n").Start();

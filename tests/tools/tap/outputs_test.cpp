@@ -1,6 +1,5 @@
 // Outputs of the tap that are closed, full or not read.
 
-#include "tests/harness/SmallDisk.h"
 #include "tests/harness/text_compare.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/tools/tap/TapSession.h"
@@ -124,21 +123,6 @@ TEST_F(Outputs, EndTheTapWithStatus1WhenUnreadAtTheTimeLimit)
     Pipe pipe;
     const auto tap = Launch({"--json", "--seconds", "500ms"}, pipe.AsOutput());
     EXPECT_EQ(tap->WaitForExit(), 1);
-}
-
-TEST_F(Outputs, KeepWholeLinesOnAFullDisk)
-{
-    const SmallDisk disk("128k");
-    if (!disk.IsMounted()) {
-        GTEST_SKIP() << "needs root, to mount a small disk";
-    }
-    service.Play(bitmaps).Loop().Start();
-    const Ended tap = Run({"--json", "--output", disk / "recording"});
-    EXPECT_EQ(tap.status, 1);
-    EXPECT_EQ(tap.errors, "SubtitleMgrTap: " + disk / "recording" +
-                              ": No space left on device; it ends after the last whole line\n");
-    const std::string recorded = Recorded(ReadWholeFile(disk / "recording"));
-    EXPECT_EQ(std::count(recorded.begin(), recorded.end(), '\n'), 4);
 }
 
 TEST_F(Outputs, KeepWholeLinesAtALimitOfTheFileSize)

@@ -1,4 +1,4 @@
-// What the tap shows and records of a service's publications.
+// What the tap shows of a service's publications.
 
 #include "tests/harness/text_compare.h"
 #include "tests/tools/tap/TapSession.h"
@@ -16,10 +16,6 @@ visibility 3 t
 palette 2 31 t 10ff
 )";
 
-const std::string header = R"({"subtitleRecording":1,"writer":"SubtitleMgrTap )" SUBTITLE_VERSION
-                           R"(","service":"SubtitleMgr","wallUs":T,"monoUs":T})"
-                           "\n";
-
 TEST_F(Tap, ShowsEveryKindOfNotification)
 {
     service.Play(everything).Start();
@@ -32,24 +28,6 @@ T data region 3 cif size 5: 00010203ff
 T data region 4 format 7 size 0
 T visibility region 3 visible
 T palette region 2 fill background 31 size 2: 10ff
-)");
-}
-
-TEST_F(Tap, RecordsEveryKindOfNotification)
-{
-    service.Play(everything).Start();
-    const Ended tap = Run({"--count", "6", "--json"});
-    EXPECT_EQ(tap.status, 0);
-    EXPECT_EQ(tap.errors, "");
-    EXPECT_TEXT(
-        Recorded(tap.output),
-        header +
-            R"({"monoUs":T,"wallUs":T,"notification":"RegionData","subscription":2,"regionId":1,"subtitleFormat":0,"size":2,"crc32":"36de2269","data":"AAE="}
-{"monoUs":T,"wallUs":T,"notification":"RegionData","subscription":3,"regionId":2,"subtitleFormat":1,"size":2,"crc32":"eae621c7","data":"AgM="}
-{"monoUs":T,"wallUs":T,"notification":"RegionData","subscription":4,"regionId":3,"subtitleFormat":2,"size":5,"crc32":"7b35f858","data":"AAECA/8="}
-{"monoUs":T,"wallUs":T,"notification":"RegionData","subscription":12,"regionId":4,"subtitleFormat":7,"size":0,"crc32":"00000000","data":""}
-{"monoUs":T,"wallUs":T,"notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true}
-{"monoUs":T,"wallUs":T,"notification":"Palette","subscription":10,"regionId":2,"size":2,"crc32":"2619ef23","data":"EP8=","fill":true,"backgroundCode":31}
 )");
 }
 
@@ -125,22 +103,6 @@ TEST_F(Tap, ShowsALineOfRatesEachSecond)
     EXPECT_EQ(Shown(tap->Output()), "T nothing\nT nothing\n");
     tap->Signal(SIGTERM);
     EXPECT_EQ(tap->WaitForExit(), 0);
-}
-
-TEST_F(Tap, RecordsALargeScenarioCompletely)
-{
-    std::string scenario = "wait-subscribers 10\n";
-    for (int i = 0; i < 1000; ++i) {
-        scenario += i % 30 == 0 ? "region-data 1 0 @bitmap\n"
-                                : "visibility " + std::to_string(i % 256) + " t\n";
-    }
-    service.Accompany("bitmap", std::string(30720, '\x01')).Play(scenario).Start();
-    const std::string path = files / "recording";
-    const Ended tap = Run({"--json", "--count", "1000", "--output", path});
-    EXPECT_EQ(tap.status, 0) << tap.errors;
-    EXPECT_EQ(tap.output, "");
-    const std::string recorded = Recorded(ReadWholeFile(path));
-    EXPECT_EQ(std::count(recorded.begin(), recorded.end(), '\n'), 1001);
 }
 
 }  // namespace

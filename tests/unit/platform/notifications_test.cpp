@@ -19,17 +19,6 @@ TEST_F(Notifications, AreKeptWhileAReplyIsAwaited)
     EXPECT_EQ(Receive(0), ETIMEDOUT);
 }
 
-TEST_F(Notifications, MayComeByteByByte)
-{
-    ConnectAndSubscribe();
-    for (const char byte : Bitmap(5)) {
-        ASSERT_TRUE(regions.empty());
-        peer->Send(std::string(1, byte));
-        Receive(0);
-    }
-    EXPECT_EQ(regions, Numbers{5});
-}
-
 TEST_F(Notifications, AreTakenByNumberAndSender)
 {
     ConnectAndSubscribe();

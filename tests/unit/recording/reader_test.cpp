@@ -1,9 +1,9 @@
 #include "recording/reader.h"
 #include "recording/writer.h"
+#include "tests/harness/recording_text.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -36,36 +36,14 @@ struct Reading {
     std::string mistake;
 };
 
-void AppendRead(std::string& text, const AnyLine& line)
-{
-    std::visit([&text](const auto& message) { AppendLine(text, message); }, line);
-}
-
 Reading Read(const std::string& text, Reader::Start start = Reader::Start::WithHeader,
              std::size_t piece = 1u << 20)
 {
-    Reader reader("drive", start);
     Reading reading;
-    AnyLine line;
-    std::size_t at = 0;
-    for (;;) {
-        switch (reader.Next(line)) {
-        case Reader::Found::Line: AppendRead(reading.lines, line); break;
-        case Reader::Found::End: return reading;
-        case Reader::Found::Mistake: reading.mistake = reader.Mistake(); return reading;
-        case Reader::Found::NeedsInput: {
-            std::size_t room = 0;
-            char* const bytes = reader.Room(room);
-            const std::size_t count = std::min({room, piece, text.size() - at});
-            std::memcpy(bytes, text.data() + at, count);
-            reader.Received(count);
-            at += count;
-            if (at == text.size()) {
-                reader.EndInput();
-            }
-        }
-        }
-    }
+    reading.mistake = ReadRecording(text, start, piece, [&reading](const AnyLine& line) {
+        std::visit([&reading](const auto& message) { AppendLine(reading.lines, message); }, line);
+    });
+    return reading;
 }
 
 std::string Replaced(std::string text, const std::string& old, const std::string& replacement)
@@ -148,13 +126,17 @@ TEST(Reader, TakesFieldsInAnyOrderAndWithBlanksAndEscapes)
     EXPECT_EQ(Read(header + line).lines, header + visibility);
 }
 
-TEST(Reader, DistinguishesALineWithoutBytes)
+void Receive(Reader& reader, const std::string& text)
 {
-    Reader reader("journal", Reader::Start::HeaderOptional);
-    const std::string text = Replaced(bitmap, ",\"data\":\"AAECA/8=\"", "");
     std::size_t room = 0;
     std::memcpy(reader.Room(room), text.data(), text.size());
     reader.Received(text.size());
+}
+
+TEST(Reader, DistinguishesALineWithoutBytes)
+{
+    Reader reader("journal", Reader::Start::HeaderOptional);
+    Receive(reader, Replaced(bitmap, ",\"data\":\"AAECA/8=\"", ""));
     AnyLine line;
     ASSERT_EQ(reader.Next(line), Reader::Found::Line) << reader.Mistake();
     EXPECT_FALSE(std::get<Notification>(line).data.AreThere());
@@ -338,10 +320,7 @@ TEST(Reader, ReadsTheLargestPayload)
 TEST(Reader, RepeatsAMistakeAndReadsNoFurther)
 {
     Reader reader("drive", Reader::Start::HeaderOptional);
-    const std::string text = "{}\n" + visibility;
-    std::size_t room = 0;
-    std::memcpy(reader.Room(room), text.data(), text.size());
-    reader.Received(text.size());
+    Receive(reader, "{}\n" + visibility);
     AnyLine line;
     EXPECT_EQ(reader.Next(line), Reader::Found::Mistake);
     const std::string mistake = reader.Mistake();
