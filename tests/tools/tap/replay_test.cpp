@@ -34,11 +34,16 @@ std::string Drive()
     return text;
 }
 
-class Replay : public TapSession, public testing::WithParamInterface<const char*> {};
+struct Rate {
+    const char* name;
+    const char* rate;
+};
+
+class Replay : public TapSession, public testing::WithParamInterface<Rate> {};
 
 TEST_P(Replay, IsRecordedAsItWasBefore)
 {
-    service.Journal().Option("--play").Option("-").Option("--rate").Option(GetParam()).Start();
+    service.Journal().Option("--play").Option("-").Option("--rate").Option(GetParam().rate).Start();
     const auto tap = Launch({"--json", "--count", std::to_string(messageCount)});
     service.WaitForJournalLines(6);
     service.Process().Write(Drive());
@@ -46,7 +51,9 @@ TEST_P(Replay, IsRecordedAsItWasBefore)
     EXPECT_TEXT(Recorded(tap->Output()), Recorded(Drive()));
 }
 
-INSTANTIATE_TEST_SUITE_P(AtRate, Replay, testing::Values("0", "1", "10"),
-                         [](const auto& testInfo) { return std::string(testInfo.param); });
+INSTANTIATE_TEST_SUITE_P(Rates, Replay,
+                         testing::Values(Rate{"AsItWas", "1"}, Rate{"Faster", "10"},
+                                         Rate{"AsFastAsPossible", "0"}),
+                         [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 }  // namespace

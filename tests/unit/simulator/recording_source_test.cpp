@@ -223,9 +223,9 @@ struct Unplayable {
     const char* mistake;
 };
 
-class UnplayableRecording : public Recording, public testing::WithParamInterface<Unplayable> {};
+class BadRecording : public Recording, public testing::WithParamInterface<Unplayable> {};
 
-TEST_P(UnplayableRecording, IsRefusedWithOneMistake)
+TEST_P(BadRecording, HasOneMistake)
 {
     const std::string good =
         R"({"monoUs":1,"wallUs":0,"notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true})"
@@ -239,7 +239,7 @@ TEST_P(UnplayableRecording, IsRefusedWithOneMistake)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Lines, UnplayableRecording,
+    Lines, BadRecording,
     testing::Values(
         Unplayable{
             "WithoutBytes",
