@@ -116,7 +116,7 @@ TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
     ASSERT_EQ(chdir("/"), 0);
 }
 
-TEST_F(MessagingDirectory, IsNeverFollowedWhenASymlinkReplacesIt)
+TEST_F(MessagingDirectory, IsNotFollowedWhenASymlinkReplacesIt)
 {
     constexpr int rounds = isEmulated ? 300 : isSanitized ? 1000 : 5000;
     Make("linx");
