@@ -1,33 +1,16 @@
 #include "tests/fuzz/sockets.h"
 
 #include "tests/fuzz/fuzz_target.h"
+#include "tests/harness/local_socket.h"
 
 #include <cerrno>
-#include <cstring>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-namespace {
-
-sockaddr_un AddressOf(const std::string& path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    Require(path.size() < sizeof address.sun_path, "a path too long for a socket");
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    return address;
-}
-
-}  // namespace
 
 Descriptor ListenAt(const std::string& path)
 {
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = AddressOf(path);
-    Require(bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                listen(fd.Get(), 128) == 0,
+    Require(BindSocket(fd.Get(), path) && listen(fd.Get(), 128) == 0,
             "cannot make a listening socket");
     return fd;
 }
@@ -35,12 +18,10 @@ Descriptor ListenAt(const std::string& path)
 Descriptor Connect(const std::string& path)
 {
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = AddressOf(path);
     const timeval limit{10, 0};
     setsockopt(fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     setsockopt(fd.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    Require(connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
-            "cannot connect");
+    Require(ConnectSocket(fd.Get(), path), "cannot connect");
     return fd;
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/src/big_endian.h"
 #include "platform/src/deadline.h"
+#include "tests/harness/local_socket.h"
 #include "tests/harness/wait_limits.h"
 
 #include <cerrno>
@@ -9,7 +10,6 @@
 #include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -33,22 +33,10 @@ void WaitReady(int fd, short events, const Deadline& deadline, const char* what)
     }
 }
 
-sockaddr_un AddressOf(const std::string& path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        throw std::runtime_error("too long for a socket address: " + path);
-    }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    return address;
-}
-
 Descriptor ConnectTo(const std::string& path)
 {
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = AddressOf(path);
-    if (connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (!ConnectSocket(fd.Get(), path)) {
         ThrowErrno("connect to " + path);
     }
     return fd;
@@ -230,9 +218,7 @@ RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {
 RawService::RawService(const std::string& socketPath, int waiting)
     : path(socketPath), listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
-    const sockaddr_un address = AddressOf(path);
-    if (bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener.Get(), waiting) != 0) {
+    if (!BindSocket(listener.Get(), path) || listen(listener.Get(), waiting) != 0) {
         ThrowErrno("listen at " + path);
     }
 }

@@ -3,6 +3,7 @@
 #include "tests/harness/ConsoleSession.h"
 #include "tests/harness/SmallDisk.h"
 #include "tests/harness/build_kind.h"
+#include "tests/harness/local_socket.h"
 #include "tests/harness/process_facts.h"
 
 #include <csignal>
@@ -11,7 +12,6 @@
 #include <memory>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -109,11 +109,8 @@ TEST_F(UnreadSystemLog, NeverDelaysTheConsole)
         GTEST_SKIP() << "only root can have a /dev of its own";
     }
     const Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
     const std::string path = Files() / "socket";
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_TRUE(BindSocket(log.Get(), path));
     ChildProcess::Options settings = ClientSettings();
     settings.environment["SUBTITLE_LOG"] = "";
     StartService();

@@ -1,5 +1,7 @@
 // Peers that send malformed or too many frames, or hang up: each loses its own connection at most.
 
+#include "tests/harness/forked.h"
+#include "tests/harness/local_socket.h"
 #include "tests/harness/process_facts.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/service/SimulatorSession.h"
@@ -8,15 +10,12 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -34,11 +33,8 @@ std::string PingReply(unsigned int number)
 
 Descriptor ConnectBare(const std::string& path)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (!ConnectSocket(fd.Get(), path)) {
         throw std::runtime_error("cannot connect to " + path);
     }
     return fd;
@@ -127,27 +123,6 @@ TEST_F(Flood, IsAnsweredInOrderAndDelaysNoOtherClient)
     flooder.join();
 }
 
-/// Sends a ping as another user.
-/// \return 0 when the service closed the connection without a byte, 1 when it answered
-int AnswerToAnotherUser(const std::string& path)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        constexpr uid_t unprivileged = 65534;
-        if (setresuid(unprivileged, unprivileged, unprivileged) != 0) {
-            _exit(2);
-        }
-        const Descriptor fd = ConnectBare(path);
-        const std::string request = PingRequest(1);
-        send(fd.Get(), request.data(), request.size(), MSG_NOSIGNAL);
-        char byte;
-        _exit(recv(fd.Get(), &byte, 1, 0) > 0 ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 using ClientOfAnotherUser = QuietService;
 
 TEST_F(ClientOfAnotherUser, IsTurnedAway)
@@ -159,7 +134,15 @@ TEST_F(ClientOfAnotherUser, IsTurnedAway)
     // These modes let every user connect, so only the service can refuse.
     ASSERT_EQ(chmod(messaging.Path().c_str(), 0711), 0);
     ASSERT_EQ(chmod(service.SocketPath().c_str(), 0777), 0);
-    EXPECT_EQ(AnswerToAnotherUser(service.SocketPath()), 0);
+    EXPECT_EQ(StatusWithoutPrivileges([this] {
+                  const Descriptor fd = ConnectBare(service.SocketPath());
+                  const std::string request = PingRequest(1);
+                  send(fd.Get(), request.data(), request.size(), MSG_NOSIGNAL);
+                  char byte;
+                  return recv(fd.Get(), &byte, 1, 0) > 0 ? 1 : 0;
+              }),
+              0)
+        << "the service answered";
     service.Process().WaitForErrors("SubtitleMgrSim: a client of another user was turned away\n");
     EXPECT_EQ(Connect().Ask(messages::ping), "");
 }

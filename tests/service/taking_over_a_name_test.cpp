@@ -1,17 +1,16 @@
 // One service per name: which service gets it, and what happens to a file at the socket's path.
 
+#include "tests/harness/local_socket.h"
 #include "tests/service/SimulatorSession.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <utility>
 
 namespace {
@@ -119,16 +118,11 @@ INSTANTIATE_TEST_SUITE_P(
 /// Fills the listen backlog of the socket at \p path with connections.
 std::vector<Descriptor> FillBacklog(const std::string& path)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
     std::vector<Descriptor> connected;
     int error = 0;
     while (error == 0) {
         Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        error = connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
-                    ? 0
-                    : errno;
+        error = ConnectSocket(fd.Get(), path) ? 0 : errno;
         connected.push_back(std::move(fd));
     }
     EXPECT_EQ(error, EAGAIN);

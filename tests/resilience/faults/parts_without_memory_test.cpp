@@ -8,6 +8,7 @@
 #include "simulator/simulator.h"
 #include "tests/harness/RawPeer.h"
 #include "tests/harness/TempDir.h"
+#include "tests/harness/arguments.h"
 #include "tests/resilience/faults/refused_allocations.h"
 #include "tests/unit/captured_console.h"
 
@@ -172,11 +173,10 @@ TEST(StreamWithoutMemory, LosesNoByte)
 
 TEST(ServiceWithoutMemory, CannotStart)
 {
-    char program[] = "SubtitleMgrSim";
-    char option[] = "--name=a name of so many letters that it needs memory";
-    char* arguments[] = {program, option, nullptr};
+    Arguments arguments(
+        {"SubtitleMgrSim", "--name=a name of so many letters that it needs memory"});
     int status = -1;
-    EXPECT_EQ(ErrorsWithout(0, [&] { status = RunSimulator(2, arguments); }),
+    EXPECT_EQ(ErrorsWithout(0, [&] { status = RunSimulator(2, arguments.Words()); }),
               "SubtitleMgrSim: std::bad_alloc\n");
     EXPECT_EQ(status, 1);
 }

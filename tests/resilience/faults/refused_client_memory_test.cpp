@@ -9,6 +9,7 @@
 #include "records/received_record.h"
 #include "tests/harness/SimulatedService.h"
 #include "tests/harness/TempDir.h"
+#include "tests/harness/arguments.h"
 #include "tests/resilience/faults/refused_allocations.h"
 #include "tests/unit/console/console_run.h"
 #include "tests/unit/console/kept_log.h"
@@ -180,13 +181,13 @@ public:
 TEST(EveryOption, EndsWithoutMemory)
 {
     for (const char* option : {"-h", "-u", "-p", "-q", "-l", "-s63", "-c"}) {
-        std::string words[] = {"client", option};
-        char* argv[] = {words[0].data(), words[1].data(), nullptr};
+        Arguments arguments({"client", option});
         Outcome outcome;
         for (int number = 0; number == 0 || outcome.wasRefused; ++number) {
             const TypedInput level("63\n");
             StillClient client;
-            outcome = RefuseTo([&] { client.Go(argv, 2, shortOptions, longOptions); }, number);
+            outcome = RefuseTo([&] { client.Go(arguments.Words(), 2, shortOptions, longOptions); },
+                               number);
             EXPECT_FALSE(outcome.threw) << option << ", allocation " << number;
         }
     }
@@ -195,11 +196,10 @@ TEST(EveryOption, EndsWithoutMemory)
 TEST(ConnectionOption, EndsTheCommandLine)
 {
     StillClient client;
-    std::string words[] = {"client", "-e", prefix, "-p"};
-    char* argv[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
+    Arguments arguments({"client", "-e", prefix, "-p"});
     int result = 0;
     const Outcome outcome =
-        RefuseTo([&] { result = client.Go(argv, 4, shortOptions, longOptions); }, 0);
+        RefuseTo([&] { result = client.Go(arguments.Words(), 4, shortOptions, longOptions); }, 0);
     EXPECT_EQ(result, 2);
     EXPECT_TEXT(outcome.output, "");
     EXPECT_TEXT(outcome.errors, "");
@@ -245,12 +245,11 @@ TEST(Notification, IsLostWithoutMemory)
 TEST(Client, EndsWithALineWhenItCannotBeMade)
 {
     LinxServerNameList::Instance();
-    std::string program = "SubtitleMgrCli";
-    std::string option = "-h";
-    char* argv[] = {program.data(), option.data(), nullptr};
+    Arguments arguments({"SubtitleMgrCli", "-h"});
     for (int number = 0; number < 2; ++number) {
         int status = -1;
-        const Outcome outcome = RefuseTo([&] { status = ClientMain(2, argv); }, number);
+        const Outcome outcome =
+            RefuseTo([&] { status = ClientMain(2, arguments.Words()); }, number);
         EXPECT_FALSE(outcome.threw);
         EXPECT_EQ(status, 0);
         EXPECT_TEXT(outcome.output, "");

@@ -1,4 +1,5 @@
 #include "control/options.h"
+#include "tests/harness/arguments.h"
 #include "tests/unit/captured_console.h"
 #include "words/directives.h"
 
@@ -23,16 +24,12 @@ struct Parsed {
 Parsed Parse(Words words)
 {
     words.insert(words.begin(), "SubtitleMgrCtl");
-    std::vector<char*> argv;
-    for (std::string& word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
+    Arguments arguments(words);
     Parsed parsed;
     parsed.output = OutputOf([&] {
         parsed.errors = ErrorsOf([&] {
-            parsed.goesOn = ParseOptions(static_cast<int>(words.size()), argv.data(),
-                                         parsed.options, parsed.status);
+            parsed.goesOn =
+                ParseOptions(arguments.Count(), arguments.Words(), parsed.options, parsed.status);
         });
     });
     return parsed;

@@ -1,5 +1,6 @@
 #include <CommonCli.h>
 
+#include "tests/harness/arguments.h"
 #include "tests/unit/captured_console.h"
 #include "tests/unit/platform/ServedEndpoint.h"
 
@@ -50,15 +51,10 @@ protected:
                                        {"beta", required_argument, nullptr, 'b'},
                                        {nullptr, 0, nullptr, 0}};
         words.insert(words.begin(), "TheTool");
-        std::vector<char*> argv;
-        for (std::string& word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
+        Arguments arguments(words);
         tool.calls.clear();
-        errors = ErrorsOf([&] {
-            result = tool.Go(argv.data(), static_cast<int>(words.size()), "ab:c", longOptions);
-        });
+        errors = ErrorsOf(
+            [&] { result = tool.Go(arguments.Words(), arguments.Count(), "ab:c", longOptions); });
         return tool.calls;
     }
 

@@ -2,6 +2,7 @@
 
 #include "platform/src/endpoint.h"
 #include "tests/harness/build_kind.h"
+#include "tests/harness/forked.h"
 #include "tests/harness/process_facts.h"
 #include "tests/unit/platform/ServedEndpoint.h"
 
@@ -9,7 +10,6 @@
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -83,21 +83,6 @@ TEST_F(Callback, MayUseTheEndpoint)
     EXPECT_EQ(results, (std::vector<int>{0, 0, 0, EBUSY}));
 }
 
-/// Runs \p end in a child process. \return its exit status; -1 when a signal ended it
-template <typename End>
-int StatusOfChild(const End& end)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(eventDeadlineMs / 1000);  // ends a child that hangs
-        end();
-        std::_Exit(99);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(Callback, MayEndTheProcess)
 {
     EXPECT_EQ(StatusOfChild([this] {
@@ -107,6 +92,7 @@ TEST_F(Callback, MayEndTheProcess)
                   mortal.Init();
                   ConnectAndPublish([](LinxIpc*, void*) { std::exit(7); });
                   Receive();
+                  return 99;
               }),
               7);
 }
@@ -129,7 +115,7 @@ TEST_F(ForkedChild, LeavesTheConnectionOfItsParentAtItsEnd)
     for (int i = 0; i < 50; ++i) {
         EXPECT_EQ(StatusOfChild([this] {
                       ipc.reset();
-                      std::_Exit(5);
+                      return 5;
                   }),
                   5);
     }

@@ -1,12 +1,11 @@
 // A messaging directory that is removed or renamed and made again while a client runs, and the mode
 // of a new messaging directory.
 
+#include "tests/harness/forked.h"
 #include "tests/unit/platform/DirectoryFixture.h"
 
 #include <cerrno>
 #include <functional>
-#include <grp.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -63,25 +62,6 @@ TEST_F(RemadeDirectory, IsRefusedAsASymlink)
     EXPECT_FALSE(trap.HasClient());
     const RawService service(folder / "first/SubtitleMgr");
     EXPECT_EQ(Connect(), 0) << "the client does not use the folder that it opened";
-}
-
-/// Runs \p test in a child process without privileges. \return its exit status
-template <typename Test>
-int StatusWithoutPrivileges(const Test& test)
-{
-    constexpr uid_t unprivileged = 65534;
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isRoot = geteuid() == 0;
-        if (isRoot && (setgroups(0, nullptr) != 0 || setgid(unprivileged) != 0 ||
-                       setuid(unprivileged) != 0)) {
-            _exit(98);
-        }
-        _exit(geteuid() == 0 ? 99 : test());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 using MadeDirectory = DirectoryFixture;

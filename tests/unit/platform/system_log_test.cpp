@@ -6,6 +6,8 @@
 #include "platform/src/log_sink.h"
 #include "tests/harness/SmallDisk.h"
 #include "tests/harness/TempDir.h"
+#include "tests/harness/forked.h"
+#include "tests/harness/local_socket.h"
 
 #include <gtest/gtest.h>
 
@@ -15,8 +17,6 @@
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 #include <vector>
@@ -42,14 +42,6 @@ bool MustFail(const char* call)
         errno = failure.error;
     }
     return isIt;
-}
-
-sockaddr_un AddressOf(const std::string& path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
 }
 
 }  // namespace
@@ -93,11 +85,7 @@ using Entries = std::vector<std::string>;
 /// A system log that reads only when the test calls Received().
 class LogSocket {
 public:
-    explicit LogSocket(const std::string& path)
-    {
-        const sockaddr_un address = AddressOf(path);
-        EXPECT_EQ(bind(log.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
+    explicit LogSocket(const std::string& path) { EXPECT_TRUE(BindSocket(log.Get(), path)); }
 
     /// All unread entries.
     Entries Receive() const
@@ -196,15 +184,12 @@ TEST_F(SystemLog, GetsTheSameBytesAsFromSyslog)
         GTEST_SKIP() << "only root can have a /dev of its own";
     }
     redirection = nullptr;
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isMounted =
-            unshare(CLONE_NEWNS) == 0 && mount("none", "/dev", "tmpfs", 0, "size=4k") == 0;
-        _exit(isMounted ? CompareWithSyslog() : 3);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << "exit status " << WEXITSTATUS(status);
+    EXPECT_EQ(StatusOfChild([] {
+                  const bool isMounted = unshare(CLONE_NEWNS) == 0 &&
+                                         mount("none", "/dev", "tmpfs", 0, "size=4k") == 0;
+                  return isMounted ? CompareWithSyslog() : 3;
+              }),
+              0);
 }
 
 TEST_F(SystemLog, NeverBlocksAndGetsTheNumberLost)

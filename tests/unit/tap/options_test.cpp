@@ -1,15 +1,18 @@
 #include "tap/options.h"
+#include "tests/harness/arguments.h"
 #include "tests/unit/captured_console.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 using namespace tap;
 
 namespace {
+
+using Words = std::vector<std::string>;
 
 struct Parsed {
     bool goesOn = false;
@@ -19,42 +22,21 @@ struct Parsed {
     std::string errors;
 };
 
-Parsed Parse(std::vector<std::string> words)
+Parsed Parse(Words words)
 {
     words.insert(words.begin(), "SubtitleMgrTap");
-    std::vector<char*> argv;
-    for (std::string& word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
+    Arguments arguments(words);
     Parsed parsed;
     parsed.output = OutputOf([&] {
         parsed.errors = ErrorsOf([&] {
-            parsed.goesOn = ParseOptions(static_cast<int>(words.size()), argv.data(),
-                                         parsed.options, parsed.status);
+            parsed.goesOn =
+                ParseOptions(arguments.Count(), arguments.Words(), parsed.options, parsed.status);
         });
     });
     return parsed;
 }
 
-/// The error message, without the line that points to the help.
-std::string MistakeOf(const std::vector<std::string>& words)
-{
-    const Parsed parsed = Parse(words);
-    const std::string begin = "SubtitleMgrTap: ";
-    const std::string end = "\nSubtitleMgrTap --help shows the options.\n";
-    EXPECT_FALSE(parsed.goesOn);
-    EXPECT_EQ(parsed.status, 2);
-    EXPECT_EQ(parsed.output, "");
-    if (parsed.errors.size() < begin.size() + end.size() ||
-        parsed.errors.substr(0, begin.size()) != begin ||
-        parsed.errors.substr(parsed.errors.size() - end.size()) != end) {
-        return "the message has another form: " + parsed.errors;
-    }
-    return parsed.errors.substr(begin.size(), parsed.errors.size() - begin.size() - end.size());
-}
-
-Options Good(const std::vector<std::string>& words)
+Options Good(const Words& words)
 {
     const Parsed parsed = Parse(words);
     EXPECT_TRUE(parsed.goesOn) << parsed.errors;
@@ -98,49 +80,47 @@ TEST(Options, HaveThreeFormsOfTime)
 {
     EXPECT_EQ(Good({"--time", "abs"}).time, TimeForm::Absolute);
     EXPECT_EQ(Good({"--time", "delta"}).time, TimeForm::Delta);
-    EXPECT_EQ(MistakeOf({"--time", "deta"}),
-              "--time: 'deta' is none of abs, delta, zero; did you mean delta?");
 }
 
-TEST(Options, RefuseWrongLists)
+TEST(Options, RefuseMistakes)
 {
-    EXPECT_EQ(MistakeOf({"--regions", "5-3"}),
-              "--regions: '5-3' is not a list of regions like 1,3-5");
-    EXPECT_EQ(MistakeOf({"--regions", ""}), "--regions: '' is not a list of regions like 1,3-5");
-    EXPECT_EQ(MistakeOf({"--kinds", "data,visble"}),
-              "--kinds: 'visble' is none of data, visibility, palette");
-    EXPECT_EQ(MistakeOf({"--kinds", "pallete"}),
-              "--kinds: 'pallete' is none of data, visibility, palette; did you mean palette?");
-    EXPECT_EQ(MistakeOf({"--kinds", "data,"}), "--kinds: '' is none of data, visibility, palette");
-    EXPECT_EQ(MistakeOf({"--formats", "HD"}),
-              "--formats: 'HD' is none of hd, sd, cif, other; did you mean hd?");
-}
-
-TEST(Options, RefuseWrongNumbersAndTimes)
-{
-    for (const char* count : {"0", "-1", "1x", "", "18446744073709551616"}) {
-        EXPECT_EQ(MistakeOf({"--count", count}),
-                  std::string("--count: '") + count + "' is not a number from 1");
+    const std::pair<Words, const char*> rows[] = {
+        {{"--time", "deta"}, "--time: 'deta' is none of abs, delta, zero; did you mean delta?"},
+        {{"--regions", "5-3"}, "--regions: '5-3' is not a list of regions like 1,3-5"},
+        {{"--regions", ""}, "--regions: '' is not a list of regions like 1,3-5"},
+        {{"--kinds", "data,visble"}, "--kinds: 'visble' is none of data, visibility, palette"},
+        {{"--kinds", "pallete"},
+         "--kinds: 'pallete' is none of data, visibility, palette; did you mean palette?"},
+        {{"--kinds", "data,"}, "--kinds: '' is none of data, visibility, palette"},
+        {{"--formats", "HD"}, "--formats: 'HD' is none of hd, sd, cif, other; did you mean hd?"},
+        {{"--count", "0"}, "--count: '0' is not a number from 1"},
+        {{"--count", "-1"}, "--count: '-1' is not a number from 1"},
+        {{"--count", "1x"}, "--count: '1x' is not a number from 1"},
+        {{"--count", ""}, "--count: '' is not a number from 1"},
+        {{"--count", "18446744073709551616"},
+         "--count: '18446744073709551616' is not a number from 1"},
+        {{"--seconds", "2m"}, "--seconds: '2m' is not a time like 500ms, 2s or 1.5"},
+        {{"--wait-for-service", "2m"},
+         "--wait-for-service: '2m' is not a time like 500ms, 2s or 1.5"},
+        {{"--output", ""}, "--output: no file name"},
+        {{"--jsn"}, "'--jsn': unknown option; did you mean --json?"},
+        {{"--refersh"}, "'--refersh': unknown option; did you mean --refresh?"},
+        {{"--formats", "hd", "--coumt=3"}, "'--coumt=3': unknown option; did you mean --count?"},
+        {{"--xyzzy"}, "'--xyzzy': unknown option"},
+        {{"-x"}, "'-x': unknown option"},
+        {{"--json=yes"}, "'--json=yes': the option takes no value"},
+        {{"--json", "--count"}, "'--count': a value is missing"},
+        {{"drive", "--json"}, "'drive': unexpected word"},
+        {{"--json", "--", "--rates"}, "'--rates': unexpected word"},
+    };
+    for (const auto& [words, problem] : rows) {
+        const Parsed parsed = Parse(words);
+        EXPECT_FALSE(parsed.goesOn) << problem;
+        EXPECT_EQ(parsed.status, 2);
+        EXPECT_EQ(parsed.output, "");
+        EXPECT_EQ(parsed.errors, std::string("SubtitleMgrTap: ") + problem +
+                                     "\nSubtitleMgrTap --help shows the options.\n");
     }
-    for (const char* option : {"--seconds", "--wait-for-service"}) {
-        EXPECT_EQ(MistakeOf({option, "2m"}),
-                  std::string(option) + ": '2m' is not a time like 500ms, 2s or 1.5");
-    }
-    EXPECT_EQ(MistakeOf({"--output", ""}), "--output: no file name");
-}
-
-TEST(Options, RefuseUnknownWordsWithTheNearestOne)
-{
-    EXPECT_EQ(MistakeOf({"--jsn"}), "'--jsn': unknown option; did you mean --json?");
-    EXPECT_EQ(MistakeOf({"--refersh"}), "'--refersh': unknown option; did you mean --refresh?");
-    EXPECT_EQ(MistakeOf({"--formats", "hd", "--coumt=3"}),
-              "'--coumt=3': unknown option; did you mean --count?");
-    EXPECT_EQ(MistakeOf({"--xyzzy"}), "'--xyzzy': unknown option");
-    EXPECT_EQ(MistakeOf({"-x"}), "'-x': unknown option");
-    EXPECT_EQ(MistakeOf({"--json=yes"}), "'--json=yes': the option takes no value");
-    EXPECT_EQ(MistakeOf({"--json", "--count"}), "'--count': a value is missing");
-    EXPECT_EQ(MistakeOf({"drive", "--json"}), "'drive': unexpected word");
-    EXPECT_EQ(MistakeOf({"--json", "--", "--rates"}), "'--rates': unexpected word");
 }
 
 TEST(Options, ShowHelpWithin80Columns)
