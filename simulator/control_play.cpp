@@ -11,8 +11,6 @@ using namespace sim;
 
 namespace {
 
-constexpr char nothingPlays[] = "nothing is played";
-
 const char* WordFor(Player::State state)
 {
     switch (state) {
@@ -25,6 +23,11 @@ const char* WordFor(Player::State state)
     case Player::State::Ended: break;
     }
     return "ended";
+}
+
+std::string WhyNot(const Player& player)
+{
+    return Failed(player.HasEnded() ? "the play has ended" : "nothing is played");
 }
 
 std::string NotATime(const std::string& word)
@@ -92,6 +95,9 @@ Answer ControlCommands::Play(const Call& call)
             return Failed(reason);
         }
     }
+    if (options.untilUs <= options.fromUs) {
+        return Failed("until is not after from");
+    }
     if (words[1] == "-") {
         return Failed("standard input is not a file");
     }
@@ -106,21 +112,21 @@ Answer ControlCommands::Play(const Call& call)
 
 Answer ControlCommands::Pause(const Call& call)
 {
-    return on.player.Pause() ? AnswerWithPosition(call) : Failed(nothingPlays);
+    return on.player.Pause() ? AnswerWithPosition(call) : WhyNot(on.player);
 }
 
 Answer ControlCommands::Resume(const Call& /*call*/)
 {
-    return on.player.Resume() ? Done() : Failed(nothingPlays);
+    return on.player.Resume() ? Done() : WhyNot(on.player);
 }
 
 Answer ControlCommands::StepOn(const Call& call)
 {
     unsigned int count = 1;
     if (call.line.words.size() == 2 && !words::ParseNumber(call.line.words[1], count)) {
-        return Failed(words::Quoted(call.line.words[1]) + " is not a number");
+        return Failed(words::Quoted(call.line.words[1]) + " is not a number from 0 to 4294967295");
     }
-    return on.player.Step(count) ? AnswerWithPosition(call) : Failed(nothingPlays);
+    return on.player.Step(count) ? AnswerWithPosition(call) : WhyNot(on.player);
 }
 
 Answer ControlCommands::Seek(const Call& call)
@@ -130,12 +136,12 @@ Answer ControlCommands::Seek(const Call& call)
         return Failed(NotATime(call.line.words[1]));
     }
     if (on.player.GetState() == Player::State::None) {
-        return Failed(nothingPlays);
+        return WhyNot(on.player);
     }
     return on.player.Seek(us) ? AnswerWithPosition(call) : Failed("the play cannot go there now");
 }
 
 Answer ControlCommands::Stop(const Call& /*call*/)
 {
-    return on.player.Stop() ? Done() : Failed(nothingPlays);
+    return on.player.Stop() ? Done() : WhyNot(on.player);
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 using namespace platform;
@@ -35,17 +36,18 @@ Answer Wait(ControlConnection& connection, std::int64_t withinUs, Poll poll)
     return Answer();
 }
 
-/// Takes the word that begins with \p name out of \p words. \return its rest, or \p otherwise
-std::string Take(std::vector<std::string>& words, const std::string& name, std::string otherwise)
+/// Takes the word that begins with \p name out of \p words. \return its rest, if it is there
+std::optional<std::string> Take(std::vector<std::string>& words, const std::string& name)
 {
+    std::optional<std::string> rest;
     const auto word = std::find_if(words.begin(), words.end(), [&](const std::string& candidate) {
         return candidate.compare(0, name.size(), name) == 0;
     });
     if (word != words.end()) {
-        otherwise = word->substr(name.size());
+        rest = word->substr(name.size());
         words.erase(word);
     }
-    return otherwise;
+    return rest;
 }
 
 }  // namespace
@@ -75,22 +77,22 @@ Answer ControlCommands::WaitSubscribers(const Call& call)
 Answer ControlCommands::Await(const Call& call)
 {
     std::vector<std::string> wanted(call.line.words.begin() + 1, call.line.words.end());
-    const std::string within = Take(wanted, "within=", "10s");
+    const std::string within = Take(wanted, "within=").value_or("10s");
     std::int64_t withinUs = 0;
     if (!words::ParseTime(within, withinUs)) {
         return Failed("within " + words::Quoted(within) + " is not a time, like 500ms or 2s");
     }
-    const std::string subscribers = Take(wanted, "subscribers=", "");
-    if (subscribers.empty()) {
+    const std::optional<std::string> subscribers = Take(wanted, "subscribers=");
+    if (!subscribers) {
         return AwaitRequest(call, wanted, withinUs);
     }
     unsigned int subscription = 0;
-    if (!words::ParseNumber(subscribers, subscription) || ItemOf(subscription) == 0) {
-        return Failed("there is no subscription " + words::Quoted(subscribers) +
+    if (!words::ParseNumber(*subscribers, subscription) || ItemOf(subscription) == 0) {
+        return Failed("there is no subscription " + words::Quoted(*subscribers) +
                       "; there are 1, 2, 3, 4, 6, 10 and 12");
     }
     return wanted.empty() ? AwaitSubscription(call, subscription, withinUs)
-                          : Failed("one of request= and subscribers=, not both");
+                          : Failed(words::Quoted(wanted[0]) + " does not go with subscribers=");
 }
 
 Answer ControlCommands::AwaitSubscription(const Call& call, unsigned int subscription,

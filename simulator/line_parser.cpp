@@ -33,6 +33,12 @@ LineParser::LineParser(Place placeOfLines, std::string folderOfFiles)
 const Directive* LineParser::Find(const Line& line)
 {
     mistakes.clear();
+    for (std::size_t i = 0; i < line.words.size(); ++i) {
+        if (line.words[i].find('\0') != std::string::npos) {  // it would end a file name
+            mistakes.push_back({line.columns[i], "a NUL character"});
+            return nullptr;
+        }
+    }
     std::string problem;
     const Directive* const found = FindDirective(line.words, place, problem);
     if (found == nullptr) {

@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <iostream>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -61,9 +62,9 @@ std::string CheckName(std::string& text)
 
 std::string CheckFileName(std::string& text) { return text.empty() ? "no file name" : ""; }
 
-std::string CheckSeekable(std::string& text)
+std::string CheckFile(std::string& text)
 {
-    return text == "-" ? "standard input cannot be checked" : CheckFileName(text);
+    return text == "-" ? "- is not a file" : CheckFileName(text);
 }
 
 /// Adds an option whose argument \p read takes, or refuses for the reason \p problem.
@@ -131,15 +132,15 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
         ->check(CLI::Validator(CheckFileName, ""));
     app.add_option("--record", options.record, "record all requests and publications")
         ->type_name("FILE")
-        ->check(CLI::Validator(CheckFileName, ""));
+        ->check(CLI::Validator(CheckFile, ""));
     app.add_option("--state", options.state, "begin with the state of this saved file or recording")
         ->type_name("FILE")
-        ->check(CLI::Validator(CheckSeekable, ""));
+        ->check(CLI::Validator(CheckFile, ""));
     AddPlayOptions(app, options);
     app.add_option("--check", options.check,
                    "check a scenario or a recording, write all mistakes on standard error and end")
         ->type_name("FILE")
-        ->check(CLI::Validator(CheckSeekable, ""));
+        ->check(CLI::Validator(CheckFile, ""));
     AddOption(
         app, "--for", "TIME", noTime,
         [&](const std::string& text) { return words::ParseTime(text, options.forUs.emplace()); },
@@ -160,11 +161,16 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
         if (options.playing.loop && options.play == "-") {
             throw CLI::ValidationError("--loop", "standard input cannot be repeated");
         }
+        if (options.playing.untilUs <= options.playing.fromUs) {
+            throw CLI::ValidationError("--until", "not after --from");
+        }
     } catch (const CLI::ExtrasError&) {
         app.exit(CLI::ParseError(NotAnOption(app, app.remaining()), status = words::exitUnusable));
         return false;
     } catch (const CLI::ParseError& error) {
-        status = app.exit(error) == 0 ? words::exitDone : words::exitUnusable;
+        status = app.exit(error) != 0       ? words::exitUnusable
+                 : std::cout.flush().good() ? words::exitDone
+                                            : words::exitFailed;
         return false;
     }
     for (const std::string& text : faults) {

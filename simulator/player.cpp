@@ -205,6 +205,7 @@ bool Player::SeekOn(Budget& budget)
     }
     if (records.empty()) {
         phase = Phase::Playing;
+        passTakesTime = false;  // it did not begin yet
         return true;
     }
     if (!Publish(records.begin()->second, budget)) {
@@ -284,7 +285,8 @@ bool Player::EndPass(Budget& budget)
     positionUs = endUs;
     next = nullptr;
     stepsLeft = 0;
-    if (!options.loop || !source->Rewind()) {
+    const bool isLooped = options.loop && endUs >= options.fromUs;
+    if (!isLooped || !source->Rewind()) {
         return End("");
     }
     // Without subscriber and time a pass would take a whole processor. After a long interruption
@@ -296,7 +298,6 @@ bool Player::EndPass(Budget& budget)
     } else {
         anchor = {takesTime ? now : now + milliseconds(100), options.fromUs};
     }
-    passTakesTime = false;
     budget.Spend(costOfASilentStep);
     BeginSeek(options.fromUs);
     return true;
@@ -364,18 +365,14 @@ bool Player::HasRequest()
     return found.has_value();
 }
 
-void Player::Begin()
-{
-    positionUs = 0;
-    passTakesTime = false;
-    BeginSeek(options.fromUs);
-}
+void Player::Begin() { BeginSeek(options.fromUs); }
 
 void Player::BeginSeek(std::int64_t us)
 {
     targetUs = us;
     positionUs = us;
     records.clear();
+    passTakesTime = false;
     phase = us > 0 ? Phase::Seeking : Phase::Playing;
 }
 

@@ -93,6 +93,8 @@ private:
         }
         if (const Directive* const directive = Current().parser.Find(line)) {
             Read(directive->word, line, std::move(key));
+        } else if (line.words[0] == "repeat") {
+            BeginRepeat(1);  // so that its end is no mistake
         }
         for (const LineMistake& mistake : Current().parser.Mistakes()) {
             Refuse(mistake.column, mistake.reason);
@@ -160,6 +162,11 @@ private:
             Refuse(line.columns[1], Quoted(line.words[1]) + " is not a number from 1 to 1000000");
             times = 1;
         }
+        BeginRepeat(times);
+    }
+
+    void BeginRepeat(unsigned int times)
+    {
         Current().repeats.push_back({Current().lineNumber, Current().column, times,
                                      scenario.steps.size(), scenario.lengthUs});
     }

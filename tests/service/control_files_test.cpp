@@ -108,6 +108,8 @@ TEST_F(ControlFiles, ThatCannotBeUsedChangeNothing)
     EXPECT_EQ(control.Ask("play " + torn), R"({"ok":false,"error":")" + mistake + R"("})");
     EXPECT_EQ(control.Ask("restore /nowhere"),
               R"({"ok":false,"error":"/nowhere: cannot be read: No such file or directory"})");
+    EXPECT_EQ(control.Ask("restore " + Write("empty", "")),
+              R"({"ok":false,"error":")" + files.Path() + R"(/empty: is not a recording"})");
     EXPECT_EQ(control.Ask("save " + files.Path()),
               R"({"ok":false,"error":")" + files.Path() + R"(: is not a file"})");
     EXPECT_EQ(control.Ask("save /nowhere/file"),
@@ -129,13 +131,17 @@ TEST_F(ControlFiles, ArePlayedStepByStep)
         {"seek 4s", R"({"ok":true,"positionUs":4000000})"},
         {"pause", R"({"ok":true,"positionUs":4000000})"},
         {"step 7", R"({"ok":true,"positionUs":4000000})"},
-        {"step", R"({"ok":false,"error":"nothing is played"})"},
+        {"pause", R"({"ok":false,"error":"the play has ended"})"},
+        {"resume", R"({"ok":false,"error":"the play has ended"})"},
+        {"step 0", R"({"ok":false,"error":"the play has ended"})"},
+        {"seek 2s", R"({"ok":true,"positionUs":2000000})"},
+        {"step 0", R"({"ok":true,"positionUs":2000000})"},
         {"stop", R"({"ok":true})"},
         {"stop", R"({"ok":false,"error":"nothing is played"})"},
         {"resume", R"({"ok":false,"error":"nothing is played"})"},
         {"seek 1", R"({"ok":false,"error":"nothing is played"})"},
         {"seek soon", R"({"ok":false,"error":"'soon' is not a time, like 500ms or 2s"})"},
-        {"step -1", R"({"ok":false,"error":"'-1' is not a number"})"},
+        {"step -1", R"({"ok":false,"error":"'-1' is not a number from 0 to 4294967295"})"},
     };
     const std::string path = Write("drive", messages);
     service.Start();
@@ -155,6 +161,7 @@ TEST_F(ControlFiles, ArePlayedAsTheirOptionsSay)
         {"rate=fast", R"({"ok":false,"error":"'fast' is not a rate"})"},
         {"from=soon", R"({"ok":false,"error":"'soon' is not a time, like 500ms or 2s"})"},
         {"lop", R"({"ok":false,"error":"unknown option 'lop'; did you mean loop?"})"},
+        {"from=2s until=2s", R"({"ok":false,"error":"until is not after from"})"},
         {"paused from=2s", R"({"ok":true,"positionUs":2000000})"},
     };
     const std::string path = Write("drive", messages);

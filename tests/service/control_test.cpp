@@ -4,6 +4,7 @@
 #include "tests/service/SimulatorSession.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <sys/stat.h>
 
 namespace {
@@ -93,6 +94,12 @@ TEST_F(Control, AnswersEveryLineInOrder)
          Refused("there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12")},
         {"await subscribers=10 within=soon",
          Refused("within 'soon' is not a time, like 500ms or 2s")},
+        {"await subscribers=", Refused("there is no subscription ''; there are 1, 2, 3, 4, 6, 10 "
+                                       "and 12")},
+        {"await subscribers=10 within=1 within=2",
+         Refused("'within=2' does not go with subscribers=")},
+        {"await subscribers=10 request=Ping",
+         Refused("'request=Ping' does not go with subscribers=")},
         {"await request=Pong", Refused("'Pong' is not a request; did you mean Ping?")},
         {"await request=Ping within=1ms", timedOut},
         {"disconnect 7", Refused("there is no client '7'")},
@@ -109,6 +116,9 @@ TEST_F(Control, AnswersEveryLineInOrder)
         EXPECT_EQ(control.ReceiveLine(), one.answer) << one.line;
     }
     service.Process().WaitForErrors("SubtitleMgrSim: all is well\n");
+    control.Send(std::string("record ") + files.Path() + "/record" + '\0' + "ing\n");
+    EXPECT_EQ(control.ReceiveLine(), Refused("a NUL character"));
+    EXPECT_TRUE(std::filesystem::is_empty(files.Path()));
 }
 
 TEST_F(Control, ShowsTheState)

@@ -69,7 +69,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "--regions: not a list of numbers and ranges like 1,3-5"},
         BadOptions{
             "LoopedInput", {"--play", "-", "--loop"}, "--loop: standard input cannot be repeated"},
-        BadOptions{"CheckedInput", {"--check", "-"}, "--check: standard input cannot be checked"},
+        BadOptions{"EmptyPart",
+                   {"--play", "-", "--from", "2", "--until", "1"},
+                   "--until: not after --from"},
+        BadOptions{"CheckedInput", {"--check", "-"}, "--check: - is not a file"},
+        BadOptions{"RecordedOutput", {"--record", "-"}, "--record: - is not a file"},
+        BadOptions{"StateFromInput", {"--state", "-"}, "--state: - is not a file"},
         BadOptions{"EmptyJournal", {"--journal", ""}, "--journal: no file name"},
         BadOptions{"EmptyScenario", {"--play", ""}, "--play: no file name"},
         BadOptions{"UnknownFault",
@@ -82,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Start, IsRefusedWithABadScenario)
 {
     const std::string path = files / "bad.scenario";
-    WriteWholeFile(path, "# fine\n\nsleep 5\nrepeat\nsleep five\n");
+    WriteWholeFile(path, "# fine\n\nsleep 5\nrepeat\nsleep five\nend\n");
     ExpectRefused({"--play", path}, 2,
                   path + ":4:1: expected: repeat COUNT\n" + path +
                       ":5:7: 'five' is not a time like 500 (milliseconds), 500ms or 2s");
@@ -191,6 +196,16 @@ TEST_F(Help, FitsIn80Columns)
         EXPECT_LE(line.size(), 80u) << line;
     }
     EXPECT_EQ(RunToEnd({"--version"}).output, "SubtitleMgrSim " SUBTITLE_VERSION "\n");
+}
+
+TEST_F(Help, FailsWhenTheOutputIsFull)
+{
+    const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ChildProcess::Options settings;
+    settings.output = full.Get();
+    for (const char* option : {"--help", "--version"}) {
+        EXPECT_EQ(Launch({option}, settings)->WaitForExit(), 1) << option;
+    }
 }
 
 }  // namespace

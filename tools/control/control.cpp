@@ -7,6 +7,7 @@
 #include "words/exit_status.h"
 #include "words/text.h"
 
+#include <cstdio>
 #include <iostream>
 
 namespace control {
@@ -47,7 +48,7 @@ int Control::RunInput()
         const int status = line.size() > longestLine
                                ? Fail(words::exitUnusable, place + "longer than 64 KiB")
                                : RunCommand(words::Split(line));
-        if (!service.IsUsable() || !std::cout.good()) {
+        if (!service.IsUsable() || std::ferror(stdout) != 0) {
             return status;
         }
         firstFailure = firstFailure == words::exitDone ? status : firstFailure;

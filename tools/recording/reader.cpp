@@ -254,7 +254,7 @@ bool Reader::CheckOrder(const AnyLine& line, const Moment& at, LineMistake& mist
         return false;
     }
     if (!isHeader && lineNumber == 1 && start == Start::WithHeader) {
-        mistake = {1, "the first line is not the header of a recording"};
+        mistake = {1, "the first line is not the header of a recording; a journal has none"};
         return false;
     }
     if (at.monoUs < lastMonoUs) {

@@ -126,4 +126,19 @@ TEST_F(Control, EndsWithStatus1WhenTheOutputIsFull)
     EXPECT_EQ(program->Errors(), "SubtitleMgrCtl: standard output: No space left on device\n");
 }
 
+TEST_F(Control, SendsNoFurtherLineWhenTheOutputIsFull)
+{
+    const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ChildProcess::Options settings;
+    settings.output = full.Get();
+    RawService service(ControlSocket());
+    const auto program = Launch({"--json", "-"}, settings);
+    program->Write("state\nquit\n");
+    const auto connection = service.Accept();
+    connection->ReceiveLine();
+    connection->Send("{\"ok\":true}\n");
+    EXPECT_EQ(program->WaitForExit(), 1);
+    EXPECT_EQ(program->Errors(), "SubtitleMgrCtl: standard output: No space left on device\n");
+}
+
 }  // namespace

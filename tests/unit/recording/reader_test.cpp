@@ -150,7 +150,7 @@ TEST(Reader, MayBeginWithoutHeader)
     EXPECT_EQ(Read(header + visibility, Reader::Start::HeaderOptional).lines, header + visibility);
     EXPECT_EQ(Read("", Reader::Start::HeaderOptional).mistake, "");
     EXPECT_EQ(Read(visibility).mistake,
-              "drive:1:1: the first line is not the header of a recording");
+              "drive:1:1: the first line is not the header of a recording; a journal has none");
     EXPECT_EQ(Read(visibility).lines, "");
 }
 

@@ -312,6 +312,30 @@ TEST_F(Player, RestsBetweenPassesWithoutSubscriberAndTime)
     }
 }
 
+TEST_F(Player, RestsBetweenPassesThatBeginAtTheEnd)
+{
+    options.loop = true;
+    options.fromUs = 2500000;
+    Play(threeMessages);
+    for (int turn = 0; turn < 10; ++turn) {
+        player.Advance();
+    }
+    EXPECT_EQ(Regions(), (Numbers{1, 2, 3, 1, 2, 3}));
+    EXPECT_EQ(WaitMs(), 100);
+}
+
+TEST_F(Player, DoesNotLoopFromAfterTheEnd)
+{
+    options.loop = true;
+    options.fromUs = 2500001;
+    Play(threeMessages);
+    for (int turn = 0; turn < 10; ++turn) {
+        player.Advance();
+    }
+    EXPECT_EQ(Regions(), (Numbers{1, 2, 3}));
+    EXPECT_TRUE(player.HasEnded());
+}
+
 TEST_F(Player, LeavesOutPassesAfterALongInterruption)
 {
     options.loop = true;

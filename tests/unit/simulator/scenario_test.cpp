@@ -168,6 +168,7 @@ TEST_F(Scenario, IsRefusedWithEveryMistake)
          "main:1:8: '0' is not a number from 1 to 1000000\n"
          "main:2:1: unknown directive 'visibilty'; did you mean visibility?\n"},
         {"repeat twice\nend", "main:1:8: 'twice' is not a number from 1 to 1000000\n"},
+        {"repeat\nend", "main:1:1: expected: repeat COUNT\n"},
         {"include missing", "main:1:9: 'missing' cannot be read: No such file or directory\n"},
         {"include included\nend", "included:2:1: expected: visibility REGION true|false\n"
                                   "included:3:1: repeat without end\n"
@@ -179,6 +180,8 @@ TEST_F(Scenario, IsRefusedWithEveryMistake)
     for (const auto& row : rows) {
         EXPECT_EQ(MistakesOf(row.text), row.mistakes) << row.text;
     }
+    const std::string nul(1, '\0');
+    EXPECT_EQ(MistakesOf("include included" + nul + "\n"), "main:1:9: a NUL character\n");
 }
 
 TEST_F(Scenario, ShowsTwentyMistakes)
