@@ -88,6 +88,8 @@ TEST_F(MessagingDirectory, IsRefusedWhenItCannotBeMade)
     EXPECT_EQ(ReadWholeFile(path), "precious");
     Configure(folder / "no/such/folder");
     EXPECT_EQ(directory.Open(), ENOENT);
+    EXPECT_EQ(directory.Problem(), "messaging directory " + (folder / "no/such/folder") +
+                                       ": cannot be made: No such file or directory");
 }
 
 TEST_F(MessagingDirectory, IsInTheRuntimeFolderOrTmpUnlessNamed)

@@ -167,12 +167,17 @@ TEST_F(Sink, CountsLinesForAReaderThatHasGone)
 
 TEST_F(Sink, CountsLinesForAClosedDescriptor)
 {
+    const Ends ends = Pipe();
     const int closed = Pipe().writer.Get();
-    sink.Use(closed);
-    Write(line);
-    Write(line);
-    EXPECT_EQ(sink.Lost(), 2u);
-    EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
+    for (int round = 0; round < 2; ++round) {
+        sink.Use(closed);
+        Write(line);
+        Write(line);
+        EXPECT_EQ(sink.Lost(), 2u);
+        EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
+        sink.Use(ends.writer.Get());
+        EXPECT_TRUE(sink.Flush());
+    }
 }
 
 TEST_F(Sink, CountsALineLostToAFailedAllocation)
