@@ -172,8 +172,9 @@ TEST_F(LogLevelOfService, ReturnsActionAfterTheLevelIsSet)
 TEST_F(LogLevelOfService, ReturnsMistakeWhenTheLevelCannotBeSet)
 {
     EXPECT_EQ(Handle("9\n", refused + U32(0)), 2);
-    EXPECT_EQ(Handle("nine\n", accepted + U32(7)), 2);
-    EXPECT_EQ(Handle("99999999999999999999999\n", accepted + U32(7)), 2);
+    for (const char* typed : {"nine\n", "9x\n", "4294967296\n", "99999999999999999999999\n"}) {
+        EXPECT_EQ(Handle(typed, accepted + U32(7)), 2) << typed;
+    }
     EXPECT_EQ(errors, "Error setting the log level of SubtitleMgr: not a number from 0 to "
                       "4294967295: 99999999999999999999999\n");
     EXPECT_EQ(Handle("9\n", accepted + U32(7), refused), 2);
