@@ -36,7 +36,7 @@ def line(name, row):
         name + " ▲" * row.get("first", False),
         row["fault"],
         row["ours"],
-        ", ".join(f"`{test}`" for test in row["tests"]) or "none yet",
+        ", ".join(f"`{test}`" for test in row["tests"]),
         "; ".join(row["breaks"]),
     ]
     return "| " + " | ".join(cell.replace("|", "\\|") for cell in cells) + " |\n"

@@ -14,17 +14,14 @@ sys.dont_write_bytecode = True  # keeps the source folder clean
 
 import fault_page
 
-KEYS = {"first", "todo", "fault", "ours", "tests", "breaks"}
+KEYS = {"first", "fault", "ours", "tests", "breaks"}
 
 
 def problems_of(row):
     """Yields the errors of one row."""
     if not KEYS.issuperset(row) or not all(row.get(key) for key in ("fault", "ours")):
         yield "unknown keys, no fault or no reaction"
-    if row.get("todo"):
-        if row["tests"]:
-            yield "has tests, but is marked as todo"
-    elif not row["tests"]:
+    if not row["tests"]:
         yield "names no test"
     elif row.get("first") and not row["breaks"]:
         yield "tests/mutants/breaks.toml has no break"
@@ -92,7 +89,7 @@ def missing(name, build_tests, left_out, devices):
 
 
 def main():
-    """Prints errors and rows to do. Returns the exit status."""
+    """Prints errors. Returns the exit status."""
     root, build, ctest = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
     rows = fault_page.load()
     found = list(gaps(rows))
@@ -110,7 +107,7 @@ def main():
         for name, row in rows.items():
             wrong = (missing(test, build_tests, left_out, devices) for test in row["tests"])
             found += [f"{name}: {text}" for text in wrong if text]
-    print("\n".join(found + [f"{name}: to do" for name, row in rows.items() if row.get("todo")]))
+    print("\n".join(found))
     print(f"{len(rows)} rows, {sum(len(row['tests']) for row in rows.values())} names of tests")
     return 1 if found else 0
 
