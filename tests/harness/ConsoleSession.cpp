@@ -1,7 +1,5 @@
 #include "tests/harness/ConsoleSession.h"
 
-#include "tests/harness/wait_limits.h"
-
 #include <stdexcept>
 
 ConsoleSession::ConsoleSession() : simulated(messaging.Path()) {}
@@ -64,9 +62,3 @@ std::string ConsoleSession::ErrorText()
 int ConsoleSession::ExitStatus() { return Client().WaitForExit(); }
 
 std::string ConsoleSession::LogText() const { return ReadWholeFile(ownFiles / "log"); }
-
-void ConsoleSession::ExpectLog(const std::string& text) const
-{
-    WaitUntil([&] { return LogText().find(text) != std::string::npos; },
-              [&] { return text + " in the log:\n" + LogText(); });
-}

@@ -47,8 +47,6 @@ protected:
 
     /// All log entries of the client up to now.
     std::string LogText() const;
-    /// Waits until the log has \p text.
-    void ExpectLog(const std::string& text) const;
 
     /// The messaging directory.
     const TempDir& Directory() const { return messaging; }

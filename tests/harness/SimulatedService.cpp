@@ -169,12 +169,6 @@ std::vector<std::string> SimulatedService::WaitForJournalLines(std::size_t count
     return JournalLines();
 }
 
-void SimulatedService::WaitForJournalLine(const std::string& line) const
-{
-    WaitUntil([&] { return ("\n" + ReadJournal()).find("\n" + line + "\n") != std::string::npos; },
-              [&] { return line + " in the journal:\n" + ReadJournal(); });
-}
-
 std::string SimulatedService::SocketPath() const { return directory + "/" + name; }
 
 ChildProcess& SimulatedService::Process()

@@ -47,7 +47,6 @@ public:
     std::vector<std::string> JournalLines() const;
     /// Waits for the journal. \return its lines, \p count or more
     std::vector<std::string> WaitForJournalLines(std::size_t count) const;
-    void WaitForJournalLine(const std::string& line) const;
 
     std::string SocketPath() const;
     /// The running program; only after a start.

@@ -20,7 +20,6 @@ std::string Menu(const std::string& state)
 std::string UsageText() { return SharedText("usage"); }
 std::string SubscribedMenu() { return Menu("subscribed"); }
 std::string UnsubscribedMenu() { return Menu("unsubscribed"); }
-std::string AcceptedSubscriptions() { return SharedText("subscribing"); }
 
 std::string RegionReport(const std::map<unsigned, std::string>& rows, const std::string& otherShare)
 {

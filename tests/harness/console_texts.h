@@ -11,9 +11,6 @@ std::string UsageText();
 std::string SubscribedMenu();
 std::string UnsubscribedMenu();
 
-/// The output of key 1 when the service accepts all subscriptions.
-std::string AcceptedSubscriptions();
-
 /// The statistics report.
 ///
 /// \param rows        rows of regions with traffic, by region, without the newline
