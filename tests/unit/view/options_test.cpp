@@ -1,0 +1,126 @@
+#include "view/options.h"
+#include "tests/harness/arguments.h"
+#include "tests/unit/captured_console.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace view;
+
+namespace {
+
+struct Parsed {
+    bool goesOn = false;
+    int status = -1;
+    Options options;
+    std::string output;
+    std::string errors;
+};
+
+Parsed Parse(std::vector<std::string> words)
+{
+    words.insert(words.begin(), "SubtitleMgrView");
+    Arguments arguments(words);
+    Parsed parsed;
+    parsed.output = OutputOf([&] {
+        parsed.errors = ErrorsOf([&] {
+            parsed.goesOn =
+                ParseOptions(arguments.Count(), arguments.Words(), parsed.options, parsed.status);
+        });
+    });
+    return parsed;
+}
+
+Options Good(const std::vector<std::string>& words)
+{
+    const Parsed parsed = Parse(words);
+    EXPECT_TRUE(parsed.goesOn) << parsed.errors;
+    EXPECT_EQ(parsed.output + parsed.errors, "");
+    return parsed.options;
+}
+
+TEST(Options, HaveDefaults)
+{
+    const Options options = Good({"terminal", "drive.jsonl"});
+    EXPECT_EQ(options.command, Command::Terminal);
+    EXPECT_EQ(options.input, "drive.jsonl");
+    EXPECT_FALSE(options.atUs || options.region);
+    EXPECT_EQ(options.width, 640u);
+    EXPECT_EQ(options.scale, 1u);
+    EXPECT_FALSE(options.everyChange || options.noColor);
+}
+
+TEST(Options, AreSet)
+{
+    const Options options = Good({"png", "--at", "1.5", "--region=255", "-", "--width", "1",
+                                  "--scale", "16", "--every-change", "-o", "pictures"});
+    EXPECT_EQ(options.command, Command::Png);
+    EXPECT_EQ(options.input, "-");
+    EXPECT_EQ(options.atUs, 1500000);
+    EXPECT_EQ(options.region, 255u);
+    EXPECT_EQ(options.width, 1u);
+    EXPECT_EQ(options.scale, 16u);
+    EXPECT_TRUE(options.everyChange);
+    EXPECT_EQ(options.output, "pictures");
+    EXPECT_TRUE(Good({"--no-color", "terminal", "-"}).noColor);
+    EXPECT_EQ(Good({"from-png", "--output", "x", "--", "-a.png"}).input, "-a.png");
+}
+
+TEST(Options, AreRefused)
+{
+    const struct {
+        std::vector<std::string> words;
+        std::string mistake;
+    } rows[] = {
+        {{}, "no command"},
+        {{"pgn", "a"}, "'pgn': unknown command; did you mean png?"},
+        {{"frobnicate"}, "'frobnicate': unknown command"},
+        {{"png", "-o", "d"}, "no recording"},
+        {{"from-png", "-o", "d"}, "no picture"},
+        {{"png", "a", "b"}, "'b': unexpected word"},
+        {{"png", "a"}, "-o is missing: the folder of the files"},
+        {{"from-png", "a"}, "-o is missing: the folder of the files"},
+        {{"png", "a", "-o", ""}, "--output: no folder"},
+        {{"from-png", "a", "-o", "-"}, "-o -: only for the command png"},
+        {{"png", "a", "-o", "-", "--every-change"}, "-o -: not with --every-change"},
+        {{"terminal", "a", "-o", "d"}, "--output: not for the command terminal"},
+        {{"terminal", "a", "--scale", "2"}, "--scale: not for the command terminal"},
+        {{"terminal", "a", "--every-change"}, "--every-change: not for the command terminal"},
+        {{"png", "a", "--no-color"}, "--no-color: not for the command png"},
+        {{"from-png", "a", "--at", "1"}, "--at: not for the command from-png"},
+        {{"from-png", "a", "--width", "1"}, "--width: not for the command from-png"},
+        {{"png", "--at", "1m"}, "--at: '1m' is not a time like 500ms, 2s or 1.5"},
+        {{"png", "--region", "256"}, "--region: '256' is not a number from 0 to 255"},
+        {{"png", "--width", "0"}, "--width: '0' is not a number from 1 to 16384"},
+        {{"png", "--width", "16385"}, "--width: '16385' is not a number from 1 to 16384"},
+        {{"png", "--scale", "17"}, "--scale: '17' is not a number from 1 to 16"},
+        {{"png", "--scale"}, "'--scale': a value is missing"},
+        {{"png", "--scales"}, "'--scales': unknown option; did you mean --scale?"},
+        {{"png", "-x"}, "'-x': unknown option"},
+        {{"png", "--version=1"}, "'--version=1': the option takes no value"},
+    };
+    for (const auto& row : rows) {
+        const Parsed parsed = Parse(row.words);
+        EXPECT_FALSE(parsed.goesOn) << row.mistake;
+        EXPECT_EQ(parsed.status, 2);
+        EXPECT_EQ(parsed.output, "");
+        EXPECT_EQ(parsed.errors, "SubtitleMgrView: " + row.mistake +
+                                     "\nSubtitleMgrView --help shows the commands and options.\n");
+    }
+}
+
+TEST(Options, ShowHelpOf80Columns)
+{
+    const Parsed parsed = Parse({"--help"});
+    EXPECT_FALSE(parsed.goesOn);
+    EXPECT_EQ(parsed.status, 0);
+    EXPECT_EQ(parsed.errors, "");
+    EXPECT_EQ(parsed.output.find("Usage: SubtitleMgrView"), 0u);
+    std::istringstream lines(parsed.output);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80u) << line;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+#include "view/messages.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace view {
+
+using recording::Reader;
+
+Messages::Messages(const std::string& file, std::optional<std::int64_t> untilUsToUse)
+    : name(file), untilUs(untilUsToUse),
+      fd(name == "-" ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)),
+      reader(name, name == "-" ? Reader::Start::HeaderOptional : Reader::Start::WithHeader)
+{
+    if (fd < 0) {
+        mistake = name + ": " + std::strerror(errno);
+    }
+}
+
+Messages::~Messages()
+{
+    if (fd > STDERR_FILENO) {
+        close(fd);
+    }
+}
+
+const recording::Notification* Messages::Next()
+{
+    while (mistake.empty()) {
+        switch (reader.Next(line)) {
+        case Reader::Found::Line:
+            if (const auto* const request = std::get_if<recording::Request>(&line)) {
+                if (!IsWanted(request->at)) {
+                    return nullptr;
+                }
+            } else if (const auto* const found = std::get_if<recording::Notification>(&line)) {
+                if (!IsWanted(found->at)) {
+                    return nullptr;
+                }
+                if (found->data.AreThere()) {
+                    return found;
+                }
+                mistake = name + ":" + std::to_string(LineNumber()) + ":1: it has no bytes";
+            }
+            break;
+        case Reader::Found::NeedsInput: Read(); break;
+        case Reader::Found::End: return nullptr;
+        case Reader::Found::Mistake: mistake = reader.Mistake(); break;
+        }
+    }
+    return nullptr;
+}
+
+bool Messages::IsWanted(const recording::Moment& at)
+{
+    firstUs = firstUs ? firstUs : at.monoUs;
+    return !untilUs || at.monoUs - *firstUs <= *untilUs;
+}
+
+void Messages::Read()
+{
+    std::size_t room = 0;
+    char* const bytes = reader.Room(room);
+    const ssize_t count = read(fd, bytes, room);
+    if (count > 0) {
+        reader.Received(static_cast<std::size_t>(count));
+    } else if (count == 0) {
+        reader.EndInput();
+    } else if (errno != EINTR) {
+        mistake = name + ": cannot be read: " + std::strerror(errno);
+    }
+}
+
+}  // namespace view

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "recording/reader.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace view {
+
+/// The notifications of a recording up to a moment.
+class Messages {
+public:
+    /// \param file     `-` for standard input, which may begin without a header
+    /// \param untilUs  since the first message; nothing for the end
+    Messages(const std::string& file, std::optional<std::int64_t> untilUs);
+    ~Messages();
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
+
+    /// \return null at the moment, the end or a mistake. The bytes are valid until the next call.
+    const recording::Notification* Next();
+
+    /// Of a recording that is not whole; empty for none.
+    const std::string& Mistake() const { return mistake; }
+
+    /// The line of the notification found last, from 1.
+    std::size_t LineNumber() const { return reader.LineNumber(); }
+
+private:
+    /// \return whether the line is not after the moment
+    bool IsWanted(const recording::Moment& at);
+    void Read();
+
+    const std::string name;
+    const std::optional<std::int64_t> untilUs;
+    int fd;
+    recording::Reader reader;
+    recording::AnyLine line;
+    std::optional<std::int64_t> firstUs;
+    std::string mistake;
+};
+
+}  // namespace view
