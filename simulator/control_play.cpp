@@ -78,6 +78,9 @@ Answer ControlCommands::AnswerWithPosition(const Call& call)
         if (player.IsBusy()) {
             return Answer();
         }
+        if (player.GetState() == Player::State::None) {
+            return WhyNot(player);  // another control client has stopped it
+        }
         return player.Mistake().empty()
                    ? Done("\"positionUs\":" + std::to_string(player.PositionUs()))
                    : Failed(player.Mistake());

@@ -55,6 +55,16 @@ TEST_F(ControlClients, MayLeaveWhileTheyWait)
     EXPECT_EQ(Operate().Ask("log x"), done);
 }
 
+TEST_F(ControlClients, AreDisconnectedAtTheEndWhileTheyWait)
+{
+    ControlClient waiting = Operate();
+    waiting.Send("await subscribers=10 within=30s\nlog never\n");
+    EXPECT_EQ(Operate().Ask("quit"), R"({"ok":true})");
+    waiting.ExpectClosed();
+    ExpectCleanEnd(service.Process());
+    EXPECT_EQ(service.Process().Errors().find("never"), std::string::npos);
+}
+
 TEST_F(ControlClients, AreDroppedWhenTheyDoNotRead)
 {
     ControlClient deaf = Operate();

@@ -1,5 +1,6 @@
 // Plays of recordings: from a file, a pipe, a terminal.
 
+#include "tests/service/ControlClient.h"
 #include "tests/service/SimulatorSession.h"
 
 #include "platform/src/deadline.h"
@@ -55,6 +56,29 @@ TEST_F(Play, OfAPipeShowsEachMessageAsItArrives)
     service.Process().CloseInput();
     service.Process().WaitForErrors("SubtitleMgrSim: recording ended\n");
     EXPECT_EQ(client.Ask(messages::ping), "");
+}
+
+TEST_F(Play, OfAPipeIsSteppedAndSoughtForwards)
+{
+    service.Option("--play").Option("-").Option("--paused").Start();
+    service.Process().Write(header + Line(1) + Line(2, 1000000) + Line(3, 2000000));
+    ControlClient control(service.SocketPath());
+    ControlClient other(service.SocketPath());
+    const std::string passed = R"({"ok":false,"error":"the play cannot go there now"})";
+    EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":0})");
+    EXPECT_EQ(control.Ask("seek 2s"), R"({"ok":true,"positionUs":2000000})");
+    EXPECT_EQ(control.Ask("seek 1s"), passed);
+    EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":2000000})");
+    control.Send("step\n");
+    service.Process().Write(Line(4, 3000000));
+    EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
+    control.Send("step\n");
+    for (const Deadline limit(10000);
+         other.Ask("state").find(R"("waitsFor":"input")") == std::string::npos;) {
+        ASSERT_FALSE(limit.HasPassed());
+    }
+    EXPECT_EQ(other.Ask("stop"), R"({"ok":true})");
+    EXPECT_EQ(control.ReceiveLine(), R"({"ok":false,"error":"nothing is played"})");
 }
 
 TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)

@@ -68,6 +68,18 @@ TEST_F(Recording, BeginsAndEndsByControl)
               "\n");
 }
 
+TEST_F(Recording, BeginsWithTheRestoredState)
+{
+    const std::string header = R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,)";
+    const std::string line =
+        R"("notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true)";
+    WriteWholeFile(files / "state",
+                   header + "\"monoUs\":0}\n{\"monoUs\":0,\"wallUs\":0," + line + "}\n");
+    EXPECT_EQ(RunToEnd({"--state", files / "state", "--record", path, "--for", "0"}).status, 0);
+    EXPECT_NE(PlainLines(ReadWholeFile(path)).find("{" + line + ",\"receivers\":0}\n"),
+              std::string::npos);
+}
+
 TEST_F(Recording, DoesNotEmptyAFileWhenTheNameIsTaken)
 {
     service.Option("--record").Option(path).Start();
