@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Records the demo with tap and service: schema_test.py TAP SERVICE SCENARIO.
 
-Checks both recordings and the journal with schema and Python, and compares the recordings.
+Checks both recordings, the journal and a saved state with schema and Python, and compares the
+recordings.
 """
 
 import os
+import socket
 import subprocess
 import sys
 import tempfile
@@ -33,7 +35,7 @@ def main(arguments):
     tap, service, scenario = arguments
     with tempfile.TemporaryDirectory() as folder:
         environment = dict(os.environ, LINX_DIR=os.path.join(folder, "linx"))
-        written = [os.path.join(folder, name) for name in ("recording", "journal")]
+        written = [os.path.join(folder, name) for name in ("recording", "journal", "state")]
         options = ["--play", scenario, "--loop", "--record", written[0], "--journal", written[1]]
         playing = subprocess.Popen(
             ["setpriv", "--pdeathsig=KILL", service, "--quiet", *options],
@@ -49,11 +51,16 @@ def main(arguments):
                 env=environment,
                 timeout=60,
             ).stdout
+            with socket.socket(socket.AF_UNIX) as control:
+                control.settimeout(60)
+                control.connect(os.path.join(folder, "linx", "SubtitleMgr.control"))
+                control.sendall(f"save {written[2]}\n".encode())
+                assert control.recv(100).startswith(b'{"ok":true')
         finally:
             playing.terminate()
             playing.wait()
             playing.stdout.close()
-        of_service, journal = [open(path, "rb").read() for path in written]
+        of_service, journal, state = [open(path, "rb").read() for path in written]
     lines = checked_lines(recording)
     assert len(lines) == COUNT + 1, len(lines)
     recorded = checked_lines(of_service)
@@ -61,6 +68,7 @@ def main(arguments):
     assert [line for line in recorded if "request" in line and "data" not in line] == [
         checked_line(line) for line in journal.splitlines(keepends=True)
     ], journal
+    assert len(checked_lines(state)) > 8, state
     kinds = {line.get("notification") for line in lines[1:]}
     assert kinds == {"RegionData", "RegionVisibility", "Palette"}, kinds
 
