@@ -42,3 +42,12 @@ if(TARGET SubtitleMgrSim)
     DESTINATION "${doc_dir}/subtitlemgr-sim" COMPONENT sim)
   include(packaging/packages.cmake)
 endif()
+
+if(TARGET SubtitleMgrView)
+  install(TARGETS SubtitleMgrView RUNTIME COMPONENT view)
+  install(FILES docs/man/SubtitleMgrView.1
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT view)
+  install_completion(view SubtitleMgrView)
+  install(FILES packaging/copyright CHANGELOG.md
+    DESTINATION "${doc_dir}/subtitlemgr-view" COMPONENT view)
+endif()

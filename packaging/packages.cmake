@@ -1,4 +1,4 @@
-# Debian packages of the two components; script/package makes them.
+# Debian packages of the components; script/package makes them.
 
 # Only the programs are packaged: do not build tests and benchmarks for them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
@@ -20,6 +20,9 @@ endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL cli sim)
+if(TARGET SubtitleMgrView)
+  list(APPEND CPACK_COMPONENTS_ALL view)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
@@ -34,6 +37,8 @@ set(CPACK_DEBIAN_CLI_PACKAGE_NAME subtitlemgr-cli)
 set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-sim")
 set(CPACK_DEBIAN_SIM_PACKAGE_NAME subtitlemgr-sim)
 set(CPACK_DEBIAN_SIM_PACKAGE_SUGGESTS "bash-completion, openssh-client, subtitlemgr-cli")
+set(CPACK_DEBIAN_VIEW_PACKAGE_NAME subtitlemgr-view)
+set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-cli, subtitlemgr-sim")
 
 # Written by hand: the tool that finds dependencies does not know the libraries of another
 # architecture. tests/packaging/ compares them with what the programs are linked with.
@@ -47,6 +52,8 @@ if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
   endif()
   set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS
     "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 12)")
+  set(CPACK_DEBIAN_VIEW_PACKAGE_DEPENDS
+    "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libpng16-16 (>= 1.6.2), libstdc++6 (>= 12)")
 endif()
 
 # Empty, so that each package begins with its own first line and not with the project's.
@@ -65,5 +72,10 @@ SubtitleMgrSim plays the subtitle service of an in-vehicle video system. It
 serves the requests of SubtitleMgrCli, publishes notifications, plays
 scenarios, keeps a journal, and causes faults on request. SubtitleMgrCtl drives
 it while it runs and shows its state.")
+set(CPACK_DEBIAN_VIEW_DESCRIPTION
+  "pictures of subtitle regions
+SubtitleMgrView turns recordings of the subtitle service of an in-vehicle video
+system into pictures of its regions, draws them on a terminal, and turns
+pictures into bitmaps and palettes for the console of SubtitleMgrCli.")
 
 include(CPack)

@@ -88,7 +88,7 @@ def described_options(page):
 def check_options():
     expect_same("options of the client", client_options(), described_options("SubtitleMgrCli.1"))
     expect_same("options of the service", service_options(), described_options("SubtitleMgrSim.1"))
-    for program in ("SubtitleMgrTap", "SubtitleMgrCtl"):
+    for program in ("SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView"):
         expect_same(program, tool_options(program), described_options(program + ".1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
@@ -108,6 +108,8 @@ def check_directives():
     expect_same("directives of scenarios", directives("Scenario", "Both"), described)
     described = find_all(r"^\.It Ic (\S+)", read("docs/man/SubtitleMgrCtl.1"))
     expect_same("commands", commands(), described)
+    described = find_all(r"^\.It Cm (\S+)", section("SubtitleMgrView.1", "DESCRIPTION"))
+    expect_same("commands of the view", view_commands(), described)
     rows = re.findall(
         r"Place::(?:Control|Both), .*,\s+\"(.*?)\",", read("tools/words/directives.h")
     )
@@ -116,6 +118,10 @@ def check_directives():
 
 def commands():
     return directives("Control", "Both") | {"ping", "top", "-"}
+
+
+def view_commands():
+    return find_all(r"^  ([a-z][a-z-]+) ", help_of("SubtitleMgrView"))
 
 
 def check_keys():
@@ -128,9 +134,10 @@ def check_keys():
 def check_environment():
     names = {
         path: find_all(r'(?:getenv|[vV]ariable)\("(\w+)"\)', read(path))
-        for path in sources_of("client", "platform/src", "simulator", "tools/control")
+        for path in sources_of("client", "platform/src", "simulator", "tools/control", "tools/view")
     }
     of_control = names.pop("tools/control/top.cpp")
+    of_view = names.pop("tools/view/draw_regions.cpp")
     everything = set().union(*names.values())
     # The service makes no log entries; it writes to standard error.
     services = everything - names["platform/src/LogMsg.cpp"]
@@ -138,6 +145,7 @@ def check_environment():
         ("SubtitleMgrCli.1", everything),
         ("SubtitleMgrSim.1", services),
         ("SubtitleMgrCtl.1", everything | of_control),
+        ("SubtitleMgrView.1", of_view),
     ):
         described = find_all(r"^\.It Ev (\S+)$", section(page, "ENVIRONMENT"))
         expect_same("environment in " + page, actual, described)
@@ -188,6 +196,7 @@ def check_messages():
         "subtitle-scenario.5": of_scenarios,
         "SubtitleMgrTap.1": sources_of("tools/tap"),
         "SubtitleMgrCtl.1": sources_of("tools/control") + of_control,
+        "SubtitleMgrView.1": sources_of("tools/view"),
         "subtitle-recording.5": sources_of("tools/recording"),
     }
     # Menus, prompts, headings, help and the forms of directives are no messages.
@@ -196,7 +205,7 @@ def check_messages():
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
         r"|Generating test|rows by"
     )
-    programs = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl")
+    programs = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
     help_text = " ".join(" ".join(help_of(program) for program in programs).split())
     for page, paths in sources.items():
         text = rendered(page)
@@ -273,11 +282,13 @@ def check_completion():
             ("SubtitleMgrCtl", tool_options("SubtitleMgrCtl")),
             ("SubtitleMgrSim", service_options()),
             ("SubtitleMgrTap", tool_options("SubtitleMgrTap")),
+            ("SubtitleMgrView", tool_options("SubtitleMgrView")),
         ):
             found = completions_in(program, "-") - {"-"}
             expect_same(completions_in.__name__ + " of " + program, options, found)
-        found = commands() & completions_in("SubtitleMgrCtl", "")  # files are offered too
-        expect_same(completions_in.__name__ + " of commands", commands(), found)
+        for program, known in (("SubtitleMgrCtl", commands()), ("SubtitleMgrView", view_commands())):
+            found = known & completions_in(program, "")  # files are offered too
+            expect_same(completions_in.__name__ + " of commands", known, found)
     for what, actual, program, *words in (
         ("the client's options", client_options(), "SubtitleMgrCli", ""),
         ("the service's options", service_options(), "SubtitleMgrSim", ""),
@@ -287,6 +298,9 @@ def check_completion():
         ("a command's faults", faults(), "SubtitleMgrCtl", "fault", ""),
         ("a word of play", {"paused"}, "SubtitleMgrCtl", "play", "drive.jsonl", "pa"),
         ("a recording", {"/proc"}, "SubtitleMgrCtl", "record", "/pro"),
+        ("options", tool_options("SubtitleMgrView"), "SubtitleMgrView", "png", "-"),
+        ("commands", view_commands(), "SubtitleMgrView", ""),
+        ("a recording", {"/proc"}, "SubtitleMgrView", "png", "-o", "x", "/pro"),
         ("kinds", tap_words("--kinds"), "SubtitleMgrTap", "--kinds", ""),
         ("formats", tap_words("--formats"), "SubtitleMgrTap", "--formats", ""),
         ("times", tap_words("--time"), "SubtitleMgrTap", "--time", ""),

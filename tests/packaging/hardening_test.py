@@ -12,7 +12,7 @@ import unittest
 
 BUILD_DIR = None
 IS_STATIC = False
-PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrCtl", "SubtitleMgrSim", "SubtitleMgrTap")
+PROGRAMS = ["SubtitleMgrCli", "SubtitleMgrCtl", "SubtitleMgrSim", "SubtitleMgrTap"]
 LIBRARIES = (
     "libsubtitle_client.a",
     "platform/libsubtitle_platform.a",
@@ -85,4 +85,6 @@ class EachProgram(unittest.TestCase):
 if __name__ == "__main__":
     BUILD_DIR = sys.argv[1]
     IS_STATIC = sys.argv[2] == "is_static"
+    if os.path.exists(os.path.join(BUILD_DIR, "bin/SubtitleMgrView")):  # for the desk only
+        PROGRAMS.append("SubtitleMgrView")
     unittest.main(argv=sys.argv[:1], verbosity=2)

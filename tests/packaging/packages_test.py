@@ -22,6 +22,7 @@ PROGRAMS = {
     "SubtitleMgrCtl": "subtitlemgr-sim",
     "SubtitleMgrSim": "subtitlemgr-sim",
     "SubtitleMgrTap": "subtitlemgr-cli",
+    "SubtitleMgrView": "subtitlemgr-view",
 }
 CONTENTS = {
     package: ["usr/share/doc/%s/CHANGELOG.md" % package, "usr/share/doc/%s/copyright" % package]
@@ -51,6 +52,7 @@ LIBRARIES = {
     "ld.so.1": "libc6",
     "ld-linux-x86-64.so.2": "libc6",
     "libgcc_s.so.1": "libgcc-s1",
+    "libpng16.so.16": "libpng16-16",
     "libstdc++.so.6": "libstdc++6",
     "libatomic.so.1": "libatomic1",
 }
@@ -224,5 +226,6 @@ if __name__ == "__main__":
         at = sys.argv.index("--")
         EMULATOR = sys.argv[at + 1 :]
         sys.argv = sys.argv[:at]
+        del CONTENTS[PROGRAMS.pop("SubtitleMgrView")]  # for the desk only
     BUILD_DIR, VERSION, PROCESSOR = sys.argv[1:4]
     unittest.main(argv=sys.argv[:1], verbosity=2)

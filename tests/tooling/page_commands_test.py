@@ -44,7 +44,7 @@ def commands_of(text):
         if kind == "sh":
             yield from block.splitlines()
     for command in re.findall(r"`([^`\n]+ [^`\n]+)`", BLOCK.sub("", text)):
-        if re.match(r"script/|cmake |man |ps |printf |SubtitleMgr(Cli|Ctl|Sim) ", command):
+        if re.match(r"script/|cmake |man |ps |printf |SubtitleMgr(Cli|Ctl|Sim|View) ", command):
             yield command
 
 
@@ -79,6 +79,9 @@ class Commands(unittest.TestCase):
             ),
             "SubtitleMgrSim": lambda command: self.check_options(
                 command, "SubtitleMgrSim", "--help"
+            ),
+            "SubtitleMgrView": lambda command: self.check_options(
+                command, "SubtitleMgrView", "--help"
             ),
         }
         count = 0
