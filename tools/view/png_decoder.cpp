@@ -34,7 +34,7 @@ public:
 
     bool ReadHead()
     {
-        if (setjmp(png_jmpbuf(reader)) != 0) {  // NOLINT(cert-err52-cpp): the library's own way
+        if (setjmp(png_jmpbuf(reader)) != 0) {
             return false;
         }
         png_set_read_fn(reader, this, Take);
@@ -57,7 +57,7 @@ public:
     /// \param rows  one for each of the picture
     bool ReadRows(std::vector<png_bytep>& rows)
     {
-        if (setjmp(png_jmpbuf(reader)) != 0) {  // NOLINT(cert-err52-cpp): the library's own way
+        if (setjmp(png_jmpbuf(reader)) != 0) {
             return false;
         }
         png_read_image(reader, rows.data());

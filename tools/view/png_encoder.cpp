@@ -36,7 +36,7 @@ struct Encoder {
         if (!writer || !info) {
             throw std::bad_alloc();
         }
-        if (setjmp(png_jmpbuf(writer)) != 0) {  // NOLINT(cert-err52-cpp): the library's own way
+        if (setjmp(png_jmpbuf(writer)) != 0) {
             return false;
         }
         WriteHead();
