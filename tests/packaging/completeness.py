@@ -286,7 +286,8 @@ def check_completion():
         ):
             found = completions_in(program, "-") - {"-"}
             expect_same(completions_in.__name__ + " of " + program, options, found)
-        for program, known in (("SubtitleMgrCtl", commands()), ("SubtitleMgrView", view_commands())):
+        of_programs = {"SubtitleMgrCtl": commands(), "SubtitleMgrView": view_commands()}
+        for program, known in of_programs.items():
             found = known & completions_in(program, "")  # files are offered too
             expect_same(completions_in.__name__ + " of commands", known, found)
     for what, actual, program, *words in (

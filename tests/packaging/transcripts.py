@@ -31,7 +31,13 @@ sys.dont_write_bytecode = True  # keeps the source folder clean
 # pylint: disable=wrong-import-position
 from pytest_subtitle import SECONDS, Service, Workspace
 
-PROGRAMS = ("SubtitleMgrCli", "SubtitleMgrCtl", "SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrView")
+PROGRAMS = (
+    "SubtitleMgrCli",
+    "SubtitleMgrCtl",
+    "SubtitleMgrSim",
+    "SubtitleMgrTap",
+    "SubtitleMgrView",
+)
 END_OF_COMMAND = "\x1e"
 # Runs one command after the other; the terminal is their standard streams.
 SHELL = r"""
