@@ -14,7 +14,7 @@ namespace {
 
 bool IsColourWanted(const Options& options)
 {
-    const char* const variable = std::getenv("NO_COLOR");
+    const char* const variable = secure_getenv("NO_COLOR");
     return !options.noColor && (!variable || *variable == '\0');
 }
 
