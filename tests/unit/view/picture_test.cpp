@@ -1,6 +1,8 @@
 #include "tests/harness/DecodedPng.h"
 #include "view/png_encoder.h"
 
+#include <zlib.h>
+
 using namespace view;
 
 namespace {
@@ -83,6 +85,38 @@ TEST(Picture, NeedsNoIndexWhenAllAreUsed)
     EXPECT_EQ(png.colourType, PNG_COLOR_TYPE_RGB_ALPHA);
     EXPECT_EQ(png.pixels[255], white);
     EXPECT_EQ(png.pixels[256], transparent);
+}
+
+/// The kind of compression and the filter of each row, as in the file.
+struct Compression {
+    explicit Compression(const std::string& png, std::size_t rowSize)
+    {
+        const std::size_t begin = png.find("IDAT") + 4;
+        rows.resize(4096);
+        uLongf size = rows.size();
+        const auto* const data = reinterpret_cast<const Bytef*>(png.data() + begin);
+        EXPECT_EQ(uncompress(rows.data(), &size, data, png.size() - begin), Z_OK);
+        for (std::size_t at = 0; at < size; at += 1 + rowSize) {
+            filters.push_back(rows[at]);
+        }
+        level = data[1] >> 6;
+    }
+
+    Bytes rows;
+    Bytes filters;
+    int level;
+};
+
+TEST(Picture, IsCompressedQuickly)
+{
+    Picture picture{2, {black, white}, {0, 1, 0, 1, 0, 1}};
+    const Compression indexed(EncodePng(picture, 1), 2);
+    EXPECT_EQ(indexed.filters, (Bytes{0, 0, 0}));
+    EXPECT_EQ(indexed.level, 0);  // fastest
+    picture.colours.resize(257);
+    const Compression rgb(EncodePng(picture, 1), 8);
+    EXPECT_EQ(rgb.filters, (Bytes{0, 0, 0}));
+    EXPECT_EQ(rgb.level, 0);
 }
 
 TEST(Picture, IsEnlarged)
