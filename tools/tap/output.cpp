@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,6 +34,12 @@ bool Output::Open(const std::string& path)
         return false;
     }
     isFile = S_ISREG(file.st_mode);
+    // Claimed as the service claims what it plays and records; standard output is not emptied.
+    if (isFile && fd != STDOUT_FILENO && flock(fd, LOCK_EX | LOCK_NB) != 0 &&
+        errno == EWOULDBLOCK) {
+        problem = name + ": it is in use";
+        return false;
+    }
     return true;
 }
 

@@ -150,6 +150,20 @@ TEST_F(Outputs, AreReplacedWhenTheServiceAnswers)
     Recorded(ReadWholeFile(path));
 }
 
+TEST_F(Outputs, AreNotReplacedWhileTheyArePlayed)
+{
+    const std::string path = files / "recording";
+    service.Start();
+    EXPECT_EQ(Run({"--json", "--output", path, "--seconds", "0"}).status, 0);
+    const std::string recorded = ReadWholeFile(path);
+    service.Stop();
+    service.Option("--play").Option(path).Option("--paused").Start();
+    const Ended tap = Run({"--json", "--output", path, "--seconds", "0"});
+    EXPECT_EQ(tap.status, 1);
+    EXPECT_EQ(tap.errors, "SubtitleMgrTap: " + path + ": it is in use\n");
+    EXPECT_EQ(ReadWholeFile(path), recorded);
+}
+
 TEST_F(Outputs, EndTheTapWithStatus1WhenTheyCannotBeOpened)
 {
     const Ended tap = Run({"--output", files / "no/recording"});
