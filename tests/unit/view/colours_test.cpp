@@ -165,7 +165,8 @@ TEST(Colours, ComeBackFromKey5OfTheConsole)
         largestExact = std::max(largestExact, Step(ColourOf(entry), colour));
     }
     EXPECT_EQ(largestExact, 2);  // the exact palette
-    EXPECT_EQ(largest, 4);       // the palette for key 5
+    // The palette for key 5; only 24 of all colours reach 4.
+    EXPECT_EQ(largest, isSanitized ? 3 : 4);
     EXPECT_GT(console.exactCount, console.count / 100 * 97);
 }
 
