@@ -68,8 +68,11 @@ bool RecordingSource::Read(Budget& budget)
     }
     std::size_t room = 0;
     char* const bytes = reader.Room(room);
-    const ssize_t count = read(fd, bytes, std::min(room, std::size_t{Budget::ofATurn}));
-    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+    ssize_t count = 0;
+    do {
+        count = read(fd, bytes, std::min(room, std::size_t{Budget::ofATurn}));
+    } while (count < 0 && errno == EINTR);  // no event tells of a file
+    if (count < 0 && errno != EAGAIN) {
         mistake = name + ": cannot be read: " + std::strerror(errno);
     }
     if (count == 0) {

@@ -18,7 +18,7 @@ from test_names import names_in
 
 
 def main():
-    desk, build = sys.argv[1:]
+    desk, build = sys.argv[1], sys.argv[2]
     expected, present = names_in(desk), names_in(build)
     with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
         reasons = dict(line.rstrip("\n").split(": ", 1) for line in file)

@@ -115,7 +115,7 @@ def compiles(change):
 
 
 def renew(path, count, only, seed):
-    """Samples COUNT compiling changes. Each has a random number of its own, so that most of them are
+    """Samples COUNT compiling changes. Each has a random number of its own, so most samples are
     the same after a change of the sources."""
     sample = []
     for folder in FOLDERS:

@@ -10,7 +10,7 @@ LONGEST = 69
 
 
 def main():
-    build, ctest = sys.argv[1:]
+    build, ctest = sys.argv[1], sys.argv[2]
     shown = subprocess.run(
         [ctest, "--test-dir", build, "--show-only=json-v1"],
         check=True,

@@ -78,6 +78,23 @@ bool ParseCrc32(const std::string& text, std::uint32_t& crc)
     return text.size() == 8;
 }
 
+bool GetBytes(const LineFields& fields, Data& data, LineMistake& mistake)
+{
+    char* text = nullptr;
+    std::size_t length = 0;
+    std::size_t decoded = 0;
+    if (!fields.Get("data", text, length, mistake)) {
+        return false;
+    }
+    if (!DecodeBase64(text, length, decoded)) {
+        return fields.Refuse("data", "is not base64", mistake);
+    }
+    data.bytes = reinterpret_cast<const unsigned char*>(text);
+    return decoded == data.size ||
+           fields.Refuse("data", "has " + std::to_string(decoded) + " bytes, not the size",
+                         mistake);
+}
+
 bool GetData(const LineFields& fields, Data& data, LineMistake& mistake)
 {
     std::uint64_t size = 0;
@@ -91,24 +108,10 @@ bool GetData(const LineFields& fields, Data& data, LineMistake& mistake)
         return fields.Refuse("crc32", "is not eight digits of 0 to 9 and a to f", mistake);
     }
     data = {nullptr, static_cast<std::size_t>(size), crc};
-    if (!fields.Has("data")) {
-        return true;
-    }
-    char* text = nullptr;
-    std::size_t length = 0;
-    std::size_t decoded = 0;
-    if (!fields.Get("data", text, length, mistake)) {
+    if (fields.Has("data") && !GetBytes(fields, data, mistake)) {
         return false;
     }
-    if (!DecodeBase64(text, length, decoded)) {
-        return fields.Refuse("data", "is not base64", mistake);
-    }
-    if (decoded != data.size) {
-        return fields.Refuse("data", "has " + std::to_string(decoded) + " bytes, not the size",
-                             mistake);
-    }
-    data.bytes = reinterpret_cast<const unsigned char*>(text);
-    return Crc32(data.bytes, data.size) == crc ||
+    return !data.AreThere() || Crc32(data.bytes, data.size) == crc ||
            fields.Refuse("crc32", "is not that of the data", mistake);
 }
 

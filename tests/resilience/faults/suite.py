@@ -19,7 +19,12 @@ import time
 # the tests that are left out.
 IN_ONE_PROCESS = {
     # These tests depend on whole frames and their age.
-    "unit_simulator": ["PeerTable.Drops*", "PeerTable.KeepsAPeerThatIsSilent*"],
+    "unit_simulator": [
+        "PeerTable.Drops*",
+        "PeerTable.KeepsAPeerThatIsSilent*",
+        # The pipe is full at a certain byte.
+        "Recorder.EndsWithAWholeLineInAPipeThatIsNotRead",
+    ],
     "unit_platform": [
         # A socket holds less data in pieces than these tests send.
         "EndOfEndpoint.IsABarrierForCallbacks",
@@ -47,6 +52,7 @@ WITH_PROGRAMS = {
         # A dropped peer loses its unread bytes.
         "BadFrame.*",
         # Megabytes, many clients, time limits, and sinks that are full at a certain byte.
+        "ControlClients.*",
         "CostlyRefresh.*",
         "Flood.*",
         "FullStandardOutput.*",

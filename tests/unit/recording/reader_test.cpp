@@ -261,6 +261,8 @@ TEST(Reader, RefusesFieldsWithTheReason)
         {visibility, ":6,", ":9007199254740992,",
          "monoUs is not a whole number from 0 to 9007199254740991"},
         {bitmap, "7b35f858", "7b35f859", "crc32 is not that of the data"},
+        {bitmap, R"("size":5,"crc32":"7b35f858","data":"AAECA/8=")",
+         R"("size":0,"crc32":"7b35f858")", "crc32 is not that of the data"},
         {bitmap, "7b35f858", "7B35F858", "crc32 is not eight digits of 0 to 9 and a to f"},
         {bitmap, "7b35f858", "07b35f858", "crc32 is not eight digits of 0 to 9 and a to f"},
         {bitmap, "AAECA/8=", "AAECA/8", "data is not base64"},
