@@ -1,6 +1,5 @@
 #include "control/options.h"
-#include "tests/harness/arguments.h"
-#include "tests/unit/captured_console.h"
+#include "tests/unit/parsed_options.h"
 #include "words/directives.h"
 
 #include <gtest/gtest.h>
@@ -13,35 +12,15 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-struct Parsed {
-    bool goesOn = false;
-    int status = -1;
-    Options options;
-    std::string output;
-    std::string errors;
-};
+using Parsed = ParsedOptions<Options>;
 
 Parsed Parse(Words words)
 {
     words.insert(words.begin(), "SubtitleMgrCtl");
-    Arguments arguments(words);
-    Parsed parsed;
-    parsed.output = OutputOf([&] {
-        parsed.errors = ErrorsOf([&] {
-            parsed.goesOn =
-                ParseOptions(arguments.Count(), arguments.Words(), parsed.options, parsed.status);
-        });
-    });
-    return parsed;
+    return ParseWords<Options>(words);
 }
 
-Options Good(const Words& words)
-{
-    const Parsed parsed = Parse(words);
-    EXPECT_TRUE(parsed.goesOn) << parsed.errors;
-    EXPECT_EQ(parsed.output + parsed.errors, "");
-    return parsed.options;
-}
+Options Good(const Words& words) { return GoodOptions(Parse(words)); }
 
 TEST(Options, HaveDefaults)
 {

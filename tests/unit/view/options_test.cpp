@@ -1,6 +1,5 @@
 #include "view/options.h"
-#include "tests/harness/arguments.h"
-#include "tests/unit/captured_console.h"
+#include "tests/unit/parsed_options.h"
 
 #include <gtest/gtest.h>
 
@@ -10,35 +9,15 @@ using namespace view;
 
 namespace {
 
-struct Parsed {
-    bool goesOn = false;
-    int status = -1;
-    Options options;
-    std::string output;
-    std::string errors;
-};
+using Parsed = ParsedOptions<Options>;
 
 Parsed Parse(std::vector<std::string> words)
 {
     words.insert(words.begin(), "SubtitleMgrView");
-    Arguments arguments(words);
-    Parsed parsed;
-    parsed.output = OutputOf([&] {
-        parsed.errors = ErrorsOf([&] {
-            parsed.goesOn =
-                ParseOptions(arguments.Count(), arguments.Words(), parsed.options, parsed.status);
-        });
-    });
-    return parsed;
+    return ParseWords<Options>(words);
 }
 
-Options Good(const std::vector<std::string>& words)
-{
-    const Parsed parsed = Parse(words);
-    EXPECT_TRUE(parsed.goesOn) << parsed.errors;
-    EXPECT_EQ(parsed.output + parsed.errors, "");
-    return parsed.options;
-}
+Options Good(const std::vector<std::string>& words) { return GoodOptions(Parse(words)); }
 
 TEST(Options, HaveDefaults)
 {
