@@ -139,6 +139,10 @@ TEST_F(Control, ShowsTheState)
     control.Ask("region-data 14 9 -");
     control.Ask("visibility 3 t");
     control.Ask("palette 3 31 t 10ff");
+    // Its two bitmaps and its palette: then the backlog is empty.
+    for (int received = 0; received < 3; ++received) {
+        client.ReceiveFrame();
+    }
     EXPECT_EQ(
         control.Ask("state"),
         State(R"({"regionId":3,"bitmaps":[{"subtitleFormat":2,"size":5,"crc32":"7b35f858"}],)"

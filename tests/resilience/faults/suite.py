@@ -28,10 +28,13 @@ IN_ONE_PROCESS = {
     "unit_platform": [
         # A socket holds less data in pieces than these tests send.
         "EndOfEndpoint.IsABarrierForCallbacks",
+        "Notifications.AreDroppedAndCountedWhenReceivedTooLate",
         "Notifications.KeepTheNewestWhenNoCallReceives",
         "OneWayMessage.KeepsTheConnectionWhenTheSocketIsFull",
         # The endpoint closes the connection before the test has sent its last byte.
         "BadFrame.*",
+        # A request that was sent in part is sent again, and nobody answers it.
+        "Request.FailsWhenTheServiceGoesAwayBeforeItReads",
         # These tests fill sinks, make thousands of concurrent calls or need whole writes.
         "*Sink*",
         "LogFile.*",
@@ -46,8 +49,6 @@ IN_ONE_PROCESS = {
 # In these tests the calls of client and service move pieces, not those of the test.
 WITH_PROGRAMS = {
     "resilience_requests": ["UnreadSystemLog.*", "LogFileAtItsLimit.*", "DescriptorShortage.*"],
-    # Programs of other projects do not handle EINTR.
-    "resilience_directory": ["ForeignService.*"],
     "service": [
         # A dropped peer loses its unread bytes.
         "BadFrame.*",
@@ -72,8 +73,9 @@ WITH_PROGRAMS = {
 }
 # Left out as a whole: unit tests of rooms that neither read nor write (cli, console, generators,
 # handlers, records, stats); harness; programs that refuse calls themselves (resilience_memory,
-# resilience_calls); programs whose time limits are too short for pieces (resilience_idle,
-# _threads); sessions on a terminal.
+# resilience_calls); programs of other projects, which do not handle EINTR (resilience_directory);
+# programs whose time limits are too short for pieces (resilience_idle, _threads); sessions on a
+# terminal.
 SESSIONS = "sessions"
 SHORT = ("unit_simulator", "resilience_requests")
 LIMIT_S = 600
