@@ -33,7 +33,7 @@ IN_ONE_PROCESS = {
         "OneWayMessage.KeepsTheConnectionWhenTheSocketIsFull",
         # The endpoint closes the connection before the test has sent its last byte.
         "BadFrame.*",
-        # A request that was sent in part is sent again, and nobody answers it.
+        # A request that was sent in part is sent again, without an answer.
         "Request.FailsWhenTheServiceGoesAwayBeforeItReads",
         # These tests fill sinks, make thousands of concurrent calls or need whole writes.
         "*Sink*",
