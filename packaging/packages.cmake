@@ -19,15 +19,13 @@ else()
 endif()
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL cli sim)
-if(TARGET SubtitleMgrView)
-  list(APPEND CPACK_COMPONENTS_ALL view)
-endif()
+set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_SUBTITLE_STRIP "${CMAKE_STRIP}")
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/finish_packages.cmake")
 
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "SubtitleMgrCli maintainers <maintainers@subtitlemgr.invalid>")
@@ -37,12 +35,20 @@ set(CPACK_DEBIAN_CLI_PACKAGE_NAME subtitlemgr-cli)
 set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-sim")
 set(CPACK_DEBIAN_SIM_PACKAGE_NAME subtitlemgr-sim)
 set(CPACK_DEBIAN_SIM_PACKAGE_SUGGESTS "bash-completion, openssh-client, subtitlemgr-cli")
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME subtitlemgr-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "cmake, g++, pkgconf, subtitlemgr-sim")
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME subtitlemgr-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_VIEW_PACKAGE_NAME subtitlemgr-view)
 set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-cli, subtitlemgr-sim")
 
 # Written by hand: the tool that finds dependencies does not know the libraries of another
 # architecture. tests/packaging/ compares them with what the programs are linked with.
-if(NOT CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
+if(CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
+  set(CPACK_SUBTITLE_STATIC ON)
+else()
   get_target_property(client_link_options SubtitleMgrCli LINK_OPTIONS)
   if(client_link_options MATCHES "-static-libgcc")
     set(CPACK_DEBIAN_CLI_PACKAGE_DEPENDS "libc6 (>= 2.35)")
@@ -77,5 +83,17 @@ set(CPACK_DEBIAN_VIEW_DESCRIPTION
 SubtitleMgrView turns recordings of the subtitle service of an in-vehicle video
 system into pictures of its regions, draws them on a terminal, and turns
 pictures into bitmaps and palettes for the console of SubtitleMgrCli.")
+
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+  "stand-in for the SDK of the subtitle service
+Headers and a static library that replace the vendor's SDK at a desk, with
+files for CMake and pkg-config. A client that is built with them talks to the
+simulated service of the package subtitlemgr-sim. An example is in
+/usr/share/doc/subtitlemgr-dev/examples.")
+set(CPACK_DEBIAN_DOC_DESCRIPTION
+  "guides to the programs around the subtitle service
+README.md in /usr/share/doc/subtitlemgr-doc is the way in. The guides show the
+console, the simulated service, pictures of regions, services on other machines
+and the client with the vendor's SDK.")
 
 include(CPack)

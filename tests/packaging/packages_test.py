@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the packages of a build twice, unpacks them, and runs the installed programs.
 
-packages_test.py BUILD_DIR VERSION PROCESSOR [-- EMULATOR...]
+packages_test.py BUILD_DIR VERSION PROCESSOR is_static|is_dynamic [-- EMULATOR...]
 """
 
 import glob
@@ -17,6 +17,11 @@ BUILD_DIR = VERSION = PROCESSOR = None
 EMULATOR = []
 
 ARCHITECTURES = {"x86_64": "amd64", "ppc": "powerpc", "aarch64": "arm64"}
+TRIPLETS = {
+    "x86_64": "x86_64-linux-gnu",
+    "ppc": "powerpc-linux-gnu",
+    "aarch64": "aarch64-linux-gnu",
+}
 PROGRAMS = {
     "SubtitleMgrCli": "subtitlemgr-cli",
     "SubtitleMgrCtl": "subtitlemgr-sim",
@@ -24,9 +29,14 @@ PROGRAMS = {
     "SubtitleMgrTap": "subtitlemgr-cli",
     "SubtitleMgrView": "subtitlemgr-view",
 }
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+WITHOUT_PROGRAMS = ("subtitlemgr-dev", "subtitlemgr-doc")
 CONTENTS = {
-    package: ["usr/share/doc/%s/CHANGELOG.md" % package, "usr/share/doc/%s/copyright" % package]
-    for package in PROGRAMS.values()
+    package: [
+        "usr/share/doc/%s/%s" % (package, name)
+        for name in ("CHANGELOG.md", "changelog.gz", "copyright")
+    ]
+    for package in (*PROGRAMS.values(), *WITHOUT_PROGRAMS)
 }
 for _program, _package in PROGRAMS.items():
     CONTENTS[_package] += [
@@ -42,8 +52,30 @@ CONTENTS["subtitlemgr-cli"] += [
 ]
 CONTENTS["subtitlemgr-sim"] += [
     "usr/share/man/man5/subtitle-scenario.5.gz",
+    "usr/lib/systemd/user/subtitlemgr-sim.service",
     "usr/share/subtitlemgr-sim/demo.scenario",
 ]
+CONTENTS["subtitlemgr-doc"] += [
+    "usr/share/doc/subtitlemgr-doc/" + os.path.relpath(path, ROOT)
+    for path in (*glob.glob(ROOT + "/docs/*.md"), ROOT + "/README.md", ROOT + "/CONTRIBUTING.md")
+]
+
+
+def contents_of_dev(triplet):
+    """The list for an architecture; triplet is its name in the folders of libraries."""
+    return [
+        *(
+            "usr/include/subtitlemgr/" + os.path.basename(path)
+            for path in glob.glob(ROOT + "/platform/include/*.h")
+        ),
+        "usr/lib/%s/cmake/SubtitleSdk/SubtitleSdkConfig.cmake" % triplet,
+        "usr/lib/%s/cmake/SubtitleSdk/SubtitleSdkConfigVersion.cmake" % triplet,
+        "usr/lib/%s/libsubtitle_platform.a" % triplet,
+        "usr/lib/%s/pkgconfig/subtitlesdk.pc" % triplet,
+        "usr/share/doc/subtitlemgr-dev/examples/CMakeLists.txt",
+        "usr/share/doc/subtitlemgr-dev/examples/show_visibility.cpp",
+    ]
+
 
 # The package of each library, and the release that introduced a symbol version.
 LIBRARIES = {
@@ -106,8 +138,8 @@ class Packages(unittest.TestCase):
 
     def test_are_the_client_and_the_service(self):
         self.assertEqual(sorted(self.first), sorted(CONTENTS))
-        architecture = ARCHITECTURES[PROCESSOR]
         for package, path in self.first.items():
+            architecture = "all" if package == "subtitlemgr-doc" else ARCHITECTURES[PROCESSOR]
             self.assertEqual(
                 os.path.basename(path), "%s_%s_%s.deb" % (package, VERSION, architecture)
             )
@@ -127,11 +159,10 @@ class Packages(unittest.TestCase):
                 self.assertTrue(one.read() == other.read(), package + " differs")
 
     def test_do_not_depend_on_the_folder_of_the_checkout(self):
-        source_dir = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
         for program in PROGRAMS:
             # The programs are not stripped yet: the build id depends on the debugging information.
             with open(os.path.join(BUILD_DIR, "bin", program), "rb") as file:
-                self.assertFalse(source_dir.encode() in file.read(), program)
+                self.assertFalse(ROOT.encode() in file.read(), program)
 
     def test_are_readable_by_all_and_owned_by_root(self):
         for path in self.make("private", "umask 077", "UTC").values():
@@ -168,6 +199,16 @@ class Packages(unittest.TestCase):
         for page in glob.glob(self.root + "/usr/share/man/man*/*.gz"):
             with gzip.open(page, "rt", encoding="utf-8") as file:
                 self.assertIn("All rights reserved.", file.read(), page)
+
+    def test_have_a_changelog_with_the_time_of_the_source(self):
+        for package in CONTENTS:
+            path = os.path.join(self.root, "usr/share/doc", package, "changelog.gz")
+            with gzip.open(path, "rt", encoding="utf-8") as file:
+                changelog = file.read()
+            self.assertIn("%s (%s) " % (package, VERSION), changelog)
+            self.assertIn(
+                "\n -- %s  Tue, 14 Nov 2023 " % self.field(package, "Maintainer"), changelog
+            )
 
     def test_have_programs_without_debugging_symbols(self):
         for program in PROGRAMS:
@@ -217,6 +258,7 @@ class Packages(unittest.TestCase):
             path.removeprefix("usr/").removesuffix(".gz")
             for contents in CONTENTS.values()
             for path in contents
+            if "/changelog" not in path and "/lintian/" not in path  # Debian's own
         )
         self.assertEqual(files_below(prefix), expected)
 
@@ -227,5 +269,9 @@ if __name__ == "__main__":
         EMULATOR = sys.argv[at + 1 :]
         sys.argv = sys.argv[:at]
         del CONTENTS[PROGRAMS.pop("SubtitleMgrView")]  # for the desk only
-    BUILD_DIR, VERSION, PROCESSOR = sys.argv[1:4]
+    BUILD_DIR, VERSION, PROCESSOR, KIND = sys.argv[1:5]
+    CONTENTS["subtitlemgr-dev"] += contents_of_dev(TRIPLETS[PROCESSOR])
+    if KIND == "is_static":
+        for _package in set(PROGRAMS.values()):
+            CONTENTS[_package].append("usr/share/lintian/overrides/" + _package)
     unittest.main(argv=sys.argv[:1], verbosity=2)

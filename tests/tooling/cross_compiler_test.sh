@@ -40,4 +40,4 @@ cp -R "$root/script" "$scratch/tree"
 printf '#!/bin/sh\necho "$*" >%s\nexit 1\n' "$scratch/job" >"$scratch/tree/script/bootstrap"
 ! SOURCE_DATE_EPOCH=0 "$scratch/tree/script/package" device >"$scratch/output" 2>&1 ||
     fail "script/package goes on without its packages"
-grep -qx device "$scratch/job" || fail "script/package does not install the compiler"
+grep -qx 'preset device' "$scratch/job" || fail "script/package does not install the compiler"
