@@ -1,0 +1,179 @@
+"""The packages: clean, the same when made again, and at home in a fresh Debian."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+
+import pytest
+
+from fresh_root import FreshRoot, make_debian, run
+
+ROOT = pathlib.Path(__file__).parents[3]
+PRESETS = ("desk", "device", "device-dynamic")
+TUTORIALS = ("README.md", "docs/installing.md", "docs/console.md", "docs/simulator.md")
+
+
+def make_packages(tree, preset):
+    """Returns the packages of a preset by name."""
+    output = subprocess.run(
+        [tree / "script/package", preset], stdout=subprocess.PIPE, text=True, check=True
+    ).stdout
+    paths = [tree / line for line in output.splitlines()]
+    assert paths
+    return {path.name.split("_")[0]: path for path in paths}
+
+
+def field(package, name):
+    return run("dpkg-deb", "-f", package, name).strip()
+
+
+def needs_of(packages):
+    """Returns the packages of Debian that these packages depend on."""
+    fields = ",".join(
+        field(path, name) for path in packages.values() for name in ("Depends", "Pre-Depends")
+    )
+    names = set(re.findall(r"(?:^|,)\s*([\w.+-]+)", fields))
+    return names - set(packages)
+
+
+def versions_in(root, packages):
+    shown = root.run("dpkg-query -W -f '${Package} ${Version}\n' \"$@\"", *packages)
+    return dict(line.split() for line in shown.splitlines())
+
+
+@pytest.fixture(scope="session", name="packages_of")
+def fixture_packages_of():
+    made = {}
+
+    def packages_of(preset):
+        if preset not in made:
+            made[preset] = make_packages(ROOT, preset)
+        return made[preset]
+
+    return packages_of
+
+
+@pytest.fixture(scope="session", name="packages")
+def fixture_packages(packages_of):
+    return packages_of("desk")
+
+
+@pytest.fixture(scope="session", name="debian")
+def fixture_debian(packages, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("debian")
+    # systemd checks the unit, pexpect plays the tutorials.
+    make_debian(folder / "root", needs_of(packages) | {"systemd", "python3-pexpect"})
+    yield folder / "root"
+    shutil.rmtree(folder)
+
+
+@pytest.fixture(name="root")
+def fixture_root(debian, tmp_path):
+    root = FreshRoot(debian, tmp_path / "root")
+    yield root
+    root.close()
+
+
+@pytest.mark.parametrize("preset", PRESETS)
+def test_lintian_finds_nothing(packages_of, preset):
+    found = run("lintian", "--no-cfg", "--fail-on", "error,warning", *packages_of(preset).values())
+    assert re.findall("^[EW]: .*", found, re.MULTILINE) == []
+
+
+@pytest.mark.parametrize("preset", ["desk", "device"])
+def test_the_same_sources_give_the_same_bytes(packages_of, preset, tmp_path, monkeypatch):
+    first = packages_of(preset)
+    tree = tmp_path / "another" / "folder"
+    shutil.copytree(
+        ROOT, tree, ignore=lambda path, _: [".git", "build"] if path == str(ROOT) else []
+    )
+    # Without compiled objects of the first time.
+    for compiler in ("C", "CXX"):
+        monkeypatch.delenv("CMAKE_%s_COMPILER_LAUNCHER" % compiler, raising=False)
+    monkeypatch.setenv("TZ", "Asia/Tokyo")
+    time = os.environ.get("SOURCE_DATE_EPOCH") or run("git", "log", "-1", "--format=%ct", cwd=ROOT)
+    monkeypatch.setenv("SOURCE_DATE_EPOCH", time.strip())
+    second = make_packages(tree, preset)
+    assert sorted(second) == sorted(first)
+    differing = [name for name in first if first[name].read_bytes() != second[name].read_bytes()]
+    assert differing == []
+    shutil.rmtree(tmp_path)
+
+
+def test_the_programs_work_without_a_source_tree(packages, root):
+    root.install(packages.values())
+    unit = (root.folder / "usr/lib/systemd/user/subtitlemgr-sim.service").read_text()
+    command = re.search("^ExecStart=(.*)$", unit, re.MULTILINE)[1]
+    shown = root.run_as_user(
+        """
+        mkfifo /tmp/ready
+        $1 --play /usr/share/subtitlemgr-sim/demo.scenario --loop >/tmp/ready &
+        read -r word </tmp/ready
+        SubtitleMgrCtl ping >/dev/null
+        SubtitleMgrCli -p
+        SubtitleMgrTap --json --count 3 --seconds 60 >/tmp/recording
+        SubtitleMgrView terminal /tmp/recording >/dev/null
+        SubtitleMgrCtl quit >/dev/null
+        wait
+        echo "$word" $(wc -l </tmp/recording)
+        """,
+        command,
+    )
+    assert shown == "Let's Ping\nSuccessful Ping\nready 4\n"
+
+
+def test_the_tutorials_work_without_a_source_tree(packages, root):
+    root.install(packages.values())
+    for folder in ("tests/packaging", "python"):
+        shutil.copytree(ROOT / folder, root.folder / "player" / folder)
+    shown = root.run_as_user(
+        'cd /usr/share/doc/subtitlemgr-doc && python3 /player/tests/packaging/transcripts.py "$@"',
+        "/usr/bin",
+        *TUTORIALS,
+    )
+    assert len(re.findall(r": [1-9]\d* commands", shown)) == len(TUTORIALS)
+
+
+def test_systemd_accepts_the_unit(packages, root):
+    root.install(packages.values())
+    shown = root.run(
+        "XDG_RUNTIME_DIR=/tmp systemd-analyze --user --man=no verify subtitlemgr-sim.service"
+    )
+    assert shown == ""
+
+
+def test_an_upgrade_replaces_every_package(packages, root, tmp_path):
+    """The older packages have an additional file each."""
+    for name, path in packages.items():
+        older = tmp_path / name
+        run("dpkg-deb", "-R", path, older)
+        control = older / "DEBIAN/control"
+        control.write_text(re.sub("(?m)^Version: .*$", "Version: 0.1", control.read_text()))
+        (older / "usr/share/doc" / name / "of_the_older_package").touch()
+        run("dpkg-deb", "--root-owner-group", "-b", older, tmp_path / (name + ".deb"))
+    root.install(tmp_path.glob("*.deb"))
+    assert set(versions_in(root, packages).values()) == {"0.1"}
+    before = root.files()
+    root.install(packages.values())
+    assert versions_in(root, packages) == {
+        name: field(path, "Version") for name, path in packages.items()
+    }
+    gone = {"usr/share/doc/%s/of_the_older_package" % name for name in packages}
+    assert before - root.files() == gone
+    assert root.run('dpkg --verify "$@"', *packages) == ""
+
+
+def test_removing_leaves_nothing(packages, root):
+    before = root.files()
+    root.install(packages.values())
+    assert len(root.files() - before) > 50
+    root.run('apt-get remove --yes "$@"', *packages, network=False)
+    assert sorted(root.files() - before) == []
+    assert sorted(before - root.files()) == []
+    # No configuration files that only a purge would remove.
+    shown = root.run("dpkg-query -W -f '${db:Status-Status} ${Package}\n'").splitlines()
+    assert [
+        line for line in shown if line.split()[1] in packages and "not-installed" not in line
+    ] == []
