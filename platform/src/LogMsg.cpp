@@ -179,6 +179,16 @@ void platform::WriteLogEntry(unsigned level, const std::string& processName,
     TheLog().Write([&] { return Entry(level, processName, text); });
 }
 
+std::string platform::LogPlace() { return LogFile() ? LogFile() : _PATH_LOG; }
+
+int platform::TryLog(const std::string& processName, const std::string& text)
+{
+    constexpr unsigned notes = 8;
+    WriteLogEntry(notes, processName, text);
+    const std::lock_guard<std::mutex> lock(TheLog().mutex);
+    return TheLog().sink.Error();
+}
+
 void platform::LogFromLibrary(const std::string& text, const char* kind)
 {
     if ((LogClient::Instance().Level() & logErrors) == 0) {

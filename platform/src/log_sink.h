@@ -11,6 +11,12 @@ constexpr unsigned logErrors = 2;
 /// lost is counted; the next one that is written is preceded by the count.
 void WriteLogEntry(unsigned level, const std::string& processName, const std::string& text);
 
+/// Where entries go: a file, or the socket of the system log.
+std::string LogPlace();
+
+/// Makes an entry like any other. \return why it is lost now, an errno value; 0 if it is not
+int TryLog(const std::string& processName, const std::string& text);
+
 /// Makes an error entry of the messaging library itself when that level is on.
 ///
 /// \param kind  literal of an entry that a peer causes: 20 of each kind are made in a second, then

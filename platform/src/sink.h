@@ -51,6 +51,10 @@ public:
     }
 
     unsigned int Lost() const { return lost; }
+
+    /// Why lines are kept or were lost, an errno value; 0 if all are written.
+    int Error() const { return line.empty() && lost == 0 ? 0 : reason == 0 ? EAGAIN : reason; }
+
     const char* Reason() const
     {
         return reason == EAGAIN ? "it is not read" : std::strerror(reason);

@@ -117,7 +117,7 @@ def check_directives():
 
 
 def commands():
-    return directives("Control", "Both") | {"ping", "top", "-"}
+    return directives("Control", "Both") | {"ping", "top", "doctor", "cheat", "-"}
 
 
 def view_commands():
@@ -206,7 +206,9 @@ def check_messages():
         r"|Generating test|rows by"
     )
     programs = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
-    help_text = " ".join(" ".join(help_of(program) for program in programs).split())
+    shown = [help_of(program) for program in programs]
+    shown.append(run(BIN_DIR / "SubtitleMgrCtl", "cheat").stdout)
+    help_text = " ".join(" ".join(shown).split())
     for page, paths in sources.items():
         text = rendered(page)
         messages = [

@@ -6,12 +6,16 @@
 #include "words/nearest_word.h"
 #include "words/text.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <string_view>
 
 namespace control {
 
 namespace {
+
+constexpr std::string_view ownCommands[] = {"ping", "top", "doctor", "cheat"};
 
 constexpr std::int64_t usualWaitUs = 10 * words::usPerSecond;
 
@@ -47,7 +51,7 @@ bool MakeAbsolute(std::string& word, std::size_t begin, std::string& problem)
 /// Empty when \p word begins a line of a scenario or the control socket.
 std::string UnknownWord(const std::string& word)
 {
-    std::vector<std::string_view> known = {"ping", "top"};
+    std::vector<std::string_view> known(std::begin(ownCommands), std::end(ownCommands));
     for (const words::Directive& directive : words::directives) {
         if (word == directive.word) {
             return "";
@@ -60,6 +64,11 @@ std::string UnknownWord(const std::string& word)
 }
 
 }  // namespace
+
+bool IsOwnCommand(const std::string& word)
+{
+    return std::find(std::begin(ownCommands), std::end(ownCommands), word) != std::end(ownCommands);
+}
 
 bool MakeLine(std::vector<std::string> words, std::string& line, std::string& problem)
 {

@@ -1,6 +1,8 @@
 #include "control/control.h"
 
+#include "control/cheat.h"
 #include "control/command_line.h"
+#include "control/doctor.h"
 #include "control/ping.h"
 #include "control/report.h"
 #include "control/top.h"
@@ -59,7 +61,11 @@ int Control::RunInput()
 int Control::RunCommand(const std::vector<std::string>& command)
 {
     const std::string word = command.empty() ? "" : command[0];
-    return word == "ping" ? Ping(options) : word == "top" ? Top(options) : Send(command);
+    return word == "ping"     ? Ping(options)
+           : word == "top"    ? Top(options)
+           : word == "doctor" ? Doctor(options)
+           : word == "cheat"  ? Print(cheatSheet)
+                              : Send(command);
 }
 
 int Control::Send(const std::vector<std::string>& command)

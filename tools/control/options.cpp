@@ -2,6 +2,7 @@
 
 #include "control/options.h"
 
+#include "control/command_line.h"
 #include "platform/src/messaging_directory.h"
 #include "words/directives.h"
 #include "words/exit_status.h"
@@ -24,6 +25,7 @@ constexpr char helpBegin[] =
     "  --timeout T    longest wait for an answer, like 500ms or 2s; default 10s,\n"
     "                 beyond what the command itself waits\n"
     "  --once         with top: one table\n"
+    "  --prometheus   with top: metrics for Prometheus, once\n"
     "  -h, --help     show this text\n"
     "  --version      show the version\n"
     "\n"
@@ -34,6 +36,8 @@ constexpr char helpEnd[] =
     "Other commands:\n"
     "  ping                    measure a round trip of the service\n"
     "  top                     show regions and clients each second\n"
+    "  doctor                  find what is wrong here, and how to repair it\n"
+    "  cheat                   show examples for all programs\n"
     "  -                       read commands from standard input, a line each\n"
     "\n"
     "Status: 0 done, 1 refused or failed, 2 wrong usage, 3 no service, 4 the time\n"
@@ -46,6 +50,7 @@ enum Letter : int {
     Json,
     Timeout,
     Once,
+    Prometheus,
 };
 
 constexpr option longOptions[] = {
@@ -53,6 +58,7 @@ constexpr option longOptions[] = {
     {"json", no_argument, nullptr, Json},
     {"timeout", required_argument, nullptr, Timeout},
     {"once", no_argument, nullptr, Once},
+    {"prometheus", no_argument, nullptr, Prometheus},
     {"help", no_argument, nullptr, words::helpLetter},
     {"version", no_argument, nullptr, words::versionLetter},
     {nullptr, 0, nullptr, 0},
@@ -101,6 +107,7 @@ Problem SetOption(int letter, const std::string& value, Options& options)
         return platform::IsEndpointName(value) ? "" : Quoted(value) + " is not an endpoint name";
     case Json: options.json = true; return "";
     case Once: options.once = true; return "";
+    case Prometheus: options.once = options.prometheus = true; return "";
     default:
         return words::ParseTime(value, options.timeoutUs)
                    ? ""
@@ -116,12 +123,15 @@ Problem CheckCommand(const Options& options)
     const std::string& first = options.command[0];
     const bool isAlone = options.command.size() == 1;
     if (options.once && first != "top") {
-        return "--once: only for the command top";
+        return options.prometheus ? "--prometheus: only for the command top"
+                                  : "--once: only for the command top";
     }
-    if (!isAlone && (first == "-" || first == "ping" || first == "top")) {
-        return Quoted(options.command[1]) + ": unexpected word";
+    if (options.prometheus && options.json) {
+        return "--prometheus: not with --json";
     }
-    return "";
+    return !isAlone && (first == "-" || IsOwnCommand(first))
+               ? Quoted(options.command[1]) + ": unexpected word"
+               : "";
 }
 
 }  // namespace

@@ -11,7 +11,8 @@ namespace control {
 struct Options {
     std::string name = "SubtitleMgr";
     bool json = false;
-    bool once = false;  ///< of the command top
+    bool once = false;        ///< of the command top
+    bool prometheus = false;  ///< of the command top; implies once
     std::int64_t timeoutUs = 10 * words::usPerSecond;
     std::vector<std::string> command;  ///< words, at least one
 };

@@ -1,5 +1,6 @@
 #include "control/top.h"
 
+#include "control/metrics.h"
 #include "control/report.h"
 #include "control/service.h"
 #include "platform/src/descriptor.h"
@@ -110,9 +111,10 @@ int Top(const Options& options)
         before.seconds = std::chrono::duration<double>(now - last).count();
         const Screen screen(options.once);
         const std::string table = Table(state, before, screen);
-        status = Print(options.json     ? json + "\n"
-                       : screen.isDrawn ? Drawn(table, screen)
-                                        : table + (options.once ? "" : "\n"));
+        status = Print(options.json         ? json + "\n"
+                       : options.prometheus ? Metrics(state, options.name)
+                       : screen.isDrawn     ? Drawn(table, screen)
+                                            : table + (options.once ? "" : "\n"));
         before.state = std::move(state);
         last = now;
         next = std::max(next + std::chrono::seconds(1), now);

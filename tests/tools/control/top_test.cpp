@@ -85,6 +85,19 @@ TEST_F(Top, WritesStatesAsTheyCame)
     program->WaitForOutput(Answer(6) + "\n");
 }
 
+TEST_F(Top, WritesMetricsOnce)
+{
+    const auto program = Launch({"top", "--prometheus"});
+    Accept();
+    Answer(5);
+    EXPECT_EQ(program->WaitForExit(), 0);
+    EXPECT_EQ(program->Output().substr(0, 142),
+              "# HELP subtitle_requests_total Requests received.\n"
+              "# TYPE subtitle_requests_total counter\n"
+              "subtitle_requests_total{service=\"SubtitleMgr\"} 5\n"
+              "# HE");
+}
+
 TEST_F(Top, DrawsOnATerminalWithBoldHeadingsUnlessNoColorIsSet)
 {
     for (const bool isPlain : {false, true}) {

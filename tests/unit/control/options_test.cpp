@@ -56,7 +56,10 @@ TEST(Options, RefuseMistakes)
         {{"--timeout", "1m", "state"}, "--timeout: '1m' is not a time like 500ms, 2s or 1.5"},
         {{"--name", "/x", "state"}, "--name: '/x' is not an endpoint name"},
         {{"--once", "state"}, "--once: only for the command top"},
+        {{"--prometheus", "state"}, "--prometheus: only for the command top"},
+        {{"--prometheus", "top", "--json"}, "--prometheus: not with --json"},
         {{"ping", "me"}, "'me': unexpected word"},
+        {{"doctor", "me"}, "'me': unexpected word"},
         {{"-", "state"}, "'state': unexpected word"},
     };
     for (const auto& [words, problem] : rows) {
