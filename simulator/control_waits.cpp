@@ -3,6 +3,7 @@
 #include "simulator/request_pattern.h"
 #include "simulator/subscriptions.h"
 
+#include "words/nearest_word.h"
 #include "words/times.h"
 
 #include <algorithm>
@@ -91,8 +92,12 @@ Answer ControlCommands::Await(const Call& call)
         return Failed("there is no subscription " + words::Quoted(*subscribers) +
                       "; there are 1, 2, 3, 4, 6, 10 and 12");
     }
-    return wanted.empty() ? AwaitSubscription(call, subscription, withinUs)
-                          : Failed(words::Quoted(wanted[0]) + " does not go with subscribers=");
+    if (!wanted.empty()) {
+        const std::string name = wanted[0].substr(0, wanted[0].find('='));
+        return Failed(words::Quoted(wanted[0]) + " does not go with subscribers=" +
+                      (name == "within" ? "" : words::Suggestion(name, {"within"})));
+    }
+    return AwaitSubscription(call, subscription, withinUs);
 }
 
 Answer ControlCommands::AwaitSubscription(const Call& call, unsigned int subscription,

@@ -148,8 +148,7 @@ bool LineParser::TrueOrFalse(std::size_t index, const char* what)
     const std::string& word = current->words[index];
     bool truth = false;
     if (!ParseTruth(word, truth)) {
-        Refuse(index, what + Quoted(word) + " is not true or false" +
-                          Suggestion(word, {"true", "false", "yes", "no", "on", "off"}));
+        Refuse(index, what + NotATruth(word));
     }
     return truth;
 }

@@ -24,7 +24,7 @@ unsigned int FieldsOf(recording::RequestKind kind)
 
 std::vector<std::string_view> NamesOf(unsigned int fields)
 {
-    std::vector<std::string_view> names = {"result"};
+    std::vector<std::string_view> names = {"result", "within"};
     for (const ContentField& field : contentFields) {
         if ((fields & field.bit) != 0 && field.name) {
             names.emplace_back(field.name);
@@ -40,6 +40,16 @@ std::string_view NameIn(std::string_view word) { return word.substr(0, word.find
 std::string_view ValueIn(std::string_view word)
 {
     return word.substr(std::min(NameIn(word).size() + 1, word.size()));
+}
+
+/// Looks among \p words for the one that was to be `request=` or `subscribers=`.
+std::string NothingAwaited(const std::vector<std::string>& words)
+{
+    std::string suggestion;
+    for (auto word = words.begin(); word != words.end() && suggestion.empty(); ++word) {
+        suggestion = Suggestion(NameIn(*word), {"request", "subscribers"});
+    }
+    return "request= is missing" + suggestion;
 }
 
 std::string ReadNumber(std::string_view value, unsigned int largest, unsigned int& number)
@@ -89,7 +99,7 @@ bool RequestPattern::Parse(const std::vector<std::string>& words, std::string& p
     const auto kind = std::find_if(words.begin(), words.end(), [](const std::string& word) {
         return NameIn(word) == "request";
     });
-    problem = kind == words.end() ? "request= is missing" : ReadKind(ValueIn(*kind));
+    problem = kind == words.end() ? NothingAwaited(words) : ReadKind(ValueIn(*kind));
     for (auto word = words.begin(); word != words.end() && problem.empty(); ++word) {
         const std::string_view name = NameIn(*word);
         if (std::any_of(words.begin(), word, [&](const auto& w) { return NameIn(w) == name; })) {
@@ -140,7 +150,7 @@ std::string RequestPattern::ReadField(std::string_view name, std::string_view va
         fields |= field.bit;
         return field.number ? ReadNumber(value, field.largest, wanted.*field.number)
                : ParseTruth(value, wanted.*field.flag) ? ""
-                                                       : Quoted(value) + " is not true or false";
+                                                       : NotATruth(value);
     }
     return std::string(requestKinds[static_cast<std::size_t>(wanted.kind)].name) + " has no " +
            Quoted(name) + Suggestion(name, NamesOf(possible));

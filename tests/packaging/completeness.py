@@ -9,6 +9,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 
 CHECK = sys.argv[1]
 SOURCE_DIR, BIN_DIR = (pathlib.Path(path).resolve() for path in sys.argv[2:])
@@ -17,6 +18,7 @@ CONSOLES = {
     "Dynamic test": "client/generators/dynamic_test.cpp",
     "Sensor test": "client/generators/sensor_test.cpp",
 }
+TOOLS = ("SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
 problems = []
 
 
@@ -88,7 +90,7 @@ def described_options(page):
 def check_options():
     expect_same("options of the client", client_options(), described_options("SubtitleMgrCli.1"))
     expect_same("options of the service", service_options(), described_options("SubtitleMgrSim.1"))
-    for program in ("SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView"):
+    for program in TOOLS:
         expect_same(program, tool_options(program), described_options(program + ".1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
@@ -184,6 +186,7 @@ def check_messages():
         "simulator/line_parser.cpp",
         "simulator/scenario.cpp",
         "tools/words/directives.cpp",
+        "tools/words/truth.cpp",
     ]
     of_control = [
         *(path for path in sources_of("simulator") if "/control_" in path),
@@ -245,6 +248,84 @@ def check_links():
             problems.append("%s: no such file: %s" % (page, target))
         elif anchor and anchor not in anchors_of(read(path)):
             problems.append("%s: no such heading: %s" % (page, target))
+
+
+def misspelt(word):
+    """Returns a word with its second letter doubled."""
+    at = len(word) - len(word.lstrip("-")) + 1
+    return word[:at] + word[at : at + 1] + word[at:]
+
+
+def check_suggestions():
+    """Each word that a program knows is suggested when it is misspelt."""
+    rows = [
+        (known, [program, misspelt(known)])
+        for program, options in (
+            ("SubtitleMgrSim", service_options()),
+            *((name, tool_options(name)) for name in TOOLS),
+        )
+        for known in options
+        if known.startswith("--")
+    ]
+    rows += [
+        ("--json", ["SubtitleMgrTap", "json"]),
+        ("--json", ["SubtitleMgrTap", "-jsn"]),
+        ("--name", ["SubtitleMgrCtl", "-nmae", "x", "state"]),
+        ("--at", ["SubtitleMgrView", "png", "-att", "3s"]),
+    ]
+    rows += [(known, ["SubtitleMgrView", misspelt(known)]) for known in view_commands()]
+    rows += [(known, ["SubtitleMgrSim", "--fault", misspelt(known)]) for known in faults()]
+    for option in ("--kinds", "--formats", "--time"):
+        rows += [
+            (known, ["SubtitleMgrTap", option, misspelt(known)]) for known in tap_words(option)
+        ]
+    lines = [(known, misspelt(known)) for known in commands() - {"-"}]
+    truths = ("true", "false", "yes", "no", "on", "off")
+    lines += [(word, "visibility 3 " + misspelt(word)) for word in truths]
+    lines += [(word, "palette 3 31 %s 00" % misspelt(word)) for word in truths]
+    lines += [(word, "region-data 3 %s 00" % misspelt(word)) for word in ("hd", "sd", "cif")]
+    kinds = read("tools/recording/fields.h").split("requestKinds[]", 1)[1]
+    for request in find_all(r'^    \{"(\w+)", ', kinds):
+        lines.append((request, "await request=" + misspelt(request)))
+        lines.append((request, "fault late request=" + misspelt(request)))
+    of_faults = ("request", "client", "times", "chance", "seed", "delay")
+    lines += [(word, "fault late %s=1" % misspelt(word)) for word in of_faults]
+    of_play = ("rate", "loop", "from", "until", "paused")
+    lines += [(word, "play x %s=1" % misspelt(word)) for word in of_play]
+    lines += [
+        ("request", "await reqest=Ping"),
+        ("subscribers", "await subscriber=10"),
+        ("within", "await request=Ping withn=1ms"),
+        ("within", "await subscribers=10 withn=1ms"),
+        ("regionId", "await request=SetPaletteData regionid=3"),
+        ("true", "await request=SetPaletteData fill=tru"),
+        ("refused", "await request=Ping result=refusd"),
+    ]
+    scenario = [(known, misspelt(known)) for known in directives("Scenario", "Both")]
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder) / "scenario"
+        for known, line in scenario:
+            path.write_text(line + "\n", encoding="utf-8")
+            expect_suggestion(known, run(BIN_DIR / "SubtitleMgrSim", "--check", path), line)
+        for known, (program, *words) in rows:
+            expect_suggestion(known, run(BIN_DIR / program, *words), program + " %s" % words)
+        environment = {**os.environ, "LINX_DIR": folder + "/linx"}
+        with subprocess.Popen(
+            [BIN_DIR / "SubtitleMgrSim", "--quiet"], env=environment, stdout=subprocess.PIPE
+        ) as service:
+            service.stdout.readline()
+            for known, line in lines:
+                answer = run(BIN_DIR / "SubtitleMgrCtl", line, env=environment)
+                expect_suggestion(known, answer, line)
+            service.terminate()
+
+
+def expect_suggestion(known, answer, words):
+    said = answer.stderr.split("\n")[0]
+    if not re.search(r"; did you mean (--)?%s\?$" % re.escape(known), said):
+        problems.append("%s: %s" % (words, said))
+    if answer.returncode == 0:
+        problems.append("%s: the status is 0" % words)
 
 
 def completions(program, *words):

@@ -156,6 +156,13 @@ Problem SetOption(int letter, std::string_view value, Options& options)
     }
 }
 
+Problem UnexpectedWord(const std::string& word)
+{
+    const bool isAfterDashes = word[0] == '-';
+    return Quoted(word) + ": unexpected word" +
+           (isAfterDashes ? "" : words::SuggestedOption(word, longOptions));
+}
+
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
@@ -169,7 +176,7 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
     case words::Asked::Help: std::cout << help; break;
     case words::Asked::Version: std::cout << "SubtitleMgrTap " SUBTITLE_VERSION "\n"; break;
     case words::Asked::Work:
-        problem = optind < argc ? Quoted(argv[optind]) + ": unexpected word" : "";
+        problem = optind < argc ? UnexpectedWord(argv[optind]) : "";
         [[fallthrough]];
     case words::Asked::Nonsense:
         if (!problem.empty()) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <string_view>
 #include <vector>
 
 namespace words {
@@ -26,18 +25,9 @@ const char* NameOf(int letter, const option* rows)
 /// \param letter  its optopt: of a known option, or one character
 std::string UnknownOption(std::string_view word, int letter, const option* rows)
 {
-    if (letter != 0) {
-        return NameOf(letter, rows) ? Quoted(word) + ": the option takes no value"
-                                    : Quoted(word) + ": unknown option";
-    }
-    std::vector<std::string_view> known;
-    for (const option* row = rows; row->name; ++row) {
-        known.emplace_back(row->name);
-    }
-    const std::string_view name = word.substr(0, word.find('='));
-    const std::string_view nearest = NearestWord(name.substr(2), known);
-    return Quoted(word) + ": unknown option" +
-           (nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?");
+    return Quoted(word) + (letter != 0 && NameOf(letter, rows)
+                               ? ": the option takes no value"
+                               : ": unknown option" + SuggestedOption(word, rows));
 }
 
 }  // namespace
@@ -64,6 +54,18 @@ Asked ReadOptions(int argc, char** argv, const char* form, const option* rows, c
             return Asked::Nonsense;
         }
     }
+}
+
+std::string SuggestedOption(std::string_view word, const option* rows)
+{
+    std::vector<std::string_view> known;
+    for (const option* row = rows; row->name; ++row) {
+        known.emplace_back(row->name);
+    }
+    const std::string_view name = word.substr(0, word.find('='));
+    const std::size_t begin = std::min(name.find_first_not_of('-'), name.size());
+    const std::string_view nearest = NearestWord(name.substr(begin), known);
+    return nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?";
 }
 
 int EndAfterText()

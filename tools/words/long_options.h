@@ -3,6 +3,7 @@
 #include <functional>
 #include <getopt.h>
 #include <string>
+#include <string_view>
 
 /// Command lines that getopt_long() reads.
 namespace words {
@@ -25,6 +26,9 @@ using SetOption = std::function<std::string(int letter, const std::string& value
 /// \param problem  why it is nonsense
 Asked ReadOptions(int argc, char** argv, const char* form, const option* rows, const SetOption& set,
                   std::string& problem);
+
+/// What follows a message about \p word: "; did you mean --json?", or nothing.
+std::string SuggestedOption(std::string_view word, const option* rows);
 
 /// Ends a program after it has shown its help or version. \return the exit status
 int EndAfterText();

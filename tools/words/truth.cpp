@@ -1,5 +1,8 @@
 #include "words/truth.h"
 
+#include "words/nearest_word.h"
+#include "words/text.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -25,6 +28,12 @@ bool ParseTruth(std::string_view word, bool& truth)
     }
     truth = found->truth;
     return true;
+}
+
+std::string NotATruth(std::string_view word)
+{
+    return Quoted(word) + " is not true or false" +
+           Suggestion(word, {"true", "false", "yes", "no", "on", "off"});
 }
 
 }  // namespace words
