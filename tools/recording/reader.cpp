@@ -3,6 +3,7 @@
 #include "recording/base64.h"
 #include "recording/crc32.h"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -249,14 +250,16 @@ bool Reader::ReadLine(char* text, std::size_t length, AnyLine& line, LineMistake
     return GetRequest(fields, request, mistake) && CheckOrder(line, request.at, mistake);
 }
 
-bool Reader::CheckOrder(const AnyLine& line, const Moment& at, LineMistake& mistake)
+bool Reader::CheckOrder(const AnyLine& line, Moment& at, LineMistake& mistake)
 {
     const bool isHeader = std::holds_alternative<Header>(line);
-    if (isHeader && lineNumber > 1) {
+    if (start == Start::HeaderOptional) {
+        shiftUs = std::max(shiftUs, lastMonoUs - at.monoUs);
+        at.monoUs = std::min(at.monoUs + shiftUs, largestTime);
+    } else if (isHeader && lineNumber > 1) {
         mistake = {1, "a second header"};
         return false;
-    }
-    if (!isHeader && lineNumber == 1 && start == Start::WithHeader) {
+    } else if (!isHeader && lineNumber == 1) {
         mistake = {1, "the first line is not the header of a recording; a journal has none"};
         return false;
     }

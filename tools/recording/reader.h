@@ -10,6 +10,8 @@ namespace recording {
 /// Reads a recording line by line as its bytes come in.
 ///
 /// The whole format is checked. Reading ends at the first mistake; the lines before it are valid.
+/// A stream may begin without a header, have the lines of several writers, and have lines that a
+/// broker sent twice: where its times run backwards, the later ones are shifted.
 class Reader {
 public:
     enum class Start { WithHeader, HeaderOptional };
@@ -34,7 +36,7 @@ public:
 
 private:
     bool ReadLine(char* text, std::size_t length, AnyLine& line, LineMistake& mistake);
-    bool CheckOrder(const AnyLine& line, const Moment& at, LineMistake& mistake);
+    bool CheckOrder(const AnyLine& line, Moment& at, LineMistake& mistake);
     Found EndOfInput();
     Found Fail(const LineMistake& mistake);
 
@@ -44,6 +46,7 @@ private:
     LineFields fields;
     std::size_t lineNumber = 0;
     std::int64_t lastMonoUs = 0;
+    std::int64_t shiftUs = 0;  ///< added to the times of a stream
     bool ended = false;
     std::string mistakeText;
 };

@@ -174,11 +174,28 @@ TEST(Reader, RefusesANewerFormatWithAnyFields)
               "drive:1:2: subtitleRecording is not a whole number from 0 to 9007199254740991");
 }
 
-TEST(Reader, RefusesASecondHeader)
+TEST(Reader, RefusesASecondHeaderInAFile)
 {
     EXPECT_EQ(MistakeOf(header), "drive:2:1: a second header");
-    EXPECT_EQ(Read(visibility + header, Reader::Start::HeaderOptional).mistake,
-              "drive:2:1: a second header");
+}
+
+TEST(Reader, ShiftsTimesOfAStreamThatRunBackwards)
+{
+    const auto at = [](const std::string& line, const std::string& us) {
+        return Replaced(line, line == header ? "\"monoUs\":5" : "\"monoUs\":6", "\"monoUs\":" + us);
+    };
+    const auto read = [](const std::string& text) {
+        return Read(text, Reader::Start::HeaderOptional).lines;
+    };
+    const std::string sameClock = visibility + at(header, "9") + at(visibility, "10");
+    EXPECT_EQ(read(sameClock), sameClock);
+    EXPECT_EQ(read(visibility + at(header, "2") + at(visibility, "4")),
+              visibility + at(header, "6") + at(visibility, "8"));
+    EXPECT_EQ(read(at(visibility, "8") + visibility + at(visibility, "9")),
+              at(visibility, "8") + at(visibility, "8") + at(visibility, "11"));
+    const std::string last = "9007199254740991";
+    EXPECT_EQ(read(at(visibility, last) + header + visibility),
+              at(visibility, last) + at(header, last) + at(visibility, last));
 }
 
 TEST(Reader, RefusesTimesThatRunBackwards)
