@@ -60,9 +60,9 @@ class Processes:
 class Broker:
     """A broker with a private folder, on a port of this machine."""
 
-    def __init__(self, processes, folder, configuration=OPEN + ALL_LINES):
+    def __init__(self, processes, folder, configuration=OPEN + ALL_LINES, port=None):
         self.processes = processes
-        self.port = free_port()
+        self.port = port or free_port()
         self.log = folder / "log"
         self.log_read = 0
         self.configuration = folder / "mosquitto.conf"
