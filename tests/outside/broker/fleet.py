@@ -1,7 +1,6 @@
 """An MQTT broker, benches that send to it, and desks that receive from it."""
 
 import contextlib
-import os
 import signal
 import socket
 import subprocess
@@ -129,6 +128,7 @@ class Bench:
         self.topic = "bench/%s/subtitle" % name
         self.workspace = Workspace(programs)
         self.service = Service(self.workspace, service)
+        self.tap = self.publisher = None
 
     def begin(self, broker, *options, port=None):
         """Starts the tap and its publisher, when the service runs."""

@@ -30,6 +30,7 @@ class Page:
             assert old in text
             text = text.replace(old, new)
         self.sections = re.split(r"^(?=## )", text, flags=re.MULTILINE)
+        (self.options,) = self.blocks("Every bench and desk")
 
     def blocks(self, heading):
         (section,) = [text for text in self.sections if text.startswith("## %s\n" % heading)]
@@ -46,7 +47,6 @@ def page(tmp_path, processes):
         script = re.sub("^chown .*", "", script, flags=re.MULTILINE)
     subprocess.run(["bash", "-ec", script], check=True, capture_output=True, timeout=SECONDS)
     Broker(processes, tmp_path, configuration, found.port)
-    (found.options,) = found.blocks("Every bench and desk")
     return found
 
 
