@@ -1,0 +1,232 @@
+"""The page shows a recording, with a time line."""
+
+import random
+import subprocess
+
+import pytest
+
+LEFT, RIGHT, HOME, END = "\ue012", "\ue014", "\ue011", "\ue010"
+PAGE_UP, PAGE_DOWN = "\ue00e", "\ue00f"
+PIXELS = "#region-3 canvas"
+
+
+def greys(*values):
+    """A row of grey pixels, as bytes above 3 have without a palette."""
+    return [[(value, value, value, 255) for value in values]]
+
+
+@pytest.fixture
+def replay(page, serve, recording, tmp_path):
+    """Opens the page of a recording at its first moment."""
+
+    def start(width=2):
+        address, process = serve("--width", width, recording.write(tmp_path / "drive.jsonl"))
+        page.open(address)
+        page.shows("#connection", "recording")
+        page.server = process
+
+    page.start = start
+    return page
+
+
+@pytest.fixture
+def drive(replay, recording):
+    """The page of a recording of a minute: a change of region 3 each second, 100 of region 4."""
+    for second in range(61):
+        recording.bitmap(1000 * second, 3, bytes([100, second]), form=0)
+        if second == 30:
+            for ms in range(100):
+                recording.bitmap(1000 * second + 1 + ms, 4, bytes([200, ms]), form=0)
+    recording.visibility(60_500, 3, True)
+    replay.start()
+    replay.draws(PIXELS, greys(100, 0))
+    return replay
+
+
+def pictures(workspace, programs, path, *options):
+    """Makes the pictures of the program. Returns their contents by name."""
+    folder = workspace.new_path("pictures")
+    subprocess.run(
+        [programs / "SubtitleMgrView", "png", "-o", folder, *map(str, options), path],
+        check=True,
+        capture_output=True,
+        timeout=60,
+    )
+    names = subprocess.run(["ls", folder], check=True, capture_output=True, text=True).stdout
+    contents = {}
+    for name in names.split():
+        with open(f"{folder}/{name}", "rb") as file:
+            contents[name] = file.read()
+    return contents
+
+
+def draw_lots(recording):
+    """All formats, palettes of all lengths, wrong values and short rows, the same in every run."""
+    numbers = random.Random(14)
+    for region in range(1, 15):
+        if region % 3 > 0:
+            recording.palette(region, region, numbers.randbytes(4 * 3 ** (region % 6) + region % 4))
+        largest = (3, 7, 255)[region % 3 if region < 12 else 0]
+        content = bytes(numbers.randint(0, largest) for _ in range(16 * region + region % 5))
+        recording.bitmap(20 + region, region, content, form=region % 4)
+        recording.visibility(40 + region, region, region % 4 > 0)
+
+
+def test_has_the_pixels_of_the_pictures(replay, recording, workspace, programs, tmp_path):
+    draw_lots(recording)
+    replay.start(16)
+    replay.run("document.getElementById('position').focus()")
+    replay.press(END)
+    replay.wait_for(lambda: replay.text("#time").endswith(" message 37 of 37"), True)
+    made = pictures(workspace, programs, tmp_path / "drive.jsonl", "--width", 16)
+    assert len([name for name in made if name.endswith(".png")]) == 15
+    for region in range(1, 15):
+        png = made[f"region-{region:02}.png"]
+        replay.draws(f"#region-{region} canvas", replay.pixels_of_png(png))
+    replay.draws("#screen canvas", replay.pixels_of_png(made["screen.png"]))
+
+
+def test_saves_what_the_program_makes(replay, recording, workspace, programs, tmp_path):
+    draw_lots(recording)
+    replay.start(16)
+    replay.click("#forward")
+    for _ in range(40):
+        replay.press(".")
+    made = pictures(workspace, programs, tmp_path / "drive.jsonl", "--width", 16)
+    replay.draws("#screen canvas", replay.pixels_of_png(made["screen.png"]))
+    replay.click("#screen button")
+    replay.click("[aria-label='Save region 5 as PNG']")
+    replay.run("document.querySelector('#region-11 canvas').focus()")
+    replay.press("s")
+    for name in ("screen.png", "region-05.png", "region-11.png"):
+        saved = replay.downloads / name
+        replay.wait_for(saved.exists, True)
+        replay.wait_for(lambda: saved.stat().st_size > 0, True)  # pylint: disable=W0640
+        pixels = replay.pixels_of_png(saved.read_bytes())
+        assert pixels == replay.pixels_of_png(made[name]), name
+
+
+def test_seeks_and_steps(drive):
+    drive.run("document.getElementById('position').focus()")
+    for key, second, message in (
+        (PAGE_UP, 10, 11),
+        (RIGHT, 11, 12),
+        (RIGHT, 12, 13),
+        (LEFT, 11, 12),
+        (PAGE_UP, 21, 22),
+        (PAGE_UP, 31, 132),
+        (PAGE_DOWN, 21, 22),
+        (HOME, 0, 1),
+    ):
+        drive.press(key)
+        drive.shows("#time", f"0:00:{second:02}.000 of 0:01:00.500, message {message} of 162")
+        drive.draws(PIXELS, greys(100, second))
+        drive.wait_for(lambda: drive.find("#region-4").is_displayed(), second > 30)
+    drive.press(LEFT)
+    drive.shows("#time", "0:00:00.000 of 0:01:00.500, message 0 of 162")
+    drive.shows("#nothing", "No message yet.")
+    drive.wait_for(lambda: drive.find("#region-3").is_displayed(), False)
+    drive.press(END)
+    drive.shows("#time", "0:01:00.500 of 0:01:00.500, message 162 of 162")
+    drive.wait_for(lambda: ", visible, " in drive.text("#region-3 .state"), True)
+    drive.click("#back")
+    drive.wait_for(lambda: ", hidden, " in drive.text("#region-3 .state"), True)
+    drive.press(",,,")
+    drive.draws(PIXELS, greys(100, 57))
+    drive.press("..")
+    drive.draws(PIXELS, greys(100, 59))
+
+
+def test_has_the_moment_of_the_slider(drive):
+    slide = """
+        const slider = document.getElementById("position");
+        for (const value of arguments[0]) {
+            slider.value = value;
+            slider.dispatchEvent(new InputEvent("input", {bubbles: true}));
+        }
+    """
+    drive.run(slide, [1_000_000 * second for second in (50, 3, 44, 29)] + [30_050_900])
+    # The last of many wins.
+    drive.draws("#region-4 canvas", greys(200, 49))
+    drive.shows("#time", "0:00:30.050 of 0:01:00.500, message 81 of 162")
+    # All messages of the last second, also after a seek.
+    drive.shows("#rates", "Messages/s: 51, bytes/s: 102")
+    drive.shows("#region-4 .rate", "Messages/s: 50, bytes/s: 100")
+    drive.run(slide, [12_500_000])
+    drive.shows("#rates", "Messages/s: 1, bytes/s: 2")
+
+
+def test_plays_in_real_time_and_pauses(drive):
+    moments = """
+        const [answer] = arguments;
+        const seen = [];
+        const look = () => {
+            const text = document.getElementById("time").textContent;
+            seen.push([performance.now(), 1000 * parseFloat(text.slice(5))]);
+            if (seen[seen.length - 1][1] < 1500) {
+                requestAnimationFrame(look);
+            } else {
+                answer(seen);
+            }
+        };
+        document.getElementById("play").click();
+        look();
+    """
+    seen = drive.driver.execute_async_script(moments)
+    assert drive.text("#play") == "Pause"
+    drive.draws(PIXELS, greys(100, 2))
+    took = (seen[-1][0] - seen[0][0]) / (seen[-1][1] - seen[0][1])
+    assert 0.8 < took < 1.5, seen[-1]
+    drive.press(" ")
+    drive.shows("#play", "Play")
+    stopped = drive.text("#time")
+    drive.press(" ")
+    drive.shows("#play", "Pause")
+    drive.wait_for(lambda: drive.text("#time") > stopped, True)
+    drive.run("document.getElementById('position').focus()")
+    drive.press(END)
+    # The play ends at the end, and begins again there.
+    drive.shows("#play", "Play")
+    drive.shows("#time", "0:01:00.500 of 0:01:00.500, message 162 of 162")
+    drive.click("#play")
+    drive.draws(PIXELS, greys(100, 0))
+
+
+def test_shows_the_difference_of_two_moments(drive):
+    drive.click("#mark-a")
+    drive.press(".....")
+    drive.draws(PIXELS, greys(100, 5))
+    drive.click("#mark-b")
+    drive.shows("#difference", "A is 0:00:00.000. B is 0:00:05.000. 1 different region.")
+    assert drive.text("#difference-3 p") == "1 pixel"
+    assert drive.pixels("#difference-3 canvas")[0][1] == (255, 140, 0, 255)
+    drive.press("a")
+    drive.shows("#difference", "A is 0:00:05.000. B is 0:00:05.000. No difference.")
+    drive.shows(
+        "#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference."
+    )
+
+
+def test_changes_the_width(drive):
+    width = drive.find("#width")
+    width.clear()
+    width.send_keys("1")
+    drive.draws(PIXELS, [greys(100)[0], greys(0)[0]])
+
+
+def test_shows_the_mistake_of_a_recording(replay, recording):
+    recording.bitmap(0, 3, b"\5\6", form=0)
+    recording.lines.append("{")
+    replay.start()
+    replay.draws(PIXELS, greys(5, 6))
+    replay.wait_for(lambda: "drive.jsonl:3:" in replay.text("#mistake"), True)
+    assert replay.find("#mistake").is_displayed()
+
+
+def test_tells_that_the_server_has_ended(drive):
+    drive.expected_errors.append("net::ERR_CONNECTION_REFUSED")
+    drive.server.terminate()
+    drive.server.wait()
+    drive.run("document.getElementById('position').focus()")
+    drive.press(END)
+    drive.shows("#connection", "no answer from SubtitleMgrView")
