@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Runs script/console from another directory: console_test.py BIN_DIR, with the two programs."""
 
+import json
 import os
 import pathlib
 import re
@@ -10,6 +11,8 @@ import subprocess
 import sys
 import threading
 import unittest
+import urllib.error
+import urllib.request
 
 sys.dont_write_bytecode = True
 from script_tree import ROOT, ScriptTree
@@ -83,13 +86,18 @@ class Console(unittest.TestCase):
         self.assertEqual(errors.count(str(log)), 1, errors)
         self.assertEqual(list(self.tree.tmp.iterdir()), [])
 
-    def test_prints_the_line_with_which_a_second_client_joins(self):
-        console = self.start()
+    def find_in_errors(self, console, pattern):
+        """Reads the script's standard error until there is a match."""
         errors = ""
-        while not (line := re.search(r"^  (LINX_DIR=\S+ \S+SubtitleMgrCli) -i\n", errors, re.M)):
+        while not (match := re.search(pattern, errors, re.MULTILINE)):
             text = console.stderr.readline()
             self.assertNotEqual(text, "", errors)
             errors += text
+        return match
+
+    def test_prints_the_line_with_which_a_second_client_joins(self):
+        console = self.start()
+        line = self.find_in_errors(console, r"^  (LINX_DIR=\S+ \S+SubtitleMgrCli) -i\n")
         # The menu appears when the service runs.
         self.assertEqual(console.stdout.readline(), "\n")
         second = subprocess.run(
@@ -102,6 +110,18 @@ class Console(unittest.TestCase):
         )
         self.assertEqual(second.stdout, "Let's Ping\nSuccessful Ping\n")
         console.communicate("x\n")
+
+    def test_serves_a_page_that_ends_with_the_console(self):
+        console = self.start("--view")
+        address = self.find_in_errors(console, r"^  (http://127\.0\.0\.1:\d+/)\n")[1]
+        with urllib.request.urlopen(address + "about", timeout=SECONDS) as answer:
+            about = json.load(answer)
+        self.assertEqual((about["live"], about["source"]), (True, "SubtitleMgr"))
+        console.communicate("x\n")
+        self.assertEqual(console.returncode, 0)
+        with self.assertRaises(urllib.error.URLError):
+            urllib.request.urlopen(address, timeout=SECONDS)
+        self.assertEqual(list(self.tree.tmp.iterdir()), [])
 
     def test_has_a_help_of_its_own_beside_that_of_the_client(self):
         clients, _ = self.run_console("", "-h")

@@ -56,12 +56,13 @@ class Page:
     def open(self, address):
         """Opens the page and waits until it knows its source."""
         self.driver.get(address)
-        self.wait_for(lambda: self.text("#source"), True)
+        self.wait_for(lambda: self.text("#source") != "", True)
 
-    def wait_for(self, find, *expected):
-        """Waits until a function returns one of the expected values, or a true one for True."""
-        deadline = time.monotonic() + SECONDS
-        while (found := find()) not in expected and not (True in expected and found):
+    @staticmethod
+    def wait_for(find, expected, seconds=SECONDS):
+        """Waits until a function returns what is expected."""
+        deadline = time.monotonic() + seconds
+        while (found := find()) != expected:
             assert time.monotonic() < deadline, f"found {found!r}, not {expected!r}"
             time.sleep(LOOK_AGAIN)
 
@@ -76,6 +77,11 @@ class Page:
     def text(self, selector):
         """Returns the text of an element, also while it is not shown; None without the element."""
         return self.run("return document.querySelector(arguments[0])?.textContent", selector)
+
+    def is_there(self, selector):
+        """Whether an element is shown."""
+        script = "return document.querySelector(arguments[0])?.checkVisibility() ?? false"
+        return self.run(script, selector)
 
     def shows(self, selector, text):
         """Waits for a text."""

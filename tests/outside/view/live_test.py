@@ -77,7 +77,7 @@ def test_marks_wrong_values(live, control):
     live.click("#region-3 .wrong")
     live.shows("#region-3 .pixel", "x 0, y 1: byte 5, above 3 in CIF")
     control("region-data 3 sd 00010203")
-    live.wait_for(lambda: live.find("#region-3 .wrong").is_displayed(), False)
+    live.wait_for(lambda: live.is_there("#region-3 .wrong"), False)
 
 
 def test_stacks_the_visible_regions_by_number(live, control):

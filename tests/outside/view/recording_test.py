@@ -65,11 +65,12 @@ def draw_lots(recording):
     numbers = random.Random(14)
     for region in range(1, 15):
         if region % 3 > 0:
-            recording.palette(region, region, numbers.randbytes(4 * 3 ** (region % 6) + region % 4))
+            content = numbers.randbytes(4 * 3 ** (region % 6) + region % 4)
+            recording.palette(3 * region, region, content)
         largest = (3, 7, 255)[region % 3 if region < 12 else 0]
         content = bytes(numbers.randint(0, largest) for _ in range(16 * region + region % 5))
-        recording.bitmap(20 + region, region, content, form=region % 4)
-        recording.visibility(40 + region, region, region % 4 > 0)
+        recording.bitmap(3 * region + 1, region, content, form=region % 4)
+        recording.visibility(3 * region + 2, region, region % 4 > 0)
 
 
 def test_has_the_pixels_of_the_pictures(replay, recording, workspace, programs, tmp_path):
@@ -77,7 +78,7 @@ def test_has_the_pixels_of_the_pictures(replay, recording, workspace, programs, 
     replay.start(16)
     replay.run("document.getElementById('position').focus()")
     replay.press(END)
-    replay.wait_for(lambda: replay.text("#time").endswith(" message 37 of 37"), True)
+    replay.wait_for(lambda: replay.text("#time").endswith(" message 38 of 38"), True)
     made = pictures(workspace, programs, tmp_path / "drive.jsonl", "--width", 16)
     assert len([name for name in made if name.endswith(".png")]) == 15
     for region in range(1, 15):
@@ -121,11 +122,11 @@ def test_seeks_and_steps(drive):
         drive.press(key)
         drive.shows("#time", f"0:00:{second:02}.000 of 0:01:00.500, message {message} of 162")
         drive.draws(PIXELS, greys(100, second))
-        drive.wait_for(lambda: drive.find("#region-4").is_displayed(), second > 30)
+        drive.wait_for(lambda: drive.is_there("#region-4"), second > 30)
     drive.press(LEFT)
     drive.shows("#time", "0:00:00.000 of 0:01:00.500, message 0 of 162")
     drive.shows("#nothing", "No message yet.")
-    drive.wait_for(lambda: drive.find("#region-3").is_displayed(), False)
+    drive.wait_for(lambda: drive.is_there("#region-3"), False)
     drive.press(END)
     drive.shows("#time", "0:01:00.500 of 0:01:00.500, message 162 of 162")
     drive.wait_for(lambda: ", visible, " in drive.text("#region-3 .state"), True)
@@ -220,7 +221,7 @@ def test_shows_the_mistake_of_a_recording(replay, recording):
     replay.start()
     replay.draws(PIXELS, greys(5, 6))
     replay.wait_for(lambda: "drive.jsonl:3:" in replay.text("#mistake"), True)
-    assert replay.find("#mistake").is_displayed()
+    assert replay.is_there("#mistake")
 
 
 def test_tells_that_the_server_has_ended(drive):

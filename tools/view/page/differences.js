@@ -20,8 +20,9 @@ function textOf(a, b, pixels) {
 
 function partOf(number, a, b, width) {
     const canvas = element("canvas", {role: "img"});
-    const part = element("article", {id: `difference-${number}`},
-        element("h3", {textContent: `Region ${number}`}), element("p"), picture(canvas));
+    const part = element("article", {
+        id: `difference-${number}`, ariaLabel: `Difference in region ${number}`,
+    }, element("h3", {textContent: `Region ${number}`}), element("p"), picture(canvas));
     const text = textOf(a, b, drawDifference(canvas, a, b, width));
     canvas.ariaLabel = `Difference in region ${number}: ${text}`;
     show(part.querySelector("p"), text);

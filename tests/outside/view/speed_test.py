@@ -1,0 +1,210 @@
+"""How fast the page is, and how much memory it takes. Prints the figures."""
+
+import pathlib
+import random
+import socket
+import statistics
+import time
+
+import pytest
+from pytest_subtitle import SECONDS
+
+# When each picture is on its canvas: [region, number in its first two pixels, time in seconds].
+WATCH = """
+    window.drawn = [];
+    const put = CanvasRenderingContext2D.prototype.putImageData;
+    CanvasRenderingContext2D.prototype.putImageData = function(image, ...place) {
+        put.call(this, image, ...place);
+        const region = Number(/^region-(\\d+)$/.exec(this.canvas.closest("article")?.id)?.[1]);
+        if (region && this.canvas.className === "") {
+            const number = 256 * image.data[0] + image.data[4];
+            const {port1, port2} = new MessageChannel();
+            // This message comes after the frame.
+            port1.onmessage = () => drawn.push(
+                [region, number, (performance.timeOrigin + performance.now()) / 1000]);
+            port2.postMessage(0);
+        }
+    };
+"""
+REGIONS = 14
+END = "\ue010"
+
+
+@pytest.fixture
+def say(capsys, record_property):
+    """Prints a figure and keeps it in the report."""
+
+    def out(name, value):
+        record_property(name, value)
+        with capsys.disabled():
+            print(f"\n{name}: {value}")
+
+    return out
+
+
+class Control:
+    """One connection to the control socket."""
+
+    def __init__(self, workspace):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(SECONDS)
+        self.socket.connect(workspace.messaging + "/SubtitleMgr.control")
+        self.answers = self.socket.makefile("rb")
+
+    def send(self, line):
+        """Sends a line and waits for its answer."""
+        self.socket.sendall(line.encode() + b"\n")
+        answer = self.answers.readline()
+        assert answer.startswith(b'{"ok":true'), answer
+
+    def close(self):
+        """Ends the connection."""
+        self.answers.close()
+        self.socket.close()
+
+
+@pytest.fixture
+def control_socket(workspace, service):  # pylint: disable=unused-argument
+    """A connection to the service."""
+    connection = Control(workspace)
+    yield connection
+    connection.close()
+
+
+def percentile(values, part):
+    """The value that this part of the values does not exceed."""
+    return sorted(values)[round(part * (len(values) - 1))]
+
+
+@pytest.mark.parametrize(
+    "a_second, size, changes", ((25, 640 * 48, 250), (350, 1024, 3500)), ids=("25", "350")
+)
+def test_change_is_on_the_canvas_in_time(
+    page, serve, control_socket, say, a_second, size, changes
+):  # pylint: disable=too-many-arguments
+    address, _ = serve("--live")
+    page.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": WATCH})
+    control_socket.send("await subscribers=10 within=20s")
+    page.open(address)
+    page.shows("#connection", "connected")
+    # Grey steps show the byte, as one byte is above 3.
+    rest = bytes([255] * (size - 2)).hex()
+    for region in range(1, REGIONS + 1):
+        control_socket.send(f"visibility {region} t")
+        control_socket.send(f"region-data {region} hd 0000{rest}")
+    page.wait_for(lambda: page.is_there(f"#region-{REGIONS}"), True)
+    sent = []
+    start = time.monotonic()
+    for number in range(1, changes + 1):
+        time.sleep(max(0, start + number / a_second - time.monotonic()))
+        region = 1 + number % REGIONS
+        sent.append((region, number, time.time()))
+        control_socket.send(f"region-data {region} hd {number:04x}{rest}")
+    last = {region: number for region, number, _ in sent}
+    seen = "return Math.max(0, ...drawn.filter(([region]) => region === arguments[0]).map((d) => d[1]))"
+    for region, number in last.items():
+        page.wait_for(lambda: page.run(seen, region), number)  # pylint: disable=W0640
+    drawn = page.run("return drawn")
+    delays = []
+    for region, number, at in sent:
+        # A picture that is replaced before its frame is late until the newer one is there.
+        delays.append(
+            1000
+            * (min(then for place, shown, then in drawn if place == region and shown >= number) - at)
+        )
+    delay = percentile(delays, 0.95)
+    say(
+        f"ms from publishing to the canvas, {a_second} changes a second of {size} bytes",
+        f"median {statistics.median(delays):.0f}, 95th percentile {delay:.0f}",
+    )
+    assert min(delays) > 0
+    assert delay <= 100
+
+
+@pytest.fixture
+def hour(recording, tmp_path):
+    """A recording of an hour: 90,000 changes of 1,024 bytes in 14 regions."""
+    path = tmp_path / "hour.jsonl"
+    numbers = random.Random(14)
+    bitmaps = [recording.data(numbers.randbytes(1024)) for _ in range(100)]
+    with recording.write(path).open("a", encoding="ascii") as file:
+        for i in range(90_000):
+            recording.lines.clear()
+            fields = bitmaps[i % len(bitmaps)]
+            recording.add(40 * i, "RegionData", 1 + i % REGIONS, subtitleFormat=0, **fields)
+            file.write(recording.lines[0] + "\n")
+    yield path
+    path.unlink()
+
+
+def test_opens_and_seeks_an_hour_in_time(page, serve, hour, say):
+    took = []
+    for _ in range(3):
+        start = time.monotonic()
+        address, _ = serve(hour)
+        page.open(address)
+        page.wait_for(lambda: page.is_there("#region-1 canvas"), True)
+        took.append(time.monotonic() - start)
+    say("s to open an hour", " ".join(f"{seconds:.2f}" for seconds in took))
+    assert min(took) <= 3
+    page.shows("#time", "0:00:00.000 of 0:59:59.960, message 1 of 90000")
+    seek = """
+        const [time, answer] = arguments;
+        const slider = document.getElementById("position");
+        const start = performance.now();
+        slider.value = time;
+        slider.dispatchEvent(new InputEvent("input"));
+        new MutationObserver((_, observer) => {
+            observer.disconnect();
+            requestAnimationFrame(() => setTimeout(() => answer(performance.now() - start)));
+        }).observe(document.getElementById("time"), {childList: true});
+    """
+    numbers = random.Random(1)
+    took = []
+    for _ in range(40):
+        took.append(page.driver.execute_async_script(seek, numbers.randrange(3_599_000_000)))
+    say(
+        "ms to seek in an hour",
+        f"median {statistics.median(took):.0f}, 95th percentile {percentile(took, 0.95):.0f}",
+    )
+    assert percentile(took, 0.95) <= 100
+
+
+def heap(page):
+    """The bytes that the tab uses after its garbage is collected."""
+    page.driver.execute_cdp_cmd("HeapProfiler.collectGarbage", {})
+    page.driver.execute_cdp_cmd("Performance.enable", {})
+    metrics = page.driver.execute_cdp_cmd("Performance.getMetrics", {})["metrics"]
+    return next(metric["value"] for metric in metrics if metric["name"] == "JSHeapUsedSize")
+
+
+def resident(process):
+    """The bytes of a process in memory."""
+    status = pathlib.Path(f"/proc/{process.pid}/status").read_text(encoding="ascii")
+    return 1024 * int(status.partition("VmRSS:")[2].split()[0])
+
+
+def test_memory_is_flat_over_100000_changes(page, serve, workspace, control_socket, say):
+    address, server = serve("--live")
+    control_socket.send("await subscribers=10 within=20s")
+    page.open(address)
+    page.shows("#connection", "connected")
+
+    def publish(changes):
+        with open(workspace.files + "/changes.scenario", "w", encoding="ascii") as file:
+            file.write(f"repeat {changes // 4}\n")
+            for i in range(4):
+                file.write(f"region-data {1 + i} hd {i:02x}{'ff' * 1023}\n")
+            file.write("end\nvisibility 9 t\n")
+        control_socket.send("visibility 9 f")
+        page.wait_for(lambda: ", hidden," in (page.text("#region-9 .state") or ""), True)
+        control_socket.send(f"play {workspace.files}/changes.scenario")
+        page.wait_for(lambda: ", visible," in page.text("#region-9 .state"), True, seconds=120)
+        return heap(page), resident(server)
+
+    used, before = publish(20_000)
+    used_after, after = publish(100_000)
+    say("kB more in the tab after 100,000 changes", round((used_after - used) / 1000))
+    say("kB more in the server after 100,000 changes", round((after - before) / 1000))
+    assert used_after - used < 2_000_000
+    assert after - before < 4_000_000
