@@ -95,7 +95,11 @@ def test_controls_have_names_and_roles(full):
             named.setdefault(role, []).append(name)
     assert named["slider"] == ["Time"]
     assert named["spinbutton"] == ["Pixels in a row"]
-    assert named["application"][:3] == ["Pixels of the screen", "Pixels of region 1", "Palette of region 1"]
+    assert named["application"][:3] == [
+        "Pixels of the screen",
+        "Pixels of region 1",
+        "Palette of region 1",
+    ]
     assert named["image"] == ["Difference in region 3: 8 pixels"]
     assert named["region"] == ["Time line", "Screen", "Regions", "Difference of two moments"]
     assert named["article"][:2] == ["Region 1", "Region 2"]
@@ -146,7 +150,11 @@ def test_can_be_used_with_keys_alone(full):
 def test_asks_no_other_host(full, serve):
     loaded = full.run("return performance.getEntriesByType('resource').map(({name}) => name)")
     origin = full.run("return location.origin") + "/"
-    assert {name[len(origin) :].split("?")[0] for name in loaded} >= {"page.js", "page.css", "about"}
+    assert {name[len(origin) :].split("?")[0] for name in loaded} >= {
+        "page.js",
+        "page.css",
+        "about",
+    }
     assert all(name.startswith(origin) for name in loaded), loaded
     other, _ = serve("--live")
     full.expected_errors += ["Content Security Policy", "Refused to"]

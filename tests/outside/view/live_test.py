@@ -89,12 +89,7 @@ def test_stacks_the_visible_regions_by_number(live, control):
     live.draws(SCREEN, [[RED, RED, CLEAR, CLEAR]])
     control("visibility 2 t")
     live.draws(
-        SCREEN,
-        [
-            [CLEAR, BLACK, GREY, RED],
-            [BLACK, CLEAR, CLEAR, CLEAR],
-            [RED, RED, CLEAR, CLEAR],
-        ],
+        SCREEN, [[CLEAR, BLACK, GREY, RED], [BLACK, CLEAR, CLEAR, CLEAR], [RED, RED, CLEAR, CLEAR]]
     )
     live.shows("#screen p", "Visible regions: 2, 10")
     titles = "return [...document.querySelectorAll('#regions h3')].map((title) => title.innerText)"

@@ -203,9 +203,7 @@ def test_shows_the_difference_of_two_moments(drive):
     assert drive.pixels("#difference-3 canvas")[0][1] == (255, 140, 0, 255)
     drive.press("a")
     drive.shows("#difference", "A is 0:00:05.000. B is 0:00:05.000. No difference.")
-    drive.shows(
-        "#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference."
-    )
+    drive.shows("#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference.")
 
 
 def test_changes_the_width(drive):

@@ -110,7 +110,10 @@ def test_change_is_on_the_canvas_in_time(
         # A picture that is replaced before its frame is late until the newer one is there.
         delays.append(
             1000
-            * (min(then for place, shown, then in drawn if place == region and shown >= number) - at)
+            * (
+                min(then for place, shown, then in drawn if place == region and shown >= number)
+                - at
+            )
         )
     delay = percentile(delays, 0.95)
     say(

@@ -6,6 +6,9 @@ import {inOrder} from "./regions.js";
 // Browsers draw no higher canvas.
 const mostRows = 32767;
 
+// For the browser to take a file.
+const downloadMs = 60000;
+
 const different = 0xff008cff;  // orange
 
 export const rowsOf = (bitmap, width) => Math.min(Math.ceil(bitmap.length / width), mostRows);
@@ -90,6 +93,6 @@ export function save(canvas, name) {
         link.href = URL.createObjectURL(png);
         link.download = name;
         link.click();
-        URL.revokeObjectURL(link.href);
+        setTimeout(() => URL.revokeObjectURL(link.href), downloadMs);
     });
 }
