@@ -54,9 +54,9 @@ class Page:
         self.expected_errors = ["willReadFrequently"]  # the tests read canvases
 
     def open(self, address):
-        """Opens the page and waits until it knows its source."""
+        """Opens the page and waits until it shows its source."""
         self.driver.get(address)
-        self.wait_for(lambda: self.text("#source") != "", True)
+        self.wait_for(lambda: self.text("#connection") != "", True)
 
     @staticmethod
     def wait_for(find, expected, seconds=SECONDS):
@@ -140,7 +140,7 @@ def open_browser(folder):
         "--headless=new",
         "--no-sandbox",
         "--disable-dev-shm-usage",
-        "--window-size=1200,900",
+        "--window-size=1200,950",
         f"--user-data-dir={folder / 'profile'}",
     ):
         options.add_argument(option)

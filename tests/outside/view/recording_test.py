@@ -206,6 +206,16 @@ def test_shows_the_difference_of_two_moments(drive):
     drive.shows("#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference.")
 
 
+def test_shows_the_time_of_the_last_change_of_any_kind(replay, recording):
+    recording.palette(0, 3, bytes(4))
+    recording.bitmap(1250, 3, b"\0")
+    recording.visibility(2000, 4, True)
+    replay.start()
+    for keys in ("..", ","):
+        replay.press(keys)
+        replay.wait_for(lambda: replay.text("#region-3 .state")[-7:], ":06.250")
+
+
 def test_changes_the_width(drive):
     width = drive.find("#width")
     width.clear()

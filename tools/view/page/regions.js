@@ -28,12 +28,10 @@ export function apply(line, regions) {
     if (!(line.notification in changes)) {
         return false;
     }
-    regions.set(line.regionId, {
-        ...(regions.get(line.regionId) ?? nothing),
-        ...changes[line.notification](line),
-        wallUs: line.wallUs,
-        monoUs: line.monoUs,
-    });
+    const region = regions.get(line.regionId) ?? nothing;
+    // The lines of a state are in the order of their kinds.
+    const {monoUs, wallUs} = line.monoUs >= region.monoUs ? line : region;
+    regions.set(line.regionId, {...region, ...changes[line.notification](line), monoUs, wallUs});
     return true;
 }
 
