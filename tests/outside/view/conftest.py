@@ -32,7 +32,7 @@ def service(workspace):
 
 
 @pytest.fixture
-def control(workspace, programs, service):  # pylint: disable=redefined-outer-name,unused-argument
+def control(workspace, programs, service):  # pylint: disable=unused-argument
     """Sends a line to the control socket of the service."""
 
     def send(line):

@@ -101,7 +101,8 @@ def test_change_is_on_the_canvas_in_time(
         sent.append((region, number, time.time()))
         control_socket.send(f"region-data {region} hd {number:04x}{rest}")
     last = {region: number for region, number, _ in sent}
-    seen = "return Math.max(0, ...drawn.filter(([region]) => region === arguments[0]).map((d) => d[1]))"
+    seen = """return drawn.reduce((most, [region, number]) =>
+        region === arguments[0] ? Math.max(most, number) : most, 0)"""
     for region, number in last.items():
         page.wait_for(lambda: page.run(seen, region), number)  # pylint: disable=W0640
     drawn = page.run("return drawn")

@@ -159,5 +159,6 @@ async function start() {
     ], !about.live);
 }
 
-window.addEventListener("unhandledrejection", () => showConnection("no answer from SubtitleMgrView"));
+window.addEventListener("unhandledrejection", () =>
+    showConnection("no answer from SubtitleMgrView"));
 start();

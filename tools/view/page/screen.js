@@ -6,7 +6,8 @@ import {button, element, picture, show} from "./elements.js";
 import {drawScreen, save, stack} from "./pictures.js";
 
 export class Screen {
-    #canvas = element("canvas", {tabIndex: 0, role: "application", ariaLabel: "Pixels of the screen"});
+    #canvas = element("canvas",
+        {tabIndex: 0, role: "application", ariaLabel: "Pixels of the screen"});
     #note = element("p");
     #pixel = element("p", {className: "pixel"});
     #save = button("Save PNG", () => save(this.#canvas, "screen.png"),
