@@ -147,7 +147,7 @@ def test_can_be_used_with_keys_alone(full):
     full.shows("#play", "Play")
 
 
-def test_asks_no_other_host(full, serve):
+def test_asks_no_other_host(full, serve, recording, tmp_path):
     loaded = full.run("return performance.getEntriesByType('resource').map(({name}) => name)")
     origin = full.run("return location.origin") + "/"
     assert {name[len(origin) :].split("?")[0] for name in loaded} >= {
@@ -156,7 +156,7 @@ def test_asks_no_other_host(full, serve):
         "about",
     }
     assert all(name.startswith(origin) for name in loaded), loaded
-    other, _ = serve("--live")
+    other, _ = serve(recording.write(tmp_path / "other.jsonl"))
     full.expected_errors += ["Content Security Policy", "Refused to"]
     attacks = """
         const [other, answer] = arguments;

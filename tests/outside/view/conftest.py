@@ -9,8 +9,8 @@ from pytest_subtitle import SECONDS, Service, Workspace
 
 
 @pytest.fixture
-def page(tmp_path):
-    """The browser, which ends with the test."""
+def page(tmp_path, serve):  # pylint: disable=unused-argument
+    """The browser, which ends with the test, before the servers."""
     with open_browser(tmp_path) as opened:
         yield opened
         assert not opened.errors()

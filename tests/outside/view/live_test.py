@@ -17,7 +17,6 @@ STATE = "#region-3 .state"
 def live(page, serve, service, control):  # pylint: disable=unused-argument
     """The page of the service, with rows of four pixels, after it has subscribed."""
     address, _ = serve("--live", "--width", 4)
-    control("await subscribers=10 within=20s")
     page.open(address)
     page.shows("#connection", "connected")
     return page

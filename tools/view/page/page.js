@@ -6,7 +6,7 @@ import {oncePerFrame, show} from "./elements.js";
 import {useKeys} from "./keys.js";
 import {listen} from "./live.js";
 import {Rates, rateText} from "./rates.js";
-import {Recording} from "./recording.js";
+import {NoAnswer, Recording} from "./recording.js";
 import {apply} from "./regions.js";
 import {Screen} from "./screen.js";
 import {TimeLine, timeText} from "./time_line.js";
@@ -159,6 +159,10 @@ async function start() {
     ], !about.live);
 }
 
-window.addEventListener("unhandledrejection", () =>
-    showConnection("no answer from SubtitleMgrView"));
+window.addEventListener("unhandledrejection", (event) => {
+    if (event.reason instanceof NoAnswer) {
+        event.preventDefault();
+        showConnection("no answer from SubtitleMgrView");
+    }
+});
 start();

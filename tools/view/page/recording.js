@@ -7,12 +7,13 @@ const chunksKept = 8;
 const mostSteps = 256;  // from one moment to another, without asking for its state
 const second = 1000000;
 
+export class NoAnswer extends Error {}
+
 async function lines(path) {
-    const answer = await fetch(path);
-    if (!answer.ok) {
-        throw new Error(`${path}: ${answer.status}`);
-    }
-    return (await answer.text()).split("\n").filter((line) => line !== "").map(JSON.parse);
+    const text = await fetch(path).then((answer) => answer.text()).catch((error) => {
+        throw new NoAnswer(path, {cause: error});
+    });
+    return text.split("\n").filter((line) => line !== "").map((line) => JSON.parse(line));
 }
 
 const nextFrame = () => new Promise(requestAnimationFrame);
