@@ -223,6 +223,15 @@ def test_changes_the_width(drive):
     drive.draws(PIXELS, [greys(100)[0], greys(0)[0]])
 
 
+def test_shows_a_recording_without_messages(replay):
+    replay.start()
+    replay.shows("#time", "0:00:00.000 of 0:00:00.000, message 0 of 0")
+    for control in ("#forward", "#back", "#mark-a", "#mark-b"):
+        replay.click(control)
+    replay.shows("#difference", "A is 0:00:00.000. B is 0:00:00.000. No difference.")
+    assert replay.is_there("#nothing")
+
+
 def test_shows_the_mistake_of_a_recording(replay, recording):
     recording.bitmap(0, 3, b"\5\6", form=0)
     recording.lines.append("{")

@@ -27,6 +27,15 @@ WATCH = """
         }
     };
 """
+# [name of the canvas, time of the frame] of each drawing.
+COUNT = """
+    window.drawings = [];
+    const put = CanvasRenderingContext2D.prototype.putImageData;
+    CanvasRenderingContext2D.prototype.putImageData = function(...all) {
+        put.apply(this, all);
+        drawings.push(`${this.canvas.ariaLabel} ${document.timeline.currentTime}`);
+    };
+"""
 REGIONS = 14
 END = "\ue010"
 
@@ -135,6 +144,23 @@ def test_change_is_on_the_canvas_in_time(page, serve, control_socket, say, a_sec
         ),
     )
     assert min(percentile(each, 0.95) for each in rounds) <= 100
+
+
+def test_draws_a_canvas_at_most_once_a_frame(page, serve, control_socket):
+    page.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": COUNT})
+    address, _ = serve("--live", "--width", 2)
+    page.open(address)
+    for region in (3, 4):
+        control_socket.send(f"visibility {region} t")
+    for number in range(600):
+        control_socket.send(f"region-data {3 + number % 2} hd {number // 4:02x}ff")
+    for region in (3, 4):
+        page.wait_for(lambda: page.text(f"#region-{region} .state")[:2], "hd")
+        page.draws(f"#region-{region} canvas", [[(149, 149, 149, 255), (255, 255, 255, 255)]])
+    drawings = page.run("return drawings")
+    assert len(set(drawings)) == len(drawings)
+    for name in ("Pixels of region 3", "Pixels of region 4", "Pixels of the screen"):
+        assert any(drawing.startswith(name) for drawing in drawings)
 
 
 @pytest.fixture
