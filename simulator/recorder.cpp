@@ -61,11 +61,11 @@ void Recorder::Add(const recording::Request& request)
     }
 }
 
-void Recorder::Add(const SharedFrame& frame, std::size_t receivers)
+void Recorder::Record(const SharedFrame& frame, std::size_t receivers)
 {
-    if (isOn && !frame) {
+    if (!frame) {
         End(std::strerror(ENOMEM));
-    } else if (isOn) {
+    } else {
         recording::Notification notification = LineOf(frame);
         notification.at = recording::Now();
         notification.receivers = static_cast<unsigned int>(receivers);

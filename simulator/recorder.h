@@ -38,7 +38,12 @@ public:
     /// Both do nothing while it is off.
     void Add(const recording::Request& request);
     /// \param frame  a well-formed notification; null when there is no memory for one
-    void Add(const SharedFrame& frame, std::size_t receivers);
+    void Add(const SharedFrame& frame, std::size_t receivers)
+    {
+        if (isOn) {
+            Record(frame, receivers);
+        }
+    }
 
     /// Writes the lines that had no room before.
     /// \return milliseconds until the next call, -1 for none
@@ -48,6 +53,7 @@ public:
     void Close();
 
 private:
+    void Record(const SharedFrame& frame, std::size_t receivers);
     template <typename Line>
     void Write(const Line& line);
     void Flush();
