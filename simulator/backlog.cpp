@@ -4,11 +4,11 @@
 
 using namespace sim;
 
-unsigned int Backlog::AddNotification(SharedFrame frame, Clock::time_point now)
+unsigned int Backlog::AddNotification(const SharedFrame& frame, Clock::time_point now)
 {
     // A partly sent frame must be completed, or the peer cannot find the next frame.
     const std::size_t partlySent = sentOfFirst > 0 && NotificationFollows(0, 0) ? 1 : 0;
-    return notifications.Push({nextSequence++, std::move(frame), now}, partlySent);
+    return notifications.Push({nextSequence++, frame, now}, partlySent);
 }
 
 unsigned char* Backlog::AddReply(const unsigned char* bytes, std::size_t length)

@@ -27,7 +27,7 @@ public:
 
     /// Adds a notification, which is kept with any size; drops older ones to make room.
     /// \return how many were dropped
-    unsigned int AddNotification(SharedFrame frame, Clock::time_point now = Clock::now());
+    unsigned int AddNotification(const SharedFrame& frame, Clock::time_point now = Clock::now());
 
     /// Adds a reply of at most maxReplySize bytes, which are copied.
     /// \return the copy, which may be changed until anything is sent

@@ -33,7 +33,7 @@ public:
 
     /// Adds \p entry and drops the oldest ones for it, but not the first \p spared.
     /// \return how many were dropped
-    unsigned int Push(Entry entry, std::size_t spared = 0)
+    unsigned int Push(Entry&& entry, std::size_t spared = 0)
     {
         const std::size_t size = SizeOf(entry);
         unsigned int dropped = 0;
