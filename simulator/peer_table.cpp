@@ -185,23 +185,30 @@ bool PeerTable::HasRoom(Peer& peer, std::size_t size)
 
 std::size_t PeerTable::Publish(unsigned int subscription, const SharedFrame& frame)
 {
-    const bool mayBeSpoilt = frame && faults.Has(FaultKind::Garbage);
-    SharedFrame garbage;
-    std::size_t receivers = 0;
     publishedAt = hasPublished ? publishedAt : Deadline::Clock::now();
+    // The malformed one first: if there is room for one of the two, the good one stays.
+    if (frame && faults.Has(FaultKind::Garbage)) {
+        PublishGarbage(subscription, frame);
+    }
+    std::size_t receivers = 0;
     for (const auto& peer : peers) {
-        if (!peer->subscriptions.Include(subscription)) {
-            continue;
+        if (peer->subscriptions.Include(subscription)) {
+            Queue(*peer, frame);
+            ++receivers;
         }
-        // The malformed one first: if there is room for one of the two, the good one stays.
-        if (mayBeSpoilt && faults.DrawGarbage(peer->number)) {
-            garbage = garbage ? garbage : Spoil(frame, garbageCount++);
-            Queue(*peer, garbage);
-        }
-        Queue(*peer, frame);
-        ++receivers;
     }
     return receivers;
+}
+
+void PeerTable::PublishGarbage(unsigned int subscription, const SharedFrame& good)
+{
+    SharedFrame garbage;
+    for (const auto& peer : peers) {
+        if (peer->subscriptions.Include(subscription) && faults.DrawGarbage(peer->number)) {
+            garbage = garbage ? garbage : Spoil(good, garbageCount++);
+            Queue(*peer, garbage);
+        }
+    }
 }
 
 void PeerTable::Queue(Peer& peer, const SharedFrame& frame)

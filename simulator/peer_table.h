@@ -85,6 +85,7 @@ public:
 
 private:
     bool HasRoom(Peer& peer, std::size_t size);
+    void PublishGarbage(unsigned int subscription, const SharedFrame& good);
     void Queue(Peer& peer, const SharedFrame& frame);
     void LimitIncompleteBytes();
     void ReleaseDelayed();
