@@ -108,6 +108,7 @@ bool Player::Seek(std::int64_t us)
     }
     stepsLeft = 0;
     anchor.reset();
+    records.clear();
     wakeAt = atOnce;
     BeginSeek(us);
     return true;
@@ -226,9 +227,7 @@ bool Player::PlayOn(Budget& budget)
     if (next->atUs >= options.untilUs) {
         return EndPass(budget);
     }
-    anchor = anchor.value_or(Anchor{now, positionUs});
-    const Clock::time_point due = DueAt(next->atUs);
-    return !isPaused && now < due ? Wait(due) : Play(budget);
+    return Await(next->atUs) && Play(budget);
 }
 
 bool Player::Play(Budget& budget)
@@ -277,10 +276,8 @@ bool Player::Publish(const sim::Step& step, Budget& budget)
 bool Player::EndPass(Budget& budget)
 {
     const std::int64_t endUs = std::min(source->LengthUs(), options.untilUs);
-    anchor = anchor.value_or(Anchor{now, positionUs});
-    const Clock::time_point due = DueAt(endUs);
-    if (!isPaused && now < due) {
-        return Wait(due);
+    if (!Await(endUs)) {
+        return false;
     }
     positionUs = endUs;
     next = nullptr;
@@ -291,6 +288,7 @@ bool Player::EndPass(Budget& budget)
     }
     // Without subscriber and time a pass would take a whole processor. After a long interruption
     // the passes that were missed are left out.
+    const Clock::time_point due = DueAt(endUs);
     const bool takesTime = passTakesTime || due - DueAt(options.fromUs) >= milliseconds(1);
     const bool isLate = options.rate == 0 || now - due > seconds(1);
     if (takesTime && !isLate) {
@@ -303,19 +301,29 @@ bool Player::EndPass(Budget& budget)
     return true;
 }
 
-bool Player::End(const std::string& why)
+bool Player::End(std::string_view why)
 {
     phase = Phase::Ended;
     next = nullptr;
     records.clear();
     stepsLeft = 0;
     mistake = why;
-    if (!why.empty()) {
-        Say(why.c_str());
+    if (!mistake.empty()) {
+        Say(mistake.c_str());
     } else if (!isQuiet) {
         Say(source->Name(), " ended");
     }
     return Wait(afterEvent);
+}
+
+/// \return whether the moment \p us has come
+bool Player::Await(std::int64_t us)
+{
+    if (!anchor) {
+        anchor = Anchor{now, positionUs};
+    }
+    const Clock::time_point due = DueAt(us);
+    return isPaused || now >= due || Wait(due);
 }
 
 bool Player::AwaitInput(Budget& budget)
@@ -371,7 +379,6 @@ void Player::BeginSeek(std::int64_t us)
 {
     targetUs = us;
     positionUs = us;
-    records.clear();
     passTakesTime = false;
     phase = us > 0 ? Phase::Seeking : Phase::Playing;
 }
@@ -389,6 +396,9 @@ void Player::Remember()
 Player::Clock::time_point Player::DueAt(std::int64_t us) const
 {
     constexpr double longest = 1e15;  // microseconds: a sum with any clock does not overflow
-    const double wait = options.rate > 0 ? static_cast<double>(us - anchor->us) / options.rate : 0;
+    if (us == anchor->us || options.rate == 0) {
+        return anchor->at;
+    }
+    const double wait = static_cast<double>(us - anchor->us) / options.rate;
     return anchor->at + microseconds(static_cast<std::int64_t>(std::min(wait, longest)));
 }

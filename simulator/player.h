@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace sim {
@@ -95,7 +96,8 @@ private:
     bool Play(Budget& budget);
     bool Publish(const sim::Step& step, Budget& budget);
     bool EndPass(Budget& budget);
-    bool End(const std::string& why);
+    bool End(std::string_view why);
+    bool Await(std::int64_t us);
     bool AwaitInput(Budget& budget);
     bool Wait(Clock::time_point until, const char* what = "");
     bool Complete(bool isComplete, const char* what);
