@@ -15,7 +15,7 @@ public:
 
     void Spend(std::uint64_t bytes) { left -= std::min(left, bytes); }
 
-    /// A request or directive costs this much besides its bytes, so that a turn has at most 64.
+    /// A request or control line costs this much besides its bytes, so that a turn has at most 64.
     void SpendStep() { Spend(ofATurn / 64); }
 
     bool IsSpent() const { return left == 0; }

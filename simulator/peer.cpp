@@ -14,7 +14,7 @@ namespace {
 /// The size asked for; the kernel limits it to the machine's maximum.
 constexpr int sendBufferSize = 1024 * 1024;
 
-constexpr unsigned int maxPieces = 64;
+constexpr unsigned int maxPieces = 128;
 
 /// The most bytes of one read, also when the room for a large frame is larger.
 constexpr std::size_t mostAtOnce = 256 * 1024;

@@ -13,8 +13,8 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// What a step costs that is not published.
-static constexpr std::uint64_t costOfASilentStep = Budget::ofATurn / 256;
+/// What a step costs besides the bytes that it publishes.
+static constexpr std::uint64_t costOfAStep = Budget::ofATurn / 256;
 
 Player::Player(SubtitleService& serviceToUse, Audience& audienceToReach,
                RequestHistory& historyToSearch, bool quiet,
@@ -186,7 +186,7 @@ bool Player::Check(Budget& budget)
         break;
     }
     next = nullptr;
-    budget.Spend(costOfASilentStep);
+    budget.Spend(costOfAStep);
     return true;
 }
 
@@ -199,7 +199,7 @@ bool Player::SeekOn(Budget& budget)
     case Source::Found::Step:
         if (next->atUs < targetUs) {
             Remember();
-            budget.Spend(costOfASilentStep);
+            budget.Spend(costOfAStep);
             return true;
         }
         break;
@@ -253,7 +253,7 @@ bool Player::Play(Budget& budget)
     }
     positionUs = std::max(positionUs, next->atUs);
     next = nullptr;
-    budget.Spend(isPublished ? 0 : costOfASilentStep);
+    budget.Spend(isPublished ? 0 : costOfAStep);
     // Sent before the next message is parsed, which may take longer.
     const bool isSentFirst = isPublished && options.rate > 0 && !source->IsLoaded();
     return !isSentFirst || Wait(atOnce);
@@ -268,8 +268,8 @@ bool Player::Publish(const sim::Step& step, Budget& budget)
     case Audience::Readiness::Ready: passTakesTime = true; break;
     case Audience::Readiness::NoReader: break;
     }
-    budget.SpendStep();
-    budget.Spend(std::uint64_t{size} * service.Publish(step.subscription, step.frame, audience));
+    const std::uint64_t receivers = service.Publish(step.subscription, step.frame, audience);
+    budget.Spend(costOfAStep + size * receivers);
     return true;
 }
 
@@ -296,7 +296,7 @@ bool Player::EndPass(Budget& budget)
     } else {
         anchor = {takesTime ? now : now + milliseconds(100), options.fromUs};
     }
-    budget.Spend(costOfASilentStep);
+    budget.Spend(costOfAStep);
     BeginSeek(options.fromUs);
     return true;
 }
