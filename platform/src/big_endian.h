@@ -7,9 +7,10 @@ namespace platform {
 
 inline void PutU32(unsigned char* bytes, unsigned int value)
 {
-    for (int i = 3; i >= 0; --i, value >>= 8) {
-        bytes[i] = static_cast<unsigned char>(value);
-    }
+    bytes[0] = static_cast<unsigned char>(value >> 24);
+    bytes[1] = static_cast<unsigned char>(value >> 16);
+    bytes[2] = static_cast<unsigned char>(value >> 8);
+    bytes[3] = static_cast<unsigned char>(value);
 }
 
 inline unsigned int GetU32(const unsigned char* bytes)
