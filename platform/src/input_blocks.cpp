@@ -29,7 +29,7 @@ std::size_t InputBlocks::Missing() const
 /// \param bytes  the start of the block that is or will be the current one
 void InputBlocks::MoveUnreadToStart(unsigned char* bytes)
 {
-    if (current) {
+    if (Unread() > 0) {
         std::memmove(bytes, current->bytes.get() + begin, Unread());
     }
     end -= begin;
@@ -51,7 +51,7 @@ bool InputBlocks::MoveUnreadToNewBlock(std::size_t capacity)
 unsigned char* InputBlocks::Room(std::size_t& size)
 {
     const bool isIdle = begin == end;
-    const std::size_t missing = Missing();
+    const std::size_t missing = isIdle ? leastRoom : Missing();
     const bool isUnsuitable =
         !current || current->capacity < usualSize || (isIdle && current->capacity > mostKept);
     if (!isUnsuitable && current.use_count() == 1 && begin > 0 &&
