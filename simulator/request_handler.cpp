@@ -72,13 +72,13 @@ RequestHandler::Verdict RequestHandler::Handle(Peer& peer, const ReceivedFrame& 
 RequestHandler::Verdict RequestHandler::Serve(Peer& peer, const FrameHeader& header)
 {
     DrawFault(peer, header, &request);
-    const bool isTold = !options.quiet || fault.kind != FaultKind::None;
-    const std::string what = isTold ? Describe(request.contents) : "";
-    if (fault.kind <= FaultKind::Mute) {  // these leave it unserved
-        Log(recording::Result::Unanswered);
+    std::string what;
+    if (!options.quiet || fault.kind != FaultKind::None) {
+        what = Describe(request.contents);
     }
-    if (const std::optional<Verdict> verdict = Unserved(peer, what)) {
-        return *verdict;
+    if (IsUnserved()) {
+        Log(recording::Result::Unanswered);
+        return LeaveUnserved(peer, what);
     }
     if (IsQuit(header)) {
         Log(recording::Result::Ok);
@@ -117,16 +117,14 @@ void RequestHandler::DrawFault(const Peer& peer, const FrameHeader& header, cons
                                                : faults.Draw(asked, peer.number);
 }
 
-/// \return what follows when the fault leaves the request unserved
-std::optional<RequestHandler::Verdict> RequestHandler::Unserved(const Peer& peer,
-                                                                const std::string& what) const
+RequestHandler::Verdict RequestHandler::LeaveUnserved(const Peer& peer,
+                                                      const std::string& what) const
 {
     switch (fault.kind) {
     case FaultKind::Crash: Tell(peer.number, "crashed at: ", what); Crash();
     case FaultKind::Restart: Tell(peer.number, "restarts at: ", what); return Verdict::Restart;
     case FaultKind::HangUp: Tell(peer.number, "hung up on: ", what); return Verdict::DropPeer;
-    case FaultKind::Mute: TellServed(peer, "not answered: ", what); return Verdict::GoOn;
-    default: return {};
+    default: TellServed(peer, "not answered: ", what); return Verdict::GoOn;
     }
 }
 
@@ -165,12 +163,12 @@ RequestHandler::Verdict RequestHandler::NotUnderstood(Peer& peer, const FrameHea
         return Verdict::GoOn;
     }
     DrawFault(peer, header, nullptr);
-    const std::optional<Verdict> verdict = Unserved(peer, details);
-    if (!verdict) {
-        QueueReply(peer, messages::notUnderstood, header, 0);
-        HoldUp(peer);
+    if (IsUnserved()) {
+        return LeaveUnserved(peer, details);
     }
-    return verdict.value_or(Verdict::GoOn);
+    QueueReply(peer, messages::notUnderstood, header, 0);
+    HoldUp(peer);
+    return Verdict::GoOn;
 }
 
 /// Queues a reply of \p length bytes, filled as a refusal.

@@ -8,7 +8,6 @@
 #include "simulator/request.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace sim {
@@ -49,7 +48,8 @@ private:
     Verdict Serve(Peer& peer, const platform::FrameHeader& header);
     Verdict NotUnderstood(Peer& peer, const platform::FrameHeader& header);
     void DrawFault(const Peer& peer, const platform::FrameHeader& header, const Request* asked);
-    std::optional<Verdict> Unserved(const Peer& peer, const std::string& what) const;
+    bool IsUnserved() const { return fault.kind <= FaultKind::Mute; }
+    Verdict LeaveUnserved(const Peer& peer, const std::string& what) const;
     void HoldUp(Peer& peer) const;
     void TellServed(const Peer& peer, const char* remark, const std::string& what) const;
     void Log(recording::Result result);
