@@ -18,22 +18,16 @@ std::string LossLine(unsigned int lost, const char* reason)
            " lines: " + reason + "\n";
 }
 
-struct Outputs {
+struct {
     Sink errors{LossLine, STDERR_FILENO};
     Sink output{nullptr, STDOUT_FILENO};
     LineLimit limit;
-};
-
-Outputs& TheOutputs()
-{
-    static Outputs outputs;
-    return outputs;
-}
+} outputs;
 
 void ReportHeldBack(bool all)
 {
-    TheOutputs().limit.Report(all, [](const char* kind, unsigned int count) {
-        TheOutputs().errors.Write(
+    outputs.limit.Report(all, [](const char* kind, unsigned int count) {
+        outputs.errors.Write(
             [&] { return program + LineLimit::MoreLikeThese(kind, count) + "\n"; });
     });
 }
@@ -42,26 +36,26 @@ void ReportHeldBack(bool all)
 
 void sim::Say(const char* text, const char* details, const char* start)
 {
-    TheOutputs().errors.Write([&] { return std::string(start) + text + details + "\n"; });
+    outputs.errors.Write([&] { return std::string(start) + text + details + "\n"; });
 }
 
 void sim::SayReady(bool onErrors)
 {
-    Sink& sink = onErrors ? TheOutputs().errors : TheOutputs().output;
+    Sink& sink = onErrors ? outputs.errors : outputs.output;
     sink.Write([] { return std::string("ready\n"); });
 }
 
 void sim::Tell(unsigned int client, const char* kind, const std::string& details)
 {
     ReportHeldBack(false);
-    if (TheOutputs().limit.Admits(kind)) {
+    if (outputs.limit.Admits(kind)) {
         TellServed(client, kind, details);
     }
 }
 
 void sim::TellServed(unsigned int client, const char* remark, const std::string& request)
 {
-    TheOutputs().errors.Write([&] {
+    outputs.errors.Write([&] {
         const std::string who = client == 0 ? "" : "client " + std::to_string(client) + ": ";
         return program + who + remark + request + "\n";
     });
@@ -70,7 +64,6 @@ void sim::TellServed(unsigned int client, const char* remark, const std::string&
 int sim::SettleOutputs(bool atEnd)
 {
     ReportHeldBack(atEnd);
-    Outputs& outputs = TheOutputs();
     const bool areErrorsDone = outputs.errors.Flush();
     const bool isOutputDone = outputs.output.Flush();
     return areErrorsDone && isOutputDone ? outputs.limit.NextReportMs() : Sink::retryMs;
