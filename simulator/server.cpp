@@ -73,13 +73,14 @@ void Server::Play(std::unique_ptr<Source> source)
 int Server::Run()
 {
     while (!ending) {
-        outage.EndInTime();
         player.Advance();
         control.Advance();
         peers.UpdatePublished();
         control.Flush();  // an answer says that the effect is on its way
         const bool clientHasGone = peers.BuryDropped();
-        if (!outage.IsOn()) {
+        if (outage.IsOn()) {
+            outage.EndInTime();
+        } else {
             acceptor.Resume(clientHasGone);
         }
         ending = ending || (options.exitAtEnd && player.HasEnded()) ||
