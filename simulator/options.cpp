@@ -122,6 +122,7 @@ bool sim::ParseOptions(int argc, char** argv, Options& options, int& status)
     CLI::App app("A simulated subtitle service, reached through the messaging directory.",
                  "SubtitleMgrSim");
     app.formatter(std::make_shared<NarrowHelp>());
+    app.footer("Status: 0 done, 1 failed, 2 wrong usage or unusable input.");
     app.set_version_flag("--version", std::string("SubtitleMgrSim ") + SUBTITLE_VERSION);
     app.add_option("--name", options.name, "endpoint name, like SubtitleMgr or node1/SubtitleMgr")
         ->type_name("NAME")

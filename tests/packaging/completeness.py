@@ -250,6 +250,29 @@ def check_links():
             problems.append("%s: no such heading: %s" % (page, target))
 
 
+def check_conventions():
+    """The programs around a service have the same habits, and their pages describe them."""
+    for program in ("SubtitleMgrSim", *TOOLS):
+        page = program + ".1"
+        helped = run(BIN_DIR / program, "--help")
+        if helped.returncode != 0 or helped.stderr or max(map(len, helped.stdout.split("\n"))) > 80:
+            problems.append("%s: its help fails, or is wider than 80 columns" % program)
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            for option in ("--help", "--version"):
+                ended = subprocess.run([BIN_DIR / program, option], stdout=full, check=False)
+                if ended.returncode != 1:
+                    problems.append("%s %s: a full disk is no failure" % (program, option))
+        refused = run(BIN_DIR / program, "--nonsense")
+        if refused.returncode != 2 or refused.stdout or "--help" not in refused.stderr:
+            problems.append("%s: a wrong option is not refused" % program)
+        described = find_all(r"^\.It (\d)$", section(page, "EXIT STATUS"))
+        status = re.search(r"^Status: ((?:.+\n)+)", helped.stdout, re.MULTILINE)
+        in_help = find_all(r"(\d) [a-z]", status[1].replace("\n", " ")) if status else set()
+        expect_same("exit statuses of " + program, in_help, described)
+        if not re.search(r"^\$ (.* )?%s " % program, section(page, "EXAMPLES"), re.MULTILINE):
+            problems.append("%s: its page has no example" % program)
+
+
 def misspelt(word):
     """Returns a word with its second letter doubled."""
     at = len(word) - len(word.lstrip("-")) + 1
