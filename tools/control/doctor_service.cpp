@@ -174,12 +174,19 @@ private:
         } else if (!faults.empty()) {
             ExamineFaults();
         } else {
-            Add("service",
-                process.Text() +
-                    (error == ETIMEDOUT
-                         ? " does not answer within " + Seconds(static_cast<std::uint64_t>(limitUs))
-                         : std::string(" gives no answer: ") + std::strerror(error)),
+            Add("service", process.Text() + Silence(error),
                 process ? "kill -KILL " + std::to_string(process.id) : "rm " + ShellWord(path));
+        }
+    }
+
+    std::string Silence(int error) const
+    {
+        switch (error) {
+        case ETIMEDOUT:
+            return " does not answer within " + Seconds(static_cast<std::uint64_t>(limitUs));
+        case ECONNRESET:
+        case EPIPE: return " closes the connection";
+        default: return std::string(" gives no answer: ") + std::strerror(error);
         }
     }
 
