@@ -38,7 +38,12 @@ def main(bin_dir):
         with open(folder + "/commands", "w", encoding="utf-8") as file:
             file.write("\n".join(commands) + "\n")
         result = subprocess.run(
-            ["bash", "-c", SHELL], cwd=folder, env=environment, capture_output=True, timeout=60
+            ["bash", "-c", SHELL],
+            cwd=folder,
+            env=environment,
+            capture_output=True,
+            timeout=60,
+            check=False,
         )
         sys.stderr.buffer.write(result.stderr)
         assert result.returncode == 0 and result.stderr == b"", result.stdout.decode()

@@ -84,7 +84,9 @@ class Doctor(unittest.TestCase):
         return self.launch(PROGRAMS[1], "--quiet", *options)
 
     def expect_refusal(self, *options):
-        service = subprocess.run([PROGRAMS[1], *options], env=self.environment, capture_output=True)
+        service = subprocess.run(
+            [PROGRAMS[1], *options], env=self.environment, capture_output=True, check=False
+        )
         self.assertEqual(service.returncode, 1)
 
     def serve_falsely(self, what, program=sys.executable):
@@ -161,15 +163,20 @@ class Doctor(unittest.TestCase):
                 f"log {self.root}/log: written",
             ],
         )
-        self.assertIn("examines the log", (self.root / "log").read_text())
+        self.assertIn("examines the log", (self.root / "log").read_text(encoding="utf-8"))
 
     def text_of(self, process):
-        name = pathlib.Path("/proc/%d/comm" % process.pid).read_text().strip()
+        name = pathlib.Path("/proc/%d/comm" % process.pid).read_text(encoding="utf-8").strip()
         return f"process {process.pid} ({name})"
 
     def test_shows_a_line_for_each_finding(self):
         result = subprocess.run(
-            [PROGRAMS[0], "doctor"], env=self.environment, stdout=subprocess.PIPE, text=True
+            [PROGRAMS[0], "doctor"],
+            env=self.environment,
+            stdout=subprocess.PIPE,
+            text=True,
+            timeout=SECONDS,
+            check=False,
         )
         self.assertEqual(result.returncode, 1)
         self.assertEqual(
