@@ -81,17 +81,19 @@ std::string Samples(const Metric& metric, const std::string& labels, const Value
 std::string Metrics(const Value& state, const std::string& service)
 {
     constexpr std::string_view ending = "_total";
+    const std::string labels = Label("service", service);
     std::string text;
     for (const Metric& metric : metrics) {
-        const std::string samples = Samples(metric, Label("service", service), state[metric.place]);
-        const std::string name(metric.name);
-        const bool isCounter =
-            name.size() > ending.size() &&
-            name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
-        if (!samples.empty()) {
-            text += "# HELP " + name + " " + metric.help + "\n# TYPE " + name +
-                    (isCounter ? " counter\n" : " gauge\n") + samples;
+        const std::string samples = Samples(metric, labels, state[metric.place]);
+        if (samples.empty()) {
+            continue;
         }
+        const std::string_view name = metric.name;
+        const bool isCounter =
+            name.size() > ending.size() && name.substr(name.size() - ending.size()) == ending;
+        text.append("# HELP ").append(name).append(" ").append(metric.help).append("\n");
+        text.append("# TYPE ").append(name).append(isCounter ? " counter\n" : " gauge\n");
+        text += samples;
     }
     return text;
 }
