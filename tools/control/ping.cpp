@@ -37,7 +37,7 @@ int Ping(const Options& options)
     const std::optional<std::int64_t> us = MeasurePing(options.name, options.timeoutUs, error);
     if (!us) {
         return Fail(words::exitNoService,
-                    "the messaging endpoint cannot be opened; the log has the reason");
+                    "the messaging endpoint cannot be opened; doctor has the reason");
     }
     if (error != 0) {
         const int status = error == ETIMEDOUT ? words::exitTimeRanOut

@@ -26,22 +26,31 @@ eval "$1" || exit 99
 read -r _
 SubtitleMgrCtl "${@:2}"
 """
-# Serves at the path and then accepts (a), accepts and closes (c), or lets one wait (w).
+# Makes the socket of a service and then accepts, closes, sends other bytes than frames, lets one
+# client wait, or has the lock and does not listen.
 PEER = """
-import socket, sys
+import contextlib, fcntl, socket, sys
+path, does = sys.argv[1:]
 listener = socket.socket(socket.AF_UNIX)
-listener.bind(sys.argv[1])
-listener.listen(0 if sys.argv[2] == "w" else 8)
+listener.bind(path)
+if does == "lock":
+    lock = open(path + ".lock", "w")
+    fcntl.flock(lock, fcntl.LOCK_EX)
+else:
+    listener.listen(0 if does == "wait" else 8)
 waiting = socket.socket(socket.AF_UNIX)
-if sys.argv[2] == "w":
-    waiting.connect(sys.argv[1])
+if does == "wait":
+    waiting.connect(path)
 print("ready", flush=True)
 kept = []
-while sys.argv[2] != "w":
+while does in ("accept", "close", "send"):
     peer = listener.accept()[0]
-    if sys.argv[2] == "c":
-        peer.close()
     kept.append(peer)
+    if does == "close":
+        peer.close()
+    elif does == "send":
+        with contextlib.suppress(OSError):
+            peer.sendall(b"HTTP/1.1 400 Bad Request" * 2)
 sys.stdin.read()
 """
 
@@ -260,7 +269,7 @@ class Doctor(unittest.TestCase):
     def test_ends_a_forwarding_that_leads_nowhere(self):
         ssh = self.root / "ssh"
         ssh.symlink_to(sys.executable)
-        process = self.serve_falsely("c", str(ssh))
+        process = self.serve_falsely("close", str(ssh))
         self.expect_repair(
             "service",
             rf"process {process.pid} \(ssh\) forwards to a service that does not answer",
@@ -269,17 +278,26 @@ class Doctor(unittest.TestCase):
         process.wait(SECONDS)
 
     def test_ends_a_program_that_does_not_answer(self):
-        process = self.serve_falsely("a")
+        process = self.serve_falsely("accept")
         text = rf"process {process.pid} \(.*\) does not answer within 2\.000 s"
         self.expect_repair("service", text, f"kill -KILL {process.pid}")
 
-    def test_ends_a_program_that_closes(self):
-        process = self.serve_falsely("c")
-        text = rf"process {process.pid} \(.*\) closes the connection"
-        self.expect_repair("service", text, f"kill -KILL {process.pid}")
+    def test_ends_a_program_that_is_no_service(self):
+        for does in ("close", "send"):
+            with self.subTest(does):
+                process = self.serve_falsely(does)
+                text = rf"process {process.pid} \(.*\) closes the connection"
+                self.expect_repair("service", text, f"kill -KILL {process.pid}")
+                process.wait(SECONDS)
+                self.socket.unlink()
+
+    def test_ends_a_service_that_does_not_listen(self):
+        process = self.serve_falsely("lock")
+        text = rf"process {process.pid} \(.*\) does not listen"
+        self.expect_repair("service", text, f"kill {process.pid}")
 
     def test_removes_a_socket_that_accepts_no_connection(self):
-        self.serve_falsely("w")
+        self.serve_falsely("wait")
         self.expect_repair("service", "a process does not answer", f"rm {self.socket}")
 
     def test_continues_a_stopped_service(self):
@@ -331,6 +349,19 @@ class Doctor(unittest.TestCase):
                 self.expect_repair("service", f"{path} {reason}", move, name=name)
                 os.rename(f"{path}.old", path)
 
+    def test_moves_a_closed_folder_away(self):
+        folder = self.linx / "node1"
+        folder.mkdir(0)
+        self.wrapper = self.without_override()
+        text = f"{folder} is not accessible"
+        move = f"mv {folder} {folder}.old"
+        self.expect_repair("service", text, move, name="node1/SubtitleMgr")
+
+    def without_override(self):
+        """Words that start a program for which the modes of files count, for root as well."""
+        options = "--bounding-set=-dac_override,-dac_read_search"
+        return ["setpriv", options] if os.geteuid() == 0 else []
+
     def test_moves_a_lock_away_that_is_no_file(self):
         self.lock.mkdir()
         self.expect_refusal()
@@ -358,8 +389,7 @@ class Doctor(unittest.TestCase):
     def test_makes_the_log_writable(self):
         log = self.root / "log"
         log.touch(0o400)
-        if os.geteuid() == 0:
-            self.wrapper = ["setpriv", "--bounding-set=-dac_override"]
+        self.wrapper = self.without_override()
         self.expect_log("Permission denied", f"chmod u\\+w {log}")
 
     def test_names_the_log_itself(self):
