@@ -2,6 +2,7 @@
 #include "tests/tools/control/ControlSession.h"
 
 #include <regex>
+#include <sys/stat.h>
 
 namespace {
 
@@ -32,6 +33,15 @@ TEST_F(Ping, EndsWithStatus3WithoutService)
     EXPECT_EQ(program->WaitForExit(), 3);
     EXPECT_EQ(program->Errors(),
               "SubtitleMgrCtl: SubtitleMgr does not answer a ping: No such file or directory\n");
+}
+
+TEST_F(Ping, PointsToDoctorWhenTheDirectoryIsRefused)
+{
+    ASSERT_EQ(chmod(messaging.Path().c_str(), 0755), 0);
+    const auto program = Launch({"ping"});
+    EXPECT_EQ(program->WaitForExit(), 3);
+    EXPECT_EQ(program->Errors(),
+              "SubtitleMgrCtl: the messaging endpoint cannot be opened; doctor has the reason\n");
 }
 
 TEST_F(Ping, EndsWithStatus4WhenTheServiceIsMute)
