@@ -9,7 +9,6 @@
 #include "control/report.h"
 #include "platform/src/messaging_directory.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -26,9 +25,6 @@ namespace control {
 
 namespace {
 
-/// As long as a client waits for most answers.
-constexpr std::int64_t longestProbeUs = 2 * words::usPerSecond;
-
 /// A service reaches its folder through a descriptor, and its control socket has the longest name.
 constexpr std::size_t longestName =
     sizeof sockaddr_un::sun_path - sizeof "/proc/self/fd/3/.control";
@@ -36,8 +32,8 @@ constexpr std::size_t longestName =
 class Examination {
 public:
     Examination(const MessagingDirectory& directoryToUse, const Options& options)
-        : directory(directoryToUse), name(options.name),
-          limitUs(std::min(options.timeoutUs, longestProbeUs)), path(directory.Path() + "/" + name)
+        : directory(directoryToUse), name(options.name), limitUs(options.timeoutUs),
+          path(directory.Path() + "/" + name)
     {
     }
 

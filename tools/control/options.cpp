@@ -22,8 +22,8 @@ constexpr char helpBegin[] =
     "Options:\n"
     "  --name NAME    the service; default SubtitleMgr\n"
     "  --json         show each answer as it came, a JSON object a line\n"
-    "  --timeout T    longest wait for an answer, like 500ms or 2s; default 10s,\n"
-    "                 beyond what the command itself waits\n"
+    "  --timeout T    longest wait for an answer, like 500ms or 2s, beyond what the\n"
+    "                 command itself waits; default 10s, with doctor 2s\n"
     "  --once         with top: one table\n"
     "  --prometheus   with top: metrics for Prometheus, once\n"
     "  -h, --help     show this text\n"
@@ -115,6 +115,12 @@ Problem SetOption(int letter, const std::string& value, Options& options)
     }
 }
 
+/// doctor waits as long as a client waits for most answers.
+std::int64_t UsualTimeout(const std::string& command)
+{
+    return (command == "doctor" ? 2 : 10) * words::usPerSecond;
+}
+
 Problem CheckCommand(const Options& options)
 {
     if (options.command.empty()) {
@@ -149,6 +155,9 @@ bool ParseOptions(int argc, char** argv, Options& options, int& status)
     case words::Asked::Work:
         options.command.insert(options.command.end(), argv + optind, argv + argc);
         problem = CheckCommand(options);
+        if (problem.empty() && options.timeoutUs < 0) {
+            options.timeoutUs = UsualTimeout(options.command[0]);
+        }
         [[fallthrough]];
     case words::Asked::Nonsense:
         if (!problem.empty()) {

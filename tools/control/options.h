@@ -11,9 +11,9 @@ namespace control {
 struct Options {
     std::string name = "SubtitleMgr";
     bool json = false;
-    bool once = false;        ///< of the command top
-    bool prometheus = false;  ///< of the command top; implies once
-    std::int64_t timeoutUs = 10 * words::usPerSecond;
+    bool once = false;                 ///< of the command top
+    bool prometheus = false;           ///< of the command top; implies once
+    std::int64_t timeoutUs = -1;       ///< -1 until all options are read
     std::vector<std::string> command;  ///< words, at least one
 };
 

@@ -65,6 +65,7 @@ class Doctor(unittest.TestCase):
         self.socket = self.linx / "SubtitleMgr"
         self.lock = self.linx / "SubtitleMgr.lock"
         self.wrapper = []
+        self.limit = "30s"
         self.environment = {
             **os.environ,
             "HOME": str(self.root),
@@ -102,7 +103,8 @@ class Doctor(unittest.TestCase):
         return self.launch(program, "-c", PEER, self.socket, what)
 
     def words(self, name):
-        return [*(["--name", name] if name else []), "--json", "doctor"]
+        options = ["--name", name] if name else []
+        return [*options, "--timeout", self.limit, "--json", "doctor"]
 
     def examine(self, name=None):
         """Returns the status and the findings by their checks."""
@@ -279,7 +281,8 @@ class Doctor(unittest.TestCase):
 
     def test_ends_a_program_that_does_not_answer(self):
         process = self.serve_falsely("accept")
-        text = rf"process {process.pid} \(.*\) does not answer within 2\.000 s"
+        self.limit = "100ms"
+        text = rf"process {process.pid} \(.*\) does not answer within 0\.100 s"
         self.expect_repair("service", text, f"kill -KILL {process.pid}")
 
     def test_ends_a_program_that_is_no_service(self):
@@ -298,12 +301,14 @@ class Doctor(unittest.TestCase):
 
     def test_removes_a_socket_that_accepts_no_connection(self):
         self.serve_falsely("wait")
+        self.limit = "100ms"
         self.expect_repair("service", "a process does not answer", f"rm {self.socket}")
 
     def test_continues_a_stopped_service(self):
         process = self.serve()
         process.send_signal(signal.SIGSTOP)
         os.waitid(os.P_PID, process.pid, os.WSTOPPED)
+        self.limit = "2s"
         text = rf"process {process.pid} \(.*\) is stopped"
         self.expect_health_after("service", text, f"kill -CONT {process.pid}")
 
@@ -312,6 +317,7 @@ class Doctor(unittest.TestCase):
             with self.subTest(kind):
                 name = "SubtitleMgr%d" % number
                 self.serve("--name", name, "--fault", kind)
+                self.limit = "2s" if kind == "mute" else "30s"
                 repair = f"SubtitleMgrCtl --name {name} no-fault"
                 self.expect_health_after("service", "has faults on purpose", repair, name=name)
 

@@ -27,6 +27,8 @@ TEST(Options, HaveDefaults)
     const Options options = Good({"state"});
     EXPECT_EQ(options.name, "SubtitleMgr");
     EXPECT_EQ(options.timeoutUs, 10000000);
+    EXPECT_EQ(Good({"doctor"}).timeoutUs, 2000000);
+    EXPECT_EQ(Good({"doctor", "--timeout", "3s"}).timeoutUs, 3000000);
     EXPECT_FALSE(options.json || options.once);
     EXPECT_EQ(options.command, (Words{"state"}));
 }
