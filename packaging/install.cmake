@@ -54,6 +54,8 @@ endif()
 
 if(TARGET SubtitleMgrView)
   install_programs(view SubtitleMgrView)
+  install(PROGRAMS script/demo
+    DESTINATION "${doc_dir}/subtitlemgr-view/examples" COMPONENT view)
   install_documents(view subtitlemgr-view)
 endif()
 

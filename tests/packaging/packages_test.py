@@ -55,6 +55,7 @@ CONTENTS["subtitlemgr-sim"] += [
     "usr/lib/systemd/user/subtitlemgr-sim.service",
     "usr/share/subtitlemgr-sim/demo.scenario",
 ]
+CONTENTS["subtitlemgr-view"] += ["usr/share/doc/subtitlemgr-view/examples/demo"]
 CONTENTS["subtitlemgr-doc"] += [
     "usr/share/doc/subtitlemgr-doc/" + os.path.relpath(path, ROOT)
     for path in (*glob.glob(ROOT + "/docs/*.md"), ROOT + "/README.md", ROOT + "/CONTRIBUTING.md")
@@ -169,7 +170,7 @@ class Packages(unittest.TestCase):
             for line in output_of("dpkg-deb", "-c", path).splitlines():
                 mode, owner, *_, name = line.split()
                 self.assertEqual(owner, "root/root", line)
-                is_run = name.endswith("/") or "/usr/bin/S" in name
+                is_run = name.endswith(("/", "/examples/demo")) or "/usr/bin/S" in name
                 self.assertEqual(mode[1:], "rwxr-xr-x" if is_run else "rw-r--r--", line)
 
     def test_name_the_libraries_that_the_programs_are_linked_with(self):

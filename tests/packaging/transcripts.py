@@ -39,6 +39,7 @@ PROGRAMS = (
     "SubtitleMgrTap",
     "SubtitleMgrView",
 )
+DEMO = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../script/demo")
 END_OF_COMMAND = "\x1e"
 # Runs one command after the other; the terminal is their standard streams.
 SHELL = r"""
@@ -147,11 +148,14 @@ class Terminal:
                 os.chmod(path, 0o755)
             else:
                 os.symlink(target, path)
+        os.mkdir(os.path.join(self.folder, "script"))
+        os.symlink(DEMO, os.path.join(self.folder, "script/demo"))
         commands = workspace.new_path("commands")
         os.mkfifo(commands)
         environment = {
             **workspace.environment(),
             "LC_ALL": "C.UTF-8",
+            "NO_COLOR": "1",
             "HOME": self.folder,
             "COMMANDS": commands,
         }

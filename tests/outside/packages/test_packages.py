@@ -126,7 +126,7 @@ def test_the_programs_work_without_a_source_tree(packages, root):
 
 def test_the_tutorials_work_without_a_source_tree(packages, root):
     root.install(packages.values())
-    for folder in ("tests/packaging", "python"):
+    for folder in ("tests/packaging", "python", "script"):
         shutil.copytree(ROOT / folder, root.folder / "player" / folder)
     shown = root.run_as_user(
         'cd /usr/share/doc/subtitlemgr-doc && python3 /player/tests/packaging/transcripts.py "$@"',
