@@ -148,6 +148,7 @@ def test_a_bench_comes_back_in_the_same_stream(broker, bench, tmp_path, programs
     os.kill(bench.publisher.pid, signal.SIGKILL)
     away.await_lines(1)
     bench.begin(broker)
+    desk.await_lines(3)  # its second header: the new tap has subscribed
     bench.control("-", commands=PICTURE)
     assert draw(programs, desk.await_lines(6)) == DRAWN
 

@@ -4,20 +4,20 @@ import pytest
 from fleet import Bench, Broker, Line, Processes
 
 
-@pytest.fixture
-def processes():
+@pytest.fixture(name="processes")
+def fixture_processes():
     running = Processes()
     yield running
     running.end()
 
 
-@pytest.fixture
-def broker(processes, tmp_path):
+@pytest.fixture(name="broker")
+def fixture_broker(processes, tmp_path):
     return Broker(processes, tmp_path)
 
 
-@pytest.fixture
-def new_bench(programs, processes):
+@pytest.fixture(name="new_bench")
+def fixture_new_bench(programs, processes):
     """Makes benches whose services run."""
     benches = []
 
@@ -31,13 +31,13 @@ def new_bench(programs, processes):
         bench.close()
 
 
-@pytest.fixture
-def bench(new_bench):
+@pytest.fixture(name="bench")
+def fixture_bench(new_bench):
     return new_bench("7")
 
 
-@pytest.fixture
-def new_line():
+@pytest.fixture(name="new_line")
+def fixture_new_line():
     lines = []
 
     def make(port):

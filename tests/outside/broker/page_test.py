@@ -37,8 +37,8 @@ class Page:
         return [block for _, block in BLOCK.findall(section)]
 
 
-@pytest.fixture
-def page(tmp_path, processes):
+@pytest.fixture(name="page")
+def fixture_page(tmp_path, processes):
     """The page; its broker runs, and the clients have its options."""
     found = Page(tmp_path)
     commands, configuration = found.blocks("The broker")
