@@ -1,7 +1,6 @@
 #include "tap/tap.h"
 
 #include "recording/writer.h"
-#include "records/received_record.h"
 #include "tap/signals.h"
 #include "words/exit_status.h"
 #include "words/times.h"
@@ -11,13 +10,9 @@
 #include <algorithm>
 #include <iostream>
 #include <limits>
-#include <new>
 #include <unistd.h>
 
 namespace tap {
-
-using recording::Notification;
-using recording::NotificationKind;
 
 namespace {
 
@@ -26,11 +21,6 @@ constexpr std::int64_t receiveWaitMs =
     20;  // the delay until an end, a closed output or a full second is noticed
 constexpr std::size_t largestBatch = 256u * 1024u;  // fits into the processor's cache
 constexpr useconds_t retryUs = 50000;
-
-// Message numbers of the notifications.
-constexpr unsigned int regionDataItemId = 0x3B19;
-constexpr unsigned int regionVisItemId = 0x3B1C;
-constexpr unsigned int paletteItemId = 0x3B1D;
 
 std::int64_t NowUs() { return recording::Now().monoUs; }
 
@@ -51,6 +41,9 @@ const std::string& ServiceName()
 Tap::Tap(const Options& optionsToUse)
     : options(optionsToUse), output([this] { return IsEndRequested() || IsTimeUp(); }),
       stamps(optionsToUse.time), endUs(std::numeric_limits<std::int64_t>::max()),
+      subscriber([this](recording::Notification& notification, unsigned int encodedSize) {
+          Take(notification, encodedSize);
+      }),
       ipc("SubtitleMgrTap"), client(ipc, requestTimeoutMs)
 {
 }
@@ -100,7 +93,7 @@ int Tap::Start()
 bool Tap::SubscribeWithin(std::int64_t us)
 {
     const std::int64_t until = NowUs() + us;
-    while (!Subscribe()) {
+    while (!subscriber.Subscribe(client, options.filter)) {
         if (IsEndRequested() || NowUs() >= until) {
             return false;
         }
@@ -109,42 +102,10 @@ bool Tap::SubscribeWithin(std::int64_t us)
     return true;
 }
 
-/// In the console's order, palettes last: a bitmap is not shown with an older palette.
-bool Tap::Subscribe()
-{
-    for (std::size_t format = 0; format < formatWords.size(); ++format) {
-        if (options.filter.formats[format] &&
-            !SubscribeTo(NotificationKind::RegionData,
-                         recording::SubscriptionOfFormat(static_cast<unsigned int>(format)))) {
-            return false;
-        }
-    }
-    return SubscribeTo(NotificationKind::RegionVisibility, recording::visibilitySubscription) &&
-           SubscribeTo(NotificationKind::Palette, recording::paletteSubscription);
-}
-
-/// \return also true when the filter wants none of these
-bool Tap::SubscribeTo(NotificationKind kind, unsigned int number)
-{
-    if (!options.filter.IsWanted(kind)) {
-        return true;
-    }
-    switch (kind) {
-    case NotificationKind::RegionData:
-        return client.Subscribe(number, regionDataItemId, regionData,
-                                Callback<&Tap::TakeRegionData>, this) == 0;
-    case NotificationKind::RegionVisibility:
-        return client.Subscribe(number, regionVisItemId, visibility, Callback<&Tap::TakeVisibility>,
-                                this) == 0;
-    case NotificationKind::Palette: break;
-    }
-    return client.Subscribe(number, paletteItemId, palette, Callback<&Tap::TakePalette>, this) == 0;
-}
-
 int Tap::ReceiveToTheEnd()
 {
     Output::State state = output.Flush();
-    while (state == Output::State::Open && !isOutOfMemory && !IsEndRequested() &&
+    while (state == Output::State::Open && !subscriber.IsOutOfMemory() && !IsEndRequested() &&
            !IsCountReached() && !IsTimeUp()) {
         ReceiveBatch(NextWaitMs());
         ShowRatesWhenDue(false);
@@ -163,10 +124,11 @@ void Tap::ReceiveBatch(int waitMs)
 {
     std::uint64_t before = 0;
     do {
-        before = received;
+        before = subscriber.Received();
         ipc.Receive(waitMs, 0, LinxIpc::emptyString, nullptr);
         waitMs = 0;
-    } while (received > before && !IsCountReached() && output.Text().size() < largestBatch);
+    } while (subscriber.Received() > before && !IsCountReached() &&
+             output.Text().size() < largestBatch);
 }
 
 int Tap::NextWaitMs() const
@@ -199,7 +161,7 @@ int Tap::Finish(Output::State state) const
     if (state == Output::State::Failed) {
         return Complain(output.Problem(), words::exitFailed);
     }
-    if (isOutOfMemory) {
+    if (subscriber.IsOutOfMemory()) {
         return Complain("no memory for a notification", words::exitFailed);
     }
     const bool isTooLate = options.count > 0 && !IsCountReached() && IsTimeUp();
@@ -207,55 +169,7 @@ int Tap::Finish(Output::State state) const
                                                                           : words::exitDone;
 }
 
-/// No exception passes through the SDK.
-template <void (Tap::*take)(LinxIpc&)>
-void Tap::Callback(LinxIpc* ipc, void* tap)
-{
-    Tap& self = *static_cast<Tap*>(tap);
-    ++self.received;
-    try {
-        (self.*take)(*ipc);
-    } catch (const std::bad_alloc&) {
-        self.isOutOfMemory = true;
-    }
-}
-
-void Tap::TakeRegionData(LinxIpc& from)
-{
-    DecodeReceived(from, regionData);
-    Notification notification;
-    notification.subscription = recording::SubscriptionOfFormat(regionData.subtitleFormat);
-    notification.regionId = regionData.regionId;
-    notification.subtitleFormat = regionData.subtitleFormat;
-    notification.data = {regionData.data.data(), regionData.data.size()};
-    Take(notification, regionData.EncodedSize());
-}
-
-void Tap::TakeVisibility(LinxIpc& from)
-{
-    DecodeReceived(from, visibility);
-    Notification notification;
-    notification.kind = NotificationKind::RegionVisibility;
-    notification.subscription = recording::visibilitySubscription;
-    notification.regionId = visibility.regionId;
-    notification.visible = visibility.visible;
-    Take(notification, visibility.EncodedSize());
-}
-
-void Tap::TakePalette(LinxIpc& from)
-{
-    DecodeReceived(from, palette);
-    Notification notification;
-    notification.kind = NotificationKind::Palette;
-    notification.subscription = recording::paletteSubscription;
-    notification.regionId = palette.regionId;
-    notification.fill = palette.fill;
-    notification.backgroundCode = palette.backgroundCode;
-    notification.data = {palette.paletteData.data(), palette.paletteData.size()};
-    Take(notification, palette.EncodedSize());
-}
-
-void Tap::Take(Notification& notification, unsigned int encodedSize)
+void Tap::Take(recording::Notification& notification, unsigned int encodedSize)
 {
     if (!options.filter.Passes(notification)) {
         return;

@@ -3,12 +3,10 @@
 #include "tap/options.h"
 #include "tap/output.h"
 #include "tap/rates.h"
+#include "tap/subscriber.h"
 #include "tap/text_lines.h"
 
 #include <LinxIpc.h>
-#include <PaletteItem.h>
-#include <RegionDataItem.h>
-#include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
 namespace tap {
@@ -24,8 +22,6 @@ public:
 private:
     int Start();
     bool SubscribeWithin(std::int64_t us);
-    bool Subscribe();
-    bool SubscribeTo(recording::NotificationKind kind, unsigned int number);
 
     int ReceiveToTheEnd();
     void ReceiveBatch(int waitMs);
@@ -35,11 +31,6 @@ private:
     void ShowRatesWhenDue(bool isLast);
     int Finish(Output::State state) const;
 
-    template <void (Tap::*take)(LinxIpc&)>
-    static void Callback(LinxIpc* ipc, void* tap);
-    void TakeRegionData(LinxIpc& from);
-    void TakeVisibility(LinxIpc& from);
-    void TakePalette(LinxIpc& from);
     void Take(recording::Notification& notification, unsigned int encodedSize);
 
     const Options options;
@@ -48,13 +39,9 @@ private:
     Rates rates;
     std::int64_t endUs;        ///< on the monotonic clock
     std::int64_t ratesUs = 0;  ///< of the next line of rates
-    std::uint64_t received = 0;
-    std::uint64_t taken = 0;  ///< those of `received` that passed the filter
-    bool isOutOfMemory = false;
+    std::uint64_t taken = 0;   ///< notifications that passed the filter
 
-    RegionDataItem regionData;
-    RegionVisItem visibility;
-    PaletteItem palette;
+    Subscriber subscriber;
     LinxIpc ipc;
     SubtitleClient client;  ///< destroyed before `ipc`, which it uses
 };
