@@ -6,6 +6,9 @@ function(stop_without what user debian_package option)
     "or leave ${user} out with -D${option}=OFF")
 endfunction()
 
+# For packages that have no file of their own for CMake.
+list(APPEND CMAKE_MODULE_PATH "${CMAKE_CURRENT_LIST_DIR}")
+
 # need_package(<package> <user> <Debian package> <option> [COMPONENTS <components>])
 #
 # The package's targets are for the whole project, its variables for the caller.

@@ -85,6 +85,7 @@ LIBRARIES = {
     "ld.so.1": "libc6",
     "ld-linux-x86-64.so.2": "libc6",
     "libgcc_s.so.1": "libgcc-s1",
+    "libmicrohttpd.so.12": "libmicrohttpd12",
     "libpng16.so.16": "libpng16-16",
     "libstdc++.so.6": "libstdc++6",
     "libatomic.so.1": "libatomic1",

@@ -28,12 +28,15 @@ builds() {  # expected programs, options of CMake
 }
 
 no_png=-DCMAKE_DISABLE_FIND_PACKAGE_PNG=ON
+no_http=-DCMAKE_DISABLE_FIND_PACKAGE_Microhttpd=ON
 no_json=-DCMAKE_DISABLE_FIND_PACKAGE_RapidJSON=ON
 no_options=-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
 no_python=-DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON
 no_googletest=-DSUBTITLE_GOOGLETEST=
 refuses "$no_png" "SubtitleMgrView needs PNG: install the Debian package libpng-dev, or leave\
  SubtitleMgrView out with -DSUBTITLE_TOOLS=OFF"
+refuses "$no_http" "SubtitleMgrView needs Microhttpd: install the Debian package libmicrohttpd-dev,\
+ or leave SubtitleMgrView out with -DSUBTITLE_TOOLS=OFF"
 refuses "$no_json" "the reader of recordings needs RapidJSON: install the Debian package\
  rapidjson-dev, or leave the reader of recordings out with -DSUBTITLE_SIMULATOR=OFF\
  -DSUBTITLE_TOOLS=OFF"
@@ -47,7 +50,7 @@ refuses "$no_googletest" "the test suite needs GoogleTest: install the Debian pa
 builds "SubtitleMgrCli SubtitleMgrCtl SubtitleMgrSim SubtitleMgrTap SubtitleMgrView" \
     "$no_python" "$no_googletest" -DBUILD_TESTING=OFF -DSUBTITLE_BENCH=OFF
 builds "SubtitleMgrCli SubtitleMgrSim SubtitleMgrTap" \
-    "$no_python" "$no_googletest" "$no_png" -DSUBTITLE_TOOLS=OFF
+    "$no_python" "$no_googletest" "$no_png" "$no_http" -DSUBTITLE_TOOLS=OFF
 builds "SubtitleMgrCli SubtitleMgrCtl SubtitleMgrTap SubtitleMgrView" \
     "$no_python" "$no_googletest" "$no_options" -DSUBTITLE_SIMULATOR=OFF
 
@@ -56,4 +59,4 @@ mkdir "$scratch/sdk"
 echo 'add_library(SubtitleSdk::SubtitleSdk INTERFACE IMPORTED)' \
     >"$scratch/sdk/SubtitleSdkConfig.cmake"
 builds "SubtitleMgrCli SubtitleMgrTap" "$no_python" "$no_googletest" "$no_options" "$no_json" \
-    "$no_png" -DSubtitleSdk_DIR="$scratch/sdk"
+    "$no_png" "$no_http" -DSubtitleSdk_DIR="$scratch/sdk"

@@ -11,6 +11,7 @@ char* LineInput::Room(std::size_t& size)
     if (begin > 0) {
         std::memmove(buffer.data(), buffer.data() + begin, end - begin);
         end -= begin;
+        dropped += begin;
         scanned -= begin;
         begin = 0;
     }

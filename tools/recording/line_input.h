@@ -22,11 +22,15 @@ public:
     /// \param line  with NUL in the place of its newline; may be changed
     Cut Next(char*& line, std::size_t& length);
 
+    /// The offset in the input where the line taken last ends, with its newline.
+    std::uint64_t EndOffset() const { return dropped + begin; }
+
     /// Bytes after the last whole line.
     std::size_t Rest() const { return end - begin; }
 
 private:
     std::vector<char> buffer;
+    std::uint64_t dropped = 0;  ///< bytes before `buffer`
     std::size_t begin = 0;    ///< of the bytes that were not taken yet
     std::size_t scanned = 0;  ///< there is no newline from `begin` to here
     std::size_t end = 0;

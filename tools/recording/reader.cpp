@@ -213,6 +213,7 @@ Reader::Found Reader::Next(AnyLine& line)
     }
     char* text = nullptr;
     std::size_t length = 0;
+    offset = input.EndOffset();
     const LineInput::Cut cut = input.Next(text, length);
     if (cut == LineInput::Cut::NeedsInput) {
         return ended ? EndOfInput() : Found::NeedsInput;

@@ -34,6 +34,10 @@ public:
     /// The number of the line found last, from 1.
     std::size_t LineNumber() const { return lineNumber; }
 
+    /// The offsets in the input where the line found last begins, and where it ends with its newline.
+    std::uint64_t Offset() const { return offset; }
+    std::uint64_t EndOffset() const { return input.EndOffset(); }
+
 private:
     bool ReadLine(char* text, std::size_t length, AnyLine& line, LineMistake& mistake);
     bool CheckOrder(const AnyLine& line, Moment& at, LineMistake& mistake);
@@ -45,6 +49,7 @@ private:
     LineInput input;
     LineFields fields;
     std::size_t lineNumber = 0;
+    std::uint64_t offset = 0;
     std::int64_t lastMonoUs = 0;
     std::int64_t shiftUs = 0;  ///< added to the times of a stream
     bool ended = false;

@@ -45,7 +45,11 @@ const recording::Notification* Messages::Next()
                 mistake = name + ":" + std::to_string(LineNumber()) + ":1: it has no bytes";
             }
             break;
-        case Reader::Found::NeedsInput: Read(); break;
+        case Reader::Found::NeedsInput:
+            if (!Read()) {
+                return nullptr;
+            }
+            break;
         case Reader::Found::End: return nullptr;
         case Reader::Found::Mistake: mistake = reader.Mistake(); break;
         }
@@ -59,7 +63,7 @@ bool Messages::IsWanted(const recording::Moment& at)
     return !untilUs || at.monoUs - *firstUs <= *untilUs;
 }
 
-void Messages::Read()
+bool Messages::Read()
 {
     std::size_t room = 0;
     char* const bytes = reader.Room(room);
@@ -68,9 +72,12 @@ void Messages::Read()
         reader.Received(static_cast<std::size_t>(count));
     } else if (count == 0) {
         reader.EndInput();
-    } else if (errno != EINTR) {
+    } else if (errno == EINTR) {
+        return false;
+    } else {
         mistake = name + ": cannot be read: " + std::strerror(errno);
     }
+    return true;
 }
 
 }  // namespace view

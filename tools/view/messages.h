@@ -18,7 +18,7 @@ public:
     Messages(const Messages&) = delete;
     Messages& operator=(const Messages&) = delete;
 
-    /// \return null at the moment, the end or a mistake. The bytes are valid until the next call.
+    /// \return null at the moment, the end, a mistake or a signal that is caught. The bytes are valid until the next call.
     const recording::Notification* Next();
 
     /// Of a recording that is not whole; empty for none.
@@ -27,10 +27,21 @@ public:
     /// The line of the notification found last, from 1.
     std::size_t LineNumber() const { return reader.LineNumber(); }
 
+    /// The offsets in the file where that line begins, and where it ends with its newline.
+    std::uint64_t Offset() const { return reader.Offset(); }
+    std::uint64_t EndOffset() const { return reader.EndOffset(); }
+
+    /// From the first message, which may be a request.
+    std::int64_t SinceFirstUs(const recording::Moment& at) const { return at.monoUs - *firstUs; }
+
+    /// Of the file.
+    int Descriptor() const { return fd; }
+
 private:
     /// \return whether the line is not after the moment
     bool IsWanted(const recording::Moment& at);
-    void Read();
+    /// \return false when a signal was caught instead
+    bool Read();
 
     const std::string name;
     const std::optional<std::int64_t> untilUs;

@@ -2,6 +2,7 @@
 
 #include "view/options.h"
 
+#include "platform/src/messaging_directory.h"
 #include "words/exit_status.h"
 #include "words/long_options.h"
 #include "words/nearest_word.h"
@@ -18,6 +19,8 @@ namespace {
 constexpr char help[] =
     "Usage: SubtitleMgrView png [OPTION...] -o DIR RECORDING\n"
     "       SubtitleMgrView terminal [OPTION...] RECORDING\n"
+    "       SubtitleMgrView page [OPTION...] RECORDING\n"
+    "       SubtitleMgrView page [OPTION...] --live\n"
     "       SubtitleMgrView from-png -o DIR PICTURE\n"
     "Shows the regions of a recording, and turns pictures into regions.\n"
     "\n"
@@ -25,6 +28,8 @@ constexpr char help[] =
     "  png               make a picture of each region, and screen.png of the\n"
     "                    visible ones, one below the other\n"
     "  terminal          draw each region with half blocks, in 80 columns\n"
+    "  page              show the regions in a browser: print the address of a page\n"
+    "                    on this machine, and serve it until SIGINT\n"
     "  from-png          make the files of a bitmap and a palette from a picture,\n"
     "                    and show the keys of the console that load them\n"
     "\n"
@@ -37,17 +42,21 @@ constexpr char help[] =
     "  --width N         pixels of a row; default 640\n"
     "  --scale N         draw a pixel as N x N pixels, 1 to 16\n"
     "  --every-change    a picture for each change, named after its line\n"
+    "  --port N          the port of the page; default a free one\n"
+    "  --live            what a service publishes, instead of a recording\n"
+    "  --name NAME       the service; default SubtitleMgr\n"
     "  --no-color        draw in black and white, as with NO_COLOR\n"
     "  -h, --help        show this text\n"
     "  --version         show the version\n"
     "\n"
     "RECORDING is a file, see subtitle-recording(5), or - for standard input.\n"
     "A time T is 500ms, 2s or a number of seconds.\n"
-    "Status: 0 done, 1 failed, 2 wrong usage or unusable input.\n";
+    "Status: 0 done, 1 failed, 2 wrong usage or unusable input, 3 no service.\n";
 
 constexpr unsigned int largestWidth = 16384;
 constexpr unsigned int largestScale = 16;
 constexpr unsigned int largestRegion = 255;
+constexpr unsigned int largestPort = 65535;
 
 enum Letter : int {
     Word = 1,
@@ -59,6 +68,9 @@ enum Letter : int {
     Scale,
     EveryChange,
     NoColor,
+    Port,
+    Live,
+    Name,
 };
 
 constexpr option longOptions[] = {
@@ -69,6 +81,9 @@ constexpr option longOptions[] = {
     {"scale", required_argument, nullptr, Scale},
     {"every-change", no_argument, nullptr, EveryChange},
     {"no-color", no_argument, nullptr, NoColor},
+    {"port", required_argument, nullptr, Port},
+    {"live", no_argument, nullptr, Live},
+    {"name", required_argument, nullptr, Name},
     {"help", no_argument, nullptr, words::helpLetter},
     {"version", no_argument, nullptr, words::versionLetter},
     {nullptr, 0, nullptr, 0},
@@ -78,7 +93,7 @@ using words::Quoted;
 using Words = std::vector<std::string_view>;
 
 /// By Command.
-const Words commandWords{"png", "from-png", "terminal"};
+const Words commandWords{"png", "from-png", "terminal", "page"};
 
 /// The text of a mistake that ends the program; empty for none.
 using Problem = std::string;
@@ -117,6 +132,11 @@ Problem SetOption(int letter, const std::string& value, Given& given, Options& o
     case Width: return ParseNumber(value, 1, largestWidth, options.width);
     case Scale: return ParseNumber(value, 1, largestScale, options.scale);
     case EveryChange: options.everyChange = true; return "";
+    case Port: return ParseNumber(value, 0, largestPort, options.port);
+    case Live: options.live = true; return "";
+    case Name:
+        options.service = value;
+        return platform::IsEndpointName(value) ? "" : Quoted(value) + " is not an endpoint name";
     default: options.noColor = true; return "";
     }
 }
@@ -133,18 +153,22 @@ std::string NameOf(int letter)
 bool IsFor(Command command, int letter)
 {
     switch (letter) {
-    case Output: return command != Command::Terminal;
+    case Output: return command == Command::Png || command == Command::FromPng;
     case EveryChange:
     case Scale: return command == Command::Png;
     case NoColor: return command == Command::Terminal;
-    case RegionOnly: return true;
-    default: return command != Command::FromPng;
+    case Port:
+    case Live:
+    case Name: return command == Command::Page;
+    case Width: return command != Command::FromPng;
+    case RegionOnly: return command != Command::Page;
+    default: return command == Command::Png || command == Command::Terminal;
     }
 }
 
 Problem CheckOutput(const Options& options)
 {
-    if (options.command == Command::Terminal) {
+    if (!IsFor(options.command, Output)) {
         return "";
     }
     if (options.output.empty()) {
@@ -176,13 +200,14 @@ Problem Check(const Given& given, Options& options)
             return "--" + NameOf(letter) + ": not for the command " + word;
         }
     }
-    if (given.words.size() < 2) {
+    const std::size_t count = options.live ? 1 : 2;
+    if (given.words.size() < count) {
         return options.command == Command::FromPng ? "no picture" : "no recording";
     }
-    if (given.words.size() > 2) {
-        return Quoted(given.words[2]) + ": unexpected word";
+    if (given.words.size() > count) {
+        return Quoted(given.words[count]) + ": unexpected word";
     }
-    options.input = given.words[1];
+    options.input = given.words.back();
     return CheckOutput(options);
 }
 

@@ -6,18 +6,21 @@
 
 namespace view {
 
-enum class Command { Png, FromPng, Terminal };
+enum class Command { Png, FromPng, Terminal, Page };
 
 struct Options {
     Command command = Command::Png;
     std::string input;
+    std::string service = "SubtitleMgr";
     std::string output;  ///< a folder, or `-`
     std::optional<std::int64_t> atUs;
     std::optional<unsigned int> region;
     unsigned int width = 640;
     unsigned int scale = 1;
     bool everyChange = false;
+    unsigned int port = 0;
     bool noColor = false;
+    bool live = false;
 };
 
 /// \return false when the program is to end with \p status: help or version was shown, or a

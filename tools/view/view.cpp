@@ -13,9 +13,10 @@ int RunCommand(const Options& options)
     switch (options.command) {
     case Command::Png: return MakePictures(options);
     case Command::FromPng: return BringBack(options);
-    case Command::Terminal: break;
+    case Command::Terminal: return DrawRegions(options);
+    case Command::Page: break;
     }
-    return DrawRegions(options);
+    return ShowPage(options);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ int Run(const Options& options);
 int MakePictures(const Options& options);
 int BringBack(const Options& options);
 int DrawRegions(const Options& options);
+int ShowPage(const Options& options);
 
 /// Why there is no picture of a recording.
 std::string NothingToShow(const Options& options);

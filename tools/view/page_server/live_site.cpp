@@ -1,0 +1,69 @@
+#include "view/page_server/live_state.h"
+#include "view/page_server/site.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace view {
+
+namespace {
+
+constexpr std::chrono::seconds longestSilence{5};
+
+class Events : public HttpStream {
+public:
+    explicit Events(LiveState& stateToRead) : state(stateToRead), reader(state.Begin()) {}
+
+    ssize_t Read(char* room, std::size_t size, std::uint64_t) override
+    {
+        if (!event || sent == event->size()) {
+            event = state.Next(reader, longestSilence);
+            sent = 0;
+        }
+        if (!event) {
+            return 0;
+        }
+        const std::size_t count = std::min(size, event->size() - sent);
+        std::memcpy(room, event->data() + sent, count);
+        sent += count;
+        return static_cast<ssize_t>(count);
+    }
+
+private:
+    LiveState& state;
+    LiveState::Reader reader;
+    LiveState::Event event;
+    std::size_t sent = 0;  ///< bytes of it
+};
+
+class LiveSite : public Site {
+public:
+    LiveSite(const Options& options, LiveState& stateToShow)
+        : state(stateToShow),
+          about(AboutStart(options, options.live ? options.service : options.input) + "}\n")
+    {
+    }
+
+private:
+    HttpAnswer AnswerData(const HttpRequest& request) const override
+    {
+        if (request.path == "/about") {
+            return {200, jsonType, std::string_view(about)};
+        }
+        return request.path == "/events"
+                   ? HttpAnswer{200, "text/event-stream", std::make_unique<Events>(state)}
+                   : NotFound();
+    }
+
+    LiveState& state;
+    const std::string about;
+};
+
+}  // namespace
+
+std::unique_ptr<Site> SiteOfLive(const Options& options, LiveState& state)
+{
+    return std::make_unique<LiveSite>(options, state);
+}
+
+}  // namespace view

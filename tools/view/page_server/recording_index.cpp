@@ -1,0 +1,47 @@
+#include "view/page_server/recording_index.h"
+
+#include "view/messages.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace view {
+
+RecordingIndex::RecordingIndex(const std::string& file)
+{
+    Messages messages(file, std::nullopt);
+    while (const recording::Notification* const found = messages.Next()) {
+        changes[{found->regionId, static_cast<int>(found->kind)}].push_back(places.size());
+        times.push_back(messages.SinceFirstUs(found->at));
+        places.push_back({messages.Offset(), messages.EndOffset() - messages.Offset()});
+    }
+    mistake = messages.Mistake();
+    fd = fcntl(messages.Descriptor(), F_DUPFD_CLOEXEC, 0);
+}
+
+RecordingIndex::~RecordingIndex()
+{
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
+std::vector<RecordingIndex::Place> RecordingIndex::StateAfter(std::size_t count) const
+{
+    std::vector<std::size_t> numbers;
+    for (const auto& change : changes) {
+        const auto end = std::lower_bound(change.second.begin(), change.second.end(), count);
+        if (end != change.second.begin()) {
+            numbers.push_back(*std::prev(end));
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    std::vector<Place> state;
+    for (const std::size_t number : numbers) {
+        state.push_back(places[number]);
+    }
+    return state;
+}
+
+}  // namespace view
