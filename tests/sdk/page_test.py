@@ -66,18 +66,25 @@ def called_members():
 
 
 class ThePage(unittest.TestCase):
-    def test_shows_files_as_they_are(self):
+    def shown_files(self, page):
         shown = re.findall(
-            r"^<!-- file: (\S+) -->\n```\w+\n(.*?)^```$", read(PAGE), re.MULTILINE | re.DOTALL
+            r"^<!-- file: (\S+) -->\n```\w+\n(.*?)^```$", read(page), re.MULTILINE | re.DOTALL
         )
         for path, text in shown:
             self.assertEqual(text, read(os.path.join(ROOT, path)), path)
+        return {path for path, _ in shown}
+
+    def test_shows_files_as_they_are(self):
         adapters = {
             "tests/sdk/vendor/adapters/" + name
             for name in os.listdir(os.path.join(HERE, "vendor/adapters"))
         }
         self.assertEqual(
-            {path for path, _ in shown}, adapters | {"tests/sdk/vendor/SubtitleSdkConfig.cmake"}
+            self.shown_files(PAGE), adapters | {"tests/sdk/vendor/SubtitleSdkConfig.cmake"}
+        )
+        self.assertEqual(
+            self.shown_files(os.path.join(ROOT, "docs/installing.md")),
+            {"tests/sdk/example/CMakeLists.txt"},
         )
 
     def test_lists_the_calls_that_the_client_makes(self):

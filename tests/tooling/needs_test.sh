@@ -53,6 +53,8 @@ builds "SubtitleMgrCli SubtitleMgrSim SubtitleMgrTap" \
     "$no_python" "$no_googletest" "$no_png" "$no_http" -DSUBTITLE_TOOLS=OFF
 builds "SubtitleMgrCli SubtitleMgrCtl SubtitleMgrTap SubtitleMgrView" \
     "$no_python" "$no_googletest" "$no_options" -DSUBTITLE_SIMULATOR=OFF
+builds "SubtitleMgrCli SubtitleMgrTap" "$no_python" "$no_googletest" "$no_options" "$no_json" \
+    "$no_png" -DSUBTITLE_SIMULATOR=OFF -DSUBTITLE_TOOLS=OFF
 
 # A build with an outside SDK needs nothing but the compiler.
 mkdir "$scratch/sdk"
