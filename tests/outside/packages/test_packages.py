@@ -153,7 +153,8 @@ def test_the_shells_find_the_completion(packages, root):
     """
     zsh = "autoload -U compinit; compinit -D; echo $_comps[SubtitleMgrTap]"
     assert root.run('bash -c "$1"', bash) == "complete -F _SubtitleMgrTap SubtitleMgrTap\n"
-    assert root.run('zsh -f -c "$1"', zsh) == "_SubtitleMgrTap\n"
+    # Each file for zsh completes all programs.
+    assert root.run('zsh -f -c "$1"', zsh).startswith("_SubtitleMgr")
     assert root.run("fish -c 'complete -C \"SubtitleMgrTap --kin\"'") == "--kinds\n"
 
 
