@@ -37,7 +37,10 @@ cmake --build "$scratch/client" --target sdk_interface
 mkdir "$scratch/newer"
 sed 's/SubtitleSdk REQUIRED/SubtitleSdk 99 REQUIRED/' "$here/example/CMakeLists.txt" \
     >"$scratch/newer/CMakeLists.txt"
-! configure -S "$scratch/newer" -B "$scratch/newer/build" -DSubtitleSdk_DIR="$config" "$@"
+if configure -S "$scratch/newer" -B "$scratch/newer/build" -DSubtitleSdk_DIR="$config" "$@"; then
+    echo "version $version is taken for 99"
+    exit 1
+fi
 grep "SubtitleSdkConfig.cmake, version: $version" "$scratch/output"
 
 export LINX_DIR="$scratch/linx"

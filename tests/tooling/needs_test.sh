@@ -22,9 +22,9 @@ builds() {  # expected programs, options of CMake
     programs=$1
     shift
     configure "$@" || fail "cannot be configured with $*"
-    found=$(ninja -C "$scratch/build" -t targets all | sed -n 's,^bin/\([^:]*\):.*,\1,p' | sort)
-    # shellcheck disable=SC2086  # a list of words
-    [ "$(echo $found)" = "$programs" ] || fail "$* builds $found"
+    found=$(ninja -C "$scratch/build" -t targets all | sed -n 's,^bin/\([^:]*\):.*,\1,p' |
+        sort | paste -s -d ' ')
+    [ "$found" = "$programs" ] || fail "$* builds $found"
 }
 
 no_png=-DCMAKE_DISABLE_FIND_PACKAGE_PNG=ON
@@ -40,10 +40,10 @@ refuses "$no_http" "SubtitleMgrView needs Microhttpd: install the Debian package
 refuses "$no_json" "the reader of recordings needs RapidJSON: install the Debian package\
  rapidjson-dev, or leave the reader of recordings out with -DSUBTITLE_SIMULATOR=OFF\
  -DSUBTITLE_TOOLS=OFF"
-refuses "$no_options" "SubtitleMgrSim needs CLI11: install the Debian package libcli11-dev, or leave\
- SubtitleMgrSim out with -DSUBTITLE_SIMULATOR=OFF"
-refuses "$no_python" "the test suite needs Python3: install the Debian package python3, or leave the\
- test suite out with -DBUILD_TESTING=OFF"
+refuses "$no_options" "SubtitleMgrSim needs CLI11: install the Debian package libcli11-dev, or\
+ leave SubtitleMgrSim out with -DSUBTITLE_SIMULATOR=OFF"
+refuses "$no_python" "the test suite needs Python3: install the Debian package python3, or leave\
+ the test suite out with -DBUILD_TESTING=OFF"
 refuses "$no_googletest" "the test suite needs GoogleTest: install the Debian package libgtest-dev,\
  or leave the test suite out with -DBUILD_TESTING=OFF"
 
