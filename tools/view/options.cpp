@@ -199,6 +199,9 @@ Problem Check(const Given& given, Options& options)
         if (!IsFor(options.command, letter)) {
             return "--" + NameOf(letter) + ": not for the command " + word;
         }
+        if (letter == Name && !options.live) {
+            return "--name: only with --live";
+        }
     }
     const std::size_t count = options.live ? 1 : 2;
     if (given.words.size() < count) {

@@ -27,7 +27,9 @@ TEST(Options, HaveDefaults)
     EXPECT_FALSE(options.atUs || options.region);
     EXPECT_EQ(options.width, 640u);
     EXPECT_EQ(options.scale, 1u);
-    EXPECT_FALSE(options.everyChange || options.noColor);
+    EXPECT_FALSE(options.everyChange || options.noColor || options.live);
+    EXPECT_EQ(options.port, 0u);
+    EXPECT_EQ(options.service, "SubtitleMgr");
 }
 
 TEST(Options, AreSet)
@@ -43,6 +45,10 @@ TEST(Options, AreSet)
     EXPECT_TRUE(options.everyChange);
     EXPECT_EQ(options.output, "pictures");
     EXPECT_TRUE(Good({"--no-color", "terminal", "-"}).noColor);
+    const Options page = Good({"page", "--port", "8080", "--live", "--name", "node1/SubtitleMgr"});
+    EXPECT_EQ(page.port, 8080u);
+    EXPECT_TRUE(page.live);
+    EXPECT_EQ(page.service, "node1/SubtitleMgr");
     EXPECT_EQ(Good({"from-png", "--output", "x", "--", "-a.png"}).input, "-a.png");
 }
 
@@ -69,6 +75,19 @@ TEST(Options, AreRefused)
         {{"png", "a", "--no-color"}, "--no-color: not for the command png"},
         {{"from-png", "a", "--at", "1"}, "--at: not for the command from-png"},
         {{"from-png", "a", "--width", "1"}, "--width: not for the command from-png"},
+        {{"pge", "a"}, "'pge': unknown command; did you mean page?"},
+        {{"page"}, "no recording"},
+        {{"page", "--live", "a"}, "'a': unexpected word"},
+        {{"page", "a", "-o", "d"}, "--output: not for the command page"},
+        {{"page", "a", "--at", "1"}, "--at: not for the command page"},
+        {{"page", "a", "--region", "1"}, "--region: not for the command page"},
+        {{"page", "a", "--scale", "2"}, "--scale: not for the command page"},
+        {{"png", "a", "--live"}, "--live: not for the command png"},
+        {{"terminal", "a", "--port", "1"}, "--port: not for the command terminal"},
+        {{"page", "a", "--name", "x"}, "--name: only with --live"},
+        {{"page", "--prot", "1"}, "'--prot': unknown option; did you mean --port?"},
+        {{"page", "--port", "65536"}, "--port: '65536' is not a number from 0 to 65535"},
+        {{"page", "--name", "../x"}, "--name: '../x' is not an endpoint name"},
         {{"png", "--at", "1m"}, "--at: '1m' is not a time like 500ms, 2s or 1.5"},
         {{"png", "--region", "256"}, "--region: '256' is not a number from 0 to 255"},
         {{"png", "--width", "0"}, "--width: '0' is not a number from 1 to 16384"},

@@ -8,16 +8,18 @@
 #include <netinet/in.h>
 #include <new>
 #include <strings.h>
+#include <sys/resource.h>
 
 namespace view {
 
 namespace {
 
 constexpr std::size_t blockSize = 32768;
-constexpr std::size_t requestMemory = 32768;
-constexpr std::size_t stackSize = 262144;
+constexpr unsigned int mostConnections = 2048;
 constexpr unsigned int idleSeconds = 10;
-constexpr unsigned int largestConnections = 2048;
+constexpr std::size_t stackSize = 262144;
+/// Above 32 KiB libmicrohttpd maps the memory of a connection, so that its end gives it back.
+constexpr std::size_t connectionMemory = 40960;
 
 constexpr const char* headers[][2] = {
     {"Content-Security-Policy",
@@ -27,6 +29,17 @@ constexpr const char* headers[][2] = {
     {"Referrer-Policy", "no-referrer"},
     {"Cache-Control", "no-store"},
 };
+
+/// A shell usually allows 1,024, which is less than a thousand idle peers and their page need.
+void AllowDescriptors()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        const rlim_t wanted = std::max<rlim_t>(limit.rlim_cur, mostConnections + 64);
+        limit.rlim_cur = std::min(limit.rlim_max, wanted);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
 
 using Response = std::unique_ptr<MHD_Response, void (*)(MHD_Response*)>;
 
@@ -153,6 +166,7 @@ bool HttpRequest::GetNumber(const char* name, std::uint64_t largest, std::uint64
 HttpServer::HttpServer(unsigned int portToUse, Respond respondToUse)
     : respond(std::move(respondToUse)), port(portToUse)
 {
+    AllowDescriptors();
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
@@ -161,9 +175,9 @@ HttpServer::HttpServer(unsigned int portToUse, Respond respondToUse)
         MHD_start_daemon(MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ITC,
                          0, nullptr, nullptr, Handle, &respond,                        //
                          MHD_OPTION_SOCK_ADDR, reinterpret_cast<sockaddr*>(&address),  //
-                         MHD_OPTION_CONNECTION_LIMIT, largestConnections,              //
+                         MHD_OPTION_CONNECTION_LIMIT, mostConnections,                 //
                          MHD_OPTION_CONNECTION_TIMEOUT, idleSeconds,                   //
-                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, requestMemory,            //
+                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, connectionMemory,         //
                          MHD_OPTION_THREAD_STACK_SIZE, stackSize,                      //
                          MHD_OPTION_END);
     if (!daemon) {

@@ -1,0 +1,147 @@
+#include "tests/tools/view/PageSession.h"
+
+#include "tests/harness/text_compare.h"
+
+#include <chrono>
+#include <csignal>
+
+namespace {
+
+using namespace std::chrono;
+using Page = PageSession;
+
+const std::string recording = Recording().Data(3, 2, {1, 0}).WithHeader();
+
+TEST_F(Page, EndsWithoutDelay)
+{
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Start({"-"});
+        HttpPeer idle(port);
+        HttpPeer half(port);
+        half.Send("GET /about HT");
+        HttpPeer stream(port);
+        stream.Send(RequestFor("/events") + "\r\n");
+        stream.ReadUntil("connected");
+        const auto start = steady_clock::now();
+        EXPECT_EQ(End(signal), 0);
+        // The time limits of connections are 10 s.
+        EXPECT_LT(steady_clock::now() - start, seconds(2));
+        EXPECT_EQ(page->Errors(), "");
+    }
+}
+
+TEST_F(Page, ProtectsEveryAnswer)
+{
+    Show(recording);
+    const struct {
+        std::string request;
+        unsigned int status;
+    } rows[] = {
+        {RequestFor("/"), 200},
+        {RequestFor("/about"), 200},
+        {RequestFor("/state?before=1"), 200},
+        {RequestFor("/state"), 400},
+        {RequestFor("/", "example.org"), 403},
+        {RequestFor("/nothing"), 404},
+        {RequestFor("/events"), 404},
+        {RequestFor("/", "localhost", "POST"), 405},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.request);
+        const HttpAnswer answer = Exchange(port, row.request);
+        EXPECT_EQ(answer.status, row.status);
+        for (const char* const header :
+             {"Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
+              "img-src 'self' data: blob:; connect-src 'self'; base-uri 'none'; form-action "
+              "'none'; frame-ancestors 'none'",
+              "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
+              "Cache-Control: no-store"}) {
+            EXPECT_NE(answer.headers.find("\r\n" + std::string(header) + "\r\n"), std::string::npos)
+                << header << " in\n"
+                << answer.headers;
+        }
+    }
+}
+
+TEST_F(Page, AnswersLoopbackNamesOnly)
+{
+    Show(recording);
+    for (const std::string host : {"127.0.0.1", "localhost", "LocalHost", "[::1]", "127.0.0.1:1",
+                                   "localhost:80", "[::1]:80"}) {
+        EXPECT_EQ(Exchange(port, RequestFor("/", host)).status, 200u) << host;
+    }
+    for (const std::string host :
+         {"", "example.org", "127.0.0.1.example.org", "localhost:80.example.org", "127.0.0.2",
+          "[::1", "[::1]x", "::1", "localhost\r\nHost: localhost"}) {
+        EXPECT_EQ(Exchange(port, RequestFor("/", host)).status, 403u) << host;
+    }
+    EXPECT_EQ(Exchange(port, "GET / HTTP/1.0\r\n").status, 403u);
+}
+
+TEST_F(Page, AnswersGetAndHeadOnly)
+{
+    Show(recording);
+    for (const std::string method :
+         {"POST", "PUT", "DELETE", "OPTIONS", "PATCH", "TRACE", "get", "X"}) {
+        const HttpAnswer answer = Exchange(port, RequestFor("/about", "localhost", method));
+        EXPECT_EQ(answer.status, 405u) << method;
+        EXPECT_NE(answer.headers.find("\r\nAllow: GET, HEAD\r\n"), std::string::npos);
+    }
+    for (const std::string path : {"/", "/times", "/state?before=1"}) {
+        const HttpAnswer head = Exchange(port, RequestFor(path, "localhost", "HEAD"));
+        EXPECT_EQ(head.status, 200u) << path;
+        EXPECT_EQ(head.body, "") << path;
+        EXPECT_NE(head.headers.find("\r\nContent-Length: " + std::to_string(Get(path).body.size()) +
+                                    "\r\n"),
+                  std::string::npos)
+            << head.headers;
+    }
+}
+
+TEST_F(Page, KeepsAConnectionOpen)
+{
+    Show(recording);
+    HttpPeer peer(port);
+    for (const std::string path : {"/times", "/about", "/page.js"}) {
+        peer.Send(RequestFor(path) + "Content-Length: 4\r\n\r\nbody");
+        peer.ReadUntil(Get(path).body);
+    }
+}
+
+TEST_F(Page, HasItsFiles)
+{
+    Show(recording);
+    const struct {
+        std::string path;
+        std::string file;
+        std::string type;
+    } rows[] = {
+        {"/", "index.html", "text/html; charset=utf-8"},
+        {"/page.css", "page.css", "text/css; charset=utf-8"},
+        {"/page.js", "page.js", "text/javascript; charset=utf-8"},
+    };
+    for (const auto& row : rows) {
+        const HttpAnswer answer = Get(row.path);
+        EXPECT_TEXT(answer.body, ReadWholeFile(PAGE_FILES "/" + row.file));
+        EXPECT_NE(answer.headers.find("\r\nContent-Type: " + row.type + "\r\n"), std::string::npos)
+            << answer.headers;
+    }
+    for (const std::string path : {"/index.html", "//", "/../page.js", "/page", "/page.js/"}) {
+        EXPECT_EQ(Get(path).status, 404u) << path;
+    }
+}
+
+TEST_F(Page, FailsWhenItsPortIsTaken)
+{
+    Show(recording);
+    const std::string taken = std::to_string(port);
+    const Ended ended = Run({"page", "--port", taken, files / "drive.jsonl"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TEXT(ended.output, "");
+    EXPECT_TEXT(ended.errors, "SubtitleMgrView: port " + taken + ": Address already in use\n");
+    EXPECT_EQ(End(), 0);
+    Start({"--port", taken, files / "drive.jsonl"});
+    EXPECT_EQ(std::to_string(port), taken);
+}
+
+}  // namespace

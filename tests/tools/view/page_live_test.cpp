@@ -1,0 +1,217 @@
+#include "tests/tools/view/PageSession.h"
+
+#include "tests/harness/SimulatedService.h"
+#include "tests/harness/build_kind.h"
+#include "tests/harness/process_facts.h"
+#include "tests/harness/text_compare.h"
+
+#include <chrono>
+
+namespace {
+
+using PageOfInput = PageSession;
+
+const std::string connected = "event: connection\ndata: {\"connected\":true}\n\n";
+const std::string disconnected = "event: connection\ndata: {\"connected\":false}\n\n";
+
+/// The events of recording lines.
+std::string EventsOf(const std::string& lines)
+{
+    std::string events;
+    for (std::size_t at = 0; at < lines.size();) {
+        const std::size_t end = lines.find('\n', at) + 1;
+        events += "data: " + lines.substr(at, end - at) + "\n";
+        at = end;
+    }
+    return events;
+}
+
+/// A reader of the events, one chunk of the answer for each.
+class EventReader : public HttpPeer {
+public:
+    explicit EventReader(unsigned int port) : HttpPeer(port)
+    {
+        Send(RequestFor("/events") + "\r\n");
+        chunk = ReadUntil("\r\n\r\n").find("\r\n\r\n") + 4;
+    }
+
+    /// Waits for \p last, at \p from or later. \return all events
+    const std::string& EventsUntil(const std::string& last, std::size_t from = 0)
+    {
+        while (events.find(last, from) == std::string::npos) {
+            const std::size_t start = ReadUntil("\r\n", chunk).find("\r\n", chunk) + 2;
+            const std::size_t end = start + std::stoul(Received().substr(chunk), nullptr, 16);
+            events += ReadUntil("\r\n", end).substr(start, end - start);
+            chunk = end + 2;
+        }
+        return events;
+    }
+
+private:
+    std::size_t chunk = 0;  ///< offset of the next one
+    std::string events;
+};
+
+TEST_F(PageOfInput, GivesTheStateThenEachMessageAndTheEnd)
+{
+    Start({"-"});
+    Recording input;
+    const std::string older = input.Data(3, 0, {1}).WithoutHeader();
+    const std::string state =
+        input.Palette(3, {16}).Data(3, 2, {2}).WithoutHeader().substr(older.size());
+    EventReader first(port);
+    EXPECT_TEXT(first.EventsUntil(connected), connected);
+    page->Write(input.WithHeader());
+    EXPECT_TEXT(first.EventsUntil(EventsOf(state)), connected + EventsOf(older + state));
+
+    EventReader second(port);
+    EXPECT_TEXT(second.EventsUntil(EventsOf(state)), connected + EventsOf(state));
+    const std::string more = input.Data(3, 0, {1})
+                                 .Data(3, 0, {2})
+                                 .Data(3, 0, {3})
+                                 .Visibility(3, true)
+                                 .WithoutHeader()
+                                 .substr(older.size() + state.size());
+    page->Write(more);
+    page->CloseInput();
+    EXPECT_TEXT(second.EventsUntil(disconnected),
+                connected + EventsOf(state + more) + disconnected);
+    EventReader third(port);
+    third.EventsUntil(disconnected);
+    EXPECT_TEXT(Get("/about").body, "{\"program\":\"SubtitleMgrView " SUBTITLE_VERSION
+                                    "\",\"source\":\"-\",\"live\":true,\"width\":640}\n");
+    for (const std::string path : {"/times", "/state?before=0", "/messages?from=0&count=1"}) {
+        EXPECT_EQ(Get(path).status, 404u) << path;
+    }
+    EXPECT_EQ(End(), 0);
+    EXPECT_EQ(page->Errors(), "");
+}
+
+TEST_F(PageOfInput, ShowsWhatStandsBeforeAMistake)
+{
+    Start({"-"});
+    const std::string line = Recording().Data(3, 2, {2}).WithoutHeader();
+    page->Write(line + "text\n");
+    EventReader(port).EventsUntil(disconnected);
+    EXPECT_TEXT(EventReader(port).EventsUntil(EventsOf(line)), disconnected + EventsOf(line));
+    EXPECT_EQ(End(), 0);
+    EXPECT_EQ(page->Errors().substr(0, 21), "SubtitleMgrView: -:2:");
+}
+
+/// The memory of the page does not grow with messages, whether they are read or not.
+TEST_F(PageOfInput, KeepsItsSize)
+{
+    constexpr unsigned int count = isSanitized ? 2000 : 20000;
+    Start({"-"});
+    HttpPeer stalled(port);
+    stalled.Send(RequestFor("/events") + "\r\n");
+    EventReader reader(port);
+    Recording input;
+    long before = 0;
+    for (unsigned int half = 0; half < 2; ++half) {
+        const std::size_t written = input.WithoutHeader().size();
+        for (unsigned int i = 0; i < count; ++i) {
+            input.Data(i % 14 + 1, 0, Bytes(1024, static_cast<unsigned char>(i)));
+        }
+        input.Palette(15, {static_cast<unsigned char>(half)});
+        const std::string lines = input.WithoutHeader().substr(written);
+        page->Write(lines);
+        reader.ReadUntil(EventsOf(lines.substr(lines.rfind('\n', lines.size() - 2) + 1)));
+        before = half == 0 ? ResidentKilobytes(page->Pid()) : before;
+    }
+    EXPECT_LT(ResidentKilobytes(page->Pid()), before + (isSanitized ? 30000 : 3000));
+    EXPECT_EQ(End(), 0);
+}
+
+const std::string regionThree = "\"regionId\":3,\"visible\":true}\n";
+const std::string regionFour = "\"regionId\":4,\"visible\":true}\n";
+
+/// A page of a service on a messaging directory of its own.
+class PageOfService : public PageSession {
+protected:
+    PageOfService() { settings.environment["LINX_DIR"] = messaging.Path(); }
+
+    TempDir messaging;
+    SimulatedService service{messaging.Path()};
+    ChildProcess::Options settings;
+};
+
+TEST_F(PageOfService, AsksItForNothingButItsState)
+{
+    service.Play("visibility 3 t\nwait-subscribers 10\nsleep 200\nvisibility 4 t\n")
+        .Journal()
+        .Start();
+    Start({"--live"}, settings);
+    EventReader reader(port);
+    reader.EventsUntil(regionThree);
+    reader.EventsUntil(regionFour);
+    EXPECT_NE(Get("/about").body.find("\"source\":\"SubtitleMgr\",\"live\":true"),
+              std::string::npos);
+    for (const std::string method : {"POST", "PUT", "DELETE", "PATCH"}) {
+        for (const std::string path : {"/", "/state", "/events", "/quit", "/region-data"}) {
+            EXPECT_EQ(Exchange(port, RequestFor(path, "localhost", method) +
+                                         "Content-Length: 2\r\n\r\n{}")
+                          .status,
+                      405u);
+        }
+    }
+    for (const std::string path : {"/quit", "/invert?region=3", "/events?quit=1", "/..%2fquit"}) {
+        HttpPeer(port).Send(RequestFor(path) + "\r\n");
+    }
+    const std::vector<std::string> asked = {
+        R"({"request":"Subscribe","subscription":2,"itemId":15129})",
+        R"({"request":"Subscribe","subscription":3,"itemId":15129})",
+        R"({"request":"Subscribe","subscription":4,"itemId":15129})",
+        R"({"request":"Subscribe","subscription":12,"itemId":15129})",
+        R"({"request":"Subscribe","subscription":6,"itemId":15132})",
+        R"({"request":"Subscribe","subscription":10,"itemId":15133})",
+        R"({"request":"RefreshRegions"})",
+    };
+    // The ping follows a second without messages.
+    std::vector<std::string> journal = service.WaitForJournalLines(asked.size() + 1);
+    while (journal.size() > asked.size()) {
+        EXPECT_EQ(journal.back(), R"({"request":"Ping"})");
+        journal.pop_back();
+    }
+    EXPECT_EQ(journal, asked);
+    EXPECT_EQ(End(), 0);
+    EXPECT_EQ(page->Errors(), "");
+}
+
+TEST_F(PageOfService, GoesOnWhenItRestarts)
+{
+    service.Name("node1/SubtitleMgr").Play("visibility 3 t\n").Start();
+    Start({"--live", "--name", "node1/SubtitleMgr"}, settings);
+    EventReader reader(port);
+    EXPECT_EQ(reader.EventsUntil(regionThree).substr(0, connected.size()), connected);
+    service.Stop();
+    const std::size_t stopped = reader.EventsUntil(disconnected).size();
+    service.Start();
+    reader.EventsUntil(connected, stopped);
+    reader.EventsUntil(regionThree, stopped);
+    EXPECT_EQ(End(SIGTERM), 0);
+}
+
+TEST_F(PageOfService, EndsWithoutDelayWhileItDoesNotAnswer)
+{
+    service.Start();
+    Start({"--live"}, settings);
+    EventReader reader(port);
+    service.Process().Stop();
+    reader.EventsUntil(disconnected);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(End(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+    service.Process().Continue();
+}
+
+TEST_F(PageOfService, FailsWithoutAService)
+{
+    const Ended ended = Run({"page", "--live", "--name", "node1/SubtitleMgr"}, "", settings);
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_TEXT(ended.errors, "SubtitleMgrView: node1/SubtitleMgr accepts no subscription: it does "
+                              "not run, or refuses\n");
+}
+
+}  // namespace

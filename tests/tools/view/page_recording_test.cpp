@@ -1,0 +1,163 @@
+#include "tests/tools/view/PageSession.h"
+
+#include "tests/harness/text_compare.h"
+
+#include <map>
+#include <random>
+#include <utility>
+
+namespace {
+
+using PageOfRecording = PageSession;
+
+std::vector<std::string> LinesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find('\n', at) + 1;
+        lines.push_back(text.substr(at, end - at));
+        at = end;
+    }
+    return lines;
+}
+
+TEST_F(PageOfRecording, DescribesIt)
+{
+    Show(Recording().Data(3, 2, {1, 0}).Visibility(3, true).Palette(4, {16, 128}).WithHeader());
+    const std::string start = "{\"program\":\"SubtitleMgrView " SUBTITLE_VERSION "\",";
+    EXPECT_TEXT(Get("/about").body, start + "\"source\":\"drive.jsonl\",\"live\":false,"
+                                            "\"width\":640,\"messages\":3,\"durationUs\":2000}\n");
+    EXPECT_TEXT(Get("/times").body, "[0,1000,2000]");
+    EXPECT_EQ(End(), 0);
+
+    Start({"--width", "8", files / "drive.jsonl"});
+    EXPECT_NE(Get("/about").body.find("\"width\":8,"), std::string::npos);
+}
+
+TEST_F(PageOfRecording, HasTheStateAfterEachMessage)
+{
+    constexpr std::size_t count = 200;
+    std::mt19937 random(1);
+    Recording recording;
+    std::vector<std::pair<unsigned int, int>> keys;  // region and kind of each message
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto number = static_cast<unsigned int>(random());
+        const unsigned int region = number % 14 + 1;
+        const Bytes bytes(number % 50, static_cast<unsigned char>(i));
+        keys.emplace_back(region, static_cast<int>(number / 16 % 3));
+        switch (keys.back().second) {
+        case 0: recording.Data(region, number % 4, bytes); break;
+        case 1: recording.Visibility(region, number % 2 == 0); break;
+        default: recording.Palette(region, bytes);
+        }
+    }
+    Show(recording.WithHeader());
+    const std::vector<std::string> lines = LinesOf(recording.WithoutHeader());
+    for (std::size_t before = 0; before <= count; before += before < 20 ? 1 : 20) {
+        std::string expected;
+        for (std::size_t i = 0; i < before; ++i) {
+            bool isLast = true;
+            for (std::size_t later = i + 1; later < before; ++later) {
+                isLast = isLast && keys[later] != keys[i];
+            }
+            expected += isLast ? lines[i] : "";
+        }
+        EXPECT_TEXT(Get("/state?before=" + std::to_string(before)).body, expected);
+    }
+}
+
+TEST_F(PageOfRecording, HasItsMessages)
+{
+    Recording recording;
+    for (unsigned int i = 0; i < 300; ++i) {
+        recording.Data(i % 14 + 1, 0, Bytes(i, 7));
+    }
+    Show(recording.WithHeader());
+    const std::vector<std::string> lines = LinesOf(recording.WithoutHeader());
+    const std::size_t ranges[][2] = {{0, 1},   {0, 256}, {44, 256}, {299, 1},
+                                     {298, 5}, {5, 0},   {300, 1}};
+    for (const auto& [from, count] : ranges) {
+        std::string expected;
+        for (std::size_t i = from; i < from + count && i < lines.size(); ++i) {
+            expected += lines[i];
+        }
+        const HttpAnswer answer =
+            Get("/messages?from=" + std::to_string(from) + "&count=" + std::to_string(count));
+        EXPECT_TEXT(answer.body, expected);
+        EXPECT_NE(answer.headers.find("\r\nContent-Type: application/x-ndjson\r\n"),
+                  std::string::npos);
+    }
+}
+
+TEST_F(PageOfRecording, RefusesWrongNumbers)
+{
+    Show(Recording().Data(3, 2, {1, 0}).WithHeader());
+    for (const std::string path :
+         {"/state", "/state?before", "/state?before=", "/state?before=2", "/state?before=-1",
+          "/state?before=1x", "/state?before=99999999999999999999", "/messages", "/messages?from=0",
+          "/messages?count=1", "/messages?from=2&count=1", "/messages?from=0&count=257"}) {
+        EXPECT_EQ(Get(path).status, 400u) << path;
+    }
+}
+
+TEST_F(PageOfRecording, LeavesRequestsOut)
+{
+    std::string text = Recording().WithHeader();
+    recording::Request request;
+    request.at.monoUs = 4000;
+    AppendLine(text, request);
+    const std::string lines = Recording().Data(3, 2, {1, 0}).Visibility(3, true).WithoutHeader();
+    const std::size_t middle = lines.find('\n') + 1;
+    request.at.monoUs = 5500;
+    text += lines.substr(0, middle);
+    AppendLine(text, request);
+    Show(text + lines.substr(middle));
+    // Moments count from the first message, as with --at, and a request is one.
+    EXPECT_TEXT(Get("/times").body, "[1000,2000]");
+    EXPECT_TEXT(Get("/messages?from=0&count=2").body, lines);
+    EXPECT_TEXT(Get("/state?before=2").body, lines);
+}
+
+TEST_F(PageOfRecording, ShowsWhatStandsBeforeAMistake)
+{
+    const std::string whole = Recording().Data(3, 2, {1, 0}).WithHeader();
+    Show(whole + "{\"monoUs\":1\n");
+    const std::string name = files / "drive.jsonl";
+    EXPECT_NE(
+        Get("/about").body.find("\"messages\":1,\"durationUs\":0,\"mistake\":\"" + name + ":3:"),
+        std::string::npos)
+        << Get("/about").body;
+    EXPECT_NE(Get("/state?before=1").body.find("\"regionId\":3"), std::string::npos);
+    EXPECT_EQ(End(), 0);
+}
+
+TEST_F(PageOfRecording, MayBeEmpty)
+{
+    Show(Recording().WithHeader());
+    EXPECT_TEXT(Get("/times").body, "[]");
+    EXPECT_TEXT(Get("/state?before=0").body, "");
+    EXPECT_TEXT(Get("/messages?from=0&count=256").body, "");
+}
+
+TEST_F(PageOfRecording, IsRefusedIfItCannotBeUsed)
+{
+    WriteWholeFile(files / "no recording", "text\n");
+    for (const std::string& name : {files / "missing", files / "no recording", files.Path()}) {
+        const Ended ended = Run({"page", name});
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_EQ(ended.output, "");
+        EXPECT_EQ(ended.errors.substr(0, 17 + name.size() + 1), "SubtitleMgrView: " + name + ":");
+    }
+}
+
+TEST_F(PageOfRecording, LosesAConnectionWhenTheFileWasCut)
+{
+    Show(Recording().Data(3, 2, Bytes(5000, 1)).WithHeader());
+    WriteWholeFile(files / "drive.jsonl", "");
+    HttpPeer peer(port);
+    peer.Send(RequestFor("/state?before=1") + "\r\n");
+    EXPECT_EQ(ParseAnswer(peer.ReadToTheEnd()).body, "");
+    EXPECT_EQ(Get("/about").status, 200u);
+}
+
+}  // namespace
