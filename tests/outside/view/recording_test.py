@@ -155,6 +155,9 @@ def test_has_the_moment_of_the_slider(drive):
     drive.shows("#region-4 .rate", "Messages/s: 50, bytes/s: 100")
     drive.run(slide, [12_500_000])
     drive.shows("#rates", "Messages/s: 1, bytes/s: 2")
+    drive.press("..")
+    drive.draws(PIXELS, greys(100, 14))
+    drive.shows("#rates", "Messages/s: 1, bytes/s: 2")
 
 
 def test_plays_in_real_time_and_pauses(drive):
@@ -204,6 +207,18 @@ def test_shows_the_difference_of_two_moments(drive):
     drive.press("a")
     drive.shows("#difference", "A is 0:00:05.000. B is 0:00:05.000. No difference.")
     drive.shows("#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference.")
+
+
+def test_difference_has_bytes_with_the_same_colour(replay, recording):
+    recording.palette(0, 3, bytes(8))
+    recording.bitmap(1, 3, b"\0\0")
+    recording.bitmap(2, 3, b"\0\1")
+    replay.start()
+    for mark, message in (("a", 2), ("b", 3)):
+        replay.press(".")
+        replay.wait_for(lambda: replay.text("#time")[-6:], f"{message} of 3")
+        replay.press(mark)
+    replay.wait_for(lambda: replay.text("#difference-3 p"), "1 pixel")
 
 
 def test_shows_the_time_of_the_last_change_of_any_kind(replay, recording):

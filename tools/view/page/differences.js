@@ -2,9 +2,7 @@
 
 import {element, picture, show} from "./elements.js";
 import {drawDifference} from "./pictures.js";
-import {formatName, inOrder} from "./regions.js";
-
-const noRegion = {bitmap: new Uint8Array(), format: 0, palette: new Uint8Array(), visible: false};
+import {formatName, inOrder, noRegion} from "./regions.js";
 
 const areSame = (a, b) => a === b || a.length === b.length && a.every((byte, i) => byte === b[i]);
 

@@ -1,9 +1,9 @@
 // What was published last for each region. A region is never changed, only replaced, so a copy of
 // the map keeps a moment.
 
-const nothing = {
-    bitmap: new Uint8Array(), format: 0, palette: new Uint8Array(), visible: false, wallUs: 0,
-    monoUs: 0,
+// A region before its first message.
+export const noRegion = {
+    bitmap: new Uint8Array(), format: 0, palette: new Uint8Array(), visible: false,
 };
 
 function bytesOf(base64) {
@@ -28,10 +28,11 @@ export function apply(line, regions) {
     if (!(line.notification in changes)) {
         return false;
     }
-    const region = regions.get(line.regionId) ?? nothing;
-    // The lines of a state are in the order of their kinds.
-    const {monoUs, wallUs} = line.monoUs >= region.monoUs ? line : region;
-    regions.set(line.regionId, {...region, ...changes[line.notification](line), monoUs, wallUs});
+    regions.set(line.regionId, {
+        ...(regions.get(line.regionId) ?? noRegion),
+        ...changes[line.notification](line),
+        wallUs: line.wallUs,
+    });
     return true;
 }
 
