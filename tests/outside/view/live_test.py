@@ -32,7 +32,7 @@ def test_keys_of_the_console_change_the_pixels(live, workspace):
         for key in ("3", "3", "frame", "9"):
             console.key(key)
         # Four grey steps, since there is no palette; the last row is short.
-        steps = [(grey, grey, grey, 255) for grey in (0, 85, 170, 255)]
+        steps = grey_steps(0, 1, 2, 3)
         live.draws(PIXELS, [steps, steps[::-1], [steps[1], CLEAR, CLEAR, CLEAR]])
         live.wait_for(lambda: live.text(STATE).startswith("cif, hidden, last change "), True)
         for key in ("5", "3", "colours", "f", "31", "t"):
@@ -50,6 +50,11 @@ def test_keys_of_the_console_change_the_pixels(live, workspace):
         live.draws(PIXELS, [colours[::-1], colours, [GREY, CLEAR, CLEAR, CLEAR]])
         console.key("x")
         assert console.wait() == 0
+
+
+def grey_steps(*bytes_to_show):
+    """The colours of bytes up to 3 without a palette."""
+    return [(85 * byte, 85 * byte, 85 * byte, 255) for byte in bytes_to_show]
 
 
 def colour(y, cb, cr):
@@ -109,6 +114,11 @@ def test_shows_bytes_and_entries_of_pixels(live, control):
     hover(live, SCREEN, 1.5 / 4, 3 / 4)
     live.shows("#screen .pixel", "region 3, x 1, y 1: byte 2, Y 234, Cb 128, Cr 128")
     live.shows("#region-3 .pixel", "")
+    control("region-data 4 cif 00000102")
+    control("visibility 4 t")
+    live.draws(SCREEN, live.pixels(PIXELS) + [grey_steps(0, 0, 1, 2)])
+    hover(live, SCREEN, 3.5 / 4, 5 / 6)
+    live.shows("#screen .pixel", "region 4, x 3, y 0: byte 2, no palette")
     hover(live, "#region-3 .palette", 2.5 / 4, 1 / 2)
     live.shows("#region-3 .pixel", "entry 2: Y 234, Cb 128, Cr 128")
     # A change of the pixel changes its text.
