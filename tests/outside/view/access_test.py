@@ -34,8 +34,8 @@ return found;
 """
 
 
-@pytest.fixture
-def full(page, serve, recording, tmp_path):
+@pytest.fixture(name="full")
+def fixture_full(page, serve, recording, tmp_path):
     """The page of a recording with every part of the page."""
     for region in range(1, 15):
         recording.palette(0, region, bytes(8))

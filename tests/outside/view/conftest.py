@@ -8,31 +8,31 @@ from browser import Recording, open_browser, page_server
 from pytest_subtitle import SECONDS, Service, Workspace
 
 
-@pytest.fixture
-def page(tmp_path, serve):  # pylint: disable=unused-argument
+@pytest.fixture(name="page")
+def fixture_page(tmp_path, serve):  # pylint: disable=unused-argument
     """The browser, which ends with the test, before the servers."""
     with open_browser(tmp_path) as opened:
         yield opened
         assert not opened.errors()
 
 
-@pytest.fixture
-def workspace(programs):
+@pytest.fixture(name="workspace")
+def fixture_workspace(programs):
     """Private folders for the programs of a test."""
     with Workspace(programs) as folders:
         yield folders
 
 
-@pytest.fixture
-def service(workspace):
+@pytest.fixture(name="service")
+def fixture_service(workspace):
     """A simulated service that runs."""
     with Service(workspace) as started:
         started.start()
         yield started
 
 
-@pytest.fixture
-def control(workspace, programs, service):  # pylint: disable=unused-argument
+@pytest.fixture(name="control")
+def fixture_control(workspace, programs, service):  # pylint: disable=unused-argument
     """Sends a line to the control socket of the service."""
 
     def send(line):
@@ -47,14 +47,14 @@ def control(workspace, programs, service):  # pylint: disable=unused-argument
     return send
 
 
-@pytest.fixture
-def serve(workspace, programs):
+@pytest.fixture(name="serve")
+def fixture_serve(workspace, programs):
     """Opens a server with options; it ends with the test."""
     with contextlib.ExitStack() as stack:
         yield lambda *options: stack.enter_context(page_server(workspace, programs, *options))
 
 
-@pytest.fixture
-def recording():
+@pytest.fixture(name="recording")
+def fixture_recording():
     """A recording without messages."""
     return Recording()

@@ -13,8 +13,8 @@ SCREEN = "#screen canvas"
 STATE = "#region-3 .state"
 
 
-@pytest.fixture
-def live(page, serve, service, control):  # pylint: disable=unused-argument
+@pytest.fixture(name="live")
+def fixture_live(page, serve, service):  # pylint: disable=unused-argument
     """The page of the service, with rows of four pixels, after it has subscribed."""
     address, _ = serve("--live", "--width", 4)
     page.open(address)

@@ -13,8 +13,8 @@ BLACK, WHITE = (0, 0, 0, 255), (255, 255, 255, 255)
 INKS = {1: WHITE, 2: (255, 255, 0, 255), 3: (0, 255, 1, 255)}
 
 
-@pytest.fixture(scope="module")
-def made(tmp_path_factory):
+@pytest.fixture(name="made", scope="module")
+def fixture_made(tmp_path_factory):
     """The folder of new pictures."""
     folder = tmp_path_factory.mktemp("pictures")
     subprocess.run([ROOT / "script" / "pictures", folder], check=True, timeout=600)

@@ -15,8 +15,8 @@ def greys(*values):
     return [[(value, value, value, 255) for value in values]]
 
 
-@pytest.fixture
-def replay(page, serve, recording, tmp_path):
+@pytest.fixture(name="replay")
+def fixture_replay(page, serve, recording, tmp_path):
     """Opens the page of a recording at its first moment."""
 
     def start(width=2):
@@ -29,8 +29,8 @@ def replay(page, serve, recording, tmp_path):
     return page
 
 
-@pytest.fixture
-def drive(replay, recording):
+@pytest.fixture(name="drive")
+def fixture_drive(replay, recording):
     """The page of a recording of a minute: a change of region 3 each second, 100 of region 4."""
     for second in range(61):
         recording.bitmap(1000 * second, 3, bytes([100, second]), form=0)
