@@ -39,8 +39,8 @@ RULES = {
     ),
     # A program with more rights than its caller must ignore the caller's variables.
     "NoTrustInTheEnvironment": (r"(?<!secure_)getenv\s*\(|\benviron\b", ()),
-    # The product asks the kernel for a peer's user, never for its process.
-    "NoTrustInProcessNumbers": (r"peer\.pid|ucred.*\.pid", ()),
+    # The product asks the kernel for a peer's user, never for its process, except to name it.
+    "NoTrustInProcessNumbers": (r"peer\.pid|ucred.*\.pid", ("tools/control/doctor_service.cpp",)),
 }
 
 
