@@ -19,7 +19,7 @@ PROGRAMS = []
 SECONDS = 60
 UNPRIVILEGED = 65534
 SYSTEM_LOG = pathlib.Path("/dev/log")
-# A repair may start a service, which prints a line; the shell waits until the test has read it.
+# A repair starts or ends a process; the shell waits until the test has seen that.
 REPAIR_AND_EXAMINE = """
 trap 'kill $(jobs -p) 2>/dev/null; wait' EXIT
 eval "$1" || exit 99
@@ -139,6 +139,8 @@ class Doctor(unittest.TestCase):
         )
         if repair.endswith("&"):
             self.assertEqual(shell.stdout.readline(), "ready\n")
+        for killed in re.findall(r"^kill (?:-KILL )?(\d+)", repair):
+            os.waitid(os.P_PID, int(killed), os.WEXITED | os.WNOWAIT)
         output = shell.communicate("\n", SECONDS)[0]
         self.assertNotEqual(shell.returncode, 99, "the repair fails: " + repair)
         return self.parse(output, shell.returncode)
