@@ -8,17 +8,20 @@ import sys
 import tempfile
 
 PROGRAMS = {"SubtitleMgr" + name for name in ("Cli", "Ctl", "Sim", "Tap", "View")}
-# The console ends with the key x. A service that starts is awaited before the next command.
+# The console ends with the key x. A service or page that starts is awaited before the next command.
 SHELL = r"""
 mkfifo started
 trap 'kill $(jobs -p) 2>/dev/null' EXIT
 while IFS= read -r command; do
     case $command in
     SubtitleMgrSim*) eval "${command%&} >started &"; read -r _ <started ;;
+    *page*) eval "${command%&} >started &"; page=$!; read -r address <started; echo "$address" ;;
     *) eval "$command" <<<x ;;
     esac || { echo "$command: status $?" >&2; exit 1; }
 done <commands
 trap - EXIT
+kill "$page" 2>/dev/null
+wait "$page"
 for job in $(jobs -p); do wait "$job" || exit 1; done
 """
 
@@ -49,7 +52,7 @@ def main(bin_dir):
         assert result.returncode == 0 and result.stderr == b"", result.stdout.decode()
         # What the examples promise.
         shown = result.stdout.decode()
-        for text in ("Successful Ping", " visibility region 3 visible", "REGION", "receivers"):
+        for text in ("Successful Ping", " visibility region 3 visible", "REGION", "http://127"):
             assert text in shown, text
         assert os.path.exists(folder + "/png/screen.png")
 

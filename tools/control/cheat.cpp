@@ -7,7 +7,6 @@ const char* const cheatSheet =
     "  SubtitleMgrSim --quiet &                   start a service; it prints ready\n"
     "  SubtitleMgrCtl doctor                      find what is wrong, and a repair\n"
     "  SubtitleMgrCtl state                       show all that the service keeps\n"
-    "  SubtitleMgrCtl top --once                  show it once; else each second\n"
     "Clients\n"
     "  SubtitleMgrCli -p                          ping the service\n"
     "  SubtitleMgrCli -i                          open the console; x leaves it\n"
@@ -23,6 +22,7 @@ const char* const cheatSheet =
     "Pictures\n"
     "  SubtitleMgrView terminal drive.jsonl       draw the regions of a recording\n"
     "  SubtitleMgrView png -o png drive.jsonl     make pictures of them\n"
+    "  SubtitleMgrView page --live &              show them in a browser, live\n"
     "Faults\n"
     "  SubtitleMgrCtl fault refuse times=1        refuse the next request\n"
     "  SubtitleMgrCtl quit                        end the service\n";
