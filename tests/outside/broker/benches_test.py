@@ -1,10 +1,12 @@
 """Many benches on one broker, and what arrives when a part of the way fails."""
 
 import base64
+import itertools
 import json
 import os
 import signal
 import subprocess
+import urllib.request
 
 from fleet import OPEN, Broker, Desk, wait_until
 from pytest_subtitle import SECONDS
@@ -69,6 +71,30 @@ def test_a_desk_joins_a_stream_without_its_header(broker, bench, tmp_path, progr
     late = Desk(broker, tmp_path / "late", "-q", "1", "-t", bench.topic)
     bench.control("-", commands=PICTURE)
     assert draw(programs, late.await_lines(3)) == DRAWN
+
+
+def test_a_page_shows_a_bench(broker, bench, processes, programs):
+    subscriber = processes.start(
+        "mosquitto_sub",
+        *("-p", broker.port, "-i", "page", "-q", 1, "-t", bench.topic),
+        stdout=subprocess.PIPE,
+    )
+    view = processes.start(
+        programs / "SubtitleMgrView", "page", "-", stdin=subscriber.stdout, stdout=subprocess.PIPE
+    )
+    subscriber.stdout.close()
+    address = view.stdout.readline().decode().strip()
+    broker.await_log("Sending SUBACK to page\n")
+    bench.begin(broker)
+    bench.control("-", commands=PICTURE)
+    with urllib.request.urlopen(address + "events", timeout=SECONDS) as events:
+        shown = (json.loads(line[6:]) for line in events if line.startswith(b"data: "))
+        kinds = [
+            message["notification"]
+            for message in itertools.islice(shown, 4)
+            if "regionId" in message
+        ]
+    assert kinds == ["Palette", "RegionData", "RegionVisibility"]
 
 
 def test_nothing_is_lost_when_the_broker_restarts(broker, bench, tmp_path, programs):
