@@ -113,6 +113,19 @@ def test_nothing_is_lost_when_the_broker_restarts(broker, bench, tmp_path, progr
     assert draw(programs, desk.lines()) == DRAWN
 
 
+def test_a_restarted_broker_has_what_a_desk_has_not_taken(broker, bench, tmp_path):
+    options = ("-q", "1", "-c", "-t", bench.topic)
+    Desk(broker, tmp_path / "away", *options).process.kill()
+    witness = Desk(broker, tmp_path / "witness", *options)
+    bench.begin(broker)
+    bench.publish(range(10))
+    witness.await_lines(11)
+    broker.stop()
+    broker.start()
+    back = Desk(broker, tmp_path / "away", *options)
+    assert numbers_of(back.await_lines(11)) == list(range(10))
+
+
 def test_a_killed_broker_loses_only_what_desks_have_not_got(broker, bench, tmp_path):
     desk = Desk(broker, tmp_path / "desk", "-q", "1", "-c", "-t", bench.topic)
     bench.begin(broker)
