@@ -25,6 +25,7 @@ builds() {  # expected programs, options of CMake
     found=$(ninja -C "$scratch/build" -t targets all | sed -n 's,^bin/\([^:]*\):.*,\1,p' |
         sort | paste -s -d ' ')
     [ "$found" = "$programs" ] || fail "$* builds $found"
+    ! ninja -C "$scratch/build" -t commands | grep -w python3 || fail "$* runs Python"
 }
 
 no_png=-DCMAKE_DISABLE_FIND_PACKAGE_PNG=ON
