@@ -1,23 +1,32 @@
-"""Starts the client and the simulated service for tests, in private folders that are removed.
+"""Runs the client and the simulated service for tests, in private folders that are removed.
 
-    with Workspace("build/desk/bin") as workspace, Service(workspace) as service:
+As a plugin of pytest it has the fixtures of fixtures.py. Without pytest:
+
+    with Workspace("build/desk/bin") as workspace, DrivenService(workspace) as service:
         service.start()
-        with TerminalConsole(workspace, ["-i"]) as console:
-            console.expect("x) Exit")
+        with PipedConsole(workspace, ["-i"]) as console:
+            console.key("1")
+            service.await_subscribers(10)
             console.key("x")
             assert console.wait() == 0
 """
 
-from .console import PipedConsole, TerminalConsole
+from .console import PipedConsole
+from .driven_service import DrivenService, Refused
 from .limits import SECONDS, TimeLimit
 from .service import Service, receive
-from .workspace import Workspace
+from .workspace import MissingProgram, Workspace
+
+# By name: only pytest imports the module, since programs use the classes where there is no pytest.
+pytest_plugins = ["pytest_subtitle.fixtures"]
 
 __all__ = [
+    "DrivenService",
+    "MissingProgram",
     "PipedConsole",
+    "Refused",
     "SECONDS",
     "Service",
-    "TerminalConsole",
     "TimeLimit",
     "Workspace",
     "receive",

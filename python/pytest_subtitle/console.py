@@ -1,14 +1,15 @@
-"""Runs the client on pipes or on a pseudo-terminal."""
+"""Runs the client on pipes."""
 
 import abc
 import os
 import selectors
-import signal
 import subprocess
 
-import pexpect
+from .limits import SECONDS, Deadline, TimeLimit
 
-from .limits import SECONDS, Deadline, TimeLimit, await_readable
+__tracebackhide__ = True
+# A client that prints so many bytes without an expected one repeats itself.
+OUTPUT_LIMIT = 4 << 20
 
 
 class Console(abc.ABC):
@@ -32,15 +33,18 @@ class Console(abc.ABC):
         while not is_complete():
             if self.ended:
                 return False
+            if len(self.output) - self.expected > OUTPUT_LIMIT:
+                raise TimeLimit("the client prints without end, as at the end of its input")
             self._exchange(deadline.left(what))
         return True
 
-    def expect(self, text):
+    def expect(self, text, within=SECONDS):
         """Waits for a text in the output after the last expected text."""
-        text = text.encode()
-        if not self.wait_for(lambda: text in self.output[self.expected :], repr(text)):
-            raise RuntimeError("the output ends without %r:\n%s" % (text, self.output.decode()))
-        self.expected = self.output.index(text, self.expected) + len(text)
+        wanted = text.encode()
+        if not self.wait_for(lambda: wanted in self.output[self.expected :], repr(text), within):
+            shown = self.output.decode("utf-8", "replace")
+            raise RuntimeError("the output ends without %r:\n%s" % (text, shown))
+        self.expected = self.output.index(wanted, self.expected) + len(wanted)
 
     def forget_expected(self):
         """Drops the expected output, which would become large in a long run."""
@@ -145,48 +149,3 @@ class PipedConsole(Console):
         self.selector.close()
         for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
             stream.close()
-
-
-class TerminalConsole(Console):
-    """A client on a pseudo-terminal, which echoes what is typed and ends lines with CR and LF."""
-
-    def __init__(self, workspace, options, launcher=()):
-        super().__init__()
-        command = [*launcher, workspace.client, *options]
-        self.child = pexpect.spawn(
-            command[0],
-            command[1:],
-            env=workspace.environment(),
-            cwd=workspace.files,
-            echo=True,
-            use_poll=True,
-        )
-        self.child.delaybeforesend = None
-        self.child.delayafterclose = self.child.ptyproc.delayafterclose = 0
-        self.process = os.pidfd_open(self.child.pid)
-
-    def type(self, text):
-        self.child.send(text)
-
-    def end_input(self):
-        self.child.sendeof()
-
-    def _exchange(self, seconds):
-        try:
-            self.output += self.child.read_nonblocking(65536, seconds)
-        except pexpect.TIMEOUT:
-            pass
-        except pexpect.EOF:
-            self.ended = True
-
-    def _status(self):
-        await_readable(self.process, Deadline(), "the end of the client")
-        self.child.wait()
-        return os.waitstatus_to_exitcode(self.child.status)
-
-    def kill(self):
-        if not self.child.terminated:
-            signal.pidfd_send_signal(self.process, signal.SIGKILL)
-            self.child.wait()
-        os.close(self.process)
-        self.child.close()

@@ -1,16 +1,15 @@
 """The simulated service as a process of its own."""
 
-import json
 import os
 import socket
 import struct
 import subprocess
-import time
 
-from .limits import Deadline, TimeLimit, SECONDS, await_readable
+from .json_lines import JsonLines
+from .limits import Deadline, TimeLimit, SECONDS, await_growth, await_readable
 
+__tracebackhide__ = True
 REGION_DATA_ITEM = 15129
-LOOK_AGAIN = 0.002
 
 
 def receive(peer, size):
@@ -37,16 +36,15 @@ class Service:
             if option not in options:
                 options += [option, value]
         self.name = options[options.index("--name") + 1]
-        self.journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
+        journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
+        self.journal = JsonLines(journal)
         self.errors = workspace.new_path("errors")
         # setpriv: the service ends with the test, also when the test is killed.
-        self.command = ["setpriv", "--pdeathsig=KILL", *launcher, workspace.service, *options]
+        self.words = ["setpriv", "--pdeathsig=KILL", *launcher, workspace.service, *options]
         self.workspace = workspace
         self.process = None
         self.status = None  # of the last process that ended
         self.peers = []
-        self.received = []  # requests so far
-        self.journal_read = 0
 
     def __enter__(self):
         return self
@@ -66,7 +64,7 @@ class Service:
         with open(self.errors, "ab") as file:
             # pylint: disable=consider-using-with
             self.process = subprocess.Popen(
-                self.command,
+                self.words,
                 env=self.workspace.environment(),
                 cwd=self.workspace.files,
                 stdin=subprocess.DEVNULL,
@@ -122,25 +120,19 @@ class Service:
         peer = socket.socket(socket.AF_UNIX)
         self.peers.append(peer)
         peer.settimeout(SECONDS)
-        peer.connect(os.path.join(self.workspace.messaging, self.name))
+        self.workspace.connect(peer, self.name)
         peer.sendall(b"ST\x01\x01" + struct.pack(">5I", 0x3C00, 1, 8, number, item))
         if receive(peer, 20) != b"ST\x01\x02" + struct.pack(">4I", 0x3C01, 1, 4, 0):
             raise RuntimeError("the service does not accept subscription %d" % number)
 
     def requests(self):
         """The requests so far, each as the journal's object."""
-        if os.path.exists(self.journal):
-            with open(self.journal, "rb") as file:
-                file.seek(self.journal_read)
-                whole_lines = file.read().rpartition(b"\n")[0]
-            if whole_lines:
-                self.journal_read += len(whole_lines) + 1
-                self.received += map(json.loads, whole_lines.split(b"\n"))
-        return self.received
+        return self.journal.read()
 
-    def await_request(self, name, count=1):
-        """Waits until so many requests of this name have arrived."""
-        deadline = Deadline()
-        while sum(fields["request"] == name for fields in self.requests()) < count:
-            # The journal is a file, and no event tells of its growth.
-            time.sleep(min(LOOK_AGAIN, deadline.left(name + " in the journal")))
+    def await_journal(self, name, count=1):
+        """Waits until the journal has so many requests of this name, also of earlier processes."""
+        await_growth(
+            lambda: sum(fields["request"] == name for fields in self.requests()) >= count,
+            name + " in the journal",
+            SECONDS,
+        )

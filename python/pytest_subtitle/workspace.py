@@ -17,22 +17,27 @@ if signal.getsignal(signal.SIGINT) == signal.SIG_IGN:
     signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
+class MissingProgram(RuntimeError):
+    """A program that a test needs is not installed."""
+
+
 class Workspace:
     """The programs, a messaging directory, the client's log, and the working folder of programs.
 
-    The folder of programs is a build's `bin` or, for a device, its `launchers`.
+    The folder of programs is a build's `bin` or, for a device, its `launchers`; without one they
+    are those of the PATH. A messaging directory that exists is neither made nor removed.
     """
 
-    def __init__(self, programs):
-        self.client, self.service = (
-            os.path.join(os.path.abspath(programs), name)
-            for name in ("SubtitleMgrCli", "SubtitleMgrSim")
-        )
+    def __init__(self, programs=None, messaging=None):
+        self.programs = programs and os.path.abspath(programs)
         self.root = tempfile.mkdtemp(prefix="subtitle.")
         self.messaging, self.files, self.log = (
             os.path.join(self.root, name) for name in ("linx", "files", "log")
         )
-        os.mkdir(self.messaging, 0o700)
+        if messaging:
+            self.messaging = os.path.abspath(messaging)
+        else:
+            os.mkdir(self.messaging, 0o700)
         os.mkdir(self.files)
         self.numbers = itertools.count()
 
@@ -41,6 +46,37 @@ class Workspace:
 
     def __exit__(self, *_):
         shutil.rmtree(self.root, ignore_errors=True)
+
+    def program(self, name):
+        """The path of a program."""
+        path = shutil.which(name, path=self.programs)
+        if not path:
+            raise MissingProgram(
+                "no program %s in %s; it is in the package subtitlemgr-cli or subtitlemgr-sim"
+                % (
+                    name,
+                    self.programs or "the PATH (--subtitle-programs FOLDER names another place)",
+                )
+            )
+        return path
+
+    @property
+    def client(self):
+        """The path of the client."""
+        return self.program("SubtitleMgrCli")
+
+    @property
+    def service(self):
+        """The path of the simulated service."""
+        return self.program("SubtitleMgrSim")
+
+    def connect(self, peer, name):
+        """Connects to a socket of the messaging directory, whose path may be of any length."""
+        folder = os.open(self.messaging, os.O_PATH)
+        try:
+            peer.connect("/proc/self/fd/%d/%s" % (folder, name))
+        finally:
+            os.close(folder)
 
     def environment(self):
         """The environment of a program; language and option order do not depend on the user's."""

@@ -6,7 +6,8 @@ import shlex
 import signal
 
 from expectation import Difference, ExpectedText
-from pytest_subtitle import PipedConsole, TerminalConsole, TimeLimit
+from pytest_subtitle import PipedConsole, TimeLimit
+from pytest_subtitle.terminal import TerminalConsole
 
 # The compared output of a console that repeats itself, at least three turns.
 REPEATED = 4096

@@ -84,7 +84,7 @@ def play(programs, fault, text, run):
         with PipedConsole(workspace, options) as client:
             client.type(typed.encode())
             if cell.has_no_end:
-                service.await_request("Ping")
+                service.await_journal("Ping")
                 service.kill()
             client.wait()
             found = (client.output.decode(), client.errors.decode())

@@ -110,7 +110,7 @@ class Player:
             "service starts": service.start if service else None,
             "service dies": lambda: self.kill(service),
             "service ends": service.wait if service else None,
-            "service hears": lambda: service.await_request(request, int(times or 1)),
+            "service hears": lambda: service.await_journal(request, int(times or 1)),
             "scenario begins": lambda: service.subscribe(1),
             "elsewhere": lambda: self.type_elsewhere(rest, line),
             "fifo": lambda: self.feed(*rest.split(" ", 1), line),

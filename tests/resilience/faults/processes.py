@@ -27,9 +27,6 @@ class Place:
 
     def __init__(self, programs):
         self.workspace = Workspace(programs)
-        for program in (self.workspace.client, self.workspace.service):
-            if not os.access(program, os.X_OK):
-                raise SystemExit(f"{program} does not exist; build it first")
         self.trace = self.workspace.new_path("trace")
         self.journal = self.workspace.new_path("journal")
         self.service = Service(self.workspace)
