@@ -87,11 +87,24 @@ if(TARGET subtitle_platform)
   install_documents(dev subtitlemgr-dev)
 endif()
 
+# The plugin of pytest, for tests at a desk. Its entry point makes pytest load it.
+if(TARGET SubtitleMgrView)
+  set(entry_point "${PROJECT_BINARY_DIR}/python/pytest_subtitle-${PROJECT_VERSION}.dist-info")
+  file(WRITE "${entry_point}/METADATA"
+    "Metadata-Version: 2.1\nName: pytest-subtitle\nVersion: ${PROJECT_VERSION}\n")
+  file(WRITE "${entry_point}/entry_points.txt" "[pytest11]\npytest_subtitle = pytest_subtitle\n")
+  install(DIRECTORY python/pytest_subtitle "${entry_point}"
+    DESTINATION lib/python3/dist-packages COMPONENT pytest PATTERN __pycache__ EXCLUDE)
+  install(DIRECTORY docs/examples
+    DESTINATION "${doc_dir}/python3-pytest-subtitle" COMPONENT pytest)
+  install_documents(pytest python3-pytest-subtitle)
+endif()
+
 if(NOT DEFINED SubtitleSdk_DIR)
   # The guides, in folders like those of the source tree, so that their links work.
   install(FILES README.md CONTRIBUTING.md DESTINATION "${doc_dir}/subtitlemgr-doc" COMPONENT doc)
   install(DIRECTORY docs DESTINATION "${doc_dir}/subtitlemgr-doc" COMPONENT doc
-    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN examples EXCLUDE)
   install_documents(doc subtitlemgr-doc)
   include(packaging/packages.cmake)
 endif()

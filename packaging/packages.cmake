@@ -43,6 +43,12 @@ set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_VIEW_PACKAGE_NAME subtitlemgr-view)
 set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-cli, subtitlemgr-sim")
+set(CPACK_DEBIAN_PYTEST_PACKAGE_NAME python3-pytest-subtitle)
+set(CPACK_DEBIAN_PYTEST_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTEST_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTEST_PACKAGE_DEPENDS "python3 (>= 3.10), python3-pexpect, python3-pytest (>= 7),\
+ subtitlemgr-cli (>= ${PROJECT_VERSION}), subtitlemgr-sim (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTEST_PACKAGE_SUGGESTS python3-pytest-xdist)
 
 # Written by hand: the tool that finds dependencies does not know the libraries of another
 # architecture. tests/packaging/ compares them with what the programs are linked with.
@@ -83,6 +89,12 @@ set(CPACK_DEBIAN_VIEW_DESCRIPTION
 SubtitleMgrView turns recordings of the subtitle service of an in-vehicle video
 system into pictures of its regions, draws them on a terminal, and turns
 pictures into bitmaps and palettes for the console of SubtitleMgrCli.")
+set(CPACK_DEBIAN_PYTEST_DESCRIPTION
+  "pytest plugin for tests of the subtitle service
+Fixtures start a simulated subtitle service of an in-vehicle video system, the
+console of SubtitleMgrCli on a pseudo-terminal, and a tap for each test. Every
+wait has a limit, and the report of a failed test has recording, log, screen
+and state.")
 
 set(CPACK_DEBIAN_DEV_DESCRIPTION
   "stand-in for the SDK of the subtitle service

@@ -30,7 +30,8 @@ PROGRAMS = {
     "SubtitleMgrView": "subtitlemgr-view",
 }
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-WITHOUT_PROGRAMS = ("subtitlemgr-dev", "subtitlemgr-doc")
+PLUGIN = "python3-pytest-subtitle"
+WITHOUT_PROGRAMS = ("subtitlemgr-dev", "subtitlemgr-doc", PLUGIN)
 CONTENTS = {
     package: [
         "usr/share/doc/%s/%s" % (package, name)
@@ -59,6 +60,16 @@ CONTENTS["subtitlemgr-view"] += ["usr/share/doc/subtitlemgr-view/examples/demo"]
 CONTENTS["subtitlemgr-doc"] += [
     "usr/share/doc/subtitlemgr-doc/" + os.path.relpath(path, ROOT)
     for path in (*glob.glob(ROOT + "/docs/*.md"), ROOT + "/README.md", ROOT + "/CONTRIBUTING.md")
+]
+CONTENTS[PLUGIN] += [
+    *(
+        "usr/share/doc/%s/examples/%s" % (PLUGIN, os.path.basename(path))
+        for path in glob.glob(ROOT + "/docs/examples/*")
+    ),
+    *(
+        "usr/lib/python3/dist-packages/pytest_subtitle/" + os.path.basename(path)
+        for path in glob.glob(ROOT + "/python/pytest_subtitle/*.py")
+    ),
 ]
 
 
@@ -141,7 +152,8 @@ class Packages(unittest.TestCase):
     def test_are_the_client_and_the_service(self):
         self.assertEqual(sorted(self.first), sorted(CONTENTS))
         for package, path in self.first.items():
-            architecture = "all" if package == "subtitlemgr-doc" else ARCHITECTURES[PROCESSOR]
+            is_for_all = package in ("subtitlemgr-doc", PLUGIN)
+            architecture = "all" if is_for_all else ARCHITECTURES[PROCESSOR]
             self.assertEqual(
                 os.path.basename(path), "%s_%s_%s.deb" % (package, VERSION, architecture)
             )
@@ -253,6 +265,20 @@ class Packages(unittest.TestCase):
         output_of(*self.installed("SubtitleMgrCli", "-q"), env=environment)
         self.assertEqual(service.wait(60), 0)
 
+    def test_have_a_plugin_that_runs_its_examples(self):
+        if PLUGIN not in self.first:
+            self.skipTest("the plugin is for the desk")
+        for name in ("python3-pytest ", "python3-pexpect", "subtitlemgr-cli ", "subtitlemgr-sim "):
+            self.assertIn(name, self.field(PLUGIN, "Depends"))
+        environment = {
+            **os.environ,
+            "PATH": os.path.join(self.root, "usr/bin") + os.pathsep + os.environ["PATH"],
+            "PYTHONPATH": os.path.join(self.root, "usr/lib/python3/dist-packages"),
+        }
+        examples = glob.glob(self.root + "/usr/share/doc/%s/examples/*.py" % PLUGIN)
+        command = ("/usr/bin/pytest", "-q", "-p", "no:cacheprovider", *examples)
+        self.assertIn("3 passed", output_of(*command, env=environment, cwd=self.scratch))
+
     def test_install_the_same_files_as_cmake_does(self):
         prefix = os.path.join(self.scratch, "prefix")
         output_of("cmake", "--install", BUILD_DIR, "--prefix", prefix)
@@ -270,8 +296,13 @@ if __name__ == "__main__":
         at = sys.argv.index("--")
         EMULATOR = sys.argv[at + 1 :]
         sys.argv = sys.argv[:at]
-        del CONTENTS[PROGRAMS.pop("SubtitleMgrView")]  # for the desk only
+        del CONTENTS[PROGRAMS.pop("SubtitleMgrView")], CONTENTS[PLUGIN]  # for the desk only
     BUILD_DIR, VERSION, PROCESSOR, KIND = sys.argv[1:5]
+    if PLUGIN in CONTENTS:
+        CONTENTS[PLUGIN] += [
+            "usr/lib/python3/dist-packages/pytest_subtitle-%s.dist-info/%s" % (VERSION, _name)
+            for _name in ("METADATA", "entry_points.txt")
+        ]
     CONTENTS["subtitlemgr-dev"] += contents_of_dev(TRIPLETS[PROCESSOR])
     if KIND == "is_static":
         for _package in set(PROGRAMS.values()):

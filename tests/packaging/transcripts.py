@@ -8,7 +8,7 @@ line that begins with "$ " is a command. Its terminal with typed text follows. T
 commands of a file share one shell, one folder and one messaging directory.
 
   [...]                      a menu that an earlier line shows in full
-  "monoUs":1, "wallUs":1     any time
+  "monoUs":1, passed in 1s   any time
   http://127.0.0.1:1/        any port
   /home/me                   the folder
   $ cat FILE                 makes the file from the shown text, if it does not exist
@@ -60,7 +60,9 @@ PROMPT = re.compile(
     r"|Transparent pixel\? \(t/f\): |Transparent pixel value: +|Background code: +"
     r"|Region Fill \(t/f\): |New log level \(a sum of bits, 2 for errors, 8 for notes\): )(\S+)$"
 )
-ANY_NUMBER = re.compile(r'("(?:mono|wall)Us":|http://127\\\.0\\\.0\\\.1:)\d+')
+ANY_NUMBER = re.compile(
+    r'("(?:mono|wall)Us":|http://127\\\.0\\\.0\\\.1:|(?:passed|skipped)\\ in\\ )[\d\\.]+'
+)
 NOTIFICATION = re.compile(r"$|\*\*\* |CLI: |Unexpected |Add\w+: ")
 ESCAPES = {r"\-": "-", r"\(aq": "'", r"\(ga": "`", r"\&": "", r"\e": "\\"}
 
@@ -124,7 +126,7 @@ def segments_of(shown):
             pattern = re.escape(line) + "\r\n"
             at_menu = False
         else:
-            pattern += ANY_NUMBER.sub(r"\1\\d+", re.escape(line.rstrip())) + " *\r\n"
+            pattern += ANY_NUMBER.sub(r"\1[\\d.]+", re.escape(line.rstrip())) + " *\r\n"
             at_menu = at_menu or (line == "" and number > 0 and shown[number - 1] == MENU_END)
     yield pattern, None
 

@@ -19,8 +19,7 @@ def runner(tmp_path, programs):
     """A function that runs a job; it returns the exit status and the root of JUnit's file."""
 
     def run(tests):
-        # Without the package the plugin needs -p.
-        options = "-p pytest_subtitle -p no:cacheprovider --basetemp=base"
+        options = "-p no:cacheprovider --basetemp=base"
         environment = {"PYTEST_ADDOPTS": options, "TESTS": tests}
         environment["PATH"] = programs + os.pathsep + os.environ["PATH"]
         # One worker: eight would only cost time here.
