@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows that a console cannot tell a replay: replay_test.py TAP SERVICE CLIENT SCENARIO.
+"""Shows that a console cannot tell a replay: replay_test.py PROGRAMS SCENARIO.
 
 The tap records the scenario. A console sees the scenario and then the recording, and prints the
 same about both.
@@ -7,89 +7,64 @@ same about both.
 
 import os
 import re
-import subprocess
 import sys
-import tempfile
-import threading
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../python"))
+sys.dont_write_bytecode = True  # keeps the source folder clean
+
+# pylint: disable=wrong-import-position
+from pytest_subtitle import PipedConsole, Service, Workspace
 
 LAST = "palette 13 7 t 0102\n"
-LAST_SHOWN = b"*** PalettData:  13"
-SECONDS = 60
+LAST_SHOWN = "*** PalettData:  13"
 
 
-class Program:
-    """A program that ends with the with-block; its lines can be awaited."""
-
-    def __init__(self, *arguments, environment):
-        self.process = subprocess.Popen(
-            ["setpriv", "--pdeathsig=KILL", *arguments],
-            stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT,
-            env=environment,
-        )
-        self.output = b""
-        self.limit = threading.Timer(SECONDS, self.process.kill)
-
-    def __enter__(self):
-        self.limit.start()
-        return self
-
-    def __exit__(self, *_):
-        self.limit.cancel()
-        self.process.terminate()
-        self.process.communicate()
-
-    def await_text(self, text):
-        """Reads until text has come."""
-        while text not in self.output:
-            piece = os.read(self.process.stdout.fileno(), 65536)
-            assert piece, f"ended before it showed {text}: {self.output}"
-            self.output += piece
-
-    def write(self, data):
-        """Gives it input."""
-        self.process.stdin.write(data)
-        self.process.stdin.flush()
-
-
-def shown(client, environment, play=None):
+def shown(workspace, play=None):
     """Returns what a console prints about notifications; play() begins when it has subscribed."""
-    with Program(client, "-i", environment=environment) as console:
-        console.write(b"1\n")
+    with PipedConsole(workspace, ["-i"]) as console:
+        console.key("1")
+        console.expect("Subscribing for PaletteUpdate")
         if play:
             play()
-        console.await_text(LAST_SHOWN)
-        console.write(b"x\n")
-        rest, _ = console.process.communicate()
-        return re.findall(rb"(?:CLI: |Unexpected |\*\*\* ).*", console.output + rest)
+        console.expect(LAST_SHOWN)
+        console.key("x")
+        console.wait()
+        return re.findall(rb"(?:CLI: |Unexpected |\*\*\* ).*", console.output)
+
+
+def replayed(workspace, recording):
+    """Returns what a console prints about a recording that the service reads as it comes."""
+    options = ["--rate", "10", "--play", "-"]
+    with PipedConsole(workspace, options, program=workspace.service) as playing:
+        playing.expect("ready\n")
+
+        def play():
+            playing.wait_for(lambda: b"Subscribe 10," in playing.errors, "the subscriptions")
+            playing.type(recording)
+            playing.end_input()
+            playing.wait_for(lambda: not playing.untyped, "the end of the recording")
+
+        return shown(workspace, play)
 
 
 def main(arguments):
     """Runs the test."""
-    tap, service, client, scenario = arguments
-    with tempfile.TemporaryDirectory() as folder:
-        environment = dict(os.environ, LINX_DIR=os.path.join(folder, "linx"))
-        path = os.path.join(folder, "scenario")
+    programs, scenario = arguments
+    with Workspace(programs) as workspace:
+        path = workspace.new_path("scenario")
         with open(scenario, encoding="utf-8") as original, open(path, "w", encoding="utf-8") as own:
             own.write(original.read() + LAST)
-        with Program(service, "--rate", "10", "--play", path, environment=environment) as playing:
-            playing.await_text(b"ready\n")
-            before = shown(client, environment)
-        with Program(service, "--rate", "10", "--play", path, environment=environment) as playing:
-            playing.await_text(b"ready\n")
-            with Program(tap, "--json", environment=environment) as tapping:
-                tapping.await_text(b'"regionId":13,')
-                tapping.await_text(b'"backgroundCode":7}\n')
+        with Service(workspace, ["--rate", "10", "--play", path]) as service:
+            service.start()
+            before = shown(workspace)
+        with Service(workspace, ["--rate", "10", "--play", path]) as service:
+            service.start()
+            tap = workspace.program("SubtitleMgrTap")
+            with PipedConsole(workspace, ["--json"], program=tap) as tapping:
+                tapping.expect('"regionId":13,')
+                tapping.expect('"backgroundCode":7}\n')
                 recording = tapping.output
-        with Program(service, "--rate", "10", "--play", "-", environment=environment) as playing:
-            playing.await_text(b"ready\n")
-
-            def play():
-                playing.await_text(b"Subscribe 10,")
-                playing.write(recording)
-
-            after = shown(client, environment, play)
+        after = replayed(workspace, recording)
     assert len(before) > 15, before
     assert before == after, f"{before}\n{after}"
 

@@ -1,21 +1,21 @@
 #!/usr/bin/env python3
-"""Records the demo with tap and service: schema_test.py TAP SERVICE SCENARIO.
+"""Records the demo with tap and service: schema_test.py PROGRAMS SCENARIO.
 
 Checks both recordings, the journal and a saved state with schema and Python, and compares the
 recordings.
 """
 
 import os
-import socket
-import subprocess
 import sys
-import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(HERE, "../../unit/recording"))
+sys.path[:0] = [
+    os.path.join(HERE, folder) for folder in ("../../unit/recording", "../../../python")
+]
 sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
+from pytest_subtitle import DrivenService, PipedConsole, Workspace
 from recorded_lines import checked_line, checked_lines
 
 COUNT = 20
@@ -32,34 +32,18 @@ def contents(lines):
 
 
 def main(arguments):
-    tap, service, scenario = arguments
-    with tempfile.TemporaryDirectory() as folder:
-        environment = dict(os.environ, LINX_DIR=os.path.join(folder, "linx"))
-        written = [os.path.join(folder, name) for name in ("recording", "journal", "state")]
+    programs, scenario = arguments
+    with Workspace(programs) as workspace:
+        written = [workspace.new_path(name) for name in ("recording", "journal", "state")]
         options = ["--play", scenario, "--loop", "--record", written[0], "--journal", written[1]]
-        playing = subprocess.Popen(
-            ["setpriv", "--pdeathsig=KILL", service, "--quiet", *options],
-            stdout=subprocess.PIPE,
-            env=environment,
-        )
-        try:
-            assert playing.stdout.readline() == b"ready\n"
-            recording = subprocess.run(
-                [tap, "--json", "--count", str(COUNT)],
-                check=True,
-                stdout=subprocess.PIPE,
-                env=environment,
-                timeout=60,
-            ).stdout
-            with socket.socket(socket.AF_UNIX) as control:
-                control.settimeout(60)
-                control.connect(os.path.join(folder, "linx", "SubtitleMgr.control"))
-                control.sendall(f"save {written[2]}\n".encode())
-                assert control.recv(100).startswith(b'{"ok":true')
-        finally:
-            playing.terminate()
-            playing.wait()
-            playing.stdout.close()
+        tap = workspace.program("SubtitleMgrTap")
+        with DrivenService(workspace, options) as service:
+            service.start()
+            with PipedConsole(workspace, ["--json", "--count", str(COUNT)], program=tap) as tapping:
+                assert tapping.wait() == 0, tapping.errors
+                recording = tapping.output
+            service.command("save " + written[2])
+            service.stop()
         of_service, journal, state = [open(path, "rb").read() for path in written]
     lines = checked_lines(recording)
     assert len(lines) == COUNT + 1, len(lines)
