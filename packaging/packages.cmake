@@ -46,8 +46,10 @@ set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-cli, subtit
 set(CPACK_DEBIAN_PYTEST_PACKAGE_NAME python3-pytest-subtitle)
 set(CPACK_DEBIAN_PYTEST_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTEST_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_PYTEST_PACKAGE_DEPENDS "python3 (>= 3.10), python3-pexpect, python3-pytest (>= 7),\
- subtitlemgr-cli (>= ${PROJECT_VERSION}), subtitlemgr-sim (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTEST_PACKAGE_DEPENDS
+  "python3 (>= 3.10), python3-pexpect, python3-pytest (>= 7), subtitlemgr-cli, subtitlemgr-sim")
+set(CPACK_DEBIAN_PYTEST_PACKAGE_CONTROL_EXTRA
+  "${PROJECT_SOURCE_DIR}/packaging/pytest/postinst;${PROJECT_SOURCE_DIR}/packaging/pytest/prerm")
 set(CPACK_DEBIAN_PYTEST_PACKAGE_SUGGESTS python3-pytest-xdist)
 
 # Written by hand: the tool that finds dependencies does not know the libraries of another

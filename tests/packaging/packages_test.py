@@ -268,7 +268,7 @@ class Packages(unittest.TestCase):
     def test_have_a_plugin_that_runs_its_examples(self):
         if PLUGIN not in self.first:
             self.skipTest("the plugin is for the desk")
-        for name in ("python3-pytest ", "python3-pexpect", "subtitlemgr-cli ", "subtitlemgr-sim "):
+        for name in ("python3-pytest ", "python3-pexpect", "subtitlemgr-cli", "subtitlemgr-sim"):
             self.assertIn(name, self.field(PLUGIN, "Depends"))
         environment = {
             **os.environ,

@@ -159,6 +159,7 @@ class Terminal:
             "LC_ALL": "C.UTF-8",
             "NO_COLOR": "1",
             "HOME": self.folder,
+            "PY_COLORS": "0",
             "COMMANDS": commands,
         }
         if has_programs:

@@ -11,7 +11,13 @@ from fresh_root import FreshRoot, make_debian, run
 
 ROOT = pathlib.Path(__file__).parents[3]
 PRESETS = ("desk", "device", "device-dynamic")
-TUTORIALS = ("README.md", "docs/installing.md", "docs/console.md", "docs/simulator.md")
+TUTORIALS = (
+    "README.md",
+    "docs/installing.md",
+    "docs/console.md",
+    "docs/simulator.md",
+    "docs/testing.md",
+)
 
 
 def make_packages(tree, preset):
@@ -62,8 +68,15 @@ def fixture_packages(packages_of):
 @pytest.fixture(scope="session", name="debian")
 def fixture_debian(packages, tmp_path_factory):
     folder = tmp_path_factory.mktemp("debian")
-    # systemd checks the unit, pexpect plays the tutorials; the others complete words.
-    helpers = {"systemd", "python3-pexpect", "bash-completion", "fish", "zsh"}
+    # systemd checks the unit, pexpect and xdist play the tutorials; the others complete words.
+    helpers = {
+        "systemd",
+        "python3-pexpect",
+        "python3-pytest-xdist",
+        "bash-completion",
+        "fish",
+        "zsh",
+    }
     make_debian(folder / "root", needs_of(packages) | helpers)
     yield folder / "root"
     shutil.rmtree(folder)

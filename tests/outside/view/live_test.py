@@ -1,7 +1,7 @@
 """The page shows what a service publishes."""
 
 import pytest
-from pytest_subtitle import TerminalConsole
+from pytest_subtitle.terminal import TerminalConsole
 
 # Entries of Y, Cb, Cr and a byte without a meaning, and their colours, computed by hand.
 ENTRIES = bytes.fromhex("00808000 108080ff ea8080ff 515af0ff")
