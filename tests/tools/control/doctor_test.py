@@ -254,7 +254,9 @@ class Doctor(unittest.TestCase):
         self.expect_health_after("service", "does not run", start, name=name)
 
     def test_starts_a_service_that_was_killed(self):
-        self.serve().send_signal(signal.SIGKILL)
+        service = self.serve()
+        service.kill()
+        service.wait(SECONDS)
         self.expect_health_after("service", "was killed", "SubtitleMgrSim --quiet &")
 
     def test_names_the_directory_that_has_the_service(self):
