@@ -12,6 +12,8 @@ namespace {
 using namespace std::chrono;
 using PageUnderAttack = PageSession;
 
+constexpr std::size_t manyPeers = isSanitized ? 150 : 1000;
+
 std::string Garbage(std::mt19937& random, std::size_t size)
 {
     std::string bytes;
@@ -39,7 +41,7 @@ std::string Attack(std::mt19937& random, std::size_t number)
     }
 }
 
-/// A thousand peers at a time, which leave in any state.
+/// Many peers at a time, which leave in any state.
 TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
 {
     AllowManyDescriptors();
@@ -53,7 +55,7 @@ TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
     long kilobytes = 0;
     for (int round = 0; round < 3; ++round) {
         std::vector<std::unique_ptr<HttpPeer>> peers;
-        for (std::size_t number = 0; number < 1000; ++number) {
+        for (std::size_t number = 0; number < manyPeers; ++number) {
             peers.push_back(std::make_unique<HttpPeer>(port));
             peers.back()->Send(Attack(random, number));
         }
@@ -75,12 +77,12 @@ TEST_F(PageUnderAttack, AnswersWhileManyPeersAreSilent)
 {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = 1024;
+    limit.rlim_cur = manyPeers;
     setrlimit(RLIMIT_NOFILE, &limit);
     Show(Recording().Data(1, 0, {1}).WithHeader());
     AllowManyDescriptors();
     std::vector<std::unique_ptr<HttpPeer>> peers;
-    for (int number = 0; number < 1100; ++number) {
+    for (std::size_t number = 0; number < manyPeers + 100; ++number) {
         peers.push_back(std::make_unique<HttpPeer>(port));
     }
     const auto start = steady_clock::now();

@@ -129,6 +129,7 @@ TEST_F(PageOfRecording, ShowsWhatStandsBeforeAMistake)
         << Get("/about").body;
     EXPECT_NE(Get("/state?before=1").body.find("\"regionId\":3"), std::string::npos);
     EXPECT_EQ(End(), 0);
+    EXPECT_EQ(page->Errors().find("SubtitleMgrView: " + name + ":3:"), 0u) << page->Errors();
 }
 
 TEST_F(PageOfRecording, MayBeEmpty)

@@ -63,8 +63,11 @@ void WaitForEnd()
 int ShowRecording(const Options& options)
 {
     const RecordingIndex index(options.input);
-    if (index.Count() == 0 && !index.Mistake().empty()) {
-        return Fail(words::exitUnusable, index.Mistake());
+    if (!index.Mistake().empty()) {
+        Say(index.Mistake());
+        if (index.Count() == 0) {
+            return words::exitUnusable;
+        }
     }
     const std::unique_ptr<Site> site = SiteOfRecording(options, index);
     const std::unique_ptr<HttpServer> server = StartServer(options, *site);
