@@ -41,11 +41,10 @@ END = "\ue010"
 
 
 @pytest.fixture(name="say")
-def fixture_say(capsys, record_property):
-    """Prints a figure and keeps it in the report."""
+def fixture_say(capsys):
+    """Prints a figure."""
 
     def out(name, value):
-        record_property(name, value)
         with capsys.disabled():
             print(f"\n{name}: {value}")
 
