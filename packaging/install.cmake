@@ -104,7 +104,7 @@ if(NOT DEFINED SubtitleSdk_DIR)
   # The guides, in folders like those of the source tree, so that their links work.
   install(FILES README.md CONTRIBUTING.md DESTINATION "${doc_dir}/subtitlemgr-doc" COMPONENT doc)
   install(DIRECTORY docs DESTINATION "${doc_dir}/subtitlemgr-doc" COMPONENT doc
-    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN examples EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN man EXCLUDE PATTERN examples EXCLUDE)
   install_documents(doc subtitlemgr-doc)
   include(packaging/packages.cmake)
 endif()

@@ -59,7 +59,12 @@ CONTENTS["subtitlemgr-sim"] += [
 CONTENTS["subtitlemgr-view"] += ["usr/share/doc/subtitlemgr-view/examples/demo"]
 CONTENTS["subtitlemgr-doc"] += [
     "usr/share/doc/subtitlemgr-doc/" + os.path.relpath(path, ROOT)
-    for path in (*glob.glob(ROOT + "/docs/*.md"), ROOT + "/README.md", ROOT + "/CONTRIBUTING.md")
+    for path in (
+        *glob.glob(ROOT + "/docs/*.md"),
+        *glob.glob(ROOT + "/docs/pictures/*"),
+        ROOT + "/README.md",
+        ROOT + "/CONTRIBUTING.md",
+    )
 ]
 CONTENTS[PLUGIN] += [
     *(
