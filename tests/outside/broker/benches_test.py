@@ -13,11 +13,11 @@ from pytest_subtitle import SECONDS
 
 BENCHES = 100
 MESSAGES = 10
-PICTURE = """\
-palette 3 1 false 00808000a22c8eff
-region-data 3 cif 0100010001010100010101000001000001000100000100000100010001010100
-visibility 3 true
-"""
+PICTURE = (
+    "palette 3 1 false 00808000a22c8eff",
+    "region-data 3 cif 0100010001010100010101000001000001000100000100000100010001010100",
+    "visibility 3 true",
+)
 DRAWN = """\
 region 3 cif visible
 █▄█ ▀█▀
@@ -33,6 +33,11 @@ def numbers_of(lines):
         for message in messages
         if message.get("size") == 4
     ]
+
+
+def publish_picture(bench):
+    for line in PICTURE:
+        bench.service.publish(line)
 
 
 def draw(programs, lines):
@@ -52,7 +57,7 @@ def test_a_broker_takes_a_hundred_benches(broker, new_bench, tmp_path, programs)
         bench.begin(broker)
     for bench in benches:
         bench.publish(1000 * int(bench.name) + number for number in range(MESSAGES))
-        bench.control("-", commands=PICTURE)
+        publish_picture(bench)
     lines = {bench.topic: [] for bench in benches}
     for line in desk.await_lines(BENCHES * (1 + MESSAGES + 3)):
         topic, _, text = line.partition(b" ")
@@ -69,7 +74,7 @@ def test_a_desk_joins_a_stream_without_its_header(broker, bench, tmp_path, progr
     bench.publish([1])
     first.await_lines(2)
     late = Desk(broker, tmp_path / "late", "-q", "1", "-t", bench.topic)
-    bench.control("-", commands=PICTURE)
+    publish_picture(bench)
     assert draw(programs, late.await_lines(3)) == DRAWN
 
 
@@ -86,7 +91,7 @@ def test_a_page_shows_a_bench(broker, bench, processes, programs):
     address = view.stdout.readline().decode().strip()
     broker.await_log("Sending SUBACK to page\n")
     bench.begin(broker)
-    bench.control("-", commands=PICTURE)
+    publish_picture(bench)
     with urllib.request.urlopen(address + "events", timeout=SECONDS) as events:
         shown = (json.loads(line[6:]) for line in events if line.startswith(b"data: "))
         kinds = [
@@ -106,7 +111,7 @@ def test_nothing_is_lost_when_the_broker_restarts(broker, bench, tmp_path, progr
     bench.publish(range(2000, 2100))
     broker.start()
     bench.publish(range(2100, 2200))
-    bench.control("-", commands=PICTURE)
+    publish_picture(bench)
     wait_until(lambda: b"Visibility" in desk.lines()[-1], "the last line")
     # Lines that were on the way may come twice and out of order.
     assert sorted(set(numbers_of(desk.lines()))) == list(range(2200))
@@ -188,13 +193,13 @@ def test_a_bench_comes_back_in_the_same_stream(broker, bench, tmp_path, programs
     away.await_lines(1)
     bench.begin(broker)
     desk.await_lines(3)  # its second header: the new tap has subscribed
-    bench.control("-", commands=PICTURE)
+    publish_picture(bench)
     assert draw(programs, desk.await_lines(6)) == DRAWN
 
 
 def test_the_last_state_waits_for_a_desk(broker, bench, tmp_path):
-    bench.control("-", commands=PICTURE)
-    broker.publish("bench/7/state", "-r", "-q", "1", "-s", text=bench.control("--json", "state"))
+    publish_picture(bench)
+    broker.publish("bench/7/state", "-r", "-q", "1", "-s", text=json.dumps(bench.service.state()))
     broker.stop()
     broker.start()
     desk = Desk(broker, tmp_path / "desk", "-t", "bench/+/state")

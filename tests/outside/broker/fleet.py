@@ -7,7 +7,7 @@ import subprocess
 import threading
 import time
 
-from pytest_subtitle import SECONDS, Service, Workspace
+from pytest_subtitle import SECONDS, DrivenService, Workspace
 from pytest_subtitle.limits import Deadline
 
 LOOK_AGAIN = 0.01
@@ -127,7 +127,7 @@ class Bench:
         self.name = name
         self.topic = "bench/%s/subtitle" % name
         self.workspace = Workspace(programs)
-        self.service = Service(self.workspace, service)
+        self.service = DrivenService(self.workspace, service)
         self.tap = self.publisher = None
 
     def begin(self, broker, *options, port=None):
@@ -144,20 +144,12 @@ class Bench:
             stdin=self.tap.stdout,
         )  # fmt: skip
         self.tap.stdout.close()
-        self.control("await", "subscribers=10")
-
-    def control(self, *words, commands=None):
-        """Runs SubtitleMgrCtl, or these commands. Returns what it prints."""
-        return subprocess.run(
-            [self.programs / "SubtitleMgrCtl", *words],
-            input=commands, env=self.workspace.environment(),
-            check=True, capture_output=True, text=True, timeout=SECONDS,
-        ).stdout  # fmt: skip
+        self.service.await_subscribers(10)
 
     def publish(self, numbers):
         """Publishes a bitmap of four bytes for each number."""
-        lines = "".join("region-data 3 cif %08x\n" % number for number in numbers)
-        self.control("-", commands=lines)
+        for number in numbers:
+            self.service.publish("region-data 3 cif %08x" % number)
 
     def close(self):
         self.service.kill()
