@@ -21,6 +21,7 @@ for part in CMakeLists.txt CHANGELOG.md cmake packaging docs tests/sdk/interface
     cp -R "$root/$part" "$scratch/tree/$part"
 done
 cmake -S "$scratch/tree" -B "$scratch/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
+    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 \
     -DSubtitleSdk_DIR="$sdk" -DCMAKE_INSTALL_RPATH="$sdk/lib" "$@"
 cmake --build "$scratch/build" --target SubtitleMgrCli SubtitleMgrTap sdk_interface
 
