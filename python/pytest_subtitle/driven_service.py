@@ -65,11 +65,9 @@ class DrivenService(Service):
 
     def await_request(self, name, within=SECONDS, **fields):
         """Waits for the first such request after the last one that was awaited, or the start."""
-        words = [
-            "%s=%s" % (field, str(value).lower() if isinstance(value, bool) else value)
-            for field, value in fields.items()
-        ]
-        self._await(" ".join(["request=" + name, *words]), within)
+        self._await(
+            " ".join("%s=%s" % field for field in {"request": name, **fields}.items()), within
+        )
 
     def _await(self, what, within):
         # The service keeps the limit; the answer has some more time.

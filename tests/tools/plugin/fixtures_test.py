@@ -19,10 +19,12 @@ def test_service_takes_commands_and_tells_of_requests(play):
             assert subtitle_client("-s", "9").returncode == 0
             subtitle_service.await_request("SetLogLevel", within=5)
             subtitle_service.await_request("SetLogLevel", level=9, within=5)
-            levels = [(line["request"], line["level"]) for line in subtitle_service.requests()]
-            assert levels == [("SetLogLevel", 7), ("SetLogLevel", 9)]
+            subtitle_client("-i", typed="4\\n3\\nf\\nx\\n")
+            subtitle_service.await_request("SetRegionVisibility", visible=False, result="ok")
+            levels = [line.get("level") for line in subtitle_service.requests()]
+            assert levels == [7, 9, None]
             state = subtitle_service.state()
-            assert state["level"] == 9 and state["regions"][0]["visible"]
+            assert state["level"] == 9 and not state["regions"][0]["visible"]
             assert subtitle_service.fault("mute request=Ping times=1") == 1
             with pytest.raises(Refused, match="did you mean Ping"):
                 subtitle_service.await_request("Pong")

@@ -13,12 +13,13 @@ def test_ping_is_killed_at_its_limit(play):
         QUICK
         + """
 @pytest.mark.subtitle(options=["--fault", "mute"])
-def test_it(subtitle_client):
+def test_it(subtitle_service, subtitle_client):
     with pytest.raises(TimeLimit) as limit:
         subtitle_client("-p", within=0.3)
     assert str(limit.value) == (
         "SubtitleMgrCli -p was killed: waited 0.3 s in vain for the end of the client; it printed:"
         "\\nLet's Ping")
+    assert subtitle_service.state()["clients"] == []
 """
     ).assert_outcomes(passed=1)
 
