@@ -32,7 +32,6 @@ class Bench(Workspace):
         super().__init__(programs, messaging)
         self.keep = keep  # a folder for the files of a failed test
         self.recording = self.new_path("recording")
-        self.drives = messaging is None
         self.simulated = self.console = self.tap = None
         self.sections = None  # of the report of a failed test
 

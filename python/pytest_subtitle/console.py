@@ -9,7 +9,7 @@ from .limits import SECONDS, Deadline, TimeLimit
 
 __tracebackhide__ = True
 # A client that prints so many bytes without an expected one repeats itself.
-OUTPUT_LIMIT = 4 << 20
+OUTPUT_LIMIT = 1 << 20
 
 
 class Console(abc.ABC):
