@@ -85,9 +85,8 @@ class Recipe(unittest.TestCase):
         values = {**self.values, **FOLDERS, "STAGING_LIBDIR": str(config.parents[2])}
         values["SUBTITLE_SDK_DIR"] = expand(values["SUBTITLE_SDK_DIR"], values)
         options = expand(values["EXTRA_OECMAKE"], values).split()
-        output = run(
-            "cmake", "-S", ROOT, "-B", build, "-G", "Ninja", "-DCMAKE_INSTALL_PREFIX=/usr", *options
-        )
+        options += ["-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_INSTALL_PREFIX=/usr"]
+        output = run("cmake", "-S", ROOT, "-B", build, *options)
         self.assertNotIn("not used by the project", output)
         targets = values["OECMAKE_TARGET_COMPILE"].split()
         run("cmake", "--build", build, "--target", *targets)
