@@ -4,6 +4,11 @@ set(completion_dir "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 set(fish_dir "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
 set(zsh_dir "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
 set(doc_dir "${CMAKE_INSTALL_DATADIR}/doc")
+# Debian has a folder for each architecture, and GNUInstallDirs knows it only for one prefix.
+set(library_dir "${CMAKE_INSTALL_LIBDIR}")
+if(CMAKE_LIBRARY_ARCHITECTURE AND library_dir STREQUAL "lib")
+  set(library_dir "lib/${CMAKE_LIBRARY_ARCHITECTURE}")
+endif()
 set(components "")
 
 # install_programs(<component> <program>...): those that this build has, with manual pages and
@@ -54,6 +59,9 @@ endif()
 
 if(TARGET SubtitleMgrView)
   install_programs(view SubtitleMgrView)
+  # With the program, whose captures it must understand.
+  install(FILES tools/view/wireshark/subtitlemgr.lua
+    DESTINATION "${library_dir}/wireshark/plugins" COMPONENT view)
   install(PROGRAMS script/demo
     DESTINATION "${doc_dir}/subtitlemgr-view/examples" COMPONENT view)
   install_documents(view subtitlemgr-view)
@@ -61,11 +69,6 @@ endif()
 
 # The stand-in, for other clients.
 if(TARGET subtitle_platform)
-  # Debian has a folder for each architecture, and GNUInstallDirs knows it only for one prefix.
-  set(library_dir "${CMAKE_INSTALL_LIBDIR}")
-  if(CMAKE_LIBRARY_ARCHITECTURE AND library_dir STREQUAL "lib")
-    set(library_dir "lib/${CMAKE_LIBRARY_ARCHITECTURE}")
-  endif()
   set(cmake_dir "${library_dir}/cmake/SubtitleSdk")
   set(pkgconfig_dir "${library_dir}/pkgconfig")
   file(RELATIVE_PATH from_cmake_dir "/${cmake_dir}" "/")

@@ -42,7 +42,8 @@ set(CPACK_DEBIAN_DOC_PACKAGE_NAME subtitlemgr-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_VIEW_PACKAGE_NAME subtitlemgr-view)
-set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS "bash-completion, subtitlemgr-cli, subtitlemgr-sim")
+set(CPACK_DEBIAN_VIEW_PACKAGE_SUGGESTS
+  "bash-completion, subtitlemgr-cli, subtitlemgr-sim, wireshark | tshark")
 set(CPACK_DEBIAN_PYTEST_PACKAGE_NAME python3-pytest-subtitle)
 set(CPACK_DEBIAN_PYTEST_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTEST_PACKAGE_ARCHITECTURE all)
@@ -90,7 +91,8 @@ set(CPACK_DEBIAN_VIEW_DESCRIPTION
   "pictures of subtitle regions
 SubtitleMgrView turns recordings of the subtitle service of an in-vehicle video
 system into pictures of its regions, draws them on a terminal, and turns
-pictures into bitmaps and palettes for the console of SubtitleMgrCli.")
+pictures into bitmaps and palettes for the console of SubtitleMgrCli. It makes
+captures of the messages, and a dissector shows their fields in Wireshark.")
 set(CPACK_DEBIAN_PYTEST_DESCRIPTION
   "pytest plugin for tests of the subtitle service
 Fixtures start a simulated subtitle service of an in-vehicle video system, the

@@ -93,7 +93,6 @@ def contents_of_dev(triplet):
         "usr/share/doc/subtitlemgr-dev/examples/show_visibility.cpp",
     ]
 
-
 # The package of each library, and the release that introduced a symbol version.
 LIBRARIES = {
     "libc.so.6": "libc6",
@@ -309,6 +308,9 @@ if __name__ == "__main__":
             for _name in ("METADATA", "entry_points.txt")
         ]
     CONTENTS["subtitlemgr-dev"] += contents_of_dev(TRIPLETS[PROCESSOR])
+    if "subtitlemgr-view" in CONTENTS:
+        _dissector = "usr/lib/%s/wireshark/plugins/subtitlemgr.lua" % TRIPLETS[PROCESSOR]
+        CONTENTS["subtitlemgr-view"].append(_dissector)
     if KIND == "is_static":
         for _package in set(PROGRAMS.values()):
             CONTENTS[_package].append("usr/share/lintian/overrides/" + _package)

@@ -26,25 +26,11 @@ Messages::~Messages()
     }
 }
 
-const recording::Notification* Messages::Next()
+const recording::AnyLine* Messages::NextLine()
 {
     while (mistake.empty()) {
         switch (reader.Next(line)) {
-        case Reader::Found::Line:
-            if (const auto* const request = std::get_if<recording::Request>(&line)) {
-                if (!IsWanted(request->at)) {
-                    return nullptr;
-                }
-            } else if (const auto* const found = std::get_if<recording::Notification>(&line)) {
-                if (!IsWanted(found->at)) {
-                    return nullptr;
-                }
-                if (found->data.AreThere()) {
-                    return found;
-                }
-                mistake = name + ":" + std::to_string(LineNumber()) + ":1: it has no bytes";
-            }
-            break;
+        case Reader::Found::Line: return IsWanted() ? &line : nullptr;
         case Reader::Found::NeedsInput:
             if (!Read()) {
                 return nullptr;
@@ -57,10 +43,28 @@ const recording::Notification* Messages::Next()
     return nullptr;
 }
 
-bool Messages::IsWanted(const recording::Moment& at)
+const recording::Notification* Messages::Next()
 {
-    firstUs = firstUs ? firstUs : at.monoUs;
-    return !untilUs || at.monoUs - *firstUs <= *untilUs;
+    while (NextLine()) {
+        const auto* const found = std::get_if<recording::Notification>(&line);
+        if (found && found->data.AreThere()) {
+            return found;
+        }
+        if (found) {
+            mistake = name + ":" + std::to_string(LineNumber()) + ":1: it has no bytes";
+        }
+    }
+    return nullptr;
+}
+
+bool Messages::IsWanted()
+{
+    if (std::holds_alternative<recording::Header>(line)) {
+        return true;
+    }
+    const std::int64_t us = std::visit([](const auto& any) { return any.at.monoUs; }, line);
+    firstUs = firstUs ? firstUs : us;
+    return !untilUs || us - *firstUs <= *untilUs;
 }
 
 bool Messages::Read()

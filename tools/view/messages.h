@@ -8,7 +8,7 @@
 
 namespace view {
 
-/// The notifications of a recording up to a moment.
+/// The lines of a recording up to a moment.
 class Messages {
 public:
     /// \param file     `-` for standard input, which may begin without a header
@@ -19,12 +19,15 @@ public:
     Messages& operator=(const Messages&) = delete;
 
     /// \return null at the moment, the end, a mistake or a signal that is caught. The bytes are valid until the next call.
+    const recording::AnyLine* NextLine();
+
+    /// The next line that is a notification. One without its bytes is a mistake.
     const recording::Notification* Next();
 
     /// Of a recording that is not whole; empty for none.
     const std::string& Mistake() const { return mistake; }
 
-    /// The line of the notification found last, from 1.
+    /// The number of the line found last, from 1.
     std::size_t LineNumber() const { return reader.LineNumber(); }
 
     /// The offsets in the file where that line begins, and where it ends with its newline.
@@ -38,8 +41,8 @@ public:
     int Descriptor() const { return fd; }
 
 private:
-    /// \return whether the line is not after the moment
-    bool IsWanted(const recording::Moment& at);
+    /// Whether the line is not after the moment.
+    bool IsWanted();
     /// \return false when a signal was caught instead
     bool Read();
 

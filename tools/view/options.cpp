@@ -21,6 +21,7 @@ constexpr char help[] =
     "       SubtitleMgrView terminal [OPTION...] RECORDING\n"
     "       SubtitleMgrView page [OPTION...] RECORDING\n"
     "       SubtitleMgrView page [OPTION...] --live\n"
+    "       SubtitleMgrView pcapng -o FILE RECORDING\n"
     "       SubtitleMgrView from-png -o DIR PICTURE\n"
     "Shows the regions of a recording, and turns pictures into regions.\n"
     "\n"
@@ -30,12 +31,13 @@ constexpr char help[] =
     "  terminal          draw each region with half blocks, in 80 columns\n"
     "  page              show the regions in a browser: print the address of a page\n"
     "                    on this machine, and serve it until SIGINT\n"
+    "  pcapng            make a capture for Wireshark, with all messages\n"
     "  from-png          make the files of a bitmap and a palette from a picture,\n"
     "                    and show the keys of the console that load them\n"
     "\n"
     "Options:\n"
-    "  -o, --output DIR  the folder of the files; - with png is one picture on\n"
-    "                    standard output\n"
+    "  -o, --output DIR  the folder of the files, with pcapng the file; - is standard\n"
+    "                    output, with png for one picture, not with from-png\n"
     "  --at T            the moment to show, from the first message; default the end\n"
     "  --region N        only this region, hidden or not; with from-png the one in\n"
     "                    the keys, default 1\n"
@@ -93,7 +95,7 @@ using words::Quoted;
 using Words = std::vector<std::string_view>;
 
 /// By Command.
-const Words commandWords{"png", "from-png", "terminal", "page"};
+const Words commandWords{"png", "from-png", "pcapng", "terminal", "page"};
 
 /// The text of a mistake that ends the program; empty for none.
 using Problem = std::string;
@@ -126,7 +128,7 @@ Problem SetOption(int letter, const std::string& value, Given& given, Options& o
     }
     given.letters.push_back(letter);
     switch (letter) {
-    case Output: options.output = value; return value.empty() ? "no folder" : "";
+    case Output: options.output = value; return value.empty() ? "the name is empty" : "";
     case At: return ParseTime(value, options.atUs.emplace());
     case RegionOnly: return ParseNumber(value, 0, largestRegion, options.region.emplace());
     case Width: return ParseNumber(value, 1, largestWidth, options.width);
@@ -153,15 +155,15 @@ std::string NameOf(int letter)
 bool IsFor(Command command, int letter)
 {
     switch (letter) {
-    case Output: return command == Command::Png || command == Command::FromPng;
+    case Output: return command != Command::Terminal && command != Command::Page;
     case EveryChange:
     case Scale: return command == Command::Png;
     case NoColor: return command == Command::Terminal;
     case Port:
     case Live:
     case Name: return command == Command::Page;
-    case Width: return command != Command::FromPng;
-    case RegionOnly: return command != Command::Page;
+    case Width: return command != Command::FromPng && command != Command::Pcapng;
+    case RegionOnly: return command != Command::Page && command != Command::Pcapng;
     default: return command == Command::Png || command == Command::Terminal;
     }
 }
@@ -172,11 +174,12 @@ Problem CheckOutput(const Options& options)
         return "";
     }
     if (options.output.empty()) {
-        return "-o is missing: the folder of the files";
+        return options.command == Command::Pcapng ? "-o is missing: the file of the capture"
+                                                  : "-o is missing: the folder of the files";
     }
     const bool isStandardOutput = options.output == "-";
     if (isStandardOutput && options.command == Command::FromPng) {
-        return "-o -: only for the command png";
+        return "-o -: not for the command from-png";
     }
     return isStandardOutput && options.everyChange ? "-o -: not with --every-change" : "";
 }

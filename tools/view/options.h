@@ -6,13 +6,13 @@
 
 namespace view {
 
-enum class Command { Png, FromPng, Terminal, Page };
+enum class Command { Png, FromPng, Pcapng, Terminal, Page };
 
 struct Options {
     Command command = Command::Png;
     std::string input;
     std::string service = "SubtitleMgr";
-    std::string output;  ///< a folder, or `-`
+    std::string output;  ///< a folder, with Pcapng a file, or `-`
     std::optional<std::int64_t> atUs;
     std::optional<unsigned int> region;
     unsigned int width = 640;

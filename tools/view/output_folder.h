@@ -10,8 +10,7 @@ public:
     /// Makes the folder if it does not exist. \param path  `-` for standard output
     explicit OutputFolder(std::string path);
 
-    /// Writes a file under a temporary name and renames it, so that a program that follows the file
-    /// never reads half of one. Does nothing after a problem.
+    /// Writes a file as OutputFile does. Does nothing after a problem.
     void Write(const std::string& name, const std::string& bytes);
 
     bool IsStandardOutput() const { return folder == "-"; }

@@ -13,6 +13,7 @@ int RunCommand(const Options& options)
     switch (options.command) {
     case Command::Png: return MakePictures(options);
     case Command::FromPng: return BringBack(options);
+    case Command::Pcapng: return WriteCapture(options);
     case Command::Terminal: return DrawRegions(options);
     case Command::Page: break;
     }

@@ -12,6 +12,7 @@ int Run(const Options& options);
 /// The commands.
 int MakePictures(const Options& options);
 int BringBack(const Options& options);
+int WriteCapture(const Options& options);
 int DrawRegions(const Options& options);
 int ShowPage(const Options& options);
 

@@ -50,6 +50,7 @@ TEST(Options, AreSet)
     EXPECT_TRUE(page.live);
     EXPECT_EQ(page.service, "node1/SubtitleMgr");
     EXPECT_EQ(Good({"from-png", "--output", "x", "--", "-a.png"}).input, "-a.png");
+    EXPECT_EQ(Good({"pcapng", "-o", "-", "-"}).output, "-");
 }
 
 TEST(Options, AreRefused)
@@ -66,8 +67,9 @@ TEST(Options, AreRefused)
         {{"png", "a", "b"}, "'b': unexpected word"},
         {{"png", "a"}, "-o is missing: the folder of the files"},
         {{"from-png", "a"}, "-o is missing: the folder of the files"},
-        {{"png", "a", "-o", ""}, "--output: no folder"},
-        {{"from-png", "a", "-o", "-"}, "-o -: only for the command png"},
+        {{"pcapng", "a"}, "-o is missing: the file of the capture"},
+        {{"png", "a", "-o", ""}, "--output: the name is empty"},
+        {{"from-png", "a", "-o", "-"}, "-o -: not for the command from-png"},
         {{"png", "a", "-o", "-", "--every-change"}, "-o -: not with --every-change"},
         {{"terminal", "a", "-o", "d"}, "--output: not for the command terminal"},
         {{"terminal", "a", "--scale", "2"}, "--scale: not for the command terminal"},
@@ -75,6 +77,8 @@ TEST(Options, AreRefused)
         {{"png", "a", "--no-color"}, "--no-color: not for the command png"},
         {{"from-png", "a", "--at", "1"}, "--at: not for the command from-png"},
         {{"from-png", "a", "--width", "1"}, "--width: not for the command from-png"},
+        {{"pcapng", "a", "--at", "1"}, "--at: not for the command pcapng"},
+        {{"pcapng", "a", "--region", "1"}, "--region: not for the command pcapng"},
         {{"pge", "a"}, "'pge': unknown command; did you mean page?"},
         {{"page"}, "no recording"},
         {{"page", "--live", "a"}, "'a': unexpected word"},

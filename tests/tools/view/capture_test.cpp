@@ -1,0 +1,115 @@
+#include "tests/tools/view/ViewSession.h"
+
+#include "tests/harness/text_compare.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+
+namespace {
+
+using Numbers = std::vector<unsigned int>;
+
+constexpr unsigned int section = 0x0A0D0D0A;
+constexpr unsigned int interface = 1;
+constexpr unsigned int packet = 6;
+
+unsigned int NumberAt(const std::string& bytes, std::size_t offset)
+{
+    unsigned int number = 0;
+    for (std::size_t i = offset; i < offset + 4; ++i) {
+        number = number << 8 | static_cast<unsigned char>(bytes.at(i));
+    }
+    return number;
+}
+
+/// The types of the blocks of a capture.
+Numbers Blocks(const std::string& capture)
+{
+    Numbers types;
+    for (std::size_t at = 0; at < capture.size();) {
+        const std::size_t length = NumberAt(capture, at + 4);
+        EXPECT_EQ(NumberAt(capture, at + length - 4), length);
+        types.push_back(NumberAt(capture, at));
+        at += length;
+    }
+    return types;
+}
+
+const Recording recording = Recording().Data(3, 2, {0, 3}).Visibility(3, true);
+
+class Capture : public ViewSession {
+protected:
+    Ended MakeCapture(const std::string& input, const ChildProcess::Options& settings = {}) const
+    {
+        return Run({"pcapng", "-o", path, "-"}, input, settings);
+    }
+
+    const std::string path = files / "drive.pcapng";
+};
+
+TEST_F(Capture, HasAPacketForEachMessage)
+{
+    const Ended ended = MakeCapture(recording.WithHeader());
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output + ended.errors, "");
+    EXPECT_EQ(Blocks(ReadWholeFile(path)), (Numbers{section, interface, packet, packet}));
+    EXPECT_EQ(Blocks(Run({"pcapng", "-o", "-", "-"}, recording.WithoutHeader()).output),
+              (Numbers{section, interface, packet, packet}));
+}
+
+TEST_F(Capture, IsWrittenWhileMessagesCome)
+{
+    ChildProcess program({VIEW_PROGRAM, "pcapng", "-o", "-", "-"});
+    program.Write(recording.WithHeader());
+    program.WaitForOutput("\x3B\x19");  // both messages, though the input has not ended
+    program.WaitForOutput("\x3B\x1C");
+    program.CloseInput();
+    EXPECT_EQ(program.WaitForExit(), 0);
+}
+
+TEST_F(Capture, HasWhatCameBeforeAMistake)
+{
+    const Ended ended = MakeCapture(recording.WithHeader() + "{");
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_TEXT(ended.errors,
+                "SubtitleMgrView: -:4:2: the line has no end; the recording is incomplete\n");
+    EXPECT_EQ(Blocks(ReadWholeFile(path)), (Numbers{section, interface, packet, packet}));
+}
+
+TEST_F(Capture, NeedsARecording)
+{
+    EXPECT_EQ(MakeCapture("{}\n").status, 2);
+    EXPECT_TEXT(Run({"pcapng", "-o", path, files / "x"}).errors,
+                "SubtitleMgrView: " + (files / "x") + ": No such file or directory\n");
+    EXPECT_TRUE(std::filesystem::is_empty(files.Path()));
+}
+
+TEST_F(Capture, KeepsTheFileOnAFullDisk)
+{
+    WriteWholeFile(path, "before");
+    ChildProcess::Options settings;
+    settings.fileSizeLimit = 150;  // less than both packets need
+    settings.ignoredSignal = SIGXFSZ;
+    const Ended ended = MakeCapture(recording.WithHeader(), settings);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TEXT(ended.errors, "SubtitleMgrView: " + path + ": File too large\n");
+    EXPECT_EQ(ReadWholeFile(path), "before");
+    std::filesystem::remove(path);
+    EXPECT_TRUE(std::filesystem::is_empty(files.Path()));
+}
+
+TEST_F(Capture, FailsWhenItCannotBeWritten)
+{
+    const std::string input = recording.WithHeader();
+    EXPECT_TEXT(Run({"pcapng", "-o", files / "no/such", "-"}, input).errors,
+                "SubtitleMgrView: " + (files / "no/such") + ": No such file or directory\n");
+    const platform::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ChildProcess::Options settings;
+    settings.output = full.Get();
+    const Ended ended = Run({"pcapng", "-o", "-", "-"}, input, settings);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TEXT(ended.errors, "SubtitleMgrView: standard output cannot be written\n");
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include "view/pcapng.h"
+
+#include "view/big_endian.h"
+
+namespace view {
+
+namespace {
+
+std::string Padded(std::string bytes)
+{
+    bytes.resize((bytes.size() + 3) / 4 * 4);
+    return bytes;
+}
+
+std::string Option(unsigned int code, const std::string& value)
+{
+    return BigEndian<2>(code) + BigEndian<2>(value.size()) + Padded(value);
+}
+
+const std::string endOfOptions(4, '\0');
+
+/// \param body  a multiple of 4 bytes
+std::string Block(std::uint32_t type, const std::string& body)
+{
+    const std::string length = BigEndian<4>(body.size() + 12);
+    return BigEndian<4>(type) + length + body + length;
+}
+
+}  // namespace
+
+std::string SectionBlock(const std::string& program)
+{
+    constexpr std::uint32_t byteOrder = 0x1A2B3C4D;
+    constexpr unsigned int application = 4;
+    const std::string unknownLength(8, '\xFF');
+    return Block(0x0A0D0D0A, BigEndian<4>(byteOrder) + BigEndian<2>(1) + BigEndian<2>(0) +
+                                 unknownLength + Option(application, program) + endOfOptions);
+}
+
+std::string InterfaceBlock(const std::string& name)
+{
+    constexpr unsigned int user0 = 147;
+    constexpr unsigned int interfaceName = 2;
+    constexpr unsigned int timeResolution = 9;
+    constexpr std::size_t longestName = 255;
+    return Block(1, BigEndian<2>(user0) + BigEndian<2>(0) + BigEndian<4>(largestPacket) +
+                        Option(interfaceName, name.substr(0, longestName)) +
+                        Option(timeResolution, "\x06") + endOfOptions);
+}
+
+std::string PacketBlock(std::int64_t wallUs, const std::string& bytes, std::size_t size)
+{
+    constexpr unsigned int interface = 0;
+    return Block(6, BigEndian<4>(interface) + BigEndian<8>(static_cast<std::uint64_t>(wallUs)) +
+                        BigEndian<4>(bytes.size()) + BigEndian<4>(size) + Padded(bytes));
+}
+
+}  // namespace view
