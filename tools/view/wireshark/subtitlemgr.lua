@@ -288,8 +288,10 @@ function protocol.dissector(tvb, pinfo, root)
         at = size and at + size
     end
     if captured < all then
-        local text = string.format("The capture has %d of %d bytes", captured, all)
-        root:add_proto_expert_info(experts.cut, text)
+        local text = string.format("%d of %d bytes are in the capture", captured, all)
+        local tree = root:add(protocol, tvb(captured, 0))
+        tree:append_text(": " .. text)
+        tree:add_proto_expert_info(experts.cut, text)
     end
     table.insert(texts, result)
     pinfo.cols.protocol = "Subtitle"
