@@ -7,6 +7,7 @@
 #include "view/view.h"
 #include "words/exit_status.h"
 
+#include <csignal>
 #include <optional>
 
 namespace view {
@@ -36,6 +37,10 @@ std::string FirstBlocks(const recording::AnyLine& line)
 
 int WriteCapture(const Options& options)
 {
+    if (options.input == "-") {
+        // An interrupt ends the program that writes the messages, and then the capture is finished.
+        std::signal(SIGINT, SIG_IGN);
+    }
     Messages messages(options.input, std::nullopt);
     std::optional<OutputFile> file;
     while (!file || file->IsGood()) {

@@ -1,6 +1,7 @@
 #include "tests/tools/view/ViewSession.h"
 
 #include "tests/harness/text_compare.h"
+#include "tests/harness/wait_limits.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -66,6 +67,18 @@ TEST_F(Capture, IsWrittenWhileMessagesCome)
     program.WaitForOutput("\x3B\x1C");
     program.CloseInput();
     EXPECT_EQ(program.WaitForExit(), 0);
+}
+
+TEST_F(Capture, IsFinishedAfterAnInterrupt)
+{
+    ChildProcess program({VIEW_PROGRAM, "pcapng", "-o", path, "-"});
+    program.Write(recording.WithHeader());
+    WaitUntil([&] { return !std::filesystem::is_empty(files.Path()); },
+              [] { return "the temporary file"; });
+    program.Signal(SIGINT);  // of the terminal, to all programs of a pipeline
+    program.CloseInput();
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_EQ(Blocks(ReadWholeFile(path)), (Numbers{section, interface, packet, packet}));
 }
 
 TEST_F(Capture, HasWhatCameBeforeAMistake)
