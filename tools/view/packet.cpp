@@ -1,6 +1,5 @@
 #include "view/packet.h"
 
-#include "view/big_endian.h"
 #include "view/pcapng.h"
 
 #include "platform/src/wire_format.h"
@@ -10,6 +9,7 @@
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
 
+#include <algorithm>
 #include <iterator>
 #include <limits>
 
@@ -21,6 +21,17 @@ using platform::FrameKind;
 using recording::Content;
 using recording::RequestKind;
 namespace messages = platform::messages;
+
+/// The low bytes of a number, the most significant one first.
+template <int width>
+std::string BigEndian(std::uint64_t number)
+{
+    std::string bytes;
+    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
+        bytes += static_cast<char>(number >> shift & 0xFF);
+    }
+    return bytes;
+}
 
 /// By NotificationKind.
 constexpr unsigned int itemIds[] = {

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-/// The blocks of a capture in the format pcapng. Numbers are big-endian, so a capture has the same
-/// bytes on every machine.
+/// The blocks of a capture in the format pcapng. Numbers are little-endian on every machine: from a
+/// pipe, Wireshark takes only captures in its own byte order.
 namespace view {
 
 /// Wireshark refuses larger packets.

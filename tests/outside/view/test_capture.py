@@ -13,6 +13,7 @@ import zlib
 import pytest
 
 from pytest_subtitle import PipedConsole, Service, Workspace
+from pytest_subtitle.limits import Deadline, await_readable
 
 ROOT = pathlib.Path(__file__).parents[3]
 SECONDS = 120
@@ -46,17 +47,22 @@ def install(programs, tmp_path_factory):
     return root, dissector
 
 
-@pytest.fixture(name="run", scope="module")
-def make_runner(programs, installed, tmp_path_factory):
-    """Runs a command with the programs and the dissector. Returns its standard output."""
+@pytest.fixture(name="environment", scope="module")
+def make_environment(programs, installed, tmp_path_factory):
+    """Of commands that find the programs and the dissector."""
     home = tmp_path_factory.mktemp("home")
     plugins = home / ".local/lib/wireshark/plugins"  # root cannot choose the folder of all users
     plugins.mkdir(parents=True)
     shutil.copy(installed[1], plugins)
     path = "%s:%s" % (programs, os.environ["PATH"])
-    environment = {"HOME": str(home), "PATH": path, "LINX_DIR": str(home / "linx")}
+    return {"HOME": str(home), "PATH": path, "LINX_DIR": str(home / "linx")}
 
-    def run_command(*command, given=None, cwd=home):
+
+@pytest.fixture(name="run", scope="module")
+def make_runner(environment):
+    """Runs a command. Returns its standard output."""
+
+    def run_command(*command, given=None, cwd=None):
         done = subprocess.run(
             command,
             input=given,
@@ -219,14 +225,22 @@ def test_frames_are_malformed_when_the_product_refuses_them(run, names):
     verdicts = [line.split("\t") for line in run("frame_verdicts").decode().splitlines()]
     assert {mistake for _, mistake in verdicts} > {"", "the payload", "not a frame"}
     frames = [PREFIX + bytes.fromhex(frame) for frame, _ in verdicts]
-    shown = fields_of(run, frames, "subtitle.malformed", "_ws.expert.message", "subtitle.unknown")
-    known = set(names["message"].values())
-    for (frame, mistake), (malformed, text, unknown) in zip(verdicts, shown):
+    experts = ("malformed", "unknown", "other_kind")
+    shown = fields_of(run, frames, "_ws.expert.message", *("subtitle." + name for name in experts))
+    words = {number: word for word, number in names["message"].items()}
+    for (frame, mistake), (text, malformed, unknown, other_kind) in zip(verdicts, shown):
         assert bool(malformed) == bool(mistake), frame
         if mistake not in ("", "the payload"):
             assert text == "Malformed: " + mistake, frame
-        elif not mistake:
-            assert bool(unknown) == (int(frame[8:16], 16) not in known), frame
+        else:
+            word = words.get(int(frame[8:16], 16))
+            assert bool(unknown) == (word is None), frame
+            assert bool(other_kind) == bool(word and not is_request(word)), frame
+
+
+def is_request(word):
+    others = ("Quit", "RegionData", "RegionVisibility", "Palette", "NotUnderstood")
+    return word not in others and not word.endswith(" reply")
 
 
 def numbers_in(text, pattern):
@@ -276,10 +290,11 @@ def test_a_cut_packet_is_no_malformed_one(run):
     assert [bool(cut) for _, cut in shown] == [True] * (len(packets) - 1) + [False]
     # Bytes that end too early are malformed; those of other users of the link type are theirs.
     packets = [whole[:size] for size in range(len(PREFIX) + 1, len(whole))] + [b"", b"S", b"SR\x01"]
+    packets.append(whole.replace(b"SR\x01", b"SR\x02"))
     shown = fields_of(run, packets, "subtitle.malformed", "frame.protocols")
     ends = [len(PREFIX) + len(frames)]
     for packet, (malformed, protocols) in zip(packets, shown):
-        is_ours = len(packet) > len(PREFIX)
+        is_ours = len(packet) > len(PREFIX) and packet[2] == 1
         assert bool(malformed) == (is_ours and len(packet) not in ends), packet
         assert ("subtitle" in protocols) == is_ours
 
@@ -317,6 +332,25 @@ def test_capinfos_reads_the_capture(run, tmp_path):
         r"Time precision = microseconds \(6\)\n",
     ):
         assert re.search(text, shown), shown
+
+
+def test_packets_are_shown_while_messages_come(run, environment):
+    """As in a live view: the input of the pipeline does not end."""
+    recording = run("recording_lines").splitlines(keepends=True)
+    pipeline = "SubtitleMgrView pcapng -o - - | tshark -l -i - -T fields -e subtitle.line"
+    with subprocess.Popen(
+        ["sh", "-c", pipeline],
+        env=environment,
+        bufsize=0,
+        stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+    ) as programs:
+        programs.stdin.write(b"".join(recording[:4]))
+        for line in (b"2\n", b"3\n", b"4\n"):
+            await_readable(programs.stdout, Deadline(SECONDS), "a packet")
+            assert programs.stdout.readline() == line
+        programs.stdin.close()
+        assert programs.wait(SECONDS) == 0
 
 
 def test_the_dissector_is_where_wireshark_looks(run, installed):

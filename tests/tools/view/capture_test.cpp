@@ -18,7 +18,7 @@ constexpr unsigned int packet = 6;
 unsigned int NumberAt(const std::string& bytes, std::size_t offset)
 {
     unsigned int number = 0;
-    for (std::size_t i = offset; i < offset + 4; ++i) {
+    for (std::size_t i = offset + 4; i-- > offset;) {
         number = number << 8 | static_cast<unsigned char>(bytes.at(i));
     }
     return number;

@@ -272,12 +272,13 @@ end
 
 function protocol.dissector(tvb, pinfo, root)
     local captured, all = tvb:captured_len(), tvb:reported_len()
-    local begin = tvb(0, math.min(2, captured)):string()
-    if begin ~= "ST" and (begin ~= "SR" or captured < prefix_size) then
+    local begin = tvb(0, math.min(3, captured)):string()
+    local has_prefix = begin == "SR\1" and captured >= prefix_size
+    if not has_prefix and begin:sub(1, 2) ~= "ST" then
         return 0  -- the link type belongs to all users
     end
     local at, result = 0, nil
-    if begin == "SR" then
+    if has_prefix then
         at, result = prefix_size, show_prefix(tvb(0, prefix_size), root, pinfo.cols)
     end
     local texts = {}
