@@ -93,6 +93,7 @@ def contents_of_dev(triplet):
         "usr/share/doc/subtitlemgr-dev/examples/show_visibility.cpp",
     ]
 
+
 # The package of each library, and the release that introduced a symbol version.
 LIBRARIES = {
     "libc.so.6": "libc6",
