@@ -12,7 +12,7 @@ struct Colour {
     unsigned char alpha = 255;
 };
 
-/// Different for all colours.
+/// Only equal colours have the same number.
 constexpr std::uint32_t NumberOf(const Colour& colour)
 {
     return std::uint32_t{colour.red} << 24 | std::uint32_t{colour.green} << 16 |
@@ -23,7 +23,7 @@ constexpr bool operator==(const Colour& a, const Colour& b) { return NumberOf(a)
 
 constexpr Colour transparent{0, 0, 0, 0};
 
-/// Of bytes that no palette entry belongs to: magenta.
+/// Magenta: of bytes without a palette entry.
 constexpr Colour marked{255, 0, 255, 255};
 
 /// An entry of a palette without its fourth byte, which has no meaning here.

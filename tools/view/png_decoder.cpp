@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t mostColours = 256;
 
-/// Everything that libpng needs is made before the jump that it ends with after an error.
+/// After an error libpng jumps back to setjmp(), past destructors: all objects are made before it.
 class Decoder {
 public:
     explicit Decoder(const std::string& pngToRead)

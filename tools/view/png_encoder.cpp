@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t mostEntries = 256;
 
-/// Everything that libpng needs is made before the jump that it ends with after an error.
+/// After an error libpng jumps back to setjmp(), past destructors: all objects are made before it.
 struct Encoder {
     Encoder(const Picture& pictureToWrite, unsigned int scaleToUse, std::string& pngToMake)
         : picture(pictureToWrite), scale(scaleToUse), png(pngToMake),
@@ -129,7 +129,7 @@ std::string EncodePng(const Picture& picture, unsigned int scale)
 {
     std::string png;
     if (!Encoder(picture, scale, png).Encode()) {
-        throw std::bad_alloc();  // what else could be wrong is checked before
+        throw std::bad_alloc();  // the only error: sizes and colours are in range
     }
     return png;
 }
