@@ -178,6 +178,36 @@ def test_every_field_of_every_kind_is_shown(run, names):
     assert len(kinds) == 15
 
 
+def test_large_values_are_shown(run, names):
+    values = {
+        **{
+            "subscription": 0xF1000001,
+            "itemId": 0xF2000002,
+            "regionId": 254,
+            "subtitleFormat": 253,
+        },
+        **{"size": 3, "crc32": "352441c2", "data": "YWJj", "visible": True, "fill": True},
+        **{"on": True, "backgroundCode": 252, "sensor": 0xF3000003, "level": 0xF4000004},
+    }
+    bitmap = "regionId subtitleFormat size crc32 data"
+    requests = {
+        **{"Subscribe": "subscription itemId", "Unsubscribe": "subscription"},
+        **{"SetRegionData": bitmap, "SetRegionVisibility": "regionId visible"},
+        **{"SetPaletteData": "regionId size crc32 data fill backgroundCode"},
+        **{"InvertRegionData": "regionId", "SendSensorUpdate": "on sensor", "SetLogLevel": "level"},
+    }
+    recording = run("recording_lines").splitlines()[0] + b"\n"
+    for name, fields in requests.items():
+        line = {"monoUs": 7, "wallUs": 8, "request": name, "client": 9, "result": "ok"}
+        line.update((field, values[field]) for field in fields.split())
+        if name == "InvertRegionData":
+            line["regionId"] = 0xF5000005
+        if name == "InvertRegionData":
+            line["regionId"] = 0xF5000005
+        recording += json.dumps(line).encode() + b"\n"
+    assert_shows(run, names, recording)
+
+
 def test_real_traffic_is_shown(run, names, programs, tmp_path):
     recording = tmp_path / "drive.jsonl"
     with Workspace(programs) as workspace:
