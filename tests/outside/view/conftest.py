@@ -1,4 +1,4 @@
-"""Fixtures for the tests of the page."""
+"""Fixtures for the tests of the page and of captures."""
 
 import contextlib
 import subprocess
@@ -6,6 +6,7 @@ import subprocess
 import pytest
 from browser import Recording, open_browser, page_server
 from pytest_subtitle import SECONDS, Service, Workspace
+from wireshark import Wireshark
 
 
 @pytest.fixture(name="page")
@@ -58,3 +59,9 @@ def fixture_serve(workspace, programs):
 def fixture_recording():
     """A recording without messages."""
     return Recording()
+
+
+@pytest.fixture(scope="session")
+def wireshark(programs, tmp_path_factory):
+    """Wireshark's programs, with the dissector."""
+    return Wireshark(programs, tmp_path_factory.mktemp("wireshark"))
