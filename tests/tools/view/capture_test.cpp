@@ -117,6 +117,12 @@ TEST_F(Capture, EndsWhenItCannotBeWritten)
     const std::string input = recording.WithHeader();
     EXPECT_TEXT(Run({"pcapng", "-o", files / "no/such", "-"}, input).errors,
                 "SubtitleMgrView: " + (files / "no/such") + ": No such file or directory\n");
+    const std::string inTheWay = files / "folder";
+    std::filesystem::create_directory(inTheWay);
+    EXPECT_TEXT(Run({"pcapng", "-o", inTheWay, "-"}, input).errors,
+                "SubtitleMgrView: " + inTheWay + ": Is a directory\n");
+    std::filesystem::remove(inTheWay);
+    EXPECT_TRUE(std::filesystem::is_empty(files.Path()));
     const platform::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     ChildProcess::Options settings;
     settings.output = full.Get();
