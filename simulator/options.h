@@ -1,7 +1,7 @@
 #pragma once
 
-#include "simulator/fault_spec.h"
-#include "simulator/play_options.h"
+#include "simulator/play/options.h"
+#include "simulator/service/fault_spec.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "simulator/acceptor.h"
-#include "simulator/faults.h"
+#include "simulator/clients/acceptor.h"
+#include "simulator/clients/peer_table.h"
 #include "simulator/listener.h"
-#include "simulator/peer_table.h"
-#include "simulator/subtitle_service.h"
+#include "simulator/service/faults.h"
+#include "simulator/service/subtitle_service.h"
 
 #include "platform/src/deadline.h"
 

@@ -1,7 +1,7 @@
 #include "simulator/server.h"
 
 #include "simulator/commentary.h"
-#include "simulator/state_file.h"
+#include "simulator/service/state_file.h"
 
 #include "words/exit_status.h"
 

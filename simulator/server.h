@@ -1,15 +1,15 @@
 #pragma once
 
-#include "simulator/acceptor.h"
 #include "simulator/alarm.h"
-#include "simulator/control_commands.h"
-#include "simulator/control_server.h"
+#include "simulator/clients/acceptor.h"
+#include "simulator/clients/peer_table.h"
+#include "simulator/control/commands.h"
+#include "simulator/control/server.h"
 #include "simulator/listener.h"
 #include "simulator/options.h"
 #include "simulator/outage.h"
-#include "simulator/peer_table.h"
-#include "simulator/player.h"
-#include "simulator/request_handler.h"
+#include "simulator/play/player.h"
+#include "simulator/service/request_handler.h"
 
 #include "platform/src/descriptor.h"
 

@@ -1,8 +1,8 @@
 #include "simulator/simulator.h"
 
 #include "simulator/commentary.h"
+#include "simulator/journal/logs.h"
 #include "simulator/listener.h"
-#include "simulator/logs.h"
 #include "simulator/options.h"
 #include "simulator/server.h"
 

@@ -4,7 +4,7 @@
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/reference_frames.h"
 
-#include "simulator/scenario.h"
+#include "simulator/play/scenario.h"
 
 #include <algorithm>
 #include <cstdio>

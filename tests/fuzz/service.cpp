@@ -9,7 +9,7 @@
 #include "tests/fuzz/reference_frames.h"
 #include "tests/fuzz/sockets.h"
 
-#include "simulator/logs.h"
+#include "simulator/journal/logs.h"
 #include "simulator/server.h"
 
 #include <algorithm>

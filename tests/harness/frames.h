@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/notification.h"
+#include "simulator/service/notification.h"
 #include "tests/harness/RawPeer.h"
 
 #include "platform/src/wire_format.h"

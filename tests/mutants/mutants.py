@@ -22,7 +22,7 @@ import changes
 import judge
 from source_operators import mutants_of
 
-FOLDERS = ["client/*", "platform/src", "simulator", "tools/*"]
+FOLDERS = ["client/*", "platform/src", "simulator", "simulator/*", "tools/*"]
 
 
 class Verdicts:

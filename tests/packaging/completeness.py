@@ -183,14 +183,14 @@ def sources_of(*folders):
 def check_messages():
     """A page has every message that a program prints or logs."""
     of_scenarios = [
-        "simulator/line_parser.cpp",
-        "simulator/scenario.cpp",
+        "simulator/play/line_parser.cpp",
+        "simulator/play/scenario.cpp",
         "tools/words/directives.cpp",
         "tools/words/truth.cpp",
     ]
     of_control = [
         *(path for path in sources_of("simulator") if "/control_" in path),
-        "simulator/request_pattern.cpp",
+        "simulator/journal/request_pattern.cpp",
     ]
     sources = {
         "SubtitleMgrCli.1": sources_of("client", "platform/src"),

@@ -22,7 +22,7 @@ PLANTED = [
         "// A group; defined in console/a.cpp\nvoid NotThere();",
     ),
     ("includes", "client/console/a.cpp", '#include "platform/src/wire_format.h"'),
-    ("includes", "client/cli/a.cpp", '#include "simulator/subtitle_service.h"'),
+    ("includes", "client/cli/a.cpp", '#include "simulator/service/subtitle_service.h"'),
     ("includes", "client/records/a.cpp", '#include "stats/SubtitleStats.h"'),
     ("includes", "client/stats/a.cpp", '#include "../console/prompts.h"'),
     ("includes", "client/handlers/a.cpp", "#include <nlohmann/json.hpp>"),

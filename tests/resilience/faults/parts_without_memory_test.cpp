@@ -2,8 +2,8 @@
 
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
+#include "simulator/journal/logs.h"
 #include "simulator/listener.h"
-#include "simulator/logs.h"
 #include "simulator/server.h"
 #include "simulator/simulator.h"
 #include "tests/harness/RawPeer.h"

@@ -2,9 +2,9 @@
 // whole program.
 
 #include "tests/resilience/faults/refused_calls.h"
-#include "simulator/acceptor.h"
+#include "simulator/clients/acceptor.h"
+#include "simulator/clients/peer_table.h"
 #include "simulator/listener.h"
-#include "simulator/peer_table.h"
 #include "tests/harness/RawPeer.h"
 #include "tests/harness/TempDir.h"
 

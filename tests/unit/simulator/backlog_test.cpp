@@ -1,4 +1,4 @@
-#include "simulator/backlog.h"
+#include "simulator/clients/backlog.h"
 
 #include <gtest/gtest.h>
 

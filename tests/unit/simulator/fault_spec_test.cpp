@@ -1,4 +1,4 @@
-#include "simulator/fault_spec.h"
+#include "simulator/service/fault_spec.h"
 
 #include "words/text.h"
 

@@ -1,4 +1,4 @@
-#include "simulator/faults.h"
+#include "simulator/service/faults.h"
 
 #include "tests/unit/simulator/decode.h"
 #include "words/text.h"

@@ -1,4 +1,4 @@
-#include "simulator/notification.h"
+#include "simulator/service/notification.h"
 
 #include "tests/harness/frames.h"
 

@@ -1,4 +1,4 @@
-#include "simulator/journal.h"
+#include "simulator/journal/journal.h"
 
 #include "tests/harness/TempDir.h"
 #include "tests/unit/captured_console.h"

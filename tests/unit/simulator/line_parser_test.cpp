@@ -1,4 +1,4 @@
-#include "simulator/line_parser.h"
+#include "simulator/play/line_parser.h"
 
 #include "tests/harness/TempDir.h"
 #include "tests/harness/frames.h"

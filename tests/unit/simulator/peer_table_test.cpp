@@ -1,4 +1,4 @@
-#include "simulator/peer_table.h"
+#include "simulator/clients/peer_table.h"
 
 #include "tests/harness/wait_limits.h"
 #include "tests/unit/captured_console.h"

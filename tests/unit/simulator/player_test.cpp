@@ -1,6 +1,6 @@
-#include "simulator/player.h"
+#include "simulator/play/player.h"
 
-#include "simulator/scenario_source.h"
+#include "simulator/play/scenario_source.h"
 #include "tests/unit/simulator/recording_audience.h"
 
 #include "words/number_list.h"

@@ -1,4 +1,4 @@
-#include "simulator/recorder.h"
+#include "simulator/journal/recorder.h"
 
 #include "tests/harness/SmallDisk.h"
 #include "tests/unit/captured_console.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/audience.h"
+#include "simulator/clients/audience.h"
 #include "tests/harness/frames.h"
 
 #include <set>

@@ -1,6 +1,6 @@
-#include "simulator/recording_source.h"
+#include "simulator/play/recording_source.h"
 
-#include "simulator/player.h"
+#include "simulator/play/player.h"
 #include "tests/harness/build_kind.h"
 #include "tests/unit/simulator/recording_audience.h"
 

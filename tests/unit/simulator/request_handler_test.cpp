@@ -1,4 +1,4 @@
-#include "simulator/request_handler.h"
+#include "simulator/service/request_handler.h"
 
 #include "tests/harness/SimulatedService.h"
 #include "tests/harness/frames.h"

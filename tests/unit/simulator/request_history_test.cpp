@@ -1,6 +1,6 @@
-#include "simulator/request_history.h"
+#include "simulator/journal/request_history.h"
 
-#include "simulator/request_pattern.h"
+#include "simulator/journal/request_pattern.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simulator/request_pattern.h"
+#include "simulator/journal/request_pattern.h"
 
 #include "words/text.h"
 

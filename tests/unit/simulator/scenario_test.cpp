@@ -1,4 +1,4 @@
-#include "simulator/scenario.h"
+#include "simulator/play/scenario.h"
 
 #include "tests/harness/TempDir.h"
 #include "tests/harness/frames.h"

@@ -1,4 +1,4 @@
-#include "simulator/stall_rule.h"
+#include "simulator/clients/stall_rule.h"
 
 #include "tests/unit/captured_console.h"
 

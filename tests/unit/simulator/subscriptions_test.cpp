@@ -1,4 +1,4 @@
-#include "simulator/subscriptions.h"
+#include "simulator/clients/subscriptions.h"
 
 #include <gtest/gtest.h>
 

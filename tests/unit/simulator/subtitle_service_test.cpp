@@ -1,4 +1,4 @@
-#include "simulator/subtitle_service.h"
+#include "simulator/service/subtitle_service.h"
 
 #include "tests/unit/simulator/decode.h"
 #include "tests/unit/simulator/recording_audience.h"
