@@ -38,7 +38,11 @@ public:
     /// Waits for \p last, at \p from or later. \return all events
     const std::string& EventsUntil(const std::string& last, std::size_t from = 0)
     {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (events.find(last, from) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                throw std::runtime_error("no " + last + " in: " + events.substr(0, 2000));
+            }
             const std::size_t start = ReadUntil("\r\n", chunk).find("\r\n", chunk) + 2;
             const std::size_t end = start + std::stoul(Received().substr(chunk), nullptr, 16);
             events += ReadUntil("\r\n", end).substr(start, end - start);

@@ -96,12 +96,12 @@ Response ResponseOf(HttpAnswer& answer)
                                                 MHD_RESPMEM_PERSISTENT),
                 MHD_destroy_response};
     }
-    auto& stream = std::get<std::unique_ptr<HttpStream>>(answer.body);
+    HttpStream* const stream = std::get<std::unique_ptr<HttpStream>>(answer.body).release();
     Response response(MHD_create_response_from_callback(stream->Size(), blockSize, ReadStream,
-                                                        stream.get(), DestroyStream),
+                                                        stream, DestroyStream),
                       MHD_destroy_response);
-    if (response) {
-        stream.release();
+    if (!response) {
+        DestroyStream(stream);
     }
     return response;
 }

@@ -1,9 +1,6 @@
 #include "view/page_server/live_state.h"
 #include "view/page_server/site.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace view {
 
 namespace {
@@ -23,8 +20,7 @@ public:
         if (!event) {
             return 0;
         }
-        const std::size_t count = std::min(size, event->size() - sent);
-        std::memcpy(room, event->data() + sent, count);
+        const std::size_t count = event->copy(room, size, sent);
         sent += count;
         return static_cast<ssize_t>(count);
     }

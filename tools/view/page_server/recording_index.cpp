@@ -38,6 +38,7 @@ std::vector<RecordingIndex::Place> RecordingIndex::StateAfter(std::size_t count)
     }
     std::sort(numbers.begin(), numbers.end());
     std::vector<Place> state;
+    state.reserve(numbers.size());
     for (const std::size_t number : numbers) {
         state.push_back(places[number]);
     }
