@@ -11,13 +11,8 @@ from fresh_root import FreshRoot, make_debian, run
 
 ROOT = pathlib.Path(__file__).parents[3]
 PRESETS = ("desk", "device", "device-dynamic")
-TUTORIALS = (
-    "README.md",
-    "docs/installing.md",
-    "docs/console.md",
-    "docs/simulator.md",
-    "docs/testing.md",
-)
+GUIDES = ("installing", "console", "simulator", "testing", "troubleshooting", "view")
+TUTORIALS = ("README.md", *("docs/%s.md" % name for name in GUIDES))
 
 
 def make_packages(tree, preset):
