@@ -68,7 +68,8 @@ else()
   set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS
     "libc6 (>= 2.34), libgcc-s1 (>= 4.2.0), libstdc++6 (>= 12)")
   set(CPACK_DEBIAN_VIEW_PACKAGE_DEPENDS
-    "libc6 (>= 2.34), libgcc-s1 (>= 4.2.0), libmicrohttpd12 (>= 0.9.75), libpng16-16 (>= 1.6.2), libstdc++6 (>= 12)")
+    "libc6 (>= 2.34), libgcc-s1 (>= 4.2.0), libmicrohttpd12 (>= 0.9.75), libpng16-16 (>= 1.6.2), \
+libstdc++6 (>= 12)")
 endif()
 
 # Empty, so that each package begins with its own first line and not with the project's.

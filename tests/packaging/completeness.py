@@ -189,7 +189,7 @@ def check_messages():
         "tools/words/truth.cpp",
     ]
     of_control = [
-        *(path for path in sources_of("simulator") if "/control_" in path),
+        *(path for path in sources_of("simulator") if path.startswith("simulator/control/")),
         "simulator/journal/request_pattern.cpp",
     ]
     sources = {

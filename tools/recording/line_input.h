@@ -31,8 +31,8 @@ public:
 private:
     std::vector<char> buffer;
     std::uint64_t dropped = 0;  ///< bytes before `buffer`
-    std::size_t begin = 0;    ///< of the bytes that were not taken yet
-    std::size_t scanned = 0;  ///< there is no newline from `begin` to here
+    std::size_t begin = 0;      ///< of the bytes that were not taken yet
+    std::size_t scanned = 0;    ///< there is no newline from `begin` to here
     std::size_t end = 0;
 };
 

@@ -34,7 +34,7 @@ public:
     /// The number of the line found last, from 1.
     std::size_t LineNumber() const { return lineNumber; }
 
-    /// The offsets in the input where the line found last begins, and where it ends with its newline.
+    /// Where in the input the line found last begins, and where it ends with its newline.
     std::uint64_t Offset() const { return offset; }
     std::uint64_t EndOffset() const { return input.EndOffset(); }
 

@@ -18,7 +18,8 @@ public:
     Messages(const Messages&) = delete;
     Messages& operator=(const Messages&) = delete;
 
-    /// \return null at the moment, the end, a mistake or a signal that is caught. The bytes are valid until the next call.
+    /// The bytes are valid until the next call.
+    /// \return null at the moment, the end, a mistake or a signal that is caught
     const recording::AnyLine* NextLine();
 
     /// The next line that is a notification. One without its bytes is a mistake.

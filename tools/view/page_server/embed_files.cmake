@@ -15,7 +15,8 @@ foreach(file IN LISTS files)
   string(REGEX REPLACE "(..)" "0x\\1," bytes "${bytes}")
   string(APPEND arrays "constexpr unsigned char file${number}[] = {${bytes}0};\n")
   string(REGEX REPLACE "^index\\.html$" "" path "${name}")
-  string(APPEND rows "    {\"/${path}\", \"${types_${extension}}\", file${number}, sizeof file${number} - 1},\n")
+  string(APPEND rows
+    "    {\"/${path}\", \"${types_${extension}}\", file${number}, sizeof file${number} - 1},\n")
   math(EXPR number "${number} + 1")
 endforeach()
 file(WRITE "${OUTPUT}" "#include \"view/page_server/page_files.h\"
