@@ -3,6 +3,7 @@
 #include "view/messages.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -11,6 +12,10 @@ namespace view {
 RecordingIndex::RecordingIndex(const std::string& file)
 {
     Messages messages(file, std::nullopt);
+    if (lseek(messages.Descriptor(), 0, SEEK_CUR) < 0 && errno == ESPIPE) {
+        mistake = file + ": is no file; use - for standard input";
+        return;
+    }
     while (const recording::Notification* const found = messages.Next()) {
         changes[{found->regionId, static_cast<int>(found->kind)}].push_back(places.size());
         times.push_back(messages.SinceFirstUs(found->at));

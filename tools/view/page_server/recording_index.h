@@ -44,7 +44,7 @@ private:
     std::vector<std::int64_t> times;
     std::map<std::pair<unsigned int, int>, std::vector<std::size_t>> changes;  ///< numbers
     std::string mistake;
-    int fd;
+    int fd = -1;
 };
 
 }  // namespace view
