@@ -42,7 +42,7 @@ int Run(const Options& options)
     const int status = RunCommand(options);
     std::cout.flush();
     return status == words::exitDone && !std::cout.good()
-               ? Fail(words::exitFailed, "standard output cannot be written")
+               ? Fail(words::exitFailed, noOutput)
                : status;
 }
 

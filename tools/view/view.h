@@ -19,6 +19,8 @@ int ShowPage(const Options& options);
 /// Why there is no picture of a recording.
 std::string NothingToShow(const Options& options);
 
+constexpr char noOutput[] = "standard output cannot be written";
+
 /// Writes a line on standard error.
 void Say(const std::string& text);
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 
 namespace {
 
@@ -129,6 +130,16 @@ TEST_F(Page, HasItsFiles)
     for (const std::string path : {"/index.html", "//", "/../page.js", "/page", "/page.js/"}) {
         EXPECT_EQ(Get(path).status, 404u) << path;
     }
+}
+
+TEST_F(Page, FailsIfItCannotPrintItsAddress)
+{
+    const platform::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ChildProcess::Options settings;
+    settings.output = full.Get();
+    const Ended ended = Run({"page", "-"}, "", settings);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TEXT(ended.errors, "SubtitleMgrView: standard output cannot be written\n");
 }
 
 TEST_F(Page, FailsWhenItsPortIsTaken)

@@ -39,11 +39,15 @@ std::unique_ptr<HttpServer> StartServer(const Options& options, const Site& site
     const SignalsBlocked blocked;
     auto server = std::make_unique<HttpServer>(
         options.port, [&site](const HttpRequest& request) { return site.Answer(request); });
-    if (!server->Problem().empty()) {
-        Say(server->Problem());
+    std::string problem = server->Problem();
+    if (problem.empty()) {
+        std::cout << "http://127.0.0.1:" << server->Port() << "/" << std::endl;
+        problem = std::cout.good() ? "" : noOutput;
+    }
+    if (!problem.empty()) {
+        Say(problem);
         return nullptr;
     }
-    std::cout << "http://127.0.0.1:" << server->Port() << "/" << std::endl;
     return server;
 }
 
