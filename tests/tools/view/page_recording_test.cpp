@@ -89,6 +89,18 @@ TEST_F(PageOfRecording, HasItsMessages)
     }
 }
 
+TEST_F(PageOfRecording, HasFewLargeMessagesInAnAnswer)
+{
+    Recording recording;
+    for (const std::size_t size : {6'000'000u, 1'000'000u, 1'000'000u, 2'000'000u}) {
+        recording.Data(3, 0, Bytes(size, 7));
+    }
+    Show(recording.WithHeader());
+    const std::vector<std::string> lines = LinesOf(recording.WithoutHeader());
+    EXPECT_TRUE(Get("/messages?from=0&count=4").body == lines[0]);
+    EXPECT_TRUE(Get("/messages?from=1&count=3").body == lines[1] + lines[2]);
+}
+
 TEST_F(PageOfRecording, RefusesWrongNumbers)
 {
     Show(Recording().Data(3, 2, {1, 0}).WithHeader());
@@ -149,6 +161,14 @@ TEST_F(PageOfRecording, IsRefusedIfItCannotBeUsed)
         EXPECT_EQ(ended.output, "");
         EXPECT_EQ(ended.errors.substr(0, 17 + name.size() + 1), "SubtitleMgrView: " + name + ":");
     }
+}
+
+TEST_F(PageOfRecording, IsRefusedOnAPipe)
+{
+    const Ended ended = Run({"page", "/dev/stdin"}, Recording().WithHeader());
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_TEXT(ended.errors,
+                "SubtitleMgrView: /dev/stdin: is no file; use - for standard input\n");
 }
 
 TEST_F(PageOfRecording, LosesAConnectionWhenTheFileWasCut)

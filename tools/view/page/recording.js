@@ -149,7 +149,8 @@ export class Recording {
 
     async #message(i) {
         const chunk = await this.#chunk(Math.floor(i / chunkSize));
-        return chunk[i % chunkSize];
+        // A chunk of large messages has only the first of them.
+        return chunk[i % chunkSize] ?? (await lines(`messages?from=${i}&count=1`))[0];
     }
 
     #chunk(number) {

@@ -13,6 +13,9 @@ using Place = RecordingIndex::Place;
 
 constexpr std::uint64_t largestCount = 256;
 
+/// Of several messages; browsers have no texts of a GiB.
+constexpr std::uint64_t largestAnswer = 4u * 1024u * 1024u;
+
 /// Lines of the recording, read from its file while they are sent.
 class Lines : public HttpStream {
 public:
@@ -103,7 +106,12 @@ private:
         }
         const std::uint64_t end = std::min<std::uint64_t>(from + count, index.Count());
         std::vector<Place> places;
+        std::uint64_t size = 0;
         for (std::uint64_t number = from; number < end; ++number) {
+            size += index.At(number).size;
+            if (size > largestAnswer && number > from) {
+                break;
+            }
             places.push_back(index.At(number));
         }
         return AnswerOf(std::move(places));
