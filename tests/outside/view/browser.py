@@ -165,6 +165,7 @@ def page_server(workspace, programs, *options):
     with subprocess.Popen(
         ["setpriv", "--pdeathsig=KILL", programs / "SubtitleMgrView", "page", *map(str, options)],
         env=workspace.environment(),
+        stdin=subprocess.PIPE,
         stdout=subprocess.PIPE,
         text=True,
     ) as process:

@@ -149,6 +149,18 @@ def test_counts_messages_and_bytes_of_a_second(live, control):
     live.shows("#rates", "Messages/s: 0, bytes/s: 0")
 
 
+def test_counts_messages_by_a_clock_that_falls_back(page, serve, recording):
+    address, process = serve("--width", 2, "-")
+    page.open(address)
+    for _ in range(2):
+        recording.lines.clear()
+        recording.bitmap(0, 3, b"\1")
+        process.stdin.write(recording.lines[0] + "\n")
+        process.stdin.flush()
+        page.shows("#rates", "Messages/s: 1, bytes/s: 1")
+        page.shows("#rates", "Messages/s: 0, bytes/s: 0")
+
+
 def test_difference_of_two_moments(live, control):
     control("region-data 3 hd 05060708")
     control("region-data 4 hd 05")

@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 
-LEFT, RIGHT, HOME, END = "\ue012", "\ue014", "\ue011", "\ue010"
+LEFT, UP, RIGHT, DOWN, HOME, END = "\ue012", "\ue013", "\ue014", "\ue015", "\ue011", "\ue010"
 PAGE_UP, PAGE_DOWN = "\ue00e", "\ue00f"
 PIXELS = "#region-3 canvas"
 
@@ -114,6 +114,8 @@ def test_seeks_and_steps(drive):
         (RIGHT, 11, 12),
         (RIGHT, 12, 13),
         (LEFT, 11, 12),
+        (UP, 12, 13),
+        (DOWN, 11, 12),
         (PAGE_UP, 21, 22),
         (PAGE_UP, 31, 132),
         (PAGE_DOWN, 21, 22),
@@ -136,6 +138,14 @@ def test_seeks_and_steps(drive):
     drive.draws(PIXELS, greys(100, 57))
     drive.press("..")
     drive.draws(PIXELS, greys(100, 59))
+
+
+def test_steps_through_large_messages(replay, recording):
+    for i in range(3):
+        recording.bitmap(i, 3, bytes(2_000_000 + i))
+    replay.start()
+    replay.press("..")
+    replay.shows("#rates", "Messages/s: 3, bytes/s: 6,000,003")
 
 
 def test_has_the_moment_of_the_slider(drive):

@@ -10,7 +10,7 @@ const inPlace = [
 ];
 
 const inTimeLine = [
-    ["Left, Right", "on the time line: a message back or forward"],
+    ["Arrow keys", "on the time line: a message back or forward"],
     ["Page Up, Page Down", "on the time line: 10 s forward or back"],
     ["Home, End", "on the time line: the first or last moment"],
 ];

@@ -12,6 +12,7 @@ import {Screen} from "./screen.js";
 import {TimeLine, timeText} from "./time_line.js";
 
 const ratesEveryMs = 500;
+const second = 1000000;
 
 const id = (name) => document.getElementById(name);
 
@@ -101,7 +102,9 @@ function watch(page) {
     const nowUs = () => 1000 * performance.now();
     listen((line) => {
         if (apply(line, page.regions)) {
-            ahead = Math.max(ahead, line.monoUs - nowUs());
+            const aheadNow = line.monoUs - nowUs();
+            // The clock of another machine may run slower.
+            ahead = aheadNow < ahead - second ? aheadNow : Math.max(ahead, aheadNow);
             page.rates.add(line);
             page.draw();
         }

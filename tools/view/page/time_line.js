@@ -66,6 +66,8 @@ export class TimeLine {
         const acts = {
             ArrowLeft: () => this.step(-1),
             ArrowRight: () => this.step(1),
+            ArrowDown: () => this.step(-1),
+            ArrowUp: () => this.step(1),
             PageDown: () => this.seek(timeUs - tenSeconds),
             PageUp: () => this.seek(timeUs + tenSeconds),
             Home: () => this.seek(0),
