@@ -40,6 +40,7 @@ def fixture_drive(replay, recording):
     recording.visibility(60_500, 3, True)
     replay.start()
     replay.draws(PIXELS, greys(100, 0))
+    replay.shows("#region-3 .rate", "Messages/s: 1, bytes/s: 2")
     return replay
 
 

@@ -114,12 +114,14 @@ function watch(page) {
 }
 
 function replay(page, times, durationUs) {
+    // Asked after the drawing, which makes the cards.
+    const showRates = oncePerFrame(() => page.showRates(recording.timeUs));
     const recording = new Recording(times, durationUs, page.rates, () => {
         showConnection("recording");
         page.regions = recording.regions;
         page.draw();
         timeLine.update();
-        page.showRates(recording.timeUs);
+        showRates();
     });
     const timeLine = new TimeLine(recording, announce);
     recording.seek(0);
