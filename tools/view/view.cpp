@@ -41,9 +41,8 @@ int Run(const Options& options)
 {
     const int status = RunCommand(options);
     std::cout.flush();
-    return status == words::exitDone && !std::cout.good()
-               ? Fail(words::exitFailed, noOutput)
-               : status;
+    return status == words::exitDone && !std::cout.good() ? Fail(words::exitFailed, noOutput)
+                                                          : status;
 }
 
 }  // namespace view

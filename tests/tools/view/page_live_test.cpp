@@ -196,6 +196,19 @@ TEST_F(PageOfService, GoesOnWhenItRestarts)
     EXPECT_EQ(End(SIGTERM), 0);
 }
 
+TEST_F(PageOfService, RefreshesAfterAShortRestart)
+{
+    service.Play("visibility 3 t\n").Start();
+    Start({"--live"}, settings);
+    EventReader reader(port);
+    reader.EventsUntil(regionThree);
+    service.Stop();
+    SimulatedService next(messaging.Path());
+    next.Play("visibility 4 t\n").Start();
+    reader.EventsUntil(regionFour);
+    EXPECT_EQ(End(), 0);
+}
+
 TEST_F(PageOfService, EndsWithoutDelayWhileItDoesNotAnswer)
 {
     service.Start();

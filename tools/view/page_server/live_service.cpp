@@ -6,7 +6,9 @@
 
 #include <IpcMessage.h>
 
+#include <fcntl.h>
 #include <new>
+#include <sys/stat.h>
 
 using namespace platform;
 
@@ -61,9 +63,10 @@ LiveService::~LiveService()
 
 std::string LiveService::Start()
 {
-    if (ipc->Init() != 0) {
+    if (ipc->Init() != 0 || directory.Open() != 0) {
         return "the messaging endpoint cannot be opened; the log has the reason";
     }
+    refreshedSocket = SocketTime();
     if (!subscriber.Subscribe(client, tap::Filter())) {
         return service + " accepts no subscription: it does not run, or refuses";
     }
@@ -78,14 +81,24 @@ void LiveService::Follow(LinxIpc& endpoint)
     bool isConnected = true;
     while (!isOver) {
         const bool isAlive = Receive(endpoint) || client.Ping();
-        if (isAlive && !isConnected) {
+        const std::int64_t socket = SocketTime();
+        if (isAlive && (!isConnected || socket != refreshedSocket)) {
             client.Refresh();
+            refreshedSocket = socket;
         }
         if (isAlive != isConnected) {
             isConnected = isAlive;
             state.SetConnected(isConnected);
         }
     }
+}
+
+std::int64_t LiveService::SocketTime() const
+{
+    constexpr std::int64_t nsPerSecond = 1'000'000'000;
+    struct stat found {};
+    fstatat(directory.Fd(), service.c_str(), &found, AT_SYMLINK_NOFOLLOW);
+    return found.st_ctim.tv_sec * nsPerSecond + found.st_ctim.tv_nsec;
 }
 
 bool LiveService::Receive(LinxIpc& endpoint)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/src/messaging_directory.h"
 #include "tap/subscriber.h"
 #include "view/page_server/live_state.h"
 
@@ -36,11 +37,17 @@ private:
 
     void Follow(LinxIpc& endpoint);
 
+    /// When the service made its socket, in nanoseconds; 0 while there is none. The endpoint
+    /// connects again without a word, and then the state that it missed has to be asked for.
+    std::int64_t SocketTime() const;
+
     /// \return whether a notification came
     bool Receive(LinxIpc& endpoint);
 
     LiveState& state;
     const std::string service;
+    platform::MessagingDirectory directory;
+    std::int64_t refreshedSocket = 0;
     tap::Subscriber subscriber;
     std::optional<LinxIpc> ipc;
     Client client;
