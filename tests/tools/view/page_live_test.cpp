@@ -222,6 +222,25 @@ TEST_F(PageOfService, EndsWithoutDelayWhileItDoesNotAnswer)
     service.Process().Continue();
 }
 
+TEST_F(PageOfService, MayBeEndedBeforeTheServiceAnswers)
+{
+    service.Start();
+    service.Process().Stop();
+    ChildProcess waiting({VIEW_PROGRAM, "page", "--live"}, settings);
+    WaitUntil(
+        [&] {
+            const std::string file = "/proc/" + std::to_string(waiting.Pid()) + "/status";
+            const std::string status = ReadWholeFile(file);
+            const std::string caught = status.substr(status.find("SigCgt:") + 7);
+            return (std::stoull(caught, nullptr, 16) >> (SIGINT - 1) & 1) != 0;
+        },
+        [] { return "SIGINT is not caught"; });
+    waiting.Signal(SIGINT);
+    EXPECT_EQ(waiting.WaitForExit(), 0);
+    EXPECT_TEXT(waiting.Errors(), "");
+    service.Process().Continue();
+}
+
 TEST_F(PageOfService, FailsWithoutAService)
 {
     const Ended ended = Run({"page", "--live", "--name", "node1/SubtitleMgr"}, "", settings);

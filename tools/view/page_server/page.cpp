@@ -109,6 +109,9 @@ int ShowService(const Options& options)
     LiveState state;
     LiveService service(options.service, state);
     const std::string problem = Start(service);
+    if (tap::IsEndRequested()) {
+        return words::exitDone;
+    }
     if (!problem.empty()) {
         return Fail(words::exitNoService, problem);
     }
