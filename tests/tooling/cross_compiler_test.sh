@@ -3,6 +3,7 @@
 # results of the first one.
 set -eu
 root=$1
+unset CMAKE_CXX_COMPILER_LAUNCHER  # it is not on the PATH below
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 mkdir "$scratch/project" "$scratch/none" "$scratch/cross"
