@@ -7,6 +7,7 @@ Commands are the lines of `sh` blocks and text in backquotes. tests/packaging/tr
 transcripts, the blocks fenced as `console`; script/remote-demo runs those of docs/remote.md.
 """
 
+import functools
 import json
 import os
 import pathlib
@@ -39,12 +40,14 @@ def output_of(*command, **options):
 
 
 def commands_of(text):
-    """Returns the commands of a page. Commands in backquotes count only with an argument."""
+    """Returns the commands of a page."""
     for kind, block in BLOCK.findall(text):
         if kind == "sh":
             yield from block.splitlines()
-    for command in re.findall(r"`([^`\n]+ [^`\n]+)`", BLOCK.sub("", text)):
-        if re.match(r"script/|cmake |man |ps |printf |SubtitleMgr(Cli|Ctl|Sim|View) ", command):
+    for command in re.findall("`([^`]+)`", BLOCK.sub("", text)):
+        if re.match(
+            r"script/\w|cmake |man |ps |printf |SubtitleMgr(Cli|Ctl|Sim|Tap|View) .", command
+        ):
             yield command
 
 
@@ -73,17 +76,11 @@ class Commands(unittest.TestCase):
             "man": self.check_man,
             "ps": lambda command: self.run_it(command + " || [ $? -eq 1 ]"),  # 1: no such process
             "printf": lambda command: self.run_it(command, **self.programs),
-            "SubtitleMgrCli": lambda command: self.check_options(command, "list_client_options"),
-            "SubtitleMgrCtl": lambda command: self.check_options(
-                command, "SubtitleMgrCtl", "--help"
-            ),
-            "SubtitleMgrSim": lambda command: self.check_options(
-                command, "SubtitleMgrSim", "--help"
-            ),
-            "SubtitleMgrView": lambda command: self.check_options(
-                command, "SubtitleMgrView", "--help"
-            ),
+            "SubtitleMgrCli": functools.partial(self.check_options, ["list_client_options"]),
         }
+        for name in ("Ctl", "Sim", "Tap", "View"):
+            program = "SubtitleMgr" + name
+            rules[program] = functools.partial(self.check_options, [program, "--help"])
         count = 0
         for page in PAGES:
             for command in commands_of(page.read_text(encoding="utf-8")):
@@ -109,9 +106,9 @@ class Commands(unittest.TestCase):
                 selected = [name for name in names_in(BUILD_DIR) if re.search(word, name)]
                 self.assertNotEqual(selected, [], f"{word} selects no test")
 
-    def check_options(self, command, *lists_options):
-        """Returns the options of a program, listed in any form."""
-        known = output_of(BUILD_DIR / "bin" / lists_options[0], *lists_options[1:])
+    def check_options(self, lister, command):
+        """Checks the options of a command with those that a program lists."""
+        known = output_of(BUILD_DIR / "bin" / lister[0], *lister[1:])
         for option in re.findall(r"(?<!\S)--?[a-z][\w-]*", command):
             self.assertRegex(known, rf"(?<![\w-]){option}(?![\w-])")
 

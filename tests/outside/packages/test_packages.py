@@ -135,14 +135,27 @@ def test_the_programs_work_without_a_source_tree(packages, root):
 
 def test_the_tutorials_work_without_a_source_tree(packages, root):
     root.install(packages.values())
-    for folder in ("tests/packaging", "python", "script"):
+    for folder in ("tests/packaging", "python"):
         shutil.copytree(ROOT / folder, root.folder / "player" / folder)
+    (root.folder / "player/script").symlink_to("/usr/share/doc/subtitlemgr-view/examples")
     shown = root.run_as_user(
         'cd /usr/share/doc/subtitlemgr-doc && python3 /player/tests/packaging/transcripts.py "$@"',
         "/usr/bin",
         *TUTORIALS,
     )
     assert len(re.findall(r": [1-9]\d* commands", shown)) == len(TUTORIALS)
+
+
+def test_the_plugin_runs_its_examples_eight_at_once(packages, root):
+    root.install(packages.values())
+    shown = root.run_as_user(
+        """
+        cp -r /usr/share/doc/python3-pytest-subtitle/examples /tmp/examples
+        cd /tmp/examples
+        pytest -q -n 8
+        """
+    )
+    assert re.search("^3 passed", shown, re.MULTILINE)
 
 
 def test_systemd_accepts_the_unit(packages, root):
