@@ -78,18 +78,22 @@ def test_a_desk_joins_a_stream_without_its_header(broker, bench, tmp_path, progr
     assert draw(programs, late.await_lines(3)) == DRAWN
 
 
-def test_a_page_shows_a_bench(broker, bench, processes, programs):
-    subscriber = processes.start(
+def start_on_stream(broker, bench, *command, **options):
+    """Starts a program whose input is what a bench sends. Returns its first line."""
+    start = broker.processes.start
+    subscriber = start(
         "mosquitto_sub",
-        *("-p", broker.port, "-i", "page", "-q", 1, "-t", bench.topic),
+        *("-p", broker.port, "-i", "stream", "-q", 1, "-t", bench.topic),
         stdout=subprocess.PIPE,
     )
-    view = processes.start(
-        programs / "SubtitleMgrView", "page", "-", stdin=subscriber.stdout, stdout=subprocess.PIPE
-    )
+    program = start(*command, stdin=subscriber.stdout, stdout=subprocess.PIPE, **options)
     subscriber.stdout.close()
-    address = view.stdout.readline().decode().strip()
-    broker.await_log("Sending SUBACK to page\n")
+    broker.await_log("Sending SUBACK to stream\n")
+    return program.stdout.readline().decode().strip()
+
+
+def test_a_page_shows_a_bench(broker, bench, programs):
+    address = start_on_stream(broker, bench, programs / "SubtitleMgrView", "page", "-")
     bench.begin(broker)
     publish_picture(bench)
     with urllib.request.urlopen(address + "events", timeout=SECONDS) as events:
@@ -100,6 +104,21 @@ def test_a_page_shows_a_bench(broker, bench, processes, programs):
             if "regionId" in message
         ]
     assert kinds == ["Palette", "RegionData", "RegionVisibility"]
+
+
+def test_a_simulated_service_shows_a_bench(broker, bench, processes, programs, tmp_path):
+    environment = {**os.environ, "LINX_DIR": str(tmp_path / "linx")}
+    command = (programs / "SubtitleMgrSim", "--quiet", "--play", "-")
+    assert start_on_stream(broker, bench, *command, env=environment) == "ready"
+    tap = processes.start(
+        *(programs / "SubtitleMgrTap", "--json", "--count", 3, "--seconds", SECONDS),
+        env=environment,
+        stdout=subprocess.PIPE,
+    )
+    assert tap.stdout.readline()  # it has subscribed
+    bench.begin(broker)
+    publish_picture(bench)
+    assert draw(programs, tap.stdout.read().splitlines()) == DRAWN
 
 
 def test_nothing_is_lost_when_the_broker_restarts(broker, bench, tmp_path, programs):
