@@ -10,7 +10,7 @@ sys.dont_write_bytecode = True
 from script_tree import ScriptTree
 
 BIN_DIR = None
-SECONDS = 60
+SECONDS = 30  # longer, it is no demo
 
 
 class Demo(unittest.TestCase):
@@ -23,7 +23,7 @@ class Demo(unittest.TestCase):
     def run_demo(self, after="no line", act=None):
         """Acts on the demo after a line. Returns its status when nothing of it is left."""
         with subprocess.Popen(
-            [self.tree.root / "script/demo"],
+            ["timeout", str(SECONDS), self.tree.root / "script/demo"],
             cwd=self.tree.caller,
             env={**self.tree.environment, "LC_ALL": "C.UTF-8"},
             stdout=subprocess.PIPE,
@@ -35,7 +35,7 @@ class Demo(unittest.TestCase):
                     act(demo)
                     break
             demo.stderr.read()  # until all its processes have ended
-            status = demo.wait(SECONDS)
+            status = demo.wait()
         self.assertEqual(list(self.tree.tmp.iterdir()), [])
         return status
 

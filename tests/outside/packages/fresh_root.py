@@ -92,7 +92,9 @@ class FreshRoot:
         )
 
     def run_as_user(self, command, *arguments):
-        return self.run(command, *arguments, chroot=["--userspec=%d:%d" % (USER, USER)])
+        """Runs a shell command without root's rights and without any network, not even loopback."""
+        user = ["--userspec=%d:%d" % (USER, USER)]
+        return self.run(command, *arguments, chroot=user, network=False)
 
     def install(self, packages):
         """Installs package files; what they need must be installed."""
