@@ -252,6 +252,8 @@ def check_links():
 
 def check_conventions():
     """The programs around a service have the same habits, and their pages describe them."""
+    if "always 0" not in section("SubtitleMgrCli.1", "EXIT STATUS"):
+        problems.append("SubtitleMgrCli: its page does not say that its status is always 0")
     for program in ("SubtitleMgrSim", *TOOLS):
         page = program + ".1"
         helped = run(BIN_DIR / program, "--help")
