@@ -111,7 +111,7 @@ class Console:
         self.subscribed = False
         self.server = self.platform.service_name
         self.traffic = Traffic()
-        self.platform.console = self
+        self.platform.serve(self)
 
     # The frame
 

@@ -53,6 +53,10 @@ class ScriptedPlatform:
         self.has_receiver = False
         self.note("- made SubtitleMgrCli 2000 63 SubtitleMgrCli")
 
+    def serve(self, console):
+        """The calls that follow are those of this console."""
+        self.console = console
+
     def note(self, text):
         console = self.console
         where = (console.written, console.flushed) if console else (0, 0)
