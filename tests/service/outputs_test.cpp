@@ -163,7 +163,7 @@ TEST_P(UnreadErrors, DelayNoClientAndAreCounted)
                           "SubtitleMgrSim: standard error lost (\\d+) lines: it is not read") ==
                manyLines + fewPings;
     });
-    EXPECT_NE(text.find("lines: it is not read\n"), std::string::npos);
+    EXPECT_NE(text.find("lines: it is not read"), std::string::npos);  // a newline may follow
     End(*program);
 }
 
