@@ -111,6 +111,14 @@ class Console(unittest.TestCase):
         self.assertEqual(second.stdout, "Let's Ping\nSuccessful Ping\n")
         console.communicate("x\n")
 
+    def test_fails_when_it_is_ended_from_outside(self):
+        console = self.start()
+        self.assertEqual(console.stdout.readline(), "\n")
+        console.terminate()
+        console.communicate("x\n")
+        self.assertEqual(console.returncode, 1)
+        self.assertEqual(list(self.tree.tmp.iterdir()), [])
+
     def test_serves_a_page_that_ends_with_the_console(self):
         console = self.start("--view")
         address = self.find_in_errors(console, r"^  (http://127\.0\.0\.1:\d+/)\n")[1]
