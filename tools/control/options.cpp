@@ -5,7 +5,6 @@
 #include "control/command_line.h"
 #include "platform/src/messaging_directory.h"
 #include "words/directives.h"
-#include "words/exit_status.h"
 #include "words/long_options.h"
 #include "words/text.h"
 
@@ -43,31 +42,8 @@ constexpr char helpEnd[] =
     "Status: 0 done, 1 refused or failed, 2 wrong usage, 3 no service, 4 the time\n"
     "ran out. SubtitleMgrCtl(1) has examples.\n";
 
-enum Letter : int {
-    Word = 1,
-    FirstLong = 256,  // above all characters
-    Name,
-    Json,
-    Timeout,
-    Once,
-    Prometheus,
-};
-
-constexpr option longOptions[] = {
-    {"name", required_argument, nullptr, Name},
-    {"json", no_argument, nullptr, Json},
-    {"timeout", required_argument, nullptr, Timeout},
-    {"once", no_argument, nullptr, Once},
-    {"prometheus", no_argument, nullptr, Prometheus},
-    {"help", no_argument, nullptr, words::helpLetter},
-    {"version", no_argument, nullptr, words::versionLetter},
-    {nullptr, 0, nullptr, 0},
-};
-
+using words::Problem;
 using words::Quoted;
-
-/// The text of a mistake that ends the program; empty for none.
-using Problem = std::string;
 
 /// Breaks a line longer than 80 columns at blanks.
 std::string Wrapped(std::string line, std::size_t indent)
@@ -96,23 +72,6 @@ void ShowHelp()
         }
     }
     std::cout << helpEnd;
-}
-
-Problem SetOption(int letter, const std::string& value, Options& options)
-{
-    switch (letter) {
-    case Word: options.command.push_back(value); return "";
-    case Name:
-        options.name = value;
-        return platform::IsEndpointName(value) ? "" : Quoted(value) + " is not an endpoint name";
-    case Json: options.json = true; return "";
-    case Once: options.once = true; return "";
-    case Prometheus: options.once = options.prometheus = true; return "";
-    default:
-        return words::ParseTime(value, options.timeoutUs)
-                   ? ""
-                   : Quoted(value) + " is not a time like 500ms, 2s or 1.5";
-    }
 }
 
 /// doctor waits as long as a client waits for most answers.
@@ -144,29 +103,36 @@ Problem CheckCommand(const Options& options)
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
 {
-    Problem problem;
-    const auto set = [&](int letter, const std::string& value) {
-        return SetOption(letter, value, options);
+    using Text = const std::string&;
+    const std::vector<words::Option> known = {
+        {"name", true,
+         [&](Text text) {
+             options.name = text;
+             return platform::IsEndpointName(text) ? "" : Quoted(text) + " is not an endpoint name";
+         }},
+        words::Flag("json", options.json),
+        {"timeout", true, [&](Text text) { return words::ReadTime(text, options.timeoutUs); }},
+        words::Flag("once", options.once),
+        {"prometheus", false,
+         [&](Text) {
+             options.once = options.prometheus = true;
+             return "";
+         }},
     };
-    status = words::exitDone;
-    switch (words::ReadOptions(argc, argv, "-:h", longOptions, set, problem)) {
-    case words::Asked::Help: ShowHelp(); break;
-    case words::Asked::Version: std::cout << "SubtitleMgrCtl " SUBTITLE_VERSION "\n"; break;
-    case words::Asked::Work:
-        options.command.insert(options.command.end(), argv + optind, argv + argc);
-        problem = CheckCommand(options);
+    const auto takeWord = [&](Text word) {
+        options.command.push_back(word);
+        return "";
+    };
+    const auto finish = [&] {
+        Problem problem = CheckCommand(options);
         if (problem.empty() && options.timeoutUs < 0) {
             options.timeoutUs = UsualTimeout(options.command[0]);
         }
-        [[fallthrough]];
-    case words::Asked::Nonsense:
-        if (!problem.empty()) {
-            status = words::EndAfterProblem("SubtitleMgrCtl", problem, "options and commands");
-        }
-        return problem.empty();
-    }
-    status = words::EndAfterText();
-    return false;
+        return problem;
+    };
+    return words::ReadCommandLine(
+        argc, argv, {"SubtitleMgrCtl", "options and commands", ShowHelp, known, takeWord, finish},
+        status);
 }
 
 }  // namespace control

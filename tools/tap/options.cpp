@@ -1,12 +1,10 @@
-// The options of SubtitleMgrTap: names, help and what each one sets.
+// The options of SubtitleMgrTap: help, names and what each one sets.
 
 #include "tap/options.h"
 
-#include "words/exit_status.h"
 #include "words/long_options.h"
 #include "words/nearest_word.h"
 #include "words/text.h"
-#include "words/times.h"
 
 #include <algorithm>
 #include <charconv>
@@ -43,43 +41,9 @@ constexpr char help[] =
     "A time T is 500ms, 2s or a number of seconds. Ends on SIGINT and SIGTERM.\n"
     "Status: 0 done, 1 failed, 2 wrong usage, 3 no service, 4 the time ran out.\n";
 
-enum Letter : int {
-    FirstLong = 256,  // above all characters
-    Regions,
-    Kinds,
-    Formats,
-    Refresh,
-    WaitForService,
-    Count,
-    Seconds,
-    OutputFile,
-    Json,
-    Time,
-    RatesOnly,
-};
-
-constexpr option longOptions[] = {
-    {"regions", required_argument, nullptr, Regions},
-    {"kinds", required_argument, nullptr, Kinds},
-    {"formats", required_argument, nullptr, Formats},
-    {"refresh", no_argument, nullptr, Refresh},
-    {"wait-for-service", required_argument, nullptr, WaitForService},
-    {"count", required_argument, nullptr, Count},
-    {"seconds", required_argument, nullptr, Seconds},
-    {"output", required_argument, nullptr, OutputFile},
-    {"json", no_argument, nullptr, Json},
-    {"time", required_argument, nullptr, Time},
-    {"rates", no_argument, nullptr, RatesOnly},
-    {"help", no_argument, nullptr, words::helpLetter},
-    {"version", no_argument, nullptr, words::versionLetter},
-    {nullptr, 0, nullptr, 0},
-};
-
+using words::Problem;
 using words::Quoted;
 using Words = std::vector<std::string_view>;
-
-/// The text of a mistake that ends the program; empty for none.
-using Problem = std::string;
 
 /// Reads one of \p known. \param index  its position
 Problem ParseWord(std::string_view text, const Words& known, std::size_t& index)
@@ -123,11 +87,6 @@ Problem ParseCount(std::string_view text, std::uint64_t& count)
                : Quoted(text) + " is not a number from 1";
 }
 
-Problem ParseTime(std::string_view text, std::int64_t& us)
-{
-    return words::ParseTime(text, us) ? "" : Quoted(text) + " is not a time like 500ms, 2s or 1.5";
-}
-
 Problem ParseTimeForm(std::string_view text, TimeForm& form)
 {
     std::size_t index = 0;
@@ -136,56 +95,49 @@ Problem ParseTimeForm(std::string_view text, TimeForm& form)
     return problem;
 }
 
-Problem SetOption(int letter, std::string_view value, Options& options)
+Problem ParseRegions(std::string_view text, words::NumberSet& regions)
 {
-    switch (letter) {
-    case Regions:
-        return words::ParseNumbers(value, options.filter.regions)
-                   ? ""
-                   : Quoted(value) + " is not a list of regions like 1,3-5";
-    case Kinds: return ParseWords(value, kindWords, options.filter.kinds);
-    case Formats: return ParseWords(value, formatWords, options.filter.formats);
-    case Refresh: options.refresh = true; return "";
-    case WaitForService: return ParseTime(value, options.waitForServiceUs);
-    case Count: return ParseCount(value, options.count);
-    case Seconds: return ParseTime(value, options.runUs.emplace());
-    case OutputFile: options.output = value; return value.empty() ? "no file name" : "";
-    case Json: options.json = true; return "";
-    case Time: return ParseTimeForm(value, options.time);
-    default: options.rates = true; return "";
-    }
+    return words::ParseNumbers(text, regions)
+               ? ""
+               : Quoted(text) + " is not a list of regions like 1,3-5";
 }
 
-Problem UnexpectedWord(const std::string& word)
+Problem UnexpectedWord(const std::string& word, const std::vector<words::Option>& known)
 {
     const bool isAfterDashes = word[0] == '-';
     return Quoted(word) + ": unexpected word" +
-           (isAfterDashes ? "" : words::SuggestedOption(word, longOptions));
+           (isAfterDashes ? "" : words::SuggestedOption(word, known));
 }
 
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
 {
-    Problem problem;
-    const auto set = [&](int letter, const std::string& value) {
-        return SetOption(letter, value, options);
+    using Text = const std::string&;
+    Filter& filter = options.filter;
+    const std::vector<words::Option> known = {
+        {"regions", true, [&](Text text) { return ParseRegions(text, filter.regions); }},
+        {"kinds", true, [&](Text text) { return ParseWords(text, kindWords, filter.kinds); }},
+        {"formats", true, [&](Text text) { return ParseWords(text, formatWords, filter.formats); }},
+        words::Flag("refresh", options.refresh),
+        {"wait-for-service", true,
+         [&](Text text) { return words::ReadTime(text, options.waitForServiceUs); }},
+        {"count", true, [&](Text text) { return ParseCount(text, options.count); }},
+        {"seconds", true,
+         [&](Text text) { return words::ReadTime(text, options.runUs.emplace()); }},
+        {"output", true,
+         [&](Text text) {
+             options.output = text;
+             return text.empty() ? "no file name" : "";
+         }},
+        words::Flag("json", options.json),
+        {"time", true, [&](Text text) { return ParseTimeForm(text, options.time); }},
+        words::Flag("rates", options.rates),
     };
-    status = words::exitDone;
-    switch (words::ReadOptions(argc, argv, "+:h", longOptions, set, problem)) {
-    case words::Asked::Help: std::cout << help; break;
-    case words::Asked::Version: std::cout << "SubtitleMgrTap " SUBTITLE_VERSION "\n"; break;
-    case words::Asked::Work:
-        problem = optind < argc ? UnexpectedWord(argv[optind]) : "";
-        [[fallthrough]];
-    case words::Asked::Nonsense:
-        if (!problem.empty()) {
-            status = words::EndAfterProblem("SubtitleMgrTap", problem);
-        }
-        return problem.empty();
-    }
-    status = words::EndAfterText();
-    return false;
+    const auto takeWord = [&](Text word) { return UnexpectedWord(word, known); };
+    return words::ReadCommandLine(
+        argc, argv,
+        {"SubtitleMgrTap", "options", [] { std::cout << help; }, known, takeWord, nullptr}, status);
 }
 
 }  // namespace tap

@@ -3,12 +3,11 @@
 #include "view/options.h"
 
 #include "platform/src/messaging_directory.h"
-#include "words/exit_status.h"
 #include "words/long_options.h"
 #include "words/nearest_word.h"
 #include "words/text.h"
-#include "words/times.h"
 
+#include <algorithm>
 #include <iostream>
 #include <vector>
 
@@ -60,50 +59,22 @@ constexpr unsigned int largestScale = 16;
 constexpr unsigned int largestRegion = 255;
 constexpr unsigned int largestPort = 65535;
 
-enum Letter : int {
-    Word = 1,
-    Output = 'o',
-    FirstLong = 256,  // above all characters
-    At,
-    RegionOnly,
-    Width,
-    Scale,
-    EveryChange,
-    NoColor,
-    Port,
-    Live,
-    Name,
-};
-
-constexpr option longOptions[] = {
-    {"output", required_argument, nullptr, Output},
-    {"at", required_argument, nullptr, At},
-    {"region", required_argument, nullptr, RegionOnly},
-    {"width", required_argument, nullptr, Width},
-    {"scale", required_argument, nullptr, Scale},
-    {"every-change", no_argument, nullptr, EveryChange},
-    {"no-color", no_argument, nullptr, NoColor},
-    {"port", required_argument, nullptr, Port},
-    {"live", no_argument, nullptr, Live},
-    {"name", required_argument, nullptr, Name},
-    {"help", no_argument, nullptr, words::helpLetter},
-    {"version", no_argument, nullptr, words::versionLetter},
-    {nullptr, 0, nullptr, 0},
-};
-
+using words::Problem;
 using words::Quoted;
 using Words = std::vector<std::string_view>;
 
 /// By Command.
 const Words commandWords{"png", "from-png", "pcapng", "terminal", "page"};
 
-/// The text of a mistake that ends the program; empty for none.
-using Problem = std::string;
-
-/// What stands on the command line.
+/// What the command line has.
 struct Given {
+    struct Option {
+        std::string name;
+        std::vector<Command> commands;  ///< that take it
+    };
+
     std::vector<std::string> words;
-    std::vector<int> letters;
+    std::vector<Option> options;
 };
 
 Problem ParseNumber(const std::string& text, unsigned int least, unsigned int most,
@@ -115,62 +86,26 @@ Problem ParseNumber(const std::string& text, unsigned int least, unsigned int mo
                      std::to_string(most);
 }
 
-Problem ParseTime(const std::string& text, std::int64_t& us)
+Problem SetRegion(const std::string& text, unsigned int& region)
 {
-    return words::ParseTime(text, us) ? "" : Quoted(text) + " is not a time like 500ms, 2s or 1.5";
+    return ParseNumber(text, 0, largestRegion, region);
 }
 
-Problem SetOption(int letter, const std::string& value, Given& given, Options& options)
+Problem SetOutput(const std::string& text, std::string& output)
 {
-    if (letter == Word) {
-        given.words.push_back(value);
-        return "";
-    }
-    given.letters.push_back(letter);
-    switch (letter) {
-    case Output: options.output = value; return value.empty() ? "the name is empty" : "";
-    case At: return ParseTime(value, options.atUs.emplace());
-    case RegionOnly: return ParseNumber(value, 0, largestRegion, options.region.emplace());
-    case Width: return ParseNumber(value, 1, largestWidth, options.width);
-    case Scale: return ParseNumber(value, 1, largestScale, options.scale);
-    case EveryChange: options.everyChange = true; return "";
-    case Port: return ParseNumber(value, 0, largestPort, options.port);
-    case Live: options.live = true; return "";
-    case Name:
-        options.service = value;
-        return platform::IsEndpointName(value) ? "" : Quoted(value) + " is not an endpoint name";
-    default: options.noColor = true; return "";
-    }
+    output = text;
+    return text.empty() ? "the name is empty" : "";
 }
 
-std::string NameOf(int letter)
+Problem SetService(const std::string& text, std::string& service)
 {
-    const option* row = longOptions;
-    while (row->val != letter) {
-        ++row;
-    }
-    return row->name;
-}
-
-bool IsFor(Command command, int letter)
-{
-    switch (letter) {
-    case Output: return command != Command::Terminal && command != Command::Page;
-    case EveryChange:
-    case Scale: return command == Command::Png;
-    case NoColor: return command == Command::Terminal;
-    case Port:
-    case Live:
-    case Name: return command == Command::Page;
-    case Width: return command != Command::FromPng && command != Command::Pcapng;
-    case RegionOnly: return command != Command::Page && command != Command::Pcapng;
-    default: return command == Command::Png || command == Command::Terminal;
-    }
+    service = text;
+    return platform::IsEndpointName(text) ? "" : Quoted(text) + " is not an endpoint name";
 }
 
 Problem CheckOutput(const Options& options)
 {
-    if (!IsFor(options.command, Output)) {
+    if (options.command == Command::Terminal || options.command == Command::Page) {
         return "";
     }
     if (options.output.empty()) {
@@ -184,28 +119,27 @@ Problem CheckOutput(const Options& options)
     return isStandardOutput && options.everyChange ? "-o -: not with --every-change" : "";
 }
 
-Problem Check(const Given& given, Options& options)
+Problem CheckCommand(const std::string& word, Command& command)
 {
-    if (given.words.empty()) {
-        return "no command";
+    const auto found = std::find(commandWords.begin(), commandWords.end(), word);
+    command = static_cast<Command>(found - commandWords.begin());
+    return found == commandWords.end()
+               ? Quoted(word) + ": unknown command" + words::Suggestion(word, commandWords)
+               : "";
+}
+
+Problem CheckOption(const Given::Option& given, const Options& options)
+{
+    const auto& commands = given.commands;
+    if (std::find(commands.begin(), commands.end(), options.command) == commands.end()) {
+        const std::string word(commandWords[static_cast<std::size_t>(options.command)]);
+        return "--" + given.name + ": not for the command " + word;
     }
-    const std::string& word = given.words[0];
-    std::size_t row = 0;
-    while (row < commandWords.size() && commandWords[row] != word) {
-        ++row;
-    }
-    if (row == commandWords.size()) {
-        return Quoted(word) + ": unknown command" + words::Suggestion(word, commandWords);
-    }
-    options.command = static_cast<Command>(row);
-    for (const int letter : given.letters) {
-        if (!IsFor(options.command, letter)) {
-            return "--" + NameOf(letter) + ": not for the command " + word;
-        }
-        if (letter == Name && !options.live) {
-            return "--name: only with --live";
-        }
-    }
+    return given.name == "name" && !options.live ? "--name: only with --live" : "";
+}
+
+Problem CheckInput(const Given& given, Options& options)
+{
     const std::size_t count = options.live ? 1 : 2;
     if (given.words.size() < count) {
         return options.command == Command::FromPng ? "no picture" : "no recording";
@@ -214,34 +148,69 @@ Problem Check(const Given& given, Options& options)
         return Quoted(given.words[count]) + ": unexpected word";
     }
     options.input = given.words.back();
-    return CheckOutput(options);
+    return "";
+}
+
+Problem Check(const Given& given, Options& options)
+{
+    if (given.words.empty()) {
+        return "no command";
+    }
+    Problem problem = CheckCommand(given.words[0], options.command);
+    for (std::size_t at = 0; problem.empty() && at < given.options.size(); ++at) {
+        problem = CheckOption(given.options[at], options);
+    }
+    if (problem.empty()) {
+        problem = CheckInput(given, options);
+    }
+    return problem.empty() ? CheckOutput(options) : problem;
 }
 
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options& options, int& status)
 {
+    using Text = const std::string&;
+    constexpr Command png = Command::Png;
+    constexpr Command fromPng = Command::FromPng;
+    constexpr Command pcapng = Command::Pcapng;
+    constexpr Command terminal = Command::Terminal;
+    constexpr Command page = Command::Page;
     Given given;
-    Problem problem;
-    const auto set = [&](int letter, const std::string& value) {
-        return SetOption(letter, value, given, options);
+    const auto of = [&](const std::vector<Command>& commands, words::Option option) {
+        option.set = [&given, commands, name = option.name, set = option.set](Text text) {
+            given.options.push_back({name, commands});
+            return set(text);
+        };
+        return option;
     };
-    status = words::exitDone;
-    switch (words::ReadOptions(argc, argv, "-:ho:", longOptions, set, problem)) {
-    case words::Asked::Help: std::cout << help; break;
-    case words::Asked::Version: std::cout << "SubtitleMgrView " SUBTITLE_VERSION "\n"; break;
-    case words::Asked::Work:
-        given.words.insert(given.words.end(), argv + optind, argv + argc);
-        problem = Check(given, options);
-        [[fallthrough]];
-    case words::Asked::Nonsense:
-        if (!problem.empty()) {
-            status = words::EndAfterProblem("SubtitleMgrView", problem, "commands and options");
-        }
-        return problem.empty();
-    }
-    status = words::EndAfterText();
-    return false;
+    const auto number = [](unsigned int least, unsigned int most, unsigned int& to) {
+        return [=, &to](Text text) { return ParseNumber(text, least, most, to); };
+    };
+    const std::vector<words::Option> known = {
+        of({png, pcapng, fromPng},
+           {"output", true, [&](Text text) { return SetOutput(text, options.output); }, 'o'}),
+        of({png, terminal},
+           {"at", true, [&](Text text) { return words::ReadTime(text, options.atUs.emplace()); }}),
+        of({png, terminal, fromPng},
+           {"region", true, [&](Text text) { return SetRegion(text, options.region.emplace()); }}),
+        of({png, terminal, page}, {"width", true, number(1, largestWidth, options.width)}),
+        of({png}, {"scale", true, number(1, largestScale, options.scale)}),
+        of({png}, words::Flag("every-change", options.everyChange)),
+        of({terminal}, words::Flag("no-color", options.noColor)),
+        of({page}, {"port", true, number(0, largestPort, options.port)}),
+        of({page}, words::Flag("live", options.live)),
+        of({page}, {"name", true, [&](Text text) { return SetService(text, options.service); }}),
+    };
+    const auto takeWord = [&](Text word) {
+        given.words.push_back(word);
+        return "";
+    };
+    const auto finish = [&] { return Check(given, options); };
+    const auto showHelp = [] { std::cout << help; };
+    return words::ReadCommandLine(
+        argc, argv, {"SubtitleMgrView", "commands and options", showHelp, known, takeWord, finish},
+        status);
 }
 
 }  // namespace view

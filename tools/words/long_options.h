@@ -1,42 +1,46 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <getopt.h>
 #include <string>
-#include <string_view>
+#include <vector>
 
 /// Command lines that getopt_long() reads.
 namespace words {
 
-/// The letters of two options that every program has.
-constexpr int helpLetter = 'h';
-constexpr int versionLetter = 255;
+/// The text of a mistake that ends the program; empty for none.
+using Problem = std::string;
 
-/// What a command line asks for.
-enum class Asked { Work, Help, Version, Nonsense };
+/// An option of a program.
+struct Option {
+    const char* name;
+    bool takesValue;
+    std::function<Problem(const std::string& value)> set;
+    char letter = '\0';  ///< its short form
+};
 
-/// Sets the option of this letter; 1 is a word that is no option, if \p form lets it through.
-/// \return why the value is wrong; empty if it is not
-using SetOption = std::function<std::string(int letter, const std::string& value)>;
+/// An option without a value, which sets \p flag. The flag must live as long as the option.
+Option Flag(const char* name, bool& flag);
 
-/// Reads options up to the first mistake.
+/// \return an empty text after reading \p text as a time, see ParseTime()
+Problem ReadTime(const std::string& text, std::int64_t& us);
+
+/// What a program takes, besides --help, -h and --version.
+struct CommandLine {
+    std::string program;
+    std::string helpShows;  ///< for example "options and commands"
+    std::function<void()> showHelp;
+    std::vector<Option> options;
+    std::function<Problem(const std::string& word)> takeWord;  ///< of words that are no option
+    std::function<Problem()> finish;                           ///< when all is read
+};
+
+/// Reads a command line up to the first mistake. Shows what is wrong, help or the version.
 ///
-/// \param form     short options, as getopt_long() takes them
-/// \param rows     long options
-/// \param problem  why it is nonsense
-Asked ReadOptions(int argc, char** argv, const char* form, const option* rows, const SetOption& set,
-                  std::string& problem);
+/// \return false when the program is to end with \p status
+bool ReadCommandLine(int argc, char** argv, const CommandLine& line, int& status);
 
 /// What follows a message about \p word: "; did you mean --json?", or nothing.
-std::string SuggestedOption(std::string_view word, const option* rows);
-
-/// Ends a program after it has shown its help or version. \return the exit status
-int EndAfterText();
-
-/// Ends a program that was called in a wrong way. \return the exit status
-///
-/// \param shown  what its help shows
-int EndAfterProblem(const std::string& program, const std::string& problem,
-                    const std::string& shown = "options");
+std::string SuggestedOption(const std::string& word, const std::vector<Option>& options);
 
 }  // namespace words
