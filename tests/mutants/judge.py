@@ -15,7 +15,7 @@ import time
 import tomllib
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "resilience/faults"))
-from page_check import is_named
+from fault_page import is_named
 
 # Tests of the build, which has other compiler options here, of texts and of test equipment.
 NEVER_RUN = r"^(packaging|sdk|tooling|harness|resilience\.page)"
