@@ -20,8 +20,6 @@ SUBSCRIBED = re.escape((MAIN_MENU % b"subscribed").decode())
 
 MARK = r"(\n|  ERROR)"
 INIT = r"(Error initializing the connection\n)?"
-# The client's own entry when it has no memory for a command or an option.
-GIVEN_UP = r"level=2 Error allocating memory for (a command|an option)"
 # Log entries of the messaging library about a lost connection; the console does not show them.
 LIBRARY_ENTRIES = (
     r"level=2 (endpoint |connection to |a subscription was refused |dropped "
@@ -80,28 +78,19 @@ class Scenario:
     told: tuple = ()
     entries: str = r"(?!)"  # log entries of the client
     requests: str = r"(?!)"  # lines of the journal
-    # The same pairs for a run in which the log has an entry about a failed command or option.
-    given_up: tuple = ()
     saves: bool = False  # writes an output file
 
     def is_told(self, outcome):
-        """Whether the pages for users describe this outcome."""
-        return matches(self.told, outcome) and self.leaves_its_traces(outcome)
-
-    def is_given_up(self, outcome, log_was_hit):
-        """Whether a command or an option had no effect, and the log has the entry if it can."""
+        """Whether the pages for users describe this outcome, and log and journal have only lines
+        that belong to this scenario."""
         return (
-            matches(self.given_up, outcome)
-            and self.leaves_its_traces(outcome)
-            and (log_was_hit or any(re.fullmatch(GIVEN_UP, line) for line in outcome.log))
+            any(
+                re.fullmatch(out, outcome.out) and re.fullmatch(err, outcome.err)
+                for out, err in self.told
+            )
+            and all(re.fullmatch(f"{LIBRARY_ENTRIES}|{self.entries}", line) for line in outcome.log)
+            and all(re.fullmatch(self.requests, line) for line in outcome.requests)
         )
-
-    def leaves_its_traces(self, outcome):
-        """Whether log and journal have only lines that belong to this scenario."""
-        return all(
-            re.fullmatch(f"{LIBRARY_ENTRIES}|{GIVEN_UP}|{self.entries}", line)
-            for line in outcome.log
-        ) and all(re.fullmatch(self.requests, line) for line in outcome.requests)
 
     def untold_loss(self, outcome, log_was_hit):
         """Returns what was lost silently, or None. A failed log cannot report."""
@@ -112,12 +101,6 @@ class Scenario:
         if outcome.saved != CONVERTED and not any("level=2 " in line for line in outcome.log):
             return "an incomplete output file without a log entry"
         return None
-
-
-def matches(patterns, outcome):
-    return any(
-        re.fullmatch(out, outcome.out) and re.fullmatch(err, outcome.err) for out, err in patterns
-    )
 
 
 def request(name, fields=""):
@@ -228,8 +211,6 @@ SCENARIOS = [
                 INIT,
             ),
         ),
-        # The console then reads the typed answer "f" as an unknown key.
-        given_up=((UNSUBSCRIBED + PALETTE_PROMPTS + UNSUBSCRIBED * 2, INIT),),
     ),
 ]
 

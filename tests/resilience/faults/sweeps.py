@@ -1,4 +1,4 @@
-"""Fails each network and file call of a program once with several errors, or kills it in the call.
+"""The sweeps: calls that fail once with several errors or kill their program, and partial transfers.
 
 strace lists the calls of a run, and makes the chosen call fail.
 """
@@ -11,6 +11,7 @@ from scenarios import SCENARIOS, SERVICE_START
 
 ERRORS = ("EINTR", "EAGAIN", "ECONNRESET", "EPIPE", "ENOMEM", "EMFILE", "ENOSPC", "EIO")
 KILL = "SIGKILL"
+SEEDS = 150  # of partial transfers
 
 TRACED = "trace=%network,%file,%desc,munmap"
 NOT_TOUCHED = {"mmap", "munmap", "execve", "exit_group", "exit"}
@@ -29,13 +30,11 @@ class Fault:
     def __str__(self):
         return f"{self.who}: {self.call} number {self.number}: {self.error}"
 
-    def option(self):
-        what = f"signal={self.error}" if self.error == KILL else f"error={self.error}"
-        return f"inject={self.call}:{what}:when={self.number}"
-
     def launcher(self, trace):
         """Returns the words before a command that make strace inject the fault."""
-        return [*STRACE, trace, "-e", f"trace={self.call}", "-e", self.option()]
+        what = f"{'signal' if self.error == KILL else 'error'}={self.error}"
+        inject = f"inject={self.call}:{what}:when={self.number}"
+        return [*STRACE, trace, "-e", f"trace={self.call}", "-e", inject]
 
 
 def calls_of_main(trace_lines):
@@ -72,18 +71,15 @@ def hits_output(hits):
     return any(re.search(r" (write|writev|newfstatat|fcntl)\([12],", hit) for hit in hits)
 
 
-class Sweep:
-    """Runs scenarios with faults in one place, and judges the outcomes."""
+class Sweep(Place):
+    """Runs scenarios with faults, and judges the outcomes."""
 
     SHORT = 300  # runs of a short sweep
 
     def __init__(self, arguments):
+        super().__init__(arguments.bin)
         self.arguments = arguments
-        self.place = Place(arguments.bin)
         self.usual = {}
-
-    def close(self):
-        self.place.close()
 
     def chosen(self):
         """Returns the scenarios that the command line names, or all."""
@@ -91,8 +87,8 @@ class Sweep:
         return [scenario for scenario in SCENARIOS if not names or scenario.name in names]
 
     def ensure_service(self, scenario):
-        if scenario.needs_service and not self.place.service.is_running():
-            self.place.start_service()
+        if scenario.needs_service and not self.service.is_running():
+            self.start_service()
 
     def plan(self):
         """Returns every (scenario, fault)."""
@@ -107,9 +103,6 @@ class Sweep:
             ping = next(scenario for scenario in SCENARIOS if scenario.name == "ping")
             for call, number in self.learn_service(ping):
                 plan += [(ping, Fault("service", call, number, error)) for error in ERRORS]
-        return self.with_chosen_calls(plan)
-
-    def with_chosen_calls(self, plan):
         calls = self.arguments.call
         return [(what, fault) for what, fault in plan if not calls or fault.call in calls]
 
@@ -118,28 +111,28 @@ class Sweep:
         calls = set()
         for _ in range(2):
             self.ensure_service(scenario)
-            outcome = self.place.run_client(scenario, [*STRACE, self.place.trace, "-e", TRACED])
+            outcome = self.run_client(scenario, [*STRACE, self.trace, "-e", TRACED])
             if outcome.status != 0:
                 raise SystemExit(f"{scenario.name}: fails without any fault: {outcome}")
-            calls.update(calls_of_main(self.place.trace_lines()))
+            calls.update(calls_of_main(self.trace_lines()))
         return sorted(calls)
 
     def learn_service(self, scenario):
         """Returns the calls of the service from its start to its end with a scenario."""
-        self.place.stop_service()
-        self.place.start_service([*STRACE, self.place.trace, "-e", TRACED])
-        self.place.run_client(scenario)
-        self.place.stop_service()
-        return calls_of_main(self.place.trace_lines())
+        self.stop_service()
+        self.start_service([*STRACE, self.trace, "-e", TRACED])
+        self.run_client(scenario)
+        self.stop_service()
+        return calls_of_main(self.trace_lines())
 
     def baseline(self, scenario):
         """Returns the outcome of the scenario without a fault."""
         if scenario.name not in self.usual:
             self.ensure_service(scenario)
-            outcome = self.place.run_client(scenario)
+            outcome = self.run_client(scenario)
             if scenario.ends_service:
-                self.place.end_of_service()
-            self.place.collect(outcome)
+                self.end_of_service()
+            self.collect(outcome)
             self.usual[scenario.name] = outcome
         return self.usual[scenario.name]
 
@@ -152,15 +145,15 @@ class Sweep:
 
     def run_with_client_fault(self, scenario, fault, usual):
         self.ensure_service(scenario)
-        outcome = self.place.run_client(scenario, fault.launcher(self.place.trace))
-        hits = [line for line in self.place.trace_lines() if "(INJECTED)" in line]
+        outcome = self.run_client(scenario, fault.launcher(self.trace))
+        hits = [line for line in self.trace_lines() if "(INJECTED)" in line]
         quit_was_sent = scenario.ends_service and (outcome.out == usual.out or hits_output(hits))
         problem = None
-        if quit_was_sent and self.place.end_of_service() != 0:
+        if quit_was_sent and self.end_of_service() != 0:
             problem = "the service did not end"
-        self.place.collect(outcome)
-        if scenario.needs_service and not quit_was_sent and not self.place.is_answered():
-            problem = "the service is affected: " + self.place.service.error_text()
+        self.collect(outcome)
+        if scenario.needs_service and not quit_was_sent and not self.is_answered():
+            problem = "the service is affected: " + self.service.error_text()
         if not hits and not outcome.timed_out:
             return "not reached", ""
         return self.judge(scenario, usual, outcome, hits, problem)
@@ -172,7 +165,7 @@ class Sweep:
             return "repeats", ""  # like a console at the end of its input
         if outcome.status != 0:
             return "crash", str(outcome)
-        log_was_hit = any(self.place.workspace.log in hit for hit in hits) or any(
+        log_was_hit = any(self.workspace.log in hit for hit in hits) or any(
             re.search(r" (write|newfstatat|close|fcntl)\(([3-9]|\d\d)", hit) for hit in hits
         )
         problem = problem or scenario.untold_loss(outcome, log_was_hit)
@@ -188,26 +181,26 @@ class Sweep:
         return "finding", str(outcome)
 
     def run_with_service_fault(self, scenario, fault, usual):
-        self.place.stop_service()
-        self.place.start_service(fault.launcher(self.place.trace))
-        outcome = self.place.run_client(scenario)
+        self.stop_service()
+        self.start_service(fault.launcher(self.trace))
+        outcome = self.run_client(scenario)
         problem = None
         if scenario.ends_service and outcome.out == usual.out:
-            if self.place.end_of_service() is None and fault.error != KILL:
+            if self.end_of_service() is None and fault.error != KILL:
                 problem = "it does not end after the quit message"
-            self.place.collect(outcome)
+            self.collect(outcome)
         else:
-            self.place.collect(outcome)
-            if self.place.service.is_running() and not self.place.is_answered():
-                problem = "it runs and does not answer" * self.place.service.is_running()
-        status = self.place.stop_service()
-        said = self.place.service.error_text()
+            self.collect(outcome)
+            if self.service.is_running() and not self.is_answered():
+                problem = "it runs and does not answer" * self.service.is_running()
+        status = self.stop_service()
+        said = self.service.error_text()
         if "the journal is not complete" in said:
             outcome.requests = usual.requests
         problem = problem or self.check_status(fault, status, said)
         hits = [
             line
-            for line in self.place.trace_lines()
+            for line in self.trace_lines()
             if "(INJECTED)" in line or "killed by SIGKILL" in line
         ]
         if not problem and not hits:
@@ -229,7 +222,31 @@ class Sweep:
 
     def check_successor(self):
         """After every fault the next service must take over and answer."""
-        self.place.start_service()
-        if not self.place.service.is_running() or not self.place.is_answered():
-            return "no other service can start: " + self.place.service.error_text()
+        self.start_service()
+        if not self.service.is_running() or not self.is_answered():
+            return "no other service can start: " + self.service.error_text()
         return None
+
+
+class PartialSweep(Sweep):
+    """Plays the scenarios while calls move 1 to 3 bytes and return EINTR, repeatable by a seed. No
+    call fails here, so every outcome must be as usual."""
+
+    SHORT = 40
+
+    def plan(self):
+        return [(scenario, seed) for scenario in self.chosen() for seed in range(1, SEEDS + 1)]
+
+    def run(self, scenario, fault):
+        usual = self.baseline(scenario)
+        launcher = ["env", f"LD_PRELOAD={self.arguments.library}", f"PARTIAL_SEED={fault}"]
+        self.stop_service()
+        if scenario.needs_service:
+            self.start_service(launcher)
+        outcome = self.run_client(scenario, launcher)
+        if scenario.ends_service and self.end_of_service() != 0:
+            return "finding", f"the service did not end\n{outcome}"
+        self.collect(outcome)
+        if outcome.timed_out:
+            return "hang", str(outcome)
+        return ("success", "") if outcome.seen() == usual.seen() else ("finding", str(outcome))
