@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/types.h>
 
 namespace {
 
@@ -39,6 +40,9 @@ int __real_accept4(int fd, sockaddr* address, socklen_t* size, int flags);
 int __real_connect(int fd, const sockaddr* address, socklen_t size);
 int __real_epoll_ctl(int epoll, int operation, int fd, epoll_event* event);
 
+int __real_ftruncate64(int fd, off_t size);
+ssize_t __real_write(int fd, const void* bytes, std::size_t size);
+
 int __wrap_accept4(int fd, sockaddr* address, socklen_t* size, int flags)
 {
     return MustRefuse(Kind::Accept4) ? -1 : __real_accept4(fd, address, size, flags);
@@ -52,5 +56,18 @@ int __wrap_connect(int fd, const sockaddr* address, socklen_t size)
 int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event)
 {
     return MustRefuse(Kind::EpollCtl) ? -1 : __real_epoll_ctl(epoll, operation, fd, event);
+}
+
+int __wrap_ftruncate64(int fd, off_t size)
+{
+    return MustRefuse(Kind::Disk) ? -1 : __real_ftruncate64(fd, size);
+}
+
+ssize_t __wrap_write(int fd, const void* bytes, std::size_t size)
+{
+    if (!MustRefuse(Kind::Disk)) {
+        return __real_write(fd, bytes, size);
+    }
+    return size <= 10 ? -1 : __real_write(fd, bytes, size - 10);
 }
 }

@@ -4,7 +4,8 @@
 /// for each kind.
 class RefusedCall {
 public:
-    enum class Kind { None, Accept4, Connect, EpollCtl };
+    /// Disk: a file takes all but ten bytes of a write, then none, and cannot be cut.
+    enum class Kind { None, Accept4, Connect, EpollCtl, Disk };
 
     /// \param times  how many calls fail before they succeed again; negative: all fail
     RefusedCall(Kind kind, int error, int times = -1);

@@ -9,11 +9,13 @@
 #include "tests/harness/TempDir.h"
 
 #include "platform/src/messaging_directory.h"
+#include "platform/src/sink.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -148,6 +150,52 @@ TEST_F(RefusedWatch, TurnsAClientAway)
                   nullptr);
     }
     client.ExpectClosed();
+}
+
+class SinkOnABadDisk : public RefusedCalls {
+protected:
+    void WriteLine()
+    {
+        sink.Write([&] { return line; });
+    }
+
+    const std::string line = "a line of many letters\n";
+    const Descriptor file{open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)};
+    Sink sink{nullptr, file.Get()};
+};
+
+TEST_F(SinkOnABadDisk, WritesTheRestAfterAnInterruption)
+{
+    const RefusedCall refused(Kind::Disk, EINTR, 2);
+    WriteLine();
+    EXPECT_EQ(ReadWholeFile(path), line);
+    EXPECT_EQ(sink.Lost(), 0u);
+}
+
+TEST_F(SinkOnABadDisk, KeepsALineThatItCannotCutOff)
+{
+    {
+        const RefusedCall refused(Kind::Disk, ENOSPC);
+        WriteLine();
+        WriteLine();
+    }
+    EXPECT_EQ(sink.Lost(), 1u);
+    sink.Flush();
+    EXPECT_EQ(ReadWholeFile(path), line);
+}
+
+TEST_F(SinkOnABadDisk, CountsAgainWhatALostCountTold)
+{
+    Sink counting{[](unsigned lost, const char*) { return "lost " + std::to_string(lost) + "\n"; },
+                  file.Get()};
+    {
+        const RefusedCall refused(Kind::Disk, ENOSPC);
+        for (int i = 0; i < 3; ++i) {
+            counting.Write([] { return "short\n"; });
+        }
+    }
+    counting.Flush();
+    EXPECT_EQ(ReadWholeFile(path), "lost 3\n");
 }
 
 }  // namespace
