@@ -1,15 +1,16 @@
 #include "tests/resilience/soak/Callers.h"
 
-#include "tests/resilience/soak/Publications.h"
-
 #include <IpcMessage.h>
+#include <PaletteItem.h>
 #include <RegionDataItem.h>
 #include <RegionVisItem.h>
+#include <SubtitleClient.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <set>
-#include <string>
 #include <utility>
 
 namespace {
@@ -17,8 +18,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr unsigned threadCount = 8;
-constexpr unsigned numbers[] = {1, 2, 3, 4, 6, 10};
+constexpr unsigned numbers[] = {2, 3, 4, 6, 10, 10, 10, 10};  ///< of the threads
+constexpr unsigned sharedNumber = 10;
 constexpr unsigned ping = 0x3B01;
 constexpr unsigned setLogLevel = 0x3C12;
 constexpr unsigned unknownMessage = 0x1234;
@@ -46,14 +47,21 @@ bool IsExpected(int error)
 
 }  // namespace
 
+void Violation(const std::string& what)
+{
+    std::printf("VIOLATION: %s\n", what.c_str());
+    std::fflush(stdout);
+    std::_Exit(1);
+}
+
 Callers::Callers(unsigned seed)
 {
     if (ipc->Init() != 0) {
         Violation("the endpoint cannot be opened");
     }
     receiver = std::thread([this, seed] { Receive(seed); });
-    for (unsigned i = 1; i <= threadCount; ++i) {
-        threads.emplace_back([this, seed, i] { Run(seed + i); });
+    for (const unsigned number : numbers) {
+        threads.emplace_back([this, number, random = ++seed] { Run(number, random); });
     }
 }
 
@@ -73,7 +81,7 @@ void Callers::Pause()
     }
 }
 
-void Callers::End()
+void Callers::Close()
 {
     // The memory stays: the receiving thread still calls the object, like a console's.
     LinxIpc* const gone = ipc.release();
@@ -97,79 +105,108 @@ std::vector<unsigned> Callers::TakeAcknowledged()
     return std::exchange(acknowledged, {});
 }
 
-void Callers::Run(unsigned seed)
+void Callers::AwaitRegion(unsigned region)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    awaitedRegion = region;
+    arrived.clear();
+}
+
+std::set<const Callers::Subscription*> Callers::Arrived()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return arrived;
+}
+
+std::string Callers::Summary() const
+{
+    return std::to_string(succeeded) + " calls succeeded, " + std::to_string(failed) + " failed; " +
+           std::to_string(notifications) + " notifications";
+}
+
+void Callers::Run(unsigned number, unsigned seed)
 {
     Random random(seed);
-    for (;;) {
-        {
-            std::unique_lock<std::mutex> lock(mutex);
-            changed.wait(lock, [this] { return !isPaused || isOver; });
-            if (isOver) {
-                return;
-            }
-            ++callsUnderWay;
+    while (Begin()) {
+        constexpr int limits[] = {1, 50, 500, 2000};
+        int limitMs = limits[Below(random, 4)];
+        const unsigned choice = Below(random, 100);
+        const Clock::time_point start = Clock::now();
+        const int error = Call(number, choice, random, limitMs);
+        const std::string call = "call " + std::to_string(choice);
+        if (!IsExpected(error)) {
+            Violation(call + " returned " + std::strerror(error));
         }
-        CallOnce(random);
-        const std::lock_guard<std::mutex> lock(mutex);
-        --callsUnderWay;
-        changed.notify_all();
+        const auto taken = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+        if (taken > milliseconds(limitMs) + slack) {
+            Violation(call + " took " + std::to_string(taken.count()) + " ms");
+        }
+        End(error);
     }
 }
 
-void Callers::CallOnce(Random& random)
+/// Waits while paused. \return false when the run is over
+bool Callers::Begin()
 {
-    constexpr int limits[] = {1, 50, 500, 2000};
-    int limitMs = limits[Below(random, 4)];
-    const unsigned choice = Below(random, 100);
-    const Clock::time_point start = Clock::now();
-    int error = 0;
-    if (choice < 25) {
-        error = Subscribe(random, limitMs);
-    } else if (choice < 35) {
-        error = Unsubscribe(random, limitMs);
-    } else if (choice < 60) {
-        error = SetLevel(limitMs);
-    } else if (choice < 75) {
-        error = Ping(limitMs);
-    } else if (choice < 95) {
-        limitMs = notifyLimitMs;
-        error = Notify(random, choice < 85);
-    } else {
-        error = SetBitmap(random, limitMs);
-    }
-    const std::string call = "call " + std::to_string(choice);
-    if (!IsExpected(error)) {
-        Violation(call + " returned " + std::strerror(error));
-    }
-    const auto taken = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-    if (taken > milliseconds(limitMs) + slack) {
-        Violation(call + " took " + std::to_string(taken.count()) + " ms");
-    }
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return !isPaused || isOver; });
+    callsUnderWay += isOver ? 0 : 1;
+    return !isOver;
+}
+
+void Callers::End(int error)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
     ++(error == 0 ? succeeded : failed);
+    --callsUnderWay;
+    changed.notify_all();
 }
 
-int Callers::Subscribe(Random& random, int limitMs)
+int Callers::Call(unsigned number, unsigned choice, Random& random, int& limitMs)
 {
-    const unsigned number = numbers[Below(random, 6)];
-    const Ledger::Token token = ++lastToken;
-    const unsigned long long begin = ledger.Now();
+    if (choice < 25) {
+        return Subscribe(number, limitMs);
+    }
+    if (choice < 35) {
+        return Unsubscribe(number, limitMs);
+    }
+    if (choice < 60) {
+        return SetLevel(limitMs);
+    }
+    if (choice < 80) {
+        return Ping(limitMs);
+    }
+    limitMs = notifyLimitMs;
+    // Mostly small records, and some that are larger than a socket's buffer.
+    return Notify(Below(random, choice == 99 ? 1024 * 1024 : 100), choice < 90);
+}
+
+int Callers::Subscribe(unsigned number, int limitMs)
+{
+    Subscription* subscription = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        subscription = &subscriptions.emplace_back(Subscription{this, number});
+    }
+    const unsigned item = number == 6 ? 15132 : number == sharedNumber ? 15133 : 15129;
+    const auto callback = number == 6              ? Arrive<RegionVisItem>
+                          : number == sharedNumber ? Arrive<PaletteItem>
+                                                   : Arrive<RegionDataItem>;
     RegionVisItem unused;
     const int error =
-        SubtitleClient(*ipc, limitMs)
-            .Subscribe(number, Publications::ItemOf(number), unused,
-                       Publications::CallbackFor(number), Publications::UserData(token));
-    if (error == 0) {
-        ledger.Subscribed(number, token, begin);
+        SubtitleClient(*ipc, limitMs).Subscribe(number, item, unused, callback, subscription);
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (error == 0 && number != sharedNumber) {
+        inForce[number] = subscription;
     }
     return error;
 }
 
-int Callers::Unsubscribe(Random& random, int limitMs)
+int Callers::Unsubscribe(unsigned number, int limitMs)
 {
-    const unsigned number = numbers[Below(random, 6)];
-    const unsigned long long begin = ledger.Now();
     const int error = SubtitleClient(*ipc, limitMs).Unsubscribe(number);
-    ledger.Unsubscribed(number, error == 0, begin);
+    const std::lock_guard<std::mutex> lock(mutex);
+    inForce.erase(number);  // also after a failure: the service may have ended the subscription
     return error;
 }
 
@@ -199,27 +236,12 @@ int Callers::Ping(int limitMs)
     return error != 0 ? error : ipc->Request(serviceName, message, ping + 1, limitMs, nullptr);
 }
 
-/// Mostly small records, and some that are larger than a socket's buffer.
-int Callers::Notify(Random& random, bool mayWait)
+int Callers::Notify(unsigned size, bool mayWait)
 {
     IpcMessage message;
-    const unsigned size = Below(random, 20) == 0 ? Below(random, 1024 * 1024) : Below(random, 100);
-    int error = message.Allocate(unknownMessage, size, nullptr);
-    if (error == 0) {
-        if (size > 0) {
-            std::memset(message.Payload(), 0, size);
-        }
-        error = ipc->Notify(serviceName, message, mayWait);
-    }
-    return error;
-}
-
-int Callers::SetBitmap(Random& random, int limitMs)
-{
-    RegionDataItem item;
-    item.regionId = static_cast<unsigned char>(2 + Below(random, 3));
-    item.data.assign(Below(random, 100 * 1024), 1);
-    return SubtitleClient(*ipc, limitMs).SetRegionData(item);
+    std::vector<char> zeros(size);
+    const int error = message.Allocate(unknownMessage, size, zeros.data());
+    return error != 0 ? error : ipc->Notify(serviceName, message, mayWait);
 }
 
 void Callers::Receive(unsigned seed)
@@ -232,5 +254,19 @@ void Callers::Receive(unsigned seed)
         if (error != 0 && error != ETIMEDOUT && error != ESHUTDOWN) {
             Violation(std::string("receiving returned ") + std::strerror(error));
         }
+    }
+}
+
+template <typename Record>
+void Callers::Arrive(LinxIpc* from, void* subscription)
+{
+    Record record;
+    record.Decode(from->ReceivedMessage().Payload());
+    const auto* const reached = static_cast<const Subscription*>(subscription);
+    Callers& self = *reached->callers;
+    const std::lock_guard<std::mutex> lock(self.mutex);
+    ++self.notifications;
+    if (record.regionId == self.awaitedRegion) {
+        self.arrived.insert(reached);
     }
 }

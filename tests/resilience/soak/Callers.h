@@ -1,65 +1,87 @@
 #pragma once
 
-#include "tests/resilience/soak/Ledger.h"
-
 #include <LinxIpc.h>
-#include <SubtitleClient.h>
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
+#include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <random>
+#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
+/// Reports forbidden behaviour and ends the run.
+[[noreturn]] void Violation(const std::string& what);
+
 /// Eight threads that subscribe, unsubscribe, request and notify at random on one endpoint, and one
-/// that receives. Each call must return in its time with a permitted result.
+/// that receives. Each call must return in its time with a permitted result. Four threads have a
+/// subscription number of their own, so that its last subscription is known; the others share one.
 class Callers {
 public:
+    /// One call of Subscribe, the user data of its callback.
+    struct Subscription {
+        Callers* const callers;
+        const unsigned number;
+    };
+
     explicit Callers(unsigned seed);
 
-    /// Lets the threads call until Pause(), which returns when no call of the eight is running.
+    /// Lets the threads call until Pause(), which returns when none of their calls is running.
     void Resume();
     void Pause();
 
-    /// Ends the endpoint while one thread receives, then the threads. Only while paused.
-    void End();
+    /// Closes the endpoint while one thread receives, and ends the threads. Only while paused.
+    void Close();
 
     /// Log levels that were set successfully since the last call.
     std::vector<unsigned> TakeAcknowledged();
-    Ledger& Subscriptions() { return ledger; }
 
-    unsigned Succeeded() const { return succeeded; }
-    unsigned Failed() const { return failed; }
+    /// The subscriptions that are certainly in force, by number. Only while paused.
+    std::map<unsigned, const Subscription*> InForce() const { return inForce; }
+
+    /// From now on only records of this region count as arrived.
+    void AwaitRegion(unsigned region);
+    std::set<const Subscription*> Arrived();
+
+    std::string Summary() const;
 
 private:
     using Random = std::mt19937;
 
-    void Run(unsigned seed);
-    void CallOnce(Random& random);
-    int Subscribe(Random& random, int limitMs);
-    int Unsubscribe(Random& random, int limitMs);
+    void Run(unsigned number, unsigned seed);
+    bool Begin();
+    void End(int error);
+    int Call(unsigned number, unsigned choice, Random& random, int& limitMs);
+    int Subscribe(unsigned number, int limitMs);
+    int Unsubscribe(unsigned number, int limitMs);
     int SetLevel(int limitMs);
     int Ping(int limitMs);
-    int Notify(Random& random, bool mayWait);
-    int SetBitmap(Random& random, int limitMs);
+    int Notify(unsigned size, bool mayWait);
     void Receive(unsigned seed);
 
+    template <typename Record>
+    static void Arrive(LinxIpc* from, void* subscription);
+
     std::unique_ptr<LinxIpc> ipc = std::make_unique<LinxIpc>("Callers");
-    Ledger ledger;
-    std::atomic<unsigned> lastToken{0};
     std::atomic<unsigned> lastLevel{0};
-    std::atomic<unsigned> succeeded{0};
-    std::atomic<unsigned> failed{0};
 
     std::mutex mutex;
     std::condition_variable changed;
     bool isPaused = true;
     bool isOver = false;
     unsigned callsUnderWay = 0;
+    unsigned succeeded = 0;
+    unsigned failed = 0;
+    unsigned long long notifications = 0;
     std::vector<unsigned> acknowledged;
+    std::deque<Subscription> subscriptions;
+    std::map<unsigned, const Subscription*> inForce;
+    unsigned awaitedRegion = 0;
+    std::set<const Subscription*> arrived;
 
     std::atomic<bool> receiverIsOver{false};
     std::thread receiver;

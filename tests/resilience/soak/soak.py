@@ -7,9 +7,9 @@ meetings, default 1. Prints figures. The status is 1 when something was lost, or
 descriptors or memory remain.
 """
 
+import concurrent.futures
 import contextlib
 import os
-import queue
 import signal
 import statistics
 import sys
@@ -29,10 +29,6 @@ MANY = 100
 FEW_LOOKS = 20  # queues and blocks have their final size after so many measurements
 FEW_COUNTS = 3
 A_DAY = 24 * 3600  # for programs that end by themselves when nothing arrives
-NUMBERS = 100000  # after so many notifications a stream starts at 0 again
-REGION_SIZE = 30720
-REGION_NUMBERS = 200
-LARGE_SIZE = 400000
 
 
 class Violation(Exception):
@@ -43,17 +39,6 @@ def demand(holds, what):
     """Ends the run unless a condition holds."""
     if not holds:
         raise Violation(what)
-
-
-def resident_kb(pid):
-    """Returns the resident size of a process."""
-    with open("/proc/%d/statm" % pid, encoding="ascii") as file:
-        return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
-
-
-def descriptors(pid):
-    """Returns the number of descriptors of a process."""
-    return len(os.listdir("/proc/%d/fd" % pid))
 
 
 def spread(milliseconds):
@@ -85,19 +70,15 @@ class Room(Workspace):
         """Starts a program of the build."""
         return PipedConsole(self, words, program=os.path.join(self.programs, program))
 
-    def start_service(self, *words):
-        """Starts the service and waits until it answers."""
-        begin = time.monotonic()
-        self.running = Service(self, words)
-        self.running.start()
-        self.start_times.append((time.monotonic() - begin) * 1000)
-
     def start_scenario(self, lines):
         """Starts a service that plays these lines repeatedly, and waits until it answers."""
         path = os.path.join(self.files, "scenario")
         with open(path, "w", encoding="ascii") as file:
             file.writelines(lines)
-        self.start_service("--play", path, "--loop")
+        begin = time.monotonic()
+        self.running = Service(self, ["--play", path, "--loop"])
+        self.running.start()
+        self.start_times.append((time.monotonic() - begin) * 1000)
 
     def start_console(self):
         """Returns a subscribed console."""
@@ -121,46 +102,39 @@ class Room(Workspace):
 
 
 class Survivor:
-    """Measures a process while other processes are killed."""
+    """Measures a process while it works or other processes are killed."""
 
     def __init__(self, name, pid):
-        self.name = name
-        self.pid = pid
-        self.sizes = []
-        self.counts = []
+        self.name, self.pid = name, pid
+        self.sizes, self.counts = [], []
 
     def look(self):
-        """Measures descriptors and memory."""
-        self.sizes.append(resident_kb(self.pid))
-        self.counts.append(descriptors(self.pid))
+        """Measures resident size and descriptors."""
+        with open("/proc/%d/statm" % self.pid, encoding="ascii") as file:
+            pages = int(file.read().split()[1])
+        self.sizes.append(pages * os.sysconf("SC_PAGE_SIZE") // 1024)
+        self.counts.append(len(os.listdir("/proc/%d/fd" % self.pid)))
 
     def check(self):
-        """Fails when descriptors or memory grow after the first measurements."""
+        """Fails when descriptors grow, or the size in the second half of a long run."""
         # A measurement may count a client that is disconnecting.
-        before, after = max(self.counts[:FEW_COUNTS]), min(self.counts[-FEW_COUNTS:])
-        print("  %s: %d descriptors at first, %d at the end" % (self.name, before, after))
-        demand(after <= before, "the number of descriptors grows")
-        self.check_size()
-
-    def check_size(self):
-        """The resident size must not grow in the second half of a long run."""
+        first, last = max(self.counts[:FEW_COUNTS]), min(self.counts[-FEW_COUNTS:])
         half = (len(self.sizes) + 1) // 2
         before, after = max(self.sizes[:half]), max(self.sizes[half:], default=0)
-        print(
-            "  %s: at most %d kB resident, %d in the second half"
-            % (self.name, max(before, after), after)
-        )
+        print("  %s: %d descriptors at first, %d at the end" % (self.name, first, last))
+        print("  %s: at most %d kB resident, then %d" % (self.name, before, after))
+        demand(last <= first, "the number of descriptors grows")
         demand(len(self.sizes) < FEW_LOOKS or after - before <= FLAT_KB, "the resident size grows")
 
 
 @contextlib.contextmanager
 def watched(name, pid):
-    """Checks the size of a process at the end."""
+    """Checks a process at the end."""
     survivor = Survivor(name, pid)
-    survivor.look()
     is_over = threading.Event()
 
     def watch():
+        survivor.look()
         while not is_over.wait(0.25):
             survivor.look()
 
@@ -168,11 +142,10 @@ def watched(name, pid):
     thread.start()
     try:
         yield
-        survivor.look()
     finally:
         is_over.set()
         thread.join()
-    survivor.check_size()
+    survivor.check()
 
 
 # Kills
@@ -183,13 +156,6 @@ ARRIVAL = "CLI: Process region"
 def little_traffic(region=1):
     """Returns a scenario that publishes a bitmap from time to time."""
     return ["region-data %d 2 00010203\n" % region, "sleep 1\n"]
-
-
-def leave(console):
-    """Leaves a console by its key."""
-    console.key("x")
-    demand(console.wait() == 0, "the console failed: %r" % console.errors)
-    console.kill()
 
 
 def kill_services(room, count):
@@ -208,7 +174,9 @@ def kill_services(room, count):
         survivor.look()
     room.check_ready_times()
     survivor.check()
-    leave(console)
+    console.key("x")
+    demand(console.wait() == 0, "the console failed: %r" % console.errors)
+    console.kill()
     room.stop_service()
 
 
@@ -227,30 +195,9 @@ def kill_clients(room, count):
     room.stop_service()
 
 
-def kill_both(room, count):
-    """Kills both at once; they leave nothing that stops the next two."""
-    room.start_scenario(little_traffic())
-    console = room.start_console()
-    for number in range(count):
-        first, second = (console, room.running) if number % 2 else (room.running, console)
-        first.process.kill()
-        second.process.kill()
-        console.kill()
-        room.running.kill()
-        room.start_scenario(little_traffic())
-        console = room.start_console()
-    room.check_ready_times()
-    leave(console)
-    room.stop_service()
-
-
 def kills(programs, count):
-    """Sends SIGKILL to the service, to the client and to both."""
-    for name, part in (
-        ("the service", kill_services),
-        ("the client", kill_clients),
-        ("both", kill_both),
-    ):
+    """Sends SIGKILL to the service and to the client."""
+    for name, part in (("the service", kill_services), ("the client", kill_clients)):
         print("kills: %d times %s" % (count, name), flush=True)
         with Room(programs) as room:
             part(room, count)
@@ -272,51 +219,30 @@ def one_exit(room, arrivals, keys=b""):
         begin = time.monotonic()
         console.type(keys + b"x\n")
         status = console.wait()
-        demand(
-            status == 0 and not console.errors, "status %d: %r" % (status, console.errors[-2000:])
-        )
+        problem = "status %d: %r" % (status, console.errors[-2000:])
+        demand(status == 0 and not console.errors, problem)
         return (time.monotonic() - begin) * 1000
 
 
 def exits(programs, count):
     """Ends consoles during notifications, several at a time."""
     print("exits: %d during traffic, %d at a time" % (count, AT_A_TIME), flush=True)
-    times, problems = [], []
-    work = queue.SimpleQueue()
-    for number in range(count):
-        work.put(number)
-
-    def work_off(room):
-        while not problems:
-            try:
-                number = work.get_nowait()
-            except queue.Empty:
-                return
-            try:
-                times.append(one_exit(room, number % 4, OTHER_KEYS if number % 16 == 0 else b""))
-            except (Violation, TimeLimit, RuntimeError, OSError) as problem:
-                problems.append("exit %d: %s" % (number, problem))
-
-    with Room(programs) as room:
-        traffic = [
-            "region-data %d 2 0001020304\nvisibility 3 t\npalette 2 31 t 10ff\n" % region
-            for region in range(1, 15)
-        ]
-        # Its handler uses the statistics after it has copied the bitmap, which takes a while.
-        large = "region-data 4 0 %s\n" % ("02" * LARGE_SIZE)
+    traffic = [
+        "region-data %d 2 0001020304\nvisibility 3 t\npalette 2 31 t 10ff\n" % region
+        for region in range(1, 15)
+    ]
+    # Its handler uses the statistics after it has copied the bitmap, which takes a while.
+    large = "region-data 4 0 %s\n" % ("02" * 400000)
+    with Room(programs) as room, concurrent.futures.ThreadPoolExecutor(AT_A_TIME) as pool:
         room.start_scenario([*traffic, large, "sleep 1\n"])
-        threads = [threading.Thread(target=work_off, args=(room,)) for _ in range(AT_A_TIME)]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        demand(not problems, "\n".join(problems))
+        leave_one = lambda number: one_exit(room, number % 4, OTHER_KEYS * (number % 16 == 0))
+        try:
+            times = list(pool.map(leave_one, range(count)))
+        finally:
+            pool.shutdown(cancel_futures=True)
         # The threads of a client mix their texts, so its output does not tell.
         pings = sum(fields["request"] == "Ping" for fields in room.running.requests())
-        demand(
-            pings == count,
-            "%d of %d options after the console did nothing" % (count - pings, count),
-        )
+        demand(pings == count, "%d options after the console did nothing" % (count - pings))
         print("  %d with status 0 and no report; x to the end %s" % (len(times), spread(times)))
         room.stop_service()
 
@@ -333,17 +259,18 @@ def finish(client):
     demand(status == 0, "status %d %r" % (status, client.errors))
 
 
-def stream(programs, name, count, numbered):
-    """One subscriber reads a numbered stream that repeats."""
-    print("soak: %d numbered notifications, %s" % (count, name), flush=True)
+def stream(programs, count, numbers, size):
+    """One subscriber reads a stream of bitmaps whose numbers repeat."""
+    print("soak: %d numbered notifications, %d bytes each" % (count, size), flush=True)
+    rest = "5a" * (size - 4)
+    numbered = ["region-data 1 0 %08x%s\n" % (number, rest) for number in range(numbers)]
     with Room(programs) as room:
         room.start_scenario(["wait-subscribers 2\n", *numbered])
-        with room.start("soak_reader", str(count), str(len(numbered) - 1)) as client:
+        with room.start("soak_reader", str(count), str(numbers - 1)) as client:
             client.expect("subscribed\n")
             client.forget_expected()
-            with watched("service", room.running.process.pid), watched(
-                "client", client.process.pid
-            ):
+            pids = room.running.process.pid, client.process.pid
+            with watched("service", pids[0]), watched("client", pids[1]):
                 client.wait_for(lambda: b"\n" in client.output, "the last one", A_DAY)
             finish(client)
         demand(not room.stop_service(), "the service reported a loss")
@@ -351,11 +278,8 @@ def stream(programs, name, count, numbered):
 
 def soak(programs, count):
     """Streams small notifications and notifications of a region's size."""
-    lines = ["region-data 1 0 %08x\n" % number for number in range(NUMBERS)]
-    stream(programs, "4 bytes each", count, lines)
-    rest = "5a" * (REGION_SIZE - 4)
-    lines = ["region-data 1 0 %08x%s\n" % (number, rest) for number in range(REGION_NUMBERS)]
-    stream(programs, "%d bytes each" % REGION_SIZE, max(count // 100, 1), lines)
+    stream(programs, count, numbers=100000, size=4)
+    stream(programs, max(count // 100, 1), numbers=200, size=30720)
 
 
 # Concurrent calls
@@ -363,9 +287,8 @@ def soak(programs, count):
 
 def meetings(programs, seconds):
     """Makes calls on eight threads of one client while its service restarts."""
-    seed = os.environ.get("SOAK_SEED", "1")
     with Room(programs) as room:
-        words = (str(seconds), seed, room.service)
+        words = str(seconds), os.environ.get("SOAK_SEED", "1"), room.service
         with room.start("soak_meetings", *words) as callers:
             finish(callers)
 
