@@ -53,6 +53,7 @@ private:
 
     void StartService();
     void EndService();
+    void Kill();
     void Disturb();
     void Publish();
     void CheckSubscriptions();
@@ -86,6 +87,7 @@ void Meetings::Run(seconds duration)
             Disturb();
         }
         callers.Pause();
+        Kill();  // now no call but the receiving one renews subscriptions
         CheckSubscriptions();
         CheckJournal();
     }
@@ -114,16 +116,21 @@ void Meetings::EndService()
     }
 }
 
+void Meetings::Kill()
+{
+    service.reset();
+    ++kills;
+    Pause(200);
+    StartService();
+}
+
 void Meetings::Disturb()
 {
     Pause(300);
     switch (Below(5)) {
     case 0:
     case 1:
-        service.reset();
-        ++kills;
-        Pause(200);
-        StartService();
+        Kill();
         break;
     case 2:
         EndService();
