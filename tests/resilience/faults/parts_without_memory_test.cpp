@@ -1,7 +1,5 @@
-// Parts of both programs when an allocation fails: what they lose and report.
+// Parts of the library and the service when an allocation fails: what they lose and report.
 
-#include "cli/SubtitleMgrCli.h"
-#include "cli/process_objects.h"
 #include "simulator/journal/logs.h"
 #include "simulator/listener.h"
 #include "simulator/server.h"
@@ -22,8 +20,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <new>
 #include <set>
@@ -32,29 +32,6 @@ using namespace platform;
 using namespace sim;
 
 namespace {
-
-template <typename Action>
-std::string ErrorsWithout(int number, Action action)
-{
-    return ErrorsOf([&] {
-        OutputOf([&] {
-            const RefusedAllocation refused(number);
-            action();
-        });
-    });
-}
-
-TEST(ClientWithoutMemory, ReportsFailedLogLevels)
-{
-    SubtitleMgrCli client;
-    int result = -1;
-    EXPECT_EQ(ErrorsWithout(0, [&] { result = client.SetLogLevel(linxIpc, "SubtitleMgr", 8); }),
-              "Error setting the log level of SubtitleMgr: Cannot allocate memory\n");
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ErrorsWithout(0, [&] { result = client.HandleLogLevel(linxIpc, "SubtitleMgr"); }),
-              "Error getting the log level of SubtitleMgr: Cannot allocate memory\n");
-    EXPECT_EQ(result, 2);
-}
 
 /// It must not keep the bytes of an earlier record.
 TEST(RecordWithoutMemory, ThrowsAndIsLeftEmpty)
@@ -78,107 +55,79 @@ TEST(RecordWithoutMemory, ThrowsAndIsLeftEmpty)
     EXPECT_EQ(palette.paletteData.size(), 4u);
 }
 
-class LogEntryWithoutMemory : public testing::Test {
-protected:
-    LogEntryWithoutMemory() { setenv("SUBTITLE_LOG", path.c_str(), 1); }
-    ~LogEntryWithoutMemory() override { unsetenv("SUBTITLE_LOG"); }
-
-    /// Refuses each allocation of \p write in turn. Each refusal must lose the whole entry.
-    /// \return the number of lost entries
-    template <typename Write>
-    int LoseEach(Write write)
-    {
-        for (int lost = 0; lost < 100; ++lost) {
-            if (!write(lost)) {
-                EXPECT_NE(ReadWholeFile(path).find("level=2 " + text + "\n"), std::string::npos);
-                return lost;
-            }
-            EXPECT_EQ(ReadWholeFile(path), "") << "allocation " << lost;
-        }
-        return -1;
-    }
-
+TEST(LogEntryWithoutMemory, IsLostAloneAndKeepsErrno)
+{
     const TempDir folder;
-    const std::string path = folder / "log";
-    const std::string text = std::string(100, 'x');
-};
-
-TEST_F(LogEntryWithoutMemory, LosesOneEntryOnly)
-{
-    const std::string process = "a process with a long name";
-    EXPECT_GT(LoseEach([&](int number) {
-                  const RefusedAllocation refused(number);
-                  errno = 77;
-                  EXPECT_NO_THROW(WriteLogEntry(logErrors, process, text));
-                  EXPECT_EQ(errno, 77);
-                  return refused.Happened();
-              }),
-              0);
-}
-
-TEST_F(LogEntryWithoutMemory, IsLostAtTheEndOfItsMessage)
-{
-    EXPECT_GT(LoseEach([&](int number) {
-                  auto message = std::make_unique<SysLogMsg>();
-                  message->Log(logErrors, "a process with a long name") << text;
-                  const RefusedAllocation refused(number);
-                  message.reset();  // an exception in the destructor would end the program
-                  return refused.Happened();
-              }),
-              0);
+    setenv("SUBTITLE_LOG", (folder / "log").c_str(), 1);
+    const std::string text(100, 'x');
+    int number = 0;
+    for (bool wasRefused = true; wasRefused; ++number) {
+        auto message = std::make_unique<SysLogMsg>();
+        message->Log(logErrors, "a process with a long name") << text;
+        {
+            const RefusedAllocation refused(number);
+            errno = 77;
+            message.reset();  // an exception in the destructor would end the program
+            EXPECT_EQ(errno, 77);
+            wasRefused = refused.Happened();
+        }
+        EXPECT_EQ(ReadWholeFile(folder / "log").empty(), wasRefused) << "allocation " << number;
+    }
+    EXPECT_GT(number, 1);
+    unsetenv("SUBTITLE_LOG");
 }
 
 TEST(StreamWithoutMemory, LosesNoByte)
 {
-    const std::string frame = FrameBytes(FrameKind::Notification, 0x1234, 4, "payload");
-    const std::string stream = frame + frame.substr(0, 20);
+    const std::string large(3000, 'y');
+    std::string rest = FrameBytes(FrameKind::Notification, 0x1234, 4, "payload") +
+                       FrameBytes(FrameKind::Notification, 0x1234, 4, large);
     InputBlocks input;
-    std::size_t size = 0;
-    {
-        const RefusedAllocation refused(0);
-        EXPECT_EQ(input.Room(size), nullptr);
-    }
-    unsigned char* room = input.Room(size);
-    ASSERT_GE(size, 1000u);
-    std::memcpy(room, stream.data(), stream.size());
-    input.Received(stream.size());
     ReceivedFrame held{};
     const char* problem = nullptr;
-    ASSERT_EQ(input.Next(held, problem), InputBlocks::Cut::Frame);
-    // A large frame that has begun needs another block while the first one is held.
-    const std::string large =
-        FrameBytes(FrameKind::Notification, 0x1234, 4, std::string(3000, 'y'));
-    std::string rest = frame.substr(20) + large;
-    for (bool wasRefused = false; !rest.empty();) {
-        const RefusedAllocation refused(wasRefused ? 1000 : 0);
-        room = input.Room(size);
-        if (!room) {
-            ASSERT_FALSE(wasRefused);
-            wasRefused = true;
-            continue;
+    unsigned refusals = 0;
+    while (!rest.empty()) {
+        std::size_t size = 0;
+        {
+            const RefusedAllocation refused(0);
+            const bool hasRoom = input.Room(size) != nullptr;
+            ASSERT_NE(hasRoom, refused.Happened());
+            refusals += refused.Happened();
         }
+        unsigned char* const room = input.Room(size);
         const std::size_t count = std::min({size, rest.size(), std::size_t{400}});
         std::memcpy(room, rest.data(), count);
         input.Received(count);
         rest.erase(0, count);
+        if (!held.payload) {  // while it is held, the large one needs another block
+            ASSERT_EQ(input.Next(held, problem), InputBlocks::Cut::Frame);
+        }
     }
+    EXPECT_GT(refusals, 1u);
     ReceivedFrame second{};
     ASSERT_EQ(input.Next(second, problem), InputBlocks::Cut::Frame);
-    EXPECT_EQ(std::memcmp(second.payload, "payload", 7), 0);
-    ReceivedFrame third{};
-    ASSERT_EQ(input.Next(third, problem), InputBlocks::Cut::Frame);
-    EXPECT_EQ(third.header.length, 3000u);
+    EXPECT_EQ(std::memcmp(second.payload, large.data(), large.size()), 0);
     EXPECT_EQ(std::memcmp(held.payload, "payload", 7), 0);
 }
 
 TEST(ServiceWithoutMemory, CannotStart)
 {
+    setenv("LINX_DIR", "not an absolute path", 1);
     Arguments arguments(
         {"SubtitleMgrSim", "--name=a name of so many letters that it needs memory"});
-    int status = -1;
-    EXPECT_EQ(ErrorsWithout(0, [&] { status = RunSimulator(2, arguments.Words()); }),
-              "SubtitleMgrSim: std::bad_alloc\n");
-    EXPECT_EQ(status, 1);
+    const auto start = [&](int number, bool& wasRefused) {
+        return ErrorsOf([&] {
+            const RefusedAllocation refused(number);
+            EXPECT_EQ(RunSimulator(2, arguments.Words()), 1);
+            wasRefused = refused.Happened();
+        });
+    };
+    bool wasRefused = false;
+    EXPECT_EQ(start(0, wasRefused), "SubtitleMgrSim: std::bad_alloc\n");
+    for (int number = 1; wasRefused; ++number) {
+        start(number, wasRefused);
+    }
+    unsetenv("LINX_DIR");
 }
 
 /// Three clients: the first one makes requests, the others send a quit message, so that the service
@@ -193,14 +142,9 @@ protected:
         std::string said;
         std::string journalled;
         std::vector<unsigned int> received;  ///< message numbers that the first client received
-
-        bool Received(unsigned int messageId) const
-        {
-            return std::count(received.begin(), received.end(), messageId) > 0;
-        }
     };
 
-    Outcome RunWithout(int number, const std::vector<FaultSpec>& faults = {})
+    Outcome RunWithout(int number, const std::vector<FaultSpec>& faults)
     {
         Outcome outcome;
         Listener listener;
@@ -226,9 +170,8 @@ protected:
         {
             Server server(listener, options, logs);
             EXPECT_TRUE(server.Open(problem)) << problem;
-            for (const FaultSpec& fault : faults) {
-                server.Cause(fault);
-            }
+            std::for_each(faults.begin(), faults.end(),
+                          [&](const FaultSpec& fault) { server.Cause(fault); });
             outcome.said = ErrorsOf([&] {
                 const RefusedAllocation refused(number);
                 EXPECT_NO_THROW(server.Run()) << "allocation " << number;
@@ -245,39 +188,50 @@ protected:
         return outcome;
     }
 
+    /// Refuses each allocation in turn. \return the outcomes, by what the service says, and "none"
+    /// of a run without a refusal
+    std::map<std::string, Outcome> RunWithoutEach(const std::vector<FaultSpec>& faults = {})
+    {
+        std::map<std::string, Outcome> outcomes;
+        Outcome outcome;
+        for (int number = 0; (outcome = RunWithout(number, faults)).wasRefused; ++number) {
+            outcomes[outcome.said] = outcome;
+        }
+        outcomes["none"] = outcome;
+        return outcomes;
+    }
+
     const TempDir folder;
 };
 
 TEST_F(RunningService, ReportsItsLossesWithoutMemory)
 {
+    const std::string lost = "SubtitleMgrSim: client 1: there is no memory for its notifications\n";
+    const std::string caughtUp = "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n";
+    const std::string recording =
+        "SubtitleMgrSim: the recording is not complete: Cannot allocate memory\n";
     const std::string refusal = "SubtitleMgrSim: client 1: refused: there is no memory for it\n";
-    std::set<std::string> said;
-    int number = 0;
-    for (Outcome outcome; (outcome = RunWithout(number)).wasRefused; ++number) {
-        ASSERT_LT(number, 200);
-        said.insert(outcome.said);
-        if (outcome.said == refusal) {
-            EXPECT_TRUE(outcome.Received(messages::setRegionData + 1));
-            EXPECT_FALSE(outcome.Received(messages::regionDataItem));
-            EXPECT_EQ(outcome.journalled.find("SetRegionData"), std::string::npos);
-        }
-    }
-    const std::vector<unsigned int> everything = {
-        messages::subscribe + 1, messages::setRegionData + 1, messages::regionDataItem};
-    EXPECT_EQ(RunWithout(1000).received, everything);
     const std::set<std::string> expected = {
+        "none",
         refusal,
         "SubtitleMgrSim: there is no memory for a client; it was turned away\n",
         "SubtitleMgrSim: client 1: dropped: there is no memory for what it sends\n",
-        "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
-        "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
-        "SubtitleMgrSim: client 1: there is no memory for its notifications\n"
-        "SubtitleMgrSim: the recording is not complete: Cannot allocate memory\n"
-        "SubtitleMgrSim: client 1: has caught up; notifications lost: 1\n",
+        lost + caughtUp,
+        lost + recording + caughtUp,
         "SubtitleMgrSim: client 2: dropped: there is no memory for what it sends\n",
         "SubtitleMgrSim: the journal is not complete: Cannot allocate memory\n",
-        "SubtitleMgrSim: the recording is not complete: Cannot allocate memory\n"};
+        recording};
+    auto outcomes = RunWithoutEach();
+    std::set<std::string> said;
+    for (const auto& entry : outcomes) {
+        said.insert(entry.first);
+    }
     EXPECT_EQ(said, expected);
+    std::vector<unsigned int> replies = {messages::subscribe + 1, messages::setRegionData + 1};
+    EXPECT_EQ(outcomes[refusal].received, replies);
+    EXPECT_EQ(outcomes[refusal].journalled.find("SetRegionData"), std::string::npos);
+    replies.push_back(messages::regionDataItem);
+    EXPECT_EQ(outcomes["none"].received, replies);
 }
 
 TEST_F(RunningService, DropsAClientWithoutMemoryForReplies)
@@ -285,13 +239,8 @@ TEST_F(RunningService, DropsAClientWithoutMemoryForReplies)
     FaultSpec late;
     std::string problem;
     ASSERT_TRUE(ParseFault({"late", "delay=0"}, late, problem)) << problem;
-    std::set<std::string> said;
-    int number = 0;
-    for (Outcome outcome; (outcome = RunWithout(number, {late})).wasRefused; ++number) {
-        ASSERT_LT(number, 200);
-        said.insert(outcome.said);
-    }
-    EXPECT_EQ(said.count("SubtitleMgrSim: client 1: dropped: there is no memory for its replies\n"),
+    EXPECT_EQ(RunWithoutEach({late}).count(
+                  "SubtitleMgrSim: client 1: dropped: there is no memory for its replies\n"),
               1u);
 }
 

@@ -20,6 +20,8 @@
 
 namespace {
 
+using Extent = RefusedAllocation::Extent;
+
 class RefusedMemory : public testing::Test {
 protected:
     RefusedMemory()
@@ -50,13 +52,12 @@ protected:
         *static_cast<unsigned*>(count) += static_cast<unsigned>(text.size() / 100);
     }
 
-    /// Refuses the first, second, third ... allocation of \p operation on a new endpoint, alone and
-    /// with all that follow, until the operation succeeds. \p prepare runs before, with enough
-    /// memory.
-    static void RefuseEach(const std::function<void(LinxIpc&)>& prepare,
-                           const std::function<int(LinxIpc&)>& operation)
+    using Call = std::function<int(LinxIpc&)>;
+
+    /// Refuses the first, second, third ... allocation of \p call on a new endpoint, alone and with
+    /// all that follow, until the call succeeds. \p prepare runs before, with enough memory.
+    static void RefuseEach(const std::function<void(LinxIpc&)>& prepare, const Call& call)
     {
-        using Extent = RefusedAllocation::Extent;
         for (const Extent extent : {Extent::One, Extent::AllThatFollow}) {
             unsigned refusals = 0;
             for (int number = 0; number < 200; ++number) {
@@ -66,7 +67,7 @@ protected:
                 bool wasRefused = false;
                 {
                     const RefusedAllocation refused(number, extent);
-                    EXPECT_NO_THROW(result = operation(ipc)) << "allocation " << number;
+                    EXPECT_NO_THROW(result = call(ipc)) << "allocation " << number;
                     wasRefused = refused.Happened();
                 }
                 if (!wasRefused) {
@@ -88,6 +89,13 @@ protected:
         return SubtitleClient(ipc, 2000).Subscribe(6, 15132, unused, CountOne, &count);
     }
 
+    static int Show(LinxIpc& ipc)
+    {
+        RegionVisItem item;
+        item.regionId = 3;
+        return SubtitleClient(ipc, 2000).SetRegionVisibility(item);
+    }
+
     const TempDir folder;
     SimulatedService service{folder.Path()};
 };
@@ -95,54 +103,31 @@ protected:
 void Nothing(LinxIpc&) {}
 void Init(LinxIpc& ipc) { EXPECT_EQ(ipc.Init(), 0); }
 
-TEST_F(RefusedMemory, IsAnErrorOfInit)
+TEST_F(RefusedMemory, IsAnErrorOfEveryCall)
 {
     RefuseEach(Nothing, [](LinxIpc& ipc) { return ipc.Init(); });
-}
-
-TEST_F(RefusedMemory, IsAnErrorOfARequest) { RefuseEach(Init, Ping); }
-
-TEST_F(RefusedMemory, IsAnErrorOfAOneWayMessage)
-{
-    RefuseEach(Init, [](LinxIpc& ipc) {
-        IpcMessage message;
-        const int error = message.Allocate(0x1234, 0, nullptr);
-        return error != 0 ? error : ipc.Notify("SubtitleMgr", message, true);
-    });
-}
-
-TEST_F(RefusedMemory, IsAnErrorOfASubscription)
-{
     unsigned count = 0;
-    RefuseEach(Init, [&](LinxIpc& ipc) { return Subscribe(ipc, count); });
-}
-
-TEST_F(RefusedMemory, IsAnErrorOfEverySubtitleClientCall)
-{
-    using Operation = std::function<int(SubtitleClient&)>;
-    const Operation operations[] = {
-        [](SubtitleClient& client) { return client.Unsubscribe(6); },
-        [](SubtitleClient& client) { return client.InvertRegionData(2); },
-        [](SubtitleClient& client) { return client.RefreshRegions(); },
-        [](SubtitleClient& client) {
-            RegionVisItem item;
-            item.regionId = 3;
-            return client.SetRegionVisibility(item);
+    const Call calls[] = {
+        Ping,
+        [](LinxIpc& ipc) {
+            IpcMessage message;
+            const int error = message.Allocate(0x1234, 0, nullptr);
+            return error != 0 ? error : ipc.Notify("SubtitleMgr", message, true);
         },
-        [](SubtitleClient& client) {
-            return client.SendSensorUpdate(static_cast<e_Sensors>(1), true) ? 0 : 1;
+        [&](LinxIpc& ipc) { return Subscribe(ipc, count); },
+        [](LinxIpc& ipc) { return SubtitleClient(ipc, 2000).Unsubscribe(6); },
+        [](LinxIpc& ipc) { return SubtitleClient(ipc, 2000).InvertRegionData(2); },
+        [](LinxIpc& ipc) {
+            return SubtitleClient(ipc, 2000).SendSensorUpdate(e_SensorLights, true) ? 0 : 1;
         },
+        Show,
     };
-    for (const Operation& operation : operations) {
-        RefuseEach(Init, [&](LinxIpc& ipc) {
-            SubtitleClient client(ipc, 2000);
-            return operation(client);
-        });
+    for (const Call& call : calls) {
+        RefuseEach(Init, call);
         LinxIpc ipc("AnEndpointWithANameOfManyLetters");
         Init(ipc);
-        SubtitleClient client(ipc, 2000);
         const RefusedAllocation refused(0);
-        EXPECT_NE(operation(client), 0);
+        EXPECT_NE(call(ipc), 0);
     }
 }
 
@@ -153,9 +138,7 @@ TEST_F(RefusedMemory, LosesOneNotificationInAHandler)
         [&](LinxIpc& ipc) {
             Init(ipc);
             EXPECT_EQ(Subscribe(ipc, count), 0);
-            RegionVisItem item;
-            item.regionId = 3;
-            EXPECT_EQ(SubtitleClient(ipc, 2000).SetRegionVisibility(item), 0);
+            EXPECT_EQ(Show(ipc), 0);
         },
         [](LinxIpc& ipc) { return ipc.Receive(2000, 0, LinxIpc::emptyString, nullptr); });
     EXPECT_GT(count, 0u);
@@ -169,7 +152,7 @@ TEST_F(RefusedMemory, EndsARequestBeforeItsTime)
         Init(ipc);
         const auto start = std::chrono::steady_clock::now();
         {
-            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            const RefusedAllocation refused(number, Extent::AllThatFollow);
             Ping(ipc);
         }
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1900))
@@ -190,7 +173,7 @@ TEST_F(RefusedMemory, MakesReceivePauseWhileItConnectsAgain)
         service.Start();
         const auto start = std::chrono::steady_clock::now();
         {
-            const RefusedAllocation refused(number, RefusedAllocation::Extent::AllThatFollow);
+            const RefusedAllocation refused(number, Extent::AllThatFollow);
             error = ipc.Receive(600, 0, LinxIpc::emptyString, nullptr);
         }
         EXPECT_TRUE(error == ETIMEDOUT || error == ENOMEM) << error;
