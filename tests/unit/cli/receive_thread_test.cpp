@@ -14,9 +14,12 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <unistd.h>
 
 namespace {
+
+static_assert(std::is_same_v<decltype(subscribed), volatile bool>, "one plain byte, without lock");
 
 std::atomic<int> calls{0};
 std::atomic<bool> calledOnMainThread{false};

@@ -9,11 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <string>
-
 /// The interactive console on an endpoint that is not open, so that every request fails at once.
-/// Tests with real processes check the requests.
 class ConsoleRun : public testing::Test {
 protected:
     ConsoleRun()
@@ -23,20 +19,6 @@ protected:
     }
     ~ConsoleRun() override { subscribed = false; }
 
-    /// Runs the console on \p typed, which must end with a key that leaves it.
-    /// \return its standard output; standard error goes to `errors`
-    std::string Run(const std::string& typed)
-    {
-        TypedInput input(typed);
-        std::string output;
-        errors =
-            ErrorsOf([&] { output = OutputOf([this] { result = client.ExecuteTestMode(); }); });
-        rest = input.Rest();
-        return output;
-    }
-
     SubtitleMgrCli client;
-    std::string errors;
-    std::string rest;  ///< of the typed text
     unsigned result = 0;
 };
