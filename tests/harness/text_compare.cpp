@@ -4,27 +4,14 @@
 
 namespace {
 
-constexpr int linesShown = 2;             // before and after the line with the difference
-constexpr std::size_t bytesShown = 1000;  // limit for long lines
+constexpr std::size_t bytesShown = 80;  // before and after the difference: a few lines
 
-/// The lines of \p text around \p difference, the first position where the texts differ.
 std::string Around(const std::string& text, std::size_t difference)
 {
-    std::size_t begin = difference;
-    for (int lines = 0; begin > 0 && difference - begin < bytesShown; --begin) {
-        lines += text[begin - 1] == '\n' ? 1 : 0;
-        if (lines > linesShown) {
-            break;
-        }
-    }
-    std::size_t end = difference;
-    for (int lines = 0; end < text.size() && end - difference < bytesShown && lines <= linesShown;
-         ++end) {
-        lines += text[end] == '\n' ? 1 : 0;
-    }
-    return (begin > 0 ? "[...]\n" : "") + VisibleText(text.substr(begin, difference - begin)) +
-           ">>>HERE>>>" + VisibleText(text.substr(difference, end - difference)) +
-           (end < text.size() ? "[...]" : "");
+    const std::size_t begin = difference - std::min(difference, bytesShown);
+    return (begin > 0 ? "[...]" : "") + VisibleText(text.substr(begin, difference - begin)) +
+           ">>>HERE>>>" + VisibleText(text.substr(difference, bytesShown)) +
+           (text.size() - difference > bytesShown ? "[...]" : "");
 }
 
 }  // namespace

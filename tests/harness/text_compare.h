@@ -8,7 +8,7 @@
 /// as \n and a real newline, each other byte as \xNN.
 std::string VisibleText(const std::string& text);
 
-/// Success when both have the same bytes, else the lines of both around the first difference.
+/// Success when both have the same bytes, else the parts of both around the first difference.
 testing::AssertionResult CompareTexts(const char* actualExpression, const char* expectedExpression,
                                       const std::string& actual, const std::string& expected);
 

@@ -3,7 +3,6 @@
 #include "cli/SubtitleMgrCli.h"
 #include "cli/process_objects.h"
 #include "stats/SubtitleStats.h"
-#include "tests/harness/console_texts.h"
 #include "tests/harness/text_compare.h"
 #include "tests/unit/captured_console.h"
 
