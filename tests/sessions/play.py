@@ -70,8 +70,6 @@ def parse():
     )
     parser.add_argument("--on", choices=MEDIA, action="append", help="default: both")
     parser.add_argument("--folder", default=HERE, help="the folder of the session files")
-    parser.add_argument("--jobs", type=int, default=4, help="sessions at a time, default 4")
-    parser.add_argument("--list", action="store_true", help="print the names and play nothing")
     return parser.parse_args()
 
 
@@ -80,9 +78,6 @@ def main():
     options = parse()
     begin = time.monotonic()
     sessions = chosen_sessions(options.folder, options.names)
-    if options.list:
-        print("\n".join(session.name for session in sessions))
-        return 0
     for session in sessions:
         session.texts["client"] = os.path.join(os.path.abspath(options.programs), "SubtitleMgrCli")
     plays = [
@@ -92,7 +87,7 @@ def main():
         if belongs_on(medium, session)
     ]
     failed = 0
-    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
         results = pool.map(lambda it: play(it[0], options.programs, it[1]), plays)
         for (session, medium), result in zip(plays, results):
             if result:

@@ -11,26 +11,15 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True  # keeps the source folder clean
-
-# pylint: disable=wrong-import-position
-from byte_words import byte_words
-
 PROGRAMS = sys.argv.pop(1)
-HERE = os.path.dirname(os.path.abspath(__file__))
+PLAY = os.path.join(os.path.dirname(os.path.abspath(__file__)), "play.py")
 
 RIGHT = """\
 === Right
---- file bitmap: 01 02
 --- file pal: 1024*00
 --- console -p -i
 Let's Ping
 Successful Ping
-{menu unsubscribed}
-<3>
-Enter region ID: <3>
-Enter filename:  <bitmap>
-Enter file size: <2>
 {menu unsubscribed}
 <5 2 pal t f k>
 Enter region ID:   Enter filename:    RGB palette (t/f): Converting palette of size 1024...Done
@@ -43,11 +32,9 @@ Quit issued
 <x>
 --- requests
 Ping
-SetRegionData regionId=3 subtitleFormat=0: 01 02
 SetPaletteData regionId=2 fill=false backgroundCode=1: 256*(10 80 80 00)
 Quit
 --- log
-level=8 SubtitleRegion::UpdateRegionFile() - Successfully opened file bitmap
 level=8 SubtitleRegion::UpdateRegionFile() - Successfully opened file pal
 level=8 Successfully opened output file pal.out
 --- file pal.out: 256*(10 80 80 00)
@@ -64,38 +51,27 @@ ENDLESS = """\
 """
 OUTPUT = "standard output differs"
 STREAM = "standard (output|error) differs"  # on a terminal they are one
-REQUESTS = "the requests differ from number %d on"
-ENTRIES = "the log entries differ from number 2 on"
-OPENED_PAL = "level=8 SubtitleRegion::UpdateRegionFile() - Successfully opened file pal\n"
 LEAVE_A_FILE = "through sh -c 'touch $LINX_DIR/left; exec \"$@\"' sh\n"
 # Changes of a correct session: old text, new text, the number of the reported line (the session's
 # head is 1) and the message.
 PLANTED = [
-    ("Successful Ping", "Successful Pong", 6, OUTPUT),
-    ("Let's Ping\n", "", 5, OUTPUT),
-    ("Enter file size: <2>", "Enter file size:<2>", 11, OUTPUT),
-    ("{menu unsubscribed}\n<5", "{menu subscribed}\n<5", 12, OUTPUT),
-    ("! Shut down Requested", "! Shut down requested", 17, STREAM),
+    ("Successful Ping", "Successful Pong", 5, OUTPUT),
     ("! Shut down Requested\n", "", None, STREAM),
-    ("<x>\n", "<x>\nMore\n", 22, OUTPUT),
-    ("Ping\nSetRegion", "SetRegion", 23, REQUESTS % 1),
-    ("regionId=3", "regionId=4", 24, REQUESTS % 2),
-    ("=0: 01 02", "=0: 01 03", 24, REQUESTS % 2),
-    ("Quit\n---", "---", 25, REQUESTS % 4),
-    (OPENED_PAL, "", 29, ENTRIES),
-    ("file bitmap\nlevel=8", "file bitmap\nlevel=2", 29, ENTRIES),
-    ("pal.out: 256*(10", "pal.out: 256*(11", 31, "file 'pal.out' differs at byte 0"),
+    ("<x>\n", "<x>\nMore\n", 16, OUTPUT),
+    ("Ping\nSetPalette", "SetPalette", 17, "the requests differ from number 1 on"),
+    ("1: 256*(10 80 80 00)", "1: 256*(10 80 80 01)", 18, "the requests differ from number 2 on"),
+    ("level=8 Succ", "level=2 Succ", 22, "the log entries differ from number 2 on"),
+    ("pal.out: 256*(10", "pal.out: 256*(11", 23, "file 'pal.out' differs at byte 0"),
     ("--- file pal.out: 256*(10 80 80 00)\n", "", 1, "a file 'pal.out' was made"),
-    ("--- file pal.out", "--- file none: 00\n--- file pal.out", 31, "there is no file 'none'"),
-    ("--- requests", "--- exits SIGINT\n--- requests", 4, "the client ends with 0"),
+    ("--- file pal.out", "--- file none: 00\n--- file pal.out", 23, "there is no file 'none'"),
+    ("--- requests", "--- exits SIGINT\n--- requests", 3, "the client ends with 0"),
     ("console", LEAVE_A_FILE + "--- console", 1, r"the messaging directory .* \['left'\]"),
-    ("=> service ends", "=> service sleeps", 20, "no such event: service sleeps"),
-    ("=0: 01 02", "=0: 01 2", 24, "not bytes:  2"),
+    ("=> service ends", "=> service sleeps", 14, "no such event: service sleeps"),
+    ("pal: 1024*00", "pal: 1024*0", 2, "not bytes: 0"),
 ]
 PLANTED_ENDLESS = [
     ("<s>", "<s>\n{report}\n{menu unsubscribed}\n<x>", 3, "the client ends"),
     ("{report}\n", "", 7, OUTPUT),
-    ("{for ever}\n", "", None, OUTPUT),
 ]
 HANGING = (
     "=== Hangs\n--- fifo pipe\n--- console\n{menu unsubscribed}\n<3 3 pipe 4>\n"
@@ -109,15 +85,7 @@ def play(sessions, *options, seconds="20"):
         with open(os.path.join(folder, "planted.session"), "w", encoding="utf-8") as file:
             file.write(sessions)
         result = subprocess.run(
-            [
-                sys.executable,
-                os.path.join(HERE, "play.py"),
-                "--programs",
-                PROGRAMS,
-                "--folder",
-                folder,
-                *options,
-            ],
+            [sys.executable, PLAY, "--programs", PROGRAMS, "--folder", folder, *options],
             env={**os.environ, "SUBTITLE_TEST_SECONDS": seconds},
             capture_output=True,
             text=True,
@@ -142,12 +110,10 @@ class Play(unittest.TestCase):
                 self.assertEqual(session.count(before), 1, before)
                 head = text.count("\n")
                 text += session.replace("Right", name, 1).replace(before, after)
-                media = ("pipe",) if session is ENDLESS else ("pipe", "terminal")
-                places.append((name, media, head + line if line else None, what))
-        for medium in ("pipe", "terminal"):
-            status, said = play(text, "--on", medium)
-            self.assertEqual(status, 1)
-            for name, _, line, what in (place for place in places if medium in place[1]):
+                places.append((name, session is RIGHT, head + line if line else None, what))
+        said = play(text)[1]
+        for name, on_both, line, what in places:
+            for medium in ("pipe", "terminal") if on_both else ("pipe",):
                 with self.subTest(planted=name, medium=medium):
                     found = re.search(
                         r"^planted\.%s fails on a %s:\n\S*planted\.session:(\d+): "
@@ -157,8 +123,7 @@ class Play(unittest.TestCase):
                         re.MULTILINE,
                     )
                     self.assertTrue(found, said[-3000:])
-                    if line:
-                        self.assertEqual(int(found[1]), line, found[0])
+                    self.assertEqual(int(found[1]), line or int(found[1]), found[0])
                     self.assertRegex(found[2], what)
                     self.assertLessEqual(found[3].count("\n"), 5, found[0])
 
@@ -166,25 +131,6 @@ class Play(unittest.TestCase):
         status, said = play(HANGING, "--on", "pipe", seconds="1")
         self.assertEqual(status, 1)
         self.assertIn("planted.session:6: standard output differs\n", said)
-
-    def test_refuses_unknown_words(self):
-        self.assertIn(
-            "planted.session:6: there is no text {Such}",
-            play(RIGHT.replace("Successful Ping", "{Such}"))[1],
-        )
-        self.assertIn(
-            "planted.session:1: no such section here: words", play("--- words\n" + RIGHT)[1]
-        )
-        self.assertEqual(play(RIGHT, "planted.None")[0], 1)
-
-    def test_reads_bytes_in_words(self):
-        self.assertEqual(
-            byte_words('ff 2*(00 2*01) "a" b+3', {"b": b"\x01\xfe"}),
-            b"\xff\x00\x01\x01\x00\x01\x01a\x04\x01",
-        )
-        for wrong in ("f", "(00", "00)", "2*", "fff"):
-            with self.assertRaises((ValueError, KeyError), msg=wrong):
-                byte_words(wrong, {})
 
 
 if __name__ == "__main__":

@@ -46,7 +46,7 @@ class Player:
         """Plays the session. Raises a Difference after an error."""
         with self.workspace:
             try:
-                self.make_services()
+                self.start_services()
                 for section in self.session.sections:
                     self.take(section)
                 self.check()
@@ -54,8 +54,7 @@ class Player:
                 for service in self.services.values():
                     service.kill()
 
-    def make_services(self):
-        """Makes the services, and starts those that must not start later."""
+    def start_services(self):
         for words in [section.words for section in self.session.of("service")] or [""]:
             options = shlex.split(words)
             if options == ["none"]:
@@ -67,10 +66,9 @@ class Player:
                         "\n".join(["wait-subscribers 1", *(text for _, text in section.lines), ""])
                     )
                 options += ["--play", path]
-            service = Service(self.workspace, [word for word in options if word != "later"])
+            service = Service(self.workspace, options)
             self.services[service.name] = service
-            if "later" not in options:
-                service.start()
+            service.start()
 
     def take(self, section):
         words = section.words

@@ -3,8 +3,8 @@
 import re
 
 from console_input import ConsoleInput
-from published_texts import published
 from scripted_platform import ScriptedPlatform
+from session_file import global_text
 from session_files import SessionFiles
 from traffic import Traffic
 
@@ -15,10 +15,11 @@ REGION_DATA_ITEM = 15129
 VISIBILITY_ITEM = 15132
 PALETTE_ITEM = 15133
 
-USAGE = published("usage")
-MAIN_MENU = published("menu").replace(b"{1}", b"%s")
-DYNAMIC_MENU = re.sub(rb"\{[1-4]\}", b"%d", published("dynamic-menu")).replace(b"{5}", b"%s")
-SENSOR_MENU = published("sensor-menu")
+# Texts with {1}, {2} and so on for their variable parts.
+USAGE, MAIN_MENU, DYNAMIC_MENU, SENSOR_MENU = (
+    re.sub(r"\{\d\}", "%s", global_text(name) + "\n").encode()
+    for name in ("usage", "menu", "dynamic-menu", "sensor-menu")
+)
 
 # Key: (sensor, on)
 # fmt: off
@@ -347,7 +348,8 @@ class Console:
         self.send_pattern(region, pattern, start, step, width, height)
         key = b"\0"
         while True:
-            self.line(DYNAMIC_MENU % (start, step, width, height, b"on" if shapes else b"off"))
+            numbers = (b"%d" % number for number in (start, step, width, height))
+            self.line(DYNAMIC_MENU % (*numbers, b"on" if shapes else b"off"))
             key = self.key(key)
             if key in (b"x", b"q"):
                 return

@@ -1,12 +1,12 @@
 """The traffic statistics: counters per region and format, and the report of them."""
 
-from published_texts import published
+from session_file import global_text
 
 REGIONS = 14
 FORMATS = 4
 MASK = 0xFFFFFFFF
 
-HEADER = published("report-head")
+HEADER = (global_text("report-head") + "\n").encode()
 
 
 def share(part, whole):
