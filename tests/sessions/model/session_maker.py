@@ -199,34 +199,12 @@ class SessionMaker:
         return pixels
 
 
-# For each menu the keys that open it, and its keys.
-MENUS = {
-    "main": (b"", b"12345678rsckxq"),
-    "dynamic": (b"7\n1\n", b"12345sxq"),
-    "sensor": (b"8\n", b"1234567890nmcsxq"),
-}
-SPACE = b" \t\n\v\f\r"
-
-
-def pressed(menu, keys, name):
-    return Session("%s menu, %s" % (menu, name), MENUS[menu][0] + keys + b"\nx\nx\nx\n")
-
-
-def first_keys(menu):
-    """Yields sessions with every byte as the first key of a menu."""
-    for key in range(256):
-        yield pressed(menu, bytes([key]), "key %d" % key)
-
-
-def second_keys(menu):
-    """Yields sessions with every pair of bytes; for each unknown key one session has all pairs."""
-    for key in range(256):
-        pairs = [bytes([key, second]) for second in range(256)]
-        if key in MENUS[menu][1] + SPACE:
-            for pair in pairs:
-                yield pressed(menu, pair, "keys %d and %d" % tuple(pair))
-        else:
-            yield pressed(menu, b"\n".join(pairs), "key %d and all others" % key)
+def first_keys():
+    """Yields sessions with every byte as the first key of each menu."""
+    for menu, opening in (("main", b""), ("dynamic", b"7\n1\n"), ("sensor", b"8\n")):
+        for key in range(256):
+            keys = opening + bytes([key]) + b"\nx\nx\nx\n"
+            yield Session("%s menu, key %d" % (menu, key), keys)
 
 
 DIALOGUES = (

@@ -117,4 +117,35 @@ TEST(FourteenRegions, CountOrReportEveryPairOfRegionAndFormat)
     EXPECT_TEXT(printed, expected);
 }
 
+/// The rows of a report of two regions, after these messages.
+std::string RowsAfter(std::vector<SizedRecord> records)
+{
+    SubtitleStats stats(2);
+    for (SizedRecord& record : records) {
+        stats.AddRegionData(record);
+    }
+    const std::string report = OutputOf([&] { stats.Display(); });
+    return report.substr(report.find("   1   F"));
+}
+
+TEST(Report, WrapsSumsAt32BitsBeforeTheyAreShared)
+{
+    // The region's bytes wrap: 4294967295 + 5 gives 4. All bytes: 4 + 16 = 20.
+    EXPECT_TEXT(RowsAfter({{1, 0, 4294967295u}, {1, 1, 5}, {2, 0, 16}}),
+                "   1   F        1 +      1 +      0 =      2   4294967295 +        5 +        0 = "
+                "       4     20.0 %\n"
+                "   2   F        1 +      0 +      0 =      1         16 +        0 +        0 = "
+                "      16     80.0 %\n\n\n");
+}
+
+TEST(Report, DistinguishesNoTrafficFromAWrapToZero)
+{
+    // The sum of all bytes wraps: 1 + 4294967295 gives 0. A share of 0 bytes is infinite.
+    EXPECT_TEXT(RowsAfter({{1, 0, 1}, {2, 2, 4294967295u}}),
+                "   1   F        1 +      0 +      0 =      1          1 +        0 +        0 = "
+                "       1      inf %\n"
+                "   2   F        0 +      0 +      1 =      1          0 +        0 + 4294967295 = "
+                "4294967295      inf %\n\n\n");
+}
+
 }  // namespace
