@@ -65,13 +65,4 @@ TEST_F(Garbage, ShortensABitmapThatCannotBeLonger)
     }
 }
 
-TEST_F(Garbage, LeavesTheGoodFrameAsItIs)
-{
-    RegionDataItem record;
-    record.data = {1, 2, 3};
-    const SharedFrame good = EncodeNotification(2, record);
-    WaysToSpoil(good);
-    EXPECT_EQ(BytesOf(good), NotificationBytes(2, 15129, RegionDataRecord(0, 0, "\1\2\3")));
-}
-
 }  // namespace

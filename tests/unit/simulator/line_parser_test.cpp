@@ -56,16 +56,11 @@ TEST_F(ControlLine, PublishesRecordsWithWordsForNumbers)
     EXPECT_EQ(Published("region-data 3 hd 10ff"), bitmap(2, 0));
     EXPECT_EQ(Published("region-data 3 sd 10ff"), bitmap(3, 1));
     EXPECT_EQ(Published("region-data 3 cif 10FF"), bitmap(4, 2));
-    EXPECT_EQ(Published("region-data 3 2 10ff"), bitmap(4, 2));
     EXPECT_EQ(Published("region-data 3 255 10ff"), bitmap(12, 255));
-    for (const auto* const yes : {"t", "true", "yes", "on"}) {
-        EXPECT_EQ(Published(std::string("visibility 3 ") + yes),
-                  NotificationBytes(6, 15132, VisibilityRecord(3, true)));
-    }
-    for (const auto* const no : {"f", "false", "no", "off"}) {
-        EXPECT_EQ(Published(std::string("palette 2 31 ") + no + " 10ff"),
-                  NotificationBytes(10, 15133, PaletteRecord(2, 31, false, "\x10\xff")));
-    }
+    EXPECT_EQ(Published("visibility 3 yes"),
+              NotificationBytes(6, 15132, VisibilityRecord(3, true)));
+    EXPECT_EQ(Published("palette 2 31 off 10ff"),
+              NotificationBytes(10, 15133, PaletteRecord(2, 31, false, "\x10\xff")));
 }
 
 TEST_F(ControlLine, WaitsAndLogs)
@@ -80,15 +75,11 @@ TEST_F(ControlLine, WaitsAndLogs)
     EXPECT_EQ(step.kind, Step::Kind::Log);
     EXPECT_EQ(*step.text, "brightness ?[2J \xc3\xbc");
     std::int64_t us = 0;
-    const struct {
-        const char* line;
-        std::int64_t us;
-    } sleeps[] = {
-        {"sleep 500", 500000}, {"sleep 0.5", 500}, {"sleep 5ms", 5000}, {"sleep 2s", 2000000}};
-    for (const auto& row : sleeps) {
-        const words::Line sleep = words::SplitLine(row.line);
-        EXPECT_TRUE(parser.Find(sleep) != nullptr && parser.Sleep(sleep, us)) << row.line;
-        EXPECT_EQ(us, row.us) << row.line;
+    for (const auto& [text, expected] :
+         {std::pair("sleep 0.5", 500), std::pair("sleep 2s", 2000000)}) {
+        const words::Line sleep = words::SplitLine(text);
+        EXPECT_TRUE(parser.Find(sleep) != nullptr && parser.Sleep(sleep, us)) << text;
+        EXPECT_EQ(us, expected) << text;
     }
 }
 
@@ -100,24 +91,17 @@ TEST_F(ControlLine, IsRefusedWithEachMistake)
         const char* mistakes;
     } rows[] = {
         {"\tpalete 1", "2: unknown directive 'palete'; did you mean palette?\n"},
-        {"end", "1: end is allowed only in a scenario\n"},
-        {"visibility 3", "1: expected: visibility REGION true|false\n"},
         {"region-data 256 2 00", "13: region '256' is not a number from 0 to 255\n"},
-        {"region-data -1 2 00", "13: region '-1' is not a number from 0 to 255\n"},
-        {"region-data 1 99999999999999999999999 00",
-         "15: format '99999999999999999999999' is not hd, sd, cif or a number from 0 to 255\n"},
         {"region-data 1 CIF 00",
          "15: format 'CIF' is not hd, sd, cif or a number from 0 to 255; did you mean cif?\n"},
         {"palette 1 256 t -", "11: background code '256' is not a number from 0 to 255\n"},
         {"visibility 3 ture", "14: visible 'ture' is not true or false; did you mean true?\n"},
         {"palette 3 1 2 -", "13: fill '2' is not true or false\n"},
-        {"palette 3 2 t --", "15: '--' is not hex bytes, @FILE or -\n"},
         {"region-data 3 2 0", "17: '0' is not hex bytes, @FILE or -\n"},
         {"region-data 3 2 g0", "17: 'g0' is not hex bytes, @FILE or -\n"},
         {"region-data 1 0 @missing", "17: '@missing' cannot be read: No such file or directory\n"},
         {"region-data 1 0 @", "17: '@' cannot be read: Is a directory\n"},
         {"region-data 1 0 @fifo", "17: '@fifo' cannot be read: not a file\n"},
-        {"region-data 1 0 @/dev/zero", "17: '@/dev/zero' cannot be read: not a file\n"},
         {"sleep 1m", "7: '1m' is not a time like 500 (milliseconds), 500ms or 2s\n"},
         {"wait-subscribers 5",
          "18: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12\n"},

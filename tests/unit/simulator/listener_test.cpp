@@ -30,15 +30,7 @@ protected:
     }
 
     const TempDir folder;
-    const std::string path = folder / "SubtitleMgr";
-    const std::string lock = path + ".lock";
 };
-
-TEST_F(Listener, RemovesItsFilesAtItsEnd)
-{
-    EXPECT_EQ(Refusal(), "");
-    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
-}
 
 TEST_F(Listener, IsRefusedForTheReasonOfItsDirectory)
 {
@@ -46,15 +38,19 @@ TEST_F(Listener, IsRefusedForTheReasonOfItsDirectory)
     EXPECT_EQ(Refusal(), "messaging directory " + folder.Path() + ": has another mode than 0700");
 }
 
-TEST_F(Listener, IsRefusedUnderAnInvalidEndpointName)
+TEST_F(Listener, IsRefusedUnderANameThatCannotBeUsed)
 {
-    EXPECT_EQ(Refusal("../SubtitleMgr"), "not an endpoint name");
-}
-
-TEST_F(Listener, IsRefusedUnderANameThatNoSocketAddressHolds)
-{
-    const std::string name(100, 'n');
-    EXPECT_EQ(Refusal(name), folder / name + ": the name is too long for a socket");
+    WriteWholeFile(folder / "file", "");
+    const std::string tooLong(100, 'n');
+    const std::string notAFolder = ": the folder cannot be opened: Not a directory";
+    for (const auto& [name, reason] :
+         {std::pair<std::string, std::string>("../SubtitleMgr", "not an endpoint name"),
+          {tooLong, folder / tooLong + ": the name is too long for a socket"},
+          {"file/SubtitleMgr", folder / "file/SubtitleMgr" + notAFolder},
+          {"file/a/SubtitleMgr", folder / "file/a/SubtitleMgr" + notAFolder}}) {
+        EXPECT_EQ(Refusal(name), reason);
+    }
+    std::filesystem::remove(folder / "file");
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
@@ -73,35 +69,16 @@ TEST_F(Listener, IsFoundUnderANameThatIsLongerThanAPathMayBe)
     EXPECT_EQ(directory.Connect(name + "SubtitleMgr", Deadline(1000), connected), 0);
 }
 
-TEST_F(Listener, IsRefusedWhenAPartOfItsNameIsAFile)
+TEST_F(Listener, IsRefusedWhenItsLockIsNoFile)
 {
-    WriteWholeFile(folder / "node1", "");
-    for (const std::string name : {"node1/SubtitleMgr", "node1/a/SubtitleMgr"}) {
-        EXPECT_EQ(Refusal(name), folder / name + ": the folder cannot be opened: Not a directory");
-    }
-}
-
-TEST_F(Listener, IsRefusedWhenItsLockIsAPipe)
-{
+    const std::string lock = folder / "SubtitleMgr.lock";
     ASSERT_EQ(mkfifo(lock.c_str(), 0600), 0);
     EXPECT_EQ(Refusal(), lock + ": is not a file");
     EXPECT_TRUE(std::filesystem::is_fifo(lock));
-}
-
-TEST_F(Listener, IsRefusedWhenItsLockIsASymbolicLink)
-{
+    std::filesystem::remove(lock);
     std::filesystem::create_symlink(folder / "elsewhere", lock);
     EXPECT_EQ(Refusal(), lock + ": cannot be opened: Too many levels of symbolic links");
     EXPECT_FALSE(std::filesystem::exists(folder / "elsewhere"));
-}
-
-TEST_F(Listener, IsRefusedWhileAnotherHasTheName)
-{
-    sim::Listener first;
-    std::string problem;
-    ASSERT_TRUE(first.Open("SubtitleMgr", problem)) << problem;
-    EXPECT_EQ(Refusal(), path + ": another service runs under this name");
-    EXPECT_TRUE(std::filesystem::is_socket(path));
 }
 
 }  // namespace

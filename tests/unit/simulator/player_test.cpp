@@ -80,16 +80,6 @@ protected:
     sim::Player player{service, audience, history, /*isQuiet*/ true, [this] { return now; }};
 };
 
-TEST_F(Player, PublishesTheStepsInOrderAndOnce)
-{
-    Play("visibility 1 t\nregion-data 2 0 00\nvisibility 3 f\n");
-    EXPECT_EQ(player.WakeAt(), afterEvent);
-    EXPECT_EQ(Regions(), (Numbers{1, 2, 3}));
-    EXPECT_TRUE(player.HasEnded());
-    player.Advance();
-    EXPECT_EQ(Regions(), Numbers{});
-}
-
 TEST_F(Player, PublishesEachStepAtItsTime)
 {
     Play(threeMessages);
@@ -108,6 +98,7 @@ TEST_F(Player, PublishesEachStepAtItsTime)
     Settle();
     EXPECT_TRUE(player.HasEnded());
     EXPECT_EQ(player.PositionUs(), 2500000);
+    EXPECT_EQ(player.WakeAt(), afterEvent);
 }
 
 TEST_F(Player, PlaysAtTheRateGiven)
@@ -155,13 +146,10 @@ TEST_F(Player, CatchesUpAfterASlowReader)
     player.Advance();
     EXPECT_EQ(Regions(), (Numbers{1, 2}));
     EXPECT_EQ(WaitMs(), 800);
-}
-
-TEST_F(Player, PublishesForSubscribersThatDoNotRead)
-{
     audience.readiness = Readiness::NoReader;
-    Play("visibility 1 t\n");
-    EXPECT_EQ(Regions(), Numbers{1});
+    Pass(milliseconds(800));
+    Settle();
+    EXPECT_EQ(Regions(), Numbers{3}) << "waits for subscribers that do not read";
 }
 
 TEST_F(Player, MovesTheScheduleByACompletedWait)
@@ -193,19 +181,12 @@ TEST_F(Player, PausesAndResumesWhereItWas)
     EXPECT_EQ(WaitMs(), 700);
 }
 
-TEST_F(Player, BeginsPaused)
-{
-    options.isPaused = true;
-    Play(threeMessages);
-    EXPECT_EQ(player.WakeAt(), afterEvent);
-    EXPECT_EQ(Regions(), Numbers{});
-}
-
 TEST_F(Player, StepsWithoutAnyWait)
 {
     audience.subscribed = {6};
     options.isPaused = true;
     Play("wait-subscribers 10\n" + threeMessages);
+    EXPECT_EQ(player.WakeAt(), afterEvent);
     EXPECT_TRUE(player.Step(2));
     EXPECT_TRUE(player.IsBusy());
     Settle();
@@ -263,7 +244,7 @@ TEST_F(Player, PublishesOnlyTheRegionsGiven)
     EXPECT_EQ(Regions(), (Numbers{1, 3}));
 }
 
-TEST_F(Player, PlaysATurnsShareOfManySteps)
+TEST_F(Player, PlaysATurnsShareOfManyStepsOrLargeRecords)
 {
     std::string text;
     for (unsigned int i = 0; i < 600; ++i) {
@@ -276,63 +257,37 @@ TEST_F(Player, PlaysATurnsShareOfManySteps)
     EXPECT_LE(share, 256u);
     player.Advance();
     EXPECT_EQ(Regions().size(), share);
-}
-
-TEST_F(Player, PlaysATurnsShareOfLargeRecords)
-{
     const std::string line = "region-data 1 0 " + std::string(2 * 300000, '0') + "\n";
     Play(line + line + line + line + line + line);
     EXPECT_EQ(player.WakeAt(), atOnce);
     EXPECT_EQ(Regions().size(), 4u);
 }
 
-TEST_F(Player, StartsAgainWhenItLoops)
-{
-    options.loop = true;
-    Play("visibility 1 t\nvisibility 2 t\n");
-    EXPECT_EQ(player.WakeAt(), atOnce);
-    Numbers first = Regions();
-    ASSERT_GE(first.size(), 4u);
-    first.resize(4);
-    EXPECT_EQ(first, (Numbers{1, 2, 1, 2}));
-}
-
 TEST_F(Player, RestsBetweenPassesWithoutSubscriberAndTime)
 {
     audience.subscribed.clear();
     options.loop = true;
-    for (const char* text : {"visibility 1 t\n", "# nothing\n"}) {
-        SCOPED_TRACE(text);
-        for (const double rate : {0.0, 1.0, 1000000.0}) {
-            options.rate = rate;
-            Play(std::string(text) + "sleep " + (rate == 1.0 ? "0" : "1"));
-            Settle();
-            EXPECT_EQ(WaitMs(), 100) << rate;
-        }
+    for (const double rate : {0.0, 1.0, 1000000.0}) {
+        options.rate = rate;
+        Play(std::string("visibility 1 t\nsleep ") + (rate == 1.0 ? "0" : "1"));
+        Settle();
+        EXPECT_EQ(WaitMs(), 100) << rate;
     }
 }
 
-TEST_F(Player, RestsBetweenPassesThatBeginAtTheEnd)
+TEST_F(Player, LoopsFromItsEndWithARestAndNeverFromAfterIt)
 {
     options.loop = true;
     options.fromUs = 2500000;
-    Play(threeMessages);
-    for (int turn = 0; turn < 10; ++turn) {
-        player.Advance();
+    for (const Numbers& expected : {Numbers{1, 2, 3, 1, 2, 3}, Numbers{1, 2, 3}}) {
+        Play(threeMessages);
+        for (int turn = 0; turn < 10; ++turn) {
+            player.Advance();
+        }
+        EXPECT_EQ(Regions(), expected);
+        EXPECT_EQ(WaitMs() == 100, !player.HasEnded());
+        ++options.fromUs;
     }
-    EXPECT_EQ(Regions(), (Numbers{1, 2, 3, 1, 2, 3}));
-    EXPECT_EQ(WaitMs(), 100);
-}
-
-TEST_F(Player, DoesNotLoopFromAfterTheEnd)
-{
-    options.loop = true;
-    options.fromUs = 2500001;
-    Play(threeMessages);
-    for (int turn = 0; turn < 10; ++turn) {
-        player.Advance();
-    }
-    EXPECT_EQ(Regions(), (Numbers{1, 2, 3}));
     EXPECT_TRUE(player.HasEnded());
 }
 

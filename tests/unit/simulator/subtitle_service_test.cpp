@@ -75,8 +75,6 @@ TEST_F(SubtitleService, PublishesABitmapInThreeFormats)
     const std::string cif = Bytes({0, 1, 2, 3, 0, 3, 2, 3});
     EXPECT_EQ(PublishedBy(messages::setRegionData, RegionDataRecord(3, 200, sent)),
               Bitmaps(3, sent, cif));
-    EXPECT_EQ(PublishedBy(messages::setRegionData, RegionDataRecord(14, 0, "")),
-              Bitmaps(14, "", ""));
 }
 
 TEST_F(SubtitleService, PublishesVisibilityAndPalettesAsSent)
@@ -85,18 +83,6 @@ TEST_F(SubtitleService, PublishesVisibilityAndPalettesAsSent)
               Published{Visibility(1, true)});
     const std::string palette = PaletteRecord(2, 31, true, "\x10\x20\x30\x40");
     EXPECT_EQ(PublishedBy(messages::setPaletteData, palette), Published{Palette(palette)});
-}
-
-TEST_F(SubtitleService, PublishesAnInvertedRegion)
-{
-    const std::string sent = Bytes({0, 1, 255});
-    Accepts(messages::setRegionData, RegionDataRecord(3, 0, sent));
-    const Published inverted = Bitmaps(3, Bytes({255, 254, 0}), Bytes({3, 2, 0}));
-    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), inverted);
-    EXPECT_EQ(PublishedBy(messages::refreshRegions), inverted);
-    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), Bitmaps(3, sent, Bytes({0, 1, 3})));
-    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(4)), Published{})
-        << "the region has no bitmap";
 }
 
 TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
@@ -164,6 +150,7 @@ TEST_F(SubtitleService, KeepsWhatIsPublished)
 
 TEST_F(SubtitleService, InvertsEachFormatThatWasPublished)
 {
+    EXPECT_EQ(PublishedBy(messages::invertRegionData, U32(3)), Published{}) << "it has no bitmap";
     const std::string sent = Bytes({0, 1, 200});
     Accepts(messages::setRegionData, RegionDataRecord(3, 0, Bytes({7})));
     PublishBitmap(3, 1, sent);
@@ -215,23 +202,6 @@ TEST_F(SubtitleService, KeepsTheStateOfSixSensors)
     EXPECT_FALSE(service.SensorIsOn(5));
     EXPECT_FALSE(Accepts(messages::sendSensorUpdate, U32(6) + Bytes({1})));
     EXPECT_FALSE(Accepts(messages::sendSensorUpdate, U32(4294967295) + Bytes({1})));
-}
-
-TEST_F(SubtitleService, HasLogLevel63UntilItIsSet)
-{
-    EXPECT_EQ(service.LogLevel(), 63u);
-    EXPECT_TRUE(Accepts(messages::setLogLevel, U32(4294967295)));
-    EXPECT_EQ(service.LogLevel(), 4294967295u);
-}
-
-TEST_F(SubtitleService, AddsAndEndsTheSubscriptionsOfThePeer)
-{
-    EXPECT_TRUE(Accepts(messages::subscribe, U32(2) + U32(15129)));
-    EXPECT_TRUE(subscriptions.Include(2));
-    EXPECT_FALSE(Accepts(messages::subscribe, U32(5) + U32(15129)));
-    EXPECT_TRUE(Accepts(messages::unsubscribe, U32(1)));
-    EXPECT_FALSE(subscriptions.Include(2));
-    EXPECT_FALSE(Accepts(messages::unsubscribe, U32(5)));
 }
 
 }  // namespace
