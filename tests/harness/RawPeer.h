@@ -64,6 +64,9 @@ public:
     /// Waits until the peer has closed the connection, and reads nothing.
     void ExpectHangUp();
 
+    /// The socket, for calls that this class does not have.
+    int Fd() const { return fd.Get(); }
+
     void Close();
 
     /// Ends the sending direction; receiving still works.

@@ -4,6 +4,7 @@
 
 #include "platform/src/deadline.h"
 
+#include <csignal>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
@@ -43,6 +44,12 @@ std::string WireClient::ReceiveBytes()
                       frame.payload);
 }
 
+std::string ControlClient::Ask(const std::string& line)
+{
+    Send(line + "\n");
+    return ReceiveLine();
+}
+
 std::unique_ptr<ChildProcess> SimulatorSession::Launch(const std::vector<std::string>& options,
                                                        ChildProcess::Options settings) const
 {
@@ -50,6 +57,23 @@ std::unique_ptr<ChildProcess> SimulatorSession::Launch(const std::vector<std::st
     arguments.insert(arguments.end(), options.begin(), options.end());
     settings.environment["LINX_DIR"] = messaging.Path();
     return std::make_unique<ChildProcess>(arguments, settings);
+}
+
+std::unique_ptr<ChildProcess> SimulatorSession::LaunchShell(const std::string& command,
+                                                            ChildProcess::Options settings) const
+{
+    settings.environment["LINX_DIR"] = messaging.Path();
+    return std::make_unique<ChildProcess>(
+        std::vector<std::string>{"/bin/sh", "-c", command, ServiceProgram()}, settings);
+}
+
+WireClient SimulatorSession::Connect(std::initializer_list<unsigned int> subscriptions) const
+{
+    WireClient client(service.SocketPath());
+    for (const unsigned int subscription : subscriptions) {
+        client.Subscribe(subscription);
+    }
+    return client;
 }
 
 WireClient SimulatorSession::ConnectOnceItListens() const
@@ -86,4 +110,10 @@ void SimulatorSession::ExpectCleanEnd(ChildProcess& program) const
 {
     EXPECT_EQ(program.WaitForExit(), 0);
     EXPECT_TRUE(std::filesystem::is_empty(messaging.Path()));
+}
+
+void SimulatorSession::Terminate(ChildProcess& program) const
+{
+    program.Signal(SIGTERM);
+    ExpectCleanEnd(program);
 }

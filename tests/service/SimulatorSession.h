@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,7 +16,7 @@
 /// A client that uses the wire format and no client library.
 class WireClient : public RawClient {
 public:
-    explicit WireClient(const std::string& path) : RawClient(path) {}
+    using RawClient::RawClient;
 
     /// Sends a request. \return its correlation
     unsigned int Request(unsigned int messageId, const std::string& payload = "");
@@ -39,6 +40,23 @@ private:
 
 inline const std::string accepted = U32(0);
 
+/// A client of the control socket.
+class ControlClient : public RawClient {
+public:
+    using RawClient::RawClient;
+
+    /// Sends \p line. \return the answer
+    std::string Ask(const std::string& line);
+};
+
+inline const std::string done = R"({"ok":true})";
+
+/// The answer of the control socket to a line that fails with \p error.
+inline std::string Failed(const std::string& error)
+{
+    return R"({"ok":false,"error":")" + error + R"("})";
+}
+
 /// The real program without the client. Each test has its own messaging directory.
 class SimulatorSession : public testing::Test {
 protected:
@@ -51,22 +69,31 @@ protected:
     };
 
     /// Starts a service with these options and does not wait.
-    std::unique_ptr<ChildProcess> Launch(
-        const std::vector<std::string>& options,
-        ChildProcess::Options settings = ChildProcess::Options()) const;
+    std::unique_ptr<ChildProcess> Launch(const std::vector<std::string>& options,
+                                         ChildProcess::Options settings = {}) const;
+
+    /// Starts a shell command in which "$0" is the service.
+    std::unique_ptr<ChildProcess> LaunchShell(const std::string& command,
+                                              ChildProcess::Options settings = {}) const;
 
     /// Starts a service with these options, which must end by itself.
     Ended RunToEnd(const std::vector<std::string>& options) const;
 
-    WireClient Connect() const { return WireClient(service.SocketPath()); }
+    WireClient Connect(std::initializer_list<unsigned int> subscriptions = {}) const;
 
     /// Connects to a service that may not be ready yet.
     WireClient ConnectOnceItListens() const;
 
     std::vector<WireClient> ConnectMany(unsigned int count) const;
 
+    ControlClient Operate() const { return ControlClient(service.SocketPath() + ".control"); }
+
     /// Waits for the end of the service. The status must be 0 and the messaging directory empty.
     void ExpectCleanEnd(ChildProcess& program) const;
+    void ExpectCleanEnd() { ExpectCleanEnd(service.Process()); }
+
+    /// The same after a SIGTERM.
+    void Terminate(ChildProcess& program) const;
 
     std::string LockPath() const { return service.SocketPath() + ".lock"; }
 

@@ -1,36 +1,20 @@
 // Control clients that misbehave, and many of them.
 
-#include "tests/service/ControlClient.h"
 #include "tests/service/SimulatorSession.h"
 
 #include <algorithm>
-#include <chrono>
 #include <thread>
 
 namespace {
 
-const std::string done = R"({"ok":true})";
-const std::string tooLong = R"({"ok":false,"error":"the line is longer than 65536 bytes"})";
-
 class ControlClients : public SimulatorSession {
 protected:
     ControlClients() { service.Quiet().Start(); }
-
-    ControlClient Operate() const { return ControlClient(service.SocketPath()); }
 };
-
-TEST_F(ControlClients, MaySendALineInPieces)
-{
-    ControlClient control = Operate();
-    const std::string line = "log a b c";
-    for (const char byte : line) {
-        control.Send(std::string(1, byte));
-    }
-    EXPECT_EQ(control.Ask(""), done);
-}
 
 TEST_F(ControlClients, MaySendLinesOf64KiBAndNotMore)
 {
+    const std::string tooLong = Failed("the line is longer than 65536 bytes");
     ControlClient control = Operate();
     EXPECT_EQ(control.Ask('#' + std::string(65535, 'x')), done);
     EXPECT_EQ(control.Ask('#' + std::string(65536, 'x')), tooLong);
@@ -45,23 +29,18 @@ TEST_F(ControlClients, GetTheirAnswersAfterTheyEndedSending)
     control.EndSending();
     EXPECT_EQ(control.ReceiveLine(), done);
     EXPECT_EQ(control.ReceiveLine(), done);
-    EXPECT_EQ(control.ReceiveLine(), R"({"ok":false,"error":"the line has no end"})");
+    EXPECT_EQ(control.ReceiveLine(), Failed("the line has no end"));
     control.ExpectClosed();
-}
-
-TEST_F(ControlClients, MayLeaveWhileTheyWait)
-{
-    Operate().Send("await subscribers=10 within=1000s\n");
-    EXPECT_EQ(Operate().Ask("log x"), done);
 }
 
 TEST_F(ControlClients, AreDisconnectedAtTheEndWhileTheyWait)
 {
+    Operate().Send("await subscribers=10 within=1000s\n");  // and leaves
     ControlClient waiting = Operate();
     waiting.Send("await subscribers=10 within=30s\nlog never\n");
-    EXPECT_EQ(Operate().Ask("quit"), R"({"ok":true})");
+    EXPECT_EQ(Operate().Ask("quit"), done);
     waiting.ExpectClosed();
-    ExpectCleanEnd(service.Process());
+    ExpectCleanEnd();
     EXPECT_EQ(service.Process().Errors().find("never"), std::string::npos);
 }
 
@@ -80,8 +59,7 @@ TEST_F(ControlClients, AreDroppedWhenTheyDoNotRead)
 TEST_F(ControlClients, PublishNoFasterThanSubscribersRead)
 {
     constexpr int count = 1500;
-    WireClient client = Connect();
-    client.Subscribe(4);
+    WireClient client = Connect({4});
     ControlClient control = Operate();
     std::thread sender([&] {
         for (int i = 0; i < count; ++i) {
@@ -98,40 +76,20 @@ TEST_F(ControlClients, PublishNoFasterThanSubscribersRead)
     sender.join();
 }
 
-/// Milliseconds of each of \p count pings.
-std::vector<double> PingTimes(WireClient& client, int count)
-{
-    using Clock = std::chrono::steady_clock;
-    std::vector<double> times;
-    for (int i = 0; i < count; ++i) {
-        const auto start = Clock::now();
-        EXPECT_EQ(client.Ask(messages::ping), "");
-        times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    }
-    return times;
-}
-
-TEST_F(ControlClients, NeverDelayAClientOfTheService)
+TEST_F(ControlClients, NeverKeepAClientOfTheServiceWaiting)
 {
     std::vector<ControlClient> crowd;
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < 200; ++i) {
         crowd.push_back(Operate());
-    }
-    std::string nonsense;
-    for (int i = 0; i < 64; ++i) {
-        nonsense += std::string(500, static_cast<char>(i + 128)) + "\nstate\n";
-    }
-    for (std::size_t i = 0; i < crowd.size(); ++i) {
-        crowd[i].Send(i % 4 == 0   ? nonsense
-                      : i % 4 == 1 ? std::string(60000, 'x')
-                      : i % 4 == 2 ? "await subscribers=10 within=1000s\n"
-                                   : "sta");
+        crowd.back().Send(i % 4 == 0   ? std::string(500, static_cast<char>(i)) + "\nstate\n"
+                          : i % 4 == 1 ? std::string(60000, 'x')
+                          : i % 4 == 2 ? "await subscribers=10 within=1000s\n"
+                                       : "sta");
     }
     WireClient client = Connect();
-    std::vector<double> times = PingTimes(client, 200);
-    std::sort(times.begin(), times.end());
-    EXPECT_LT(times[times.size() / 2], 50);
-    EXPECT_LT(times.back(), 2000);
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(client.Ask(messages::ping), "");
+    }
     EXPECT_EQ(crowd[3].Ask("te").substr(0, 10), R"({"ok":true)");
 }
 

@@ -4,8 +4,6 @@
 #include "tests/harness/process_facts.h"
 #include "tests/service/SimulatorSession.h"
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <optional>
@@ -17,43 +15,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// Larger than the limit of a turn; smaller where copying is slow.
-const std::string largestBitmap(isSanitized || isEmulated ? maxPayload / 8 : maxPayload - 6, 'x');
-
-/// \p time, multiplied by the time that copying a bitmap takes now, in units of ten milliseconds.
-milliseconds Scaled(milliseconds time)
-{
-    const auto start = Clock::now();
-    const std::string copy = largestBitmap;
-    EXPECT_EQ(copy.back(), 'x');
-    const auto taken = std::chrono::ceil<milliseconds>(Clock::now() - start);
-    return time *
-           std::max<milliseconds::rep>(isSanitized || isEmulated ? 10 : 1, taken.count() / 10);
-}
-
-milliseconds SlowestPing(WireClient& client, milliseconds time)
-{
-    milliseconds slowest{0};
-    for (const auto end = Clock::now() + time; Clock::now() < end;) {
-        const auto start = Clock::now();
-        EXPECT_EQ(client.Ask(messages::ping), "");
-        slowest = std::max(slowest, std::chrono::ceil<milliseconds>(Clock::now() - start));
-        std::this_thread::sleep_for(milliseconds(1));
-    }
-    return slowest;
-}
-
-/// Whether no ping of one period waits longer than \p limit. There are several periods, because the
-/// machine may be busy during some of them.
-bool AnswersWithin(milliseconds limit, WireClient& client)
-{
-    for (int period = 0; period < 10; ++period) {
-        if (SlowestPing(client, milliseconds(300)) < Scaled(limit)) {
-            return true;
-        }
-    }
-    return false;
-}
+/// Larger than the limit of a turn.
+const std::string largeBitmap(2 * 1024 * 1024, 'x');
 
 class CostlyRefresh : public SimulatorSession {
 protected:
@@ -63,74 +26,36 @@ protected:
         editor.emplace(service.SocketPath());
         for (unsigned int region = 1; region <= 14; ++region) {
             EXPECT_EQ(
-                editor->Ask(messages::setRegionData, RegionDataRecord(region, 0, largestBitmap)),
+                editor->Ask(messages::setRegionData, RegionDataRecord(region, 0, largeBitmap)),
                 accepted);
         }
     }
-    ~CostlyRefresh() override
-    {
-        isReading = false;
-        if (reader.joinable()) {
-            service.Process().Signal(SIGTERM);
-            reader.join();
-        }
-    }
-
-    void AskForRefreshes()
-    {
-        std::string requests;
-        for (unsigned int number = 1; number <= 64; ++number) {
-            requests += FrameBytes(FrameKind::Request, messages::refreshRegions, number, "");
-        }
-        editor->Send(requests);
-    }
-
-    /// Requests refreshes. A subscriber reads every bitmap until the service ends.
-    void StartRefreshes()
-    {
-        auto subscriber = std::make_unique<WireClient>(service.SocketPath());
-        subscriber->Subscribe(1);
-        AskForRefreshes();
-        subscriber->ReceiveFrame();
-        reader = std::thread([this, client = std::move(subscriber)] {
-            try {
-                while (isReading) {
-                    client->ReceiveFrame();
-                }
-            } catch (const std::runtime_error&) {  // the service has ended
-            }
-        });
-    }
 
     std::optional<WireClient> editor;
-    std::atomic<bool> isReading{true};
-    std::thread reader;
 };
-
-TEST_F(CostlyRefresh, DelaysNoPingWithoutSubscriber)
-{
-    WireClient other = Connect();
-    EXPECT_EQ(other.Ask(messages::ping), "");
-    AskForRefreshes();
-    EXPECT_LT(SlowestPing(other, milliseconds(300)), Scaled(milliseconds(100)));
-    for (unsigned int number = 1; number <= 64; ++number) {
-        EXPECT_EQ(editor->ReceiveFrame().header.correlation, number);
-    }
-}
 
 TEST_F(CostlyRefresh, LetsTheServiceEndAtOnce)
 {
-    StartRefreshes();
+    std::string requests;
+    for (unsigned int number = 1; number <= 1000; ++number) {
+        requests += FrameBytes(FrameKind::Request, messages::refreshRegions, number, "");
+    }
+    WireClient subscriber = Connect({1});
+    editor->Send(requests);
+    subscriber.ReceiveFrame();
+    std::thread reader([&subscriber] { subscriber.ExpectClosed(); });
     const auto start = Clock::now();
     service.Process().Signal(SIGTERM);
     EXPECT_EQ(service.Process().WaitForExit(), 0);
-    EXPECT_LT(Clock::now() - start, Scaled(milliseconds(1000)));
+    const auto taken = Clock::now() - start;
+    reader.join();
+    // They publish 28 GB.
+    EXPECT_LT(taken, milliseconds(isSanitized || isEmulated ? 10000 : 3000));
 }
 
 TEST_F(CostlyRefresh, IsPublishedAfterItsRequesterDisconnects)
 {
-    WireClient subscriber = Connect();
-    subscriber.Subscribe(4);
+    WireClient subscriber = Connect({4});
     editor->Ask(messages::refreshRegions);
     editor.reset();
     // A backlog always keeps its newest notification, so the last bitmap arrives.
@@ -163,17 +88,14 @@ TEST_F(GarbageWithoutSubscriber, CostsNothing)
 {
     std::string lines;
     for (int i = 0; i < 200; ++i) {
-        lines += "region-data 1 0 @large\n";
+        lines += "region-data 1 0 @bitmap\n";
     }
-    service.Accompany("large", largestBitmap).Fault("garbage").Play(lines).Loop().Quiet().Start();
-    WireClient client = Connect();
-    EXPECT_EQ(client.Ask(messages::ping), "");
+    service.Accompany("bitmap", largeBitmap).Fault("garbage").Play(lines).Loop().Quiet().Start();
     const auto start = Clock::now();
     const long before = ProcessorMilliseconds(service.Process().Pid());
-    EXPECT_TRUE(AnswersWithin(milliseconds(50), client));
+    std::this_thread::sleep_for(milliseconds(500));
     const milliseconds used(ProcessorMilliseconds(service.Process().Pid()) - before);
-    EXPECT_LT(used * 10, Clock::now() - start)
-        << "the service uses more than a tenth of a processor";
+    EXPECT_LT(used * 10, Clock::now() - start);
 }
 
 }  // namespace

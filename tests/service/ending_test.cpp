@@ -14,10 +14,7 @@ namespace {
 /// A request for a notification that is larger than the buffer of a socket.
 const std::string largeRecord = PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'));
 
-class ServiceEnd : public SimulatorSession {
-protected:
-    void ExpectNothingLeft() { ExpectCleanEnd(service.Process()); }
-};
+using ServiceEnd = SimulatorSession;
 
 TEST_F(ServiceEnd, LeavesNeitherSocketNorLockAfterASignal)
 {
@@ -26,30 +23,19 @@ TEST_F(ServiceEnd, LeavesNeitherSocketNorLockAfterASignal)
         ASSERT_TRUE(std::filesystem::is_socket(service.SocketPath()));
         ASSERT_TRUE(std::filesystem::exists(LockPath()));
         service.Process().Signal(signal);
-        ExpectNothingLeft();
+        ExpectCleanEnd();
     }
-}
-
-TEST_F(ServiceEnd, FollowsAQuitMessageUnderEveryFault)
-{
-    service.Fault("mute").Fault("hang-up").Journal().Start();
-    WireClient client = Connect();
-    client.Quit();
-    client.ExpectClosed();
-    ExpectNothingLeft();
-    EXPECT_EQ(service.JournalLines(), std::vector<std::string>{"{\"request\":\"Quit\"}"});
 }
 
 TEST_F(ServiceEnd, SendsItsBacklogBeforeItEnds)
 {
     service.Start();
-    WireClient reader = Connect();
-    reader.Subscribe(10);
+    WireClient reader = Connect({10});
     Connect().Send(FrameBytes(FrameKind::Request, messages::setPaletteData, 1, largeRecord) +
                    FrameBytes(FrameKind::OneWay, messages::quit, 0, ""));
     EXPECT_TRUE(reader.ReceiveBytes() == NotificationBytes(10, messages::paletteItem, largeRecord));
     reader.ExpectClosed();
-    ExpectNothingLeft();
+    ExpectCleanEnd();
 }
 
 /// Processor time of all ended child processes of this test.
@@ -64,8 +50,7 @@ long long ProcessorMillisecondsOfTheEnded()
 TEST_F(ServiceEnd, SleepsWhileASubscriberDoesNotRead)
 {
     service.Start();
-    WireClient silent = Connect();
-    silent.Subscribe(10);
+    const WireClient silent = Connect({10});
     std::vector<WireClient> others = ConnectMany(20);
     EXPECT_EQ(others.back().Ask(messages::setPaletteData, largeRecord), accepted);
     const long long before =
@@ -75,7 +60,7 @@ TEST_F(ServiceEnd, SleepsWhileASubscriberDoesNotRead)
     service.Process().Signal(SIGTERM);
     others.clear();
     service.Process().Continue();
-    ExpectNothingLeft();
+    ExpectCleanEnd();
     EXPECT_LT(ProcessorMillisecondsOfTheEnded() - before, isSanitized || isEmulated ? 500 : 50);
 }
 
@@ -108,22 +93,19 @@ TEST_F(TerminalOfAService, KeepsTheServiceWhenSighupIsIgnored)
     for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(client.Ask(messages::ping), "");  // writes a line to the closed terminal
     }
-    program->Signal(SIGTERM);
-    ExpectCleanEnd(*program);
+    Terminate(*program);
 }
 
 TEST_F(TerminalOfAService, NeverStopsTheServiceInTheBackground)
 {
     ChildProcess::Options settings;
     settings.onTerminal = true;
-    settings.environment["LINX_DIR"] = messaging.Path();
-    ChildProcess shell({"sh", "-c", "stty tostop; set -m; \"$0\" & wait", ServiceProgram()},
-                       settings);
-    shell.WaitForOutput("ready\r\n");
+    const auto shell = LaunchShell("stty tostop; set -m; \"$0\" & wait", settings);
+    shell->WaitForOutput("ready\r\n");
     WireClient client = Connect();
     EXPECT_EQ(client.Ask(messages::ping), "");
     client.Quit();
-    EXPECT_EQ(shell.WaitForExit(), 0);
+    EXPECT_EQ(shell->WaitForExit(), 0);
 }
 
 }  // namespace

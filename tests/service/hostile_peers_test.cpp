@@ -1,7 +1,7 @@
-// Peers that send malformed or too many frames, or hang up: each loses its own connection at most.
+// Peers that send malformed, incomplete or too many frames, or hang up: each loses its own
+// connection at most.
 
 #include "tests/harness/forked.h"
-#include "tests/harness/local_socket.h"
 #include "tests/harness/process_facts.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/service/SimulatorSession.h"
@@ -31,25 +31,15 @@ std::string PingReply(unsigned int number)
     return FrameBytes(FrameKind::Reply, messages::ReplyTo(messages::ping), number, "");
 }
 
-Descriptor ConnectBare(const std::string& path)
-{
-    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!ConnectSocket(fd.Get(), path)) {
-        throw std::runtime_error("cannot connect to " + path);
-    }
-    return fd;
-}
-
 class QuietService : public SimulatorSession {
 protected:
-    QuietService() { service.Quiet(); }
+    QuietService() { service.Quiet().Start(); }
 };
 
 using BadFrame = QuietService;
 
 TEST_F(BadFrame, ClosesItsConnectionOnly)
 {
-    service.Start();
     WireClient bystander = Connect();
     EXPECT_EQ(bystander.Ask(messages::ping), "");
     WireClient bad = Connect();
@@ -57,21 +47,20 @@ TEST_F(BadFrame, ClosesItsConnectionOnly)
     EXPECT_EQ(bad.ReceiveBytes(), PingReply(77));
     EXPECT_THROW(bad.ReceiveFrame(), std::runtime_error);
     EXPECT_EQ(bystander.Ask(messages::ping), "");
-    service.Process().Signal(SIGTERM);
-    ExpectCleanEnd(service.Process());
+    Terminate(service.Process());
     EXPECT_EQ(service.Process().Errors(),
               "SubtitleMgrSim: client 2: dropped: it sent not a frame\n");
 }
 
 /// A client that ends its sending direction before it begins to read.
-class HalfClosedConnection : public QuietService {
-protected:
-    void ExpectAllAnswered(unsigned int pings)
-    {
-        WireClient client = Connect();
-        client.Subscribe(10);
-        // More replies than a socket holds: the last ones are in the backlog when the client's end
-        // arrives.
+using HalfClosedConnection = QuietService;
+
+TEST_F(HalfClosedConnection, GetsEveryReply)
+{
+    // First the service sees the end while the backlog has replies, then it stops reading until
+    // there is room for replies.
+    for (const unsigned int pings : {50u, 100u}) {
+        WireClient client = Connect({10});
         const std::string record = PaletteRecord(2, 31, true, std::string(8 * 1024 * 1024, 'p'));
         std::string requests =
             FrameBytes(FrameKind::Request, messages::setPaletteData, 200, record);
@@ -87,20 +76,32 @@ protected:
         }
         client.ExpectClosed();
     }
-};
+}
 
-TEST_F(HalfClosedConnection, GetsEveryReply)
+using IncompleteFrames = QuietService;
+
+TEST_F(IncompleteFrames, StayBelowTheirTotalLimit)
 {
-    service.Start();
-    ExpectAllAnswered(50);   // the service sees the end while the backlog has replies
-    ExpectAllAnswered(100);  // the service stops reading until there is room for replies
+    const std::string header =
+        Bytes({'S', 'T', 1, 1}) + U32(messages::setRegionData) + U32(1) + U32(maxPayload);
+    constexpr std::size_t megabyte = 1024 * 1024;
+    WireClient small = Connect();
+    small.Send(header + std::string(megabyte, 'x'));
+    std::vector<WireClient> large = ConnectMany(4);
+    for (WireClient& client : large) {
+        client.Send(header + std::string(maxPayload - 1, 'x'));
+    }
+    service.Process().WaitForErrors(
+        "SubtitleMgrSim: client 2: dropped: the incomplete frames of all clients exceed 64 MiB\n");
+    // The service keeps the smallest one: it answers the completed request.
+    small.Send(std::string(maxPayload - megabyte, 'x'));
+    EXPECT_EQ(small.ReceiveFrame().header.messageId, messages::notUnderstood);
 }
 
 using Flood = QuietService;
 
 TEST_F(Flood, IsAnsweredInOrderAndDelaysNoOtherClient)
 {
-    service.Start();
     std::atomic<bool> ended{false};
     std::thread flooder([&] {
         WireClient client = Connect();
@@ -130,16 +131,15 @@ TEST_F(ClientOfAnotherUser, IsTurnedAway)
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
-    service.Start();
     // These modes let every user connect, so only the service can refuse.
     ASSERT_EQ(chmod(messaging.Path().c_str(), 0711), 0);
     ASSERT_EQ(chmod(service.SocketPath().c_str(), 0777), 0);
     EXPECT_EQ(StatusWithoutPrivileges([this] {
-                  const Descriptor fd = ConnectBare(service.SocketPath());
+                  const WireClient client = Connect();
                   const std::string request = PingRequest(1);
-                  send(fd.Get(), request.data(), request.size(), MSG_NOSIGNAL);
+                  send(client.Fd(), request.data(), request.size(), MSG_NOSIGNAL);
                   char byte;
-                  return recv(fd.Get(), &byte, 1, 0) > 0 ? 1 : 0;
+                  return recv(client.Fd(), &byte, 1, 0) > 0 ? 1 : 0;
               }),
               0)
         << "the service answered";
@@ -151,7 +151,6 @@ using DescriptorShortage = QuietService;
 
 TEST_F(DescriptorShortage, TurnsAwayOnlyNewClientsUntilItEnds)
 {
-    service.Start();
     WireClient early = Connect();
     EXPECT_EQ(early.Ask(messages::ping), "");
     const rlimit few{24, 24};
@@ -174,9 +173,10 @@ TEST_F(DescriptorShortage, TurnsAwayOnlyNewClientsUntilItEnds)
     EXPECT_TRUE(served);
 }
 
-void SendWithDescriptors(int fd, const std::string& bytes, int attached, unsigned count)
+/// Attaches \p count descriptors, all of this socket.
+void SendWithDescriptors(int fd, const std::string& bytes, unsigned count)
 {
-    std::vector<int> fds(count, attached);
+    std::vector<int> fds(count, fd);
     const std::size_t size = count * sizeof(int);
     std::vector<unsigned char> control(CMSG_SPACE(size));
     iovec piece{const_cast<char*>(bytes.data()), bytes.size()};
@@ -197,15 +197,12 @@ using AttachedDescriptors = QuietService;
 
 TEST_F(AttachedDescriptors, AreNotTaken)
 {
-    service.Start();
-    const Descriptor peer = ConnectBare(service.SocketPath());
-    RawConnection talk{Descriptor(dup(peer.Get()))};
-    talk.Send(PingRequest(1));
-    talk.ReceiveFrame();
+    WireClient peer = Connect();
+    EXPECT_EQ(peer.Ask(messages::ping), "");
     const int before = CountDescriptors(service.Process().Pid());
     for (unsigned int i = 0; i < 50; ++i) {
-        SendWithDescriptors(peer.Get(), PingRequest(i), peer.Get(), 100);
-        EXPECT_EQ(talk.ReceiveFrame().header.correlation, i);
+        SendWithDescriptors(peer.Fd(), PingRequest(i), 100);
+        EXPECT_EQ(peer.ReceiveFrame().header.correlation, i);
     }
     EXPECT_EQ(CountDescriptors(service.Process().Pid()), before);
 }
@@ -214,14 +211,12 @@ using OutOfBandByte = QuietService;
 
 TEST_F(OutOfBandByte, KeepsTheStreamInStep)
 {
-    service.Start();
-    const Descriptor peer = ConnectBare(service.SocketPath());
-    RawConnection talk{Descriptor(dup(peer.Get()))};
-    talk.Send(PingRequest(1).substr(0, 7));
-    send(peer.Get(), "!", 1, MSG_OOB | MSG_NOSIGNAL);
-    talk.Send(PingRequest(1).substr(7) + PingRequest(2));
-    EXPECT_EQ(talk.ReceiveFrame().header.correlation, 1u);
-    EXPECT_EQ(talk.ReceiveFrame().header.correlation, 2u);
+    WireClient peer = Connect();
+    peer.Send(PingRequest(1).substr(0, 7));
+    send(peer.Fd(), "!", 1, MSG_OOB | MSG_NOSIGNAL);
+    peer.Send(PingRequest(1).substr(7) + PingRequest(2));
+    EXPECT_EQ(peer.ReceiveFrame().header.correlation, 1u);
+    EXPECT_EQ(peer.ReceiveFrame().header.correlation, 2u);
 }
 
 using Quit = QuietService;
@@ -234,13 +229,12 @@ TEST_F(Quit, IsObeyedAfterItsClientHungUp)
                                PaletteRecord(1, 1, true, std::string(1024, 'p')));
     }
     for (int round = 0; round < 3; ++round) {
-        service.Start();
         {
-            WireClient client = Connect();
-            client.Subscribe(10);
+            WireClient client = Connect({10});
             client.Send(requests + FrameBytes(FrameKind::OneWay, messages::quit, 0, ""));
         }  // closes with unread replies, so the service gets ECONNRESET before it reads the request
         EXPECT_EQ(service.Process().WaitForExit(), 0);
+        service.Start();
     }
 }
 
@@ -248,7 +242,6 @@ using RemovedDirectory = QuietService;
 
 TEST_F(RemovedDirectory, KeepsConnections)
 {
-    service.Start();
     WireClient early = Connect();
     ASSERT_EQ(early.Ask(messages::ping), "");
     for (const auto& entry : std::filesystem::directory_iterator(messaging.Path())) {
@@ -263,7 +256,6 @@ using ChildOfTheService = QuietService;
 
 TEST_F(ChildOfTheService, InheritsNoDescriptor)
 {
-    service.Start();
     WireClient client = Connect();
     ASSERT_EQ(client.Ask(messages::ping), "");
     EXPECT_EQ(InheritableDescriptors(service.Process().Pid()), InheritableDescriptors(getpid()));

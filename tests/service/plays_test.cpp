@@ -1,6 +1,5 @@
-// Plays of recordings: from a file, a pipe, a terminal.
+// Plays of recordings: from a file, a pipe, and beside the options that limit them.
 
-#include "tests/service/ControlClient.h"
 #include "tests/service/SimulatorSession.h"
 
 #include "platform/src/deadline.h"
@@ -26,27 +25,23 @@ protected:
                   NotificationBytes(6, messages::regionVisItem, VisibilityRecord(region, true)));
     }
 
-    /// The first line on standard error.
-    std::string Serving() const { return "SubtitleMgrSim: serving " + service.SocketPath() + "\n"; }
+    /// The first line on standard error, and \p next.
+    std::string ServingAnd(const std::string& next) const
+    {
+        return "SubtitleMgrSim: serving " + service.SocketPath() + "\nSubtitleMgrSim: " + next;
+    }
 
     std::string Recording(const std::string& lines)
     {
         WriteWholeFile(files / "drive.jsonl", lines);
         return files / "drive.jsonl";
     }
-
-    WireClient Subscriber()
-    {
-        WireClient client = Connect();
-        client.Subscribe(6);
-        return client;
-    }
 };
 
 TEST_F(Play, OfAPipeShowsEachMessageAsItArrives)
 {
     service.Option("--play").Option("-").Start();
-    WireClient client = Subscriber();
+    WireClient client = Connect({6});
     const std::string second = Line(2);
     service.Process().Write(Line(1) + second.substr(0, 20));
     ExpectRegion(client, 1);
@@ -62,29 +57,27 @@ TEST_F(Play, OfAPipeIsSteppedAndSoughtForwards)
 {
     service.Option("--play").Option("-").Option("--paused").Start();
     service.Process().Write(header + Line(1) + Line(2, 1000000) + Line(3, 2000000));
-    ControlClient control(service.SocketPath());
-    ControlClient other(service.SocketPath());
-    const std::string passed = R"({"ok":false,"error":"the play cannot go there now"})";
+    ControlClient control = Operate();
+    ControlClient other = Operate();
     EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":0})");
     EXPECT_EQ(control.Ask("seek 2s"), R"({"ok":true,"positionUs":2000000})");
-    EXPECT_EQ(control.Ask("seek 1s"), passed);
-    EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":2000000})");
-    control.Send("step\n");
-    service.Process().Write(Line(4, 3000000));
-    EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
-    control.Send("step\n");
+    EXPECT_EQ(control.Ask("seek 1s"), Failed("the play cannot go there now"));
+    control.Send("step 2\n");
     for (const Deadline limit(10000);
          other.Ask("state").find(R"("waitsFor":"input")") == std::string::npos;) {
         ASSERT_FALSE(limit.HasPassed());
     }
-    EXPECT_EQ(other.Ask("stop"), R"({"ok":true})");
-    EXPECT_EQ(control.ReceiveLine(), R"({"ok":false,"error":"nothing is played"})");
+    service.Process().Write(Line(4, 3000000));
+    EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
+    control.Send("step\n");
+    EXPECT_EQ(other.Ask("stop"), done);
+    EXPECT_EQ(control.ReceiveLine(), Failed("nothing is played"));
 }
 
 TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)
 {
     service.Quiet().Option("--play").Option("-").Start();
-    WireClient client = Subscriber();
+    WireClient client = Connect({6});
     service.Process().Write(header + Line(1) + "visibility 2 t\n" + Line(3));
     ExpectRegion(client, 1);
     service.Process().WaitForErrors("SubtitleMgrSim: -:3:1: Invalid value.\n");
@@ -92,55 +85,32 @@ TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)
     EXPECT_EQ(service.Process().Errors(), "SubtitleMgrSim: -:3:1: Invalid value.\n");
 }
 
-TEST_F(Play, OfATerminalShowsEachLine)
-{
-    ChildProcess::Options terminal;
-    terminal.onTerminal = true;
-    const auto program = Launch({"--play", "-"}, terminal);
-    program->WaitForOutput("ready");
-    WireClient client = Subscriber();
-    program->Write(Line(1));
-    ExpectRegion(client, 1);
-    program->Signal(SIGTERM);
-    EXPECT_EQ(program->WaitForExit(), 0);
-}
-
 TEST_F(Play, OfAFileOnStandardInputEndsWithTheFile)
 {
-    const std::string command = "exec \"$0\" --play - --exit-at-end <" + Recording(Line(1));
-    ChildProcess::Options settings;
-    settings.environment["LINX_DIR"] = messaging.Path();
-    ChildProcess program({"/bin/sh", "-c", command, ServiceProgram()}, settings);
-    ExpectCleanEnd(program);
-    EXPECT_EQ(program.Errors(), Serving() + "SubtitleMgrSim: recording ended\n");
+    const auto program = LaunchShell("exec \"$0\" --play - --exit-at-end <" + Recording(Line(1)));
+    ExpectCleanEnd(*program);
+    EXPECT_EQ(program->Errors(), ServingAnd("recording ended\n"));
 }
 
 TEST_F(Play, LeavesStandardInputBlocking)
 {
-    const std::string command =
-        "\"$0\" --play - --for 10ms; readlink /proc/self/fd/0; grep flags /proc/self/fdinfo/0";
-    ChildProcess::Options settings;
-    settings.environment["LINX_DIR"] = messaging.Path();
-    ChildProcess program({"/bin/sh", "-c", command, ServiceProgram()}, settings);
-    program.WaitForExit();
+    const auto program = LaunchShell(
+        "\"$0\" --play - --for 10ms; readlink /proc/self/fd/0; grep flags /proc/self/fdinfo/0");
+    program->WaitForExit();
     // O_NONBLOCK is 04000.
-    EXPECT_NE(program.Output().find("pipe:"), std::string::npos) << program.Output();
-    EXPECT_NE(program.Output().find("flags:\t00\n"), std::string::npos) << program.Output();
+    EXPECT_NE(program->Output().find("pipe:"), std::string::npos) << program->Output();
+    EXPECT_NE(program->Output().find("flags:\t00\n"), std::string::npos) << program->Output();
 }
 
 TEST_F(Play, EndsTheServiceWhenItIsOver)
 {
     const std::string path = Recording(header + Line(1) + Line(2, 1000) + Line(3, 30000000));
-    for (const std::vector<std::string>& options : {std::vector<std::string>{"--rate", "1000"},
-                                                    {"--rate", "0"},
-                                                    {"--until", "1s"},
-                                                    {"--from", "29.9"}}) {
-        std::vector<std::string> all{"--play", path, "--exit-at-end"};
-        all.insert(all.end(), options.begin(), options.end());
-        const Ended ended = RunToEnd(all);
+    for (const auto& [option, value] : {std::pair("--rate", "1000"), std::pair("--rate", "0"),
+                                        std::pair("--until", "1s"), std::pair("--from", "29.9")}) {
+        const Ended ended = RunToEnd({"--play", path, "--exit-at-end", option, value});
         EXPECT_EQ(ended.status, 0);
         EXPECT_EQ(ended.output, "ready\n");
-        EXPECT_EQ(ended.errors, Serving() + "SubtitleMgrSim: recording ended\n");
+        EXPECT_EQ(ended.errors, ServingAnd("recording ended\n"));
     }
 }
 
@@ -150,25 +120,22 @@ TEST_F(Play, EndsTheServiceWithStatus2AfterAMistake)
     program->WaitForOutput("ready\n");
     program->Write("[]\n");
     EXPECT_EQ(program->WaitForExit(), 2);
-    EXPECT_EQ(program->Errors(), Serving() + "SubtitleMgrSim: -:1:1: not an object\n");
+    EXPECT_EQ(program->Errors(), ServingAnd("-:1:1: not an object\n"));
 }
 
 TEST_F(Play, OfARecordingWaitsForItsRequests)
 {
-    const std::string request =
-        R"("request":"Subscribe","client":1,"subscription":6,"itemId":15132)";
-    service.Option("--play")
-        .Option(Recording(header + R"({"monoUs":0,"wallUs":0,)" + request +
-                          R"(,"result":"ok"})"
-                          "\n" +
-                          Line(1) + Line(2)))
-        .Option("--regions")
-        .Option("2-9")
-        .Option("--await-requests")
-        .Start();
-    WireClient client = Subscriber();
+    const std::string path =
+        Recording(header +
+                  R"({"monoUs":0,"wallUs":0,"request":"Subscribe","client":1,"subscription":6,)"
+                  R"("itemId":15132,"result":"ok"})"
+                  "\n" +
+                  Line(1) + Line(2));
+    const auto program = Launch({"--play", path, "--regions", "2-9", "--await-requests"});
+    program->WaitForOutput("ready\n");
+    WireClient client = Connect({6});
     ExpectRegion(client, 2);
-    service.Process().WaitForErrors("SubtitleMgrSim: recording ended\n");
+    program->WaitForErrors("SubtitleMgrSim: recording ended\n");
 }
 
 TEST_F(Play, OfABadRecordingDoesNotBegin)
@@ -180,15 +147,6 @@ TEST_F(Play, OfABadRecordingDoesNotBegin)
         EXPECT_EQ(ended.output, "");
         EXPECT_EQ(ended.errors, path + ":3:2: the line has no end; the recording is incomplete\n");
     }
-}
-
-TEST_F(Play, OfAnEndlessRecordingDoesNotBegin)
-{
-    const std::string path = Recording("{");
-    ASSERT_EQ(truncate(path.c_str(), 2147483648), 0);  // its zeros need no room
-    const Ended ended = RunToEnd({"--play", path});
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.errors, path + ":1:22435161: the line is longer than any message\n");
 }
 
 TEST_F(Play, LastsAsLongAsTheServiceIsAllowedTo)

@@ -1,13 +1,15 @@
 // Recordings and journals of the running service.
 
 #include "tests/harness/recording_text.h"
-#include "tests/service/ControlClient.h"
 #include "tests/service/SimulatorSession.h"
 
-#include <csignal>
 #include <regex>
 
 namespace {
+
+const std::string header =
+    R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,"monoUs":0})"
+    "\n";
 
 class Recording : public SimulatorSession {
 protected:
@@ -25,14 +27,13 @@ TEST_F(Recording, HoldsRequestsAndPublicationsInTheirOrder)
 {
     service.Play("visibility 3 t\nwait-subscribers 10\npalette 2 31 t 10ff\n");
     service.Option("--record").Option(path).Start();
-    WireClient client = Connect();
-    client.Subscribe(4);
+    WireClient client = Connect({4});
     EXPECT_EQ(client.Ask(messages::setRegionData, RegionDataRecord(3, 0, "\x05")), accepted);
     EXPECT_EQ(client.ReceiveFrame().header.messageId, messages::regionDataItem);
     EXPECT_EQ(client.Ask(messages::invertRegionData, U32(99)), U32(1));
     client.Subscribe(10);
     EXPECT_EQ(client.ReceiveFrame().header.messageId, messages::paletteItem);
-    ControlClient(service.SocketPath()).Ask("region-data 4 77 -");
+    Operate().Ask("region-data 4 77 -");
     service.Stop();
     EXPECT_EQ(PlainLines(ReadWholeFile(path)),
               R"({"subtitleRecording":1,"writer":"SubtitleMgrSim )" SUBTITLE_VERSION
@@ -54,13 +55,13 @@ TEST_F(Recording, BeginsAndEndsByControl)
 {
     service.Start();
     WireClient client = Connect();
-    ControlClient control(service.SocketPath());
+    ControlClient control = Operate();
     EXPECT_EQ(control.Ask("record /nowhere/file"),
-              R"({"ok":false,"error":"recording /nowhere/file: No such file or directory"})");
+              Failed("recording /nowhere/file: No such file or directory"));
     client.Ask(messages::ping);
-    EXPECT_EQ(control.Ask("record " + path), R"({"ok":true})");
+    EXPECT_EQ(control.Ask("record " + path), done);
     client.Ask(messages::getLogLevel);
-    EXPECT_EQ(control.Ask("record off"), R"({"ok":true})");
+    EXPECT_EQ(control.Ask("record off"), done);
     client.Ask(messages::ping);
     const std::string lines = PlainLines(ReadWholeFile(path));
     EXPECT_EQ(lines.substr(lines.find('\n') + 1),
@@ -70,86 +71,84 @@ TEST_F(Recording, BeginsAndEndsByControl)
 
 TEST_F(Recording, BeginsWithTheRestoredState)
 {
-    const std::string header = R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,)";
     const std::string line =
         R"("notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true)";
-    WriteWholeFile(files / "state",
-                   header + "\"monoUs\":0}\n{\"monoUs\":0,\"wallUs\":0," + line + "}\n");
+    WriteWholeFile(files / "state", header + R"({"monoUs":0,"wallUs":0,)" + line + "}\n");
     EXPECT_EQ(RunToEnd({"--state", files / "state", "--record", path, "--for", "0"}).status, 0);
     EXPECT_NE(PlainLines(ReadWholeFile(path)).find("{" + line + ",\"receivers\":0}\n"),
               std::string::npos);
 }
 
-TEST_F(Recording, DoesNotEmptyAFileWhenTheNameIsTaken)
+TEST_F(Recording, NeverEmptiesAFileInUse)
 {
     service.Option("--record").Option(path).Start();
     const std::string lines = ReadWholeFile(path);
-    EXPECT_EQ(RunToEnd({"--record", path}).status, 1);
+    EXPECT_EQ(RunToEnd({"--record", path}).status, 1) << "the name is taken";
     EXPECT_EQ(ReadWholeFile(path), lines);
-}
-
-TEST_F(Recording, NeverEmptiesAFileThatTheServiceUses)
-{
-    const std::string drive =
-        R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,"monoUs":0})"
-        "\n";
-    struct {
+    const std::string drive = files / "drive";
+    const std::string inUse = "SubtitleMgrSim: recording " + drive + ": it is in use\n";
+    const struct {
         std::vector<std::string> options;
         std::string text;
         int status;
         std::string problem;
-    } const cases[] = {
-        {{"--play", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
-        {{"--play", path}, "log x\n", 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
-        {{"--state", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
-        {{"--journal", path}, drive, 1, "SubtitleMgrSim: recording " + path + ": it is in use\n"},
+    } rows[] = {
+        {{"--play", drive}, header, 1, inUse},
+        {{"--play", drive}, "log x\n", 1, inUse},
+        {{"--state", drive}, header, 1, inUse},
+        {{"--journal", drive}, header, 1, inUse},
         {{"--state", files / "none"},
-         drive,
+         header,
          2,
          files / "none: cannot be read: No such file or directory\n"},
     };
-    for (const auto& one : cases) {
-        WriteWholeFile(path, one.text);
-        std::vector<std::string> options = one.options;
-        options.insert(options.end(), {"--record", path, "--for", "0"});
+    for (const auto& row : rows) {
+        WriteWholeFile(drive, row.text);
+        std::vector<std::string> options = row.options;
+        options.insert(options.end(), {"--name", "other", "--record", drive, "--for", "0"});
         const Ended ended = RunToEnd(options);
-        EXPECT_EQ(ended.status, one.status);
-        EXPECT_EQ(ended.errors, one.problem);
-        EXPECT_EQ(ReadWholeFile(path), one.text);
+        EXPECT_EQ(ended.status, row.status);
+        EXPECT_EQ(ended.errors, row.problem);
+        EXPECT_EQ(ReadWholeFile(drive), row.text);
     }
 }
 
 TEST_F(Recording, IsInUseUntilItEnds)
 {
     service.Quiet().Option("--record").Option(path).Start();
-    ControlClient control(service.SocketPath());
+    ControlClient control = Operate();
     const std::string lines = ReadWholeFile(path);
-    for (const auto& [line, problem] :
-         {std::pair("play ", ": is being recorded"), std::pair("restore ", ": is being recorded"),
-          std::pair("save ", ": is being recorded")}) {
-        EXPECT_EQ(control.Ask(line + path), R"({"ok":false,"error":")" + path + problem + R"("})");
+    const std::string inUse = Failed("recording " + path + ": it is in use");
+    for (const char* const word : {"play ", "restore ", "save "}) {
+        EXPECT_EQ(control.Ask(word + path), Failed(path + ": is being recorded"));
     }
-    EXPECT_EQ(control.Ask("record " + path),
-              R"({"ok":false,"error":"recording )" + path + R"(: it is in use"})");
-    EXPECT_EQ(ReadWholeFile(path), lines);
-    EXPECT_EQ(control.Ask("record off"), R"({"ok":true})");
+    EXPECT_EQ(control.Ask("record " + path), inUse);
+    EXPECT_EQ(control.Ask("record off"), done);
     EXPECT_EQ(control.Ask("play " + path + " paused"), R"({"ok":true,"positionUs":0})");
-    EXPECT_EQ(control.Ask("record " + path),
-              R"({"ok":false,"error":"recording )" + path + R"(: it is in use"})");
+    EXPECT_EQ(control.Ask("record " + path), inUse);
     EXPECT_EQ(ReadWholeFile(path), lines);
 }
 
-using JournalOnStandardOutput = SimulatorSession;
+using Journal = SimulatorSession;
 
-TEST_F(JournalOnStandardOutput, HasNoReadyInIt)
+TEST_F(Journal, OnStandardOutputHasNoReadyInIt)
 {
     const auto program = Launch({"--quiet", "--journal", "-"});
     program->WaitForErrors("ready\n");
     EXPECT_EQ(Connect().Ask(messages::ping), "");
-    program->Signal(SIGTERM);
-    ExpectCleanEnd(*program);
+    Terminate(*program);
     EXPECT_EQ(PlainJournal(program->Output()), "{\"request\":\"Ping\"}\n");
     EXPECT_EQ(program->Errors(), "ready\n");
+}
+
+TEST_F(Journal, HasALineBeforeItsReply)
+{
+    service.Journal().Quiet().Start();
+    WireClient client = Connect();
+    for (std::size_t count = 1; count <= 200; ++count) {
+        client.Ask(messages::ping);
+        ASSERT_EQ(service.JournalLines().size(), count);
+    }
 }
 
 }  // namespace

@@ -84,36 +84,26 @@ TEST_F(ServiceName, GoesToOneOfTenServicesAtOnce)
         }
     }
     ASSERT_NE(survivor, nullptr);
-    Connect().Quit();
-    ExpectCleanEnd(*survivor);
+    Terminate(*survivor);
 }
 
-struct Obstacle {
-    const char* name;
-    std::function<void(const std::string& path)> make;
-};
+using OtherFile = ServiceName;
 
-class OtherFile : public ServiceName, public testing::WithParamInterface<Obstacle> {};
-
-TEST_P(OtherFile, StaysAndRefusesTheService)
+TEST_F(OtherFile, StaysAndRefusesTheService)
 {
-    GetParam().make(service.SocketPath());
-    ExpectRefused(": is there already and not a socket; left as it is");
-    EXPECT_FALSE(std::filesystem::exists(LockPath()));
+    const std::string path = service.SocketPath();
+    const RawService killed(path + ".other");
+    for (const std::function<void()>& make :
+         {std::function<void()>([&] { WriteWholeFile(path, "precious"); }),
+          std::function<void()>([&] { mkdir(path.c_str(), 0700); }),
+          std::function<void()>([&] { mkfifo(path.c_str(), 0600); }),
+          std::function<void()>([&] { std::filesystem::create_symlink(path + ".other", path); })}) {
+        make();
+        ExpectRefused(": is there already and not a socket; left as it is");
+        EXPECT_FALSE(std::filesystem::exists(LockPath()));
+        std::filesystem::remove(path);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, OtherFile,
-    testing::Values(Obstacle{"File",
-                             [](const std::string& path) { WriteWholeFile(path, "precious"); }},
-                    Obstacle{"Folder", [](const std::string& path) { mkdir(path.c_str(), 0700); }},
-                    Obstacle{"Pipe", [](const std::string& path) { mkfifo(path.c_str(), 0600); }},
-                    Obstacle{"SymbolicLink",
-                             [](const std::string& path) {
-                                 const RawService killed(path + ".other");
-                                 std::filesystem::create_symlink(path + ".other", path);
-                             }}),
-    [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 /// Fills the listen backlog of the socket at \p path with connections.
 std::vector<Descriptor> FillBacklog(const std::string& path)
@@ -176,8 +166,7 @@ TEST_F(RemovedLock, KeepsTheSecondServiceWhenTheFirstEnds)
     EXPECT_EQ(StatusOf(LockPath()).st_ino, lock);
     EXPECT_EQ(Connect().Ask(messages::ping), "");
     ExpectRefused(isInUse);
-    second->Signal(SIGTERM);
-    ExpectCleanEnd(*second);
+    Terminate(*second);
 }
 
 TEST_F(ServiceName, IsPrivateUnderEveryUmask)
@@ -194,6 +183,7 @@ TEST_F(ServiceName, IsPrivateUnderEveryUmask)
         EXPECT_EQ(ModeOf(linx + "/node1"), 0700u) << std::oct << mask;
         EXPECT_EQ(ModeOf(one.SocketPath()), 0600u) << std::oct << mask;
         EXPECT_EQ(ModeOf(one.SocketPath() + ".lock"), 0600u) << std::oct << mask;
+        EXPECT_EQ(ModeOf(one.SocketPath() + ".control"), 0600u) << std::oct << mask;
     }
 }
 

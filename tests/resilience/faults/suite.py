@@ -67,7 +67,6 @@ WITH_PROGRAMS = {
         "SurplusClient.*",
         "TerminalOfAService.*",
         "ThousandSubscribers.*",
-        "TricklingSubscriber.*",
         "*Unread*",
     ],
 }
