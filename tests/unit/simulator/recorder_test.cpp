@@ -1,5 +1,6 @@
 #include "simulator/journal/recorder.h"
 
+#include "simulator/journal/journal.h"
 #include "tests/harness/SmallDisk.h"
 #include "tests/unit/captured_console.h"
 #include "tests/unit/simulator/recording_audience.h"
@@ -134,6 +135,33 @@ TEST_F(Recorder, WantsPublicationsThatHaveNoSubscriber)
     EXPECT_FALSE(audience.HasSubscriber(6));
     EXPECT_EQ(audience.Publish(6, EncodeNotification(6, RegionVisItem())), 0u);
     EXPECT_EQ(LinesOf(ReadWholeFile(path)), 2u);
+}
+
+using Journal = Recorder;
+
+TEST_F(Journal, AppendsToAnExistingFile)
+{
+    WriteWholeFile(path, "earlier\n");
+    sim::Journal journal;
+    std::string problem;
+    ASSERT_TRUE(journal.Open(path, problem)) << problem;
+    journal.Add(recording::Request());
+    EXPECT_EQ(ReadWholeFile(path),
+              "earlier\n"
+              R"({"monoUs":0,"wallUs":0,"request":"Ping","client":0,"result":"ok"})"
+              "\n");
+}
+
+TEST_F(Journal, ReportsItsFirstLossOnly)
+{
+    sim::Journal journal;
+    std::string problem;
+    ASSERT_TRUE(journal.Open("/dev/full", problem)) << problem;
+    EXPECT_EQ(ErrorsOf([&] {
+                  journal.Add(recording::Request());
+                  journal.Add(recording::Request());
+              }),
+              "SubtitleMgrSim: the journal is not complete: No space left on device\n");
 }
 
 }  // namespace

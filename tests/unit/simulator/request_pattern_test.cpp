@@ -1,5 +1,7 @@
 #include "simulator/journal/request_pattern.h"
 
+#include "simulator/journal/request_history.h"
+
 #include "words/text.h"
 
 #include <gtest/gtest.h>
@@ -30,12 +32,17 @@ std::string ProblemOf(const std::string& line)
     return problem;
 }
 
-bool Matches(const std::string& line, const recording::Request& request)
+RequestPattern Pattern(const std::string& line)
 {
     RequestPattern pattern;
     std::string problem;
     EXPECT_TRUE(pattern.Parse(words::Split(line), problem)) << line << ": " << problem;
-    return pattern.Matches(request);
+    return pattern;
+}
+
+bool Matches(const std::string& line, const recording::Request& request)
+{
+    return Pattern(line).Matches(request);
 }
 
 TEST(RequestPattern, ComparesTheFieldsThatAreGiven)
@@ -92,6 +99,72 @@ TEST(RequestPattern, MatchesRequestsLikeARecordedOne)
     EXPECT_FALSE(pattern.Matches(other));
     EXPECT_FALSE(pattern.Matches(Palette("123456780")));
     EXPECT_FALSE(pattern.Matches(Palette(digits + "0")));
+}
+
+class RequestHistory : public testing::Test {
+protected:
+    void AddLevel(unsigned int level)
+    {
+        recording::Request request;
+        request.kind = recording::RequestKind::SetLogLevel;
+        request.level = level;
+        history.Add(request);
+    }
+
+    std::optional<std::uint64_t> Find(const std::string& line, std::uint64_t from = 0) const
+    {
+        return history.Find(Pattern(line), from);
+    }
+
+    sim::RequestHistory history;
+    const std::string level7 = "request=SetLogLevel level=7";
+};
+
+TEST_F(RequestHistory, FindsTheFirstMatchFromANumberOn)
+{
+    history.Start();
+    for (const unsigned int level : {7u, 8u, 7u}) {
+        AddLevel(level);
+    }
+    EXPECT_EQ(Find(level7), 0u);
+    EXPECT_EQ(Find(level7, 1), 2u);
+    EXPECT_EQ(Find(level7, 3), std::nullopt);
+}
+
+TEST_F(RequestHistory, KeepsTheLastOnes)
+{
+    history.Start();
+    AddLevel(8);
+    AddLevel(7);
+    for (unsigned int i = 1; i < sim::RequestHistory::most; ++i) {
+        AddLevel(9);
+    }
+    EXPECT_EQ(Find("request=SetLogLevel level=8"), std::nullopt);
+    EXPECT_EQ(Find(level7), 1u);
+}
+
+TEST_F(RequestHistory, KeepsNothingWithoutAUser)
+{
+    AddLevel(7);
+    history.Start();
+    history.Start();
+    EXPECT_EQ(Find(level7), std::nullopt);
+    history.Stop();
+    AddLevel(7);
+    EXPECT_EQ(Find(level7), 0u);
+    history.Stop();
+    EXPECT_FALSE(history.IsOn());
+    history.Start();
+    EXPECT_EQ(Find(level7), std::nullopt);
+    AddLevel(7);
+    EXPECT_EQ(Find(level7), 1u);
+}
+
+TEST_F(RequestHistory, KnowsTheChecksumOfBytesThatAreGone)
+{
+    history.Start();
+    history.Add(Palette(std::string("123456789")));
+    EXPECT_EQ(Find("request=SetPaletteData size=9 crc32=cbf43926"), 0u);
 }
 
 }  // namespace

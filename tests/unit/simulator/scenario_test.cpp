@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace {
 
@@ -86,13 +87,34 @@ private:
     }
 };
 
+TEST_F(Scenario, PublishesRecordsWithWordsForNumbers)
+{
+    const auto published = [this](const std::string& line) {
+        return BytesOf(Parsed(line).steps.at(0).frame);
+    };
+    const auto bitmap = [](unsigned int subscription, unsigned int format) {
+        return NotificationBytes(subscription, 15129, RegionDataRecord(3, format, "\x10\xff"));
+    };
+    EXPECT_EQ(published("region-data 3 hd 10ff"), bitmap(2, 0));
+    EXPECT_EQ(published("region-data 3 sd 10ff"), bitmap(3, 1));
+    EXPECT_EQ(published("region-data 3 cif 10FF"), bitmap(4, 2));
+    EXPECT_EQ(published("region-data 3 255 10ff"), bitmap(12, 255));
+    EXPECT_EQ(published("visibility 3 yes"),
+              NotificationBytes(6, 15132, VisibilityRecord(3, true)));
+    EXPECT_EQ(published("palette 2 31 off 10ff"),
+              NotificationBytes(10, 15133, PaletteRecord(2, 31, false, "\x10\xff")));
+}
+
 TEST_F(Scenario, TurnsSleepsIntoTimes)
 {
     EXPECT_EQ(StepsOf(""), "= 0");
     EXPECT_EQ(
         StepsOf("# a comment\n\n   \t\r\n  visibility\t1 t   # shown\r\n#\nsleep 2#x\nlog end"),
         "0 region 1; 2000 log end; = 2000");
-    EXPECT_EQ(StepsOf("sleep 1ms\nwait-subscribers 10\nsleep 3\n"), "1000 wait 10; = 4000");
+    EXPECT_EQ(StepsOf("sleep 1ms\nwait-subscribers 10\nsleep 2s\nsleep 0.5\n"),
+              "1000 wait 10; = 2001500");
+    EXPECT_EQ(StepsOf("log  bright \t \x1b[2J \xc3\xbc # not this"),
+              "0 log bright ?[2J \xc3\xbc; = 0");
 }
 
 TEST_F(Scenario, RepeatsLines)
@@ -141,6 +163,7 @@ TEST_F(Scenario, TakesARecordOf16MiBAndNoLargerOne)
 
 TEST_F(Scenario, IsRefusedWithEveryMistake)
 {
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     Write("included", "\nvisibility 3\nrepeat 2\n");
     Write("again", "include main\n");
     Write("main", "");
@@ -152,6 +175,21 @@ TEST_F(Scenario, IsRefusedWithEveryMistake)
          "main:3:3: unknown directive 'regoin-data'; did you mean region-data?\n"
          "main:5:12: region '300' is not a number from 0 to 255\n"
          "main:5:16: visible 'maybe' is not true or false\n"},
+        {"\tregion-data 1 CIF g0",
+         "main:1:16: format 'CIF' is not hd, sd, cif or a number from 0 to 255; did you mean cif?\n"
+         "main:1:20: 'g0' is not hex bytes, @FILE or -\n"},
+        {"palette 1 256 2 0", "main:1:11: background code '256' is not a number from 0 to 255\n"
+                              "main:1:15: fill '2' is not true or false\n"
+                              "main:1:17: '0' is not hex bytes, @FILE or -\n"},
+        {"visibility 3 ture",
+         "main:1:14: visible 'ture' is not true or false; did you mean true?\n"},
+        {"region-data 1 0 @missing",
+         "main:1:17: '@missing' cannot be read: No such file or directory\n"},
+        {"region-data 1 0 @", "main:1:17: '@' cannot be read: Is a directory\n"},
+        {"region-data 1 0 @fifo", "main:1:17: '@fifo' cannot be read: not a file\n"},
+        {"sleep 1m", "main:1:7: '1m' is not a time like 500 (milliseconds), 500ms or 2s\n"},
+        {"wait-subscribers 5",
+         "main:1:18: there is no subscription '5'; there are 1, 2, 3, 4, 6, 10 and 12\n"},
         {"faults", "main:1:1: faults is allowed only on the control socket\n"},
         {"end\n", "main:1:1: end without repeat\n"},
         {"repeat 2\n  repeat 3\nend\n", "main:1:1: repeat without end\n"},
@@ -198,7 +236,6 @@ TEST_F(Scenario, KeepsItsLimits)
     for (int i = 0; i < 8; ++i) {
         records += "region-data " + std::to_string(i) + " 0 @large\n";
     }
-    const std::string wait = "wait-subscribers 1\n";
     const struct {
         std::string text;
         const char* mistakes;

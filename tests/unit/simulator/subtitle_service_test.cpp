@@ -77,14 +77,6 @@ TEST_F(SubtitleService, PublishesABitmapInThreeFormats)
               Bitmaps(3, sent, cif));
 }
 
-TEST_F(SubtitleService, PublishesVisibilityAndPalettesAsSent)
-{
-    EXPECT_EQ(PublishedBy(messages::setRegionVisibility, VisibilityRecord(1, true)),
-              Published{Visibility(1, true)});
-    const std::string palette = PaletteRecord(2, 31, true, "\x10\x20\x30\x40");
-    EXPECT_EQ(PublishedBy(messages::setPaletteData, palette), Published{Palette(palette)});
-}
-
 TEST_F(SubtitleService, KeepsNothingOfRegionsOutside1To14)
 {
     for (unsigned int region = 0; region < 256; ++region) {
