@@ -1,18 +1,33 @@
-"""Runs pytest with the plugin on small test files, and checks that nothing remains."""
+"""Plays small test files with the plugin, and checks that every test leaves nothing."""
 
+import os
+import pathlib
 import tempfile
 
 import pytest
 
-from left_over import processes_below
-
 pytest_plugins = "pytester"
+
+
+def processes_below(folder):
+    """The command lines of all processes whose environment names the folder."""
+    found = []
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            if os.fsencode(folder) in (process / "environ").read_bytes():
+                found.append((process / "cmdline").read_bytes())
+        except OSError:
+            pass  # it has ended
+    return found
 
 
 @pytest.fixture(autouse=True)
 def scratch(tmp_path, monkeypatch):
-    """The folder for temporary files, in which no file and no process may remain."""
-    folder = tmp_path / "scratch"
+    """The folder for temporary files, in which no file and no process may remain.
+
+    Its path is longer than a socket address.
+    """
+    folder = tmp_path / ("long" * 30)
     folder.mkdir()
     monkeypatch.setenv("TMPDIR", str(folder))
     monkeypatch.setattr(tempfile, "tempdir", str(folder))
@@ -31,11 +46,9 @@ def folder_of_programs(pytestconfig):
 def player(pytester, programs):
     """A function that runs pytest on a text of tests; its result has the output."""
 
-    def play(text, *options, programs=programs, subprocess=False):
+    def play(text, *options, programs=programs, run=pytester.runpytest_inprocess):
         pytester.makepyfile(test_it=text)
         words = ["-p", "pytest_subtitle", "-p", "no:cacheprovider", "--rootdir=.", *options]
-        words += ["--subtitle-programs", programs] if programs else []
-        runs = pytester.runpytest_subprocess if subprocess else pytester.runpytest_inprocess
-        return runs(*words)
+        return run(*words, *(["--subtitle-programs", programs] if programs else []))
 
     return play
