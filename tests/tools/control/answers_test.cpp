@@ -1,79 +1,75 @@
 // Lines to the control socket, what is shown of the answers, and the exit status.
 
-#include "tests/harness/text_compare.h"
 #include "tests/tools/control/ControlSession.h"
 
 #include <fcntl.h>
 
 namespace {
 
-using Control = ControlSession;
+/// The test answers in place of a service.
+class Control : public ControlSession {
+protected:
+    void AcceptAndAnswer(const std::string& line, const std::string& answer)
+    {
+        connection = connection ? std::move(connection) : service.Accept();
+        EXPECT_EQ(connection->ReceiveLine(), line);
+        connection->Send(answer);
+    }
 
-TEST_F(Control, EndsAsTheAnswerSays)
+    RawService service{ControlSocket()};
+    std::unique_ptr<RawConnection> connection;
+};
+
+TEST_F(Control, SendsALineAndEndsAsTheAnswerSays)
 {
     const struct {
         std::vector<std::string> command;
+        std::string line;
         std::string answer;
         int status;
         std::string output;
-        std::string errors;
+        std::string problem;
     } rows[] = {
-        {{"visibility", "3", "t"}, R"({"ok":true,"receivers":2})", 0, "receivers: 2\n", ""},
-        {{"--json", "resume"}, R"({"ok":true,  "x":5})", 0, "{\"ok\":true,  \"x\":5}\n", ""},
-        {{"stop"}, R"({"ok":false,"error":"no play"})", 1, "", "SubtitleMgrCtl: no play\n"},
-        {{"--json", "stop"}, R"({"ok":false})", 1, "{\"ok\":false}\n", ""},
+        {{"visibility", "3", "t"},
+         "visibility 3 t",
+         R"({"ok":true,"receivers":2})",
+         0,
+         "receivers: 2\n",
+         ""},
+        {{"fault  mute\ttimes=1"}, "fault mute times=1", R"({"ok":true})", 0, "", ""},
+        {{"--json", "resume"},
+         "resume",
+         R"({"ok":true,  "x":5})",
+         0,
+         "{\"ok\":true,  \"x\":5}\n",
+         ""},
+        {{"stop"}, "stop", R"({"ok":false,"error":"no play"})", 1, "", "no play"},
+        {{"--json", "stop"}, "stop", R"({"ok":false})", 1, "{\"ok\":false}\n", ""},
         {{"await", "request=Ping"},
+         "await request=Ping",
          R"({"ok":false,"error":"too late","timedOut":true})",
          4,
          "",
-         "SubtitleMgrCtl: too late\n"},
-        {{"quit"},
-         "pardon?",
-         1,
-         "",
-         "SubtitleMgrCtl: the answer of the service is not a JSON object\n"},
+         "too late"},
+        {{"quit"}, "quit", "what?", 1, "", "the answer of the service is not a JSON object"},
     };
-    RawService service(ControlSocket());
     for (const auto& row : rows) {
         const auto program = Launch(row.command);
-        const auto connection = service.Accept();
-        connection->ReceiveLine();
-        connection->Send(row.answer + "\n");
-        EXPECT_EQ(program->WaitForExit(), row.status) << row.answer;
-        EXPECT_TEXT(program->Output(), row.output);
-        EXPECT_TEXT(program->Errors(), row.errors);
-    }
-}
-
-TEST_F(Control, SendsTheWordsAsOneLine)
-{
-    RawService service(ControlSocket());
-    for (const auto& words : {std::vector<std::string>{"fault", "mute", "times=1"},
-                              std::vector<std::string>{"fault  mute\ttimes=1"}}) {
-        const auto program = Launch(words);
-        const auto connection = service.Accept();
-        EXPECT_EQ(connection->ReceiveLine(), "fault mute times=1");
-        connection->Send("{\"ok\":true}\n");
-        EXPECT_EQ(program->WaitForExit(), 0);
-        EXPECT_EQ(program->Output() + program->Errors(), "");
+        AcceptAndAnswer(row.line, row.answer + "\n");
+        ExpectEnd(*program, row.status, row.output, row.problem);
+        connection.reset();
     }
 }
 
 TEST_F(Control, ReadsStandardInputAndGoesOnAfterAFailure)
 {
-    RawService service(ControlSocket());
     const auto program = Launch({"-"});
     program->Write("pause\n\nstte\nstop # now\n" + std::string(70000, 'x') + "\nresume");
     program->CloseInput();
-    const auto connection = service.Accept();
-    EXPECT_EQ(connection->ReceiveLine(), "pause");
-    connection->Send("{\"ok\":true,\"positionUs\":1000}\n");
-    EXPECT_EQ(connection->ReceiveLine(), "");
-    connection->Send("{\"ok\":true}\n");
-    EXPECT_EQ(connection->ReceiveLine(), "stop");
-    connection->Send("{\"ok\":false,\"error\":\"no play\"}\n");
-    EXPECT_EQ(connection->ReceiveLine(), "resume");
-    connection->Send("{\"ok\":true}\n");
+    AcceptAndAnswer("pause", "{\"ok\":true,\"positionUs\":1000}\n");
+    AcceptAndAnswer("", "{\"ok\":true}\n");
+    AcceptAndAnswer("stop", "{\"ok\":false,\"error\":\"no play\"}\n");
+    AcceptAndAnswer("resume", "{\"ok\":true}\n");
     EXPECT_EQ(program->WaitForExit(), 2);  // of the first failure
     EXPECT_TEXT(program->Output(), "position: 0.001 s\n");
     EXPECT_TEXT(program->Errors(),
@@ -82,48 +78,19 @@ TEST_F(Control, ReadsStandardInputAndGoesOnAfterAFailure)
                 "SubtitleMgrCtl: line 5: longer than 64 KiB\n");
 }
 
-TEST_F(Control, EndsWithStatus3WithoutService)
-{
-    const auto program = Launch({"state"});
-    EXPECT_EQ(program->WaitForExit(), 3);
-    EXPECT_EQ(program->Errors(),
-              "SubtitleMgrCtl: no service at " + ControlSocket() + ": No such file or directory\n");
-}
-
 TEST_F(Control, EndsWithStatus3WhenTheServiceCloses)
 {
-    RawService service(ControlSocket());
     const auto program = Launch({"-"});
     program->Write("state\nstate\n");
-    const auto connection = service.Accept();
-    connection->ReceiveLine();
-    connection->Send("{\"ok\":tr");
+    AcceptAndAnswer("state", "{\"ok\":tr");
     connection->Close();
-    EXPECT_EQ(program->WaitForExit(), 3);
-    EXPECT_EQ(program->Errors(),
-              "SubtitleMgrCtl: the service closed the connection without an answer\n");
+    ExpectEnd(*program, 3, "", "the service closed the connection without an answer");
 }
 
 TEST_F(Control, EndsWithStatus4WhenTheTimeRunsOut)
 {
-    const RawService service(ControlSocket());
     const auto program = Launch({"--timeout", "20ms", "await", "request=Ping", "within=30ms"});
-    EXPECT_EQ(program->WaitForExit(), 4);
-    EXPECT_EQ(program->Errors(), "SubtitleMgrCtl: the service has not answered within 0.050 s\n");
-}
-
-TEST_F(Control, EndsWithStatus1WhenTheOutputIsFull)
-{
-    const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    ChildProcess::Options settings;
-    settings.output = full.Get();
-    RawService service(ControlSocket());
-    const auto program = Launch({"--json", "state"}, settings);
-    const auto connection = service.Accept();
-    connection->ReceiveLine();
-    connection->Send("{\"ok\":true}\n");
-    EXPECT_EQ(program->WaitForExit(), 1);
-    EXPECT_EQ(program->Errors(), "SubtitleMgrCtl: standard output: No space left on device\n");
+    ExpectEnd(*program, 4, "", "the service has not answered within 0.050 s");
 }
 
 TEST_F(Control, SendsNoFurtherLineWhenTheOutputIsFull)
@@ -131,14 +98,10 @@ TEST_F(Control, SendsNoFurtherLineWhenTheOutputIsFull)
     const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     ChildProcess::Options settings;
     settings.output = full.Get();
-    RawService service(ControlSocket());
     const auto program = Launch({"--json", "-"}, settings);
     program->Write("state\nquit\n");
-    const auto connection = service.Accept();
-    connection->ReceiveLine();
-    connection->Send("{\"ok\":true}\n");
-    EXPECT_EQ(program->WaitForExit(), 1);
-    EXPECT_EQ(program->Errors(), "SubtitleMgrCtl: standard output: No space left on device\n");
+    AcceptAndAnswer("state", "{\"ok\":true}\n");
+    ExpectEnd(*program, 1, "", "standard output: No space left on device");
 }
 
 }  // namespace

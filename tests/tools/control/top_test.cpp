@@ -1,4 +1,3 @@
-#include "tests/harness/text_compare.h"
 #include "tests/tools/control/ControlSession.h"
 
 #include <csignal>
@@ -8,27 +7,31 @@ namespace {
 /// SubtitleMgrCtl top; the test answers its questions.
 class Top : public ControlSession {
 protected:
-    void Accept() { connection = service.Accept(); }
-
-    /// Answers one question with \p requests counted so far.
-    std::string Answer(int requests)
+    std::unique_ptr<ChildProcess> Begin(const std::vector<std::string>& words,
+                                        const ChildProcess::Options& settings = {})
     {
-        const std::string state =
-            R"({"ok":true,"regions":[{"regionId":3,"bitmaps":[],"publications":7,"bytes":9}],"level":63,)"
-            R"("clients":[],"counters":{"requests":)" +
-            std::to_string(requests) + "}}";
-        EXPECT_EQ(connection->ReceiveLine(), "state");
-        connection->Send(state + "\n");
-        return state;
+        auto program = Launch(words, settings);
+        connection = service.Accept();
+        return program;
     }
 
-    const std::string firstTable = "counters: requests 5\n"
-                                   "level: 63\n"
-                                   "\n"
-                                   "REGION  SHOWN  MESSAGES  BYTES  PALETTE  BITMAPS\n"
-                                   "     3      -         7      9        -  -\n"
-                                   "\n"
-                                   "CLIENT  BACKLOG  BYTES  LOST  STALLED  SUBSCRIPTIONS\n";
+    void Answer()
+    {
+        EXPECT_EQ(connection->ReceiveLine(), "state");
+        connection->Send(state);
+    }
+
+    const std::string state =
+        R"({"ok":true,"regions":[{"regionId":3,"bitmaps":[],"publications":7,"bytes":9}],)"
+        R"("level":63,"clients":[],"counters":{"requests":5}})"
+        "\n";
+    const std::string table = "counters: requests 5\n"
+                              "level: 63\n"
+                              "\n"
+                              "REGION  SHOWN  MESSAGES  BYTES  PALETTE  BITMAPS\n"
+                              "     3      -         7      9        -  -\n"
+                              "\n"
+                              "CLIENT  BACKLOG  BYTES  LOST  STALLED  SUBSCRIPTIONS\n";
 
     RawService service{ControlSocket()};
     std::unique_ptr<RawConnection> connection;
@@ -36,20 +39,33 @@ protected:
 
 TEST_F(Top, ShowsOneTable)
 {
-    const auto program = Launch({"top", "--once"});
-    Accept();
-    Answer(5);
-    EXPECT_EQ(program->WaitForExit(), 0);
-    EXPECT_TEXT(program->Output(), firstTable);
+    const auto program = Begin({"top", "--once"});
+    Answer();
+    ExpectEnd(*program, 0, table, "");
 }
 
-TEST_F(Top, ShowsRates)
+TEST_F(Top, WritesTheStateAsItCame)
 {
-    const auto program = Launch({"top"});
-    Accept();
-    Answer(5);
-    Answer(5);
-    program->WaitForOutput(firstTable + "\ncounters: requests 5 (0/s)\n");
+    const auto program = Begin({"top", "--json", "--once"});
+    Answer();
+    ExpectEnd(*program, 0, state, "");
+}
+
+TEST_F(Top, WritesMetricsOnce)
+{
+    const auto program = Begin({"top", "--prometheus"});
+    Answer();
+    EXPECT_EQ(program->WaitForExit(), 0);
+    EXPECT_NE(program->Output().find("\nsubtitle_requests_total{service=\"SubtitleMgr\"} 5\n"),
+              std::string::npos);
+}
+
+TEST_F(Top, ShowsRatesAfterASecond)
+{
+    const auto program = Begin({"top"});
+    Answer();
+    Answer();
+    program->WaitForOutput(table + "\ncounters: requests 5 (0/s)\n");
     program->WaitForOutput("REGION  SHOWN  MESSAGES  /S  BYTES  /S  PALETTE  BITMAPS\n"
                            "     3      -         7   0      9   0        -  -\n");
 }
@@ -57,45 +73,27 @@ TEST_F(Top, ShowsRates)
 TEST_F(Top, EndsWithStatus0OnASignal)
 {
     for (const int number : {SIGINT, SIGTERM}) {
-        const auto program = Launch({"top"});
-        Accept();
-        Answer(5);
-        program->WaitForOutput(firstTable);
+        const auto program = Begin({"top"});
+        Answer();
+        program->WaitForOutput(table);
         program->Signal(number);
-        EXPECT_EQ(program->WaitForExit(), 0) << number;
-        EXPECT_TEXT(program->Errors(), "");
+        ExpectEnd(*program, 0, table + "\n", "");
     }
 }
 
 TEST_F(Top, ObeysASignalWhileTheServiceIsSilent)
 {
-    const auto program = Launch({"top", "--timeout", "1000"});
-    Accept();
+    const auto program = Begin({"top", "--timeout", "1000"});
     EXPECT_EQ(connection->ReceiveLine(), "state");
     program->Signal(SIGINT);
-    EXPECT_EQ(program->WaitForExit(), 0);
-    EXPECT_EQ(program->Output(), "");
+    ExpectEnd(*program, 0, "", "");
 }
 
-TEST_F(Top, WritesStatesAsTheyCame)
+TEST_F(Top, EndsWithStatus3WhenTheServiceCloses)
 {
-    const auto program = Launch({"top", "--json"});
-    Accept();
-    program->WaitForOutput(Answer(5) + "\n");
-    program->WaitForOutput(Answer(6) + "\n");
-}
-
-TEST_F(Top, WritesMetricsOnce)
-{
-    const auto program = Launch({"top", "--prometheus"});
-    Accept();
-    Answer(5);
-    EXPECT_EQ(program->WaitForExit(), 0);
-    EXPECT_EQ(program->Output().substr(0, 142),
-              "# HELP subtitle_requests_total Requests received.\n"
-              "# TYPE subtitle_requests_total counter\n"
-              "subtitle_requests_total{service=\"SubtitleMgr\"} 5\n"
-              "# HE");
+    const auto program = Begin({"top"});
+    connection->Close();
+    EXPECT_EQ(program->WaitForExit(), 3);
 }
 
 TEST_F(Top, DrawsOnATerminalWithBoldHeadingsUnlessNoColorIsSet)
@@ -104,23 +102,12 @@ TEST_F(Top, DrawsOnATerminalWithBoldHeadingsUnlessNoColorIsSet)
         ChildProcess::Options settings;
         settings.onTerminal = true;
         settings.environment = {{"TERM", "xterm"}, {"NO_COLOR", isPlain ? "1" : ""}};
-        const auto program = Launch({"top"}, settings);
-        Accept();
-        Answer(5);
+        const auto program = Begin({"top"}, settings);
+        Answer();
         program->WaitForOutput("\x1b[J");
         EXPECT_EQ(program->Output().substr(0, 27), "\x1b[Hcounters: requests 5\x1b[K\r");
         EXPECT_EQ(program->Output().find("\x1b[1mREGION") == std::string::npos, isPlain);
     }
-}
-
-TEST_F(Top, EndsWithStatus3WhenTheServiceCloses)
-{
-    const auto program = Launch({"top"});
-    Accept();
-    Answer(5);
-    connection->ReceiveLine();
-    connection->Close();
-    EXPECT_EQ(program->WaitForExit(), 3);
 }
 
 }  // namespace
