@@ -1,56 +1,36 @@
 // The reasons for the end of the tap, and its status.
 
-#include "tests/harness/text_compare.h"
 #include "tests/harness/wait_limits.h"
 #include "tests/tools/tap/TapSession.h"
 
-#include "platform/src/deadline.h"
-
 #include <csignal>
 #include <filesystem>
-#include <thread>
-
-using namespace platform;
 
 namespace {
 
 using Tap = TapSession;
 
-const std::string noService =
-    "SubtitleMgrTap: SubtitleMgr accepts no subscription: it does not run, or refuses\n";
-
-TEST_F(Tap, EndsWithStatus3WithoutService)
+TEST_F(Tap, EndsWithStatus3WithoutSubscription)
 {
-    const Ended tap = Run({"--json"});
-    EXPECT_EQ(tap.status, 3);
-    EXPECT_EQ(tap.output, "");
-    EXPECT_EQ(tap.errors, noService);
-}
-
-TEST_F(Tap, EndsWithStatus3WhenASubscriptionIsRefused)
-{
+    const std::string problem = "SubtitleMgr accepts no subscription: it does not run, or refuses";
+    ExpectEnd(*Launch({"--json"}), 3, problem);
     service.Fault("refuse-subscribe").Start();
-    const Ended tap = Run({"--wait-for-service", "100ms"});
-    EXPECT_EQ(tap.status, 3);
-    EXPECT_EQ(tap.errors, noService);
+    ExpectEnd(*Launch({"--wait-for-service", "10ms"}), 3, problem);
 }
 
 TEST_F(Tap, EndsWithStatus3WithoutMessagingDirectory)
 {
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = "relative";
-    ChildProcess tap({TAP_PROGRAM}, settings);
-    EXPECT_EQ(tap.WaitForExit(), 3);
-    EXPECT_EQ(tap.Errors(),
-              "SubtitleMgrTap: the messaging endpoint cannot be opened; the log has the reason\n");
+    ExpectEnd(*Launch({}, settings), 3,
+              "the messaging endpoint cannot be opened; the log has the reason");
 }
 
 TEST_F(Tap, WaitsForTheService)
 {
     const auto tap = Launch({"--wait-for-service", "20", "--count", "1"});
     service.Play("wait-subscribers 10\nvisibility 1 t\n").Start();
-    EXPECT_EQ(tap->WaitForExit(), 0) << tap->Errors();
-    EXPECT_TEXT(Shown(tap->Output()), "T visibility region 1 visible\n");
+    ExpectEnd(*tap, 0);
 }
 
 TEST_F(Tap, EndsOnASignalWhileItWaitsForTheService)
@@ -58,32 +38,11 @@ TEST_F(Tap, EndsOnASignalWhileItWaitsForTheService)
     const std::string directory = files / "linx";
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = directory;
-    ChildProcess tap({TAP_PROGRAM, "--wait-for-service", "1000"}, settings);
-    const Deadline deadline(eventDeadlineMs);
-    while (!std::filesystem::exists(directory)) {  // the tap makes it after its signal handlers
-        ASSERT_FALSE(deadline.HasPassed());
-        std::this_thread::yield();
-    }
-    tap.Signal(SIGINT);
-    EXPECT_EQ(tap.WaitForExit(), 0);
-    EXPECT_EQ(tap.Errors(), "");
-}
-
-TEST_F(Tap, EndsWithStatus4AtTheTimeLimitBeforeTheCount)
-{
-    service.Play("wait-subscribers 10\nvisibility 1 t\n").Start();
-    const Ended tap = Run({"--seconds", "500ms", "--count", "2"});
-    EXPECT_EQ(tap.status, 4);
-    EXPECT_TEXT(Shown(tap.output), "T visibility region 1 visible\n");
-}
-
-TEST_F(Tap, EndsAfterTheCountWhenMoreFollows)
-{
-    service.Play("wait-subscribers 10\nvisibility 1 t\nvisibility 2 t\nvisibility 3 t\n").Start();
-    const Ended tap = Run({"--seconds", "20", "--count", "2"});
-    EXPECT_EQ(tap.status, 0);
-    EXPECT_TEXT(Shown(tap.output),
-                "T visibility region 1 visible\nT visibility region 2 visible\n");
+    const auto tap = Launch({"--wait-for-service", "1000"}, settings);
+    // The tap makes it after its signal handlers.
+    WaitUntil([&] { return std::filesystem::exists(directory); }, [&] { return directory; });
+    tap->Signal(SIGINT);
+    ExpectEnd(*tap, 0);
 }
 
 TEST_F(Tap, EndsWithStatus0AndWholeLinesOnASignal)
@@ -96,8 +55,7 @@ TEST_F(Tap, EndsWithStatus0AndWholeLinesOnASignal)
         const auto tap = Launch({"--json"});
         tap->WaitForOutput("RegionVisibility");
         tap->Signal(number);
-        EXPECT_EQ(tap->WaitForExit(), 0) << number;
-        EXPECT_EQ(tap->Errors(), "");
+        ExpectEnd(*tap, 0);
         Recorded(tap->Output());
     }
 }
@@ -105,14 +63,11 @@ TEST_F(Tap, EndsWithStatus0AndWholeLinesOnASignal)
 TEST_F(Tap, GoesOnWhenTheServiceRestarts)
 {
     service.Play("wait-subscribers 10\nvisibility 1 t\n").Start();
-    const auto tap = Launch({"--count", "3"});
-    for (int start = 0; start < 2; ++start) {
-        tap->WaitForOutput("visibility region 1 visible\n");
-        service.Kill();
-        service.Start();
-    }
-    EXPECT_EQ(tap->WaitForExit(), 0);
-    EXPECT_EQ(tap->Errors(), "");
+    const auto tap = Launch({"--count", "2"});
+    tap->WaitForOutput("visibility region 1 visible\n");
+    service.Kill();
+    service.Start();
+    ExpectEnd(*tap, 0);
 }
 
 }  // namespace
