@@ -35,7 +35,17 @@ def main(arguments):
     programs, scenario = arguments
     with Workspace(programs) as workspace:
         written = [workspace.new_path(name) for name in ("recording", "journal", "state")]
-        options = ["--play", scenario, "--loop", "--record", written[0], "--journal", written[1]]
+        options = [
+            "--play",
+            scenario,
+            "--loop",
+            "--rate",
+            "10",
+            "--record",
+            written[0],
+            "--journal",
+            written[1],
+        ]
         tap = workspace.program("SubtitleMgrTap")
         with DrivenService(workspace, options) as service:
             service.start()

@@ -105,9 +105,10 @@ TEST(Reader, ReadsEachKindOfRequest)
     EXPECT_EQ(reading.lines, text);
 }
 
-TEST(Reader, ReadsReceivers)
+TEST(Reader, ReadsReceiversAndAWallClockThatRanBackwards)
 {
-    const std::string line = Replaced(visibility, "true}", "true,\"receivers\":2}");
+    std::string line = Replaced(visibility, "true}", "true,\"receivers\":2}");
+    line = Replaced(line, "\"wallUs\":1", "\"wallUs\":0");
     EXPECT_EQ(Read(header + line).lines, header + line);
 }
 
@@ -174,11 +175,6 @@ TEST(Reader, RefusesANewerFormatWithAnyFields)
               "drive:1:2: subtitleRecording is not a whole number from 0 to 9007199254740991");
 }
 
-TEST(Reader, RefusesASecondHeaderInAFile)
-{
-    EXPECT_EQ(MistakeOf(header), "drive:2:1: a second header");
-}
-
 TEST(Reader, ShiftsTimesOfAStreamThatRunBackwards)
 {
     const auto at = [](const std::string& line, const std::string& us) {
@@ -198,42 +194,29 @@ TEST(Reader, ShiftsTimesOfAStreamThatRunBackwards)
               at(visibility, last) + at(header, last) + at(visibility, last));
 }
 
-TEST(Reader, RefusesTimesThatRunBackwards)
-{
-    EXPECT_EQ(MistakeOf(visibility, ":6,", ":4,"),
-              "drive:2:2: monoUs is earlier than in the line before");
-    EXPECT_EQ(Read(header + Replaced(visibility, "\"wallUs\":1", "\"wallUs\":0")).mistake, "");
-}
-
-TEST(Reader, RefusesLinesThatAreNoJsonObjectOfOneKind)
+TEST(Reader, RefusesLinesThatAreNoMessageOfOneKind)
 {
     const std::string kind = "1: not one of a header, a notification and a request";
     const std::pair<std::string, std::string> rows[] = {
         {"\n", "1: The document is empty."},
-        {"{\"monoUs\":6,]\n", "13: Missing a name for object member."},
         {"{}{}\n", "3: The document root must not be followed by other values."},
         {"[]\n", "1: not an object"},
         {"1\n", "1: not an object"},
         {"null\n", "1: not an object"},
         {"\"{}\"\n", "1: not an object"},
         {"true\n", "1: not an object"},
-        {"[{}]\n", "1: not an object"},
-        {"-1\n", "1: not an object"},
         {std::string("{}\0{}\n", 6), "3: a NUL character"},
         {"{\"\xFF\":1}\n", "3: Invalid encoding in string."},
         {"{}\n", kind},
         {Replaced(visibility, "notification", "news"), kind},
+        {header, "1: a second header"},
+        {Replaced(visibility, "{", "{\"visible\":true,"), "103: the field is there twice"},
+        {Replaced(visibility, ":6,", ":4,"), "2: monoUs is earlier than in the line before"},
         {Replaced(visibility, "{", "{\"request\":\"Ping\","), kind},
     };
     for (const auto& [line, mistake] : rows) {
         EXPECT_EQ(MistakeOf(line), "drive:2:" + mistake);
     }
-}
-
-TEST(Reader, RefusesAFieldTwice)
-{
-    EXPECT_EQ(MistakeOf(visibility, "{", "{\"visible\":true,"),
-              "drive:2:103: the field is there twice");
 }
 
 TEST(Reader, RefusesMissingFields)
@@ -255,8 +238,7 @@ TEST(Reader, RefusesMissingFields)
 TEST(Reader, RefusesNumbersThatAreNotWholeOrOutOfRange)
 {
     const std::string wrong = MistakeAt(visibility, "regionId is not a whole number from 0 to 255");
-    for (const char* value : {"256", "-1", "3.0", "3e0", "\"3\"", "true", "null", "[3]", "{}",
-                              "18446744073709551616", "18446744073709551615"}) {
+    for (const char* value : {"256", "-1", "3.0", "\"3\"", "true", "[3]", "18446744073709551616"}) {
         EXPECT_EQ(MistakeOf(visibility, "\"regionId\":3", std::string("\"regionId\":") + value),
                   wrong)
             << value;
@@ -296,9 +278,9 @@ TEST(Reader, RefusesFieldsWithTheReason)
 
 TEST(Reader, RefusesASubscriptionThatIsNotOfItsFormat)
 {
-    const unsigned int subscriptions[] = {2, 3, 4, 12, 12};
+    const char* const subscriptions[] = {"2", "3", "4", "12", "12"};
     for (unsigned int format = 0; format < 5; ++format) {
-        const std::string right = std::to_string(subscriptions[format]);
+        const std::string right = subscriptions[format];
         const std::string line =
             Replaced(bitmap, "Format\":2", "Format\":" + std::to_string(format));
         EXPECT_EQ(
@@ -318,9 +300,11 @@ TEST(Reader, RefusesDeepNestingWithoutUsingTheStack)
 
 TEST(Reader, RefusesALineThatIsLongerThanAnyMessage)
 {
-    EXPECT_EQ(
-        MistakeOf("{\"x\":\"" + std::string(longestLine, ' ')),
-        "drive:2:" + std::to_string(longestLine + 1) + ": the line is longer than any message");
+    const std::string column = "drive:2:" + std::to_string(longestLine + 1);
+    EXPECT_EQ(MistakeOf(std::string(longestLine, ' ')),
+              column + ": the line has no end; the recording is incomplete");
+    EXPECT_EQ(MistakeOf(std::string(longestLine + 1, ' ')),
+              column + ": the line is longer than any message");
 }
 
 TEST(Reader, ReadsTheLargestPayload)

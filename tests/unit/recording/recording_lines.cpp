@@ -62,7 +62,7 @@ int main(int argc, char** argv)
     std::string text;
     AppendLine(text, Header{{0, 1763730000123456}, "a \"writer\"\n\x01\xC3\xA4\xFF", "node1/Sub"});
     std::int64_t monoUs = 0;
-    for (std::size_t size = 0; size < 100; ++size) {
+    for (std::size_t size = 0; size < 20; ++size) {
         text += LinesWithDataOfSize(size, ++monoUs);
     }
     text += LinesWithDataOfSize(30720, 9007199254740991 - 1763730000123456);

@@ -6,7 +6,7 @@ using namespace tap;
 
 namespace {
 
-TEST(Rates, HaveMessagesAndBytesOfEachRegion)
+TEST(Rates, CountEachRegionAndBeginAgainAfterEachLine)
 {
     Rates rates;
     rates.Add(3, 100);
@@ -14,17 +14,8 @@ TEST(Rates, HaveMessagesAndBytesOfEachRegion)
     rates.Add(3, 50);
     std::string text;
     rates.AppendText(text);
-    EXPECT_EQ(text, "region 3: messages 2, bytes 150; region 255: messages 1, bytes 2\n");
-}
-
-TEST(Rates, BeginAgainAfterEachLine)
-{
-    Rates rates;
-    rates.Add(3, 100);
-    std::string text;
     rates.AppendText(text);
-    rates.AppendText(text);
-    EXPECT_EQ(text, "region 3: messages 1, bytes 100\nnothing\n");
+    EXPECT_EQ(text, "region 3: messages 2, bytes 150; region 255: messages 1, bytes 2\nnothing\n");
 }
 
 TEST(Rates, CanBeJson)
