@@ -9,21 +9,12 @@
 using namespace words;
 using Strings = std::vector<std::string>;
 
-TEST(Split, TakesWordsBetweenBlanksAndTabs)
+TEST(Split, TakesWordsBetweenBlanksUpToAComment)
 {
     EXPECT_EQ(Split(" a\tbc  d\r"), (Strings{"a", "bc", "d"}));
     EXPECT_EQ(Split(" \t\r"), Strings());
-}
-
-TEST(Split, LeavesACommentOut)
-{
-    EXPECT_EQ(Split("sleep 5 # rest"), (Strings{"sleep", "5"}));
     EXPECT_EQ(Split("a#b c"), (Strings{"a"}));
-}
-
-TEST(SplitLine, CountsTheColumnsOfWordsFromOne)
-{
-    EXPECT_EQ(SplitLine("\ta bc   d#e").columns, (std::vector<std::size_t>{2, 4, 9}));
+    EXPECT_EQ(SplitLine("\ta bc   d # e").columns, (std::vector<std::size_t>{2, 4, 9}));
 }
 
 TEST(Quoted, ShowsAtMost40CharactersAndNoControlCharacter)
@@ -43,7 +34,7 @@ TEST(Hex, IsPairsOfDigits)
     }
 }
 
-TEST(FileContents, AreReadUpToALimit)
+TEST(FileContents, AreReadUpToALimitAndOnlyOfFiles)
 {
     const TempDir folder;
     WriteWholeFile(folder / "file", std::string("a\0b", 3));
@@ -51,18 +42,15 @@ TEST(FileContents, AreReadUpToALimit)
     std::string problem;
     EXPECT_TRUE(ReadFile(folder / "file", 3, contents, problem));
     EXPECT_EQ(contents, std::string("a\0b", 3));
-    EXPECT_FALSE(ReadFile(folder / "file", 2, contents, problem));
-    EXPECT_EQ(problem, "more than 2 bytes");
-}
-
-TEST(FileContents, AreNoneOfADeviceAFolderOrAMissingFile)
-{
-    std::string contents;
-    std::string problem;
-    EXPECT_FALSE(ReadFile("/dev/zero", 10, contents, problem));
-    EXPECT_EQ(problem, "not a file");
-    EXPECT_FALSE(ReadFile("/", 10, contents, problem));
-    EXPECT_EQ(problem, "Is a directory");
-    EXPECT_FALSE(ReadFile("/no/such/file", 10, contents, problem));
-    EXPECT_EQ(problem, "No such file or directory");
+    const std::pair<std::string, std::string> rows[] = {
+        {folder / "file", "more than 2 bytes"},
+        {"/dev/zero", "not a file"},
+        {"/", "Is a directory"},
+        {"/no/such/file", "No such file or directory"},
+    };
+    for (const auto& [path, reason] : rows) {
+        contents.clear();
+        EXPECT_FALSE(ReadFile(path, 2, contents, problem));
+        EXPECT_EQ(problem, reason);
+    }
 }
