@@ -1,186 +1,138 @@
 """Captures of SubtitleMgrView, as Wireshark reads them."""
 
 import base64
+import itertools
 import json
 import pathlib
 import re
-import subprocess
-import zlib
+import struct
 
-from pytest_subtitle import PipedConsole, Service, Workspace
-from pytest_subtitle.limits import Deadline, await_readable
-from wireshark import KINDS, RESULTS, SECONDS
+from browser import Recording
 
 ROOT = pathlib.Path(__file__).parents[3]
+PREFIX = b"SR\x01\xff" + b"\xff" * 4 + bytes(12)
+KINDS = {"request": 1, "reply": 2, "notification": 3, "one-way": 4}
+RESULTS = {"ok": 0, "refused": 1, "unanswered": 2}
 
-# Fields of a recording that have another name in Wireshark, or are shown elsewhere.
+# The parts of each payload, as recordings name them.
+BITMAP, VISIBILITY = "regionId subtitleFormat size", "regionId visible"
+PALETTE = "regionId backgroundCode fill size"
+NOTIFICATIONS = {"RegionData": BITMAP, "RegionVisibility": VISIBILITY, "Palette": PALETTE}
+REQUESTS = {
+    **{"Ping": "", "Quit": "", "RefreshRegions": "", "GetLogLevel": ""},
+    **{"Subscribe": "subscription itemId", "Unsubscribe": "subscription"},
+    **{"SetRegionData": BITMAP, "SetRegionVisibility": VISIBILITY, "SetPaletteData": PALETTE},
+    **{"InvertRegionData": "regionId", "SendSensorUpdate": "sensor on", "SetLogLevel": "level"},
+}
+# Numbers that need all bytes of their fields.
+VALUES = {
+    **{"subscription": 0xF1000001, "itemId": 0xF2000002, "sensor": 0xF3000003},
+    **{"level": 0xF4000004, "regionId": 254, "subtitleFormat": 253, "backgroundCode": 252},
+    **{"visible": True, "fill": True, "on": True, **Recording.data(b"abc")},
+}
+# Parts with another name in Wireshark, and the bytes of each part.
 NAMES = {
-    "regionId": "region_id",
-    "subtitleFormat": "format",
-    "itemId": "item_id",
-    "backgroundCode": "background_code",
+    **{"regionId": "region_id", "subtitleFormat": "format"},
+    **{"itemId": "item_id", "backgroundCode": "background_code"},
 }
-ELSEWHERE = {
-    *("monoUs", "wallUs", "notification", "request", "client", "receivers", "result", "crc32"),
-    "data",
-}
+ONE_BYTE = {"regionId", "subtitleFormat", "backgroundCode", "visible", "fill", "on"}
 
 
-def expected_layers(fields, line, names):
+def size_of(name, parts):
+    """The bytes of a payload without its data."""
+    wide = name == "InvertRegionData"
+    return sum(1 if part in ONE_BYTE and not wide else 4 for part in parts)
+
+
+def every_kind():
+    """The lines of a recording: every result, with bytes and without, with receivers and without."""
+    recording = Recording()
+    recording.lines.clear()
+    rows = itertools.product(REQUESTS.items(), RESULTS, (True, False))
+    for (name, parts), result, has_bytes in rows:
+        fields = {part: VALUES[part] for part in parts.split()}
+        if "size" in fields:
+            fields.update(Recording.data(b"abc"))
+            if not has_bytes:
+                del fields["data"]
+        recording.lines.append(recording.line(1, request=name, client=9, result=result, **fields))
+    for (name, parts), content in itertools.product(NOTIFICATIONS.items(), (b"abc", b"")):
+        fields = {part: VALUES[part] for part in parts.split()[1:]}
+        fields.update(Recording.data(content) if "size" in fields else {})
+        fields.update({"receivers": 0xF5000005} if content else {})
+        recording.add(2, name, VALUES["regionId"], **fields)
+    return recording.lines
+
+
+def expected_layers(line, number, messages):
     """What Wireshark shows of a line of a recording."""
-    is_request = "request" in fields
-    name = fields["request" if is_request else "notification"]
-    prefix = {"line": line, "mono_us": fields["monoUs"]}
-    record = {NAMES.get(key, key): int(fields[key]) for key in fields if key not in ELSEWHERE}
-    is_cut = fields.get("size", 0) > 0 and "data" not in fields
-    if fields.get("data"):
-        record["data"] = base64.b64decode(fields["data"])
+    is_request = "request" in line
+    name = line["request" if is_request else "notification"]
+    parts = (REQUESTS if is_request else NOTIFICATIONS)[name].split()
+    record = {NAMES.get(part, part): int(line[part]) for part in parts}
+    length = size_of(name, parts) + line.get("size", 0)
+    if line.get("data"):
+        record["data"] = base64.b64decode(line["data"])
+
+    def frame(kind, message, correlation, length, record):
+        head = {"mark": "ST", "version": 1, "kind": KINDS[kind], "message": messages[message]}
+        return {**head, "correlation": correlation, "length": length, **record}
+
+    prefix = {"line": number, "mono_us": line["monoUs"]}
     if not is_request:
-        if "receivers" in fields:
-            prefix["receivers"] = fields["receivers"]
-        frame = frame_of("notification", names[name], fields["subscription"], name, record)
-        return [prefix, frame]
-    prefix.update(client=fields["client"], recorded_result=RESULTS[fields["result"]])
-    if fields["result"] == "unanswered":
-        prefix["expert"] = "subtitle.unanswered"
-    layers = [prefix, frame_of("request", names[name], line, name, record)]
+        prefix.update({"receivers": line["receivers"]} if "receivers" in line else {})
+        record["subscription"] = line["subscription"]
+        return [prefix, frame("notification", name, line["subscription"], length, record)]
+    result = line["result"]
+    prefix.update(client=line["client"], recorded_result=RESULTS[result])
+    prefix.update({"expert": "subtitle.unanswered"} if result == "unanswered" else {})
     if name == "Quit":
-        layers[1].update(kind=KINDS["one-way"], correlation=0)
-    elif is_cut:
+        return [prefix, frame("one-way", name, 0, length, record)]
+    layers = [prefix, frame("request", name, number, length, record)]
+    if "size" in line and "data" not in line:
         layers.append({"expert": "subtitle.cut"})
-    elif name != "GetLogLevel" and fields["result"] != "unanswered":
-        result = {} if name == "Ping" else {"result": RESULTS[fields["result"]]}
-        layers.append(frame_of("reply", names[name + " reply"], line, name, result))
-        if result.get("result"):
-            layers[2]["expert"] = "subtitle.refused"
+    elif name != "GetLogLevel" and result != "unanswered":
+        has_result = name != "Ping"
+        answer = {"result": RESULTS[result]} if has_result else {}
+        answer.update({"expert": "subtitle.refused"} if answer.get("result") else {})
+        layers.append(frame("reply", name + " reply", number, 4 if has_result else 0, answer))
     return layers
 
 
-SIZES = {"subscription": 4, "item_id": 4, "size": 4, "sensor": 4, "level": 4, "result": 4}
-
-
-def frame_of(kind, message, correlation, name, record):
-    widths = {**SIZES, **({"region_id": 4} if name == "InvertRegionData" else {})}
-    on_wire = {key for key in record if kind != "notification" or key != "subscription"}
-    length = sum(widths.get(key, 1) for key in on_wire - {"data"}) + record.get("size", 0)
-    return {
-        **{"mark": "ST", "version": 1, "kind": KINDS[kind], "message": message},
-        **{"correlation": correlation, "length": length},
-        **record,
-    }
-
-
-def assert_shows(wireshark, recording):
-    """Every field of every message of a recording is in Wireshark, and nothing else."""
-    capture = wireshark.run("SubtitleMgrView", "pcapng", "-o", "-", "-", given=recording)
-    lines = [json.loads(line) for line in recording.splitlines()][1:]
-    packets = list(wireshark.packets(capture))
-    assert len(packets) == len(lines) > 0
-    for number, (fields, (us, layers)) in enumerate(zip(lines, packets), 2):
-        assert us == fields["wallUs"]
-        assert layers == expected_layers(fields, number, wireshark.names["message"])
-    return lines
-
-
 def test_every_field_of_every_kind_is_shown(wireshark):
-    """Also requests without bytes, as in a journal, and every result."""
-    lines = assert_shows(wireshark, wireshark.run("recording_lines"))
-    kinds = {fields.get("request") or fields["notification"] for fields in lines}
-    assert len(kinds) == 15
-
-
-def test_large_values_are_shown(wireshark):
-    values = {
-        **{"subscription": 0xF1000001, "itemId": 0xF2000002, "sensor": 0xF3000003},
-        **{"level": 0xF4000004, "regionId": 254, "subtitleFormat": 253, "backgroundCode": 252},
-        **{"size": 3, "crc32": "352441c2", "data": "YWJj"},
-        **{"visible": True, "fill": True, "on": True},
-    }
-    bitmap = "regionId subtitleFormat size crc32 data"
-    requests = {
-        **{"Subscribe": "subscription itemId", "Unsubscribe": "subscription"},
-        **{"SetRegionData": bitmap, "SetRegionVisibility": "regionId visible"},
-        **{"SetPaletteData": "regionId size crc32 data fill backgroundCode"},
-        **{"InvertRegionData": "regionId", "SendSensorUpdate": "on sensor", "SetLogLevel": "level"},
-    }
-    recording = wireshark.run("recording_lines").splitlines()[0] + b"\n"
-    for name, fields in requests.items():
-        line = {"monoUs": 7, "wallUs": 8, "request": name, "client": 9, "result": "ok"}
-        line.update((field, values[field]) for field in fields.split())
-        if name == "InvertRegionData":
-            line["regionId"] = 0xF5000005
-        recording += json.dumps(line).encode() + b"\n"
-    assert_shows(wireshark, recording)
-
-
-def test_real_traffic_is_shown(wireshark, programs, tmp_path):
-    recording = tmp_path / "drive.jsonl"
-    with Workspace(programs) as workspace:
-        with Service(workspace, ["--record", str(recording)]) as service:
-            service.start()
-            with PipedConsole(workspace, ["-i"]) as console:
-                for key in ("1", "4", "3", "t", "6", "15", "r", "x"):
-                    console.key(key)
-                assert console.wait() == 0
-            service.stop()
-    lines = assert_shows(wireshark, recording.read_bytes())
-    assert {"Subscribe", "RefreshRegions"} <= {fields.get("request") for fields in lines}
-    assert "RegionVisibility" in {fields.get("notification") for fields in lines}
-    assert "refused" in {fields.get("result") for fields in lines}
-
-
-def test_a_large_bitmap_is_cut(wireshark):
-    data = bytes(300000)
-    line = {
-        **{"monoUs": 1, "wallUs": 2, "notification": "RegionData", "subscription": 2},
-        **{
-            "regionId": 1,
-            "subtitleFormat": 0,
-            "size": len(data),
-            "crc32": "%08x" % zlib.crc32(data),
-        },
-        "data": base64.b64encode(data).decode(),
-    }
-    recording = json.dumps(line).encode() + b"\n"
+    lines = every_kind()
+    recording = "".join(line + "\n" for line in lines).encode()
     capture = wireshark.run("SubtitleMgrView", "pcapng", "-o", "-", "-", given=recording)
-    ((_, layers),) = wireshark.packets(capture)
-    assert layers[1]["size"] == 300000
-    assert layers[1]["data"] == data[: 262144 - 20 - 16 - 6]
-    assert layers[2] == {"expert": "subtitle.cut"}
+    shown = list(wireshark.layers(capture))
+    assert len(shown) == len(lines)
+    for number, (line, (us, layers)) in enumerate(zip(map(json.loads, lines), shown), 1):
+        assert us == line["wallUs"]
+        assert layers == expected_layers(line, number, wireshark.names["message"])
 
 
-def test_capinfos_reads_the_capture(wireshark, tmp_path):
-    recording = wireshark.run("recording_lines")
+def test_numbers_have_names(wireshark):
+    sensors = ("Brakes", "Lights", "Siren", "Aux", "Crash", "Mics")
+    names = wireshark.names
+    assert names["sensor"] == {word: number for number, word in enumerate(sensors)}
+    assert set(names["subscription"].values()) == {1, 2, 3, 4, 6, 10, 12}
+    assert (names["kind"], names["recorded_result"]) == (KINDS, RESULTS)
+    assert names["format"] == {"HD": 0, "SD": 1, "CIF": 2}
+    assert names["result"] == {"accepted": 0, "refused": 1}
+    assert names["message"]["NotUnderstood"] == 0x3CFF
+
+
+def test_capinfos_reads_the_capture(wireshark, recording, tmp_path):
     path = tmp_path / "drive.pcapng"
-    wireshark.run("SubtitleMgrView", "pcapng", "-o", path, "-", given=recording)
+    recording.visibility(1, 3, True)
+    given = recording.write(tmp_path / "drive.jsonl")
+    wireshark.run("SubtitleMgrView", "pcapng", "-o", path, given)
     shown = wireshark.run("capinfos", path).decode()
     for text in (
-        r"File encapsulation:  USER 0\n",
-        r"Number of packets:   %d\n" % (len(recording.splitlines()) - 1),
         r"Capture application: SubtitleMgrView [\d.]+\n",
-        r"Name = node1/Sub\n",
+        r"Name = SubtitleMgr\n",
         r"Time precision = microseconds \(6\)\n",
     ):
         assert re.search(text, shown), shown
-
-
-def test_packets_are_shown_while_messages_come(wireshark):
-    """As in a live view: the input of the pipeline does not end."""
-    recording = wireshark.run("recording_lines").splitlines(keepends=True)
-    pipeline = "SubtitleMgrView pcapng -o - - | tshark -l -i - -T fields -e subtitle.line"
-    with subprocess.Popen(
-        ["sh", "-c", pipeline],
-        env=wireshark.environment,
-        bufsize=0,
-        stdin=subprocess.PIPE,
-        stdout=subprocess.PIPE,
-    ) as programs:
-        programs.stdin.write(b"".join(recording[:4]))
-        for line in (b"2\n", b"3\n", b"4\n"):
-            await_readable(programs.stdout, Deadline(SECONDS), "a packet")
-            assert programs.stdout.readline() == line
-        programs.stdin.close()
-        assert programs.wait(SECONDS) == 0
 
 
 def test_the_page_shows_what_the_programs_do(wireshark, tmp_path):
@@ -196,3 +148,79 @@ def test_the_page_shows_what_the_programs_do(wireshark, tmp_path):
     assert len(commands) == 3
     for command, shown in commands:
         assert wireshark.run("sh", "-c", command, cwd=tmp_path).decode() == shown
+
+
+def test_wrong_frames_are_malformed(wireshark):
+    ping = b"ST\x01\x01" + struct.pack(">3I", 0x3B01, 0, 0)
+    rows = [
+        (b"s" + ping[1:], "not a frame"),
+        (ping[:2] + b"\2" + ping[3:], "a frame of another version"),
+        (ping[:3] + b"\0" + ping[4:], "a frame of an unknown kind"),
+        (ping[:3] + b"\5" + ping[4:], "a frame of an unknown kind"),
+        (ping[:12] + b"\x01\0\0\x01", "a frame that claims more than 16 MiB"),
+        (ping[:12] + b"\x01\0\0\0", "longer than the packet"),
+        (ping, ""),
+    ]
+    for name, parts in {**REQUESTS, **NOTIFICATIONS}.items():
+        kind = "notification" if name in NOTIFICATIONS else "request"
+        head = bytes([KINDS["one-way" if name == "Quit" else kind]])
+        head += struct.pack(">I", wireshark.names["message"][name]) + bytes(4)
+        parts = parts.split()
+        size = size_of(name, parts)
+        payloads = [(bytes(size), ""), (bytes(size + 1), "the ")]
+        if size > 0:
+            payloads.append((bytes(size - 1), "the payload has "))
+        if "size" in parts:
+            payloads.append((bytes(size - 1) + b"\1", "the size is 1, and 0 bytes follow"))
+        for payload, mistake in payloads:
+            rows.append((b"ST\x01" + head + struct.pack(">I", len(payload)) + payload, mistake))
+    fields = ("_ws.expert.message", "subtitle.malformed")
+    shown = wireshark.fields([PREFIX + frame for frame, _ in rows], *fields)
+    for (frame, mistake), (text, malformed) in zip(rows, shown):
+        assert bool(malformed) == bool(mistake), frame
+        assert text.startswith(mistake and "Malformed: " + mistake), frame
+
+
+def test_unusual_frames_are_noted(wireshark):
+    unknown = PREFIX + b"ST\x01\x01" + struct.pack(">3I", 0x3C14, 0, 1) + b"x"
+    other_kind = PREFIX + b"ST\x01\x02" + struct.pack(">3I", 0x3B01, 0, 0)
+    fields = [f"subtitle.{name}" for name in ("malformed", "unknown", "other_kind")]
+    shown = wireshark.fields([unknown, other_kind], *fields)
+    assert [list(map(bool, row)) for row in shown] == [[False, True, False], [False, False, True]]
+
+
+def test_examples_of_the_wire_format_are_well_formed(wireshark):
+    page = (ROOT / "docs/wire-format.md").read_text(encoding="utf-8")
+    examples = [
+        bytes.fromhex(re.sub("reply.*:", "", block))
+        for block in re.findall(r"^```\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
+    ]
+    assert len(examples) > 15
+    shown = wireshark.fields(examples, "subtitle.malformed", "subtitle.message")
+    assert [bool(malformed) for malformed, _ in shown] == [True] + [False] * (len(examples) - 1)
+    assert shown[-1][1] == "0x00003c06,0x00003c07"
+
+
+def test_a_cut_packet_is_no_malformed_one(wireshark):
+    """Cut at each byte: in the prefix, in a header, in a payload, before the reply."""
+    frames = b"ST\x01\x01" + struct.pack(">3I", 0x3C04, 1, 9) + b"\x0e\x02\0\0\0\x03abc"
+    whole = PREFIX + frames + b"ST\x01\x02" + struct.pack(">4I", 0x3C05, 1, 4, 0)
+    packets = [(whole[:size], len(whole)) for size in range(len(PREFIX), len(whole) + 1)]
+    shown = wireshark.fields(packets, "subtitle.malformed", "subtitle.cut")
+    assert [bool(malformed) for malformed, _ in shown] == [False] * len(packets)
+    assert [bool(cut) for _, cut in shown] == [True] * (len(packets) - 1) + [False]
+    # Bytes that end too early are malformed; those of other users of the link type are theirs.
+    packets = [whole[:size] for size in range(len(PREFIX) + 1, len(whole))] + [b"", b"S", b"SR\x01"]
+    packets.append(whole.replace(b"SR\x01", b"SR\x02"))
+    shown = wireshark.fields(packets, "subtitle.malformed", "frame.protocols")
+    ends = [len(PREFIX) + len(frames)]
+    for packet, (malformed, protocols) in zip(packets, shown):
+        is_ours = len(packet) > len(PREFIX) and packet[2] == 1
+        assert bool(malformed) == (is_ours and len(packet) not in ends), packet
+        assert ("subtitle" in protocols) == is_ours
+
+
+def test_the_dissector_is_where_wireshark_looks(wireshark):
+    folders = wireshark.run("tshark", "-G", "folders").decode()
+    (folder,) = re.findall(r"^Global Lua Plugins:\s+(.*)$", folders, re.M)
+    assert wireshark.dissector == wireshark.root / folder[1:] / "subtitlemgr.lua"

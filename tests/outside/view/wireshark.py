@@ -8,8 +8,6 @@ import struct
 import subprocess
 
 SECONDS = 120
-KINDS = {"request": 1, "reply": 2, "notification": 3, "one-way": 4}
-RESULTS = {"ok": 0, "refused": 1, "unanswered": 2}
 
 
 class Wireshark:
@@ -49,16 +47,15 @@ class Wireshark:
         assert b"Lua Error" not in done.stdout + done.stderr, done.stderr.decode()
         return done.stdout
 
-    def packets(self, capture):
+    def layers(self, capture):
         """Each packet as its time in microseconds, and a list of dicts of values."""
         text = self.run("tshark", "-r", "-", "-T", "json", "--no-duplicate-keys", given=capture)
         for packet in json.loads(text):
             layers = packet["_source"]["layers"]
             seconds, _, nanoseconds = layers["frame"]["frame.time_epoch"].partition(".")
             shown = layers["subtitle"]
-            yield int(seconds) * 1000000 + int(nanoseconds) // 1000, [
-                values_of(layer) for layer in (shown if isinstance(shown, list) else [shown])
-            ]
+            us = int(seconds) * 1000000 + int(nanoseconds) // 1000
+            yield us, list(map(values_of, shown if isinstance(shown, list) else [shown]))
 
     def fields(self, packets, *fields):
         """Some fields of each packet as texts. A packet may be a tuple of bytes and a size."""
