@@ -1,4 +1,4 @@
-"""The page can be used by everyone, and loads nothing from elsewhere."""
+"""The page can be used by everyone."""
 
 import pytest
 
@@ -138,47 +138,8 @@ def test_can_be_used_with_keys_alone(full):
     full.run("document.getElementById('help-button').focus()")
     full.press(ENTER)
     assert full.is_there("#help")
-    full.press(" ")
-    full.press(TAB + ENTER)
+    full.press(" " + TAB + ENTER)
     assert not full.is_there("#help")
     full.run("document.getElementById('play').focus()")
     full.press(" ")
     full.shows("#time", "0:00:00.010 of 0:00:00.010, message 43 of 43")
-    full.shows("#play", "Play")
-
-
-def test_asks_no_other_host(full, serve, recording, tmp_path):
-    loaded = full.run("return performance.getEntriesByType('resource').map(({name}) => name)")
-    origin = full.run("return location.origin") + "/"
-    assert {name[len(origin) :].split("?")[0] for name in loaded} >= {
-        "page.js",
-        "page.css",
-        "about",
-    }
-    assert all(name.startswith(origin) for name in loaded), loaded
-    other, _ = serve(recording.write(tmp_path / "other.jsonl"))
-    full.expected_errors += ["Content Security Policy", "Refused to"]
-    attacks = """
-        const [other, answer] = arguments;
-        const violations = [];
-        document.addEventListener("securitypolicyviolation", ({effectiveDirective}) =>
-            violations.push(effectiveDirective));
-        const script = document.createElement("script");
-        script.textContent = "document.title = 'changed'";
-        document.head.append(script);
-        document.body.setAttribute("style", "color: red");
-        document.head.append(Object.assign(document.createElement("base"), {href: other}));
-        document.body.append(Object.assign(document.createElement("img"), {src: other + "x.png"}));
-        const outcome = fetch(other).then(() => "fetched", () => "refused");
-        outcome.then((text) => setTimeout(() => answer([text, violations, document.title]), 100));
-    """
-    outcome, violations, title = full.driver.execute_async_script(attacks, other)
-    assert outcome == "refused"
-    assert set(violations) == {
-        "script-src-elem",
-        "style-src-attr",
-        "base-uri",
-        "img-src",
-        "connect-src",
-    }
-    assert title.endswith("xxx.jsonl - Subtitle regions")

@@ -1,11 +1,10 @@
 """Fixtures for the tests of the page and of captures."""
 
 import contextlib
-import subprocess
 
 import pytest
 from browser import Recording, open_browser, page_server
-from pytest_subtitle import SECONDS, Service, Workspace
+from pytest_subtitle import DrivenService, Workspace
 from wireshark import Wireshark
 
 
@@ -27,25 +26,9 @@ def fixture_workspace(programs):
 @pytest.fixture(name="service")
 def fixture_service(workspace):
     """A simulated service that runs."""
-    with Service(workspace) as started:
+    with DrivenService(workspace) as started:
         started.start()
         yield started
-
-
-@pytest.fixture(name="control")
-def fixture_control(workspace, programs, service):  # pylint: disable=unused-argument
-    """Sends a line to the control socket of the service."""
-
-    def send(line):
-        subprocess.run(
-            [programs / "SubtitleMgrCtl", *line.split()],
-            env=workspace.environment(),
-            check=True,
-            timeout=SECONDS,
-            stdout=subprocess.DEVNULL,
-        )
-
-    return send
 
 
 @pytest.fixture(name="serve")

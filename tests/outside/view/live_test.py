@@ -6,6 +6,8 @@ from pytest_subtitle.terminal import TerminalConsole
 # Entries of Y, Cb, Cr and a byte without a meaning, and their colours, computed by hand.
 ENTRIES = bytes.fromhex("00808000 108080ff ea8080ff 515af0ff")
 CLEAR, BLACK, GREY, RED = (0, 0, 0, 0), (0, 0, 0, 255), (254, 254, 254, 255), (254, 0, 0, 255)
+COLOURS = [CLEAR, BLACK, GREY, RED]
+STEPS = [BLACK, (85, 85, 85, 255), (170, 170, 170, 255), (255, 255, 255, 255)]  # no palette
 MAGENTA = (255, 0, 255, 255)
 
 PIXELS = "#region-3 canvas"
@@ -24,89 +26,72 @@ def fixture_live(page, serve, service):  # pylint: disable=unused-argument
 
 def test_keys_of_the_console_change_the_pixels(live, workspace):
     with open(workspace.files + "/frame", "wb") as file:
-        file.write(bytes([0, 1, 2, 3, 3, 2, 1, 0, 1]))
+        file.write(bytes([0, 1, 2, 3, 1]))
     with open(workspace.files + "/colours", "wb") as file:
-        file.write(ENTRIES.ljust(1024, b"\x10"))
+        file.write(ENTRIES.ljust(1024, b"\0"))
     with TerminalConsole(workspace, ["-i"]) as console:
+
+        def type_keys(*keys):
+            for key in keys:
+                console.key(key)
+
         console.expect("x) Exit")
-        for key in ("3", "3", "frame", "9"):
-            console.key(key)
-        # Four grey steps, since there is no palette; the last row is short.
-        steps = grey_steps(0, 1, 2, 3)
-        live.draws(PIXELS, [steps, steps[::-1], [steps[1], CLEAR, CLEAR, CLEAR]])
+        type_keys("3", "3", "frame", "5")
+        live.draws(PIXELS, [STEPS, [STEPS[1], CLEAR, CLEAR, CLEAR]])
         live.wait_for(lambda: live.text(STATE).startswith("cif, hidden, last change "), True)
-        for key in ("5", "3", "colours", "f", "31", "t"):
-            console.key(key)
-        colours = [CLEAR, BLACK, GREY, RED]
-        live.draws(PIXELS, [colours, colours[::-1], [BLACK, CLEAR, CLEAR, CLEAR]])
-        live.draws("#region-3 .palette", [colours + [colour(0x10, 0x10, 0x10)] * 252])
-        assert live.text("#region-3").count("Palette of 256 entries, fill, background 31") == 1
-        for key in ("4", "3", "t"):
-            console.key(key)
+        type_keys("5", "3", "colours", "f", "31", "t")
+        live.draws(PIXELS, [COLOURS, [BLACK, CLEAR, CLEAR, CLEAR]])
+        live.draws("#region-3 .palette", [COLOURS + [CLEAR] * 252])
+        assert "Palette of 256 entries, fill, background 31" in live.text("#region-3")
+        type_keys("4", "3", "t")
         live.wait_for(lambda: live.text(STATE).startswith("cif, visible, last change "), True)
-        for key in ("6", "3"):
-            console.key(key)
+        type_keys("6", "3")
         # In CIF, 255 - v has the low two bits 3 - v.
-        live.draws(PIXELS, [colours[::-1], colours, [GREY, CLEAR, CLEAR, CLEAR]])
-        console.key("x")
+        live.draws(PIXELS, [COLOURS[::-1], [GREY, CLEAR, CLEAR, CLEAR]])
+        type_keys("x")
         assert console.wait() == 0
 
 
-def grey_steps(*bytes_to_show):
-    """The colours of bytes up to 3 without a palette."""
-    return [(85 * byte, 85 * byte, 85 * byte, 255) for byte in bytes_to_show]
-
-
-def colour(y, cb, cr):
-    """BT.601 in floating point."""
-    grey = 255 / 219 * (y - 16)
-    red, blue = 255 / 224 * 1.402 * (cr - 128), 255 / 224 * 1.772 * (cb - 128)
-    green = -(0.299 * red + 0.114 * blue) / 0.587
-    return (*(round(min(max(grey + part, 0), 255)) for part in (red, green, blue)), 255)
-
-
-def test_marks_wrong_values(live, control):
-    control("palette 3 1 f " + ENTRIES.hex())
-    control("region-data 3 hd 0001020307030201")
-    live.draws(PIXELS, [[CLEAR, BLACK, GREY, RED], [MAGENTA, RED, GREY, BLACK]])
+def test_marks_wrong_values(live, service):
+    service.publish("palette 3 1 f " + ENTRIES.hex())
+    service.publish("region-data 3 hd 0001020307030201")
+    live.draws(PIXELS, [COLOURS, [MAGENTA, RED, GREY, BLACK]])
     live.shows("#region-3 .wrong", "1 wrong value: show next")
     live.click("#region-3 .wrong")
     live.shows("#region-3 .pixel", "x 0, y 1: byte 7, no entry")
     live.shows("#announcement", "x 0, y 1: byte 7, no entry")
-    control("region-data 3 cif 0004010205")
+    service.publish("region-data 3 cif 0004010205")
     live.draws(PIXELS, [[CLEAR, MAGENTA, BLACK, GREY], [MAGENTA, CLEAR, CLEAR, CLEAR]])
     live.shows("#region-3 .wrong", "2 wrong values: show next")
     live.click("#region-3 .wrong")
     live.shows("#region-3 .pixel", "x 1, y 0: byte 4, above 3 in CIF")
     live.click("#region-3 .wrong")
     live.shows("#region-3 .pixel", "x 0, y 1: byte 5, above 3 in CIF")
-    control("region-data 3 sd 00010203")
+    service.publish("region-data 3 sd 00010203")
     live.wait_for(lambda: live.is_there("#region-3 .wrong"), False)
 
 
-def test_stacks_the_visible_regions_by_number(live, control):
+def test_stacks_the_visible_regions_by_number(live, service):
     live.shows("#screen p", "No region is visible.")
     for region, content in ((10, "0303"), (2, "0001020301"), (7, "02")):
-        control(f"palette {region} 1 f {ENTRIES.hex()}")
-        control(f"region-data {region} cif {content}")
-    control("visibility 10 t")
+        service.publish(f"palette {region} 1 f {ENTRIES.hex()}")
+        service.publish(f"region-data {region} cif {content}")
+    service.publish("visibility 10 t")
     live.draws(SCREEN, [[RED, RED, CLEAR, CLEAR]])
-    control("visibility 2 t")
-    live.draws(
-        SCREEN, [[CLEAR, BLACK, GREY, RED], [BLACK, CLEAR, CLEAR, CLEAR], [RED, RED, CLEAR, CLEAR]]
-    )
+    service.publish("visibility 2 t")
+    live.draws(SCREEN, [COLOURS, [BLACK, CLEAR, CLEAR, CLEAR], [RED, RED, CLEAR, CLEAR]])
     live.shows("#screen p", "Visible regions: 2, 10")
     titles = "return [...document.querySelectorAll('#regions h3')].map((title) => title.innerText)"
     assert live.run(titles) == ["Region 2", "Region 7", "Region 10"]
-    control("visibility 2 f")
+    service.publish("visibility 2 f")
     live.draws(SCREEN, [[RED, RED, CLEAR, CLEAR]])
 
 
-def test_shows_bytes_and_entries_of_pixels(live, control):
-    control("palette 3 1 f " + ENTRIES.hex())
-    control("visibility 3 t")
-    control("region-data 3 cif 00010203030201")
-    live.draws(PIXELS, [[CLEAR, BLACK, GREY, RED], [RED, GREY, BLACK, CLEAR]])
+def test_shows_bytes_and_entries_of_pixels(live, service):
+    service.publish("palette 3 1 f " + ENTRIES.hex())
+    service.publish("visibility 3 t")
+    service.publish("region-data 3 cif 00010203030201")
+    live.draws(PIXELS, [COLOURS, [RED, GREY, BLACK, CLEAR]])
     hover(live, PIXELS, 3.5 / 4, 1 / 4)
     live.shows("#region-3 .pixel", "x 3, y 0: byte 3, Y 81, Cb 90, Cr 240")
     hover(live, PIXELS, 3.5 / 4, 3 / 4)
@@ -114,16 +99,16 @@ def test_shows_bytes_and_entries_of_pixels(live, control):
     hover(live, SCREEN, 1.5 / 4, 3 / 4)
     live.shows("#screen .pixel", "region 3, x 1, y 1: byte 2, Y 234, Cb 128, Cr 128")
     live.shows("#region-3 .pixel", "")
-    control("region-data 4 cif 00000102")
-    control("visibility 4 t")
-    live.draws(SCREEN, live.pixels(PIXELS) + [grey_steps(0, 0, 1, 2)])
+    service.publish("region-data 4 cif 00000102")
+    service.publish("visibility 4 t")
+    live.draws(SCREEN, live.pixels(PIXELS) + [[BLACK, BLACK, *STEPS[1:3]]])
     hover(live, SCREEN, 3.5 / 4, 5 / 6)
     live.shows("#screen .pixel", "region 4, x 3, y 0: byte 2, no palette")
     hover(live, "#region-3 .palette", 2.5 / 4, 1 / 2)
     live.shows("#region-3 .pixel", "entry 2: Y 234, Cb 128, Cr 128")
     # A change of the pixel changes its text.
     hover(live, PIXELS, 3.5 / 4, 3 / 4)
-    control("region-data 3 cif 0001020303020103")
+    service.publish("region-data 3 cif 0001020303020103")
     live.shows("#region-3 .pixel", "x 3, y 1: byte 3, Y 81, Cb 90, Cr 240")
     live.run("document.querySelector(arguments[0]).focus()", PIXELS)
     live.press("\ue012\ue013")  # left, up
@@ -142,8 +127,8 @@ def hover(page, selector, across, down):
     ).perform()
 
 
-def test_counts_messages_and_bytes_of_a_second(live, control):
-    control("region-data 3 hd " + "00" * 1234)
+def test_counts_messages_and_bytes_of_a_second(live, service):
+    service.publish("region-data 3 hd " + "00" * 1234)
     live.shows("#rates", "Messages/s: 1, bytes/s: 1,234")
     live.shows("#region-3 .rate", "Messages/s: 1, bytes/s: 1,234")
     live.shows("#rates", "Messages/s: 0, bytes/s: 0")
@@ -161,32 +146,29 @@ def test_counts_messages_by_a_clock_that_falls_back(page, serve, recording):
         page.shows("#rates", "Messages/s: 0, bytes/s: 0")
 
 
-def test_difference_of_two_moments(live, control):
-    control("region-data 3 hd 05060708")
-    control("region-data 4 hd 05")
-    grey = lambda value: (value, value, value, 255)
-    live.draws(PIXELS, [[grey(5), grey(6), grey(7), grey(8)]])
-    live.draws("#region-4 canvas", [[grey(5), CLEAR, CLEAR, CLEAR]])
+def test_difference_of_two_moments(live, service):
+    service.publish("region-data 3 hd 05060708")
+    service.publish("region-data 4 hd 05")
+    live.wait_for(lambda: live.pixels("#region-4 canvas") is not None, True)
     live.click("#mark-a")
     live.wait_for(lambda: live.text("#difference").endswith(". Mark two moments."), True)
-    control("region-data 3 hd 0506090801")
-    control("visibility 3 t")
+    service.publish("region-data 3 hd 0506090801")
+    service.publish("visibility 3 t")
     live.wait_for(lambda: ", visible" in live.text(STATE), True)
     live.press("b")
     live.wait_for(lambda: live.text("#difference").endswith(". 1 different region."), True)
     assert live.text("#difference-3 p") == "2 pixels, becomes visible"
-    alphas = [[alpha for *_, alpha in row] for row in live.pixels("#difference-3 canvas")]
-    assert alphas == [[64, 64, 255, 64], [255, 0, 0, 0]]
-    assert live.pixels("#difference-3 canvas")[0][2] == (255, 140, 0, 255)
+    first, second = live.pixels("#difference-3 canvas")
+    assert [alpha for *_, alpha in first + second] == [64, 64, 255, 64, 255, 0, 0, 0]
+    assert first[2] == (255, 140, 0, 255)
 
 
-def test_connection_is_lost_and_comes_back(live, control, service):
-    control("region-data 3 hd 0506")
-    live.wait_for(lambda: live.pixels(PIXELS) is not None, True)
+def test_connection_is_lost_and_comes_back(live, service):
+    service.publish("region-data 3 hd 0506")
     service.stop()
     live.shows("#connection", "no service")
     service.start()
     live.shows("#connection", "connected")
-    control("await subscribers=10 within=20s")
-    control("region-data 3 hd 0708")
+    service.await_subscribers(10)
+    service.publish("region-data 3 hd 0708")
     live.draws(PIXELS, [[(7, 7, 7, 255), (8, 8, 8, 255), CLEAR, CLEAR]])

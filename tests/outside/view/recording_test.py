@@ -44,23 +44,6 @@ def fixture_drive(replay, recording):
     return replay
 
 
-def pictures(workspace, programs, path, *options):
-    """Makes the pictures of the program. Returns their contents by name."""
-    folder = workspace.new_path("pictures")
-    subprocess.run(
-        [programs / "SubtitleMgrView", "png", "-o", folder, *map(str, options), path],
-        check=True,
-        capture_output=True,
-        timeout=60,
-    )
-    names = subprocess.run(["ls", folder], check=True, capture_output=True, text=True).stdout
-    contents = {}
-    for name in names.split():
-        with open(f"{folder}/{name}", "rb") as file:
-            contents[name] = file.read()
-    return contents
-
-
 def draw_lots(recording):
     """All formats, palettes of all lengths, wrong values and short rows, the same in every run."""
     numbers = random.Random(14)
@@ -74,38 +57,28 @@ def draw_lots(recording):
         recording.visibility(3 * region + 2, region, region % 4 > 0)
 
 
-def test_has_the_pixels_of_the_pictures(replay, recording, workspace, programs, tmp_path):
+def test_has_and_saves_the_pictures_of_the_program(replay, recording, programs, tmp_path):
     draw_lots(recording)
     replay.start(16)
     replay.run("document.getElementById('position').focus()")
     replay.press(END)
     replay.wait_for(lambda: replay.text("#time").endswith(" message 38 of 38"), True)
-    made = pictures(workspace, programs, tmp_path / "drive.jsonl", "--width", 16)
-    assert len([name for name in made if name.endswith(".png")]) == 15
+    made = tmp_path / "made"
+    command = [programs / "SubtitleMgrView", "png", "--width", "16", "-o", made]
+    subprocess.run([*command, tmp_path / "drive.jsonl"], check=True, capture_output=True)
+    pictures = {path.stem: replay.pixels_of_png(path.read_bytes()) for path in made.glob("*.png")}
+    assert len(pictures) == 15
+    replay.draws("#screen canvas", pictures["screen"])
     for region in range(1, 15):
-        png = made[f"region-{region:02}.png"]
-        replay.draws(f"#region-{region} canvas", replay.pixels_of_png(png))
-    replay.draws("#screen canvas", replay.pixels_of_png(made["screen.png"]))
-
-
-def test_saves_what_the_program_makes(replay, recording, workspace, programs, tmp_path):
-    draw_lots(recording)
-    replay.start(16)
-    replay.click("#forward")
-    for _ in range(40):
-        replay.press(".")
-    made = pictures(workspace, programs, tmp_path / "drive.jsonl", "--width", 16)
-    replay.draws("#screen canvas", replay.pixels_of_png(made["screen.png"]))
+        replay.draws(f"#region-{region} canvas", pictures[f"region-{region:02}"])
     replay.click("#screen button")
     replay.click("[aria-label='Save region 5 as PNG']")
     replay.run("document.querySelector('#region-11 canvas').focus()")
     replay.press("s")
-    for name in ("screen.png", "region-05.png", "region-11.png"):
-        saved = replay.downloads / name
-        replay.wait_for(saved.exists, True)
-        replay.wait_for(lambda: saved.stat().st_size > 0, True)  # pylint: disable=W0640
-        pixels = replay.pixels_of_png(saved.read_bytes())
-        assert pixels == replay.pixels_of_png(made[name]), name
+    for name in ("screen", "region-05", "region-11"):
+        saved = replay.downloads / (name + ".png")
+        replay.wait_for(lambda: saved.exists() and saved.stat().st_size > 0, True)
+        assert replay.pixels_of_png(saved.read_bytes()) == pictures[name]
 
 
 def test_seeks_and_steps(drive):
@@ -135,10 +108,8 @@ def test_seeks_and_steps(drive):
     drive.wait_for(lambda: ", visible, " in drive.text("#region-3 .state"), True)
     drive.click("#back")
     drive.wait_for(lambda: ", hidden, " in drive.text("#region-3 .state"), True)
-    drive.press(",,,")
-    drive.draws(PIXELS, greys(100, 57))
-    drive.press("..")
-    drive.draws(PIXELS, greys(100, 59))
+    drive.press(",,,.")
+    drive.draws(PIXELS, greys(100, 58))
 
 
 def test_steps_through_large_messages(replay, recording):
@@ -174,29 +145,24 @@ def test_has_the_moment_of_the_slider(drive):
 def test_plays_in_real_time_and_pauses(drive):
     moments = """
         const [answer] = arguments;
-        const seen = [];
+        const start = performance.now();
         const look = () => {
             const text = document.getElementById("time").textContent;
-            seen.push([performance.now(), 1000 * parseFloat(text.slice(5))]);
-            if (seen[seen.length - 1][1] < 1500) {
-                requestAnimationFrame(look);
+            if (text > "0:00:01.500") {
+                answer(performance.now() - start);
             } else {
-                answer(seen);
+                requestAnimationFrame(look);
             }
         };
         document.getElementById("play").click();
         look();
     """
-    seen = drive.driver.execute_async_script(moments)
+    assert 1200 < drive.driver.execute_async_script(moments) < 2250
     assert drive.text("#play") == "Pause"
-    drive.draws(PIXELS, greys(100, 2))
-    took = (seen[-1][0] - seen[0][0]) / (seen[-1][1] - seen[0][1])
-    assert 0.8 < took < 1.5, seen[-1]
     drive.press(" ")
     drive.shows("#play", "Play")
     stopped = drive.text("#time")
     drive.press(" ")
-    drive.shows("#play", "Pause")
     drive.wait_for(lambda: drive.text("#time") > stopped, True)
     drive.run("document.getElementById('position').focus()")
     drive.press(END)
@@ -214,9 +180,7 @@ def test_shows_the_difference_of_two_moments(drive):
     drive.click("#mark-b")
     drive.shows("#difference", "A is 0:00:00.000. B is 0:00:05.000. 1 different region.")
     assert drive.text("#difference-3 p") == "1 pixel"
-    assert drive.pixels("#difference-3 canvas")[0][1] == (255, 140, 0, 255)
     drive.press("a")
-    drive.shows("#difference", "A is 0:00:05.000. B is 0:00:05.000. No difference.")
     drive.shows("#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference.")
 
 
