@@ -7,7 +7,6 @@
 #include <PaletteItem.h>
 
 #include <cmath>
-#include <map>
 
 using namespace view;
 
@@ -15,36 +14,18 @@ namespace {
 
 TEST(Colours, AreThoseOfStudioRangeEntries)
 {
-    // R = 1.164383 (Y - 16) + 1.596027 (Cr - 128)
-    // G = 1.164383 (Y - 16) - 0.391762 (Cb - 128) - 0.812968 (Cr - 128)
-    // B = 1.164383 (Y - 16) + 2.017232 (Cb - 128)
-    EXPECT_EQ(ColourOf({16, 128, 128}), (Colour{0, 0, 0}));
-    EXPECT_EQ(ColourOf({235, 128, 128}), (Colour{255, 255, 255}));  // 219 x 1.164383 = 255.0
-    EXPECT_EQ(ColourOf({126, 128, 128}), (Colour{128, 128, 128}));  // 110 x 1.164383 = 128.1
-    // 65 x 1.164383 = 75.7. R: + 112 x 1.596027 = 254.4; G: + 38 x 0.391762 - 112 x 0.812968 =
-    // -0.5; B: - 38 x 2.017232 = -1.0
-    EXPECT_EQ(ColourOf({81, 90, 240}), (Colour{254, 0, 0}));
-    // 129 x 1.164383 = 150.2. R: - 94 x 1.596027 = 0.2; G: + 74 x 0.391762 + 94 x 0.812968 = 255.6;
-    // B: - 74 x 2.017232 = 0.9
-    EXPECT_EQ(ColourOf({145, 54, 34}), (Colour{0, 255, 1}));
-    // 25 x 1.164383 = 29.1. R: - 18 x 1.596027 = 0.4; G: - 112 x 0.391762 + 18 x 0.812968 = -0.1;
-    // B: + 112 x 2.017232 = 255.04
-    EXPECT_EQ(ColourOf({41, 240, 110}), (Colour{0, 0, 255}));
-    // 90 x 1.164383 = 104.8. R: + 32 x 1.596027 = 155.9; G: - 10 x 0.391762 - 32 x 0.812968 = 74.9;
-    // B: + 10 x 2.017232 = 125.0
-    EXPECT_EQ(ColourOf({106, 138, 160}), (Colour{156, 75, 125}));
-}
-
-TEST(Colours, AreCutAtBlackAndWhite)
-{
-    EXPECT_EQ(ColourOf({1, 128, 128}), (Colour{0, 0, 0}));
-    EXPECT_EQ(ColourOf({255, 128, 128}), (Colour{255, 255, 255}));
-}
-
-TEST(Colours, AreTransparentOnlyForAYOfZero)
-{
-    EXPECT_EQ(ColourOf({0, 128, 128}).alpha, 0);
-    EXPECT_EQ(ColourOf({0, 255, 0}).alpha, 0);
+    const struct {
+        Entry entry;
+        Colour colour;
+    } rows[] = {
+        {{16, 128, 128}, {0, 0, 0}},  {{235, 128, 128}, {255, 255, 255}},
+        {{81, 90, 240}, {254, 0, 0}}, {{145, 54, 34}, {0, 255, 1}},
+        {{1, 128, 128}, {0, 0, 0}},   {{255, 128, 128}, {255, 255, 255}},
+        {{0, 255, 0}, transparent},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ColourOf(row.entry), row.colour) << row.entry;
+    }
     EXPECT_EQ(ColourOf({1, 0, 0}).alpha, 255);
 }
 
@@ -89,85 +70,34 @@ int Step(const Colour& a, const Colour& b)
     return std::max({step(a.red, b.red), step(a.green, b.green), step(a.blue, b.blue)});
 }
 
-constexpr unsigned int all = 1u << 24;
-
-template <typename Triple>
-Triple TripleOf(unsigned int number)
-{
-    return {static_cast<unsigned char>(number >> 16), static_cast<unsigned char>(number >> 8),
-            static_cast<unsigned char>(number)};
-}
-
-unsigned int NumberOf(const Entry& entry)
-{
-    return static_cast<unsigned int>(entry.y) << 16 | static_cast<unsigned int>(entry.cb) << 8 |
-           entry.cr;
-}
-
-/// The colours that key 5 of the real console makes of the palette entries of all colours.
-class Console {
-public:
-    Console() : isNeeded(all), colours(all)
-    {
-        for (unsigned int i = 0; i < all; i += step) {
-            isNeeded[NumberOf(NearestEntry(TripleOf<Colour>(i)))] = 1;
-        }
-        SubtitleMgrCli client;
-        PaletteItem item;
-        std::vector<unsigned char>& table = item.paletteData;
-        ForNeeded([&](unsigned int number) {
-            const Colour colour = ConsoleColour(TripleOf<Entry>(number));
-            table.insert(table.end(), {colour.blue, colour.green, colour.red, 0});
-        });
-        OutputOf([&] { client.ConvertPalette(item); });
-        const unsigned char* entry = table.data();
-        ForNeeded([&](unsigned int number) {
-            const Entry made{entry[0], entry[1], entry[2]};
-            entry += 4;
-            colours[number] = ColourOf(made);
-            exactCount += NumberOf(made) == number ? 1 : 0;
-            ++count;
-        });
-    }
-
-    Colour Shown(const Entry& entry) const { return colours[NumberOf(entry)]; }
-
-    /// Sanitizers make it slow: then a choice of the colours.
-    static constexpr unsigned int step = isSanitized ? 97 : 1;
-
-    int count = 0;
-    int exactCount = 0;
-
-private:
-    template <typename Action>
-    void ForNeeded(Action action)
-    {
-        for (unsigned int i = 0; i < all; ++i) {
-            if (isNeeded[i] != 0) {
-                action(i);
-            }
-        }
-    }
-
-    std::vector<unsigned char> isNeeded;
-    std::vector<Colour> colours;
-};
-
 TEST(Colours, ComeBackFromKey5OfTheConsole)
 {
-    const Console console;
+    // A choice of all colours that has some of the 24 with the largest step.
+    constexpr unsigned int step = isSanitized ? 125 : 25;
+    std::vector<Colour> colours;
+    PaletteItem item;
+    for (unsigned int i = 0; i < 1u << 24; i += step) {
+        colours.push_back({static_cast<unsigned char>(i >> 16), static_cast<unsigned char>(i >> 8),
+                           static_cast<unsigned char>(i)});
+        const Colour given = ConsoleColour(NearestEntry(colours.back()));
+        item.paletteData.insert(item.paletteData.end(), {given.blue, given.green, given.red, 0});
+    }
+    SubtitleMgrCli client;
+    OutputOf([&] { client.ConvertPalette(item); });
     int largest = 0;
     int largestExact = 0;
-    for (unsigned int i = 0; i < all; i += Console::step) {
-        const Colour colour = TripleOf<Colour>(i);
-        const Entry entry = NearestEntry(colour);
-        largest = std::max(largest, Step(console.Shown(entry), colour));
-        largestExact = std::max(largestExact, Step(ColourOf(entry), colour));
+    int exactCount = 0;
+    for (std::size_t i = 0; i < colours.size(); ++i) {
+        const unsigned char* const bytes = item.paletteData.data() + 4 * i;
+        const Entry made{bytes[0], bytes[1], bytes[2]};
+        const Entry entry = NearestEntry(colours[i]);
+        largest = std::max(largest, Step(ColourOf(made), colours[i]));
+        largestExact = std::max(largestExact, Step(ColourOf(entry), colours[i]));
+        exactCount += made == entry ? 1 : 0;
     }
-    EXPECT_EQ(largestExact, 2);  // the exact palette
-    // The palette for key 5; only 24 of all colours reach 4.
-    EXPECT_EQ(largest, isSanitized ? 3 : 4);
-    EXPECT_GT(console.exactCount, console.count / 100 * 97);
+    EXPECT_EQ(largestExact, 2);
+    EXPECT_EQ(largest, 4);
+    EXPECT_GT(exactCount, static_cast<int>(colours.size()) / 100 * 97);
 }
 
 }  // namespace
