@@ -74,6 +74,12 @@ private:
 
 /// An answer of a page.
 struct HttpAnswer {
+    /// \param line  of the headers
+    bool Has(const std::string& line) const
+    {
+        return headers.find("\r\n" + line + "\r\n") != std::string::npos;
+    }
+
     unsigned int status;
     std::string headers;
     std::string body;

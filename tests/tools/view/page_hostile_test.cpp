@@ -12,8 +12,6 @@ namespace {
 using namespace std::chrono;
 using PageUnderAttack = PageSession;
 
-constexpr std::size_t manyPeers = isSanitized ? 150 : 1000;
-
 std::string Garbage(std::mt19937& random, std::size_t size)
 {
     std::string bytes;
@@ -44,6 +42,7 @@ std::string Attack(std::mt19937& random, std::size_t number)
 /// Many peers at a time, which leave in any state.
 TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
 {
+    constexpr std::size_t manyPeers = isSanitized ? 150 : 400;
     AllowManyDescriptors();
     Recording recording;
     for (unsigned int i = 0; i < 256; ++i) {
@@ -68,13 +67,14 @@ TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
                   [&] { return std::to_string(count()) + " descriptors"; });
         kilobytes = round == 0 ? ResidentKilobytes(page->Pid()) : kilobytes;
     }
-    EXPECT_LT(ResidentKilobytes(page->Pid()), kilobytes + (isSanitized ? 50000 : 5000));
+    EXPECT_LT(ResidentKilobytes(page->Pid()), kilobytes + (isSanitized ? 50000 : 2000));
     EXPECT_EQ(End(), 0);
     EXPECT_EQ(page->Errors(), "");
 }
 
 TEST_F(PageUnderAttack, AnswersWhileManyPeersAreSilent)
 {
+    constexpr std::size_t manyPeers = isSanitized ? 150 : 1000;
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = manyPeers;
@@ -88,21 +88,6 @@ TEST_F(PageUnderAttack, AnswersWhileManyPeersAreSilent)
     const auto start = steady_clock::now();
     EXPECT_EQ(Get("/about").status, 200u);
     EXPECT_LT(steady_clock::now() - start, seconds(5));
-}
-
-/// Half requests, and answers that are not read, end after 10 s without progress.
-TEST_F(PageUnderAttack, DropsIdlePeers)
-{
-    Show(Recording().Data(1, 0, {1}).WithHeader());
-    HttpPeer silent(port);
-    HttpPeer half(port);
-    half.Send("GET /about HTTP/1.1\r\nHost: local");
-    HttpPeer answered(port);
-    answered.Send(RequestFor("/times") + "\r\n");
-    EXPECT_EQ(silent.ReadToTheEnd(), "");
-    half.ReadToTheEnd();
-    EXPECT_EQ(ParseAnswer(answered.ReadToTheEnd()).body, "[0]");
-    EXPECT_EQ(Get("/about").status, 200u);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include "tests/harness/text_compare.h"
 
+#include <fcntl.h>
+
 namespace {
 
 using Terminal = ViewSession;
@@ -36,14 +38,26 @@ TEST_F(Terminal, DrawsWithoutColour)
                 drawing);
 }
 
-TEST_F(Terminal, FailsWhenItsOutputIsFull)
+using FullOutput = ViewSession;
+
+TEST_F(FullOutput, EndsEachCommand)
 {
     const platform::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     ChildProcess::Options settings;
     settings.output = full.Get();
-    const Ended ended = Run({"terminal", "-"}, recording, settings);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_TEXT(ended.errors, "SubtitleMgrView: standard output cannot be written\n");
+    const std::vector<std::string> commands[] = {
+        {"terminal", "-"}, {"page", "-"}, {"png", "-o", "-", "-"}, {"pcapng", "-o", "-", "-"}};
+    for (const auto& words : commands) {
+        std::vector<std::string> arguments{VIEW_PROGRAM};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        ChildProcess program(arguments, settings);
+        program.Write(recording);
+        if (words[0] != "pcapng") {  // more could follow
+            program.CloseInput();
+        }
+        EXPECT_EQ(program.WaitForExit(), 1) << words[0];
+        EXPECT_TEXT(program.Errors(), "SubtitleMgrView: standard output cannot be written\n");
+    }
 }
 
 }  // namespace
