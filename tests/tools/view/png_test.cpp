@@ -135,20 +135,9 @@ TEST_F(Png, KeepsTheFileOnAFullDisk)
     EXPECT_EQ(ReadWholeFile(path), before);
 }
 
-TEST_F(Png, NeedsAFolder)
+TEST_F(Png, SaysWhyThereIsNothing)
 {
-    const std::string recording = Recording().Data(1, 2, {0, 3}).WithHeader();
     WriteWholeFile(files / "file", "");
-    EXPECT_TEXT(Run({"png", "-o", files / "file", "-"}, recording).errors,
-                "SubtitleMgrView: " + (files / "file") + ": Not a directory\n");
-    const Ended ended = Run({"png", "-o", files / "no/such", "-"}, recording);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_TEXT(ended.errors,
-                "SubtitleMgrView: " + (files / "no/such") + ": No such file or directory\n");
-}
-
-TEST_F(Png, SaysThatThereIsNothing)
-{
     const Recording hidden = Recording().Data(1, 2, {0, 3}).Data(2, 2, {});
     const struct {
         std::vector<std::string> words;
@@ -164,6 +153,14 @@ TEST_F(Png, SaysThatThereIsNothing)
         {{"png", "-o", "-", "-"}, hidden.WithHeader(), 1, "no region is visible"},
         {{"terminal", "-"}, "", 1, "no region has a bitmap"},
         {{"terminal", "--region=7", "-"}, hidden.WithHeader(), 1, "region 7 has no bitmap"},
+        {{"png", "-o", files / "file", "-"},
+         hidden.WithHeader(),
+         1,
+         (files / "file") + ": Not a directory"},
+        {{"png", "-o", files / "no/such", "-"},
+         hidden.WithHeader(),
+         1,
+         (files / "no/such") + ": No such file or directory"},
         {{"png", "-o", folder, files / "x"}, "", 2, (files / "x") + ": No such file or directory"},
         {{"terminal", files.Path()}, "", 2, files.Path() + ": cannot be read: Is a directory"},
         {{"terminal", "-"}, "{}\n", 2, "-:1:1: not one of a header, a notification and a request"},
