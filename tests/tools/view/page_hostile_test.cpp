@@ -43,12 +43,16 @@ std::string Attack(std::mt19937& random, std::size_t number)
 TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
 {
     constexpr std::size_t manyPeers = isSanitized ? 150 : 400;
-    AllowManyDescriptors();
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = manyPeers / 2;  // the page allows itself more
+    setrlimit(RLIMIT_NOFILE, &limit);
     Recording recording;
     for (unsigned int i = 0; i < 256; ++i) {
         recording.Data(1, 0, Bytes(30720, 1));
     }
     Show(recording.WithHeader());
+    AllowManyDescriptors();
     const int descriptors = CountDescriptors(page->Pid());
     std::mt19937 random(1);
     long kilobytes = 0;
@@ -70,24 +74,6 @@ TEST_F(PageUnderAttack, AnswersOthersAndReturnsToItsSize)
     EXPECT_LT(ResidentKilobytes(page->Pid()), kilobytes + (isSanitized ? 50000 : 2000));
     EXPECT_EQ(End(), 0);
     EXPECT_EQ(page->Errors(), "");
-}
-
-TEST_F(PageUnderAttack, AnswersWhileManyPeersAreSilent)
-{
-    constexpr std::size_t manyPeers = isSanitized ? 150 : 1000;
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = manyPeers;
-    setrlimit(RLIMIT_NOFILE, &limit);
-    Show(Recording().Data(1, 0, {1}).WithHeader());
-    AllowManyDescriptors();
-    std::vector<std::unique_ptr<HttpPeer>> peers;
-    for (std::size_t number = 0; number < manyPeers + 100; ++number) {
-        peers.push_back(std::make_unique<HttpPeer>(port));
-    }
-    const auto start = steady_clock::now();
-    EXPECT_EQ(Get("/about").status, 200u);
-    EXPECT_LT(steady_clock::now() - start, seconds(5));
 }
 
 }  // namespace
