@@ -1,7 +1,5 @@
 """Captures of SubtitleMgrView, as Wireshark reads them."""
 
-import base64
-import itertools
 import json
 import pathlib
 import re
@@ -11,103 +9,89 @@ from browser import Recording
 
 ROOT = pathlib.Path(__file__).parents[3]
 PREFIX = b"SR\x01\xff" + b"\xff" * 4 + bytes(12)
-KINDS = {"request": 1, "reply": 2, "notification": 3, "one-way": 4}
-RESULTS = {"ok": 0, "refused": 1, "unanswered": 2}
 
-# The parts of each payload, as recordings name them.
-BITMAP, VISIBILITY = "regionId subtitleFormat size", "regionId visible"
-PALETTE = "regionId backgroundCode fill size"
-NOTIFICATIONS = {"RegionData": BITMAP, "RegionVisibility": VISIBILITY, "Palette": PALETTE}
-REQUESTS = {
-    **{"Ping": "", "Quit": "", "RefreshRegions": "", "GetLogLevel": ""},
-    **{"Subscribe": "subscription itemId", "Unsubscribe": "subscription"},
-    **{"SetRegionData": BITMAP, "SetRegionVisibility": VISIBILITY, "SetPaletteData": PALETTE},
-    **{"InvertRegionData": "regionId", "SendSensorUpdate": "sensor on", "SetLogLevel": "level"},
+# Messages with numbers that need all bytes of their fields, and what the list of packets shows.
+ROWS = """
+Ping ok
+  Ping; Ping reply
+Quit ok
+  Quit; ok
+GetLogLevel ok
+  GetLogLevel; ok
+RefreshRegions refused
+  RefreshRegions; RefreshRegions reply refused
+Subscribe unanswered subscription=4043309057 itemId=4060086274
+  Subscribe 4043309057, item 4060086274; unanswered
+Unsubscribe ok subscription=4043309057
+  Unsubscribe 4043309057; Unsubscribe reply accepted
+SetRegionData ok regionId=254 subtitleFormat=253 data="YWJj"
+  SetRegionData region 254, format 253, 3 bytes; SetRegionData reply accepted
+SetRegionData ok regionId=254 subtitleFormat=253
+  SetRegionData region 254, format 253, 3 bytes; ok
+SetRegionVisibility ok regionId=254 visible=false
+  SetRegionVisibility region 254, hidden; SetRegionVisibility reply accepted
+SetPaletteData ok regionId=254 backgroundCode=252 fill=true data="YWJj"
+  SetPaletteData region 254, background 252, filled, 3 bytes; SetPaletteData reply accepted
+InvertRegionData ok regionId=4110417925
+  InvertRegionData region 4110417925; InvertRegionData reply accepted
+SendSensorUpdate ok sensor=4076863491 on=true
+  SendSensorUpdate sensor 4076863491, on; SendSensorUpdate reply accepted
+SetLogLevel ok level=4093640708
+  SetLogLevel level 4093640708; SetLogLevel reply accepted
+""".splitlines()[
+    1:
+]
+# The bytes of each payload without its data.
+SIZES = {
+    **{"Quit": 0, "Ping": 0, "RefreshRegions": 0, "GetLogLevel": 0, "Subscribe": 8},
+    **{"Unsubscribe": 4, "InvertRegionData": 4, "SendSensorUpdate": 5, "SetLogLevel": 4},
+    **{"RegionVisibility": 2, "SetRegionVisibility": 2},
 }
-# Numbers that need all bytes of their fields.
-VALUES = {
-    **{"subscription": 0xF1000001, "itemId": 0xF2000002, "sensor": 0xF3000003},
-    **{"level": 0xF4000004, "regionId": 254, "subtitleFormat": 253, "backgroundCode": 252},
-    **{"visible": True, "fill": True, "on": True, **Recording.data(b"abc")},
-}
-# Parts with another name in Wireshark, and the bytes of each part.
-NAMES = {
-    **{"regionId": "region_id", "subtitleFormat": "format"},
-    **{"itemId": "item_id", "backgroundCode": "background_code"},
-}
-ONE_BYTE = {"regionId", "subtitleFormat", "backgroundCode", "visible", "fill", "on"}
+SIZES_BEFORE_DATA = {"RegionData": 6, "SetRegionData": 6, "Palette": 7, "SetPaletteData": 7}
 
 
-def size_of(name, parts):
-    """The bytes of a payload without its data."""
-    wide = name == "InvertRegionData"
-    return sum(1 if part in ONE_BYTE and not wide else 4 for part in parts)
+def capture(wireshark, recording):
+    """Makes a capture of a recording."""
+    given = "".join(line + "\n" for line in recording.lines).encode()
+    return wireshark.run("SubtitleMgrView", "pcapng", "-o", "-", "-", given=given)
 
 
-def every_kind():
-    """The lines of a recording: every result, with bytes and without, with receivers and without."""
-    recording = Recording()
-    recording.lines.clear()
-    rows = itertools.product(REQUESTS.items(), RESULTS, (True, False))
-    for (name, parts), result, has_bytes in rows:
-        fields = {part: VALUES[part] for part in parts.split()}
-        if "size" in fields:
-            fields.update(Recording.data(b"abc"))
-            if not has_bytes:
-                del fields["data"]
+def test_every_message_is_listed(wireshark, recording):
+    for name, result, *texts in map(str.split, ROWS[::2]):
+        fields = Recording.data(b"abc") if name in SIZES_BEFORE_DATA else {}
+        fields.pop("data", None)
+        fields.update(
+            (key, json.loads(value)) for key, value in (text.split("=") for text in texts)
+        )
         recording.lines.append(recording.line(1, request=name, client=9, result=result, **fields))
-    for (name, parts), content in itertools.product(NOTIFICATIONS.items(), (b"abc", b"")):
-        fields = {part: VALUES[part] for part in parts.split()[1:]}
-        fields.update(Recording.data(content) if "size" in fields else {})
-        fields.update({"receivers": 0xF5000005} if content else {})
-        recording.add(2, name, VALUES["regionId"], **fields)
-    return recording.lines
+    recording.bitmap(2, 3, b"abc", form=1)
+    recording.visibility(3, 4, True)
+    shown = wireshark.fields_of(
+        capture(wireshark, recording),
+        *("_ws.col.Info", "frame.time_epoch", "subtitle.refused", "subtitle.unanswered"),
+    )
+    texts = list(map(str.strip, ROWS[1::2]))
+    texts += ["RegionData region 3, format SD, 3 bytes", "RegionVisibility region 4, visible"]
+    assert [row[0] for row in shown] == texts
+    for line, (text, seconds, refused, unanswered) in zip(recording.lines[1:], shown):
+        assert int(seconds.replace(".", "")) == 1000 * json.loads(line)["wallUs"]
+        assert bool(refused) == text.endswith("reply refused")
+        assert bool(unanswered) == text.endswith("; unanswered")
 
 
-def expected_layers(line, number, messages):
-    """What Wireshark shows of a line of a recording."""
-    is_request = "request" in line
-    name = line["request" if is_request else "notification"]
-    parts = (REQUESTS if is_request else NOTIFICATIONS)[name].split()
-    record = {NAMES.get(part, part): int(line[part]) for part in parts}
-    length = size_of(name, parts) + line.get("size", 0)
-    if line.get("data"):
-        record["data"] = base64.b64decode(line["data"])
-
-    def frame(kind, message, correlation, length, record):
-        head = {"mark": "ST", "version": 1, "kind": KINDS[kind], "message": messages[message]}
-        return {**head, "correlation": correlation, "length": length, **record}
-
-    prefix = {"line": number, "mono_us": line["monoUs"]}
-    if not is_request:
-        prefix.update({"receivers": line["receivers"]} if "receivers" in line else {})
-        record["subscription"] = line["subscription"]
-        return [prefix, frame("notification", name, line["subscription"], length, record)]
-    result = line["result"]
-    prefix.update(client=line["client"], recorded_result=RESULTS[result])
-    prefix.update({"expert": "subtitle.unanswered"} if result == "unanswered" else {})
-    if name == "Quit":
-        return [prefix, frame("one-way", name, 0, length, record)]
-    layers = [prefix, frame("request", name, number, length, record)]
-    if "size" in line and "data" not in line:
-        layers.append({"expert": "subtitle.cut"})
-    elif name != "GetLogLevel" and result != "unanswered":
-        has_result = name != "Ping"
-        answer = {"result": RESULTS[result]} if has_result else {}
-        answer.update({"expert": "subtitle.refused"} if answer.get("result") else {})
-        layers.append(frame("reply", name + " reply", number, 4 if has_result else 0, answer))
-    return layers
-
-
-def test_every_field_of_every_kind_is_shown(wireshark):
-    lines = every_kind()
-    recording = "".join(line + "\n" for line in lines).encode()
-    capture = wireshark.run("SubtitleMgrView", "pcapng", "-o", "-", "-", given=recording)
-    shown = list(wireshark.layers(capture))
-    assert len(shown) == len(lines)
-    for number, (line, (us, layers)) in enumerate(zip(map(json.loads, lines), shown), 1):
-        assert us == line["wallUs"]
-        assert layers == expected_layers(line, number, wireshark.names["message"])
+def test_every_field_is_shown(wireshark, recording):
+    recording.palette(7, 14, b"abc")
+    recording.lines.append(
+        recording.line(8, request="SetLogLevel", client=0xF6000006, result="refused", level=63)
+    )
+    fields = """line mono_us client receivers recorded_result kind message correlation length
+        region_id background_code fill data subscription level result""".split()
+    fields = [f"subtitle.{name}" for name in fields]
+    notification, request = wireshark.fields_of(capture(wireshark, recording), *fields)
+    words = "2 5007000 - - - 3 0x00003b1d 10 10 14 1 0 616263 10 - -"
+    assert [word or "-" for word in notification] == words.split()
+    words = "3 5008000 4127195142 - 1 1,2 0x00003c12,0x00003c13 3,3 4,4 - - - - - 63 1"
+    assert [word or "-" for word in request] == words.split()
 
 
 def test_numbers_have_names(wireshark):
@@ -115,17 +99,17 @@ def test_numbers_have_names(wireshark):
     names = wireshark.names
     assert names["sensor"] == {word: number for number, word in enumerate(sensors)}
     assert set(names["subscription"].values()) == {1, 2, 3, 4, 6, 10, 12}
-    assert (names["kind"], names["recorded_result"]) == (KINDS, RESULTS)
+    assert names["kind"] == {"request": 1, "reply": 2, "notification": 3, "one-way": 4}
+    assert names["recorded_result"] == {"ok": 0, "refused": 1, "unanswered": 2}
     assert names["format"] == {"HD": 0, "SD": 1, "CIF": 2}
     assert names["result"] == {"accepted": 0, "refused": 1}
     assert names["message"]["NotUnderstood"] == 0x3CFF
 
 
 def test_capinfos_reads_the_capture(wireshark, recording, tmp_path):
-    path = tmp_path / "drive.pcapng"
     recording.visibility(1, 3, True)
-    given = recording.write(tmp_path / "drive.jsonl")
-    wireshark.run("SubtitleMgrView", "pcapng", "-o", path, given)
+    path = tmp_path / "drive.pcapng"
+    path.write_bytes(capture(wireshark, recording))
     shown = wireshark.run("capinfos", path).decode()
     for text in (
         r"Capture application: SubtitleMgrView [\d.]+\n",
@@ -161,19 +145,16 @@ def test_wrong_frames_are_malformed(wireshark):
         (ping[:12] + b"\x01\0\0\0", "longer than the packet"),
         (ping, ""),
     ]
-    for name, parts in {**REQUESTS, **NOTIFICATIONS}.items():
-        kind = "notification" if name in NOTIFICATIONS else "request"
-        head = bytes([KINDS["one-way" if name == "Quit" else kind]])
-        head += struct.pack(">I", wireshark.names["message"][name]) + bytes(4)
-        parts = parts.split()
-        size = size_of(name, parts)
+    for name, size in {**SIZES, **SIZES_BEFORE_DATA}.items():
+        number = wireshark.names["message"][name]
         payloads = [(bytes(size), ""), (bytes(size + 1), "the ")]
         if size > 0:
             payloads.append((bytes(size - 1), "the payload has "))
-        if "size" in parts:
+        if name in SIZES_BEFORE_DATA:
             payloads.append((bytes(size - 1) + b"\1", "the size is 1, and 0 bytes follow"))
         for payload, mistake in payloads:
-            rows.append((b"ST\x01" + head + struct.pack(">I", len(payload)) + payload, mistake))
+            header = b"ST\x01\x01" + struct.pack(">3I", number, 0, len(payload))
+            rows.append((header + payload, mistake))
     fields = ("_ws.expert.message", "subtitle.malformed")
     shown = wireshark.fields([PREFIX + frame for frame, _ in rows], *fields)
     for (frame, mistake), (text, malformed) in zip(rows, shown):

@@ -1,6 +1,5 @@
 """Wireshark's programs, with the dissector that is installed."""
 
-import json
 import os
 import re
 import shutil
@@ -47,38 +46,17 @@ class Wireshark:
         assert b"Lua Error" not in done.stdout + done.stderr, done.stderr.decode()
         return done.stdout
 
-    def layers(self, capture):
-        """Each packet as its time in microseconds, and a list of dicts of values."""
-        text = self.run("tshark", "-r", "-", "-T", "json", "--no-duplicate-keys", given=capture)
-        for packet in json.loads(text):
-            layers = packet["_source"]["layers"]
-            seconds, _, nanoseconds = layers["frame"]["frame.time_epoch"].partition(".")
-            shown = layers["subtitle"]
-            us = int(seconds) * 1000000 + int(nanoseconds) // 1000
-            yield us, list(map(values_of, shown if isinstance(shown, list) else [shown]))
+    def fields_of(self, capture, *fields):
+        """Some fields of each packet of a capture as texts."""
+        words = [word for field in fields for word in ("-e", field)]
+        text = self.run("tshark", "-r", "-", "-T", "fields", *words, given=capture).decode()
+        return [line.split("\t") for line in text.splitlines()]
 
     def fields(self, packets, *fields):
         """Some fields of each packet as texts. A packet may be a tuple of bytes and a size."""
-        words = [word for field in fields for word in ("-e", field)]
-        capture = capture_of(packets)
-        text = self.run("tshark", "-r", "-", "-T", "fields", *words, given=capture).decode()
-        rows = [line.split("\t") for line in text.splitlines()]
+        rows = self.fields_of(capture_of(packets), *fields)
         assert len(rows) == len(packets)
         return rows
-
-
-def values_of(layer):
-    values = {}
-    for name, value in layer.items():
-        if name == "_ws.expert":
-            values["expert"] = next(key for key in value if key.startswith("subtitle."))
-        elif name == "subtitle.data":
-            values["data"] = bytes.fromhex(value.replace(":", ""))
-        elif name == "subtitle.mark":
-            values["mark"] = value
-        else:
-            values[name.removeprefix("subtitle.")] = int(value, 0)
-    return values
 
 
 def block(kind, body):
