@@ -25,14 +25,11 @@ struct DecodedPng {
         for (std::size_t i = 0; i < bytes.size(); i += 4) {
             pixels.push_back({bytes[i], bytes[i + 1], bytes[i + 2], bytes[i + 3]});
         }
-        // The last two bytes of the header's size, after width and height.
-        bitDepth = png.size() > 25 ? png[24] : 0;
-        colourType = png.size() > 25 ? png[25] : 0;
+        colourType = png.size() > 25 ? png[25] : 0;  // the last byte of the header
     }
 
     unsigned int width;
     unsigned int height;
-    int bitDepth;
     int colourType;
     std::vector<view::Colour> pixels;
 };

@@ -146,23 +146,6 @@ def test_counts_messages_by_a_clock_that_falls_back(page, serve, recording):
         page.shows("#rates", "Messages/s: 0, bytes/s: 0")
 
 
-def test_difference_of_two_moments(live, service):
-    service.publish("region-data 3 hd 05060708")
-    service.publish("region-data 4 hd 05")
-    live.wait_for(lambda: live.pixels("#region-4 canvas") is not None, True)
-    live.click("#mark-a")
-    live.wait_for(lambda: live.text("#difference").endswith(". Mark two moments."), True)
-    service.publish("region-data 3 hd 0506090801")
-    service.publish("visibility 3 t")
-    live.wait_for(lambda: ", visible" in live.text(STATE), True)
-    live.press("b")
-    live.wait_for(lambda: live.text("#difference").endswith(". 1 different region."), True)
-    assert live.text("#difference-3 p") == "2 pixels, becomes visible"
-    first, second = live.pixels("#difference-3 canvas")
-    assert [alpha for *_, alpha in first + second] == [64, 64, 255, 64, 255, 0, 0, 0]
-    assert first[2] == (255, 140, 0, 255)
-
-
 def test_connection_is_lost_and_comes_back(live, service):
     service.publish("region-data 3 hd 0506")
     service.stop()

@@ -173,27 +173,25 @@ def test_plays_in_real_time_and_pauses(drive):
     drive.draws(PIXELS, greys(100, 0))
 
 
-def test_shows_the_difference_of_two_moments(drive):
-    drive.click("#mark-a")
-    drive.press(".....")
-    drive.draws(PIXELS, greys(100, 5))
-    drive.click("#mark-b")
-    drive.shows("#difference", "A is 0:00:00.000. B is 0:00:05.000. 1 different region.")
-    assert drive.text("#difference-3 p") == "1 pixel"
-    drive.press("a")
-    drive.shows("#announcement", "A marked. A is 0:00:05.000. B is 0:00:05.000. No difference.")
-
-
-def test_difference_has_bytes_with_the_same_colour(replay, recording):
-    recording.palette(0, 3, bytes(8))
-    recording.bitmap(1, 3, b"\0\0")
-    recording.bitmap(2, 3, b"\0\1")
+def test_shows_the_difference_of_two_moments(replay, recording):
+    recording.palette(0, 3, bytes(8) + b"\x10\x80\x80\xff")
+    recording.bitmap(1, 3, b"\2\0")
+    recording.bitmap(1, 4, b"\5")
+    recording.bitmap(2, 3, b"\2\1\0")
+    recording.visibility(2, 3, True)
     replay.start()
-    for mark, message in (("a", 2), ("b", 3)):
-        replay.press(".")
-        replay.wait_for(lambda: replay.text("#time")[-6:], f"{message} of 3")
-        replay.press(mark)
-    replay.wait_for(lambda: replay.text("#difference-3 p"), "1 pixel")
+    replay.press("..a")
+    replay.shows("#difference", "A is 0:00:00.001. Mark two moments.")
+    replay.press("..")
+    replay.shows("#time", "0:00:00.002 of 0:00:00.002, message 5 of 5")
+    replay.click("#mark-b")
+    replay.shows("#difference", "A is 0:00:00.001. B is 0:00:00.002. 1 different region.")
+    assert replay.text("#difference-3 p") == "2 pixels, becomes visible"
+    # Pale where nothing changed, orange also for another byte of the same colour.
+    orange, clear = (255, 140, 0, 255), (0, 0, 0, 0)
+    replay.draws("#difference-3 canvas", [[(0, 0, 0, 64), orange], [orange, clear]])
+    replay.press("a")
+    replay.shows("#announcement", "A marked. A is 0:00:00.002. B is 0:00:00.002. No difference.")
 
 
 def test_shows_the_time_of_the_last_change_of_any_kind(replay, recording):

@@ -61,12 +61,13 @@ TEST_F(Png, NotesAMissingPalette)
     EXPECT_EQ(PixelsOf("screen.png"), (Colours{black, white}));
 }
 
-TEST_F(Png, ShowsAMoment)
+TEST_F(Png, ShowsAMomentOfARegion)
 {
     Recording recording;
-    recording.Data(1, 2, {0, 0}).Data(1, 2, {3, 0}).Data(1, 2, {3, 3});
-    EXPECT_EQ(MakePictures(recording, {"--at", "1ms"}).status, 0);
-    EXPECT_EQ(PixelsOf("region-01.png"), (Colours{white, black}));
+    recording.Data(1, 2, {0, 0}).Data(2, 2, {3, 0}).Visibility(1, true).Data(2, 2, {3, 3});
+    EXPECT_EQ(MakePictures(recording, {"--at", "2ms", "--region", "2"}).status, 0);
+    EXPECT_EQ(Files(), std::vector<std::string>{"region-02.png"});
+    EXPECT_EQ(PixelsOf("region-02.png"), (Colours{white, black}));
 }
 
 TEST_F(Png, ShowsEveryChange)
@@ -80,14 +81,6 @@ TEST_F(Png, ShowsEveryChange)
                                                  "screen-000004.png", "screen-000005.png"}));
     EXPECT_EQ(PixelsOf("region-01-000003.png"), (Colours{black, white}));
     EXPECT_EQ(PixelsOf("screen-000005.png"), (Colours{{85, 85, 85}, {170, 170, 170}}));
-}
-
-TEST_F(Png, ShowsOneRegion)
-{
-    Recording recording;
-    recording.Data(1, 2, {0, 3}).Visibility(1, true).Data(2, 2, {3, 3});
-    EXPECT_EQ(MakePictures(recording, {"--region", "2"}).status, 0);
-    EXPECT_EQ(Files(), std::vector<std::string>{"region-02.png"});
 }
 
 TEST_F(Png, ReadsAndWritesStreams)

@@ -30,7 +30,6 @@ TEST(Picture, HasThePaletteApplied)
     EXPECT_EQ(png.width, 3u);
     EXPECT_EQ(png.height, 2u);
     EXPECT_EQ(png.pixels, (Colours{transparent, black, white, white, black, transparent}));
-    EXPECT_EQ(png.bitDepth, 8);
     EXPECT_EQ(png.colourType, PNG_COLOR_TYPE_PALETTE);
 }
 
