@@ -159,6 +159,13 @@ bool RawConnection::HasInput() const
     return !received.empty() || poll(&input, 1, 0) == 1;
 }
 
+bool RawConnection::HasEnded() const
+{
+    char byte = 0;
+    const ssize_t count = recv(fd.Get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK);
+    return received.empty() && (count == 0 || (count < 0 && errno != EAGAIN));
+}
+
 void RawConnection::ExpectHangUp()
 {
     WaitReady(fd.Get(), 0, Deadline(eventDeadlineMs), "for the end");

@@ -46,6 +46,9 @@ public:
     /// Whether anything has arrived that was not taken yet.
     bool HasInput() const;
 
+    /// Whether the peer has closed the connection and everything was taken.
+    bool HasEnded() const;
+
     /// Receives and drops \p count bytes.
     void TakeBytes(std::size_t count);
 
