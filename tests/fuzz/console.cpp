@@ -49,8 +49,7 @@ private:
 
 bool EndsWith(const std::string& text, const std::string& end)
 {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 void RequireHarmless(const std::string& text, const char* problem)
@@ -60,25 +59,18 @@ void RequireHarmless(const std::string& text, const char* problem)
             problem);
 }
 
-const std::string& LogPath()
-{
-    static const std::string path = ScratchFolder() + "/log";
-    return path;
-}
-
 /// The files in the console's working directory.
-const std::map<std::string, std::string>& Files()
-{
-    static const std::map<std::string, std::string> files{{"pal", std::string(tableSize, '\x40')},
-                                                          {"bits", std::string(1500, '\x03')},
-                                                          {"short", std::string(100, '\x7F')},
-                                                          {"empty", ""}};
-    return files;
-}
+const std::map<std::string, std::string> files{{"pal", std::string(tableSize, '\x40')},
+                                               {"bits", std::string(1500, '\x03')},
+                                               {"short", std::string(100, '\x7F')},
+                                               {"empty", ""}};
 
 void MakeFiles()
 {
-    for (const auto& [name, content] : Files()) {
+    fs::remove_all(Scratch() / "files");
+    fs::create_directory(Scratch() / "files");
+    fs::current_path(Scratch() / "files");
+    for (const auto& [name, content] : files) {
         WriteWholeFile(name, content);
     }
 }
@@ -86,36 +78,14 @@ void MakeFiles()
 /// \param anyName  whether a typed name had a NUL byte, which ends the name before ".out"
 void CheckFiles(bool anyName)
 {
-    bool hasChanged = false;
     for (const auto& entry : fs::directory_iterator(".")) {
         const std::string name = entry.path().filename();
-        const auto original = Files().find(name);
-        if (original != Files().end() && ReadWholeFile(name) == original->second) {
-            continue;
+        const auto original = files.find(name);
+        if (original == files.end() || ReadWholeFile(name) != original->second) {
+            Require(entry.file_size() == tableSize, "an incomplete table was saved");
+            Require(anyName || EndsWith(name, ".out"), "a wrong file was written");
         }
-        hasChanged = true;
-        Require(entry.file_size() == tableSize, "an incomplete table was saved");
-        Require(anyName || EndsWith(name, ".out"), "a file other than an output file was written");
-        fs::remove(entry);
     }
-    if (hasChanged) {
-        MakeFiles();
-    }
-}
-
-void PrepareOnce()
-{
-    static const bool done = [] {
-        fs::create_directory(ScratchFolder() + "/files");
-        fs::current_path(ScratchFolder() + "/files");
-        MakeFiles();
-        setenv("SUBTITLE_LOG", LogPath().c_str(), 1);
-        LogClient::Instance().Level(63);
-        LogClient::Instance().ProcessName("fuzz");
-        std::cout.exceptions(std::ios::badbit);  // rethrows CappedOutput::Full
-        return true;
-    }();
-    Require(done, "the files cannot be prepared");
 }
 
 /// During its lifetime a stream uses another buffer.
@@ -162,20 +132,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (keys.find('/') != std::string::npos) {  // might open a file outside the folder
         return 0;
     }
-    PrepareOnce();
+    const std::string logPath = Scratch() / "log";
+    MakeFiles();
+    unlink(logPath.c_str());
+    setenv("SUBTITLE_LOG", logPath.c_str(), 1);
+    LogClient::Instance().Level(63);
+    std::cout.exceptions(std::ios::badbit);  // rethrows CappedOutput::Full
     CappedOutput output;
     std::stringbuf errors;
     const bool isLeft = RunConsole(keys, output, errors);
     const std::string text = output.str();
     RequireHarmless(text, "the output has control characters");
     RequireHarmless(errors.str(), "the error output has control characters");
+    RequireHarmless(ReadWholeFile(logPath), "a log entry has control characters");
     if (isLeft) {
         Require(EndsWith(text, UnsubscribedMenu()) || EndsWith(text, SubscribedMenu()),
                 "the console ended outside its menu");
         Require(keys.find_first_of("xq") != std::string::npos, "the console ended without a key");
     }
-    RequireHarmless(ReadWholeFile(LogPath()), "a log entry has control characters");
-    unlink(LogPath().c_str());
     CheckFiles(keys.find('\0') != std::string::npos);
     return 0;
 }

@@ -1,45 +1,41 @@
-// A client's endpoint and a service that sends any bytes: each call has the model's result, and
-// each notification with a subscription arrives once, in order, with the correct bytes.
+// A client's endpoint and a service that sends any bytes: the client sends well-formed frames only,
+// a request succeeds only after its reply, a callback gets a record that was sent, and afterwards
+// the endpoint still works.
 //
 // No call waits: the service sends before the client calls. Input: steps, each a byte and its
 // choices.
 
-#include "tests/fuzz/choices.h"
-#include "tests/fuzz/endpoint_model.h"
+#include "tests/fuzz/frames.h"
 #include "tests/fuzz/fuzz_target.h"
-#include "tests/fuzz/sockets.h"
 
 #include <IpcMessage.h>
 #include <LinxIpc.h>
 #include <LogClient.h>
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
+#include <RegionVisItem.h>
 #include <SubtitleClient.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <sys/socket.h>
-#include <sys/stat.h>
+#include <stdexcept>
 
 namespace {
 
 const std::string serviceName = "SubtitleMgr";
+constexpr unsigned int subscriptionNumbers = 14;
 
-/// The only endpoint of the process, which is never freed, and the service's listening socket.
+/// The only endpoint of the process, which is never freed, and its service.
 struct Equipment {
     Equipment()
     {
-        const std::string folder = ScratchFolder() + "/linx";
-        Require(mkdir(folder.c_str(), 0700) == 0, "cannot make the messaging directory");
-        setenv("LINX_DIR", folder.c_str(), 1);
+        setenv("LINX_DIR", Scratch().Path().c_str(), 1);
         setenv("SUBTITLE_LOG", "/dev/null", 1);
         LogClient::Instance().Level(63);
-        listening = ListenAt(folder + "/" + serviceName);
         Require(ipc.Init() == 0, "the endpoint cannot be opened");
     }
 
-    Descriptor listening;
+    RawService service{Scratch() / serviceName};
     LinxIpc ipc{"fuzz"};
     SubtitleClient client{ipc, /*requestTimeoutMs*/ 0};
 };
@@ -64,83 +60,76 @@ private:
     void SendFrames();
     std::string ChooseFrame();
     std::string ChooseAnswer(unsigned int request);
+    std::string RightAnswer(unsigned int request) const;
     template <typename Deed>
-    int Request(unsigned int request, const std::string& before, Deed call);
+    void Request(unsigned int request, const std::string& before, Deed call);
     void Ask();
-    int Call(unsigned int request, const std::string& payload);
+    int Ping();
     void Subscribe();
     void Unsubscribe(unsigned int number);
     void HangUp();
     void Drain();
-    static void OnNotification(LinxIpc* ipc, void* userData);
-
-    /// The callback compares with this conversation; there is only one at a time.
-    static EndpointModel* current;
+    template <typename Record>
+    static void OnRecord(LinxIpc* ipc, void* conversation);
+    static void OnAnything(LinxIpc*, void* conversation);
 
     Choices& choices;
     Equipment& equipment = TheEquipment();
-    EndpointModel model;
-    Descriptor socket;
-    std::string heard;
+    std::unique_ptr<RawConnection> peer;
+    bool hasHungUp = false;
+    std::string sent;  ///< by the service
     unsigned int lastCorrelation = 0;
+    unsigned int callbacks = 0;
 };
-
-EndpointModel* Conversation::current = nullptr;
 
 void Conversation::Run()
 {
-    current = &model;
     Connect();
     for (int steps = 0; steps < 32 && !choices.IsAtEnd(); ++steps) {
         Step();
     }
-    for (const EndpointModel::Subscription& subscription : model.Subscriptions()) {
-        Unsubscribe(subscription.number);
+    for (unsigned int number = 0; number < subscriptionNumbers; ++number) {
+        Unsubscribe(number);
     }
-    socket = Descriptor();
-    model.Disconnected();
+    peer.reset();
     Drain();
-    current = nullptr;
+    Connect();
+    Send(RightAnswer(messages::ping));
+    Require(Ping() == 0, "the endpoint cannot be used any more");
+    peer.reset();
+    Drain();
 }
 
 /// Makes a new connection, in any state of the old one.
 void Conversation::Connect()
 {
     IpcMessage ping;
-    Require(ping.Allocate(reference::ping, 0, nullptr) == 0, "no message");
-    Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect");
-    Listen();
-    if (!socket) {  // the old connection was still open
-        Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect again");
+    Require(ping.Allocate(messages::ping, 0, nullptr) == 0, "no message");
+    do {
+        Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect");
         Listen();
-    }
-    Require(equipment.ipc.Request(serviceName, ping, reference::ping + 1, 0, nullptr) == ETIMEDOUT,
-            "an answer although none was sent");
+    } while (!peer);  // the old connection was still open
+    Require(Ping() == ETIMEDOUT, "an answer although none was sent");
     Listen();
-    Require(socket && lastCorrelation != 0, "no request arrived");
+    Require(peer && lastCorrelation != 0, "no request arrived");
 }
 
-/// Accepts a new connection, and checks that the client has sent well-formed frames.
+/// Accepts a new connection, and checks what the client has sent.
 void Conversation::Listen()
 {
-    Descriptor accepted;
-    while ((accepted =
-                Descriptor(accept4(equipment.listening.Get(), nullptr, nullptr, SOCK_CLOEXEC)))) {
-        socket = std::move(accepted);
-        heard.clear();
-        model.Connected();
+    while (equipment.service.HasClient()) {
+        peer = equipment.service.Accept();
+        hasHungUp = false;
     }
-    heard += ReceiveAll(socket.Get());
-    ReferenceFrame frame;
-    while (TakeFrame(heard, frame) == StreamEnd::Complete) {
-        Require((frame.kind == 1 || frame.kind == 4) &&
-                    ReferenceIsWellFormed(frame.messageId, frame.payload),
-                "the client sent a malformed request");
-        if (frame.kind == 1 && frame.correlation != 0) {
-            lastCorrelation = frame.correlation;
+    while (peer && peer->HasInput() && !peer->HasEnded()) {
+        const RawFrame frame = peer->ReceiveFrame();
+        const bool isRequest = frame.header.kind == FrameKind::Request;
+        Require(isRequest || frame.header.kind == FrameKind::OneWay, "a wrong kind of frame");
+        Require(IsSound(frame.header.messageId, frame.payload), "a malformed request");
+        if (isRequest) {
+            lastCorrelation = frame.header.correlation;
         }
     }
-    Require(heard.empty(), "the client sent an incomplete frame");
 }
 
 void Conversation::Step()
@@ -148,7 +137,7 @@ void Conversation::Step()
     switch (choices.Below(8)) {
     case 0: HangUp(); break;
     case 1: Subscribe(); break;
-    case 2: Unsubscribe(choices.Below(14)); break;
+    case 2: Unsubscribe(choices.Below(subscriptionNumbers)); break;
     case 3:
     case 4: Ask(); break;
     default: SendFrames(); break;
@@ -159,9 +148,9 @@ void Conversation::Step()
 
 void Conversation::Send(const std::string& bytes)
 {
-    if (model.IsConnected()) {  // otherwise the client has stopped reading
-        SendAll(socket.Get(), bytes);
-        model.Hears(bytes);
+    if (peer && !hasHungUp && !peer->HasEnded()) {
+        peer->Send(bytes);
+        sent += bytes;
     }
 }
 
@@ -176,155 +165,144 @@ void Conversation::SendFrames()
 
 std::string Conversation::ChooseFrame()
 {
-    using namespace reference;
+    using namespace messages;
     if (choices.OnceIn(32)) {
         return choices.Bytes(choices.Byte() % 64);
     }
     if (choices.OnceIn(8)) {
         return ChooseAnswer(ping + choices.Byte());
     }
-    constexpr unsigned int items[] = {regionData, visibility, palette};
+    constexpr unsigned int items[] = {regionDataItem, regionVisItem, paletteItem};
     const unsigned int kind = choices.OnceIn(32) ? choices.Below(6) : 3;
     const unsigned int item =
-        choices.OnceIn(16) ? regionData + choices.Byte() : items[choices.Below(3)];
-    const unsigned int correlation = choices.OnceIn(32) ? choices.U32() : choices.Below(14);
+        choices.OnceIn(16) ? regionDataItem + choices.Byte() : items[choices.Below(3)];
+    const unsigned int correlation =
+        choices.OnceIn(32) ? choices.U32() : choices.Below(subscriptionNumbers);
     const std::string payload = ChoosePayload(choices, item);
-    return FrameOf(kind, item, correlation, payload, ChooseClaim(choices, payload));
+    return AnyFrame(kind, item, correlation, payload, ChooseClaim(choices, payload));
+}
+
+std::string Conversation::RightAnswer(unsigned int request) const
+{
+    return FrameBytes(FrameKind::Reply, request + 1, lastCorrelation + 1,
+                      request == messages::ping ? "" : U32(0));
 }
 
 /// Bytes that answer the next request: usually the right reply, rarely nothing.
 std::string Conversation::ChooseAnswer(unsigned int request)
 {
+    using namespace messages;
     const unsigned int correlation = lastCorrelation + 1;
-    const std::string accepted = request == reference::ping ? "" : BigEndian(0);
+    const std::string accepted = request == ping ? "" : U32(0);
+    const auto reply = [](unsigned int messageId, unsigned int number, const std::string& bytes) {
+        return FrameBytes(FrameKind::Reply, messageId, number, bytes);
+    };
     switch (choices.Below(10)) {
     case 0: return "";
-    case 1: return FrameOf(2, request + 1, correlation, BigEndian(1));
-    case 2: return FrameOf(2, request, correlation, accepted);
-    case 3: return FrameOf(2, request + 1, lastCorrelation - choices.Byte(), accepted);
-    case 4: return FrameOf(2, request + 1, 0, accepted);
-    case 5: return FrameOf(2, request + 1, correlation, choices.Bytes(choices.Byte() % 16));
-    case 6: {
-        const std::string reply = FrameOf(2, request + 1, correlation, accepted);
-        return reply + reply;
-    }
-    default: return FrameOf(2, request + 1, correlation, accepted);
+    case 1: return reply(request + 1, correlation, U32(1));
+    case 2: return reply(request, correlation, accepted);
+    case 3: return reply(request + 1, lastCorrelation - choices.Byte(), accepted);
+    case 4: return reply(request + 1, 0, accepted);
+    case 5: return reply(request + 1, correlation, choices.Bytes(choices.Byte() % 16));
+    case 6: return RightAnswer(request) + RightAnswer(request);
+    default: return RightAnswer(request);
     }
 }
 
-/// Sends the answer, then makes the call that \p request belongs to.
+/// Sends an answer, then makes the call that \p request belongs to.
 template <typename Deed>
-int Conversation::Request(unsigned int request, const std::string& before, Deed call)
+void Conversation::Request(unsigned int request, const std::string& before, Deed call)
 {
     const std::string bytes = before + ChooseAnswer(request);
-    model.Expect(request, lastCorrelation + 1);
+    const std::string right = RightAnswer(request);
     Send(bytes);
-    const int result = call();
-    RequireEqual(std::to_string(result), std::to_string(model.Result()),
-                 "a request returned a wrong result");
-    model.EndRequest();
-    return result;
+    Require(call() != 0 || bytes.find(right) != std::string::npos,
+            "a request succeeded without its reply");
 }
 
 void Conversation::Ask()
 {
-    using namespace reference;
-    constexpr unsigned int requests[] = {ping,   setRegionData, setRegionData, setPalette,
-                                         invert, refresh,       sensor};
-    const unsigned int request = requests[choices.Below(7)];
-    const std::string payload = choices.Bytes(choices.Byte() % 64);
+    const bool isPing = choices.Below(7) == 0;
+    const std::string pixels = choices.Bytes(choices.Byte() % 64);
     const std::string before = choices.OnceIn(4) ? ChooseFrame() : "";
-    Request(request, before, [&] { return Call(request, payload); });
+    Request(isPing ? messages::ping : messages::setRegionData, before, [&] {
+        RegionDataItem item;
+        item.data.assign(pixels.begin(), pixels.end());
+        return isPing ? Ping() : equipment.client.SetRegionData(item);
+    });
 }
 
-int Conversation::Call(unsigned int request, const std::string& payload)
+int Conversation::Ping()
 {
-    SubtitleClient& client = equipment.client;
-    switch (request) {
-    case reference::setRegionData: {
-        RegionDataItem item;
-        item.data.assign(payload.begin(), payload.end());
-        return client.SetRegionData(item);
-    }
-    case reference::setPalette: {
-        PaletteItem item;
-        item.paletteData.assign(payload.begin(), payload.end());
-        return client.SetPaletteData(item);
-    }
-    case reference::invert: return client.InvertRegionData(3);
-    case reference::refresh: return client.RefreshRegions();
-    case reference::sensor: {
-        // This call returns no error number, so take the expected one.
-        const bool sent = client.SendSensorUpdate(static_cast<e_Sensors>(5), true);
-        const int expected = model.Result();
-        return sent == (expected == 0) ? expected : -1;
-    }
-    default: {
-        IpcMessage message;
-        IpcMessage reply;
-        Require(message.Allocate(request, 0, nullptr) == 0, "no message");
-        return equipment.ipc.Request(serviceName, message, request + 1, 0, &reply);
-    }
-    }
+    IpcMessage message;
+    IpcMessage reply;
+    Require(message.Allocate(messages::ping, 0, nullptr) == 0, "no message");
+    return equipment.ipc.Request(serviceName, message, messages::ping + 1, 0, &reply);
 }
 
 void Conversation::Subscribe()
 {
-    using namespace reference;
-    constexpr unsigned int items[] = {regionData, visibility, palette};
-    EndpointModel::Subscription asked{};
-    asked.number = choices.Below(14);
-    asked.item = choices.OnceIn(8) ? regionData + choices.Byte() : items[choices.Below(3)];
-    model.BeginSubscription(asked);
-    RegionDataItem unused;
-    const int result = Request(subscribe, "", [&] {
-        return equipment.client.Subscribe(asked.number, asked.item, unused, OnNotification,
-                                          EndpointModel::TagOf(asked));
+    using namespace messages;
+    constexpr unsigned int items[] = {regionDataItem, regionVisItem, paletteItem};
+    const unsigned int number = choices.Below(subscriptionNumbers);
+    const unsigned int item =
+        choices.OnceIn(8) ? regionDataItem + choices.Byte() : items[choices.Below(3)];
+    const auto callback = item == regionDataItem  ? OnRecord<RegionDataItem>
+                          : item == regionVisItem ? OnRecord<RegionVisItem>
+                          : item == paletteItem   ? OnRecord<PaletteItem>
+                                                  : OnAnything;
+    Request(subscribe, "", [&] {
+        RegionDataItem unused;
+        return equipment.client.Subscribe(number, item, unused, callback, this);
     });
-    model.SettleSubscription(result == 0);
 }
 
 void Conversation::Unsubscribe(unsigned int number)
 {
-    model.EndSubscription(number);
-    Request(reference::unsubscribe, "", [&] { return equipment.client.Unsubscribe(number); });
+    Request(messages::unsubscribe, "", [&] { return equipment.client.Unsubscribe(number); });
     Listen();
 }
 
 void Conversation::HangUp()
 {
     if (choices.OnceIn(2)) {
-        socket = Descriptor();
-    } else {
-        EndSending(socket.Get());
+        peer.reset();
+    } else if (peer) {
+        peer->EndSending();
+        hasHungUp = true;
     }
-    model.Disconnected();
 }
 
-/// Receives all notifications and compares them with the model.
+/// Receives all notifications.
 void Conversation::Drain()
 {
     for (int idle = 0; idle < 2;) {
-        const std::size_t before = model.Awaited();
+        const unsigned int before = callbacks;
         const int result = equipment.ipc.Receive(0, 0, LinxIpc::emptyString, nullptr);
         Require(result == 0 || result == ETIMEDOUT, "Receive() failed");
-        Require(model.Awaited() == before - (result == 0 ? 1 : 0),
+        Require(callbacks == before + (result == 0 ? 1 : 0),
                 "a notification did not cause exactly one callback");
         idle += result == 0 ? 0 : 1;
     }
-    Require(model.Awaited() == 0, "a notification did not arrive");
     Listen();
 }
 
-void Conversation::OnNotification(LinxIpc* ipc, void* userData)
+void Conversation::OnAnything(LinxIpc*, void* conversation)
 {
-    const EndpointModel::Notification expected = current->TakeNotification();
-    Require(expected.tag == userData, "a callback got wrong user data");
-    const unsigned char* const payload = ipc->ReceivedMessage().Payload();
-    Require(payload != nullptr || expected.payload.empty(), "a notification has no bytes");
-    Require(expected.payload.empty() ||
-                std::memcmp(payload, expected.payload.data(), expected.payload.size()) == 0,
-            "a notification has wrong bytes");
+    ++static_cast<Conversation*>(conversation)->callbacks;
+}
+
+template <typename Record>
+void Conversation::OnRecord(LinxIpc* ipc, void* conversation)
+{
+    unsigned char* const bytes = ipc->ReceivedMessage().Payload();
+    Record record;
+    record.Decode(bytes);
+    const unsigned int size = record.EncodedSize();
+    Require(static_cast<Conversation*>(conversation)
+                    ->sent.find(U32(size) + std::string(bytes, bytes + size)) != std::string::npos,
+            "a record was not sent");
+    OnAnything(ipc, conversation);
 }
 
 }  // namespace
@@ -332,6 +310,10 @@ void Conversation::OnNotification(LinxIpc* ipc, void* userData)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Choices choices(bytes, size);
-    Conversation(choices).Run();
+    try {
+        Conversation(choices).Run();
+    } catch (const std::runtime_error& error) {
+        Require(false, error.what());
+    }
     return 0;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/harness/TempDir.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,11 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 /// the program.
 void Require(bool holds, const char* text);
 
-/// Requires equal values, and shows both otherwise.
-void RequireEqual(const std::string& actual, const std::string& expected, const char* text);
+/// Whether \p text has only printable characters of ASCII.
+bool IsPlain(const std::string& text);
 
-/// A folder for the files of this process, which is removed at its end.
-const std::string& ScratchFolder();
+/// The folder of this process.
+const TempDir& Scratch();
 
 /// If FUZZ_REPEATABLE is set, clears the fuzzer's coverage for the current input. The fuzzer
 /// chooses inputs by coverage, and the coverage of several threads varies.

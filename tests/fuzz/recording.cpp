@@ -73,9 +73,7 @@ void CheckPlace(const std::string& text, const Reading& reading)
     }
     const std::size_t length = std::min(text.find('\n', start), text.size()) - start;
     Require(column >= 1 && column <= length + 1, "a column is outside the line");
-    Require(std::all_of(reading.mistake.begin(), reading.mistake.end(),
-                        [](char c) { return c >= 0x20 && c < 0x7F; }),
-            "a mistake has control characters");
+    Require(IsPlain(reading.mistake), "a mistake has control characters");
 }
 
 }  // namespace
@@ -89,13 +87,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string text = choices.Rest();
     const Reading whole = ReadInPieces(text, start, std::max<std::size_t>(text.size(), 1));
     const Reading inPieces = ReadInPieces(text, start, piece);
-    RequireEqual(inPieces.lines, whole.lines, "pieces were read differently");
-    RequireEqual(inPieces.mistake, whole.mistake, "pieces have another mistake");
+    Require(inPieces.lines == whole.lines, "pieces were read differently");
+    Require(inPieces.mistake == whole.mistake, "pieces have another mistake");
     if (!whole.mistake.empty()) {
         CheckPlace(text, whole);
     }
     const Reading again = ReadInPieces(whole.lines, Reader::Start::HeaderOptional, piece);
-    RequireEqual(again.mistake, "", "the text that was written again is refused");
-    RequireEqual(again.lines, whole.lines, "the text that was written again was read differently");
+    Require(again.mistake.empty(), "the text that was written again is refused");
+    Require(again.lines == whole.lines, "the text that was written again was read differently");
     return 0;
 }

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <unistd.h>
 #include <vector>
 
@@ -30,10 +28,7 @@ std::vector<std::filesystem::path> FilesIn(const char* folder)
 
 void Run(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream content;
-    content << stream.rdbuf();
-    const std::string bytes = content.str();
+    const std::string bytes = ReadWholeFile(file);
     // The buffer ends with the input, so that a sanitizer reports a read of one byte too many.
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
