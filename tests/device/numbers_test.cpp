@@ -46,16 +46,12 @@ protected:
 
 TEST_F(LongOf32Bits, SendsTheNearestLevelInItsRange)
 {
-    EXPECT_EQ(LevelSentFor("2147483646"), Level("2147483646"));
     EXPECT_EQ(LevelSentFor("2147483647"), Level("2147483647"));
     EXPECT_EQ(LevelSentFor("2147483648"), Level("2147483647"));
-    EXPECT_EQ(LevelSentFor("4294967295"), Level("2147483647"));
     EXPECT_EQ(LevelSentFor("4294967296"), Level("2147483647"));
     EXPECT_EQ(LevelSentFor("99999999999999999999"), Level("2147483647"));
-    EXPECT_EQ(LevelSentFor("-2147483647"), Level("2147483649"));
     EXPECT_EQ(LevelSentFor("-2147483648"), Level("2147483648"));
     EXPECT_EQ(LevelSentFor("-2147483649"), Level("2147483648"));
-    EXPECT_EQ(LevelSentFor("-4294967295"), Level("2147483648"));
 }
 
 TEST_F(LongOf32Bits, OpensAFileOfMoreThanFourGigabytes)
@@ -75,7 +71,7 @@ TEST_F(LongOf32Bits, ReadsNothingForASizeBeyondItsMemory)
     const std::string path = Files() / "sparse";
     WriteWholeFile(path, "1234");
     std::filesystem::resize_file(path, 5ull * 1024 * 1024 * 1024);
-    for (const char* size : {"2147483648", "4294967291", "4294967294", "4294967295"}) {
+    for (const char* size : {"2147483648", "4294967295"}) {
         EXPECT_TEXT(TroubleWith(path, size),
                     "Error reading file ( 0 of " + std::string(size) + " )\n");
         EXPECT_NE(Journal().back().find(R"("size":0,)"), std::string::npos) << Journal().back();

@@ -1,16 +1,13 @@
 // The client without a resource, or with outputs that accept nothing.
 
 #include "tests/harness/ConsoleSession.h"
-#include "tests/harness/SmallDisk.h"
 #include "tests/harness/build_kind.h"
-#include "tests/harness/local_socket.h"
 #include "tests/harness/process_facts.h"
 
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <memory>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -89,58 +86,6 @@ TEST_F(ChildOfTheClient, InheritsNoDescriptor)
     if (!isEmulated) {  // the emulator has descriptors of its own
         EXPECT_EQ(InheritableDescriptors(Client().Pid()), InheritableDescriptors(getpid()));
     }
-}
-
-/// Keys that open missing files; each makes a log entry.
-std::string EntriesByKeys(int count)
-{
-    std::string keys;
-    for (int i = 0; i < count; ++i) {
-        keys += "3\n1\nnone\n4\n";
-    }
-    return keys + "x\n";
-}
-
-using UnreadSystemLog = ConsoleSession;
-
-TEST_F(UnreadSystemLog, NeverDelaysTheConsole)
-{
-    if (!SmallDisk("4k").IsMounted()) {
-        GTEST_SKIP() << "only root can have a /dev of its own";
-    }
-    const Descriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const std::string path = Files() / "socket";
-    ASSERT_TRUE(BindSocket(log.Get(), path));
-    ChildProcess::Options settings = ClientSettings();
-    settings.environment["SUBTITLE_LOG"] = "";
-    StartService();
-    ChildProcess client({"unshare", "-m", "sh", "-c",
-                         "mount -t tmpfs none /dev && ln -s \"$0\" /dev/log && exec \"$@\"", path,
-                         ClientProgram(), "-i"},
-                        settings);
-    client.Write(EntriesByKeys(1000));
-    EXPECT_EQ(client.WaitForExit(), 0);
-    EXPECT_TEXT(client.Errors(), "");
-    char entry[4096] = "";
-    EXPECT_GT(recv(log.Get(), entry, sizeof entry - 1, MSG_DONTWAIT), 0);
-    EXPECT_NE(std::string(entry).find("Error opening file none"), std::string::npos) << entry;
-}
-
-using LogFileAtItsLimit = ConsoleSession;
-
-TEST_F(LogFileAtItsLimit, LosesEntriesAndNothingElse)
-{
-    ChildProcess::Options settings = ClientSettings();
-    settings.fileSizeLimit = 1000;
-    StartService();
-    ChildProcess client({ClientProgram(), "-i"}, settings);
-    client.Write(EntriesByKeys(100));
-    EXPECT_EQ(client.WaitForExit(), 0);
-    EXPECT_TEXT(client.Errors(), "");
-    const std::string log = LogText();
-    EXPECT_GT(log.size(), 800u);
-    EXPECT_LE(log.size(), 1000u);
-    EXPECT_EQ(log.substr(log.size() - 6), " none\n");
 }
 
 class ShellConsole : public ConsoleSession {

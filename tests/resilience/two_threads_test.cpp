@@ -2,6 +2,7 @@
 // a process of its own. No reply and no notification may be lost, swapped or late.
 
 #include "platform/src/big_endian.h"
+#include "platform/src/deadline.h"
 #include "platform/src/wire_format.h"
 #include "tests/harness/SimulatedService.h"
 #include "tests/harness/build_kind.h"
@@ -15,10 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdlib>
-#include <mutex>
 #include <thread>
 
 using namespace platform;
@@ -27,8 +25,6 @@ namespace {
 
 constexpr unsigned int rounds = isEmulated ? 10000 : 30000;
 constexpr unsigned int mostOutstanding = 100;
-constexpr unsigned int hd = 2;
-constexpr unsigned int regionDataMessage = 15129;
 
 std::vector<unsigned char> Numbered(unsigned int number)
 {
@@ -36,62 +32,50 @@ std::vector<unsigned char> Numbered(unsigned int number)
             static_cast<unsigned char>(number >> 16)};
 }
 
-/// The notifications of the receiving thread. The requesting thread waits for them here.
-class Received {
-public:
-    explicit Received(std::thread::id receiverThread) : receiver(receiverThread) {}
-
-    void Note(const RegionDataItem& item)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        isInOrder = isInOrder && item.data == Numbered(count) && item.regionId == 1 + count % 14 &&
-                    std::this_thread::get_id() == receiver;
-        ++count;
-        changed.notify_all();
-    }
+/// The notifications of the receiving thread.
+struct Received {
+    const std::thread::id receiver;
+    std::atomic<unsigned int> count{0};
+    std::atomic<bool> isInOrder{true};
 
     /// Waits until at most \p outstanding of \p sent notifications are missing.
     /// \return whether the others arrived in time
-    bool WaitFor(unsigned int sent, unsigned int outstanding)
+    bool WaitFor(unsigned int sent, unsigned int outstanding) const
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, std::chrono::milliseconds(eventDeadlineMs),
-                                [=] { return sent - count <= outstanding; });
+        const Deadline deadline(eventDeadlineMs);
+        while (sent - count > outstanding && !deadline.HasPassed()) {
+            std::this_thread::yield();
+        }
+        return sent - count <= outstanding;
     }
-
-    bool IsInOrder() const { return isInOrder; }
-    unsigned int Count() const { return count; }
-
-private:
-    const std::thread::id receiver;
-    std::mutex mutex;
-    std::condition_variable changed;
-    unsigned int count = 0;
-    bool isInOrder = true;
 };
 
 /// Sets the service's log level and reads it. A reply of another request has another level.
 bool GetsBack(LinxIpc& ipc, unsigned int level)
 {
     const std::string service = "SubtitleMgr";
-    IpcMessage set;
-    IpcMessage get;
-    IpcMessage reply;
-    set.Allocate(messages::setLogLevel, 4, nullptr);
-    PutU32(set.Payload(), level);
-    get.Allocate(messages::getLogLevel, 0, nullptr);
-    return ipc.Request(service, set, messages::ReplyTo(messages::setLogLevel), 10000, nullptr) ==
-               0 &&
-           ipc.Request(service, get, messages::ReplyTo(messages::getLogLevel), 10000, &reply) ==
-               0 &&
-           GetU32(reply.Payload() + 4) == level;
+    IpcMessage message;
+    message.Allocate(messages::setLogLevel, 4, nullptr);
+    PutU32(message.Payload(), level);
+    const bool isSet = ipc.Request(service, message, messages::ReplyTo(messages::setLogLevel),
+                                   eventDeadlineMs, nullptr) == 0;
+    message.Allocate(messages::getLogLevel, 0, nullptr);
+    return isSet &&
+           ipc.Request(service, message, messages::ReplyTo(messages::getLogLevel), eventDeadlineMs,
+                       &message) == 0 &&
+           GetU32(message.Payload() + 4) == level;
 }
 
-void NoteBitmap(LinxIpc* ipc, void* received)
+void NoteBitmap(LinxIpc* ipc, void* data)
 {
+    Received& received = *static_cast<Received*>(data);
     RegionDataItem item;
     item.Decode(ipc->ReceivedMessage().Payload());
-    static_cast<Received*>(received)->Note(item);
+    if (item.data != Numbered(received.count) || item.regionId != 1 + received.count % 14 ||
+        std::this_thread::get_id() != received.receiver) {
+        received.isInOrder = false;
+    }
+    ++received.count;
 }
 
 }  // namespace
@@ -105,16 +89,18 @@ TEST(TwoThreads, LoseAndSwapNothing)
 
     LinxIpc ipc("TwoThreads");
     ASSERT_EQ(ipc.Init(), 0);
-    SubtitleClient client(ipc, 10000);
+    SubtitleClient client(ipc, eventDeadlineMs);
     std::atomic<bool> isOver{false};
     std::thread receiver([&] {
         while (!isOver) {
             ipc.Receive(10, 0, LinxIpc::emptyString, nullptr);
         }
     });
-    Received received(receiver.get_id());
+    Received received{receiver.get_id()};
     RegionDataItem item;
-    EXPECT_EQ(client.Subscribe(hd, regionDataMessage, item, NoteBitmap, &received), 0);
+    EXPECT_EQ(client.Subscribe(subscriptions::regionDataHd, messages::regionDataItem, item,
+                               NoteBitmap, &received),
+              0);
 
     unsigned int failed = 0;
     unsigned int sent = 0;
@@ -135,6 +121,6 @@ TEST(TwoThreads, LoseAndSwapNothing)
     isOver = true;
     receiver.join();
     EXPECT_EQ(sent, rounds);
-    EXPECT_EQ(received.Count(), rounds);
-    EXPECT_TRUE(received.IsInOrder());
+    EXPECT_EQ(received.count, rounds);
+    EXPECT_TRUE(received.isInOrder);
 }

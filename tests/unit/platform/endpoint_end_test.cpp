@@ -145,20 +145,8 @@ TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
             ++self.ended;
         }
     } handler;
-    // The console's thread still calls the destroyed object: its memory stays, its content does
-    // not.
-    alignas(LinxIpc) unsigned char place[sizeof(LinxIpc)];
-    ipc.reset();
-    LinxIpc& dying = *new (place) LinxIpc("Dying");
-    ASSERT_EQ(dying.Init(), 0);
-    RegionVisItem unused;
-    auto subscribed = Beside([&] {
-        return SubtitleClient(dying, eventDeadlineMs)
-            .Subscribe(hd, bitmap, unused, Handler::Run, &handler);
-    });
-    AcceptClient();
-    peer->AcceptSubscription();
-    ASSERT_EQ(subscribed.get(), 0);
+    ConnectAndSubscribe(Handler::Run, &handler);
+    LinxIpc& dying = *ipc.release();
     peer->Send(Bitmaps(10));
     auto received = Beside([&] {
         int result = 0;
@@ -179,21 +167,21 @@ TEST_F(EndOfEndpoint, IsABarrierForCallbacks)
     EXPECT_EQ(received.get(), ESHUTDOWN);
     EXPECT_EQ(dying.Receive(0, 0, LinxIpc::emptyString, nullptr), ESHUTDOWN);
     EXPECT_EQ(handler.ended, 1);
+    operator delete(&dying);  // the console's thread still calls the destroyed object until here
 }
 
-TEST_F(EndOfEndpoint, WakesAReceiveThatHasAConnection)
+TEST_F(EndOfEndpoint, WakesAReceiveWithOrWithoutAConnection)
 {
-    ConnectAndSubscribe();
-    auto received = ReceiveBeside(-1);
-    ipc.reset();
-    EXPECT_EQ(received.get(), ESHUTDOWN);
-}
-
-TEST_F(EndOfEndpoint, WakesAReceiveThatHasNoConnection)
-{
-    auto received = ReceiveBeside(-1);
-    ipc.reset();
-    EXPECT_EQ(received.get(), ESHUTDOWN);
+    for (const bool isConnected : {false, true}) {
+        ipc = std::make_unique<LinxIpc>("TheEndpoint");
+        EXPECT_EQ(ipc->Init(), 0);
+        if (isConnected) {
+            ConnectAndSubscribe();
+        }
+        auto received = ReceiveBeside(-1);
+        ipc.reset();
+        EXPECT_EQ(received.get(), ESHUTDOWN);
+    }
 }
 
 using ShortLivedEndpoint = ServedEndpoint;

@@ -1,6 +1,7 @@
 #include "platform/src/line_limit.h"
 
-#include <gtest/gtest.h>
+#include "platform/src/log_sink.h"
+#include "tests/unit/platform/ServedEndpoint.h"
 
 #include <poll.h>
 #include <string>
@@ -80,6 +81,57 @@ TEST_F(LineLimit, ReportsWithoutTheEndOfTheKind)
               "7 more like these within a second: refused");
     EXPECT_EQ(platform::LineLimit::MoreLikeThese("dropped: it sent ", 1),
               "1 more like these within a second: dropped: it sent");
+}
+
+/// Log entries about a service that causes as many entries as it can.
+class EntriesAboutPeers : public ServedEndpoint {
+protected:
+    EntriesAboutPeers()
+    {
+        // Reports of entries that other tests lost or held back go to another file.
+        setenv("SUBTITLE_LOG", (folder / "earlier").c_str(), 1);
+        LogHeldBack(true);
+        WriteLogEntry(logErrors, "", "");
+        setenv("SUBTITLE_LOG", (folder / "log").c_str(), 1);
+    }
+
+    int CountOf(const std::string& text) const
+    {
+        const std::string log = ReadWholeFile(folder / "log");
+        int found = 0;
+        for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; ++at) {
+            ++found;
+        }
+        return found;
+    }
+};
+
+TEST_F(EntriesAboutPeers, AreLimitedForEachKind)
+{
+    ConnectAndSubscribe();
+    for (int i = 0; i < 30; ++i) {
+        LogFromLibrary("of a peer", "one kind");
+        LogFromLibrary("of a command");
+        peer->SendFrame(FrameKind::Notification, bitmap, hd, "x");
+    }
+    peer->Send(Bitmap(1));
+    EXPECT_EQ(Receive(), 0);
+    LogHeldBack(true);
+    EXPECT_EQ(CountOf("level=2 of a peer\n"), 20);
+    EXPECT_EQ(CountOf("level=2 of a command\n"), 30);
+    EXPECT_EQ(CountOf("level=2 dropped a malformed record from SubtitleMgr: "), 20);
+    EXPECT_EQ(CountOf("level=2 10 more like these within a second: one kind\n"), 1);
+    EXPECT_EQ(CountOf("10 more like these within a second: malformed record dropped\n"), 1);
+}
+
+TEST_F(EntriesAboutPeers, AreNotMadeWhenTheirLevelIsOff)
+{
+    LogClient::Instance().Level(8);
+    for (int i = 0; i < 30; ++i) {
+        LogFromLibrary("text", "kind");
+    }
+    LogHeldBack(true);
+    EXPECT_EQ(CountOf("\n"), 0);
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
-#include "tests/harness/build_kind.h"
-#include "tests/harness/wait_limits.h"
+#include "tests/harness/forked.h"
 #include "tests/unit/platform/DirectoryFixture.h"
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <thread>
+#include <functional>
 #include <unistd.h>
+#include <utility>
 
 namespace {
+
+std::function<void()> beforeNextChmod;
 
 using MessagingDirectory = DirectoryFixture;
 
@@ -105,7 +106,7 @@ TEST_F(MessagingDirectory, IsInTheRuntimeFolderOrTmpUnlessNamed)
 
 TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
 {
-    for (std::size_t length = 60; length <= 240; length += 20) {
+    for (const std::size_t length : {60u, 100u, 240u}) {
         const std::string deep = folder / std::string(length, 'd');
         Configure(deep);
         ASSERT_EQ(directory.Open(), 0) << length;
@@ -116,38 +117,6 @@ TEST_F(MessagingDirectory, MayHaveAPathOfAnyLength)
         EXPECT_EQ(Connect(), 0) << length;
     }
     ASSERT_EQ(chdir("/"), 0);
-}
-
-TEST_F(MessagingDirectory, IsNotFollowedWhenASymlinkReplacesIt)
-{
-    constexpr int rounds = isEmulated ? 300 : isSanitized ? 1000 : 5000;
-    Make("linx");
-    Make("decoy");
-    Link("decoy", "link");
-    const RawService trap(folder / "decoy/SubtitleMgr");
-    std::atomic<bool> ended{false};
-    std::thread swapper([&] {
-        while (!ended) {
-            rename(path.c_str(), (folder / "aside").c_str());
-            rename((folder / "link").c_str(), path.c_str());
-            rename(path.c_str(), (folder / "link").c_str());
-            rename((folder / "aside").c_str(), path.c_str());
-        }
-    });
-    int opened = 0;
-    const Deadline deadline(eventDeadlineMs);
-    for (int i = 0; i < rounds || (opened == 0 && !deadline.HasPassed()); ++i) {
-        platform::MessagingDirectory swapped;
-        if (swapped.Open() == 0) {
-            ++opened;
-            Descriptor connected;
-            EXPECT_EQ(swapped.Connect("SubtitleMgr", Deadline(1000), connected), ENOENT);
-        }
-    }
-    ended = true;
-    swapper.join();
-    EXPECT_FALSE(trap.HasClient());
-    EXPECT_GT(opened, 0);
 }
 
 class OpenDirectory : public DirectoryFixture {
@@ -224,4 +193,95 @@ TEST_F(OpenDirectory, GivesUpWhenTheServiceNeverAccepts)
     EXPECT_GE(Deadline::Clock::now() - start, std::chrono::milliseconds(1090));
 }
 
+/// A messaging directory that is removed or renamed and made again while a client runs.
+using RemadeDirectory = OpenDirectory;
+
+TEST_F(RemadeDirectory, IsFoundByTheNextConnect)
+{
+    ASSERT_EQ(rmdir(path.c_str()), 0);
+    EXPECT_EQ(Connect(), ENOENT);
+    EXPECT_EQ(ModeOf("linx"), 0u) << "a client that only connects made the directory";
+    Make("linx");
+    EXPECT_EQ(Connect(), ENOENT);
+    Make("linx/node1");
+    const RawService remote(path + "/node1/SubtitleMgr");
+    EXPECT_EQ(Connect("node1/SubtitleMgr"), 0);
+}
+
+TEST_F(RemadeDirectory, IsFoundAfterARenameThatLeftAStaleSocket)
+{
+    {
+        const RawService stale(path + "/SubtitleMgr");
+        ASSERT_EQ(rename(path.c_str(), (folder / "aside").c_str()), 0);
+    }
+    Make("linx");
+    const RawService service(path + "/SubtitleMgr");
+    EXPECT_EQ(Connect(), 0);
+    EXPECT_TRUE(service.HasClient());
+}
+
+TEST_F(RemadeDirectory, IsRefusedUnlessItsModeIsRight)
+{
+    ASSERT_EQ(rmdir(path.c_str()), 0);
+    Make("linx", 0755);
+    const RawService service(path + "/SubtitleMgr");
+    EXPECT_EQ(Connect(), ENOENT);
+    ASSERT_EQ(chmod(path.c_str(), 0700), 0);
+    EXPECT_EQ(Connect(), 0);
+}
+
+TEST_F(RemadeDirectory, IsRefusedAsASymlink)
+{
+    ASSERT_EQ(rename(path.c_str(), (folder / "first").c_str()), 0);
+    Make("other");
+    Link("other", "linx");
+    const RawService trap(folder / "other/Trap");
+    EXPECT_EQ(Connect("Trap"), ENOENT);
+    EXPECT_FALSE(trap.HasClient());
+    const RawService service(folder / "first/SubtitleMgr");
+    EXPECT_EQ(Connect(), 0) << "the client does not use the folder that it opened";
+}
+
+using MadeDirectory = DirectoryFixture;
+
+TEST_F(MadeDirectory, HasItsModeUnderEveryUmask)
+{
+    ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+    EXPECT_EQ(StatusWithoutPrivileges([this] {
+                  int wrong = 0;
+                  for (const mode_t mask : {0u, 022u, 077u, 0177u, 0700u, 0777u}) {
+                      const std::string name = std::to_string(mask);
+                      Configure(folder / name);
+                      umask(mask);
+                      wrong += platform::MessagingDirectory().Open() != 0 || ModeOf(name) != 0700;
+                  }
+                  return wrong;
+              }),
+              0);
+}
+
+/// During the call that sets the mode, another directory is at the path.
+TEST_F(MadeDirectory, GetsItsModeThroughItsDescriptor)
+{
+    beforeNextChmod = [this] {
+        ASSERT_EQ(rename(path.c_str(), (folder / "made").c_str()), 0);
+        Make("linx", 0500);
+    };
+    const mode_t before = umask(0177);
+    directory.Open();
+    umask(before);
+    EXPECT_EQ(ModeOf("made"), 0700u);
+    EXPECT_EQ(ModeOf("linx"), 0500u);
+}
+
 }  // namespace
+
+extern "C" int __real_chmod(const char* path, mode_t mode);
+
+extern "C" int __wrap_chmod(const char* path, mode_t mode)
+{
+    if (const auto change = std::exchange(beforeNextChmod, nullptr)) {
+        change();
+    }
+    return __real_chmod(path, mode);
+}

@@ -158,15 +158,4 @@ TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
     }
 }
 
-TEST_F(BadFrame, ClosesTheConnectionAfterTheFramesBeforeIt)
-{
-    constexpr unsigned int count = 600;  // more than the queue holds
-    ConnectAndSubscribe();
-    peer->Send(Bitmaps(count) + std::string(16, 'x'));
-    ExpectBitmaps(0, count);
-    Receive(0);
-    peer->ExpectClosed();
-    ExpectLogged("connection to SubtitleMgr closed: received not a frame");
-}
-
 }  // namespace

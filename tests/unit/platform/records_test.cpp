@@ -126,15 +126,6 @@ TEST(Message, HasACopyOfItsPayload)
     EXPECT_EQ(message.Payload()[0], 1) << "the payload is not the message's own memory";
 }
 
-TEST(Message, MayBeAllocatedAgainAndAgain)
-{
-    IpcMessage message;
-    for (const unsigned int size : {100u, 0u, 5000u}) {
-        ASSERT_EQ(message.Allocate(7, size, nullptr), 0);
-        std::fill_n(message.Payload(), size, static_cast<unsigned char>(1));
-    }
-}
-
 TEST(Message, IsRefusedAboveSixteenMebibytes)
 {
     IpcMessage message;

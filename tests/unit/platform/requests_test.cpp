@@ -1,9 +1,11 @@
 // Requests, replies and one-way messages of one thread.
 
+#include "platform/src/confirmed_request.h"
 #include "tests/unit/platform/ServedEndpoint.h"
 
 #include <LinxServerNameList.h>
 #include <PaletteItem.h>
+#include <StringUtilities.h>
 
 namespace {
 
@@ -104,24 +106,6 @@ TEST_F(Request, CopiesItsReplyIntoItself)
     }
 }
 
-TEST_F(Request, IgnoresRepliesThatItDoesNotAwait)
-{
-    Connect();
-    const auto start = Clock::now();
-    EXPECT_EQ(Ping(50), ETIMEDOUT);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(50));
-    const RawFrame late = peer->ExpectRequest(messages::ping);
-    auto ping = PingBeside();
-    const RawFrame request = peer->ExpectRequest(messages::ping);
-    // This reply has another message number, so a ping that accepted it would fail.
-    peer->SendFrame(FrameKind::Reply, messages::ping + 2, late.header.correlation);
-    peer->SendFrame(FrameKind::Reply, messages::ping + 2, request.header.correlation + 1);
-    peer->Reply(request);
-    EXPECT_EQ(ping.get(), 0);
-    peer->Reply(request);
-    ExpectPing();
-}
-
 TEST_F(Request, FailsWhenTheServiceGoesAwayWhileItWaits)
 {
     const std::string reply = FrameBytes(FrameKind::Reply, messages::ping + 1, 1, "");
@@ -151,17 +135,6 @@ TEST_F(Request, ClosesTheConnectionWhenItTimesOutHalfSent)
     // The service does not read, so the record fills the socket and stays half sent.
     EXPECT_EQ(Send(moreThanASocketHolds, /*limitMs*/ 50), ETIMEDOUT);
     Connect();
-}
-
-TEST_F(Request, IsRefusedWhenItsRecordIsLargerThanAMessage)
-{
-    constexpr std::size_t largest = 16 * 1024 * 1024 - 6;
-    EXPECT_EQ(Send(largest + 1), EMSGSIZE);
-    auto result = Beside([=] { return Send(largest); });
-    AcceptClient();
-    EXPECT_EQ(peer->ReceiveHeader().length, 16u * 1024 * 1024);
-    Answer(messages::setRegionData, U32(0));
-    EXPECT_EQ(result.get(), 0);
 }
 
 /// Otherwise the request would never end if the service closes each connection before it reads.
@@ -241,11 +214,33 @@ TEST_F(OneWayMessage, KeepsTheConnectionWhenTheSocketIsFull)
     ExpectPing();
 }
 
+TEST(FailedRequest, HasAReasonInWords)
+{
+    EXPECT_STREQ(WhyRequestFailed(ENOENT), "no such service is running");
+    EXPECT_STREQ(WhyRequestFailed(ECONNREFUSED), "no such service is running");
+    EXPECT_STREQ(WhyRequestFailed(ECONNRESET), "the service closed the connection");
+    EXPECT_STREQ(WhyRequestFailed(EPIPE), "the service closed the connection");
+    EXPECT_STREQ(WhyRequestFailed(EREMOTEIO), "the service refused it");
+    EXPECT_STREQ(WhyRequestFailed(ETIMEDOUT), "the service did not answer");
+    EXPECT_STREQ(WhyRequestFailed(EPROTO), "the service did not understand it");
+    EXPECT_STREQ(WhyRequestFailed(EACCES), "Permission denied");
+}
+
 TEST(ServerNameList, KnowsTheSubtitleServiceOnly)
 {
     const LinxServerNameList& list = LinxServerNameList::Instance();
     EXPECT_EQ(list.Name(static_cast<e_Process>(5)), "SubtitleMgr");
     EXPECT_EQ(list.Name(static_cast<e_Process>(4)), "");
+}
+
+TEST(StringToBool, IsTrueForTheseWordsInAnyCaseOnly)
+{
+    for (const char* word : {"t", "T", "true", "TRUE", "y", "yes", "yEs", "on", "ON", "1"}) {
+        EXPECT_TRUE(StringUtilities::StringToBool(word)) << word;
+    }
+    for (const char* word : {"", "f", "no", "0", "11", "tt", "true ", " t", "yess", "\xD4"}) {
+        EXPECT_FALSE(StringUtilities::StringToBool(word)) << word;
+    }
 }
 
 }  // namespace

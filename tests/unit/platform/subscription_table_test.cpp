@@ -56,33 +56,17 @@ TEST_F(SubscriptionTable, FindsASubscriptionBeforeItIsAccepted)
     EXPECT_EQ(CallbackFor(4), nullptr);
 }
 
-TEST_F(SubscriptionTable, KeepsAnEntryWhenItsRepetitionFails)
-{
-    Accept(Begin(4));
-    table.Forget(Begin(4, Second));
-    EXPECT_EQ(CallbackFor(4), &First);
-    EXPECT_EQ(Accepted(), 1u);
-}
-
 TEST_F(SubscriptionTable, ReplacesWhenARepetitionIsAccepted)
 {
     int userData = 0;
     Accept(Begin(4));
+    table.Forget(Begin(4, Second));  // this repetition failed
     table.Add({4, bitmap, Second, &userData}, ++lastRequest);
     EXPECT_EQ(CallbackFor(4), &First);
     Accept(lastRequest);
     EXPECT_EQ(CallbackFor(4), &Second);
     EXPECT_EQ(table.Find(4, bitmap)->userData, &userData);
     EXPECT_EQ(Accepted(), 1u);
-}
-
-TEST_F(SubscriptionTable, ReplacesACoveringSubscription)
-{
-    Accept(Begin(1));
-    const unsigned int repetition = Begin(1, Second);
-    EXPECT_EQ(CallbackFor(2), &First);
-    Accept(repetition);
-    EXPECT_EQ(CallbackFor(2), &Second);
 }
 
 TEST_F(SubscriptionTable, FindsACoveringSubscriptionLast)

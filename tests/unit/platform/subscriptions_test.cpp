@@ -10,20 +10,16 @@ namespace {
 const std::string accepted = U32(0);
 const std::string refused = U32(1);
 
-/// Subscribes to another service than the subtitle service.
-class OtherServicesClient : public SubscribeClient {
-public:
-    explicit OtherServicesClient(LinxIpc& endpoint) : SubscribeClient(endpoint, "Other", 0) {}
-};
-
 using Subscription = ServedEndpoint;
 
 TEST_F(Subscription, IsPossibleAtOneServiceOnly)
 {
     ConnectAndSubscribe();
+    struct OtherServicesClient : SubscribeClient {
+        explicit OtherServicesClient(LinxIpc& endpoint) : SubscribeClient(endpoint, "Other", 0) {}
+    } client(*ipc);
     RegionVisItem unused;
-    EXPECT_EQ(OtherServicesClient(*ipc).Subscribe(hd, bitmap, unused, NoteRegion, &regions),
-              EINVAL);
+    EXPECT_EQ(client.Subscribe(hd, bitmap, unused, NoteRegion, &regions), EINVAL);
 }
 
 TEST_F(Subscription, DeliversNothingWhenRefused)
@@ -98,31 +94,6 @@ TEST_F(Subscription, IsReportedWhenARestartedServiceRefusesIt)
     ExpectLogged("a subscription was refused by the restarted service SubtitleMgr\n");
 }
 
-class ConcurrentSubscribe : public ServedEndpoint {
-protected:
-    std::future<int> SubscribeBeside() { return SubscribeBeside(NoteRegion, &regions, bitmap); }
-    std::future<int> SubscribeBeside(void (*callback)(LinxIpc*, void*), void* userData,
-                                     unsigned int item)
-    {
-        return Beside([=] { return Subscribe(callback, userData, item); });
-    }
-
-    RawFrame ExpectSubscribe() { return peer->ExpectRequest(messages::subscribe); }
-
-    void Accept(const RawFrame& request, std::future<int>& call)
-    {
-        peer->Reply(request, accepted);
-        EXPECT_EQ(call.get(), 0);
-    }
-
-    void ExpectInForce()
-    {
-        peer->Send(Bitmap(7));
-        EXPECT_EQ(Receive(), 0);
-        EXPECT_EQ(regions, Numbers{7});
-    }
-};
-
 /// Limits the process to one processor, which other threads keep busy.
 class BusyProcessor {
 public:
@@ -157,6 +128,8 @@ private:
     std::vector<std::thread> spinners;
 };
 
+using ConcurrentSubscribe = ServedEndpoint;
+
 TEST_F(ConcurrentSubscribe, IsRenewedWhenTheServiceHangsUp)
 {
     constexpr int rounds = 40;
@@ -174,7 +147,7 @@ TEST_F(ConcurrentSubscribe, IsRenewedWhenTheServiceHangsUp)
             return error;
         });
         peer->ExpectRequest(messages::ping);
-        auto subscribed = SubscribeBeside();
+        auto subscribed = Beside([this] { return Subscribe(); });
         peer->AcceptSubscription();
         peer->Close();
         AcceptClient();
@@ -188,48 +161,6 @@ TEST_F(ConcurrentSubscribe, IsRenewedWhenTheServiceHangsUp)
         silent += subscribed.get() == 0 && !isRenewal ? 1 : 0;
     }
     EXPECT_EQ(silent, 0) << "of " << rounds;
-}
-
-/// A call must not remove notifications that belong to another call's subscription.
-TEST_F(ConcurrentSubscribe, KeepsNotificationsOfAnotherItem)
-{
-    Connect();
-    unsigned int visibilities = 0;
-    auto first = SubscribeBeside(Count, &visibilities, visibility);
-    const RawFrame firstRequest = ExpectSubscribe();
-    peer->Send(Visibility(hd));
-    ExpectPing();  // afterwards the notification before it is queued
-    auto second = SubscribeBeside();
-    const RawFrame secondRequest = ExpectSubscribe();
-    EXPECT_EQ(Receive(), 0);
-    EXPECT_EQ(visibilities, 1u);
-    Accept(secondRequest, second);
-    Accept(firstRequest, first);
-}
-
-TEST_F(ConcurrentSubscribe, IsNotUndoneByATimeOutOfAnotherCall)
-{
-    Connect();
-    unsigned int lost = 0;
-    auto patient = SubscribeBeside();
-    const RawFrame request = ExpectSubscribe();
-    EXPECT_EQ(Subscribe(Count, &lost, bitmap, /*limitMs*/ 20), ETIMEDOUT);
-    Accept(request, patient);
-    ExpectInForce();
-    EXPECT_EQ(lost, 0u);
-}
-
-TEST_F(ConcurrentSubscribe, EndsWithALaterUnsubscribeReply)
-{
-    Connect();
-    auto subscribed = SubscribeBeside();
-    const RawFrame wanted = ExpectSubscribe();
-    auto unsubscribed = Beside([this] { return Unsubscribe(hd); });
-    const RawFrame unwanted = peer->ExpectRequest(messages::unsubscribe);
-    Accept(wanted, subscribed);
-    Accept(unwanted, unsubscribed);
-    RestartService();
-    Connect();  // the endpoint renews nothing before the ping
 }
 
 }  // namespace

@@ -32,29 +32,21 @@ TEST(FrameHeader, IsReadBack)
 
 TEST(FrameHeader, IsRefusedWithTheReason)
 {
-    const std::string tooLong = "a frame that claims more than 16 MiB";
     const struct {
         std::size_t offset;
         unsigned char value;
-        std::string reason;
+        const char* reason;
     } rows[] = {
         {0, 's', "not a frame"},
-        {1, 0, "not a frame"},
-        {2, 0, "a frame of another version"},
         {2, 2, "a frame of another version"},
-        {3, 0, "a frame of an unknown kind"},
         {3, 5, "a frame of an unknown kind"},
-        {3, 0x81, "a frame of an unknown kind"},
-        {12, 1, tooLong},
-        {12, 0x7F, tooLong},
-        {12, 0x80, tooLong},
-        {12, 0xFF, tooLong},
+        {12, 0x80, "a frame that claims more than 16 MiB"},
     };
     for (const auto& row : rows) {
         Header bytes = ping;
         bytes[row.offset] = row.value;
         FrameHeader header{};
-        EXPECT_EQ(DecodeFrameHeader(bytes.data(), header), row.reason) << int{row.value};
+        EXPECT_STREQ(DecodeFrameHeader(bytes.data(), header), row.reason);
     }
 }
 
@@ -64,20 +56,13 @@ bool IsAccepted(const Header& bytes)
     return DecodeFrameHeader(bytes.data(), header) == nullptr;
 }
 
-bool IsAcceptedWithLength(unsigned int length)
-{
-    Header bytes{};
-    EncodeFrameHeader({FrameKind::Reply, 1, 1, length}, bytes.data());
-    return IsAccepted(bytes);
-}
-
 TEST(FrameHeader, MayClaimTheLargestPayloadAndNoMore)
 {
-    EXPECT_TRUE(IsAcceptedWithLength(16u * 1024 * 1024));
-    for (const unsigned int base : {0x01000001u, 0x7FFFFF00u, 0x80000000u, 0xFFFFFF00u}) {
-        for (unsigned int low = 0; low < 256; ++low) {
-            ASSERT_FALSE(IsAcceptedWithLength(base + low)) << base + low;
-        }
+    for (const unsigned int length :
+         {0x01000000u, 0x01000001u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFF0u, 0xFFFFFFFFu}) {
+        Header bytes{};
+        EncodeFrameHeader({FrameKind::Reply, 1, 1, length}, bytes.data());
+        EXPECT_EQ(IsAccepted(bytes), length == 0x01000000u) << length;
     }
 }
 
@@ -123,19 +108,15 @@ void ExpectSoundOnlyWhereCountAgrees(unsigned int messageId, std::size_t prefix)
     }
 }
 
-TEST(Record, OfABitmapIsSoundOnlyWhenItsLengthIsTrue)
+TEST(Record, IsSoundOnlyWhenItsLengthIsTrue)
 {
     ExpectSoundOnlyWhereCountAgrees(0x3B19, 2);
     ExpectSoundOnlyWhereCountAgrees(0x3C04, 2);
-}
-
-TEST(Record, OfAPaletteIsSoundOnlyWhenItsLengthIsTrue)
-{
     ExpectSoundOnlyWhereCountAgrees(0x3B1D, 3);
     ExpectSoundOnlyWhereCountAgrees(0x3C08, 3);
 }
 
-/// The requests, replies and records of docs/wire-format.md that have no inner length.
+/// The messages of docs/wire-format.md that have no inner length. An unknown one may have any size.
 TEST(Message, IsSoundInItsOwnSizeOnly)
 {
     const struct {
@@ -151,10 +132,6 @@ TEST(Message, IsSoundInItsOwnSizeOnly)
                 << std::hex << message.messageId << std::dec << " with " << size << " bytes";
         }
     }
-}
-
-TEST(Message, MayHaveAnyPayloadWhenItIsUnknown)
-{
     EXPECT_TRUE(Check(0x1234, ""));
     EXPECT_TRUE(Check(0x1234, "whatever"));
 }
