@@ -54,7 +54,7 @@ set(CPACK_DEBIAN_PYTEST_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_PYTEST_PACKAGE_SUGGESTS python3-pytest-xdist)
 
 # Written by hand: the tool that finds dependencies does not know the libraries of another
-# architecture. tests/packaging/ compares them with what the programs are linked with.
+# architecture. tests/outside/packages/ compares them with what the programs are linked with.
 if(CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
   set(CPACK_SUBTITLE_STATIC ON)
 else()

@@ -1,9 +1,9 @@
 """The packages: clean, the same when made again, and at home in a fresh Debian."""
 
+import gzip
 import pathlib
 import re
 import shutil
-import subprocess
 
 import pytest
 
@@ -11,22 +11,84 @@ from fresh_root import FreshRoot, make_debian, run
 
 ROOT = pathlib.Path(__file__).parents[3]
 PRESETS = ("desk", "device", "device-dynamic")
+VERSION = re.search(r"SubtitleMgrCli VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())[1]
+PROGRAMS = {
+    "subtitlemgr-cli": ("SubtitleMgrCli", "SubtitleMgrTap"),
+    "subtitlemgr-sim": ("SubtitleMgrCtl", "SubtitleMgrSim"),
+    "subtitlemgr-view": ("SubtitleMgrView",),
+}
+OF_EACH_PACKAGE = ("CHANGELOG.md", "changelog.gz", "copyright")
+OF_EACH_PROGRAM = (
+    "bin/{}",
+    "share/bash-completion/completions/{}",
+    "share/fish/vendor_completions.d/{}.fish",
+    "share/man/man1/{}.1.gz",
+    "share/zsh/vendor-completions/_{}",
+)
+# What else is in a package: a file below usr/, or a folder with copies of these files.
+CONTENTS = {
+    "subtitlemgr-cli": [
+        "share/doc/subtitlemgr-cli/subtitle-recording.schema.json",
+        "share/man/man5/subtitle-recording.5.gz",
+    ],
+    "subtitlemgr-sim": [
+        "lib/systemd/user/subtitlemgr-sim.service",
+        "share/man/man5/subtitle-scenario.5.gz",
+        "share/subtitlemgr-sim/demo.scenario",
+    ],
+    "subtitlemgr-dev": [
+        "lib/{triplet}/cmake/SubtitleSdk/SubtitleSdkConfig.cmake",
+        "lib/{triplet}/cmake/SubtitleSdk/SubtitleSdkConfigVersion.cmake",
+        "lib/{triplet}/libsubtitle_platform.a",
+        "lib/{triplet}/pkgconfig/subtitlesdk.pc",
+        ("include/subtitlemgr", "platform/include/*"),
+        ("share/doc/subtitlemgr-dev/examples", "tests/sdk/example/*"),
+    ],
+    "subtitlemgr-doc": [
+        ("share/doc/subtitlemgr-doc", "README.md"),
+        ("share/doc/subtitlemgr-doc", "CONTRIBUTING.md"),
+        ("share/doc/subtitlemgr-doc/docs", "docs/*.md"),
+        ("share/doc/subtitlemgr-doc/docs/pictures", "docs/pictures/*"),
+    ],
+    "subtitlemgr-view": [
+        "lib/{triplet}/wireshark/plugins/subtitlemgr.lua",
+        "share/doc/subtitlemgr-view/examples/demo",
+    ],
+    "python3-pytest-subtitle": [
+        f"lib/python3/dist-packages/pytest_subtitle-{VERSION}.dist-info/METADATA",
+        f"lib/python3/dist-packages/pytest_subtitle-{VERSION}.dist-info/entry_points.txt",
+        ("lib/python3/dist-packages/pytest_subtitle", "python/pytest_subtitle/*.py"),
+        ("share/doc/python3-pytest-subtitle/examples", "docs/examples/*"),
+    ],
+}
+DESK_ONLY = {"subtitlemgr-view", "python3-pytest-subtitle"}
+FOR_ALL = {"subtitlemgr-doc", "python3-pytest-subtitle"}
 GUIDES = ("installing", "console", "simulator", "testing", "troubleshooting", "view")
 TUTORIALS = ("README.md", *("docs/%s.md" % name for name in GUIDES))
 
 
-def make_packages(tree, preset):
-    """Returns the packages of a preset by name."""
-    output = subprocess.run(
-        [tree / "script/package", preset], stdout=subprocess.PIPE, text=True, check=True
-    ).stdout
-    paths = [tree / line for line in output.splitlines()]
-    assert paths
-    return {path.name.split("_")[0]: path for path in paths}
-
-
 def field(package, name):
     return run("dpkg-deb", "-f", package, name).strip()
+
+
+def files_below(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
+
+
+def contents_of(package, preset):
+    triplet = "x86_64-linux-gnu" if preset == "desk" else "powerpc-linux-gnu"
+    files = [f"share/doc/{package}/{name}" for name in OF_EACH_PACKAGE]
+    for program in PROGRAMS.get(package, ()):
+        files += [form.format(program) for form in OF_EACH_PROGRAM]
+        if preset == "device":
+            files.append("share/lintian/overrides/" + package)
+    for entry in CONTENTS[package]:
+        if isinstance(entry, str):
+            files.append(entry.format(triplet=triplet))
+        else:
+            folder, sources = entry
+            files += [f"{folder}/{path.name}" for path in ROOT.glob(sources) if path.is_file()]
+    return set(files)
 
 
 def needs_of(packages):
@@ -41,18 +103,6 @@ def needs_of(packages):
 def versions_in(root, packages):
     shown = root.run("dpkg-query -W -f '${Package} ${Version}\n' \"$@\"", *packages)
     return dict(line.split() for line in shown.splitlines())
-
-
-@pytest.fixture(scope="session", name="packages_of")
-def fixture_packages_of():
-    made = {}
-
-    def packages_of(preset):
-        if preset not in made:
-            made[preset] = make_packages(ROOT, preset)
-        return made[preset]
-
-    return packages_of
 
 
 @pytest.fixture(scope="session", name="packages")
@@ -90,21 +140,65 @@ def test_lintian_finds_nothing(packages_of, preset):
     assert re.findall("^[EW]: .*", found, re.MULTILINE) == []
 
 
+@pytest.mark.parametrize("preset", PRESETS)
+def test_each_package_has_its_files_only(packages_of, preset, tmp_path):
+    packages = packages_of(preset)
+    assert set(packages) == set(CONTENTS) - (DESK_ONLY if preset != "desk" else set())
+    machine = "amd64" if preset == "desk" else "powerpc"
+    for name, path in packages.items():
+        architecture = "all" if name in FOR_ALL else machine
+        assert path.name == f"{name}_{VERSION}_{architecture}.deb"
+        folder = tmp_path / name
+        run("dpkg-deb", "-x", path, folder)
+        assert files_below(folder / "usr") == contents_of(name, preset)
+        changelog = gzip.decompress((folder / f"usr/share/doc/{name}/changelog.gz").read_bytes())
+        assert f"{name} ({VERSION}) ".encode() in changelog
+        shutil.copytree(folder, tmp_path / "packed", dirs_exist_ok=True)
+    run("cmake", "--install", ROOT / "build" / preset, "--prefix", tmp_path / "installed")
+    of_debian = re.compile(r".*/changelog\.gz|share/lintian/.*")  # not those of CMake
+    assert files_below(tmp_path / "installed") == {
+        path.removesuffix(".gz")
+        for path in files_below(tmp_path / "packed/usr")
+        if not of_debian.fullmatch(path)
+    }
+
+
+def versions_of(depends):
+    """Returns the packages of a list with their lowest versions."""
+    entry = r"([\w.+-]+?)(?:-powerpc-cross|:powerpc)?(?: \(>= ([\d.]+)[^)]*\))?(?:, |$)"
+    return dict(re.findall(entry, depends))
+
+
+@pytest.mark.parametrize("preset", ["desk", "device-dynamic"])
+def test_the_programs_need_what_their_packages_name(packages_of, preset, tmp_path):
+    (tmp_path / "debian").mkdir()
+    (tmp_path / "debian/control").write_text("Source: any\n\nPackage: any\nArchitecture: any\n")
+    for name in PROGRAMS.keys() & packages_of(preset).keys():
+        run("dpkg-deb", "-x", packages_of(preset)[name], tmp_path)
+        programs = ["-eusr/bin/" + program for program in PROGRAMS[name]]
+        folder = "-l/usr/powerpc-linux-gnu/lib"
+        shown = run("dpkg-shlibdeps", folder, "-O", *programs, cwd=tmp_path)
+        needed = versions_of(re.search("^shlibs:Depends=(.*)$", shown, re.MULTILINE)[1])
+        named = versions_of(field(packages_of(preset)[name], "Depends"))
+        assert set(named) == set(needed)
+        for library, version in needed.items() if preset == "desk" else ():
+            run("dpkg", "--compare-versions", named[library], "ge", version)
+
+
 @pytest.mark.parametrize("preset", ["desk", "device"])
-def test_the_same_sources_give_the_same_bytes(preset, tmp_path, monkeypatch):
+def test_the_same_sources_give_the_same_bytes(packages_of, preset, tmp_path, monkeypatch):
     # Without a cache of compiled objects, which would give the same bytes in any case.
     for compiler in ("C", "CXX"):
         monkeypatch.delenv("CMAKE_%s_COMPILER_LAUNCHER" % compiler, raising=False)
     monkeypatch.setenv("SOURCE_DATE_EPOCH", "1700000000")
-    trees = [tmp_path / "tree", tmp_path / "another" / "folder"]
-    for tree in trees:
+    contents = []
+    for folder, zone in (("tree", "UTC"), ("another/folder", "Asia/Tokyo")):
+        tree = tmp_path / folder
         shutil.copytree(
             ROOT, tree, ignore=lambda path, _: [".git", "build"] if path == str(ROOT) else []
         )
-    contents = []
-    for tree, zone in zip(trees, ("UTC", "Asia/Tokyo")):
         monkeypatch.setenv("TZ", zone)
-        made = make_packages(tree, preset)
+        made = packages_of(preset, tree)
         contents.append({name: path.read_bytes() for name, path in made.items()})
         shutil.rmtree(tree)
     assert sorted(contents[0]) == sorted(contents[1])
