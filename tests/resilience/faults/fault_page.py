@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Makes the tables of docs/reliability.md from rows.toml: fault_page.py [--check BUILD CTEST]
 
-With --check it writes nothing. It fails when page and rows differ, when a row is incomplete, or when
-it names a test that the build does not have.
+With --check it writes nothing. It fails when page and rows differ, or when a row is incomplete or
+names a test that the build does not have.
 """
 
 import difflib

@@ -30,16 +30,6 @@ std::uint32_t Chance()
     return state;
 }
 
-/// Every fourth call fails with EINTR first.
-bool IsInterrupted()
-{
-    if (Chance() % 4 != 0) {
-        return false;
-    }
-    errno = EINTR;
-    return true;
-}
-
 bool IsWholeFile(int fd)
 {
     static const bool areWhole = std::getenv("WHOLE_FILES") != nullptr;
@@ -54,49 +44,50 @@ std::size_t Cut(std::size_t size)
     return size < most ? size : most;
 }
 
+/// Every fourth call fails with EINTR first; the others move a part.
+template <typename Call>
+ssize_t Part(std::size_t size, Call call)
+{
+    if (Chance() % 4 != 0) {
+        return call(Cut(size));
+    }
+    errno = EINTR;
+    return -1;
+}
+
 }  // namespace
 
 extern "C" {
 
 ssize_t recv(int fd, void* buffer, std::size_t size, int flags)
 {
-    if (IsInterrupted()) {
-        return -1;
-    }
-    return syscall(SYS_recvfrom, fd, buffer, Cut(size), flags, nullptr, nullptr);
+    return Part(size, [=](std::size_t part) {
+        return syscall(SYS_recvfrom, fd, buffer, part, flags, nullptr, nullptr);
+    });
 }
 
 ssize_t send(int fd, const void* buffer, std::size_t size, int flags)
 {
-    if (IsInterrupted()) {
-        return -1;
-    }
-    return syscall(SYS_sendto, fd, buffer, Cut(size), flags, nullptr, 0);
+    return Part(size, [=](std::size_t part) {
+        return syscall(SYS_sendto, fd, buffer, part, flags, nullptr, 0);
+    });
 }
 
 ssize_t sendmsg(int fd, const msghdr* message, int flags)
 {
-    if (IsInterrupted()) {
-        return -1;
-    }
-    const iovec& first = message->msg_iov[0];
-    return syscall(SYS_sendto, fd, first.iov_base, Cut(first.iov_len), flags, nullptr, 0);
+    return send(fd, message->msg_iov[0].iov_base, message->msg_iov[0].iov_len, flags);
 }
 
 // The client prints through the C library, which does not call this write().
 ssize_t write(int fd, const void* buffer, std::size_t size)
 {
-    if (IsInterrupted()) {
-        return -1;
-    }
-    return syscall(SYS_write, fd, buffer, IsWholeFile(fd) ? size : Cut(size));
+    return Part(size, [=](std::size_t part) {
+        return syscall(SYS_write, fd, buffer, IsWholeFile(fd) ? size : part);
+    });
 }
 
 ssize_t read(int fd, void* buffer, std::size_t size)
 {
-    if (IsInterrupted()) {
-        return -1;
-    }
-    return syscall(SYS_read, fd, buffer, Cut(size));
+    return Part(size, [=](std::size_t part) { return syscall(SYS_read, fd, buffer, part); });
 }
 }

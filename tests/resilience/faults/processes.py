@@ -10,7 +10,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../python"))
 
 # pylint: disable=wrong-import-position
-from pytest_subtitle import PipedConsole, SECONDS, Service, TimeLimit, Workspace, receive
+from pytest_subtitle import SECONDS, PipedConsole, Service, TimeLimit, Workspace, receive
 from pytest_subtitle.console import OUTPUT_LIMIT
 from scenarios import Outcome, prepare_files
 
@@ -51,17 +51,17 @@ class Place:
             pass  # the service has ended
 
     def stop_service(self):
-        """Ends the service by SIGTERM. \return its status, or None if only SIGKILL ended it"""
+        """Ends the service by SIGTERM. \\return its status, or None if only SIGKILL ended it"""
         if self.service.is_running():
             self.service.process.terminate()
         status = self.end_of_service()
         self.service.kill()
         return status
 
-    def end_of_service(self, seconds=SECONDS):
-        """Waits for the service. \return its status, or None if it does not end by itself"""
+    def end_of_service(self):
+        """Waits for the service. \\return its status, or None if it does not end by itself"""
         try:
-            return self.service.wait_for_end(seconds)
+            return self.service.wait_for_end()
         except TimeLimit:
             return None
 
@@ -85,8 +85,7 @@ class Place:
     def run_client(self, scenario, launcher=()):
         """Plays a scenario. \\return its outcome"""
         prepare_files(self.workspace)
-        with open(self.journal, "ab") as journal:
-            journal.truncate(0)
+        os.truncate(self.journal, 0)
         outcome = Outcome()
         with PipedConsole(self.workspace, scenario.arguments, launcher) as client:
             client.type(scenario.keys.encode())

@@ -45,30 +45,21 @@ RULES = {
 }
 
 
-def violations(root, pattern, exceptions):
-    for room in ROOMS:
-        for path in sorted((root / room).rglob("*")):
-            name = path.relative_to(root).as_posix()
-            if path.suffix not in (".cpp", ".h") or name in exceptions:
-                continue
-            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-                if re.search(pattern, line.split("//")[0]):
-                    yield f"{name}:{number}: {line.strip()}"
-
-
 def main():
-    root, rule = pathlib.Path(sys.argv[1]), sys.argv[2]
-    pattern, exceptions = RULES[rule]
-    found = list(violations(root, pattern, exceptions))
+    root, (pattern, exceptions) = pathlib.Path(sys.argv[1]), RULES[sys.argv[2]]
+    found, excepted = [], set()
+    for path in sorted(path for room in ROOMS for path in (root / room).rglob("*.*")):
+        name = path.relative_to(root).as_posix()
+        if path.suffix in (".cpp", ".h"):
+            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+                if re.search(pattern, line.split("//")[0]) and name in exceptions:
+                    excepted.add(name)
+                elif re.search(pattern, line.split("//")[0]):
+                    found.append(f"{name}:{number}: {line.strip()}")
     # An exception that is no longer needed would hide the next violation.
-    stale = [
-        name
-        for name in exceptions
-        if not any(re.search(pattern, line) for line in (root / name).read_text().splitlines())
-    ]
-    for line in found + [f"{name}: the exception is no longer needed" for name in stale]:
-        print(line)
-    return 1 if found or stale else 0
+    found += [f"{name}: the exception is not needed" for name in set(exceptions) - excepted]
+    print("\n".join(found))
+    return 1 if found else 0
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The sweeps: calls that fail once with several errors or kill their program, and partial transfers.
+"""The sweeps: calls that fail once or kill their program, and partial transfers.
 
 strace lists the calls of a run, and makes the chosen call fail.
 """
@@ -86,8 +86,8 @@ class Sweep(Place):
         names = self.arguments.scenario
         return [scenario for scenario in SCENARIOS if not names or scenario.name in names]
 
-    def ensure_service(self, scenario):
-        if scenario.needs_service and not self.service.is_running():
+    def ensure_service(self):
+        if not self.service.is_running():
             self.start_service()
 
     def plan(self):
@@ -96,9 +96,8 @@ class Sweep(Place):
         for scenario in self.chosen():
             for call, number in self.learn_client(scenario):
                 plan += [(scenario, Fault("client", call, number, error)) for error in ERRORS]
-            if scenario.needs_service:
-                for call, number in self.learn_service(scenario):
-                    plan.append((scenario, Fault("service", call, number, KILL)))
+            for call, number in self.learn_service(scenario):
+                plan.append((scenario, Fault("service", call, number, KILL)))
         if not self.arguments.scenario or SERVICE_START in self.arguments.scenario:
             ping = next(scenario for scenario in SCENARIOS if scenario.name == "ping")
             for call, number in self.learn_service(ping):
@@ -110,7 +109,7 @@ class Sweep(Place):
         """The calls of two runs of the client, since its threads do not always make the same."""
         calls = set()
         for _ in range(2):
-            self.ensure_service(scenario)
+            self.ensure_service()
             outcome = self.run_client(scenario, [*STRACE, self.trace, "-e", TRACED])
             if outcome.status != 0:
                 raise SystemExit(f"{scenario.name}: fails without any fault: {outcome}")
@@ -128,7 +127,7 @@ class Sweep(Place):
     def baseline(self, scenario):
         """Returns the outcome of the scenario without a fault."""
         if scenario.name not in self.usual:
-            self.ensure_service(scenario)
+            self.ensure_service()
             outcome = self.run_client(scenario)
             if scenario.ends_service:
                 self.end_of_service()
@@ -144,7 +143,7 @@ class Sweep(Place):
         return self.run_with_service_fault(scenario, fault, usual)
 
     def run_with_client_fault(self, scenario, fault, usual):
-        self.ensure_service(scenario)
+        self.ensure_service()
         outcome = self.run_client(scenario, fault.launcher(self.trace))
         hits = [line for line in self.trace_lines() if "(INJECTED)" in line]
         quit_was_sent = scenario.ends_service and (outcome.out == usual.out or hits_output(hits))
@@ -152,7 +151,7 @@ class Sweep(Place):
         if quit_was_sent and self.end_of_service() != 0:
             problem = "the service did not end"
         self.collect(outcome)
-        if scenario.needs_service and not quit_was_sent and not self.is_answered():
+        if not quit_was_sent and not self.is_answered():
             problem = "the service is affected: " + self.service.error_text()
         if not hits and not outcome.timed_out:
             return "not reached", ""
@@ -241,8 +240,7 @@ class PartialSweep(Sweep):
         usual = self.baseline(scenario)
         launcher = ["env", f"LD_PRELOAD={self.arguments.library}", f"PARTIAL_SEED={fault}"]
         self.stop_service()
-        if scenario.needs_service:
-            self.start_service(launcher)
+        self.start_service(launcher)
         outcome = self.run_client(scenario, launcher)
         if scenario.ends_service and self.end_of_service() != 0:
             return "finding", f"the service did not end\n{outcome}"
