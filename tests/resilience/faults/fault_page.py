@@ -123,7 +123,7 @@ def main():
     if sys.argv[1:2] != ["--check"]:
         PAGE.write_text(after, encoding="utf-8")
         return 0
-    found = [*incomplete(rows), *missing(rows, *sys.argv[2:])]
+    found = [*incomplete(rows), *missing(rows, sys.argv[2], sys.argv[3])]
     if before != after:
         found.append("docs/reliability.md: run tests/resilience/faults/fault_page.py")
         found += difflib.unified_diff(before.splitlines(), after.splitlines(), n=0, lineterm="")

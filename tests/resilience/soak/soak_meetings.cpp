@@ -129,9 +129,7 @@ void Meetings::Disturb()
     Pause(300);
     switch (Below(5)) {
     case 0:
-    case 1:
-        Kill();
-        break;
+    case 1: Kill(); break;
     case 2:
         EndService();
         StartService();
