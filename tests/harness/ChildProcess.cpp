@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -76,10 +75,6 @@ std::vector<std::string> EnvironmentWith(const std::map<std::string, std::string
         if (!value.empty()) {
             entries.push_back(name + "=" + value);
         }
-    }
-    // script/faults --suite sets this variable for the programs under test only.
-    if (const char* library = std::getenv("PROGRAMS_PRELOAD")) {
-        entries.push_back(std::string("LD_PRELOAD=") + library);
     }
     return entries;
 }
