@@ -10,7 +10,8 @@ import sys
 import zlib
 from dataclasses import dataclass, field
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../sessions/model"))
+SESSIONS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../sessions")
+sys.path[:0] = [SESSIONS, os.path.join(SESSIONS, "model")]
 
 # pylint: disable=wrong-import-position
 from console import MAIN_MENU, to_ycbcr

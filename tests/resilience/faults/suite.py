@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs tests while reads and writes move 1 to 3 bytes and return EINTR, repeatable by a seed.
 
-suite.py PROGRAMS [--short] [--seed SEED]
+suite.py PROGRAMS [--seed SEED]
 """
 
 import argparse
@@ -15,14 +15,12 @@ import sys
 import tempfile
 import time
 
-# These programs have both sides of the socket, so all of their calls move pieces. The lists name
-# the tests that are left out.
-IN_ONE_PROCESS = {
-    # These tests depend on whole frames and their age.
+# Programs that have both sides of the socket, so all of their calls move pieces, and what is left out.
+LEFT_OUT = {
+    # These tests depend on whole frames and their age, or on the byte at which a pipe is full.
     "unit_simulator": [
         "PeerTable.Drops*",
         "PeerTable.KeepsAPeerThatIsSilent*",
-        # The pipe is full at a certain byte.
         "Recorder.EndsWithAWholeLineInAPipeThatIsNotRead",
     ],
     "unit_platform": [
@@ -46,37 +44,7 @@ IN_ONE_PROCESS = {
         "MadeDirectory.*",
     ],
 }
-# In these tests the calls of client and service move pieces, not those of the test.
-WITH_PROGRAMS = {
-    "resilience_requests": ["UnreadSystemLog.*", "LogFileAtItsLimit.*", "DescriptorShortage.*"],
-    "service": [
-        # A dropped peer loses its unread bytes.
-        "BadFrame.*",
-        # Megabytes, many clients, time limits, and sinks that are full at a certain byte.
-        "ControlClients.*",
-        "CostlyRefresh.*",
-        "Flood.*",
-        "FullStandardOutput.*",
-        "GarbageWithoutSubscriber.*",
-        "HostileClient.*",
-        "IncompleteFrames.*",
-        "LimitedFile.*",
-        "ServiceEnd.SleepsWhileASubscriberDoesNotRead",
-        "StalledSubscriber.*",
-        "Start.IsRefusedWithAnEndlessScenario",
-        "SurplusClient.*",
-        "TerminalOfAService.*",
-        "ThousandSubscribers.*",
-        "*Unread*",
-    ],
-}
-# Left out as a whole: unit tests of rooms that neither read nor write (cli, console, generators,
-# handlers, records, stats); harness; programs that refuse calls themselves (resilience_memory,
-# resilience_calls); programs of other projects, which do not handle EINTR (resilience_directory);
-# programs whose time limits are too short for pieces (resilience_idle, _threads); sessions on a
-# terminal.
 SESSIONS = "sessions"
-SHORT = ("unit_simulator", "resilience_requests")
 LIMIT_S = 600
 
 
@@ -85,7 +53,6 @@ def output_of(command, variable, arguments):
     environment = {
         **os.environ,
         "PARTIAL_SEED": str(arguments.seed),
-        "WHOLE_FILES": "yes",
         variable: str(arguments.library),
     }
     return subprocess.run(
@@ -114,11 +81,9 @@ def run(name, arguments):
     """Runs a test program. Returns its name, the number passed and the failures."""
     if name == SESSIONS:
         return run_sessions(arguments)
-    alone = name in IN_ONE_PROCESS
-    left_out = (IN_ONE_PROCESS if alone else WITH_PROGRAMS)[name]
     program = pathlib.Path(arguments.bin).resolve() / f"test_{name}"
-    command = [program, "--gtest_filter=-" + ":".join(left_out)]
-    result = output_of(command, "LD_PRELOAD" if alone else "PROGRAMS_PRELOAD", arguments)
+    command = [program, "--gtest_filter=-" + ":".join(LEFT_OUT[name])]
+    result = output_of(command, "LD_PRELOAD", arguments)
     passed = len(re.findall(r"^\[       OK \]", result.stdout, re.MULTILINE))
     failed = sorted(
         set(re.findall(r"^\[  FAILED  \] (\S+?),? .*ms\)$", result.stdout, re.MULTILINE))
@@ -132,29 +97,22 @@ def main():
     """Reads the command line. Returns the exit status."""
     parser = argparse.ArgumentParser(prog="script/faults --suite", description=__doc__)
     parser.add_argument("bin", help="folder of the programs and of the preloaded library")
-    parser.add_argument("--short", action="store_true", help="two programs only")
     parser.add_argument("--seed", type=int, default=1)
     arguments = parser.parse_args()
-    names = SHORT if arguments.short else [*IN_ONE_PROCESS, *WITH_PROGRAMS, SESSIONS]
+    started, total, bad = time.monotonic(), 0, False
     with tempfile.TemporaryDirectory(prefix="suite.") as folder:
         # Some programs run as another user, who may have no access to the build folder.
         os.chmod(folder, 0o755)
-        arguments.library = shutil.copy(
-            pathlib.Path(arguments.bin, "libpartial_preload.so"), folder
-        )
-        return run_all(names, arguments)
-
-
-def run_all(names, arguments):
-    """Runs test programs in parallel. Returns the exit status."""
-    started, total, bad = time.monotonic(), 0, False
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for name, passed, failed in pool.map(lambda name: run(name, arguments), names):
-            total += passed
-            bad = bad or bool(failed) or passed == 0
-            print(f"{name:22}{passed:5} passed{len(failed):5} failed", flush=True)
-            for test in failed:
-                print(f"  {test}", flush=True)
+        library = pathlib.Path(arguments.bin, "libpartial_preload.so")
+        arguments.library = shutil.copy(library, folder)
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            jobs = pool.map(lambda name: run(name, arguments), [*LEFT_OUT, SESSIONS])
+            for name, passed, failed in jobs:
+                total += passed
+                bad = bad or bool(failed) or passed == 0
+                print(f"{name:22}{passed:5} passed{len(failed):5} failed", flush=True)
+                for test in failed:
+                    print(f"  {test}", flush=True)
     print(f"{total} tests in pieces, seed {arguments.seed}, {time.monotonic() - started:.0f} s")
     return 1 if bad else 0
 
