@@ -1,5 +1,8 @@
 #include "tests/resilience/soak/Callers.h"
 
+#include "platform/src/big_endian.h"
+#include "platform/src/wire_format.h"
+
 #include <IpcMessage.h>
 #include <PaletteItem.h>
 #include <RegionDataItem.h>
@@ -13,6 +16,8 @@
 #include <cstring>
 #include <utility>
 
+using namespace platform;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -20,8 +25,6 @@ using std::chrono::milliseconds;
 
 constexpr unsigned numbers[] = {2, 3, 4, 6, 10, 10, 10, 10};  ///< of the threads
 constexpr unsigned sharedNumber = 10;
-constexpr unsigned ping = 0x3B01;
-constexpr unsigned setLogLevel = 0x3C12;
 constexpr unsigned unknownMessage = 0x1234;
 const std::string serviceName = "SubtitleMgr";
 
@@ -170,11 +173,8 @@ int Callers::Call(unsigned number, unsigned choice, Random& random, int& limitMs
     if (choice < 35) {
         return Unsubscribe(number, limitMs);
     }
-    if (choice < 60) {
-        return SetLevel(limitMs);
-    }
     if (choice < 80) {
-        return Ping(limitMs);
+        return SetLevel(limitMs);
     }
     limitMs = notifyLimitMs;
     // Mostly small records, and some that are larger than a socket's buffer.
@@ -213,27 +213,17 @@ int Callers::Unsubscribe(unsigned number, int limitMs)
 int Callers::SetLevel(int limitMs)
 {
     const unsigned level = ++lastLevel;
-    char payload[4];
-    for (int i = 3; i >= 0; --i) {
-        payload[i] = static_cast<char>(level >> (8 * (3 - i)));
-    }
     IpcMessage message;  // becomes the reply too
-    int error = message.Allocate(setLogLevel, sizeof payload, payload);
+    int error = message.Allocate(messages::setLogLevel, 4, nullptr);
     if (error == 0) {
-        error = ipc->Request(serviceName, message, setLogLevel + 1, limitMs, &message);
+        PutU32(message.Payload(), level);
+        error = ipc->Request(serviceName, message, messages::setLogLevel + 1, limitMs, &message);
     }
     if (error == 0) {
         const std::lock_guard<std::mutex> lock(mutex);
         acknowledged.push_back(level);
     }
     return error;
-}
-
-int Callers::Ping(int limitMs)
-{
-    IpcMessage message;
-    const int error = message.Allocate(ping, 0, nullptr);
-    return error != 0 ? error : ipc->Request(serviceName, message, ping + 1, limitMs, nullptr);
 }
 
 int Callers::Notify(unsigned size, bool mayWait)

@@ -59,7 +59,6 @@ private:
     int Subscribe(unsigned number, int limitMs);
     int Unsubscribe(unsigned number, int limitMs);
     int SetLevel(int limitMs);
-    int Ping(int limitMs);
     int Notify(unsigned size, bool mayWait);
     void Receive(unsigned seed);
 
