@@ -47,52 +47,48 @@ def kinds(programs):
     return {name for name in names if not name.startswith("refuse-")}
 
 
-class Cell:
-    """One run of the client in words of the page."""
-
-    def __init__(self, text):
-        parts = [PART.fullmatch(part) for part in text.split(", then ")]
-        if None in parts:
-            raise ValueError("not understood: " + text)
-        self.has_no_end = parts[0][2] is not None
-        self.errors = [part[3] for part in parts]  # None for what is done
-        self.seconds = sum(float(part[4] or 0) for part in parts)
-
-    def of_ping(self):
-        error = "Error running ping" if self.has_no_end else self.errors[0]
-        text = "Let's Ping\n" + ("" if error else "Successful Ping\n")
-        return ["-p"], "", text, error + "\n" if error else ""
-
-    def of_level(self):
-        error = self.errors[0]
-        text = "Error setting the log level of SubtitleMgr: %s\n" % error if error else ""
-        return ["-s", "7"], "", "", text
-
-    def of_refreshes(self):
-        outcomes = ["  " + error if error else "\n" for error in self.errors]
-        turns = ["Sending RefreshRegions\n" + outcome + MENU for outcome in outcomes]
-        return ["-i"], "r\nr\nx\n", MENU + "".join(turns), ""
+# For each column, from the errors in its cell: options, typed text, standard output and errors. An
+# error is None for what is done.
 
 
-def play(programs, fault, text, run):
+def ping(errors):
+    text = "Let's Ping\n" + ("" if errors[0] else "Successful Ping\n")
+    return ["-p"], "", text, errors[0] + "\n" if errors[0] else ""
+
+
+def log_level(errors):
+    text = "Error setting the log level of SubtitleMgr: %s\n" % errors[0] if errors[0] else ""
+    return ["-s", "7"], "", "", text
+
+
+def refreshes(errors):
+    turns = ["Sending RefreshRegions\n%s%s" % ("  " + e if e else "\n", MENU) for e in errors]
+    return ["-i"], "r\nr\nx\n", MENU + "".join(turns), ""
+
+
+def play(programs, fault, cell, run):
     """Plays a cell. Returns what differs, or None."""
-    cell = Cell(text)
-    options, typed, output, errors = run(cell)
+    parts = [PART.fullmatch(part) for part in cell.split(", then ")]
+    has_no_end = parts[0][2] is not None
+    seconds = sum(float(part[4] or 0) for part in parts)
+    options, typed, *expected = run(
+        ["Error running ping"] if has_no_end else [part[3] for part in parts]
+    )
     with Workspace(programs) as workspace, Service(workspace, ["--fault", fault]) as service:
         service.start()
         begin = time.monotonic()
         with PipedConsole(workspace, options) as client:
             client.type(typed.encode())
-            if cell.has_no_end:
+            if has_no_end:
                 service.await_journal("Ping")
                 service.kill()
             client.wait()
-            found = (client.output.decode(), client.errors.decode())
-        seconds = time.monotonic() - begin
-    if found != (output, errors):
-        return "%s with %s:\n- %r\n+ %r" % (fault, options, (output, errors), found)
-    if seconds < cell.seconds - CLOCKS:
-        return "%s with %s ends after %.2f s already" % (fault, options, seconds)
+            found = [client.output.decode(), client.errors.decode()]
+        taken = time.monotonic() - begin
+    if found != expected:
+        return "%s with %s:\n- %r\n+ %r" % (fault, options, expected, found)
+    if taken < seconds - CLOCKS:
+        return "%s with %s ends after %.2f s already" % (fault, options, taken)
     return None
 
 
@@ -104,12 +100,11 @@ def main():
     described = {fault.split()[0] for fault, _ in rows}
     if described != kinds(programs):
         problems.append("the page has %s, the service %s" % (described, kinds(programs)))
-    runs = (Cell.of_ping, Cell.of_level, Cell.of_refreshes)
     with concurrent.futures.ThreadPoolExecutor(12) as pool:
         plays = [
-            pool.submit(play, programs, fault, text, run)
+            pool.submit(play, programs, fault, cell, run)
             for fault, cells in rows
-            for text, run in zip(cells, runs, strict=True)
+            for cell, run in zip(cells, (ping, log_level, refreshes), strict=True)
         ]
         problems += [result.result() for result in plays if result.result()]
     print("\n".join(problems))

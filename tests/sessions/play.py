@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Plays console sessions with the real client and the simulated service; see README.md.
 
-    tests/sessions/play.py                      all sessions, with the programs of build/desk
-    tests/sessions/play.py palette              the sessions of one file
-    tests/sessions/play.py palette.ReadsAFile   one session
+    play.py                              all sessions, with the programs of build/desk
+    play.py options                      the sessions of one file
+    play.py options.TakesShortenedWords  one session
 """
 
 import argparse

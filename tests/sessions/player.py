@@ -210,14 +210,11 @@ class Player:
             found = file.read()
         if found != content:
             at = len(os.path.commonprefix([content, found]))
-            raise Difference(
-                line,
-                "file %r differs at byte %d" % (name, at),
-                *(
-                    "%s %s (%d bytes)" % (sign, data[at : at + 16].hex(" "), len(data))
-                    for sign, data in (("-", content), ("+", found))
-                )
+            sides = (
+                "%s %s (%d bytes)" % (sign, data[at : at + 16].hex(" "), len(data))
+                for sign, data in (("-", content), ("+", found))
             )
+            raise Difference(line, "file %r differs at byte %d" % (name, at), *sides)
 
 
 def joined(lines):
