@@ -1,7 +1,10 @@
 #include "cli/options.h"
 
+#include "cli/SubtitleMgrCli.h"
+
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -27,6 +30,11 @@ TEST(OptionTable, HasEightLongNamesAndATerminator)
         EXPECT_EQ(longOptions[i].val, rows[i].value);
     }
     EXPECT_STREQ(shortOptions, "pqhice:ls:");
+}
+
+TEST(Option, CatchesNoExceptionButRefusedMemory)
+{
+    EXPECT_THROW(SubtitleMgrCli().ProcessOption('e', nullptr), std::logic_error);
 }
 
 }  // namespace
