@@ -12,7 +12,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 using namespace platform;
 
@@ -31,15 +30,6 @@ void WaitReady(int fd, short events, const Deadline& deadline, const char* what)
             throw std::runtime_error(std::string("raw peer: timed out while waiting ") + what);
         }
     }
-}
-
-Descriptor ConnectTo(const std::string& path)
-{
-    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!ConnectSocket(fd.Get(), path)) {
-        ThrowErrno("connect to " + path);
-    }
-    return fd;
 }
 
 }  // namespace
@@ -112,13 +102,18 @@ bool RawConnection::ReceiveMore()
     }
 }
 
-FrameHeader RawConnection::ReceiveHeader()
+void RawConnection::ReceiveAtLeast(std::size_t size)
 {
-    while (received.size() < frameHeaderSize) {
+    while (received.size() < size) {
         if (!ReceiveMore()) {
-            throw std::runtime_error("raw peer: connection closed before a frame");
+            throw std::runtime_error("raw peer: connection closed before the end of a frame");
         }
     }
+}
+
+FrameHeader RawConnection::ReceiveHeader()
+{
+    ReceiveAtLeast(frameHeaderSize);
     FrameHeader header{};
     const auto* const bytes = reinterpret_cast<const unsigned char*>(received.data());
     if (const char* problem = DecodeFrameHeader(bytes, header)) {
@@ -130,11 +125,7 @@ FrameHeader RawConnection::ReceiveHeader()
 RawFrame RawConnection::ReceiveFrame()
 {
     const FrameHeader header = ReceiveHeader();
-    while (received.size() < frameHeaderSize + header.length) {
-        if (!ReceiveMore()) {
-            throw std::runtime_error("raw peer: connection closed inside a frame");
-        }
-    }
+    ReceiveAtLeast(frameHeaderSize + header.length);
     RawFrame frame{header, received.substr(frameHeaderSize, header.length)};
     received.erase(0, frameHeaderSize + header.length);
     return frame;
@@ -169,20 +160,6 @@ bool RawConnection::HasEnded() const
 void RawConnection::ExpectHangUp()
 {
     WaitReady(fd.Get(), 0, Deadline(eventDeadlineMs), "for the end");
-}
-
-void RawConnection::TakeBytes(std::size_t count)
-{
-    const Deadline deadline(eventDeadlineMs);
-    std::vector<char> bytes(count);
-    for (std::size_t taken = 0; taken < count;) {
-        WaitReady(fd.Get(), POLLIN, deadline, "for bytes");
-        const ssize_t got = recv(fd.Get(), bytes.data(), count - taken, MSG_DONTWAIT);
-        if (got <= 0) {
-            ThrowErrno("raw peer: recv");
-        }
-        taken += static_cast<std::size_t>(got);
-    }
 }
 
 RawFrame RawConnection::ExpectRequest(unsigned int messageId)
@@ -220,7 +197,13 @@ void RawConnection::Close() { fd = Descriptor(); }
 
 void RawConnection::EndSending() { shutdown(fd.Get(), SHUT_WR); }
 
-RawClient::RawClient(const std::string& path) : RawConnection(ConnectTo(path)) {}
+RawClient::RawClient(const std::string& path)
+    : RawConnection(Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)))
+{
+    if (!ConnectSocket(Fd(), path)) {
+        ThrowErrno("connect to " + path);
+    }
+}
 
 RawService::RawService(const std::string& socketPath, int waiting)
     : path(socketPath), listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))

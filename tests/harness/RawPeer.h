@@ -49,9 +49,6 @@ public:
     /// Whether the peer has closed the connection and everything was taken.
     bool HasEnded() const;
 
-    /// Receives and drops \p count bytes.
-    void TakeBytes(std::size_t count);
-
     /// Receives the next frame, which must be a request with this number.
     RawFrame ExpectRequest(unsigned int messageId);
 
@@ -77,6 +74,7 @@ public:
 
 private:
     bool ReceiveMore();
+    void ReceiveAtLeast(std::size_t size);
 
     Descriptor fd;
     std::string received;

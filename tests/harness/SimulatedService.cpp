@@ -87,19 +87,13 @@ SimulatedService& SimulatedService::Option(const std::string& option)
 
 SimulatedService& SimulatedService::Start()
 {
-    StartUnawaited();
-    process->WaitForOutput("ready\n");
-    return *this;
-}
-
-SimulatedService& SimulatedService::StartUnawaited()
-{
     std::vector<std::string> arguments{program};
     arguments.insert(arguments.end(), options.begin(), options.end());
     ChildProcess::Options settings;
     settings.environment["LINX_DIR"] = directory;
     process = std::make_unique<ChildProcess>(arguments, settings);
     killed = false;
+    process->WaitForOutput("ready\n");
     return *this;
 }
 
@@ -147,15 +141,10 @@ std::string PlainJournal(const std::string& text)
     return plain + text.substr(start);
 }
 
-std::string SimulatedService::ReadJournal() const
-{
-    return PlainJournal(ReadWholeFile(files / "journal"));
-}
-
 std::vector<std::string> SimulatedService::JournalLines() const
 {
     std::vector<std::string> lines;
-    std::istringstream text(ReadJournal());
+    std::istringstream text(PlainJournal(ReadWholeFile(files / "journal")));
     for (std::string line; std::getline(text, line) && !text.eof();) {
         lines.push_back(line);
     }
@@ -165,7 +154,10 @@ std::vector<std::string> SimulatedService::JournalLines() const
 std::vector<std::string> SimulatedService::WaitForJournalLines(std::size_t count) const
 {
     WaitUntil([&] { return JournalLines().size() >= count; },
-              [&] { return std::to_string(count) + " lines in the journal:\n" + ReadJournal(); });
+              [&] {
+                  return std::to_string(count) + " lines in the journal:\n" +
+                         ReadWholeFile(files / "journal");
+              });
     return JournalLines();
 }
 

@@ -35,8 +35,6 @@ public:
 
     /// Starts the program and waits for its "ready". May be called again after the service ended.
     SimulatedService& Start();
-    /// Starts the program and does not wait: for a service that must refuse to start.
-    SimulatedService& StartUnawaited();
 
     /// Ends the service by SIGTERM; a status other than 0 fails the test.
     void Stop();
@@ -54,7 +52,6 @@ public:
 
 private:
     void EndAndCheck();
-    std::string ReadJournal() const;
 
     std::string directory;
     std::string program;

@@ -176,9 +176,8 @@ TEST_F(ServiceName, IsPrivateUnderEveryUmask)
         SimulatedService one(linx);
         one.Quiet().Name("node1/SubtitleMgr");
         const mode_t before = umask(mask);
-        one.StartUnawaited();
+        one.Start();
         umask(before);
-        one.Process().WaitForOutput("ready\n");
         EXPECT_EQ(ModeOf(linx), 0700u) << std::oct << mask;
         EXPECT_EQ(ModeOf(linx + "/node1"), 0700u) << std::oct << mask;
         EXPECT_EQ(ModeOf(one.SocketPath()), 0600u) << std::oct << mask;
