@@ -38,3 +38,21 @@ inline std::string NotificationBytes(unsigned int subscription, unsigned int ite
 {
     return FrameBytes(FrameKind::Notification, itemId, subscription, record);
 }
+
+/// Lines of recordings, made without the code under test.
+inline const std::string recordingHeader =
+    R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,"monoUs":0})"
+    "\n";
+
+inline std::string RecordingLine(const std::string& fields, int monoUs = 0)
+{
+    return R"({"monoUs":)" + std::to_string(monoUs) + R"(,"wallUs":0,)" + fields + "}\n";
+}
+
+inline std::string VisibilityLine(unsigned int region, int monoUs = 0)
+{
+    return RecordingLine(
+        R"("notification":"RegionVisibility","subscription":6,"visible":true,"regionId":)" +
+            std::to_string(region),
+        monoUs);
+}

@@ -6,17 +6,6 @@
 
 namespace {
 
-const std::string header =
-    R"({"subtitleRecording":1,"writer":"w","service":"SubtitleMgr","wallUs":0,"monoUs":0})"
-    "\n";
-
-std::string Line(unsigned int region, unsigned int monoUs = 0)
-{
-    return R"({"monoUs":)" + std::to_string(monoUs) +
-           R"(,"wallUs":0,"notification":"RegionVisibility","subscription":6,"regionId":)" +
-           std::to_string(region) + ",\"visible\":true}\n";
-}
-
 class Play : public SimulatorSession {
 protected:
     void ExpectRegion(WireClient& client, unsigned int region)
@@ -42,8 +31,8 @@ TEST_F(Play, OfAPipeShowsEachMessageAsItArrives)
 {
     service.Option("--play").Option("-").Start();
     WireClient client = Connect({6});
-    const std::string second = Line(2);
-    service.Process().Write(Line(1) + second.substr(0, 20));
+    const std::string second = VisibilityLine(2);
+    service.Process().Write(VisibilityLine(1) + second.substr(0, 20));
     ExpectRegion(client, 1);
     EXPECT_EQ(client.Ask(messages::ping), "");
     service.Process().Write(second.substr(20));
@@ -56,7 +45,8 @@ TEST_F(Play, OfAPipeShowsEachMessageAsItArrives)
 TEST_F(Play, OfAPipeIsSteppedAndSoughtForwards)
 {
     service.Option("--play").Option("-").Option("--paused").Start();
-    service.Process().Write(header + Line(1) + Line(2, 1000000) + Line(3, 2000000));
+    service.Process().Write(recordingHeader + VisibilityLine(1) + VisibilityLine(2, 1000000) +
+                            VisibilityLine(3, 2000000));
     ControlClient control = Operate();
     ControlClient other = Operate();
     EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":0})");
@@ -67,7 +57,7 @@ TEST_F(Play, OfAPipeIsSteppedAndSoughtForwards)
          other.Ask("state").find(R"("waitsFor":"input")") == std::string::npos;) {
         ASSERT_FALSE(limit.HasPassed());
     }
-    service.Process().Write(Line(4, 3000000));
+    service.Process().Write(VisibilityLine(4, 3000000));
     EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
     control.Send("step\n");
     EXPECT_EQ(other.Ask("stop"), done);
@@ -78,7 +68,8 @@ TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)
 {
     service.Quiet().Option("--play").Option("-").Start();
     WireClient client = Connect({6});
-    service.Process().Write(header + Line(1) + "visibility 2 t\n" + Line(3));
+    service.Process().Write(recordingHeader + VisibilityLine(1) + "visibility 2 t\n" +
+                            VisibilityLine(3));
     ExpectRegion(client, 1);
     service.Process().WaitForErrors("SubtitleMgrSim: -:3:1: Invalid value.\n");
     EXPECT_EQ(client.Ask(messages::ping), "");
@@ -87,7 +78,8 @@ TEST_F(Play, OfAPipeEndsAtAMistakeAndTheServiceGoesOn)
 
 TEST_F(Play, OfAFileOnStandardInputEndsWithTheFile)
 {
-    const auto program = LaunchShell("exec \"$0\" --play - --exit-at-end <" + Recording(Line(1)));
+    const auto program =
+        LaunchShell("exec \"$0\" --play - --exit-at-end <" + Recording(VisibilityLine(1)));
     ExpectCleanEnd(*program);
     EXPECT_EQ(program->Errors(), ServingAnd("recording ended\n"));
 }
@@ -104,7 +96,8 @@ TEST_F(Play, LeavesStandardInputBlocking)
 
 TEST_F(Play, EndsTheServiceWhenItIsOver)
 {
-    const std::string path = Recording(header + Line(1) + Line(2, 1000) + Line(3, 30000000));
+    const std::string path = Recording(recordingHeader + VisibilityLine(1) +
+                                       VisibilityLine(2, 1000) + VisibilityLine(3, 30000000));
     for (const auto& [option, value] : {std::pair("--rate", "1000"), std::pair("--rate", "0"),
                                         std::pair("--until", "1s"), std::pair("--from", "29.9")}) {
         const Ended ended = RunToEnd({"--play", path, "--exit-at-end", option, value});
@@ -126,11 +119,11 @@ TEST_F(Play, EndsTheServiceWithStatus2AfterAMistake)
 TEST_F(Play, OfARecordingWaitsForItsRequests)
 {
     const std::string path =
-        Recording(header +
+        Recording(recordingHeader +
                   R"({"monoUs":0,"wallUs":0,"request":"Subscribe","client":1,"subscription":6,)"
                   R"("itemId":15132,"result":"ok"})"
                   "\n" +
-                  Line(1) + Line(2));
+                  VisibilityLine(1) + VisibilityLine(2));
     const auto program = Launch({"--play", path, "--regions", "2-9", "--await-requests"});
     program->WaitForOutput("ready\n");
     WireClient client = Connect({6});
@@ -140,7 +133,7 @@ TEST_F(Play, OfARecordingWaitsForItsRequests)
 
 TEST_F(Play, OfABadRecordingDoesNotBegin)
 {
-    const std::string path = Recording(header + Line(1) + "{");
+    const std::string path = Recording(recordingHeader + VisibilityLine(1) + "{");
     for (const char* option : {"--play", "--check"}) {
         const Ended ended = RunToEnd({option, path});
         EXPECT_EQ(ended.status, 2);
@@ -153,7 +146,8 @@ TEST_F(Play, LastsAsLongAsTheServiceIsAllowedTo)
 {
     const Deadline atLeast(100);
     const Ended ended =
-        RunToEnd({"--for", "100ms", "--play", Recording(header + Line(1)), "--loop", "--quiet"});
+        RunToEnd({"--for", "100ms", "--play", Recording(recordingHeader + VisibilityLine(1)),
+                  "--loop", "--quiet"});
     EXPECT_EQ(ended.status, 0);
     EXPECT_TRUE(atLeast.HasPassed());
 }

@@ -7,10 +7,6 @@
 
 namespace {
 
-const std::string header =
-    R"({"subtitleRecording":1,"writer":"w","service":"S","wallUs":0,"monoUs":0})"
-    "\n";
-
 class Recording : public SimulatorSession {
 protected:
     /// The lines without their times; each must be one that a reader accepts.
@@ -71,11 +67,9 @@ TEST_F(Recording, BeginsAndEndsByControl)
 
 TEST_F(Recording, BeginsWithTheRestoredState)
 {
-    const std::string line =
-        R"("notification":"RegionVisibility","subscription":6,"regionId":3,"visible":true)";
-    WriteWholeFile(files / "state", header + R"({"monoUs":0,"wallUs":0,)" + line + "}\n");
+    WriteWholeFile(files / "state", recordingHeader + VisibilityLine(3));
     EXPECT_EQ(RunToEnd({"--state", files / "state", "--record", path, "--for", "0"}).status, 0);
-    EXPECT_NE(PlainLines(ReadWholeFile(path)).find("{" + line + ",\"receivers\":0}\n"),
+    EXPECT_NE(PlainLines(ReadWholeFile(path)).find(R"("regionId":3,"visible":true,"receivers":0)"),
               std::string::npos);
 }
 
@@ -93,12 +87,12 @@ TEST_F(Recording, NeverEmptiesAFileInUse)
         int status;
         std::string problem;
     } rows[] = {
-        {{"--play", drive}, header, 1, inUse},
+        {{"--play", drive}, recordingHeader, 1, inUse},
         {{"--play", drive}, "log x\n", 1, inUse},
-        {{"--state", drive}, header, 1, inUse},
-        {{"--journal", drive}, header, 1, inUse},
+        {{"--state", drive}, recordingHeader, 1, inUse},
+        {{"--journal", drive}, recordingHeader, 1, inUse},
         {{"--state", files / "none"},
-         header,
+         recordingHeader,
          2,
          files / "none: cannot be read: No such file or directory\n"},
     };

@@ -15,23 +15,6 @@ namespace {
 
 using Published = std::vector<std::string>;
 
-const std::string header =
-    R"({"subtitleRecording":1,"writer":"w","service":"s","wallUs":0,"monoUs":1000000})"
-    "\n";
-
-/// A line with these fields.
-std::string Line(const std::string& fields, int monoUs = 2000000)
-{
-    return R"({"monoUs":)" + std::to_string(monoUs) + R"(,"wallUs":0,)" + fields + "}\n";
-}
-
-std::string Shown(int region, int monoUs = 2000000)
-{
-    return Line(R"("notification":"RegionVisibility","subscription":6,"visible":true,"regionId":)" +
-                    std::to_string(region),
-                monoUs);
-}
-
 class Recording : public testing::Test {
 protected:
     /// A file with \p text.
@@ -72,19 +55,20 @@ TEST_F(Recording, PublishesItsNotifications)
     const std::string bytes = R"(,"size":5,"crc32":"7b35f858","data":"AAECA/8=")";
     const std::string pixels = Bytes({0, 1, 2, 3, 255});
     Published expected;
-    std::string text = header + Line(R"("request":"Ping","client":1,"result":"ok")");
+    std::string text =
+        recordingHeader + RecordingLine(R"("request":"Ping","client":1,"result":"ok")");
     for (const auto& [format, subscription] :
          {std::pair(0u, 2u), std::pair(1u, 3u), std::pair(2u, 4u), std::pair(255u, 12u)}) {
-        text += Line(R"("notification":"RegionData","regionId":3,"subscription":)" +
-                     std::to_string(subscription) + R"(,"subtitleFormat":)" +
-                     std::to_string(format) + bytes);
+        text += RecordingLine(R"("notification":"RegionData","regionId":3,"subscription":)" +
+                              std::to_string(subscription) + R"(,"subtitleFormat":)" +
+                              std::to_string(format) + bytes);
         expected.push_back(
             NotificationBytes(subscription, 15129, RegionDataRecord(3, format, pixels)));
     }
-    text += Shown(4);
+    text += VisibilityLine(4);
     expected.push_back(NotificationBytes(6, 15132, VisibilityRecord(4, true)));
-    text += Line(R"("notification":"Palette","subscription":10,"regionId":2)" + bytes +
-                 R"(,"fill":true,"backgroundCode":31)");
+    text += RecordingLine(R"("notification":"Palette","subscription":10,"regionId":2)" + bytes +
+                          R"(,"fill":true,"backgroundCode":31)");
     expected.push_back(NotificationBytes(10, 15133, PaletteRecord(2, 31, true, pixels)));
     EXPECT_EQ(Play(text), expected);
     EXPECT_TRUE(player.HasEnded());
@@ -94,7 +78,7 @@ TEST_F(Recording, PublishesItsNotifications)
 TEST_F(Recording, CountsMomentsFromItsFirstMessage)
 {
     options.isPaused = true;
-    Play(header + Shown(1, 5000000) + Shown(2, 5700000));
+    Play(recordingHeader + VisibilityLine(1, 5000000) + VisibilityLine(2, 5700000));
     EXPECT_EQ(player.LengthUs(), 700000);
     for (const std::int64_t position : {0, 700000}) {
         player.Step(1);
@@ -107,8 +91,10 @@ TEST_F(Recording, CountsMomentsFromItsFirstMessage)
 TEST_F(Recording, AwaitsItsRequestsInOrder)
 {
     options.awaitsRequests = true;
-    const std::string level = Line(R"("request":"SetLogLevel","client":1,"level":7,"result":"ok")");
-    EXPECT_EQ(Play(header + level + Shown(1) + level + Shown(2)), Published{});
+    const std::string level =
+        RecordingLine(R"("request":"SetLogLevel","client":1,"level":7,"result":"ok")");
+    EXPECT_EQ(Play(recordingHeader + level + VisibilityLine(1) + level + VisibilityLine(2)),
+              Published{});
     EXPECT_STREQ(player.WaitsFor(), "a request");
     recording::Request request;
     request.kind = recording::RequestKind::SetLogLevel;
@@ -130,7 +116,6 @@ std::string LargestBitmap()
 {
     const std::vector<unsigned char> bytes(recording::largestData);
     recording::Notification line;
-    line.at.monoUs = 2000000;
     line.subscription = 2;
     line.data = {bytes.data(), bytes.size(), {}};
     std::string text;
@@ -140,15 +125,15 @@ std::string LargestBitmap()
 
 TEST_F(Recording, IsRefusedWithItsMistakeBeforeItPublishes)
 {
-    const std::string withoutBytes =
-        Line(R"("notification":"RegionData","subscription":2,"regionId":3,"subtitleFormat":0,)"
-             R"("size":5,"crc32":"7b35f858")");
+    const std::string withoutBytes = RecordingLine(
+        R"("notification":"RegionData","subscription":2,"regionId":3,"subtitleFormat":0,)"
+        R"("size":5,"crc32":"7b35f858")");
     for (const auto& [line, mistake] :
          {std::pair(withoutBytes, "1: cannot be played: it has no bytes"),
           std::pair(LargestBitmap(), "1: cannot be played: a record of more than 16 MiB"),
           std::pair<std::string, const char*>(
               "{", "2: the line has no end; the recording is incomplete")}) {
-        EXPECT_EQ(Play(header + Shown(1) + line), Published{});
+        EXPECT_EQ(Play(recordingHeader + VisibilityLine(1) + line), Published{});
         EXPECT_EQ(player.Mistake(), std::string("drive:3:") + mistake);
         EXPECT_TRUE(player.HasEnded());
     }

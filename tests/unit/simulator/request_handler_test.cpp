@@ -195,57 +195,59 @@ TEST_F(RequestHandler, DropsAPeerThatSendsAServiceMessage)
     EXPECT_EQ(TakeQueued(), "");
 }
 
-TEST_F(RequestHandler, JournalsAndDoesNothingElseWhenItIsMute)
+TEST_F(RequestHandler, CausesFaults)
 {
-    Cause("mute");
-    EXPECT_EQ(Ask(messages::ping), "");
-    EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), "");
-    EXPECT_EQ(Ask(0x3C99), "");
-    EXPECT_FALSE(audience.peer.subscriptions.Include(2));
-    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\",\"result\":\"unanswered\"}\n"
-                             "{\"request\":\"Subscribe\",\"subscription\":2,\"itemId\":15129,"
-                             "\"result\":\"unanswered\"}\n");
+    const std::string reply = Reply(messages::setLogLevel, accepted);
+    constexpr char isRefused[] = R"(,"result":"refused")";
+    constexpr char isUnanswered[] = R"(,"result":"unanswered")";
+    const struct {
+        const char* fault;
+        Verdict verdict;
+        std::string queued;
+        unsigned int level;
+        const char* result;
+    } rows[] = {
+        {"refuse times=1", Verdict::GoOn, Reply(messages::setLogLevel, refused), 63, isRefused},
+        {"mute times=1", Verdict::GoOn, "", 63, isUnanswered},
+        {"hang-up times=1", Verdict::DropPeer, "", 63, isUnanswered},
+        {"wrong-reply times=1", Verdict::GoOn, Reply(messages::setLogLevel + 2, accepted), 7, ""},
+        {"restart request=SetLogLevel times=1 delay=1.5", Verdict::Restart, "", 63, isUnanswered},
+        {"truncate times=1", Verdict::GoOn, reply.substr(0, 10), 7, ""},
+        {"refuse", Verdict::GoOn, "", 63, isUnanswered},  // the peer is silenced after half a reply
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fault);
+        service.SetLogLevel(63);
+        const std::size_t before = JournalText().size();
+        Cause(row.fault);
+        EXPECT_EQ(Handle(FrameKind::Request, messages::setLogLevel, U32(7)), row.verdict);
+        EXPECT_TRUE(row.verdict != Verdict::Restart || handler.RestartMs() == 1500);
+        EXPECT_EQ(TakeQueued(), row.queued);
+        EXPECT_EQ(service.LogLevel(), row.level);
+        EXPECT_EQ(JournalText().substr(before),
+                  R"({"request":"SetLogLevel","level":7)" + std::string(row.result) + "}\n");
+    }
     EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
 }
 
-TEST_F(RequestHandler, JournalsAndDropsThePeerWhenItHangsUp)
-{
-    Cause("hang-up");
-    EXPECT_EQ(Handle(FrameKind::Request, messages::ping), Verdict::DropPeer);
-    EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::DropPeer);
-    EXPECT_EQ(TakeQueued(), "");
-    EXPECT_EQ(JournalText(), "{\"request\":\"Ping\",\"result\":\"unanswered\"}\n");
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
-}
-
-TEST_F(RequestHandler, RefusesWhatHasAResultAndChangesNothing)
+TEST_F(RequestHandler, RefusesOnlyWhatHasAResult)
 {
     Cause("refuse");
     EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
     EXPECT_EQ(Ask(messages::subscribe, U32(2) + U32(15129)), Reply(messages::subscribe, refused));
     EXPECT_FALSE(audience.peer.subscriptions.Include(2));
-    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), Reply(messages::setLogLevel, refused));
     EXPECT_EQ(Ask(messages::getLogLevel), Reply(messages::getLogLevel, refused + U32(63)));
     EXPECT_EQ(Ask(0x3C99), notUnderstood);
 }
 
-TEST_F(RequestHandler, RepliesUnderAnotherNumber)
+TEST_F(RequestHandler, CausesFaultsOfRequestsThatItDoesNotUnderstand)
 {
-    Cause("wrong-reply");
-    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), Reply(messages::setLogLevel + 2, accepted));
-    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping + 2));
-    EXPECT_EQ(service.LogLevel(), 7u);
-}
-
-TEST_F(RequestHandler, SilencesAPeerAfterHalfAReply)
-{
-    Cause("truncate times=1");
-    audience.peer.subscriptions.Add(6, 15132);
-    EXPECT_EQ(Ask(messages::setRegionVisibility, VisibilityRecord(3, true)),
-              Reply(messages::setRegionVisibility, accepted).substr(0, 10));
-    EXPECT_EQ(Ask(messages::setLogLevel, U32(7)), "");
-    EXPECT_EQ(service.LogLevel(), 63u);
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Quit);
+    Cause("hang-up times=1");
+    Cause("mute");
+    EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::DropPeer);
+    EXPECT_EQ(Handle(FrameKind::Request, 0x3C99), Verdict::GoOn);
+    EXPECT_EQ(TakeQueued(), "");
+    EXPECT_EQ(JournalText(), "");
 }
 
 TEST_F(RequestHandler, HoldsALateReplyAndPublishesAtOnce)
@@ -264,14 +266,6 @@ TEST_F(RequestHandler, AnswersBeforeItStopsReading)
     Cause("stall");
     EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
     EXPECT_TRUE(audience.peer.IsPaused());
-}
-
-TEST_F(RequestHandler, RestartsAtARequest)
-{
-    Cause("restart request=Quit delay=1.5");
-    EXPECT_EQ(Ask(messages::ping), Reply(messages::ping));
-    EXPECT_EQ(Handle(FrameKind::OneWay, messages::quit), Verdict::Restart);
-    EXPECT_EQ(handler.RestartMs(), 1500);
 }
 
 }  // namespace
