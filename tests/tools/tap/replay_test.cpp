@@ -33,16 +33,23 @@ std::string Drive()
     return text;
 }
 
-using Replay = TapSession;
+class Replay : public TapSession {
+protected:
+    void ExpectTheSameAtRate(const std::string& rate)
+    {
+        service.Journal().Option("--play").Option("-").Option("--rate").Option(rate).Start();
+        const auto tap = Launch({"--json", "--count", std::to_string(messageCount)});
+        service.WaitForJournalLines(6);
+        service.Process().Write(Drive());
+        ExpectEnd(*tap, 0);
+        EXPECT_TEXT(Recorded(tap->Output()), Recorded(Drive()));
+    }
+};
 
-TEST_F(Replay, IsRecordedAsItWasBefore)
-{
-    service.Journal().Option("--play").Option("-").Option("--rate").Option("0").Start();
-    const auto tap = Launch({"--json", "--count", std::to_string(messageCount)});
-    service.WaitForJournalLines(6);
-    service.Process().Write(Drive());
-    ExpectEnd(*tap, 0);
-    EXPECT_TEXT(Recorded(tap->Output()), Recorded(Drive()));
-}
+TEST_F(Replay, IsTheSameAtItsOwnRate) { ExpectTheSameAtRate("1"); }
+
+TEST_F(Replay, IsTheSameAtATenfoldRate) { ExpectTheSameAtRate("10"); }
+
+TEST_F(Replay, IsTheSameAsFastAsPossible) { ExpectTheSameAtRate("0"); }
 
 }  // namespace
