@@ -1,14 +1,23 @@
 """A broker, benches and lines for one test."""
 
+import contextlib
+
 import pytest
 from fleet import Bench, Broker, Line, Processes
 
 
+@pytest.fixture(name="ending")
+def fixture_ending():
+    """Ends everything of the test."""
+    with contextlib.ExitStack() as stack:
+        yield stack
+
+
 @pytest.fixture(name="processes")
-def fixture_processes():
+def fixture_processes(ending):
     running = Processes()
-    yield running
-    running.end()
+    ending.callback(running.end)
+    return running
 
 
 @pytest.fixture(name="broker")
@@ -17,18 +26,16 @@ def fixture_broker(processes, tmp_path):
 
 
 @pytest.fixture(name="new_bench")
-def fixture_new_bench(programs, processes):
+def fixture_new_bench(programs, processes, ending):
     """Makes benches whose services run."""
-    benches = []
 
-    def make(name, *options):
-        benches.append(Bench(programs, processes, name, ("--quiet", *options)))
-        benches[-1].service.start()
-        return benches[-1]
+    def make(name):
+        bench = Bench(programs, processes, name)
+        ending.callback(bench.close)
+        bench.service.start()
+        return bench
 
-    yield make
-    for bench in benches:
-        bench.close()
+    return make
 
 
 @pytest.fixture(name="bench")
@@ -36,14 +43,8 @@ def fixture_bench(new_bench):
     return new_bench("7")
 
 
-@pytest.fixture(name="new_line")
-def fixture_new_line():
-    lines = []
-
-    def make(port):
-        lines.append(Line(port))
-        return lines[-1]
-
-    yield make
-    for line in lines:
-        line.close()
+@pytest.fixture(name="line")
+def fixture_line(ending, broker):
+    line = Line(broker.port)
+    ending.callback(line.close)
+    return line

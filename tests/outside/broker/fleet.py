@@ -80,10 +80,6 @@ class Broker:
         self.process.send_signal(how)
         self.process.wait(SECONDS)
 
-    def publish(self, topic, *options, text):
-        command = ["mosquitto_pub", "-p", str(self.port), "-t", topic, *options]
-        subprocess.run(command, input=text, check=True, text=True, timeout=SECONDS)
-
     def await_log(self, text):
         """Waits for a text in the log after the text of the last call."""
         found = -1
@@ -121,13 +117,13 @@ class Desk:
 class Bench:
     """A simulated service with a tap that sends its lines to a broker."""
 
-    def __init__(self, programs, processes, name, service=("--quiet",)):
+    def __init__(self, programs, processes, name):
         self.programs = programs
         self.processes = processes
         self.name = name
         self.topic = "bench/%s/subtitle" % name
         self.workspace = Workspace(programs)
-        self.service = DrivenService(self.workspace, service)
+        self.service = DrivenService(self.workspace)
         self.tap = self.publisher = None
 
     def begin(self, broker, *options, port=None):
