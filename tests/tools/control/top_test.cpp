@@ -37,22 +37,14 @@ protected:
     std::unique_ptr<RawConnection> connection;
 };
 
-TEST_F(Top, ShowsOneTable)
+TEST_F(Top, ShowsOneTableOrStateOrMetrics)
 {
-    const auto program = Begin({"top", "--once"});
-    Answer();
-    ExpectEnd(*program, 0, table, "");
-}
-
-TEST_F(Top, WritesTheStateAsItCame)
-{
-    const auto program = Begin({"top", "--json", "--once"});
-    Answer();
-    ExpectEnd(*program, 0, state, "");
-}
-
-TEST_F(Top, WritesMetricsOnce)
-{
+    for (const auto& [option, output] :
+         {std::pair<const char*, std::string>{"--once", table}, {"--json", state}}) {
+        const auto program = Begin({"top", "--once", option});
+        Answer();
+        ExpectEnd(*program, 0, output, "");
+    }
     const auto program = Begin({"top", "--prometheus"});
     Answer();
     EXPECT_EQ(program->WaitForExit(), 0);

@@ -28,21 +28,11 @@ T palette region 2 fill background 31 size 2: 10ff
 )");
 }
 
-TEST_F(Tap, ShowsChosenRegions)
+TEST_F(Tap, ShowsChosenRegionsAndTimes)
 {
     service.Play(everything).Start();
-    EXPECT_TEXT(Run({"--regions", "1,3-4", "--count", "4"}),
-                "T data region 1 hd size 2: 0001\n"
-                "T data region 3 cif size 5: 00010203ff\n"
-                "T data region 4 format 7 size 0\n"
-                "T visibility region 3 visible\n");
-}
-
-TEST_F(Tap, ShowsTimesAsChosen)
-{
-    service.Play(everything).Start();
-    EXPECT_TEXT(Run({"--time", "zero", "--kinds", "palette", "--count", "1"}),
-                "0.000000 palette region 2 fill background 31 size 2: 10ff\n");
+    EXPECT_TEXT(Run({"--regions", "3-4", "--time", "zero", "--count", "1"}),
+                "0.000000 data region 3 cif size 5: 00010203ff\n");
 }
 
 TEST_F(Tap, SubscribesToChosenKindsInTheOrderOfTheConsole)
@@ -52,25 +42,18 @@ TEST_F(Tap, SubscribesToChosenKindsInTheOrderOfTheConsole)
     Run({"--kinds", "palette,data", "--formats", "other,hd", "--seconds", "0"});
     std::string subscriptions;
     for (const std::string& line : service.WaitForJournalLines(9)) {
-        const std::size_t at = line.find("\"subscription\":");
-        ASSERT_NE(at, std::string::npos) << line;
-        subscriptions += " " + std::to_string(std::stoi(line.substr(at + 15)));
+        static const std::regex others(".*\"subscription\":|,.*");
+        subscriptions += " " + std::regex_replace(line, others, "");
     }
     EXPECT_EQ(subscriptions, " 2 3 4 12 6 10 2 12 10");
 }
 
-TEST_F(Tap, RefreshesOnce)
+TEST_F(Tap, RefreshesOnceOrFails)
 {
-    service.Journal().Start();
-    Run({"--refresh", "--seconds", "0"});
+    service.Journal().Fault("refuse-refresh").Start();
+    ExpectEnd(*Launch({"--refresh"}), 1, "SubtitleMgr does not refresh");
     const std::string last = service.WaitForJournalLines(7)[6];
     EXPECT_NE(last.find("RefreshRegions"), std::string::npos) << last;
-}
-
-TEST_F(Tap, FailsWhenTheServiceRefusesToRefresh)
-{
-    service.Fault("refuse-refresh").Start();
-    ExpectEnd(*Launch({"--refresh"}), 1, "SubtitleMgr does not refresh");
 }
 
 TEST_F(Tap, ShowsRates)

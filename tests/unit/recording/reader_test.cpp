@@ -105,27 +105,18 @@ TEST(Reader, ReadsEachKindOfRequest)
     EXPECT_EQ(reading.lines, text);
 }
 
-TEST(Reader, ReadsReceiversAndAWallClockThatRanBackwards)
+TEST(Reader, ReadsWhatOtherProgramsMayWrite)
 {
-    std::string line = Replaced(visibility, "true}", "true,\"receivers\":2}");
-    line = Replaced(line, "\"wallUs\":1", "\"wallUs\":0");
-    EXPECT_EQ(Read(header + line).lines, header + line);
-}
-
-TEST(Reader, IgnoresFieldsThatItDoesNotKnow)
-{
-    const std::string more = R"({"x":[{"size":1},[],{"a":{"size":"2"}}],"x":null,"y":-1.5e3,)";
-    const Reading reading = Read(header + Replaced(visibility, "{", more));
-    EXPECT_EQ(reading.mistake, "");
-    EXPECT_EQ(reading.lines, header + visibility);
-}
-
-TEST(Reader, TakesFieldsInAnyOrderAndWithBlanksAndEscapes)
-{
-    const std::string line =
+    const std::string receivers = Replaced(visibility, "true}", "true,\"receivers\":2}");
+    const std::string earlier = Replaced(visibility, "\"wallUs\":1", "\"wallUs\":0");
+    const std::string unknown =
+        R"({"x":[{"size":1},[],{"a":{"size":"2"}}],"x":null,"y":-1.5e3,)" + visibility.substr(1);
+    const std::string disordered =
         " { \"visible\" : true , \"regionId\" : 3, \"subscription\":6,\t\"wallUs\":1,"
         "\"notification\":\"Region\\u0056isibility\",\"mono\\u0055s\":6 }\r\n";
-    EXPECT_EQ(Read(header + line).lines, header + visibility);
+    const Reading reading = Read(header + receivers + earlier + unknown + disordered);
+    EXPECT_EQ(reading.mistake, "");
+    EXPECT_EQ(reading.lines, header + receivers + earlier + visibility + visibility);
 }
 
 void Receive(Reader& reader, const std::string& text)
@@ -264,7 +255,6 @@ TEST(Reader, RefusesFieldsWithTheReason)
          R"("size":0,"crc32":"7b35f858")", "crc32 is not that of the data"},
         {bitmap, "7b35f858", "7B35F858", "crc32 is not eight digits of 0 to 9 and a to f"},
         {bitmap, "7b35f858", "07b35f858", "crc32 is not eight digits of 0 to 9 and a to f"},
-        {bitmap, "AAECA/8=", "AAECA/8", "data is not base64"},
         {bitmap, "\"size\":5", "\"size\":4", "data has 5 bytes, not the size"},
         {bitmap, "\"size\":5", "\"size\":16777217",
          "size is not a whole number from 0 to 16777216"},
@@ -273,6 +263,14 @@ TEST(Reader, RefusesFieldsWithTheReason)
     };
     for (const auto& row : rows) {
         EXPECT_EQ(MistakeOf(row.line, row.right, row.wrong), MistakeAt(row.line, row.reason));
+    }
+}
+
+TEST(Reader, RefusesDataThatIsNoBase64)
+{
+    for (const char* text : {"Z", "Zg=", "====", "Z===", "Zg==Zg==", "Zm 9", "Zm-_",
+                             "Zh==", "Zm9=", "=Zm9", "Z=g=", "\xC3\xA4g=", "Zm9v===="}) {
+        EXPECT_EQ(MistakeOf(bitmap, "AAECA/8=", text), MistakeAt(bitmap, "data is not base64"));
     }
 }
 
