@@ -8,7 +8,7 @@ import signal
 import subprocess
 import urllib.request
 
-from fleet import OPEN, Broker, Desk, Line, wait_until
+from fleet import OPEN, Broker, Desk, wait_until
 from pytest_subtitle import SECONDS
 
 BENCHES = 100
@@ -146,38 +146,35 @@ def test_a_killed_broker_loses_only_what_desks_have_not_got(broker, bench, tmp_p
     assert set(range(300)) - set(numbers_of(desk.lines())) <= set(range(100, 200))
 
 
-def test_a_line_that_stands_still_does_not_delay_the_bench(broker, bench, line, tmp_path):
+def test_a_line_that_stands_still_does_not_delay_the_bench(broker, bench, tmp_path):
     desk = Desk(broker, tmp_path / "desk", "-q", "1", "-t", bench.topic)
-    bench.begin(broker, "--count", "2000", port=line.port)
+    bench.begin(broker, "--count", "2000")
     bench.publish([0])
     desk.await_lines(2)
-    line.moves.clear()
+    broker.process.send_signal(signal.SIGSTOP)
     bench.publish(range(1, 2000))
     assert bench.tap.wait(SECONDS) == 0
     assert len(numbers_of(desk.lines())) < 2000
-    line.moves.set()
+    broker.process.send_signal(signal.SIGCONT)
     assert bench.publisher.wait(SECONDS) == 0
     assert numbers_of(desk.await_lines(2001)) == list(range(2000))
 
 
-def test_a_slow_desk_delays_no_other(broker, bench, line, tmp_path):
-    slow = Desk(broker, tmp_path / "slow", "-q", "1", "-t", bench.topic, port=line.port)
+def test_a_slow_desk_delays_no_other(broker, bench, tmp_path):
+    slow = Desk(broker, tmp_path / "slow", "-q", "1", "-t", bench.topic)
     quick = Desk(broker, tmp_path / "quick", "-q", "1", "-t", bench.topic)
-    line.moves.clear()
+    slow.process.send_signal(signal.SIGSTOP)
     bench.begin(broker)
     bench.publish(range(2000))
     assert numbers_of(quick.await_lines(2001)) == list(range(2000))
-    assert len(slow.lines()) < 2001
-    line.moves.set()
+    slow.process.send_signal(signal.SIGCONT)
     assert numbers_of(slow.await_lines(2001)) == list(range(2000))
 
 
-def test_a_broker_with_a_limit_drops_lines_of_a_slow_desk(processes, bench, ending, tmp_path):
+def test_a_broker_with_a_limit_drops_lines_of_a_slow_desk(processes, bench, tmp_path):
     broker = Broker(processes, tmp_path, OPEN)
-    line = Line(broker.port)
-    ending.callback(line.close)
-    Desk(broker, tmp_path / "slow", "-q", "1", "-t", bench.topic, port=line.port)
-    line.moves.clear()
+    slow = Desk(broker, tmp_path / "slow", "-q", "1", "-t", bench.topic)
+    slow.process.send_signal(signal.SIGSTOP)
     bench.begin(broker)
     bench.publish(range(2000))
     broker.await_log("Outgoing messages are being dropped for client slow")

@@ -1,9 +1,9 @@
-"""A broker, benches and lines for one test."""
+"""A broker and benches for one test."""
 
 import contextlib
 
 import pytest
-from fleet import Bench, Broker, Line, Processes
+from fleet import Bench, Broker, Processes
 
 
 @pytest.fixture(name="ending")
@@ -41,10 +41,3 @@ def fixture_new_bench(programs, processes, ending):
 @pytest.fixture(name="bench")
 def fixture_bench(new_bench):
     return new_bench("7")
-
-
-@pytest.fixture(name="line")
-def fixture_line(ending, broker):
-    line = Line(broker.port)
-    ending.callback(line.close)
-    return line

@@ -1,10 +1,8 @@
 """An MQTT broker, benches that send to it, and desks that receive from it."""
 
-import contextlib
 import signal
 import socket
 import subprocess
-import threading
 import time
 
 from pytest_subtitle import SECONDS, DrivenService, Workspace
@@ -97,11 +95,11 @@ class Broker:
 class Desk:
     """Receives the messages of a topic into a file."""
 
-    def __init__(self, broker, path, *options, port=None):
+    def __init__(self, broker, path, *options):
         self.path = path
         with open(path, "wb") as file:
             self.process = broker.processes.start(
-                "mosquitto_sub", "-p", port or broker.port, "-i", path.name, *options, stdout=file
+                "mosquitto_sub", "-p", broker.port, "-i", path.name, *options, stdout=file
             )
         broker.await_log("Sending SUBACK to %s\n" % path.name)
 
@@ -126,7 +124,7 @@ class Bench:
         self.service = DrivenService(self.workspace)
         self.tap = self.publisher = None
 
-    def begin(self, broker, *options, port=None):
+    def begin(self, broker, *options):
         """Starts the tap and its publisher, when the service runs."""
         environment = self.workspace.environment()
         self.tap = self.processes.start(
@@ -134,7 +132,7 @@ class Bench:
             env=environment, stdout=subprocess.PIPE,
         )  # fmt: skip
         self.publisher = self.processes.start(
-            "mosquitto_pub", "-p", port or broker.port, "-q", 1, "-c",
+            "mosquitto_pub", "-p", broker.port, "-q", 1, "-c",
             "-i", "bench" + self.name, "-l", "-t", self.topic,
             "--will-topic", "bench/%s/away" % self.name, "--will-payload", "now",
             stdin=self.tap.stdout,
@@ -150,38 +148,3 @@ class Bench:
     def close(self):
         self.service.kill()
         self.workspace.__exit__()
-
-
-class Line:
-    """A line between a program and the broker, which can stand still."""
-
-    def __init__(self, port):
-        self.far_port = port
-        self.moves = threading.Event()
-        self.moves.set()
-        self.server = socket.socket()
-        # Small, so that the programs and not the system keep what the line does not take.
-        self.server.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-        self.server.bind(("127.0.0.1", 0))
-        self.server.listen()
-        self.port = self.server.getsockname()[1]
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        with contextlib.suppress(OSError):  # closed
-            while True:
-                near, _ = self.server.accept()
-                far = socket.create_connection(("127.0.0.1", self.far_port))
-                for ends in ((near, far), (far, near)):
-                    threading.Thread(target=self.copy, args=ends, daemon=True).start()
-
-    def copy(self, source, target):
-        with contextlib.suppress(OSError):  # the other side has closed
-            while data := source.recv(4096):
-                self.moves.wait()
-                target.sendall(data)
-            target.shutdown(socket.SHUT_WR)
-
-    def close(self):
-        self.moves.set()
-        self.server.close()
