@@ -19,15 +19,3 @@ from .workspace import MissingProgram, Workspace
 
 # By name: only pytest imports the module, since programs use the classes where there is no pytest.
 pytest_plugins = ["pytest_subtitle.fixtures"]
-
-__all__ = [
-    "DrivenService",
-    "MissingProgram",
-    "PipedConsole",
-    "Refused",
-    "SECONDS",
-    "Service",
-    "TimeLimit",
-    "Workspace",
-    "receive",
-]

@@ -29,12 +29,10 @@ class Service:
     def __init__(self, workspace, options=(), launcher=(), quiet=True):
         """The launcher is the words of a command that starts the program."""
         options = [*["--quiet"] * quiet, *options]
-        for option, value in (
-            ("--name", "SubtitleMgr"),
-            ("--journal", workspace.new_path("journal")),
-        ):
-            if option not in options:
-                options += [option, value]
+        if "--name" not in options:
+            options += ["--name", "SubtitleMgr"]
+        if "--journal" not in options:
+            options += ["--journal", workspace.new_path("journal")]
         self.name = options[options.index("--name") + 1]
         journal = os.path.join(workspace.files, options[options.index("--journal") + 1])
         self.journal = JsonLines(journal)

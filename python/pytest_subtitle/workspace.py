@@ -51,13 +51,9 @@ class Workspace:
         """The path of a program."""
         path = shutil.which(name, path=self.programs)
         if not path:
-            raise MissingProgram(
-                "no program %s in %s; it is in the package subtitlemgr-cli or subtitlemgr-sim"
-                % (
-                    name,
-                    self.programs or "the PATH (--subtitle-programs FOLDER names another place)",
-                )
-            )
+            place = self.programs or "the PATH (--subtitle-programs FOLDER names another place)"
+            packages = "it is in the package subtitlemgr-cli or subtitlemgr-sim"
+            raise MissingProgram("no program %s in %s; %s" % (name, place, packages))
         return path
 
     @property
@@ -80,12 +76,8 @@ class Workspace:
 
     def environment(self):
         """The environment of a program; language and option order do not depend on the user's."""
-        environment = {
-            **os.environ,
-            "LC_ALL": "C",
-            "LINX_DIR": self.messaging,
-            "SUBTITLE_LOG": self.log,
-        }
+        own = {"LC_ALL": "C", "LINX_DIR": self.messaging, "SUBTITLE_LOG": self.log}
+        environment = {**os.environ, **own}
         environment.pop("POSIXLY_CORRECT", None)
         preload = environment.pop("PROGRAMS_PRELOAD", None)
         return {**environment, "LD_PRELOAD": preload} if preload else environment

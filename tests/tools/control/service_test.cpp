@@ -3,7 +3,6 @@
 #include "tests/harness/SimulatedService.h"
 #include "tests/tools/control/ControlSession.h"
 
-#include <filesystem>
 #include <regex>
 #include <sys/stat.h>
 
@@ -33,14 +32,6 @@ TEST_F(Service, CarriesOutAScenarioFromStandardInput)
               "receivers: N\nreceivers: N\nSubtitleMgr answered in N us\n");
     EXPECT_NE(Run({"top", "--once"}).find("\n     N  visible"), std::string::npos);
     EXPECT_EQ(Run({"ping", "--json"}), "{\"ok\":true,\"roundTripUs\":N}\n");
-}
-
-TEST_F(Service, TakesFileNamesFromTheCallersFolder)
-{
-    service.Start();
-    const TempDir files;
-    Run({"save", std::filesystem::relative(files / "state").string()});
-    EXPECT_NE(ReadWholeFile(files / "state"), "");
 }
 
 TEST_F(Service, IsNotThereWithoutASocket)

@@ -212,14 +212,14 @@ TEST(Reader, RefusesLinesThatAreNoMessageOfOneKind)
 
 TEST(Reader, RefusesMissingFields)
 {
-    EXPECT_EQ(MistakeOf(visibility, "visible", "visibel"), "drive:2:1: there is no visible");
+    const std::string missing = "drive:2:1: there is no ";
     for (const char* name : {"monoUs", "wallUs", "subscription", "regionId", "size", "crc32",
                              "fill", "backgroundCode"}) {
-        EXPECT_EQ(MistakeOf(palette, name, "other"), std::string("drive:2:1: there is no ") + name);
+        EXPECT_EQ(MistakeOf(palette, name, "other"), missing + name);
     }
-    for (const char* name : {"client", "result"}) {
-        EXPECT_EQ(MistakeOf(request, name, "other"), std::string("drive:2:1: there is no ") + name);
-    }
+    EXPECT_EQ(MistakeOf(visibility, "visible", "visibel"), missing + "visible");
+    EXPECT_EQ(MistakeOf(request, "client", "other"), missing + "client");
+    EXPECT_EQ(MistakeOf(request, "result", "other"), missing + "result");
     for (const char* name : {"writer", "service"}) {
         EXPECT_EQ(Read(Replaced(header, name, "other")).mistake,
                   std::string("drive:1:1: there is no ") + name);

@@ -89,23 +89,17 @@ TEST(Writer, ReplacesEachByteThatIsNoUtf8)
     EXPECT_EQ(Quoted("\xE2\x82"), "\"\xEF\xBF\xBD\xEF\xBF\xBD\"");
 }
 
-template <class Clock>
-std::int64_t Microseconds()
-{
-    const auto time = Clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::microseconds>(time).count();
-}
-
 TEST(Now, HasTheTimesOfTwoClocks)
 {
-    using std::chrono::steady_clock;
-    using std::chrono::system_clock;
-    const Moment before{Microseconds<steady_clock>(), Microseconds<system_clock>()};
+    using namespace std::chrono;
+    const auto us = [](auto time) { return duration_cast<microseconds>(time).count(); };
+    const Moment before{us(steady_clock::now().time_since_epoch()),
+                        us(system_clock::now().time_since_epoch())};
     const Moment now = Now();
     EXPECT_LE(before.monoUs, now.monoUs);
-    EXPECT_LE(now.monoUs, Microseconds<steady_clock>());
+    EXPECT_LE(now.monoUs, us(steady_clock::now().time_since_epoch()));
     EXPECT_LE(before.wallUs, now.wallUs);
-    EXPECT_LE(now.wallUs, Microseconds<system_clock>());
+    EXPECT_LE(now.wallUs, us(system_clock::now().time_since_epoch()));
 }
 
 }  // namespace

@@ -18,17 +18,6 @@ ParsedOptions<Options> Parse(Words words)
     return ParseWords<Options>(words);
 }
 
-TEST(Options, AreAllOffAtFirst)
-{
-    const Options options = GoodOptions(Parse({}));
-    EXPECT_EQ(options.filter.formats, (std::array<bool, 4>{true, true, true, true}));
-    EXPECT_EQ(options.count, 0u);
-    EXPECT_FALSE(options.runUs);
-    EXPECT_EQ(options.waitForServiceUs, 0);
-    EXPECT_EQ(options.time, TimeForm::Absolute);
-    EXPECT_FALSE(options.json || options.rates || options.refresh);
-}
-
 TEST(Options, AreSet)
 {
     const Options options = GoodOptions(
