@@ -37,7 +37,7 @@ protected:
     std::unique_ptr<RawConnection> connection;
 };
 
-TEST_F(Top, ShowsOneTableOrStateOrMetrics)
+TEST_F(Top, ShowsOneTableOrState)
 {
     for (const auto& [option, output] :
          {std::pair<const char*, std::string>{"--once", table}, {"--json", state}}) {
@@ -45,11 +45,6 @@ TEST_F(Top, ShowsOneTableOrStateOrMetrics)
         Answer();
         ExpectEnd(*program, 0, output, "");
     }
-    const auto program = Begin({"top", "--prometheus"});
-    Answer();
-    EXPECT_EQ(program->WaitForExit(), 0);
-    EXPECT_NE(program->Output().find("\nsubtitle_requests_total{service=\"SubtitleMgr\"} 5\n"),
-              std::string::npos);
 }
 
 TEST_F(Top, ShowsRatesAfterASecond)

@@ -30,16 +30,10 @@ def test_service_takes_commands_and_tells_of_requests(subtitle_service, subtitle
 def test_console_types_and_expects(subtitle_service, subtitle_console):
     subtitle_console.key("1")
     subtitle_service.await_subscribers(10)
-    assert subtitle_service.publish("region-data 3 cif 00010203") == 1
-    subtitle_console.expect("CLI: Process region  3 (2):")
-    subtitle_console.key("4")
-    subtitle_console.expect("Enter region ID: ")
-    subtitle_console.key("3")
-    subtitle_console.expect("visibility (t/f): ")
-    subtitle_console.key("t")
-    subtitle_service.await_request("SetRegionVisibility", regionId=3, visible=True)
+    assert subtitle_service.publish("visibility 3 true") == 1
+    subtitle_console.expect("Subscribing for PaletteUpdate")
     subtitle_console.expect("*** RegionVisi:  3  visible\n")
-    assert "\nEnter region ID: 3\nEnter" in subtitle_console.screen
+    assert "x) Exit\n\n1\nSubscribing" in subtitle_console.screen
 
 
 def test_console_may_leave_before_the_end_of_the_test(subtitle_console):
@@ -61,16 +55,6 @@ def test_tap_finds_each_notification_once(subtitle_service, subtitle_tap):
 @pytest.mark.subtitle(scenario="../../../simulator/demo.scenario")
 def test_marker_gives_a_file_beside_the_test(subtitle_tap):
     assert subtitle_tap.await_notification("RegionData")
-
-
-@pytest.mark.subtitle(scenario="wait-subscribers 10\nvisibility 5 on\n")
-def test_marker_gives_lines(subtitle_tap):
-    assert subtitle_tap.await_notification("RegionVisibility")["regionId"] == 5
-
-
-@pytest.mark.subtitle(options=["--fault", "hang-up"])
-def test_marker_gives_options(subtitle_client):
-    assert subtitle_client("-p").stderr == "Error running ping\n"
 
 
 def test_folders_come_from_the_configuration_file(play, pytester, programs):

@@ -10,17 +10,6 @@ from pytest_subtitle.limits import Deadline
 REPEATS = "the client prints without end, as at the end of its input"
 
 
-@pytest.mark.subtitle(options=["--fault", "mute"])
-def test_ping_is_killed_at_its_limit(subtitle_service, subtitle_client):
-    with pytest.raises(TimeLimit) as limit:
-        subtitle_client("-p", within=0.3)
-    assert str(limit.value) == (
-        "SubtitleMgrCli -p was killed: waited 0.3 s in vain for the end of the client; it printed:"
-        "\nLet's Ping"
-    )
-    assert subtitle_service.state()["clients"] == []
-
-
 def test_client_on_pipes_is_killed_at_the_end_of_its_input(subtitle_client):
     with pytest.raises(TimeLimit, match="-i was killed: " + REPEATS):
         subtitle_client("-i", typed="s\n")

@@ -80,10 +80,4 @@ TEST(Report, ShowsRatesSinceAnEarlierState)
         "and 1 more\n");
 }
 
-TEST(Report, NamesTheReasonOfARefusal)
-{
-    EXPECT_EQ(ErrorOf(Parsed(R"({"ok":false,"error":"nothing plays"})")), "nothing plays");
-    EXPECT_EQ(ErrorOf(Parsed(R"({"ok":false})")), "refused");
-}
-
 }  // namespace

@@ -26,9 +26,7 @@ TEST(Directives, RefuseALineWithTheReason)
         std::vector<std::string> line;
         const char* problem;
     } rows[] = {
-        {Place::Scenario,
-         {"regoin-data"},
-         "unknown directive 'regoin-data'; did you mean region-data?"},
+        {Place::Scenario, {"repaet"}, "unknown directive 'repaet'; did you mean repeat?"},
         {Place::Control, {"setp"}, "unknown directive 'setp'; did you mean step?"},
         {Place::Scenario, {"setp"}, "unknown directive 'setp'"},
         {Place::Control, {"\x1b[2J"}, "unknown directive '?[2J'"},

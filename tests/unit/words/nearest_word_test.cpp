@@ -27,10 +27,4 @@ TEST(NearestWord, IsTheFirstWordWithTheFewestErrors)
     EXPECT_EQ(NearestWord("cif", {"cid", "cif"}), "cif");
 }
 
-TEST(Suggestion, IsEmptyOrAQuestion)
-{
-    EXPECT_EQ(Suggestion("dat", kinds), "; did you mean data?");
-    EXPECT_EQ(Suggestion("refresh", kinds), "");
-}
-
 }  // namespace
