@@ -60,18 +60,15 @@ class Page:
 
     @staticmethod
     def wait_for(find, expected, seconds=SECONDS):
-        """Waits until a function returns what is expected."""
         deadline = time.monotonic() + seconds
         while (found := find()) != expected:
             assert time.monotonic() < deadline, f"found {found!r}, not {expected!r}"
             time.sleep(LOOK_AGAIN)
 
     def run(self, script, *arguments):
-        """Runs a script in the page. Returns what it returns."""
         return self.driver.execute_script(script, *arguments)
 
     def find(self, selector):
-        """Returns an element."""
         return self.driver.find_element(By.CSS_SELECTOR, selector)
 
     def text(self, selector):
@@ -79,24 +76,19 @@ class Page:
         return self.run("return document.querySelector(arguments[0])?.textContent", selector)
 
     def is_there(self, selector):
-        """Whether an element is shown."""
         script = "return document.querySelector(arguments[0])?.checkVisibility() ?? false"
         return self.run(script, selector)
 
     def shows(self, selector, text):
-        """Waits for a text."""
         self.wait_for(lambda: self.text(selector), text)
 
     def press(self, keys):
-        """Presses keys, wherever the focus is."""
         self.actions().send_keys(keys).perform()
 
     def actions(self):
-        """What a user does with pointer and keys."""
         return ActionChains(self.driver, duration=0)
 
     def click(self, selector):
-        """Clicks an element."""
         self.find(selector).click()
 
     def pixels(self, selector):
@@ -106,7 +98,6 @@ class Page:
         return rows_of(self.run(READ_CANVAS, selector))
 
     def pixels_of_png(self, content):
-        """Returns a PNG file in the same form."""
         source = base64.b64encode(content).decode()
         return rows_of(self.driver.execute_async_script(READ_PNG, source))
 
@@ -116,12 +107,10 @@ class Page:
         return [text for text in texts if not any(known in text for known in self.expected_errors)]
 
     def draws(self, selector, rows):
-        """Waits for the pixels of a canvas."""
         self.wait_for(lambda: self.pixels(selector), rows)
 
 
 def rows_of(answer):
-    """Makes rows of pixels."""
     width, height, data = answer
     data = base64.b64decode(data)
     pixels = [tuple(data[i : i + 4]) for i in range(0, len(data), 4)]
@@ -187,12 +176,10 @@ class Recording:
         self.lines = [self.line(0, subtitleRecording=1, writer="tests", service="SubtitleMgr")]
 
     def line(self, ms, **fields):
-        """Makes a line."""
         us = self.start_us + round(1000 * ms)
         return json.dumps({"monoUs": us, "wallUs": 1_763_730_000_000_000 + us, **fields})
 
     def add(self, ms, name, region, **fields):
-        """Adds a notification."""
         subscription = SUBSCRIPTIONS.get(name) or FORMATS.get(fields["subtitleFormat"], 12)
         self.lines.append(
             self.line(ms, notification=name, subscription=subscription, regionId=region, **fields)
@@ -200,7 +187,6 @@ class Recording:
 
     @staticmethod
     def data(content):
-        """The fields of bytes."""
         return {
             "size": len(content),
             "crc32": f"{zlib.crc32(content):08x}",
@@ -208,18 +194,14 @@ class Recording:
         }
 
     def bitmap(self, ms, region, content, form=2):
-        """Adds a bitmap."""
         self.add(ms, "RegionData", region, subtitleFormat=form, **self.data(content))
 
     def visibility(self, ms, region, visible):
-        """Adds a visibility."""
         self.add(ms, "RegionVisibility", region, visible=visible)
 
     def palette(self, ms, region, content):
-        """Adds a palette."""
         self.add(ms, "Palette", region, **self.data(content), fill=False, backgroundCode=1)
 
     def write(self, path):
-        """Writes the file. Returns its path."""
         path.write_text("".join(line + "\n" for line in self.lines), encoding="ascii")
         return path

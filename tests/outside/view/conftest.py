@@ -18,14 +18,12 @@ def fixture_page(tmp_path, serve):  # pylint: disable=unused-argument
 
 @pytest.fixture(name="workspace")
 def fixture_workspace(programs):
-    """Private folders for the programs of a test."""
     with Workspace(programs) as folders:
         yield folders
 
 
 @pytest.fixture(name="service")
 def fixture_service(workspace):
-    """A simulated service that runs."""
     with DrivenService(workspace) as started:
         started.start()
         yield started
@@ -40,11 +38,9 @@ def fixture_serve(workspace, programs):
 
 @pytest.fixture(name="recording")
 def fixture_recording():
-    """A recording without messages."""
     return Recording()
 
 
 @pytest.fixture(scope="session")
 def wireshark(programs, tmp_path_factory):
-    """Wireshark's programs, with the dissector."""
     return Wireshark(programs, tmp_path_factory.mktemp("wireshark"))

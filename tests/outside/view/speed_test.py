@@ -91,9 +91,9 @@ def test_change_is_on_the_canvas_in_time(watched, service, say, a_second, size):
     rest = bytes([255] * (size - 2)).hex()
     for region in range(1, REGIONS + 1):
         service.publish(f"visibility {region} t")
-    changes = 3 * a_second
+    changes = 2 * a_second
     rounds = []
-    for turn in range(3):  # others use the machine too
+    for turn in range(5):  # others use the machine too
         numbers = range(1 + turn * changes, 1 + (turn + 1) * changes)
         found = delays(watched, publish(service, numbers, a_second, rest))
         assert min(found) > 0

@@ -98,14 +98,12 @@ TEST_F(Png, ReadsAndWritesStreams)
 
 TEST_F(Png, ReplacesWholeFiles)
 {
-    Recording recording;
-    recording.Data(1, 2, {0, 3});
-    EXPECT_EQ(MakePictures(recording).status, 0);
-    std::ifstream follower(folder + "/region-01.png", std::ios::binary);
-    const std::string before = ReadWholeFile(folder + "/region-01.png");
-    EXPECT_EQ(MakePictures(recording.Data(1, 2, {3, 3})).status, 0);
-    const std::string read{std::istreambuf_iterator<char>(follower), {}};
-    EXPECT_EQ(read, before);
+    const std::string path = folder + "/region-01.png";
+    EXPECT_EQ(MakePictures(Recording().Data(1, 2, {0, 3})).status, 0);
+    const std::string before = ReadWholeFile(path);
+    std::ifstream follower(path, std::ios::binary);
+    EXPECT_EQ(MakePictures(Recording().Data(1, 2, {3, 3})).status, 0);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(follower), {}), before);
     EXPECT_EQ(Files(), std::vector<std::string>{"region-01.png"});
     EXPECT_EQ(PixelsOf("region-01.png"), (Colours{white, white}));
 }
