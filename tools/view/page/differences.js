@@ -1,6 +1,6 @@
 // The difference of two moments, A and B.
 
-import {element, picture, show} from "./elements.js";
+import {element, id, picture, show} from "./elements.js";
 import {drawDifference} from "./pictures.js";
 import {formatName, inOrder, noRegion} from "./regions.js";
 
@@ -41,7 +41,7 @@ export class Differences {
     mark(name, time, regions, width) {
         this.#moments[name] = {time, regions: new Map(regions)};
         this.update(width);
-        this.#announce(`${name} marked. ${document.getElementById("difference").textContent}`);
+        this.#announce(`${name} marked. ${id("difference").textContent}`);
     }
 
     update(width) {
@@ -49,11 +49,11 @@ export class Differences {
         const parts = A && B ? this.#parts(A.regions, B.regions, width) : [];
         const marks = Object.entries(this.#moments)
             .map(([name, {time}]) => `${name} is ${time}. `).sort().join("");
-        show(document.getElementById("difference"), marks + (
+        show(id("difference"), marks + (
             !A || !B ? "Mark two moments."
             : parts.length === 0 ? "No difference."
             : `${parts.length} different ${parts.length === 1 ? "region" : "regions"}.`));
-        document.getElementById("differences").replaceChildren(...parts);
+        id("differences").replaceChildren(...parts);
     }
 
     #parts(a, b, width) {

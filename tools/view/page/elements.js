@@ -1,4 +1,6 @@
-// Short ways to make and change elements.
+// Short ways to find, make and change elements.
+
+export const id = (name) => document.getElementById(name);
 
 export function element(tag, properties = {}, ...children) {
     const made = document.createElement(tag);

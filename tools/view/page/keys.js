@@ -1,8 +1,6 @@
 // Keys for the whole page, and their help.
 
-import {element} from "./elements.js";
-
-const id = (name) => document.getElementById(name);
+import {element, id} from "./elements.js";
 
 const inPlace = [
     ["Arrow keys", "in a picture: another pixel; with Shift 10 pixels"],

@@ -2,7 +2,7 @@
 
 import {Card} from "./cards.js";
 import {Differences} from "./differences.js";
-import {oncePerFrame, show} from "./elements.js";
+import {id, oncePerFrame, show} from "./elements.js";
 import {useKeys} from "./keys.js";
 import {listen} from "./live.js";
 import {Rates, rateText} from "./rates.js";
@@ -13,8 +13,6 @@ import {TimeLine, timeText} from "./time_line.js";
 
 const ratesEveryMs = 500;
 const second = 1000000;
-
-const id = (name) => document.getElementById(name);
 
 function announce(text) {
     id("announcement").textContent = text;

@@ -1,10 +1,8 @@
 // The controls of a recording.
 
-import {show} from "./elements.js";
+import {id, show} from "./elements.js";
 
 const tenSeconds = 10000000;
-
-const id = (name) => document.getElementById(name);
 
 // 3723004000 -> 1:02:03.004
 export function timeText(us) {
