@@ -35,24 +35,19 @@ private:
 class LiveSite : public Site {
 public:
     LiveSite(const Options& options, LiveState& stateToShow)
-        : state(stateToShow),
-          about(AboutStart(options, options.live ? options.service : options.input) + "}\n")
+        : Site(options, options.live ? options.service : options.input, ""), state(stateToShow)
     {
     }
 
 private:
     HttpAnswer AnswerData(const HttpRequest& request) const override
     {
-        if (request.path == "/about") {
-            return {200, jsonType, std::string_view(about)};
-        }
         return request.path == "/events"
                    ? HttpAnswer{200, "text/event-stream", std::make_unique<Events>(state)}
                    : NotFound();
     }
 
     LiveState& state;
-    const std::string about;
 };
 
 }  // namespace

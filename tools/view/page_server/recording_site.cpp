@@ -53,32 +53,35 @@ private:
     std::uint64_t rest;  ///< of the place at `index`
 };
 
+/// What describes a recording alone.
+std::string AboutOf(const RecordingIndex& index)
+{
+    const std::vector<std::int64_t>& times = index.Times();
+    std::string about = ",\"messages\":" + std::to_string(times.size());
+    about += ",\"durationUs\":" + std::to_string(times.empty() ? 0 : times.back());
+    if (!index.Mistake().empty()) {
+        about += ",\"mistake\":";
+        recording::AppendQuoted(about, index.Mistake());
+    }
+    return about;
+}
+
 class RecordingSite : public Site {
 public:
-    RecordingSite(const Options& options, const RecordingIndex& indexToShow) : index(indexToShow)
+    RecordingSite(const Options& options, const RecordingIndex& indexToShow)
+        : Site(options, options.input.substr(options.input.rfind('/') + 1), AboutOf(indexToShow)),
+          index(indexToShow)
     {
-        const std::vector<std::int64_t>& all = index.Times();
-        for (const std::int64_t time : all) {
+        for (const std::int64_t time : index.Times()) {
             times += times.empty() ? '[' : ',';
             recording::AppendNumber(times, time);
         }
-        times += all.empty() ? "[]" : "]";
-        about = AboutStart(options, options.input.substr(options.input.rfind('/') + 1));
-        about += ",\"messages\":" + std::to_string(all.size());
-        about += ",\"durationUs\":" + std::to_string(all.empty() ? 0 : all.back());
-        if (!index.Mistake().empty()) {
-            about += ",\"mistake\":";
-            recording::AppendQuoted(about, index.Mistake());
-        }
-        about += "}\n";
+        times += times.empty() ? "[]" : "]";
     }
 
 private:
     HttpAnswer AnswerData(const HttpRequest& request) const override
     {
-        if (request.path == "/about") {
-            return {200, jsonType, std::string_view(about)};
-        }
         if (request.path == "/times") {
             return {200, jsonType, std::string_view(times)};
         }
@@ -124,7 +127,6 @@ private:
     }
 
     const RecordingIndex& index;
-    std::string about;
     std::string times;
 };
 

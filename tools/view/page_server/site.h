@@ -17,13 +17,15 @@ public:
 protected:
     static constexpr char jsonType[] = "application/json";
 
-    static HttpAnswer NotFound();
+    /// \param more  members of the object that describes what is shown, each after a comma
+    Site(const Options& options, const std::string& source, const std::string& more);
 
-    /// The object that describes what is shown, without its end.
-    static std::string AboutStart(const Options& options, const std::string& source);
+    static HttpAnswer NotFound();
 
 private:
     virtual HttpAnswer AnswerData(const HttpRequest& request) const = 0;
+
+    std::string about;
 };
 
 /// Both refer to what they show.
