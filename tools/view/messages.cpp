@@ -9,20 +9,14 @@ namespace view {
 
 using recording::Reader;
 
-Messages::Messages(const std::string& file, std::optional<std::int64_t> untilUsToUse)
-    : name(file), untilUs(untilUsToUse),
-      fd(name == "-" ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)),
+Messages::Messages(const std::string& path, std::optional<std::int64_t> untilUsToUse)
+    : name(path), untilUs(untilUsToUse),
+      file(name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
+                       : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)),
       reader(name, name == "-" ? Reader::Start::HeaderOptional : Reader::Start::WithHeader)
 {
-    if (fd < 0) {
+    if (!file) {
         mistake = name + ": " + std::strerror(errno);
-    }
-}
-
-Messages::~Messages()
-{
-    if (fd > STDERR_FILENO) {
-        close(fd);
     }
 }
 
@@ -71,7 +65,7 @@ bool Messages::Read()
 {
     std::size_t room = 0;
     char* const bytes = reader.Room(room);
-    const ssize_t count = read(fd, bytes, room);
+    const ssize_t count = read(file.Get(), bytes, room);
     if (count > 0) {
         reader.Received(static_cast<std::size_t>(count));
     } else if (count == 0) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/src/descriptor.h"
 #include "recording/reader.h"
 
 #include <cstdint>
@@ -11,12 +12,9 @@ namespace view {
 /// The lines of a recording up to a moment.
 class Messages {
 public:
-    /// \param file     `-` for standard input, which may begin without a header
+    /// \param path     `-` for standard input, which may begin without a header
     /// \param untilUs  since the first message; nothing for the end
-    Messages(const std::string& file, std::optional<std::int64_t> untilUs);
-    ~Messages();
-    Messages(const Messages&) = delete;
-    Messages& operator=(const Messages&) = delete;
+    Messages(const std::string& path, std::optional<std::int64_t> untilUs);
 
     /// The bytes are valid until the next call.
     /// \return null at the moment, the end, a mistake or a signal that is caught
@@ -39,7 +37,7 @@ public:
     std::int64_t SinceFirstUs(const recording::Moment& at) const { return at.monoUs - *firstUs; }
 
     /// Of the file.
-    int Descriptor() const { return fd; }
+    int Descriptor() const { return file.Get(); }
 
 private:
     /// Whether the line is not after the moment.
@@ -49,7 +47,7 @@ private:
 
     const std::string name;
     const std::optional<std::int64_t> untilUs;
-    int fd;
+    platform::Descriptor file;
     recording::Reader reader;
     recording::AnyLine line;
     std::optional<std::int64_t> firstUs;

@@ -9,11 +9,11 @@
 
 namespace view {
 
-RecordingIndex::RecordingIndex(const std::string& file)
+RecordingIndex::RecordingIndex(const std::string& path)
 {
-    Messages messages(file, std::nullopt);
+    Messages messages(path, std::nullopt);
     if (lseek(messages.Descriptor(), 0, SEEK_CUR) < 0 && errno == ESPIPE) {
-        mistake = file + ": is no file; use - for standard input";
+        mistake = path + ": is no file; use - for standard input";
         return;
     }
     while (const recording::Notification* const found = messages.Next()) {
@@ -22,14 +22,7 @@ RecordingIndex::RecordingIndex(const std::string& file)
         places.push_back({messages.Offset(), messages.EndOffset() - messages.Offset()});
     }
     mistake = messages.Mistake();
-    fd = fcntl(messages.Descriptor(), F_DUPFD_CLOEXEC, 0);
-}
-
-RecordingIndex::~RecordingIndex()
-{
-    if (fd >= 0) {
-        close(fd);
-    }
+    file = platform::Descriptor(fcntl(messages.Descriptor(), F_DUPFD_CLOEXEC, 0));
 }
 
 std::vector<RecordingIndex::Place> RecordingIndex::StateAfter(std::size_t count) const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/src/descriptor.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -20,10 +22,7 @@ public:
     };
 
     /// Reads a whole recording.
-    explicit RecordingIndex(const std::string& file);
-    ~RecordingIndex();
-    RecordingIndex(const RecordingIndex&) = delete;
-    RecordingIndex& operator=(const RecordingIndex&) = delete;
+    explicit RecordingIndex(const std::string& path);
 
     /// Of a recording that is not whole: the lines before it are there. Empty for none.
     const std::string& Mistake() const { return mistake; }
@@ -37,14 +36,14 @@ public:
     /// The last notification of each region and kind among the first \p count, in order.
     std::vector<Place> StateAfter(std::size_t count) const;
 
-    int Descriptor() const { return fd; }
+    int Descriptor() const { return file.Get(); }
 
 private:
     std::vector<Place> places;
     std::vector<std::int64_t> times;
     std::map<std::pair<unsigned int, int>, std::vector<std::size_t>> changes;  ///< numbers
     std::string mistake;
-    int fd = -1;
+    platform::Descriptor file;
 };
 
 }  // namespace view
