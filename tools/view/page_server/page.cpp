@@ -11,6 +11,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace view {
@@ -34,23 +35,6 @@ private:
     sigset_t before;
 };
 
-std::unique_ptr<HttpServer> StartServer(const Options& options, const Site& site)
-{
-    const SignalsBlocked blocked;
-    auto server = std::make_unique<HttpServer>(
-        options.port, [&site](const HttpRequest& request) { return site.Answer(request); });
-    std::string problem = server->Problem();
-    if (problem.empty()) {
-        std::cout << "http://127.0.0.1:" << server->Port() << "/" << std::endl;
-        problem = std::cout.good() ? "" : noOutput;
-    }
-    if (!problem.empty()) {
-        Say(problem);
-        return nullptr;
-    }
-    return server;
-}
-
 std::string Start(LiveService& service)
 {
     const SignalsBlocked blocked;
@@ -64,6 +48,27 @@ void WaitForEnd()
     }
 }
 
+/// Serves a page. \param follow  does the rest, until the page ends
+template <typename Follow>
+int Serve(const Options& options, const Site& site, Follow follow)
+{
+    std::optional<HttpServer> server;
+    {
+        const SignalsBlocked blocked;
+        server.emplace(options.port,
+                       [&site](const HttpRequest& request) { return site.Answer(request); });
+    }
+    if (!server->Problem().empty()) {
+        return Fail(words::exitFailed, server->Problem());
+    }
+    std::cout << "http://127.0.0.1:" << server->Port() << "/" << std::endl;
+    if (!std::cout.good()) {
+        return Fail(words::exitFailed, noOutput);
+    }
+    follow();
+    return words::exitDone;
+}
+
 int ShowRecording(const Options& options)
 {
     const RecordingIndex index(options.input);
@@ -73,35 +78,25 @@ int ShowRecording(const Options& options)
             return words::exitUnusable;
         }
     }
-    const std::unique_ptr<Site> site = SiteOfRecording(options, index);
-    const std::unique_ptr<HttpServer> server = StartServer(options, *site);
-    if (!server) {
-        return words::exitFailed;
-    }
-    WaitForEnd();
-    return words::exitDone;
+    return Serve(options, *SiteOfRecording(options, index), WaitForEnd);
 }
 
 int ShowInput(const Options& options)
 {
     LiveState state;
-    const std::unique_ptr<Site> site = SiteOfLive(options, state);
     state.SetConnected(true);
-    const std::unique_ptr<HttpServer> server = StartServer(options, *site);
-    if (!server) {
-        return words::exitFailed;
-    }
-    Messages messages(options.input, std::nullopt);
-    while (const recording::Notification* const found = messages.Next()) {
-        state.Publish(*found);
-    }
-    if (!messages.Mistake().empty()) {
-        Say(messages.Mistake());
-    }
-    state.SetConnected(false);
-    WaitForEnd();
-    state.Close();
-    return words::exitDone;
+    return Serve(options, *SiteOfLive(options, state), [&] {
+        Messages messages(options.input, std::nullopt);
+        while (const recording::Notification* const found = messages.Next()) {
+            state.Publish(*found);
+        }
+        if (!messages.Mistake().empty()) {
+            Say(messages.Mistake());
+        }
+        state.SetConnected(false);
+        WaitForEnd();
+        state.Close();
+    });
 }
 
 int ShowService(const Options& options)
@@ -115,14 +110,10 @@ int ShowService(const Options& options)
     if (!problem.empty()) {
         return Fail(words::exitNoService, problem);
     }
-    const std::unique_ptr<Site> site = SiteOfLive(options, state);
-    const std::unique_ptr<HttpServer> server = StartServer(options, *site);
-    if (!server) {
-        return words::exitFailed;
-    }
-    WaitForEnd();
-    state.Close();
-    return words::exitDone;
+    return Serve(options, *SiteOfLive(options, state), [&] {
+        WaitForEnd();
+        state.Close();
+    });
 }
 
 }  // namespace
