@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 using namespace view;
 
 namespace {
@@ -99,19 +97,6 @@ TEST(Options, AreRefused)
         EXPECT_EQ(parsed.output, "");
         EXPECT_EQ(parsed.errors, "SubtitleMgrView: " + row.mistake +
                                      "\nSubtitleMgrView --help shows the commands and options.\n");
-    }
-}
-
-TEST(Options, ShowHelpOf80Columns)
-{
-    const Parsed parsed = Parse({"--help"});
-    EXPECT_FALSE(parsed.goesOn);
-    EXPECT_EQ(parsed.status, 0);
-    EXPECT_EQ(parsed.errors, "");
-    EXPECT_EQ(parsed.output.find("Usage: SubtitleMgrView"), 0u);
-    std::istringstream lines(parsed.output);
-    for (std::string line; std::getline(lines, line);) {
-        EXPECT_LE(line.size(), 80u) << line;
     }
 }
 
