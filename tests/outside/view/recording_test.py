@@ -77,6 +77,7 @@ def test_has_and_saves_the_pictures_of_the_program(replay, recording, programs, 
     replay.press("s")
     for name in ("screen", "region-05", "region-11"):
         saved = replay.downloads / (name + ".png")
+        # pylint: disable-next=cell-var-from-loop
         replay.wait_for(lambda: saved.exists() and saved.stat().st_size > 0, True)
         assert replay.pixels_of_png(saved.read_bytes()) == pictures[name]
 

@@ -100,6 +100,7 @@ TEST(Picture, IsStacked)
 {
     const Picture one = PictureOf(RegionOf({1, 2}, palette), 2);
     const Picture two = PictureOf(RegionOf({3, 0, 9}, {235, 128, 128, 0}), 2);
+    EXPECT_EQ(Stack({one, two}).colours.size(), 4u);
     const DecodedPng png = Png(Stack({one, two}));
     EXPECT_EQ(png.height, 3u);
     EXPECT_EQ(png.pixels,
