@@ -89,35 +89,6 @@ private:
     RawClient control{SocketPath()};
 };
 
-class Client {
-public:
-    /// \param mayEnd  set when any client may have ended the service
-    explicit Client(bool& mayEnd) : serviceMayEnd(mayEnd)
-    {
-        Require(Ping(*peer), "the service does not accept a client");
-    }
-
-    void Burst(Choices& choices);
-    void Receive();
-
-    bool AllAnswered() const { return !peer || !obeys || replies == asked.size(); }
-
-private:
-    std::string ChooseFrame(Choices& choices);
-    void Send(const std::string& bytes);
-    void CheckReply(const FrameHeader& reply);
-    void CheckNotification(const FrameHeader& header) const;
-
-    bool& serviceMayEnd;
-    std::unique_ptr<RawClient> peer = std::make_unique<RawClient>(SocketPath());
-    std::string sent;
-    bool obeys = true;               ///< has sent nothing but requests
-    bool hasEnded = false;           ///< sends nothing more
-    std::vector<FrameHeader> asked;  ///< the requests, until it does not obey
-    std::size_t replies = 0;
-    std::set<unsigned int> subscribed;
-};
-
 unsigned int ChooseMessage(Choices& choices)
 {
     using namespace messages;
@@ -128,96 +99,118 @@ unsigned int ChooseMessage(Choices& choices)
     return choices.OnceIn(24) ? quit + choices.U32() % 512 : requests[choices.Below(12)];
 }
 
-std::string Client::ChooseFrame(Choices& choices)
-{
-    if (choices.OnceIn(64)) {
-        obeys = false;
-        return choices.Bytes(choices.Byte());
+class Client {
+public:
+    /// \param mayEnd  set when any client may have ended the service
+    explicit Client(bool& mayEnd) : serviceMayEnd(mayEnd)
+    {
+        Require(Ping(*peer), "the service does not accept a client");
     }
-    if (choices.OnceIn(128)) {
-        return quitFrame;
-    }
-    const unsigned int kind = choices.OnceIn(32) ? choices.Below(6) : 1;
-    const unsigned int messageId = ChooseMessage(choices);
-    const std::string payload = ChoosePayload(choices, messageId);
-    const unsigned int correlation = choices.Byte();
-    const std::size_t claimed = choices.OnceIn(16) ? ChooseClaim(choices, payload) : payload.size();
-    obeys = obeys && kind == 1 && claimed == payload.size();
-    if (obeys) {
-        asked.push_back({FrameKind::Request, messageId, correlation, 0});
-    }
-    if (messageId == messages::subscribe && payload.size() == 8) {
-        subscribed.insert(GetU32(reinterpret_cast<const unsigned char*>(payload.data())));
-    }
-    return AnyFrame(kind, messageId, correlation, payload, claimed);
-}
 
-void Client::Send(const std::string& bytes)
-{
-    sent += bytes;
-    serviceMayEnd = serviceMayEnd || sent.find(quitFrame.substr(0, 8)) != std::string::npos;
-    try {
-        peer->Send(bytes);
-    } catch (const std::runtime_error&) {
-        Require(!obeys || serviceMayEnd, "a connection is wrongly closed");
-    }
-}
-
-void Client::Burst(Choices& choices)
-{
-    if (!peer || hasEnded) {
-        return;
-    }
-    const unsigned int action = choices.Byte();
-    if (action >= 252) {
-        peer->EndSending();
-        hasEnded = true;
-    } else if (action >= 248) {
-        peer.reset();
-    } else {
-        std::string bytes;
-        for (unsigned int frames = 0; frames <= action % 4; ++frames) {
-            bytes += ChooseFrame(choices);
+    void Burst(Choices& choices)
+    {
+        if (!peer || hasEnded) {
+            return;
         }
-        Send(bytes);
-    }
-}
-
-void Client::Receive()
-{
-    while (peer && peer->HasInput() && !peer->HasEnded()) {
-        const RawFrame frame = peer->ReceiveFrame();
-        Require(IsSound(frame.header.messageId, frame.payload), "a malformed message");
-        if (frame.header.kind == FrameKind::Reply) {
-            CheckReply(frame.header);
+        const unsigned int action = choices.Byte();
+        if (action >= 252) {
+            peer->EndSending();
+            hasEnded = true;
+        } else if (action >= 248) {
+            peer.reset();
         } else {
-            CheckNotification(frame.header);
+            std::string bytes;
+            for (unsigned int frames = 0; frames <= action % 4; ++frames) {
+                bytes += ChooseFrame(choices);
+            }
+            Send(bytes);
         }
     }
-    Require(!peer || !peer->HasEnded() || !obeys || hasEnded || serviceMayEnd,
-            "a connection is wrongly closed");
-}
 
-void Client::CheckReply(const FrameHeader& reply)
-{
-    const std::size_t at = replies++;
-    Require(at < asked.size() || !obeys, "a reply to no request");
-    if (at < asked.size()) {
-        Require(reply.correlation == asked[at].correlation &&
-                    (reply.messageId == messages::ReplyTo(asked[at].messageId) ||
-                     reply.messageId == messages::notUnderstood),
-                "a reply to another request");
+    void Receive()
+    {
+        while (peer && peer->HasInput() && !peer->HasEnded()) {
+            const RawFrame frame = peer->ReceiveFrame();
+            Require(IsSound(frame.header.messageId, frame.payload), "a malformed message");
+            if (frame.header.kind == FrameKind::Reply) {
+                CheckReply(frame.header);
+            } else {
+                CheckNotification(frame.header);
+            }
+        }
+        Require(!peer || !peer->HasEnded() || !obeys || hasEnded || serviceMayEnd,
+                "a connection is wrongly closed");
     }
-}
 
-void Client::CheckNotification(const FrameHeader& header) const
-{
-    const auto covers = [&](unsigned int held) {
-        return subscriptions::Covers(held, header.correlation);
-    };
-    Require(!obeys || std::any_of(subscribed.begin(), subscribed.end(), covers),
-            "a notification has no subscription");
-}
+    bool AllAnswered() const { return !peer || !obeys || replies == asked.size(); }
+
+private:
+    std::string ChooseFrame(Choices& choices)
+    {
+        if (choices.OnceIn(64)) {
+            obeys = false;
+            return choices.Bytes(choices.Byte());
+        }
+        if (choices.OnceIn(128)) {
+            return quitFrame;
+        }
+        const unsigned int kind = choices.OnceIn(32) ? choices.Below(6) : 1;
+        const unsigned int messageId = ChooseMessage(choices);
+        const std::string payload = ChoosePayload(choices, messageId);
+        const unsigned int correlation = choices.Byte();
+        const std::size_t claimed =
+            choices.OnceIn(16) ? ChooseClaim(choices, payload) : payload.size();
+        obeys = obeys && kind == 1 && claimed == payload.size();
+        if (obeys) {
+            asked.push_back({FrameKind::Request, messageId, correlation, 0});
+        }
+        if (messageId == messages::subscribe && payload.size() == 8) {
+            subscribed.insert(GetU32(reinterpret_cast<const unsigned char*>(payload.data())));
+        }
+        return AnyFrame(kind, messageId, correlation, payload, claimed);
+    }
+
+    void Send(const std::string& bytes)
+    {
+        sent += bytes;
+        serviceMayEnd = serviceMayEnd || sent.find(quitFrame.substr(0, 8)) != std::string::npos;
+        try {
+            peer->Send(bytes);
+        } catch (const std::runtime_error&) {
+            Require(!obeys || serviceMayEnd, "a connection is wrongly closed");
+        }
+    }
+
+    void CheckReply(const FrameHeader& reply)
+    {
+        const std::size_t at = replies++;
+        Require(at < asked.size() || !obeys, "a reply to no request");
+        if (at < asked.size()) {
+            Require(reply.correlation == asked[at].correlation &&
+                        (reply.messageId == messages::ReplyTo(asked[at].messageId) ||
+                         reply.messageId == messages::notUnderstood),
+                    "a reply to another request");
+        }
+    }
+
+    void CheckNotification(const FrameHeader& header) const
+    {
+        const auto covers = [&](unsigned int held) {
+            return subscriptions::Covers(held, header.correlation);
+        };
+        Require(!obeys || std::any_of(subscribed.begin(), subscribed.end(), covers),
+                "a notification has no subscription");
+    }
+
+    bool& serviceMayEnd;
+    std::unique_ptr<RawClient> peer = std::make_unique<RawClient>(SocketPath());
+    std::string sent;
+    bool obeys = true;               ///< has sent nothing but requests
+    bool hasEnded = false;           ///< sends nothing more
+    std::vector<FrameHeader> asked;  ///< the requests, until it does not obey
+    std::size_t replies = 0;
+    std::set<unsigned int> subscribed;
+};
 
 void Converse(Choices& choices)
 {
