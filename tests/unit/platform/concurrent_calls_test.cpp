@@ -27,27 +27,6 @@ TEST_F(ConcurrentRequests, MakeOneConnection)
     EXPECT_FALSE(service->HasClient());
 }
 
-TEST_F(ConcurrentRequests, AreSentAgainAfterALostConnection)
-{
-    Connect();
-    auto large = Beside([this] { return Send(moreThanASocketHolds); });
-    EXPECT_EQ(peer->ReceiveHeader().messageId, messages::setRegionData);
-    std::vector<std::future<int>> waiting;
-    for (int i = 0; i < 8; ++i) {
-        waiting.push_back(PingBeside());  // waits until it may send
-    }
-    peer->Close();
-    AcceptClient();
-    for (int i = 0; i < 9; ++i) {
-        const RawFrame request = peer->ReceiveFrame();
-        peer->Reply(request, request.header.messageId == messages::ping ? "" : U32(0));
-    }
-    EXPECT_EQ(large.get(), 0);
-    for (auto& ping : waiting) {
-        EXPECT_EQ(ping.get(), 0);
-    }
-}
-
 /// Otherwise its bytes would be in the middle of the frame that is half sent.
 TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
 {

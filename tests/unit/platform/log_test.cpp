@@ -1,23 +1,28 @@
 #include <LogClient.h>
 #include <SysLogMsg.h>
 
-#include "platform/src/log_sink.h"
+#include "platform/src/descriptor.h"
 #include "tests/harness/TempDir.h"
+#include "tests/harness/local_socket.h"
 #include "tests/harness/utf8_reference.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -187,4 +192,99 @@ TEST_F(LogFile, TakesWholeLinesFromTwoThreads)
     EXPECT_EQ(lines, 1000);
 }
 
+/// The path that replaces /dev/log; null for /dev/log itself.
+const std::string* redirection = nullptr;
+
+using Entries = std::vector<std::string>;
+
+/// A system log that reads only when the test calls Received().
+class SystemLog : public LogFile {
+protected:
+    SystemLog()
+    {
+        EXPECT_TRUE(BindSocket(log.Get(), socketPath));
+        redirection = &socketPath;
+        unsetenv("SUBTITLE_LOG");
+    }
+    ~SystemLog() override { redirection = nullptr; }
+
+    /// The unread entries without the time and program name of syslog(3).
+    Entries Received() const
+    {
+        const std::regex start(R"(^(<\d+>)[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d )" +
+                               std::string(program_invocation_short_name) + R"(: TheProcess\[)" +
+                               std::to_string(getpid()) + R"(\] )");
+        Entries entries;
+        char text[16384];
+        for (ssize_t size; (size = recv(log.Get(), text, sizeof text, 0)) >= 0;) {
+            const std::string entry(text, static_cast<std::size_t>(size));
+            entries.push_back(std::regex_replace(entry, start, "$1"));
+        }
+        return entries;
+    }
+
+    const std::string socketPath = folder / "socket";
+    const std::string none = folder / "none";
+    const platform::Descriptor log{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+};
+
+TEST_F(SystemLog, GetsTheEntriesWhenNoFileIsNamed)
+{
+    Entry(2, "a file is missing");
+    setenv("SUBTITLE_LOG", "", 1);
+    Entry(8, "50 %s\n");
+    EXPECT_EQ(Received(), (Entries{"<11>level=2 a file is missing", "<13>level=8 50 %s\\x0a"}));
+}
+
+TEST_F(SystemLog, LeavesErrnoAsItWas)
+{
+    for (const std::string* place : {&socketPath, &none}) {
+        redirection = place;
+        errno = EDOM;
+        Entry(2, "text");
+        EXPECT_EQ(errno, EDOM);
+    }
+}
+
+TEST_F(SystemLog, NeverBlocksAndGetsTheNumberLost)
+{
+    constexpr std::size_t many = 2000;
+    for (std::size_t i = 0; i < many; ++i) {
+        Entry(2, "text");
+    }
+    const std::size_t taken = Received().size();
+    ASSERT_GT(taken, 0u);
+    ASSERT_LT(taken, many - 1);
+    Entry(2, "the next");
+    // The sink kept one of them.
+    EXPECT_EQ(Received(), (Entries{"<11>level=2 text",
+                                   "<11>level=2 " + std::to_string(many - taken - 1) +
+                                       " log entries were lost: it is not read",
+                                   "<11>level=2 the next"}));
+}
+
+TEST_F(SystemLog, GetsTheNumberOfEntriesLostWithoutIt)
+{
+    redirection = &none;
+    Entry(2, "lost");
+    Entry(2, "lost");
+    redirection = &socketPath;
+    Entry(2, "kept");
+    EXPECT_EQ(Received(), (Entries{"<11>level=2 2 log entries were lost: No such file or directory",
+                                   "<11>level=2 kept"}));
+}
+
 }  // namespace
+
+extern "C" int __real_connect(int fd, const sockaddr* address, socklen_t size);
+
+// The linker sends the product's calls here.
+extern "C" int __wrap_connect(int fd, const sockaddr* address, socklen_t size)
+{
+    const auto* named = reinterpret_cast<const sockaddr_un*>(address);
+    if (!redirection || std::strcmp(named->sun_path, "/dev/log") != 0) {
+        return __real_connect(fd, address, size);
+    }
+    const sockaddr_un other = AddressOf(*redirection);
+    return __real_connect(fd, reinterpret_cast<const sockaddr*>(&other), sizeof other);
+}

@@ -147,21 +147,17 @@ TEST_F(OpenDirectory, RefusesNamesThatLeaveIt)
     }
 }
 
-TEST_F(OpenDirectory, FollowsNoSymlinkInAName)
+TEST_F(OpenDirectory, ConnectsToNothingButSockets)
 {
+    WriteWholeFile(path + "/file", "x");
+    EXPECT_EQ(Connect("file"), ENOTSOCK);
+    Make("linx/folder");
+    EXPECT_EQ(Connect("folder"), ENOTSOCK);
     const RawService outside(folder / "outside");
     Link("outside", "linx/SubtitleMgr");
     Link(".", "linx/node1");
-    EXPECT_EQ(Connect(), ENOTSOCK);
-    EXPECT_EQ(Connect("node1/outside"), ENOTDIR);
-}
-
-TEST_F(OpenDirectory, ConnectsToNothingButSockets)
-{
-    WriteWholeFile(path + "/SubtitleMgr", "x");
-    EXPECT_EQ(Connect(), ENOTSOCK);
-    Make("linx/folder");
-    EXPECT_EQ(Connect("folder"), ENOTSOCK);
+    EXPECT_EQ(Connect(), ENOTSOCK) << "it followed a link";
+    EXPECT_EQ(Connect("node1/outside"), ENOTDIR) << "it followed a link";
 }
 
 /// `/proc/self/fd/`, the number of the folder's descriptor, `/` and the name have 107 bytes.

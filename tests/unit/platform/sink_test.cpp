@@ -21,18 +21,13 @@ struct Ends {
     Descriptor writer;
 };
 
-Ends Pipe()
+/// A socket pair of \p type; a pipe if it is 0. Both ends are in blocking mode, like those of other
+/// programs.
+Ends Connected(int type)
 {
     int ends[2];
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
-
-/// Both descriptors are in blocking mode, like those of other programs.
-Ends SocketPair(int type)
-{
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends), 0);
+    EXPECT_EQ(
+        type == 0 ? pipe2(ends, O_CLOEXEC) : socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends), 0);
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -122,8 +117,8 @@ protected:
 
 TEST_F(Sink, KeepsOneLineForAFullPipeOrSocketAndCountsTheOthers)
 {
-    ExpectOneKeptAndTheOthersCounted(Pipe());
-    ExpectOneKeptAndTheOthersCounted(SocketPair(SOCK_DGRAM));
+    ExpectOneKeptAndTheOthersCounted(Connected(0));
+    ExpectOneKeptAndTheOthersCounted(Connected(SOCK_DGRAM));
 }
 
 TEST_F(Sink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
@@ -131,7 +126,7 @@ TEST_F(Sink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
-    const Ends ends = Pipe();
+    const Ends ends = Connected(0);
     constexpr uid_t other = 65534;
     ASSERT_EQ(seteuid(other), 0);
     const std::string path = "/proc/self/fd/" + std::to_string(ends.writer.Get());
@@ -142,14 +137,14 @@ TEST_F(Sink, KeepsOneLineForAnotherUsersPipeAndCountsTheOthers)
 
 TEST_F(Sink, FinishesTheRestOfALineBeforeTheNext)
 {
-    ExpectTheRestOfALineBeforeTheNext(Pipe());
-    ExpectTheRestOfALineBeforeTheNext(SocketPair(SOCK_STREAM));
+    ExpectTheRestOfALineBeforeTheNext(Connected(0));
+    ExpectTheRestOfALineBeforeTheNext(Connected(SOCK_STREAM));
 }
 
 TEST_F(Sink, CountsLinesForAReaderThatHasGone)
 {
     for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
-        Ends ends = SocketPair(type);
+        Ends ends = Connected(type);
         ends.reader = Descriptor();
         platform::Sink silent(nullptr, ends.writer.Get());
         silent.Write([] { return line; });  // SIGPIPE has its default action
@@ -159,22 +154,20 @@ TEST_F(Sink, CountsLinesForAReaderThatHasGone)
 
 TEST_F(Sink, CountsLinesForAClosedDescriptor)
 {
-    const Ends ends = Pipe();
-    const int closed = Pipe().writer.Get();
-    for (int round = 0; round < 2; ++round) {
-        sink.Use(closed);
-        Write(line);
-        Write(line);
-        EXPECT_EQ(sink.Lost(), 2u);
-        EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
-        sink.Use(ends.writer.Get());
-        EXPECT_TRUE(sink.Flush());
-    }
+    const Ends ends = Connected(0);
+    const int closed = Connected(0).writer.Get();
+    sink.Use(closed);
+    Write(line);
+    Write(line);
+    EXPECT_EQ(sink.Lost(), 2u);
+    EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
+    sink.Use(ends.writer.Get());
+    EXPECT_TRUE(sink.Flush());
 }
 
 TEST_F(Sink, CountsALineLostToAFailedAllocation)
 {
-    const Ends ends = Pipe();
+    const Ends ends = Connected(0);
     sink.Use(ends.writer.Get());
     EXPECT_NO_THROW(sink.Write([]() -> std::string { throw std::bad_alloc(); }));
     Write("next\n");
@@ -183,8 +176,8 @@ TEST_F(Sink, CountsALineLostToAFailedAllocation)
 
 TEST_F(Sink, WritesToTheNewFileOfItsDescriptor)
 {
-    const Ends first = Pipe();
-    const Ends second = Pipe();
+    const Ends first = Connected(0);
+    const Ends second = Connected(0);
     sink.Use(first.writer.Get());
     Write("one\n");
     ASSERT_EQ(dup2(second.writer.Get(), first.writer.Get()), first.writer.Get());
