@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -77,11 +78,6 @@ protected:
         return SubtitleClient(*ipc, limitMs).Subscribe(hd, item, unused, callback, userData);
     }
     int Subscribe() { return Subscribe(NoteRegion, &regions); }
-
-    int Unsubscribe(unsigned int number)
-    {
-        return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(number);
-    }
 
     int Receive(int waitMs = eventDeadlineMs, unsigned int id = 0)
     {
@@ -169,6 +165,27 @@ protected:
     void AcceptClient() { peer = service->Accept(); }
 
     // Actions of both sides
+
+    /// Pings on another thread, answered by the service, during \p action.
+    template <typename Action>
+    void PingDuring(Action action)
+    {
+        auto served = AnswerAll();
+        std::atomic<bool> isOver{false};
+        auto failures = Beside([&] {
+            int failed = 0;
+            while (!isOver) {
+                failed += Ping() != 0;
+            }
+            return failed;
+        });
+        action();
+        isOver = true;
+        EXPECT_EQ(failures.get(), 0);
+        EXPECT_EQ(Ping(), 0);
+        ipc.reset();
+        served.get();
+    }
 
     void ExpectPing(bool isFirst = false)
     {

@@ -92,17 +92,6 @@ TEST_F(Notifications, AreAllReceivedBeyondTheQueueLimit)
     served.get();
 }
 
-/// This also holds for a connection that has ended.
-TEST_F(Notifications, KeepTheNewestWhenNoCallReceives)
-{
-    ConnectAndSubscribe();
-    peer->Send(Bitmaps(300));
-    peer->Close();
-    EXPECT_EQ(Notify(), 0);  // finds the lost connection and makes a new one
-    ExpectBitmaps(300 - 256, 300);
-    EXPECT_EQ(Receive(0), ETIMEDOUT);
-}
-
 TEST_F(Notifications, AreFoundByNumberAfterManyOthers)
 {
     ConnectAndSubscribe();
@@ -137,24 +126,20 @@ using BadFrame = ServedEndpoint;
 
 TEST_F(BadFrame, ClosesTheConnectionWithAnEntry)
 {
-    const struct {
-        std::string bytes;
-        std::string reason;
-    } rows[] = {
+    const std::string clients = "a frame that only a client may send";
+    const std::pair<std::string, std::string> rows[] = {
         {"HTTP/1.1 200 OK\r\n", "not a frame"},
-        {FrameBytes(FrameKind::Request, messages::ping, 1, ""),
-         "a frame that only a client may send"},
-        {FrameBytes(FrameKind::OneWay, messages::quit, 0, ""),
-         "a frame that only a client may send"},
+        {FrameBytes(FrameKind::Request, messages::ping, 1, ""), clients},
+        {FrameBytes(FrameKind::OneWay, messages::quit, 0, ""), clients},
     };
-    for (const auto& row : rows) {
+    for (const auto& [bytes, reason] : rows) {
         Connect();
         auto ping = PingBeside();
         peer->ExpectRequest(messages::ping);
-        peer->Send(row.bytes);
+        peer->Send(bytes);
         peer->ExpectClosed();
         EXPECT_EQ(ping.get(), ECONNRESET);
-        ExpectLogged("level=2 connection to SubtitleMgr closed: received " + row.reason + "\n");
+        ExpectLogged("level=2 connection to SubtitleMgr closed: received " + reason + "\n");
     }
 }
 

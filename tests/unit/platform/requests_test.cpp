@@ -59,7 +59,7 @@ TEST_F(Request, HasTheNumberAndBytesOfItsOperation)
         expect(0x3C0A, Bytes({0x01, 0x02, 0x03, 0x04}));
         expect(0x3C0C, "");
         expect(0x3C0E, Bytes({0, 0, 0, 5, 1}));
-        Answer(0x3C0E, U32(1));
+        Answer(0x3C0E, U32(1));  // refuses it
     });
     SubtitleClient client(*ipc, eventDeadlineMs);
     RegionVisItem shown;

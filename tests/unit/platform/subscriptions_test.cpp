@@ -40,7 +40,8 @@ TEST_F(Subscription, DeliversNothingAfterAnUnsubscribeRequest)
     ConnectAndSubscribe();
     peer->Send(Bitmap(1));
     ExpectPing();  // afterwards one notification is queued
-    auto unsubscribed = Beside([this] { return Unsubscribe(1); });
+    auto unsubscribed =
+        Beside([this] { return SubtitleClient(*ipc, eventDeadlineMs).Unsubscribe(1); });
     const RawFrame request = peer->ExpectRequest(messages::unsubscribe);
     EXPECT_EQ(request.payload, U32(1));
     peer->Send(Bitmap(2));
