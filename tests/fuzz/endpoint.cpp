@@ -90,15 +90,10 @@ private:
     /// Makes a new connection, in any state of the old one.
     void Connect()
     {
-        IpcMessage ping;
-        Require(ping.Allocate(messages::ping, 0, nullptr) == 0, "no message");
         do {
-            Require(equipment.ipc.Notify(serviceName, ping, false) == 0, "cannot connect");
+            Require(Ping() != 0, "an answer although none was sent");
             Listen();
-        } while (!peer);  // the old connection was still open
-        Require(Ping() == ETIMEDOUT, "an answer although none was sent");
-        Listen();
-        Require(peer && lastCorrelation != 0, "no request arrived");
+        } while (!peer);
     }
 
     void Send(const std::string& bytes)

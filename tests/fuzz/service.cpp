@@ -42,14 +42,19 @@ std::string SocketPath() { return Scratch() / "service"; }
 /// A service on a thread of its own, with one connection that only waits for it.
 class RunningService {
 public:
-    RunningService() : thread([&listener = TheListener()] { Serve(listener); })
+    RunningService()
     {
-        Require(Ping(control), "the service does not answer");
+        setenv("LINX_DIR", Scratch().Path().c_str(), 1);
+        std::string problem;
+        Require(listener.Open("service", problem), "the socket cannot be made");
+        thread = std::thread([this] { Serve(); });
+        control = std::make_unique<RawClient>(SocketPath());
+        Require(Ping(*control), "the service does not answer");
     }
     ~RunningService()
     {
         try {
-            control.Send(quitFrame);
+            control->Send(quitFrame);
         } catch (const std::runtime_error&) {  // it has ended
         }
         thread.join();
@@ -59,23 +64,10 @@ public:
 
     /// Waits until the service has handled everything that was sent before. Needs two pings,
     /// because events of one turn have any order. \return false if the service has ended
-    bool Settle() { return Ping(control) && Ping(control); }
+    bool Settle() { return Ping(*control) && Ping(*control); }
 
 private:
-    /// All services use the same socket.
-    static Listener& TheListener()
-    {
-        static Listener listener;
-        static const bool isOpen = [] {
-            setenv("LINX_DIR", Scratch().Path().c_str(), 1);
-            std::string problem;
-            return listener.Open("service", problem);
-        }();
-        Require(isOpen, "the socket cannot be made");
-        return listener;
-    }
-
-    static void Serve(Listener& listener)
+    void Serve()
     {
         const Options options;
         Logs logs{"SubtitleMgr"};
@@ -85,8 +77,9 @@ private:
         server.Run();
     }
 
+    Listener listener;
     std::thread thread;
-    RawClient control{SocketPath()};
+    std::unique_ptr<RawClient> control;
 };
 
 unsigned int ChooseMessage(Choices& choices)

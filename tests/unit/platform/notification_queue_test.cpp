@@ -30,19 +30,6 @@ protected:
     platform::NotificationQueue queue;
 };
 
-TEST_F(NotificationQueue, TakesOutOneMessageNumberAmongOthers)
-{
-    Push(1, 10);
-    Push(2, 11);
-    Push(1, 12);
-    Push(2, 13);
-    ReceivedFrame frame{};
-    ASSERT_TRUE(queue.Pop(2, frame));
-    EXPECT_EQ(frame.header.correlation, 11u);
-    EXPECT_FALSE(queue.Pop(3, frame));
-    EXPECT_EQ(Drain(), (Numbers{10, 12, 13}));
-}
-
 TEST_F(NotificationQueue, DropsAndCountsTheOldestBeyond256)
 {
     for (unsigned int number = 0; number < 259; ++number) {
@@ -67,15 +54,6 @@ TEST_F(NotificationQueue, DropsTheOldestBeyondOneMebibyte)
     Push(1, 4, 16 * 1024 * 1024);
     EXPECT_EQ(queue.TakeDropped(), 2u);
     EXPECT_EQ(Drain(), Numbers{4}) << "it keeps the newest of any size";
-}
-
-TEST_F(NotificationQueue, RemovesMatchingNotifications)
-{
-    for (const unsigned int number : {2u, 6u, 3u, 10u, 2u}) {
-        Push(1, number);
-    }
-    queue.Remove([](const FrameHeader& header) { return header.correlation < 4; });
-    EXPECT_EQ(Drain(), (Numbers{6, 10}));
 }
 
 TEST_F(NotificationQueue, CountsFromZeroAfterAClear)

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <new>
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -163,15 +162,6 @@ TEST_F(Sink, CountsLinesForAClosedDescriptor)
     EXPECT_STREQ(sink.Reason(), "Bad file descriptor");
     sink.Use(ends.writer.Get());
     EXPECT_TRUE(sink.Flush());
-}
-
-TEST_F(Sink, CountsALineLostToAFailedAllocation)
-{
-    const Ends ends = Connected(0);
-    sink.Use(ends.writer.Get());
-    EXPECT_NO_THROW(sink.Write([]() -> std::string { throw std::bad_alloc(); }));
-    Write("next\n");
-    EXPECT_EQ(Read(ends.reader), "lost 1: Cannot allocate memory\nnext\n");
 }
 
 TEST_F(Sink, WritesToTheNewFileOfItsDescriptor)
