@@ -8,15 +8,6 @@ using platform::Deadline;
 
 namespace {
 
-const Deadline never(-1);
-
-TEST(Deadline, NeverPassesWithoutLimit)
-{
-    EXPECT_FALSE(never.IsLimited());
-    EXPECT_FALSE(never.HasPassed());
-    EXPECT_EQ(never.RemainingMs(), -1);
-}
-
 TEST(Deadline, HasTimeLeftUntilItPasses)
 {
     EXPECT_TRUE(Deadline(0).HasPassed());
@@ -43,6 +34,7 @@ TEST(Deadline, RoundsTheRemainingTimeUp)
 
 TEST(Deadline, GivesTheSoonerOfTwo)
 {
+    const Deadline never(-1);
     const Deadline hour(3600000);
     const Deadline second(1000);
     EXPECT_EQ(hour.Sooner(second).At(), second.At());
@@ -51,6 +43,8 @@ TEST(Deadline, GivesTheSoonerOfTwo)
     EXPECT_EQ(second.Sooner(never).At(), second.At());
     EXPECT_TRUE(never.Sooner(second).IsLimited());
     EXPECT_FALSE(never.Sooner(never).IsLimited());
+    EXPECT_FALSE(never.HasPassed());
+    EXPECT_EQ(never.RemainingMs(), -1);
 }
 
 }  // namespace

@@ -13,15 +13,11 @@ using Header = std::array<unsigned char, frameHeaderSize>;
 constexpr Header ping = {'S',  'T',  1,    1,    0x00, 0x00, 0x3B, 0x01,
                          0xA1, 0xB2, 0xC3, 0xD4, 0x00, 0x01, 0x02, 0x03};
 
-TEST(FrameHeader, IsEncodedByteForByte)
+TEST(FrameHeader, IsEncodedAndReadByteForByte)
 {
     Header bytes{};
     EncodeFrameHeader({FrameKind::Request, 0x3B01, 0xA1B2C3D4, 0x010203}, bytes.data());
     EXPECT_EQ(bytes, ping);
-}
-
-TEST(FrameHeader, IsReadBack)
-{
     FrameHeader header{};
     ASSERT_EQ(DecodeFrameHeader(ping.data(), header), nullptr);
     EXPECT_EQ(header.kind, FrameKind::Request);
