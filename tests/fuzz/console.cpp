@@ -66,37 +66,25 @@ void MakeFiles()
     WriteWholeFile("empty", "");
 }
 
-/// During its lifetime a stream uses another buffer.
-class RedirectedStream {
-public:
-    RedirectedStream(std::ios& redirected, std::streambuf& buffer)
-        : stream(redirected), original(stream.rdbuf(&buffer))
-    {
-    }
-    ~RedirectedStream() { stream.rdbuf(original); }
-    RedirectedStream(const RedirectedStream&) = delete;
-    RedirectedStream& operator=(const RedirectedStream&) = delete;
-
-private:
-    std::ios& stream;
-    std::streambuf* const original;
-};
-
 /// Runs the real console. \return whether a key left it
 bool RunConsole(const std::string& keys, CappedOutput& output, std::stringbuf& errors)
 {
     std::stringbuf typed(keys);
-    const RedirectedStream input(std::cin, typed);
-    const RedirectedStream shown(std::cout, output);
-    const RedirectedStream complained(std::cerr, errors);
+    std::streambuf* const in = std::cin.rdbuf(&typed);
+    std::streambuf* const out = std::cout.rdbuf(&output);
+    std::streambuf* const err = std::cerr.rdbuf(&errors);
     subscribed = false;
     SubtitleMgrCli client;
+    bool isLeft = true;
     try {
         Require(client.ExecuteTestMode() == 3, "the console returned a wrong result");
-        return true;
     } catch (const CappedOutput::Full&) {
-        return false;
+        isLeft = false;
     }
+    std::cin.rdbuf(in);
+    std::cout.rdbuf(out);
+    std::cerr.rdbuf(err);
+    return isLeft;
 }
 
 }  // namespace
