@@ -26,6 +26,10 @@ extern char** environ;
 
 namespace {
 
+/// A program that prints more on one stream is killed: a console at the end of its input prints for
+/// ever.
+constexpr std::size_t outputLimit = 64u * 1024u * 1024u;
+
 [[noreturn]] void ThrowErrno(const std::string& what)
 {
     throw std::runtime_error(what + ": " + std::strerror(errno));
@@ -145,8 +149,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments)
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Options& options)
-    : programName(arguments.front()), outputLimit(options.outputLimit),
-      onTerminal(options.onTerminal), wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    : programName(arguments.front()), onTerminal(options.onTerminal),
+      wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     StartProgram(arguments, options);
     pump = std::thread([this] { Pump(); });

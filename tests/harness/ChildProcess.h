@@ -28,9 +28,6 @@ public:
         /// All three streams are one pseudo-terminal. All text counts as output, with "\r\n" for
         /// each newline, and the terminal echoes typed text into it.
         bool onTerminal = false;
-        /// A program that prints more than this on one stream is killed: a console at the end of
-        /// its input prints for ever.
-        std::size_t outputLimit = 64u * 1024u * 1024u;
         /// A signal that the program starts with ignored, or 0. All others have their defaults.
         int ignoredSignal = 0;
         /// Descriptors of the test that become these streams; -1 for a pipe that the pump reads.
@@ -99,7 +96,6 @@ private:
     [[noreturn]] void Fail(const std::string& what) const;
 
     std::string programName;
-    std::size_t outputLimit;
     bool onTerminal;
     pid_t pid = -1;
     Descriptor pidFd;

@@ -14,9 +14,6 @@ import textwrap
 import time
 import xml.etree.ElementTree
 
-sys.dont_write_bytecode = True
-import not_run
-
 COLUMNS = 100
 SLOWEST = 5
 # If standard output is not a terminal: one line for each such part of the tests.
@@ -35,113 +32,104 @@ HIDDEN = re.compile(
 )
 
 
-def fold(line, width=COLUMNS):
-    return [line[at : at + width] for at in range(0, len(line), width)] or [""]
-
-
 def shorten(name, width):
     return name if len(name) <= width else "..." + name[3 - width :]
 
 
-class Screen:
-    """Standard output with a progress line, which other lines replace on a terminal."""
+class Lane:
+    """Reads what CTest writes, line by line. A terminal shows the progress on one line."""
 
-    def __init__(self):
-        self.is_terminal = sys.stdout.isatty()
-        self.width = min(shutil.get_terminal_size().columns - 1, COLUMNS)
+    def __init__(self, verbose):
+        self.verbose = verbose
         self.has_progress = False
         self.next_part = 1
         self.begin = time.monotonic()
+        self.running = {}
+        self.failed = []
+        self.in_failure = False
+        self.summary = None
 
     def print(self, text=""):
         if self.has_progress:
             sys.stdout.write("\r\x1b[K")
             self.has_progress = False
         for line in text.split("\n"):
-            print("\n".join(fold(line)))
+            for at in range(0, len(line) or 1, COLUMNS):
+                print(line[at : at + COLUMNS])
         sys.stdout.flush()
 
-    def progress(self, done, count, failed, running):
-        text = f"{done}/{count} tests, {failed} failed, {time.monotonic() - self.begin:.0f} s"
-        if self.is_terminal:
-            text = shorten(f"{text}: {running}", self.width)
-            sys.stdout.write(f"\r\x1b[K{text}")
+    def print_progress(self, done, count):
+        seconds = time.monotonic() - self.begin
+        text = f"{done}/{count} tests, {len(self.failed)} failed, {seconds:.0f} s"
+        if sys.stdout.isatty():
+            running = next(iter(self.running.values()), "")
+            width = min(shutil.get_terminal_size().columns - 1, COLUMNS)
+            sys.stdout.write("\r\x1b[K" + shorten(f"{text}: {running}", width))
             sys.stdout.flush()
             self.has_progress = True
         elif done * PARTS >= count * self.next_part:
             self.next_part = done * PARTS // count + 1
             self.print(text)
 
-
-class Lane:
-    """Reads what CTest writes, line by line."""
-
-    def __init__(self, screen, verbose):
-        self.screen = screen
-        self.verbose = verbose
-        self.running = {}
-        self.failed = []
-        self.in_failure = False
-        self.summary = None
-
     def read(self, line):
         started, ended = STARTED.match(line), ENDED.match(line)
         if SUMMARY.match(line):
             self.summary, self.in_failure = line, False
         elif self.verbose:
-            self.screen.print(line)
+            self.print(line)
         elif started:
             self.running[started[1]] = started[2]
             self.in_failure = False
         elif ended:
             self.end(*ended.groups())
         elif self.in_failure or not HIDDEN.match(line):
-            self.screen.print(line)
+            self.print(line)
 
     def end(self, done, count, number, name, status, seconds):
         self.running.pop(number, None)
         self.in_failure = status != "   Passed" and "***Skipped" not in status
         if self.in_failure:
             self.failed.append(name)
-        running = next(iter(self.running.values()), "")
-        self.screen.progress(int(done), int(count), len(self.failed), running)
+        self.print_progress(int(done), int(count))
         if self.in_failure:
-            self.screen.print(f"FAILED: {name} ({status.strip(' *')}, {seconds} s)")
+            self.print(f"FAILED: {name} ({status.strip(' *')}, {seconds} s)")
+
+    def print_results(self, build, again):
+        path = os.path.join(build, RESULTS)
+        results = xml.etree.ElementTree.parse(path)
+        tests = [
+            (float(test.get("time") or 0), test.get("name")) for test in results.iter("testcase")
+        ]
+        self.print("\nSlowest:")
+        for seconds, name in sorted(tests, reverse=True)[:SLOWEST]:
+            self.print(f"{seconds:8.2f} s  {shorten(name, COLUMNS - 12)}")
+        lines = not_run(build, results)
+        if lines:
+            self.print("\nNot run here:")
+        for line in lines:
+            self.print(textwrap.fill(line, COLUMNS, subsequent_indent="    "))
+        self.print(f"\nResults (JUnit): {path}\nOne test again:  {again} NAME")
+        for name in self.failed:
+            pattern = shlex.quote("^" + re.escape(name) + "$")
+            # A long command goes on two lines.
+            separator = " " if len(again) + 1 + len(pattern) <= COLUMNS else " \\\n    "
+            self.print(again + separator + pattern)
 
 
-def print_slowest(screen, results):
-    tests = [(float(test.get("time") or 0), test.get("name")) for test in results.iter("testcase")]
-    screen.print("\nSlowest:")
-    for seconds, name in sorted(tests, reverse=True)[:SLOWEST]:
-        screen.print(f"{seconds:8.2f} s  {shorten(name, COLUMNS - 12)}")
-
-
-def print_not_run(screen, build, results):
-    lines = not_run.lines(build, results)
-    if lines:
-        screen.print("\nNot run here:")
-    for line in lines:
-        screen.print(textwrap.fill(line, COLUMNS, subsequent_indent="    "))
-
-
-def print_commands(screen, path, again, failed):
-    screen.print(f"\nResults (JUnit): {path}")
-    screen.print(f"One test again:  {again} NAME")
-    for name in failed:
-        pattern = shlex.quote("^" + re.escape(name) + "$")
-        # A long command goes on two lines.
-        separator = " " if len(again) + 1 + len(pattern) <= COLUMNS else " \\\n    "
-        screen.print(again + separator + pattern)
-
-
-def run(command, lane):
-    """Runs CTest to its end. Returns its status."""
-    with subprocess.Popen(
-        command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace"
-    ) as ctest:
-        for line in ctest.stdout:
-            lane.read(line.rstrip("\n"))
-    return ctest.returncode
+def not_run(build, results):
+    """The tests that this build leaves out, and skipped tests and parts, with the reasons."""
+    with open(os.path.join(build, "tests_left_out"), encoding="utf-8") as file:
+        lines = file.read().splitlines()
+    for test in results.iter("testcase"):
+        name = test.get("name")
+        output = test.findtext("system-out") or ""
+        if test.get("status") not in ("run", "fail"):
+            reason = re.search(r"^\S+:\d+: Skipped\n(.*)$", output, re.MULTILINE)
+            lines.append(f"{name}: {reason[1] if reason else 'unknown reason'}")
+        # A skipped part of a test that is a Python script.
+        parts = re.findall(r"^test_(\w+) \(.* skipped ['\"](.*)['\"]$", output, re.MULTILINE)
+        lines += [f"{name}, {part}: {reason}" for part, reason in parts]
+    return sorted(lines)
 
 
 def main(words):
@@ -150,17 +138,21 @@ def main(words):
     path = os.path.join(build, RESULTS)
     if os.path.exists(path):
         os.remove(path)
-    screen = Screen()
-    lane = Lane(screen, verbose)
-    status = run([*ctest, "--output-junit", RESULTS], lane)
+    lane = Lane(verbose)
+    with subprocess.Popen(
+        [*ctest, "--output-junit", RESULTS],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        errors="replace",
+    ) as process:
+        for line in process.stdout:
+            lane.read(line.rstrip("\n"))
     if os.path.exists(path):
-        results = xml.etree.ElementTree.parse(path)
-        print_slowest(screen, results)
-        print_not_run(screen, build, results)
-        print_commands(screen, path, again, lane.failed)
+        lane.print_results(build, again)
     if lane.summary:
-        screen.print("\n" + lane.summary)
-    return status
+        lane.print("\n" + lane.summary)
+    return process.returncode
 
 
 if __name__ == "__main__":

@@ -9,7 +9,6 @@ import pathlib
 import re
 import subprocess
 import sys
-import tempfile
 
 CHECK = sys.argv[1]
 SOURCE_DIR, BIN_DIR = (pathlib.Path(path).resolve() for path in sys.argv[2:])
@@ -18,7 +17,8 @@ CONSOLES = {
     "Dynamic test": "client/generators/dynamic_test.cpp",
     "Sensor test": "client/generators/sensor_test.cpp",
 }
-TOOLS = ("SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
+TOOLS = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
+PROGRAMS = ("SubtitleMgrCli", *TOOLS)
 problems = []
 
 
@@ -36,26 +36,19 @@ def run(*command, **options):
     )
 
 
-def client_options():
-    return set(run(BIN_DIR / "list_client_options").stdout.split())
-
-
 def help_of(program):
     return run(BIN_DIR / program, "--help").stdout
 
 
-def tool_options(program):
-    return find_all(r"(?<![\w-])--?[a-z][\w-]*", help_of(program))
+def options_of(program):
+    if program == "SubtitleMgrCli":
+        return set(run(BIN_DIR / "list_client_options").stdout.split())
+    return find_all(r"(?<![\w-])--?[a-z][\w-]*", help_of(program).split("\nOptions:\n", 1)[-1])
 
 
 def tap_words(option):
     refusal = run(BIN_DIR / "SubtitleMgrTap", option, "?").stderr
     return set(re.search("is none of (.*)\n", refusal).group(1).split(", "))
-
-
-def service_options():
-    entries = find_all(r"^ +(-\S+)", help_of("SubtitleMgrSim").split("\nOptions:\n", 1)[1])
-    return {name for entry in entries for name in entry.split(",")}
 
 
 def faults():
@@ -88,15 +81,12 @@ def described_options(page):
 
 
 def check_options():
-    expect_same("options of the client", client_options(), described_options("SubtitleMgrCli.1"))
-    expect_same("options of the service", service_options(), described_options("SubtitleMgrSim.1"))
-    for program in TOOLS:
-        expect_same(program, tool_options(program), described_options(program + ".1"))
+    for program in PROGRAMS:
+        expect_same(program, options_of(program), described_options(program + ".1"))
     page = read("docs/man/SubtitleMgrSim.1")
     expect_same("faults", faults(), find_all(r"^\.It Cm (\S+)$", page))
-    expect_same(
-        "faults in the help", faults(), faults() & find_all(r"[\w-]+", help_of("SubtitleMgrSim"))
-    )
+    in_help = find_all(r"[\w-]+", help_of("SubtitleMgrSim"))
+    expect_same("faults in the help", faults(), faults() & in_help)
 
 
 def directives(*places):
@@ -208,8 +198,7 @@ def check_messages():
         r"|Sent sensor|CLI: Process|[a-z-]+ [A-Z]{2}|\[-\w\]|Subscribing for|Sending Refresh"
         r"|Generating test|rows by"
     )
-    programs = ("SubtitleMgrSim", "SubtitleMgrTap", "SubtitleMgrCtl", "SubtitleMgrView")
-    shown = [help_of(program) for program in programs]
+    shown = [help_of(program) for program in TOOLS]
     shown.append(run(BIN_DIR / "SubtitleMgrCtl", "cheat").stdout)
     help_text = " ".join(" ".join(shown).split())
     for page, paths in sources.items():
@@ -254,7 +243,14 @@ def check_conventions():
     """The programs around a service have the same habits, and their pages describe them."""
     if "always 0" not in section("SubtitleMgrCli.1", "EXIT STATUS"):
         problems.append("SubtitleMgrCli: its page does not say that its status is always 0")
-    for program in ("SubtitleMgrSim", *TOOLS):
+    for path in (SOURCE_DIR / "packaging/copyright", *SOURCE_DIR.glob("docs/man/*")):
+        if "All rights reserved." not in path.read_text(encoding="utf-8"):
+            problems.append("%s does not reserve all rights" % path)
+    version = re.search(r"SubtitleMgrCli VERSION ([\d.]+)", read("CMakeLists.txt"))[1]
+    for program in (*TOOLS, "list_client_options"):  # one of the programs for builds and tests
+        if run(BIN_DIR / program, "--version").stdout != "%s %s\n" % (program, version):
+            problems.append("%s: its version is wrong" % program)
+    for program in TOOLS:
         page = program + ".1"
         helped = run(BIN_DIR / program, "--help")
         if helped.returncode != 0 or helped.stderr or max(map(len, helped.stdout.split("\n"))) > 80:
@@ -273,84 +269,6 @@ def check_conventions():
         expect_same("exit statuses of " + program, in_help, described)
         if not re.search(r"^\$ (.* )?%s " % program, section(page, "EXAMPLES"), re.MULTILINE):
             problems.append("%s: its page has no example" % program)
-
-
-def misspelt(word):
-    """Returns a word with its second letter doubled."""
-    at = len(word) - len(word.lstrip("-")) + 1
-    return word[:at] + word[at : at + 1] + word[at:]
-
-
-def check_suggestions():
-    """Each word that a program knows is suggested when it is misspelt."""
-    rows = [
-        (known, [program, misspelt(known)])
-        for program, options in (
-            ("SubtitleMgrSim", service_options()),
-            *((name, tool_options(name)) for name in TOOLS),
-        )
-        for known in options
-        if known.startswith("--")
-    ]
-    rows += [
-        ("--json", ["SubtitleMgrTap", "json"]),
-        ("--json", ["SubtitleMgrTap", "-jsn"]),
-        ("--name", ["SubtitleMgrCtl", "-nmae", "x", "state"]),
-        ("--at", ["SubtitleMgrView", "png", "-att", "3s"]),
-    ]
-    rows += [(known, ["SubtitleMgrView", misspelt(known)]) for known in view_commands()]
-    rows += [(known, ["SubtitleMgrSim", "--fault", misspelt(known)]) for known in faults()]
-    for option in ("--kinds", "--formats", "--time"):
-        rows += [
-            (known, ["SubtitleMgrTap", option, misspelt(known)]) for known in tap_words(option)
-        ]
-    lines = [(known, misspelt(known)) for known in commands() - {"-"}]
-    truths = ("true", "false", "yes", "no", "on", "off")
-    lines += [(word, "visibility 3 " + misspelt(word)) for word in truths]
-    lines += [(word, "palette 3 31 %s 00" % misspelt(word)) for word in truths]
-    lines += [(word, "region-data 3 %s 00" % misspelt(word)) for word in ("hd", "sd", "cif")]
-    kinds = read("tools/recording/fields.h").split("requestKinds[]", 1)[1]
-    for request in find_all(r'^    \{"(\w+)", ', kinds):
-        lines.append((request, "await request=" + misspelt(request)))
-        lines.append((request, "fault late request=" + misspelt(request)))
-    of_faults = ("request", "client", "times", "chance", "seed", "delay")
-    lines += [(word, "fault late %s=1" % misspelt(word)) for word in of_faults]
-    of_play = ("rate", "loop", "from", "until", "paused")
-    lines += [(word, "play x %s=1" % misspelt(word)) for word in of_play]
-    lines += [
-        ("request", "await reqest=Ping"),
-        ("subscribers", "await subscriber=10"),
-        ("within", "await request=Ping withn=1ms"),
-        ("within", "await subscribers=10 withn=1ms"),
-        ("regionId", "await request=SetPaletteData regionid=3"),
-        ("true", "await request=SetPaletteData fill=tru"),
-        ("refused", "await request=Ping result=refusd"),
-    ]
-    scenario = [(known, misspelt(known)) for known in directives("Scenario", "Both")]
-    with tempfile.TemporaryDirectory() as folder:
-        path = pathlib.Path(folder) / "scenario"
-        for known, line in scenario:
-            path.write_text(line + "\n", encoding="utf-8")
-            expect_suggestion(known, run(BIN_DIR / "SubtitleMgrSim", "--check", path), line)
-        for known, (program, *words) in rows:
-            expect_suggestion(known, run(BIN_DIR / program, *words), program + " %s" % words)
-        environment = {**os.environ, "LINX_DIR": folder + "/linx"}
-        with subprocess.Popen(
-            [BIN_DIR / "SubtitleMgrSim", "--quiet"], env=environment, stdout=subprocess.PIPE
-        ) as service:
-            service.stdout.readline()
-            for known, line in lines:
-                answer = run(BIN_DIR / "SubtitleMgrCtl", line, env=environment)
-                expect_suggestion(known, answer, line)
-            service.terminate()
-
-
-def expect_suggestion(known, answer, words):
-    said = answer.stderr.split("\n")[0]
-    if not re.search(r"; did you mean (--)?%s\?$" % re.escape(known), said):
-        problems.append("%s: %s" % (words, said))
-    if answer.returncode == 0:
-        problems.append("%s: the status is 0" % words)
 
 
 def completions(program, *words):
@@ -384,31 +302,19 @@ def completions_in_zsh(program, word):
 
 
 def check_completion():
-    for completions_in in (completions_in_fish, completions_in_zsh):
-        for program, options in (
-            ("SubtitleMgrCli", client_options()),
-            ("SubtitleMgrCtl", tool_options("SubtitleMgrCtl")),
-            ("SubtitleMgrSim", service_options()),
-            ("SubtitleMgrTap", tool_options("SubtitleMgrTap")),
-            ("SubtitleMgrView", tool_options("SubtitleMgrView")),
-        ):
+    for completions_in in (completions, completions_in_fish, completions_in_zsh):
+        shell = completions_in.__name__ + " of "
+        for program in PROGRAMS:
             found = completions_in(program, "-") - {"-"}
-            expect_same(completions_in.__name__ + " of " + program, options, found)
+            expect_same(shell + program, options_of(program), found)
         of_programs = {"SubtitleMgrCtl": commands(), "SubtitleMgrView": view_commands()}
         for program, known in of_programs.items():
             found = known & completions_in(program, "")  # files are offered too
-            expect_same(completions_in.__name__ + " of commands", known, found)
+            expect_same(shell + "commands", known, found)
     for what, actual, program, *words in (
-        ("the client's options", client_options(), "SubtitleMgrCli", ""),
-        ("the service's options", service_options(), "SubtitleMgrSim", ""),
-        ("the tap's options", tool_options("SubtitleMgrTap"), "SubtitleMgrTap", ""),
-        ("options", tool_options("SubtitleMgrCtl") | {"-"}, "SubtitleMgrCtl", "-"),
-        ("commands", commands(), "SubtitleMgrCtl", "--json", ""),
         ("a command's faults", faults(), "SubtitleMgrCtl", "fault", ""),
         ("a word of play", {"paused"}, "SubtitleMgrCtl", "play", "drive.jsonl", "pa"),
         ("a recording", {"/proc"}, "SubtitleMgrCtl", "record", "/pro"),
-        ("options", tool_options("SubtitleMgrView"), "SubtitleMgrView", "png", "-"),
-        ("commands", view_commands(), "SubtitleMgrView", ""),
         ("a recording", {"/proc"}, "SubtitleMgrView", "png", "-o", "x", "/pro"),
         ("kinds", tap_words("--kinds"), "SubtitleMgrTap", "--kinds", ""),
         ("formats", tap_words("--formats"), "SubtitleMgrTap", "--formats", ""),

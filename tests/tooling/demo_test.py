@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Runs script/demo in a source tree, to its end and not: demo_test.py BIN_DIR."""
+"""Runs the demos, to their end and not; they leave nothing: demo_test.py BIN_DIR."""
 
+import os
 import pathlib
+import re
 import subprocess
 import sys
 import unittest
@@ -9,8 +11,12 @@ import unittest
 sys.dont_write_bytecode = True
 from script_tree import ScriptTree
 
-BIN_DIR = None
+BIN_DIR = pathlib.Path(sys.argv.pop(1)).resolve()
 SECONDS = 30  # longer, it is no demo
+
+
+def close_output(demo):
+    demo.stdout.close()
 
 
 class Demo(unittest.TestCase):
@@ -18,12 +24,13 @@ class Demo(unittest.TestCase):
         self.tree = ScriptTree()
         self.addCleanup(self.tree.close)
         self.tree.replace("build", "exit 0\n")
-        self.tree.link("build/desk/bin", pathlib.Path(BIN_DIR).resolve())
+        self.tree.link("build/desk/bin", BIN_DIR)
 
-    def run_demo(self, after="no line", act=None):
-        """Acts on the demo after a line. Returns its status when nothing of it is left."""
+    def run_demo(self, *command, after="no line", act=None):
+        """Acts on the demo after a line. Returns its status and what it printed."""
+        text = ""
         with subprocess.Popen(
-            ["timeout", str(SECONDS), self.tree.root / "script/demo"],
+            ["timeout", str(SECONDS), self.tree.root / "script" / command[0], *command[1:]],
             cwd=self.tree.caller,
             env={**self.tree.environment, "LC_ALL": "C.UTF-8"},
             stdout=subprocess.PIPE,
@@ -31,24 +38,45 @@ class Demo(unittest.TestCase):
             text=True,
         ) as demo:
             for line in demo.stdout:
+                text += line
                 if line.startswith(after):
                     act(demo)
                     break
-            demo.stderr.read()  # until all its processes have ended
+            errors = demo.stderr.read()  # until all its processes have ended
             status = demo.wait()
         self.assertEqual(list(self.tree.tmp.iterdir()), [])
-        return status
+        self.assertEqual(self.processes(), [])
+        return status, text + errors
+
+    def processes(self):
+        """The processes that have inherited the folder of this test."""
+        mark = b"TMPDIR=" + os.fsencode(self.tree.tmp)
+        found = []
+        for folder in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                if mark in (folder / "environ").read_bytes():
+                    found.append((folder / "cmdline").read_bytes())
+            except (FileNotFoundError, ProcessLookupError, PermissionError):
+                pass  # the process has ended, or belongs to another user
+        return found
 
     def test_leaves_nothing_at_its_end(self):
-        self.assertEqual(self.run_demo(), 0)
+        status, text = self.run_demo("demo")
+        self.assertEqual(status, 0, text)
 
     def test_leaves_nothing_when_it_is_ended(self):
-        self.assertNotEqual(self.run_demo("region 3", subprocess.Popen.terminate), 0)
+        status, _ = self.run_demo("demo", after="region 3", act=subprocess.Popen.terminate)
+        self.assertNotEqual(status, 0)
 
     def test_leaves_nothing_when_its_output_is_closed(self):
-        self.assertNotEqual(self.run_demo("ready", lambda demo: demo.stdout.close()), 0)
+        self.assertNotEqual(self.run_demo("demo", after="ready", act=close_output)[0], 0)
+
+    def test_of_another_machine_leaves_nothing_when_its_output_is_closed(self):
+        programs = [BIN_DIR / name for name in ("SubtitleMgrCli", "SubtitleMgrSim")]
+        _, text = self.run_demo("remote-demo", *programs, after="== ", act=close_output)
+        scratch = re.search(r"a service in (/tmp/remote\.\w+)/", text)[1]
+        self.assertFalse(os.path.exists(scratch))
 
 
 if __name__ == "__main__":
-    BIN_DIR = sys.argv[1]
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(verbosity=2)

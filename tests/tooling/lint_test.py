@@ -22,20 +22,13 @@ PLANTED = [
         "// A group; defined in console/a.cpp\nvoid NotThere();",
     ),
     ("includes", "client/console/a.cpp", '#include "platform/src/wire_format.h"'),
-    ("includes", "client/cli/a.cpp", '#include "simulator/service/subtitle_service.h"'),
-    ("includes", "client/records/a.cpp", '#include "stats/SubtitleStats.h"'),
     ("includes", "client/stats/a.cpp", '#include "../console/prompts.h"'),
     ("includes", "client/handlers/a.cpp", "#include <nlohmann/json.hpp>"),
-    ("includes", "client/handlers/b.cpp", '#include "console/prompts.h"'),
     ("includes", "platform/include/A.h", "#include <poll.h>"),
-    ("includes", "platform/src/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
     ("includes", "simulator/a.cpp", '#include "cli/SubtitleMgrCli.h"'),
-    ("includes", "tools/tap/a.cpp", '#include "platform/src/wire_format.h"'),
     ("includes", "tools/recording/a.cpp", "#include <rapidjson/writer.h>"),
     ("locks", "client/handlers/c.cpp", "std::atomic<int> count;"),
-    ("locks", "client/console/c.cpp", "const std::lock_guard<std::mutex> lock(mutex);"),
     ("columns", "client/cli/d.cpp", "// " + 20 * "no end "),
-    ("columns", "tests/a.sh", "echo " + 20 * "no end "),
     ("scripts", "script/unused", "#!/bin/sh\nunused=1"),
     ("python", "tests/a.py", "print( 'not as black writes it' )"),
     ("format", "client/cli/e.cpp", "int  F( ){return 1;}"),
@@ -96,41 +89,34 @@ class Lint(unittest.TestCase):
         self.assertRegex(output["python"], r"tests/right\.py:.*unused-import")
 
     def tidy(self, text, *names):
-        """Returns status and output for a tree with only these sources and CMake's files."""
+        """Returns the output for a tree with only these sources and CMake's files."""
         for path in self.tree.root.rglob("*.cpp"):
             path.unlink()
+        commands = []
         for name in names:
             self.write(name, text)
-        commands = [
-            {"directory": str(self.tree.root), "file": name, "command": f"clang++-14 -c {name}"}
-            for name in names
-        ]
+            command = f"clang++-14 -c {name}"
+            commands.append({"directory": str(self.tree.root), "file": name, "command": command})
         self.write("build/clang/compile_commands.json", json.dumps(commands))
         self.tree.link("bin/cmake", "/bin/true")
         self.tree.environment["PATH"] = f"{self.tree.root}/bin:{os.environ['PATH']}"
         status, output = self.lint("tidy")
-        return status, output["tidy"]
+        self.assertEqual(status, 1)
+        return output["tidy"]
 
     def test_runs_clang_tidy_on_product_tests_and_bench(self):
         names = ("client/a.cpp", "tests/a.cpp", "bench/a.cpp")
-        status, output = self.tidy("int* None() { return 0; }", *names)
-        self.assertEqual(status, 1)
+        output = self.tidy("int* None() { return 0; }", *names)
         for name in names:
             self.assertRegex(output, name + ".*modernize-use-nullptr")
 
-    def test_passes_a_source_that_clang_tidy_passes(self):
-        self.assertEqual(self.tidy("int Number() { return 1; }", "client/a.cpp"), (0, ""))
-
     def test_finds_a_source_that_does_not_compile(self):
-        status, output = self.tidy("int", "client/a.cpp")
-        self.assertEqual(status, 1)
-        self.assertRegex(output, "client/a.cpp.*expected")
+        self.assertRegex(self.tidy("int", "client/a.cpp"), "client/a.cpp.*expected")
 
     def test_finds_errors_in_the_configuration_of_clang_tidy(self):
         # Then clang-tidy goes on with other checks and ends with status 0.
         (self.tree.root / ".clang-tidy").write_text("Checks: [\n")
-        status, output = self.tidy("int Number() { return 1; }", "client/a.cpp")
-        self.assertEqual(status, 1)
+        output = self.tidy("int Number() { return 1; }", "client/a.cpp")
         self.assertRegex(output, r"rror.*\.clang-tidy")
 
 
