@@ -191,12 +191,13 @@ def test_the_same_sources_give_the_same_bytes(packages_of, preset, tmp_path, mon
     for compiler in ("C", "CXX"):
         monkeypatch.delenv("CMAKE_%s_COMPILER_LAUNCHER" % compiler, raising=False)
     monkeypatch.setenv("SOURCE_DATE_EPOCH", "1700000000")
-    contents = []
-    for folder, zone in (("tree", "UTC"), ("another/folder", "Asia/Tokyo")):
-        tree = tmp_path / folder
+    trees = [tmp_path / "tree", tmp_path / "another" / "folder"]
+    for tree in trees:
         shutil.copytree(
             ROOT, tree, ignore=lambda path, _: [".git", "build"] if path == str(ROOT) else []
         )
+    contents = []
+    for tree, zone in zip(trees, ("UTC", "Asia/Tokyo")):
         monkeypatch.setenv("TZ", zone)
         made = packages_of(preset, tree)
         contents.append({name: path.read_bytes() for name, path in made.items()})
