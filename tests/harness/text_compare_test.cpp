@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(TextComparison, ShowsTheFirstDifferenceAndBytesThatAreNoLetters)
+TEST(TextComparison, ShowsTheFirstDifferenceAndControlBytes)
 {
     const std::string before(100, 'x');
     const auto result = CompareTexts("a", "b", before + "1 \n\x0F", before + "1 ");
