@@ -33,10 +33,9 @@ PLACEHOLDER = re.compile(r"\[.*\]|[A-Z]+|<.*>")
 BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
-def output_of(*command, **options):
-    return subprocess.run(
-        command, check=True, capture_output=True, text=True, timeout=60, **options
-    ).stdout
+@functools.cache
+def output_of(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=60).stdout
 
 
 def commands_of(text):
@@ -64,9 +63,15 @@ class Commands(unittest.TestCase):
         self.programs = {"PATH": f"{BUILD_DIR}/bin:{os.environ['PATH']}"}
 
     def run_it(self, command, **environment):
-        return output_of(
-            "bash", "-c", command, cwd=self.tree.root, env={**self.environment, **environment}
-        )
+        return subprocess.run(
+            ["bash", "-c", command],
+            check=True,
+            capture_output=True,
+            text=True,
+            timeout=60,
+            cwd=self.tree.root,
+            env={**self.environment, **environment},
+        ).stdout
 
     def test_work(self):
         rules = {
