@@ -62,6 +62,9 @@ TEST_F(Control, AnswersEveryLineInOrder)
          Failed("within 'soon' is not a time, like 500ms or 2s")},
         {"await subscribers=10 within=1 within=2",
          Failed("'within=2' does not go with subscribers=")},
+        {"await subscribers=10 withn=1ms",
+         Failed("'withn=1ms' does not go with subscribers=; did you mean within?")},
+        {"await reqest=Ping", Failed("request= is missing; did you mean request?")},
         {"await request=Pong", Failed("'Pong' is not a request; did you mean Ping?")},
         {"disconnect 7", Failed("there is no client '7'")},
     };
