@@ -188,7 +188,7 @@ protected:
     unsigned int read = 0;
 };
 
-TEST_F(StalledSubscriber, LosesItsOldestNotificationsAndCostsOthersNothing)
+TEST_F(StalledSubscriber, LosesItsOldestNotificationsAlone)
 {
     WireClient stalled = Connect({4});
     WireClient first = Connect({4});
