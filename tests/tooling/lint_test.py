@@ -47,6 +47,8 @@ class Lint(unittest.TestCase):
         for folder in (".ci", "bench", "docs"):
             (self.tree.root / folder).mkdir()
         self.write("tests/right.py", 'print("right")')
+        self.tree.link("bin/cmake", "/bin/true")
+        self.tree.environment["PATH"] = f"{self.tree.root}/bin:{os.environ['PATH']}"
 
     def write(self, name, text):
         path = self.tree.root / name
@@ -88,35 +90,73 @@ class Lint(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertRegex(output["python"], r"tests/right\.py:.*unused-import")
 
-    def tidy(self, text, *names):
-        """Returns the output for a tree with only these sources and CMake's files."""
+    def tidy(self, texts):
+        """Returns status and output for a tree with only these sources and CMake's files."""
         for path in self.tree.root.rglob("*.cpp"):
             path.unlink()
-        commands = []
-        for name in names:
+        for name, text in texts.items():
             self.write(name, text)
-            command = f"clang++-14 -c {name}"
-            commands.append({"directory": str(self.tree.root), "file": name, "command": command})
-        self.write("build/clang/compile_commands.json", json.dumps(commands))
-        self.tree.link("bin/cmake", "/bin/true")
-        self.tree.environment["PATH"] = f"{self.tree.root}/bin:{os.environ['PATH']}"
+        root = self.tree.root
+        commands = [
+            {
+                "directory": str(root),
+                "file": str(root / name),
+                "command": f"clang++-14 -c {root / name}",
+            }
+            for name in texts
+        ]
+        for folder in ("tests/tooling", "build/lint"):
+            (root / folder).mkdir(parents=True, exist_ok=True)
+        shutil.copy(ROOT / "tests/tooling/tidy.py", root / "tests/tooling")
+        (root / "build/lint/compile_commands.json").write_text(
+            json.dumps(commands), encoding="utf-8"
+        )
         status, output = self.lint("tidy")
-        self.assertEqual(status, 1)
-        return output["tidy"]
+        return status, output["tidy"]
 
     def test_runs_clang_tidy_on_product_tests_and_bench(self):
         names = ("client/a.cpp", "tests/a.cpp", "bench/a.cpp")
-        output = self.tidy("int* None() { return 0; }", *names)
+        status, output = self.tidy(dict.fromkeys(names, "int* None() { return 0; }"))
+        self.assertEqual(status, 1)
         for name in names:
             self.assertRegex(output, name + ".*modernize-use-nullptr")
 
+    def test_finds_errors_in_each_file_that_is_read_with_others(self):
+        right = "int Right(int number) { return number; }"
+        last = """
+            int Last(int number) {
+                const int* none = nullptr;
+                if (number > 5) { none = &number; }
+                return *none;
+            }"""
+        same = "namespace { class Same {}; } int* %s() { Same same; (void)same; return 0; }"
+        texts = {
+            "client/a.cpp": right,
+            "client/b.cpp": last,
+            "tests/a_test.cpp": same % "First",
+            "tests/b_test.cpp": same % "Second",
+        }
+        status, output = self.tidy(texts)
+        self.assertEqual(status, 1)
+        self.assertRegex(output, r"client/b\.cpp.*clang-analyzer-core\.NullDereference")
+        for name in "ab":
+            self.assertRegex(output, rf"tests/{name}_test\.cpp.*modernize-use-nullptr")
+
+    def test_passes_sources_that_clang_tidy_passes(self):
+        texts = {"client/a.cpp": "int Number() { return 1; }"}
+        self.assertEqual(self.tidy(texts), (0, ""))
+        self.assertEqual(self.tidy({**texts, "client/b.cpp": texts["client/a.cpp"]}), (0, ""))
+
     def test_finds_a_source_that_does_not_compile(self):
-        self.assertRegex(self.tidy("int", "client/a.cpp"), "client/a.cpp.*expected")
+        status, output = self.tidy({"client/a.cpp": "int"})
+        self.assertEqual(status, 1)
+        self.assertRegex(output, "client/a.cpp.*expected")
 
     def test_finds_errors_in_the_configuration_of_clang_tidy(self):
         # Then clang-tidy goes on with other checks and ends with status 0.
         (self.tree.root / ".clang-tidy").write_text("Checks: [\n")
-        output = self.tidy("int Number() { return 1; }", "client/a.cpp")
+        status, output = self.tidy({"client/a.cpp": "int Number() { return 1; }"})
+        self.assertEqual(status, 1)
         self.assertRegex(output, r"rror.*\.clang-tidy")
 
 
