@@ -1,5 +1,6 @@
 """The packages of each preset."""
 
+import os
 import pathlib
 import subprocess
 
@@ -16,7 +17,13 @@ def packages_of():
     def make(preset, tree=ROOT):
         if (preset, tree) not in made:
             command = [tree / "script/package", preset]
-            shown = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
+            shown = subprocess.run(
+                command,
+                env={**os.environ, "SOURCE_DATE_EPOCH": "1700000000"},
+                stdout=subprocess.PIPE,
+                text=True,
+                check=True,
+            ).stdout
             paths = [tree / line for line in shown.splitlines()]
             assert paths
             made[preset, tree] = {path.name.split("_")[0]: path for path in paths}
