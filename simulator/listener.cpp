@@ -13,7 +13,7 @@ using namespace sim;
 
 namespace {
 
-std::string Why() { return std::strerror(errno); }
+std::string CallError() { return std::strerror(errno); }
 
 /// Opens the folder that holds the last part of \p name, and makes the folders that are missing.
 /// \return the folder, or none with errno set; \p lastPart becomes the rest of the name
@@ -71,7 +71,7 @@ bool Listener::OpenFolder(const std::string& name, std::string& problem)
     }
     folder = MakeParent(directory.Fd(), name, fileName);
     if (!folder) {
-        return Refuse(problem, ": the folder cannot be opened: " + Why());
+        return Refuse(problem, ": the folder cannot be opened: " + CallError());
     }
     lockName = fileName + ".lock";
     return true;
@@ -86,14 +86,14 @@ bool Listener::Lock(std::string& problem)
                                O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
                                0600));
         if (!file || fstat(file.Get(), &found) != 0) {
-            return Refuse(problem, ".lock: cannot be opened: " + Why());
+            return Refuse(problem, ".lock: cannot be opened: " + CallError());
         }
         if (!S_ISREG(found.st_mode)) {
             return Refuse(problem, ".lock: is not a file");
         }
         if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
             return Refuse(problem, errno == EWOULDBLOCK ? ": another service runs under this name"
-                                                        : ".lock: cannot be locked: " + Why());
+                                                        : ".lock: cannot be locked: " + CallError());
         }
         lock = std::move(file);
         // Since the file was opened, the service that held the lock may have removed it and ended.

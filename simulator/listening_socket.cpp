@@ -18,7 +18,7 @@ bool Refuse(std::string& problem, const std::string& reason)
     return false;
 }
 
-std::string Why() { return std::strerror(errno); }
+std::string SocketError() { return std::strerror(errno); }
 
 Descriptor NewSocket()
 {
@@ -47,7 +47,7 @@ bool RemoveStaleSocket(int folder, const std::string& name, const sockaddr_un& a
 {
     struct stat found {};
     if (fstatat(folder, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0) {
-        return errno == ENOENT || Refuse(problem, ": " + Why());
+        return errno == ENOENT || Refuse(problem, ": " + SocketError());
     }
     if (!S_ISSOCK(found.st_mode)) {
         return Refuse(problem, ": is there already and not a socket; left as it is");
@@ -59,7 +59,7 @@ bool RemoveStaleSocket(int folder, const std::string& name, const sockaddr_un& a
         return Refuse(problem, ": answers already; left as it is");
     }
     if (errno != ECONNREFUSED || unlinkat(folder, name.c_str(), 0) != 0) {
-        return Refuse(problem, ": the stale socket cannot be removed: " + Why());
+        return Refuse(problem, ": the stale socket cannot be removed: " + SocketError());
     }
     return true;
 }
@@ -89,9 +89,9 @@ bool ListeningSocket::Open(int folderToUse, const std::string& fileName, std::st
     if (!socketFd || fchmod(socketFd.Get(), 0600) != 0 ||
         bind(socketFd.Get(), Generic(address), sizeof address) != 0 ||
         fstatat(folder, name.c_str(), &bound, AT_SYMLINK_NOFOLLOW) != 0) {
-        return Refuse(problem, ": no socket can be made there: " + Why());
+        return Refuse(problem, ": no socket can be made there: " + SocketError());
     }
-    return listen(socketFd.Get(), SOMAXCONN) == 0 || Refuse(problem, ": " + Why());
+    return listen(socketFd.Get(), SOMAXCONN) == 0 || Refuse(problem, ": " + SocketError());
 }
 
 void ListeningSocket::Close()

@@ -20,7 +20,7 @@ using namespace sim;
 
 namespace {
 
-std::string Why() { return std::strerror(errno); }
+std::string FileError() { return std::strerror(errno); }
 
 recording::Request RequestOf(recording::RequestKind kind, const recording::Moment& at)
 {
@@ -83,7 +83,7 @@ bool Saving::Open()
     std::string name = path + ".XXXXXX";
     file = Descriptor(mkostemp(name.data(), O_CLOEXEC));
     if (!file) {
-        return Fail(Why());
+        return Fail(FileError());
     }
     newPath = name;
     std::string text;
@@ -121,7 +121,7 @@ bool Saving::WriteRest()
         return false;
     }
     if (rename(newPath.c_str(), path.c_str()) != 0) {
-        return Fail(Why());
+        return Fail(FileError());
     }
     newPath.clear();
     return true;
@@ -132,7 +132,7 @@ bool Saving::Write(const std::string& text)
     for (std::size_t written = 0; written < text.size();) {
         const ssize_t count = write(file.Get(), text.data() + written, text.size() - written);
         if (count < 0 && errno != EINTR) {
-            return Fail(Why());
+            return Fail(FileError());
         }
         written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
