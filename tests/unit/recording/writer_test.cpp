@@ -71,7 +71,7 @@ TEST(Writer, WritesNamesOfAnyBytesAsValidText)
 {
     EXPECT_EQ(Quoted("a\"b\\c"), R"("a\"b\\c")");
     EXPECT_EQ(Quoted("\n\x1F\x7F"), "\"\\u000a\\u001f\x7F\"");
-    for (const char* text : {"node1/SubtitleMgr", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"}) {
+    for (const char* text : {"node1/SubtitleMgr", "\xC3\xA4\xE0\xA4\x85\xF0\x9F\x98\x80"}) {
         EXPECT_EQ(Quoted(text), '"' + std::string(text) + '"');
     }
 }
