@@ -1,6 +1,7 @@
 #include "cli/options.h"
 
 #include "cli/SubtitleMgrCli.h"
+#include "tests/unit/captured_console.h"
 
 #include <gtest/gtest.h>
 
@@ -35,6 +36,16 @@ TEST(OptionTable, HasEightLongNamesAndATerminator)
 TEST(Option, CatchesNoExceptionButRefusedMemory)
 {
     EXPECT_THROW(SubtitleMgrCli().ProcessOption('e', nullptr), std::logic_error);
+}
+
+TEST(Option, PrintsTheUsageThroughTheVirtualTable)
+{
+    class QuietClient : public SubtitleMgrCli {
+        void Usage() override {}
+    };
+    for (const int option : {'h', '?'}) {
+        EXPECT_EQ(OutputOf([&] { QuietClient().ProcessOption(option, nullptr); }), "");
+    }
 }
 
 }  // namespace
