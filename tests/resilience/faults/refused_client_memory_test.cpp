@@ -178,7 +178,7 @@ TEST(EveryOption, EndsWithoutMemory)
     }
 }
 
-TEST(ConnectionOption, EndsTheCommandLineAndKeepsTheOldName)
+TEST(ConnectionOption, EndsEarlyAndKeepsTheOldName)
 {
     const TempDir directory;
     SimulatedService service(directory.Path());
