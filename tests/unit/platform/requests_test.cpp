@@ -13,7 +13,7 @@ constexpr std::size_t moreThanASocketHolds = 8 * 1024 * 1024;
 
 using Endpoint = ServedEndpoint;
 
-TEST_F(Endpoint, WorksAfterASuccessfulInitWithAnAllocatedMessageOnly)
+TEST_F(Endpoint, NeedsASuccessfulInitAndAnAllocatedMessage)
 {
     LinxIpc closed("Closed");
     IpcMessage request;

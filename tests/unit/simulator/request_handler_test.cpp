@@ -240,7 +240,7 @@ TEST_F(RequestHandler, RefusesOnlyWhatHasAResult)
     EXPECT_EQ(Ask(0x3C99), notUnderstood);
 }
 
-TEST_F(RequestHandler, CausesFaultsOfRequestsThatItDoesNotUnderstand)
+TEST_F(RequestHandler, CausesFaultsOfUnknownRequests)
 {
     Cause("hang-up times=1");
     Cause("mute");
