@@ -23,8 +23,8 @@ find_package(Threads REQUIRED)
 
 add_library(project_settings INTERFACE)
 target_compile_definitions(project_settings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
-# Only the presets make them errors: a compiler with more warnings must not stop a user's build. In a
-# batch of files a name may hide another file's.
+# Only the presets make them errors: a compiler with more warnings must not stop a user's build. In
+# a batch of files a name may hide another file's.
 target_compile_options(project_settings INTERFACE
   -Wall -Wextra -Wpedantic $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>
   -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align

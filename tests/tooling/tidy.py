@@ -3,8 +3,8 @@
 
 tidy.py BUILD FOLDER...    BUILD has compile_commands.json; FOLDER is one of the tree
 
-Reading the headers takes most of the time, so a few files are read together. When clang-tidy reports
-anything for them, each of them is checked by itself, and only that is printed.
+Reading the headers takes most of the time, so a few files are read together. When clang-tidy
+reports anything for them, each of them is checked by itself, and only that is printed.
 """
 
 import collections
