@@ -45,6 +45,14 @@ TEST_F(Callback, LeavesTheEndpointUsableWhenItThrows)
     ipc.reset();  // does not wait for the first call
 }
 
+TEST_F(Callback, MakesReceivePauseWithoutMemory)
+{
+    ConnectAndPublish([](LinxIpc*, void*) { throw std::bad_alloc(); });
+    const auto start = Clock::now();
+    EXPECT_EQ(Receive(), ENOMEM);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(10)) << "a loop would be busy";
+}
+
 TEST_F(Callback, MayUseTheEndpoint)
 {
     struct Handler {
