@@ -92,8 +92,9 @@ bool Listener::Lock(std::string& problem)
             return Refuse(problem, ".lock: is not a file");
         }
         if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
-            return Refuse(problem, errno == EWOULDBLOCK ? ": another service runs under this name"
-                                                        : ".lock: cannot be locked: " + CallError());
+            return Refuse(problem, errno == EWOULDBLOCK
+                                       ? ": another service runs under this name"
+                                       : ".lock: cannot be locked: " + CallError());
         }
         lock = std::move(file);
         // Since the file was opened, the service that held the lock may have removed it and ended.

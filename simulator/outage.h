@@ -3,7 +3,7 @@
 #include "simulator/clients/acceptor.h"
 #include "simulator/clients/peer_table.h"
 #include "simulator/listener.h"
-#include "simulator/service/faults.h"
+#include "simulator/service/fault_list.h"
 #include "simulator/service/subtitle_service.h"
 
 #include "platform/src/deadline.h"

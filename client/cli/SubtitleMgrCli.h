@@ -37,7 +37,7 @@ public:
     int PreInit() override;
     void ExtraConnectionInfo(std::string prefix);
 
-    // Requests; defined in cli/requests.cpp
+    // Requests; defined in cli/ping_and_quit.cpp
     void Ping();
     void Quit();
 

@@ -3,7 +3,7 @@
 #include "simulator/clients/audience.h"
 #include "simulator/clients/peer.h"
 #include "simulator/poller.h"
-#include "simulator/service/faults.h"
+#include "simulator/service/fault_list.h"
 
 #include "platform/src/deadline.h"
 #include "platform/src/descriptor.h"

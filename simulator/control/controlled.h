@@ -4,7 +4,7 @@
 #include "simulator/journal/logs.h"
 #include "simulator/outage.h"
 #include "simulator/play/player.h"
-#include "simulator/service/faults.h"
+#include "simulator/service/fault_list.h"
 #include "simulator/service/request_handler.h"
 #include "simulator/service/subtitle_service.h"
 

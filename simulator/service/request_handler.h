@@ -4,8 +4,8 @@
 #include "simulator/clients/peer.h"
 #include "simulator/journal/logs.h"
 #include "simulator/options.h"
-#include "simulator/service/faults.h"
-#include "simulator/service/request.h"
+#include "simulator/service/fault_list.h"
+#include "simulator/service/request_table.h"
 
 #include <cstdint>
 #include <string>

@@ -15,7 +15,7 @@ import sys
 import tempfile
 import time
 
-# Programs that have both sides of the socket, so all of their calls move pieces, and what is left out.
+# Programs with both sides of the socket, so all of their calls move pieces; and what is left out.
 LEFT_OUT = {
     # These tests depend on whole frames and their age, or on the byte at which a pipe is full.
     "unit_simulator": [

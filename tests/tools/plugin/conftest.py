@@ -9,20 +9,25 @@ import pytest
 pytest_plugins = "pytester"
 
 
-def processes_below(folder):
-    """The command lines of all processes whose environment names the folder."""
-    found = []
-    for process in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            if os.fsencode(folder) in (process / "environ").read_bytes():
-                found.append((process / "cmdline").read_bytes())
-        except OSError:
-            pass  # it has ended
-    return found
+@pytest.fixture(name="processes_below")
+def function_that_finds_processes():
+    """Returns the command lines of all processes whose environment names a folder."""
+
+    def processes_below(folder):
+        found = []
+        for process in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                if os.fsencode(folder) in (process / "environ").read_bytes():
+                    found.append((process / "cmdline").read_bytes())
+            except OSError:
+                pass  # it has ended
+        return found
+
+    return processes_below
 
 
 @pytest.fixture(autouse=True)
-def scratch(tmp_path, monkeypatch):
+def scratch(tmp_path, monkeypatch, processes_below):
     """The folder for temporary files, in which no file and no process may remain.
 
     Its path is longer than a socket address.

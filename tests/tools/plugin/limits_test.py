@@ -3,7 +3,6 @@
 import shutil
 
 import pytest
-from conftest import processes_below
 from pytest_subtitle import TimeLimit
 from pytest_subtitle.limits import Deadline
 
@@ -36,7 +35,7 @@ def test_waits_end_with_words(subtitle_service, subtitle_tap, subtitle_console):
         assert "regions" in subtitle_service.state()
 
 
-def test_programs_end_with_a_pytest_that_is_killed(play, pytester, scratch):
+def test_programs_end_with_a_pytest_that_is_killed(play, pytester, scratch, processes_below):
     play(
         """
         import os, signal

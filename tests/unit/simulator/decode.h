@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/service/request.h"
+#include "simulator/service/request_table.h"
 #include "tests/harness/frames.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs each command of the pages in the reader's folder, or only checks a slow command.
 
-page_commands_test.py BUILD_DIR
+doc_commands_test.py BUILD_DIR
 
 Commands are the lines of `sh` blocks and text in backquotes. tests/packaging/transcripts.py runs
 transcripts, the blocks fenced as `console`; script/remote-demo runs those of docs/remote.md.

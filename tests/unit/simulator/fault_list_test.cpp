@@ -1,4 +1,4 @@
-#include "simulator/service/faults.h"
+#include "simulator/service/fault_list.h"
 
 #include "tests/unit/simulator/decode.h"
 #include "words/text.h"

@@ -1,4 +1,4 @@
-#include "simulator/service/request.h"
+#include "simulator/service/request_table.h"
 
 #include "recording/writer.h"
 #include "tests/unit/simulator/decode.h"

@@ -1,4 +1,4 @@
-#include "simulator/service/request.h"
+#include "simulator/service/request_table.h"
 
 #include "platform/src/big_endian.h"
 #include "recording/fields.h"

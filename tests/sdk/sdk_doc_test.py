@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compares docs/device-sdk.md with the example of an SDK, the compiler and the client.
 
-page_test.py BUILD_DIR CXX NM
+sdk_doc_test.py BUILD_DIR CXX NM
 """
 
 import os

@@ -1,7 +1,7 @@
-#include "simulator/service/faults.h"
+#include "simulator/service/fault_list.h"
 
 #include "simulator/journal/json.h"
-#include "simulator/service/request.h"
+#include "simulator/service/request_table.h"
 
 #include "words/exit_status.h"
 
