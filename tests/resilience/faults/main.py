@@ -1,4 +1,4 @@
-"""Makes system calls of the programs fail, one in each run, and reports findings.
+"""Makes system calls and allocations of the programs fail, one in each run, and reports findings.
 
 A run is a finding unless it ends as usual or with a line that the pages for users describe.
 """
@@ -16,10 +16,11 @@ sys.dont_write_bytecode = True  # keeps the source folder clean
 
 # pylint: disable=wrong-import-position
 from scenarios import SCENARIOS, SERVICE_START
-from sweeps import PartialSweep, Sweep
+from sweeps import MemorySweep, PartialSweep, Sweep
 
 SWEEPS = {
     "calls": (Sweep, "system calls that fail, and the death of the service at each"),
+    "memory": (MemorySweep, "allocations that fail, alone or with all later ones"),
     "partial": (PartialSweep, "reads and writes of 1 to 3 bytes, and interruptions"),
 }
 BAD = ("hang", "crash", "finding")
@@ -74,7 +75,7 @@ def run_sweep(part, arguments):
 
 def main():
     parser = argparse.ArgumentParser(prog="script/faults", description=__doc__)
-    parser.add_argument("bin", help="folder of the programs and of the preloaded library")
+    parser.add_argument("bin", help="folder of the programs and of the preloaded libraries")
     names = [scenario.name for scenario in SCENARIOS] + [SERVICE_START]
     parser.add_argument("scenario", nargs="*", help="these scenarios only: " + ", ".join(names))
     for part, (_, text) in SWEEPS.items():
@@ -85,7 +86,7 @@ def main():
     parser.add_argument("--call", action="append", help="this system call only")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="runs at a time")
     arguments = parser.parse_intermixed_args()
-    arguments.library = os.path.abspath(os.path.join(arguments.bin, "libpartial_preload.so"))
+    arguments.library = os.path.abspath(os.path.join(arguments.bin, "lib%s_preload.so"))
     parts = [part for part in SWEEPS if getattr(arguments, part)] or list(SWEEPS)
     return 1 if sum(run_sweep(part, arguments) for part in parts) else 0
 

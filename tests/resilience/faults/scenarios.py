@@ -148,10 +148,13 @@ SCENARIOS = [
         ),
         entries=r"level=8 .*Successfully opened (output )?file palette\.rgb(\.out)?"
         r"|level=2 .*Error opening (output )?file palette\.rgb(\.out)?"
-        r"|level=2 .*Error (reading|writing output) file \( \d+ of 1024 \)",
+        r"|level=2 .*Error (reading|writing output) file \( \d+ of 1024 \)"
+        # Without memory the command has no effect, or an entry loses its text.
+        r"|level=2 Error allocating memory for a command|level=8 SubtitleMgrCli:",
         told=UNSUBSCRIBED
         + r"Enter region ID:   Enter filename:    RGB palette \(t/f\): "
-        + r"Converting palette of size (0|1024)\.\.\.Done\n\nTransparent pixel\? \(t/f\): "
+        + r"(Converting palette of size (0|1024)\.\.\.Done\n\nTransparent pixel\? \(t/f\): "
+        + rf"|{UNSUBSCRIBED})"
         + UNSUBSCRIBED
         + THEN_ERRORS,
     ),

@@ -1,10 +1,12 @@
-"""The sweeps: calls that fail once or kill their program, and partial transfers.
+"""The sweeps: calls that fail once or kill their program, refused memory, and partial transfers.
 
 strace lists the calls of a run, and makes the chosen call fail.
 """
 
 import re
 import signal
+import subprocess
+import sys
 
 from processes import Place
 from scenarios import SCENARIOS, SERVICE_START
@@ -12,6 +14,11 @@ from scenarios import SCENARIOS, SERVICE_START
 ERRORS = ("EINTR", "EAGAIN", "ECONNRESET", "EPIPE", "ENOMEM", "EMFILE", "ENOSPC", "EIO")
 KILL = "SIGKILL"
 SEEDS = 150  # of partial transfers
+
+ALLOCATION = "allocation"
+ALONE, LASTING = "alone", "with all later ones"
+# The initialisers that end a program: counters and endpoint, option tables, reserve for exceptions.
+BEFORE_MAIN = re.compile(r"_GLOBAL__sub_I_.*(process_objects\.cpp|simulator/options\.cpp|eh_alloc)")
 
 TRACED = "trace=%network,%file,%desc,munmap"
 NOT_TOUCHED = {"mmap", "munmap", "execve", "exit_group", "exit"}
@@ -29,12 +36,6 @@ class Fault:
 
     def __str__(self):
         return f"{self.who}: {self.call} number {self.number}: {self.error}"
-
-    def launcher(self, trace):
-        """Returns the words before a command that make strace inject the fault."""
-        what = f"{'signal' if self.error == KILL else 'error'}={self.error}"
-        inject = f"inject={self.call}:{what}:when={self.number}"
-        return [*STRACE, trace, "-e", f"trace={self.call}", "-e", inject]
 
 
 def calls_of_main(trace_lines):
@@ -90,6 +91,18 @@ class Sweep(Place):
         if not self.service.is_running():
             self.start_service()
 
+    def launcher(self, fault=None):
+        """Returns the words before a command that make strace list the calls or inject the fault."""
+        if not fault:
+            return [*STRACE, self.trace, "-e", TRACED]
+        what = f"{'signal' if fault.error == KILL else 'error'}={fault.error}"
+        inject = f"inject={fault.call}:{what}:when={fault.number}"
+        return [*STRACE, self.trace, "-e", f"trace={fault.call}", "-e", inject]
+
+    def calls(self):
+        """Returns the calls of the last run that can fail."""
+        return calls_of_main(self.trace_lines())
+
     def plan(self):
         """Returns every (scenario, fault)."""
         plan = []
@@ -110,19 +123,19 @@ class Sweep(Place):
         calls = set()
         for _ in range(2):
             self.ensure_service()
-            outcome = self.run_client(scenario, [*STRACE, self.trace, "-e", TRACED])
+            outcome = self.run_client(scenario, self.launcher())
             if outcome.status != 0:
                 raise SystemExit(f"{scenario.name}: fails without any fault: {outcome}")
-            calls.update(calls_of_main(self.trace_lines()))
+            calls.update(self.calls())
         return sorted(calls)
 
     def learn_service(self, scenario):
         """Returns the calls of the service from its start to its end with a scenario."""
         self.stop_service()
-        self.start_service([*STRACE, self.trace, "-e", TRACED])
+        self.start_service(self.launcher())
         self.run_client(scenario)
         self.stop_service()
-        return calls_of_main(self.trace_lines())
+        return self.calls()
 
     def baseline(self, scenario):
         """Returns the outcome of the scenario without a fault."""
@@ -144,7 +157,7 @@ class Sweep(Place):
 
     def run_with_client_fault(self, scenario, fault, usual):
         self.ensure_service()
-        outcome = self.run_client(scenario, fault.launcher(self.trace))
+        outcome = self.run_client(scenario, self.launcher(fault))
         hits = [line for line in self.trace_lines() if "(INJECTED)" in line]
         quit_was_sent = scenario.ends_service and (outcome.out == usual.out or hits_output(hits))
         problem = None
@@ -164,10 +177,7 @@ class Sweep(Place):
             return "repeats", ""  # like a console at the end of its input
         if outcome.status != 0:
             return "crash", str(outcome)
-        log_was_hit = any(self.workspace.log in hit for hit in hits) or any(
-            re.search(r" (write|newfstatat|close|fcntl)\(([3-9]|\d\d)", hit) for hit in hits
-        )
-        problem = problem or scenario.untold_loss(outcome, log_was_hit)
+        problem = problem or scenario.untold_loss(outcome, self.hits_log(hits))
         if problem:
             return "finding", f"{problem}\n{outcome}"
         if outcome.seen() == usual.seen():
@@ -179,22 +189,29 @@ class Sweep(Place):
             return "output lost", ""
         return "finding", str(outcome)
 
+    def hits_log(self, hits):
+        return any(self.workspace.log in hit for hit in hits) or any(
+            re.search(r" (write|newfstatat|close|fcntl)\(([3-9]|\d\d)", hit) for hit in hits
+        )
+
     def run_with_service_fault(self, scenario, fault, usual):
         self.stop_service()
-        self.start_service(fault.launcher(self.trace))
+        self.start_service(self.launcher(fault))
         outcome = self.run_client(scenario)
         problem = None
-        if scenario.ends_service and outcome.out == usual.out:
+        # Without memory for the quit message the service goes on.
+        if scenario.ends_service and outcome.out == usual.out and fault.call != ALLOCATION:
             if self.end_of_service() is None and fault.error != KILL:
                 problem = "it does not end after the quit message"
             self.collect(outcome)
         else:
             self.collect(outcome)
-            if self.service.is_running() and not self.is_answered():
+            is_able = fault.error != LASTING and self.service.is_running()
+            if is_able and not self.is_answered():
                 problem = "it runs and does not answer" * self.service.is_running()
         status = self.stop_service()
         said = self.service.error_text()
-        if "the journal is not complete" in said:
+        if "the journal is not complete" in said or fault.error == LASTING:
             outcome.requests = usual.requests
         problem = problem or self.check_status(fault, status, said)
         hits = [
@@ -209,8 +226,7 @@ class Sweep(Place):
             return "finding", f"the service: {problem}\n{outcome}"
         return self.judge(scenario, usual, outcome, hits)
 
-    @staticmethod
-    def check_status(fault, status, said):
+    def check_status(self, fault, status, said):
         """\\return the error in the end of the service after the fault, or None"""
         if status is None:
             return "it does not end"
@@ -238,7 +254,11 @@ class PartialSweep(Sweep):
 
     def run(self, scenario, fault):
         usual = self.baseline(scenario)
-        launcher = ["env", f"LD_PRELOAD={self.arguments.library}", f"PARTIAL_SEED={fault}"]
+        launcher = [
+            "env",
+            f"LD_PRELOAD={self.arguments.library % 'partial'}",
+            f"PARTIAL_SEED={fault}",
+        ]
         self.stop_service()
         self.start_service(launcher)
         outcome = self.run_client(scenario, launcher)
@@ -248,3 +268,63 @@ class PartialSweep(Sweep):
         if outcome.timed_out:
             return "hang", str(outcome)
         return ("success", "") if outcome.seen() == usual.seen() else ("finding", str(outcome))
+
+
+class MemorySweep(Sweep):
+    """Refuses each allocation of a program, by a preloaded library that writes the trace."""
+
+    SHORT = 600
+
+    def launcher(self, fault=None):
+        first = fault.number if fault else 0
+        last = sys.maxsize if fault and fault.error == LASTING else first
+        bounds = (f"MEMORY_FIRST={first}", f"MEMORY_LAST={last}", f"MEMORY_TRACE={self.trace}")
+        return ["env", f"LD_PRELOAD={self.arguments.library % 'memory'}", *bounds]
+
+    def calls(self):
+        return [(ALLOCATION, number + 1) for number in range(int(self.trace_lines()[-1]))]
+
+    def plan(self):
+        self.stop_service()
+        self.start_service(self.launcher())
+        self.stop_service()
+        start, names = self.calls(), self.arguments.scenario
+        plan = []
+        if not names or SERVICE_START in names:
+            plan += [(SCENARIOS[0], "service", call) for call in start]
+        for scenario in self.chosen():
+            plan += [(scenario, "client", call) for call in self.learn_client(scenario)]
+            served = self.learn_service(scenario)[len(start) :]
+            plan += [(scenario, "service", call) for call in served]
+        extents = (ALONE, LASTING)
+        return [(run[0], Fault(run[1], *run[2], extent)) for run in plan for extent in extents]
+
+    def check_status(self, fault, status, said):
+        has_no_line = status == 1 and fault.error == LASTING  # there is no memory for it
+        is_allowed = has_no_line or self.ends_before_main(status)
+        return None if is_allowed else super().check_status(fault, status, said)
+
+    def judge(self, scenario, usual, outcome, hits, problem=None):
+        if not problem and self.ends_before_main(outcome.status):
+            return "ends before main", ""
+        return super().judge(scenario, usual, outcome, hits, problem)
+
+    def run(self, scenario, fault):
+        verdict, text = super().run(scenario, fault)
+        return verdict, text and "\n".join([text, *self.refused()])
+
+    def hits_log(self, hits):
+        return len(hits) > 1  # no memory for an entry either
+
+    def ends_before_main(self, status):
+        return status == -signal.SIGABRT and any(map(BEFORE_MAIN.search, self.refused()))
+
+    def refused(self):
+        """Returns the program's functions that made the first refused allocation, innermost first."""
+        stack = "\n".join(self.trace_lines()).partition("(INJECTED)")[2].partition("(INJECTED)")[0]
+        calls = re.findall(r"^(.+/SubtitleMgr\w+)\(\+(0x\w+)\)", stack, re.MULTILINE)
+        # A call is before the address to which it returns.
+        places = [hex(int(address, 16) - 1) for _, address in calls]
+        command = ["addr2line", "-pfiC", "-e", *(program for program, _ in calls[:1]), *places]
+        lines = subprocess.check_output(command, text=True).splitlines() if calls else []
+        return [line for line in lines if " at /usr/" not in line]
