@@ -30,6 +30,7 @@ class Place:
         self.trace = self.workspace.new_path("trace")
         self.journal = self.workspace.new_path("journal")
         self.service = Service(self.workspace)
+        self.was_ready = False
 
     def close(self):
         self.service.kill()
@@ -43,8 +44,10 @@ class Place:
         """Starts the service and waits until it answers or has ended."""
         open(self.journal, "wb").close()
         self.service = Service(self.workspace, ["--journal", self.journal], launcher)
+        self.was_ready = False
         try:
             self.service.start(READY_SECONDS)
+            self.was_ready = True
         except TimeLimit:
             self.is_answered()
         except RuntimeError:

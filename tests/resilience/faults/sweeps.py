@@ -300,6 +300,8 @@ class MemorySweep(Sweep):
         return [(run[0], Fault(run[1], *run[2], extent)) for run in plan for extent in extents]
 
     def check_status(self, fault, status, said):
+        if status and self.was_ready:
+            return f"it does not go on: {said}"
         has_no_line = status == 1 and fault.error == LASTING  # there is no memory for it
         is_allowed = has_no_line or self.ends_before_main(status)
         return None if is_allowed else super().check_status(fault, status, said)
