@@ -7,7 +7,7 @@
 
 /// How long a test waits for an event before it fails. The limit is long, because sanitizers on a
 /// busy machine are slow, and a test that passes does not wait so long.
-constexpr int eventDeadlineMs = 10000;
+constexpr int eventDeadlineMs = 20000;
 
 /// Polls for a change that no event reports, such as a growing file.
 /// \param describe  returns a text with the expected and the actual state
