@@ -271,6 +271,36 @@ def check_conventions():
             problems.append("%s: its page has no example" % program)
 
 
+def misspelt(word):
+    """Returns a word with its second letter doubled."""
+    at = len(word) - len(word.lstrip("-")) + 1
+    return word[:at] + word[at : at + 1] + word[at:]
+
+
+def check_suggestions():
+    """Each word that a program knows is suggested when it is misspelt."""
+    requests = read("tools/recording/fields.h").split("requestKinds[]", 1)[1]
+    of_faults = {"request", "client", "times", "chance", "seed", "delay"}
+    tap_options = ("--kinds", "--formats", "--time")
+    for known, *words in (
+        *((options_of(program), program, "{}") for program in TOOLS),
+        *((tap_words(option), "SubtitleMgrTap", option, "{}") for option in tap_options),
+        (view_commands(), "SubtitleMgrView", "{}"),
+        (commands(), "SubtitleMgrCtl", "{}"),
+        (faults(), "SubtitleMgrSim", "--fault", "{}"),
+        (of_faults, "SubtitleMgrSim", "--fault", "late {}=1"),
+        (find_all(r'^    \{"(\w+)", ', requests), "SubtitleMgrSim", "--fault", "late request={}"),
+    ):
+        known = {word for word in known if len(word.lstrip("-")) > 1}
+        if not known:
+            problems.append("%s: no word is known" % words)
+        for word in known:
+            program, *others = (text.format(misspelt(word)) for text in words)
+            answer = run(BIN_DIR / program, *others)
+            if answer.returncode == 0 or "; did you mean %s?\n" % word not in answer.stderr:
+                problems.append("%s %s: %s" % (program, others, answer.stderr))
+
+
 def completions(program, *words):
     """Returns bash's completions of the last word. Any folder can be the messaging directory."""
     script = (
