@@ -1,6 +1,7 @@
 #include "simulator/play/recording_source.h"
 
 #include "simulator/play/player.h"
+#include "tests/harness/build_kind.h"
 #include "tests/unit/simulator/recording_audience.h"
 
 #include "recording/writer.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -73,6 +75,61 @@ TEST_F(Recording, PublishesItsNotifications)
     EXPECT_EQ(Play(text), expected);
     EXPECT_TRUE(player.HasEnded());
     EXPECT_EQ(player.Mistake(), "");
+}
+
+class RandomRecording : public Recording {
+protected:
+    unsigned int Number(unsigned int limit) { return static_cast<unsigned int>(random()) % limit; }
+
+    /// Adds a notification to a recording, and the frame that a play of it publishes.
+    void AddNotification(std::string& text, Published& frames)
+    {
+        constexpr unsigned int itemIds[] = {15129, 15132, 15133};
+        std::string data(Number(300), '\0');
+        for (char& byte : data) {
+            byte = static_cast<char>(Number(256));
+        }
+        recording::Notification line;
+        line.at = {monoUs += Number(1000000), 0};
+        line.kind = static_cast<recording::NotificationKind>(Number(3));
+        line.regionId = Number(256);
+        line.subtitleFormat = Number(2) == 0 ? Number(4) : Number(256);
+        line.backgroundCode = Number(256);
+        line.visible = Number(2) == 0;
+        line.fill = Number(2) == 0;
+        line.data = {reinterpret_cast<const unsigned char*>(data.data()), data.size()};
+        const std::string records[] = {
+            RegionDataRecord(line.regionId, line.subtitleFormat, data),
+            VisibilityRecord(line.regionId, line.visible),
+            PaletteRecord(line.regionId, line.backgroundCode, line.fill, data)};
+        const unsigned int subscriptions[] = {
+            line.subtitleFormat <= 2 ? line.subtitleFormat + 2 : 12, 6, 10};
+        const auto kind = static_cast<unsigned int>(line.kind);
+        line.subscription = subscriptions[kind];
+        recording::AppendLine(text, line);
+        frames.push_back(NotificationBytes(line.subscription, itemIds[kind], records[kind]));
+    }
+
+private:
+    std::mt19937 random{20261121};
+    std::int64_t monoUs = 5000000;
+};
+
+TEST_F(RandomRecording, IsPlayedAsItWasWrittenOrNotAtAll)
+{
+    options.rate = 0;
+    for (int round = 0; round < (isEmulated || isSanitized ? 500 : 10000); ++round) {
+        std::string text = recordingHeader;
+        Published frames;
+        for (unsigned int left = Number(20); left > 0; --left) {
+            AddNotification(text, frames);
+        }
+        ASSERT_EQ(Play(text), frames) << text;
+        ASSERT_EQ(player.Mistake(), "");
+        text.resize(1 + Number(static_cast<unsigned int>(text.size()) - 1));
+        std::vector<std::string> mistakes;
+        ASSERT_EQ(IsPlayable(*Open(text), mistakes), text.back() == '\n') << text;
+    }
 }
 
 TEST_F(Recording, CountsMomentsFromItsFirstMessage)
