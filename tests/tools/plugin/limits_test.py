@@ -14,6 +14,14 @@ def test_client_on_pipes_is_killed_at_the_end_of_its_input(subtitle_client):
         subtitle_client("-i", typed="s\n")
 
 
+@pytest.mark.subtitle(options=["--fault", "mute"])
+def test_ping_is_killed_at_its_limit(subtitle_service, subtitle_client):
+    words = "SubtitleMgrCli -p was killed: waited 0.3 s in vain for the end of the client; it pri"
+    with pytest.raises(TimeLimit, match=words):
+        subtitle_client("-p", within=0.3)
+    assert subtitle_service.state()["clients"] == []
+
+
 def test_console_at_the_end_of_its_input_reaches_a_limit(subtitle_console):
     subtitle_console.end_input()
     with pytest.raises(TimeLimit, match=REPEATS):
