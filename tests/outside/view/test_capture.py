@@ -47,6 +47,10 @@ SIZES = {
     **{"Unsubscribe": 4, "InvertRegionData": 4, "SendSensorUpdate": 5, "SetLogLevel": 4},
     **{"RegionVisibility": 2, "SetRegionVisibility": 2},
 }
+# The fields of messages, as a recording and as Wireshark names them.
+NAMES = {name: name for name in "subscription size visible fill on sensor level".split()}
+NAMES.update(regionId="region_id", subtitleFormat="format", itemId="item_id")
+NAMES.update(backgroundCode="background_code")
 SIZES_BEFORE_DATA = {"RegionData": 6, "SetRegionData": 6, "Palette": 7, "SetPaletteData": 7}
 
 
@@ -56,7 +60,7 @@ def capture(wireshark, recording):
     return wireshark.run("SubtitleMgrView", "pcapng", "-o", "-", "-", given=given)
 
 
-def test_every_message_is_listed(wireshark, recording):
+def test_every_message_is_listed_with_its_fields(wireshark, recording):
     for name, result, *texts in map(str.split, ROWS[::2]):
         fields = Recording.data(b"abc") if name in SIZES_BEFORE_DATA else {}
         fields.pop("data", None)
@@ -69,12 +73,16 @@ def test_every_message_is_listed(wireshark, recording):
     shown = wireshark.fields_of(
         capture(wireshark, recording),
         *("_ws.col.Info", "frame.time_epoch", "subtitle.refused", "subtitle.unanswered"),
+        *(f"subtitle.{name}" for name in NAMES.values()),
     )
     texts = list(map(str.strip, ROWS[1::2]))
     texts += ["RegionData region 3, format SD, 3 bytes", "RegionVisibility region 4, visible"]
     assert [row[0] for row in shown] == texts
-    for line, (text, seconds, refused, unanswered) in zip(recording.lines[1:], shown):
-        assert int(seconds.replace(".", "")) == 1000 * json.loads(line)["wallUs"]
+    lines = map(json.loads, recording.lines[1:])
+    for line, (text, seconds, refused, unanswered, *values) in zip(lines, shown):
+        assert int(seconds.replace(".", "")) == 1000 * line["wallUs"]
+        numbers = {key: int(value, 0) for key, value in zip(NAMES, values) if value}
+        assert numbers == {key: line[key] for key in NAMES if key in line}
         assert bool(refused) == text.endswith("reply refused")
         assert bool(unanswered) == text.endswith("; unanswered")
 
