@@ -290,6 +290,8 @@ def check_suggestions():
         (faults(), "SubtitleMgrSim", "--fault", "{}"),
         (of_faults, "SubtitleMgrSim", "--fault", "late {}=1"),
         (find_all(r'^    \{"(\w+)", ', requests), "SubtitleMgrSim", "--fault", "late request={}"),
+        ({"--json"}, "SubtitleMgrTap", "json"),
+        ({"--name"}, "SubtitleMgrCtl", "-nmae", "x", "state"),
     ):
         known = {word for word in known if len(word.lstrip("-")) > 1}
         if not known:
