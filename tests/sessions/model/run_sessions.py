@@ -21,7 +21,7 @@ import session_files
 from console import Console
 from expectation import Difference, ExpectedText, check_lines
 from lockstep_client import LockstepClient
-from session_maker import Session, SessionMaker, cut_dialogues, first_keys
+from session_maker import Session, SessionMaker, cut_dialogues, failing_calls, first_keys
 
 # The compared output of a session that repeats itself; the model plays a few buffers more.
 REPEATED = 4096
@@ -164,6 +164,7 @@ def wanted_sessions(options):
     if options.keys:
         yield from first_keys()
         yield from cut_dialogues()
+        yield from failing_calls()
     yield from range(options.seed, options.seed + options.count)
 
 

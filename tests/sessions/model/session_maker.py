@@ -226,3 +226,12 @@ def cut_dialogues():
         for count in range(1, len(words) + 1):
             keys = "".join(word + "\n" for word in words[:count])
             yield Session("input ends after " + " ".join(words[:count]), keys.encode())
+
+
+def failing_calls():
+    """Yields each option that calls the SDK, with a failure of each of its calls."""
+    for option, argument in (("p", None), ("q", None), ("l", None), ("s", "7")):
+        for call in (1, 2, 3):
+            words = ["-" + option + (argument or "")]
+            name = "%s, call %d fails" % (words[0], call)
+            yield Session(name, b"", words, [(option, argument)], Script({call}))

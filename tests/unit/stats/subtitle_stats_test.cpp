@@ -55,6 +55,14 @@ TEST_F(RegionCounters, StartWithFourZerosEachAndInvisible)
     EXPECT_FALSE(stats.visible);
 }
 
+// The report does not show it.
+TEST_F(RegionCounters, CountTheFourthFormat)
+{
+    EXPECT_EQ(Count(3, 12), "");
+    EXPECT_EQ(stats.msgs, (Counts{0, 0, 0, 1}));
+    EXPECT_EQ(stats.bytes, (Counts{0, 0, 0, 12}));
+}
+
 TEST_F(RegionCounters, WrapSilentlyAt32Bits)
 {
     stats.msgs[2] = 4294967295u;
@@ -126,6 +134,13 @@ std::string RowsAfter(std::vector<SizedRecord> records)
     }
     const std::string report = OutputOf([&] { stats.Display(); });
     return report.substr(report.find("   1   F"));
+}
+
+TEST(Report, HasOnlyHeadingsWithoutRegions)
+{
+    std::string report = OutputOf([] { SubtitleStats(2).Display(); });
+    report.erase(report.find("   1   F"), 2 * 100);  // a row has 99 characters and its line end
+    EXPECT_TEXT(OutputOf([] { SubtitleStats(0).Display(); }), report);
 }
 
 TEST(Report, WrapsSumsAt32BitsBeforeTheyAreShared)
