@@ -56,6 +56,15 @@ TEST_F(NotificationQueue, DropsTheOldestBeyondOneMebibyte)
     EXPECT_EQ(Drain(), Numbers{4}) << "it keeps the newest of any size";
 }
 
+TEST_F(NotificationQueue, RemovesMatchingNotifications)
+{
+    for (const unsigned int number : {2u, 6u, 3u, 10u, 2u}) {
+        Push(1, number);
+    }
+    queue.Remove([](const FrameHeader& header) { return header.correlation < 4; });
+    EXPECT_EQ(Drain(), (Numbers{6, 10}));
+}
+
 TEST_F(NotificationQueue, CountsFromZeroAfterAClear)
 {
     Push(1, 10, 1000 * 1000);
