@@ -92,7 +92,7 @@ class Sweep(Place):
             self.start_service()
 
     def launcher(self, fault=None):
-        """Returns the words before a command that make strace list the calls or inject the fault."""
+        """Returns the words for strace, which lists the calls or injects the fault."""
         if not fault:
             return [*STRACE, self.trace, "-e", TRACED]
         what = f"{'signal' if fault.error == KILL else 'error'}={fault.error}"
@@ -322,7 +322,7 @@ class MemorySweep(Sweep):
         return status == -signal.SIGABRT and any(map(BEFORE_MAIN.search, self.refused()))
 
     def refused(self):
-        """Returns the program's functions that made the first refused allocation, innermost first."""
+        """Returns the functions that made the first refused allocation, innermost first."""
         stack = "\n".join(self.trace_lines()).partition("(INJECTED)")[2].partition("(INJECTED)")[0]
         calls = re.findall(r"^(.+/SubtitleMgr\w+)\(\+(0x\w+)\)", stack, re.MULTILINE)
         # A call is before the address to which it returns.
