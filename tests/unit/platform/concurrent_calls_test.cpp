@@ -38,6 +38,27 @@ TEST_F(ConcurrentRequests, SendNothingWhileAnotherIsSending)
     ExpectPing();  // the next ping; the one that timed out sent nothing
 }
 
+TEST_F(ConcurrentRequests, AreSentAgainAfterALostConnection)
+{
+    Connect();
+    auto large = Beside([this] { return Send(moreThanASocketHolds); });
+    EXPECT_EQ(peer->ReceiveHeader().messageId, messages::setRegionData);
+    std::vector<std::future<int>> pings;
+    for (int i = 0; i < 8; ++i) {
+        pings.push_back(PingBeside());  // waits until it may send
+    }
+    peer->Close();
+    AcceptClient();
+    for (int i = 0; i < 9; ++i) {
+        const RawFrame request = peer->ReceiveFrame();
+        peer->Reply(request, request.header.messageId == messages::ping ? "" : U32(0));
+    }
+    EXPECT_EQ(large.get(), 0);
+    for (auto& ping : pings) {
+        EXPECT_EQ(ping.get(), 0);
+    }
+}
+
 TEST_F(ConcurrentRequests, AreAnsweredWhileAnotherCallReads)
 {
     ConnectAndSubscribe();

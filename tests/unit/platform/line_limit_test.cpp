@@ -111,12 +111,16 @@ TEST_F(EntriesAboutPeers, AreLimitedForEachKind)
     ConnectAndSubscribe();
     for (int i = 0; i < 30; ++i) {
         LogFromLibrary("of a peer", "one kind");
+        LogFromLibrary("closed", "connection closed");
         LogFromLibrary("of a command");
         peer->SendFrame(FrameKind::Notification, bitmap, hd, "x");
     }
     peer->Send(Bitmap(1));
     EXPECT_EQ(Receive(), 0);
+    peer->Send("HTTP/1.1 200 OK\r\n");
+    EXPECT_EQ(Ping(), ECONNRESET);
     LogHeldBack(true);
+    EXPECT_EQ(CountOf("connection to SubtitleMgr closed: "), 0);
     EXPECT_EQ(CountOf("level=2 of a peer\n"), 20);
     EXPECT_EQ(CountOf("level=2 of a command\n"), 30);
     EXPECT_EQ(CountOf("level=2 dropped a malformed record from SubtitleMgr: "), 20);

@@ -48,6 +48,10 @@ TEST_F(Subscription, DeliversNothingAfterAnUnsubscribeRequest)
     peer->Reply(request, refused);  // the subscription has ended without the reply
     peer->Send(Bitmap(3));
     EXPECT_EQ(unsubscribed.get(), EREMOTEIO);
+    // Nor does the next subscription under this number.
+    auto subscribed = Beside([this] { return Subscribe(); });
+    peer->AcceptSubscription();
+    EXPECT_EQ(subscribed.get(), 0);
     ExpectNothingMore();
     EXPECT_TRUE(regions.empty());
 }

@@ -100,9 +100,10 @@ TEST_F(PeerTable, DropsAPeerThatStopsInsideAFrame)
 
 TEST_F(PeerTable, KeepsAPeerThatIsSilentBetweenFrames)
 {
-    unsigned char ping[frameHeaderSize];
-    EncodeFrameHeader({FrameKind::Request, messages::ping, 1, 0}, ping);
-    const std::string frame(ping, ping + sizeof ping);
+    unsigned char header[frameHeaderSize];
+    EncodeFrameHeader({FrameKind::Request, messages::setRegionData, 1, 5000}, header);
+    const std::string frame =
+        std::string(header, header + sizeof header) + incomplete.substr(0, 5000);
     const Client client = Connect();
     Send(client, frame.substr(0, 15));
     EXPECT_GE(table.NextLookMs(), 0);
@@ -110,6 +111,11 @@ TEST_F(PeerTable, KeepsAPeerThatIsSilentBetweenFrames)
     ReceivedFrame received{};
     const char* problem = nullptr;
     ASSERT_EQ(client.peer->input.Next(received, problem), InputBlocks::Cut::Frame);
+    received = {};
+    client.peer->AwaitMore();
+    std::size_t room = 0;
+    client.peer->input.Room(room);
+    EXPECT_EQ(room, 1024u) << "the memory of the frame is not free";
     EXPECT_EQ(LinesInTime(client), "");
     EXPECT_FALSE(client.peer->IsClosed());
 }
@@ -152,6 +158,30 @@ TEST_F(PeerTable, GivesASilentSurplusClientAPlaceThatIsFree)
     EXPECT_EQ(LinesInTime(surplus), "");
     EXPECT_FALSE(surplus.peer->IsClosed());
     EXPECT_TRUE(table.Seat(*surplus.peer));
+}
+
+TEST_F(PeerTable, KeepsAPeerStalledUntilItsBacklogIsEmpty)
+{
+    const Client client = Connect();
+    client.peer->subscriptions.Add(6, messages::regionVisItem);
+    const auto frame = std::make_shared<std::vector<unsigned char>>(20000);
+    for (int i = 0; i < 300; ++i) {
+        table.Publish(6, frame);
+    }
+    std::vector<char> bytes(100000);
+    const auto read = [&] {
+        const ssize_t count = recv(client.socket.Get(), bytes.data(), bytes.size(), 0);
+        table.Update(*client.peer);
+        client.peer->Flush();
+        return count > 0;
+    };
+    const auto now = Deadline::Clock::now();
+    client.peer->stall.Judge(now - std::chrono::seconds(2), now);
+    EXPECT_TRUE(read());
+    EXPECT_TRUE(client.peer->stall.IsStalled());
+    while (read()) {
+    }
+    EXPECT_FALSE(client.peer->stall.IsStalled());
 }
 
 }  // namespace
