@@ -102,6 +102,8 @@ TEST(EveryRecord, HasTheSameBytesAfterDecodingAndEncoding)
         ASSERT_EQ(Encoded(Decoded<RegionDataItem>(region)), region);
         const std::string palette = Bytes({byte(), byte(), byte() % 2}) + counted;
         ASSERT_EQ(Encoded(Decoded<PaletteItem>(palette)), palette);
+        const std::string visibility = Bytes({byte(), byte() % 2});
+        ASSERT_EQ(Encoded(Decoded<RegionVisItem>(visibility)), visibility);
     }
 }
 

@@ -29,6 +29,8 @@ protected:
 TEST_F(AwaitedReply, CompletesItsOwnCallOnly)
 {
     replies.Expect(second, pong);
+    EXPECT_FALSE(replies.Take(Reply(first - 1)));
+    EXPECT_FALSE(replies.Take(Reply(second + 1)));
     EXPECT_TRUE(replies.Take(Reply(second)));
     EXPECT_FALSE(replies.At(first).result);
     EXPECT_EQ(replies.At(second).result, 0);
