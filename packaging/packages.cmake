@@ -27,6 +27,7 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_SUBTITLE_STRIP "${CMAKE_STRIP}")
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/finish_packages.cmake")
+set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/set_installed_size.cmake")
 
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "SubtitleMgrCli maintainers <maintainers@subtitlemgr.invalid>")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
