@@ -1,5 +1,6 @@
-# Writes the size of the installed files into each package. CPack also adds the sizes of folders, which
-# differ from one file system to another. A folder counts 1 KiB here, a file as many as it begins.
+# Writes the size of the installed files into each package. CPack also adds the sizes of folders,
+# which differ from one file system to another. A folder counts 1 KiB here, a file each KiB that it
+# begins.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(tree "${package}.tree")
   execute_process(COMMAND dpkg-deb -R "${package}" "${tree}" COMMAND_ERROR_IS_FATAL ANY)

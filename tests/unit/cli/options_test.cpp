@@ -43,7 +43,7 @@ TEST(Option, PrintsTheUsageThroughTheVirtualTable)
     class QuietClient : public SubtitleMgrCli {
         void Usage() override {}
     };
-    for (const int option : {'h', '?'}) {
+    for (const char option : {'h', '?'}) {
         EXPECT_EQ(OutputOf([&] { QuietClient().ProcessOption(option, nullptr); }), "");
     }
 }
