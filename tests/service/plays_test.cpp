@@ -84,6 +84,12 @@ TEST_F(Play, OfAFileOnStandardInputEndsWithTheFile)
     EXPECT_EQ(program->Errors(), ServingAnd("recording ended\n"));
 }
 
+TEST_F(Play, OfAScenarioWritesItsLogLines)
+{
+    service.Quiet().Play("log all is  well\n").Start();
+    service.Process().WaitForErrors("SubtitleMgrSim: all is well\n");
+}
+
 TEST_F(Play, LeavesStandardInputBlocking)
 {
     const auto program = LaunchShell(
