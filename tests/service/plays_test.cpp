@@ -52,14 +52,15 @@ TEST_F(Play, OfAPipeIsSteppedAndSoughtForwards)
     EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":0})");
     EXPECT_EQ(control.Ask("seek 2s"), R"({"ok":true,"positionUs":2000000})");
     EXPECT_EQ(control.Ask("seek 1s"), Failed("the play cannot go there now"));
-    control.Send("step 2\n");
+    EXPECT_EQ(control.Ask("step"), R"({"ok":true,"positionUs":2000000})");
+    control.Send("step\n");
+    service.Process().Write(VisibilityLine(4, 3000000));
+    EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
+    control.Send("step\n");
     for (const Deadline limit(10000);
          other.Ask("state").find(R"("waitsFor":"input")") == std::string::npos;) {
         ASSERT_FALSE(limit.HasPassed());
     }
-    service.Process().Write(VisibilityLine(4, 3000000));
-    EXPECT_EQ(control.ReceiveLine(), R"({"ok":true,"positionUs":3000000})");
-    control.Send("step\n");
     EXPECT_EQ(other.Ask("stop"), done);
     EXPECT_EQ(control.ReceiveLine(), Failed("nothing is played"));
 }
