@@ -48,6 +48,7 @@ TEST_F(Subscription, DeliversNothingAfterAnUnsubscribeRequest)
     peer->Reply(request, refused);  // the subscription has ended without the reply
     peer->Send(Bitmap(3));
     EXPECT_EQ(unsubscribed.get(), EREMOTEIO);
+    ExpectPing();  // reads the third bitmap
     // Nor does the next subscription under this number.
     auto subscribed = Beside([this] { return Subscribe(); });
     peer->AcceptSubscription();
