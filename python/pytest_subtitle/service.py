@@ -52,13 +52,6 @@ class Service:
 
     def start(self, seconds=SECONDS):
         """Starts the service and waits until it can be reached."""
-        self.launch()
-        await_readable(self.process.stdout, Deadline(seconds), "a service that is ready")
-        if self.process.stdout.readline() != b"ready\n":
-            raise RuntimeError("the service does not start: " + self.error_text())
-
-    def launch(self, output=subprocess.PIPE, errors=None):
-        """Starts the service without waiting."""
         with open(self.errors, "ab") as file:
             # pylint: disable=consider-using-with
             self.process = subprocess.Popen(
@@ -66,9 +59,12 @@ class Service:
                 env=self.workspace.environment(),
                 cwd=self.workspace.files,
                 stdin=subprocess.DEVNULL,
-                stdout=output,
-                stderr=errors or file,
+                stdout=subprocess.PIPE,
+                stderr=file,
             )
+        await_readable(self.process.stdout, Deadline(seconds), "a service that is ready")
+        if self.process.stdout.readline() != b"ready\n":
+            raise RuntimeError("the service does not start: " + self.error_text())
 
     def is_running(self):
         """Whether it was started and has not ended."""
